@@ -1,0 +1,55 @@
+// The one door to durable files. Everything that a user would miss is written through it, so that a test can fail it at
+// any step, cut the power, and look at what a disk that forgot its unsynced data would hold.
+//
+// Folders are made 0700 and files 0600. Every call blocks. Safe from every thread.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Foundation/Date.h"
+#include "Foundation/Result.h"
+
+namespace qs {
+
+inline constexpr std::string_view kFileErrorDomain = "FileSystem";  // code: the errno
+
+struct FileInfo {
+    std::filesystem::path path;
+    bool isFolder = false;
+    std::uintmax_t size = 0;
+    Date modified;
+};
+
+class FileSystem {
+public:
+    virtual ~FileSystem() = default;
+    static FileSystem& real();
+
+    virtual Result<std::string> read(const std::filesystem::path& file) = 0;
+    // Creates the file, writes everything and syncs it. Fails if it exists. After a failure no file is left behind.
+    virtual Result<void> writeNew(const std::filesystem::path& file, std::string_view content) = 0;
+    // Appends and syncs; creates the file if there is none. A power cut may leave a part of `content` at the end.
+    virtual Result<void> append(const std::filesystem::path& file, std::string_view content) = 0;
+    // Replaces `to` if it exists. Durable only after syncFolder on the folders of both.
+    virtual Result<void> rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
+    // Fails if `to` exists. Durable only after syncFolder. For claims that exactly one of several may win.
+    virtual Result<void> renameNew(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
+    virtual Result<void> remove(const std::filesystem::path& file) = 0;  // a missing file is an error (ENOENT)
+    virtual Result<void> syncFolder(const std::filesystem::path& folder) = 0;
+    // With its parents. An existing folder is a success.
+    virtual Result<void> makeFolder(const std::filesystem::path& folder) = 0;
+    virtual Result<std::vector<FileInfo>> list(const std::filesystem::path& folder) = 0;
+    virtual Result<FileInfo> info(const std::filesystem::path& file) = 0;
+
+    bool exists(const std::filesystem::path& file) { return info(file).has_value(); }
+    // Whole-file replace: a temporary file beside it, written and synced, renamed over it, the folder synced. After a
+    // power cut or a failure the file holds the old content or the new one, whole.
+    Result<void> replace(const std::filesystem::path& file, std::string_view content);
+};
+
+}  // namespace qs

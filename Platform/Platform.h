@@ -1,0 +1,38 @@
+// The ports to the machine, in one hand: the program makes them at start, a test puts doubles in place of some.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+namespace qs {
+
+class CrashReporter;
+class DistributedNotificationCenter;
+class ProcessInfo;
+class RunningApplications;
+class Workspace;
+
+struct PlatformOptions {
+    std::filesystem::path dataFolder;
+    int osMinor = 12;
+};
+
+struct Platform {
+    std::shared_ptr<ProcessInfo> processInfo;
+    std::shared_ptr<Workspace> workspace;
+    std::shared_ptr<DistributedNotificationCenter> distributedNotifications;
+    std::shared_ptr<RunningApplications> runningApplications;
+    std::shared_ptr<CrashReporter> crashReporter;
+
+    // The Linux adapters.
+    static Platform make(const PlatformOptions& options);
+    // The ports in force. Ports of a platform that was never installed are null: callers of a port that may be missing
+    // (a test without it) get a no-op or an empty answer from these windows instead.
+    static Platform& current();
+    static void install(Platform platform);
+};
+
+// The OS minor in force: 10, 11 or 12; 0 when there is no process info.
+int osMinor();
+
+}  // namespace qs
