@@ -1,0 +1,50 @@
+// Makes the page's files: node build.mjs <output folder> [--dev]
+//
+// Each entry of src/ becomes <name>.js, with the styles it imports beside it as <name>.css; public/ is copied as it is.
+// The emoji list is copied too, so that the page asks no other server for it.
+import { cp, mkdir, rm } from "node:fs/promises";
+import { existsSync } from "node:fs";
+import { createRequire } from "node:module";
+import { dirname, join, resolve } from "node:path";
+import { fileURLToPath } from "node:url";
+import { build } from "esbuild";
+
+const entries = ["src/main.tsx"];
+
+const here = dirname(fileURLToPath(import.meta.url));
+const dev = process.argv.includes("--dev");
+const target = process.argv.slice(2).find((word) => !word.startsWith("--"));
+if (!target) {
+  console.error("usage: node build.mjs <output folder> [--dev]");
+  process.exit(2);
+}
+const output = resolve(target);
+
+await rm(output, { recursive: true, force: true });
+await mkdir(output, { recursive: true });
+try {
+  await build({
+    absWorkingDir: here,
+    entryPoints: entries,
+    outdir: output,
+    bundle: true,
+    format: "esm",
+    target: "es2022",
+    jsx: "automatic",
+    jsxImportSource: "preact",
+    charset: "utf8",
+    minify: !dev,
+    sourcemap: dev ? "linked" : false,
+    loader: { ".svg": "file", ".png": "file", ".woff2": "file" },
+    assetNames: "[name]",
+    legalComments: "eof",
+    logLevel: "warning",
+  });
+} catch {
+  // esbuild has already told what is wrong and where.
+  process.exit(1);
+}
+
+const emoji = createRequire(import.meta.url).resolve("emoji-picker-element-data/en/emojibase/data.json");
+await cp(emoji, join(output, "emoji.json"));
+if (existsSync(join(here, "public"))) await cp(join(here, "public"), output, { recursive: true });
