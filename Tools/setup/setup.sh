@@ -1,0 +1,109 @@
+# shellcheck shell=bash
+# Shared by run, test and bench: installs what the machine lacks, configures and builds. Sourced, with `root` set to the
+# project's folder.
+: "${root:?}"
+
+say() { printf '%s\n' "$*" >&2; }
+
+fail() {
+    say "$*"
+    exit 1
+}
+
+# For an argument that makes no sense: says so and where help is.
+usage_error() {
+    say "$*"
+    say "Try './${0##*/} --help'."
+    exit 2
+}
+
+# Prints the packages of the given list files that are not installed, one a line.
+missing_packages() {
+    local installed entry name
+    installed=" $(dpkg-query -W -f='${db:Status-Status} ${Package} ')"
+    sed 's/#.*//' "$@" | while read -r entry; do
+        [ -n "$entry" ] || continue
+        for name in ${entry//|/ }; do
+            [[ $installed == *" installed $name "* ]] && continue 2
+        done
+        printf '%s\n' "${entry%%|*}"
+    done
+}
+
+# A Node.js from elsewhere and the distribution's npm exclude each other, so a suitable pair that is there is kept.
+missing_node() {
+    local version
+    if command -v npm >/dev/null && version=$(node --version 2>/dev/null); then
+        version=${version#v}
+        [ "${version%%.*}" -ge 18 ] && return
+    fi
+    printf '%s\n' nodejs npm
+}
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        fail "Installing packages needs root, and there is no sudo here. As root: apt-get install ${missing[*]}"
+    fi
+}
+
+apt_get() {
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 "$@" </dev/null
+}
+
+# ensure_packages <list file>...: installs what is missing. Asks for root only when something is.
+ensure_packages() {
+    local log="$root/build/setup.log"
+    if ! command -v dpkg-query >/dev/null; then
+        say "This is not a Debian system; the packages in Tools/setup are taken to be there."
+        return
+    fi
+    mapfile -t missing < <(missing_packages "$@"; missing_node)
+    [ "${#missing[@]}" -eq 0 ] && return
+    say "Installing ${#missing[@]} missing Debian packages$([ "$(id -u)" -eq 0 ] || echo " with sudo"): ${missing[*]}"
+    mkdir -p "$root/build"
+    # A stale list of one archive need not stop us: the installation tells whether all was found.
+    apt_get update >"$log" 2>&1 || say "The package lists could not all be renewed; trying with what is there."
+    if ! apt_get install -y --no-install-recommends --no-remove "${missing[@]}" >>"$log" 2>&1; then
+        tail -n 20 "$log" >&2
+        fail "Some packages could not be installed; build/setup.log has the whole story."
+    fi
+}
+
+# configure <preset>
+configure() {
+    local log="$root/build/configure-$1.log"
+    mkdir -p "$root/build"
+    if ! cmake -S "$root" --preset "$1" >"$log" 2>&1; then
+        tail -n 30 "$log" >&2
+        fail "The build could not be configured; build/configure-$1.log has the whole story."
+    fi
+}
+
+# Lets a tenth of ninja's progress lines through, and everything else, for output that is no terminal.
+thin_progress() {
+    local line last=-1 tenth
+    while IFS= read -r line; do
+        if [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]]; then
+            tenth=$((BASH_REMATCH[1] * 10 / BASH_REMATCH[2]))
+            [ "$tenth" -eq "$last" ] && continue
+            last=$tenth
+        fi
+        printf '%s\n' "$line"
+    done
+}
+
+# build <preset> <target>...
+build() {
+    local preset=$1
+    shift
+    local command=(ninja -C "$root/build/$preset" -j "$(nproc)" "$@")
+    if [ -t 1 ]; then
+        NINJA_STATUS='[%f/%t, %es] ' "${command[@]}"
+    else
+        "${command[@]}" | thin_progress
+    fi || fail "The build failed; what went wrong stands above."
+}
