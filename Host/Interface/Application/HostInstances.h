@@ -1,0 +1,34 @@
+// The running host's objects behind the interface's windows (MailApp::shared(), Library::shared(), ...). The host fills
+// it while it starts and clears it when it goes; nobody else writes it.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace qs {
+
+class DeliveryQueue;
+class Library;
+class LibraryStore;
+class MailAccount;
+class MailApp;
+class Message;
+class MessageHeaders;
+class MessageViewer;
+
+struct HostInstances {
+    std::shared_ptr<MailApp> application;
+    std::shared_ptr<Library> library;
+    std::shared_ptr<LibraryStore> libraryStore;
+    std::shared_ptr<DeliveryQueue> deliveryQueue;
+    std::function<std::shared_ptr<MessageViewer>()> frontmostViewer;
+    // Opens a window for one message; may be empty.
+    std::function<std::shared_ptr<MessageViewer>(const std::shared_ptr<Message>&)> singleMessageViewer;
+    std::function<std::vector<std::shared_ptr<MailAccount>>()> mailAccounts;
+
+    static HostInstances& current();
+};
+
+}  // namespace qs

@@ -1,0 +1,38 @@
+// A mail account of the user's.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Foundation/Runtime.h"
+
+namespace qs {
+
+class Mailbox;
+class Message;
+class MessageHeaders;
+
+class MailAccount : public HostObject {
+public:
+    using HostObject::HostObject;  // class "MFMailAccount"
+
+    virtual std::string identifier() const = 0;
+    virtual std::string displayName() const = 0;
+    virtual std::string fullName() const = 0;
+    virtual std::vector<std::string> emailAddresses() const = 0;  // bare; the first is the main one
+    virtual std::vector<std::shared_ptr<Mailbox>> mailboxes() const = 0;
+
+    virtual std::shared_ptr<Mailbox> inboxMailbox() const = 0;
+    // Null when it doesn't exist and `create` is false.
+    virtual std::shared_ptr<Mailbox> _outboxMailboxCreateIfNeeded(bool create) = 0;
+    virtual std::shared_ptr<Mailbox> draftsMailboxCreateIfNeeded(bool create) = 0;
+    virtual std::shared_ptr<Mailbox> mailboxOfKind(int kind, bool createIfNeeded) = 0;  // a MailboxKind but User
+
+    static std::vector<std::shared_ptr<MailAccount>> mailAccounts();
+    // The account that the message was written with or came to, by its addresses; null for none.
+    static std::shared_ptr<MailAccount> accountForHeaders(const MessageHeaders& headers, const Message* message);
+    static std::shared_ptr<MailAccount> accountWithIdentifier(std::string_view identifier);
+};
+
+}  // namespace qs

@@ -1,0 +1,69 @@
+// A dialog or preference pane as plain data: groups of labelled controls. The page draws any form and sends back which
+// control got which value; the owner's handlers do the rest. Used for sheets, preference panes and account dialogs.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Foundation/Value.h"
+
+namespace qs {
+
+struct FormOption {
+    std::string title;
+    Value value;
+    std::string imageName;
+    bool separator = false;
+};
+
+struct FormControl {
+    enum class Kind {
+        Text,         // a sentence; `value` is the text
+        TextField,    // string
+        Secret,       // string, never sent to the page with a value
+        Number,       // integer or real, with minimum, maximum, step
+        CheckBox,     // boolean
+        PopUp,        // one of options
+        Segmented,    // one of options, shown side by side
+        DateTime,     // date
+        TimeOfDay,    // date of which hour and minute count, in the default time zone
+        Shortcut,     // dictionary: key combination ("characters", "modifierFlags")
+        TextList,     // array of strings
+        Button,       // no value; onChange is the click
+        Separator,
+    };
+    Kind kind = Kind::Text;
+    std::string id;        // unique within the form
+    std::string label, toolTip, placeholder;
+    Value value;
+    bool enabled = true, hidden = false;
+    std::vector<FormOption> options;
+    double minimum = 0, maximum = 0, step = 1;  // for Number; maximum 0 is none
+    std::string unit;                           // shown after a number: "seconds"
+    std::function<void(const Value&)> onChange;
+};
+
+struct FormGroup {
+    std::string title, note;
+    std::vector<FormControl> controls;
+};
+
+struct FormButton {
+    std::string title;
+    int code = 0;            // what the sheet ends with; ignored where `action` is set
+    bool isDefault = false;  // Return
+    bool isCancel = false;   // Escape
+    std::function<void()> action;
+};
+
+struct FormModel {
+    std::string identifier, title, message;
+    std::vector<FormGroup> groups;
+    std::vector<FormButton> buttons;
+
+    FormControl* control(std::string_view id);  // null for none
+};
+
+}  // namespace qs
