@@ -1,0 +1,256 @@
+// What the page and the host say to each other. The host describes models (menus, toolbars, lists, forms); the page draws
+// whatever arrives and sends back what the person did. Host/Server is the other side: change both together.
+//
+// HTTP, all on loopback:
+//   GET  /                      the page (and its files)
+//   POST /session               {"ticket"}: the single-use ticket from the start link's fragment (/#start=<ticket>);
+//                               sets the cookie and answers {"token"}. Everything below needs the cookie and the token:
+//                               as the header X-Quillstead-Token, or, for the WebSocket, as the subprotocol "qs.<token>"
+//   GET  /live                  the WebSocket
+//   GET  /messages/<id>/body?remote=0|1     Body
+//   GET  /messages/<id>/source              text/plain
+//   GET  /messages/<id>/parts/<part>        an attachment, as a download
+//   POST /compose/<window>/attachments      the file as the body; its name, percent-encoded, as X-File-Name;
+//                                           X-Inline: 1 for a picture that was pasted into the text. Answers {"id"}
+//   GET  /compose/<window>/attachments/<id> its content, as a download
+//   GET  /images/<name>         SVG pictures of the program and its plug-ins ("plugin:TB_SendLaterTemplate")
+
+export type Id = number; // a message's library id
+
+export interface MenuItemModel {
+  id: string; // for "menu.choose"; path of indexes, such as "5.3"
+  title: string;
+  separator?: boolean;
+  enabled?: boolean;
+  state?: number; // 1: ticked
+  key?: string; // one character or a name such as "Delete", "ArrowUp"
+  modifiers?: ('shift' | 'control' | 'option' | 'command')[]; // command is Ctrl (or Cmd) in the page
+  toolTip?: string;
+  image?: string;
+  submenu?: MenuItemModel[];
+}
+
+export interface ToolbarItemModel {
+  identifier: string;
+  label: string;
+  toolTip: string;
+  image: string;
+  enabled: boolean;
+  menu?: MenuItemModel[];
+  kind: 'item' | 'space' | 'flexibleSpace';
+}
+
+export type Value = null | boolean | number | string | Value[] | { [key: string]: Value };
+// Dates travel as {"$date": seconds since 1970}.
+
+export interface FormControlModel {
+  id: string;
+  kind:
+    | 'text' | 'textField' | 'secret' | 'number' | 'checkBox' | 'popUp' | 'segmented' | 'dateTime' | 'timeOfDay'
+    | 'shortcut' | 'textList' | 'button' | 'separator';
+  label: string;
+  toolTip?: string;
+  placeholder?: string;
+  value: Value;
+  enabled: boolean;
+  hidden?: boolean;
+  options?: { title: string; value: Value; image?: string; separator?: boolean }[];
+  minimum?: number;
+  maximum?: number;
+  step?: number;
+  unit?: string;
+}
+export interface FormModel {
+  identifier: string;
+  title: string;
+  message?: string;
+  groups: { title: string; note?: string; controls: FormControlModel[] }[];
+  buttons: { title: string; isDefault?: boolean; isCancel?: boolean }[];
+}
+
+export interface AlertModel {
+  id: number;
+  window: string; // a sheet of that window; empty: of the application
+  title: string;
+  text: string;
+  icon?: string;
+  buttons: string[]; // the first is the default
+  suppression?: boolean; // with a check box "Do not show this message again"
+}
+export interface PopoverModel {
+  identifier: string;
+  anchor: string; // "toolbar:<window>:<item identifier>", "title:<window>", "preferences:<item>", ...
+  edge: number; // 0 left, 1 below, 2 right, 3 above
+  text: string;
+  image?: string;
+  countdown?: string;
+  buttons: string[];
+  buttonIcons: string[];
+  form?: FormModel;
+}
+
+export interface MailboxModel {
+  id: string;
+  name: string;
+  kind: 'inbox' | 'drafts' | 'outbox' | 'sent' | 'archive' | 'junk' | 'trash' | 'user';
+  depth: number;
+  unread: number;
+  count: number;
+  badge?: string;
+  image?: string;
+}
+export interface AccountModel {
+  id: string;
+  name: string;
+  address: string;
+  mailboxes: MailboxModel[];
+}
+
+export interface Delivery {
+  state: 'waiting' | 'sending' | 'failed' | 'inDoubt';
+  attempts: number;
+  lastAnswer: string; // a sentence; empty before the first attempt
+}
+export interface MessageRow {
+  id: Id;
+  from: string; // display name, or the recipients in Sent, Drafts and Outbox
+  subject: string;
+  snippet: string;
+  date: string; // as the list shows it
+  dateLong: string;
+  unread: boolean;
+  answered: boolean;
+  forwarded: boolean;
+  flagged: boolean;
+  colour: number;
+  attachments: number;
+  icons: { image: string; label: string }[]; // what plug-ins add
+  delivery?: Delivery;
+}
+export interface ListModel {
+  mailbox: string;
+  title: string;
+  total: number;
+  offset: number; // of rows[0]; the page asks for others by "list.window"
+  rows: MessageRow[];
+  selected: Id[]; // in the window or not
+  search: string;
+  emptyText: string;
+}
+
+export interface AttachmentModel {
+  part: string; // for /messages/<id>/parts/<part>
+  name: string;
+  type: string;
+  size: number; // bytes
+}
+export interface MessageModel {
+  id: Id;
+  subject: string;
+  from: string;
+  fromAddress: string;
+  to: string[];
+  cc: string[];
+  bcc: string[];
+  date: string;
+  flags: { unread: boolean; flagged: boolean; colour: number };
+  attachments: AttachmentModel[];
+  damaged?: string; // a sentence when the message could not be read whole
+  delivery?: Delivery;
+  canEditDraft: boolean;
+}
+export interface Body {
+  html: string; // already sanitized; goes into a frame without scripts and without our origin
+  remoteBlocked: number; // pictures that were held back
+  plain: boolean;
+}
+
+export interface ComposeModel {
+  window: string; // "compose-1"
+  title: string;
+  toolbar: ToolbarItemModel[];
+  accounts: { id: string; label: string }[];
+  account: string;
+  to: string[];
+  cc: string[];
+  bcc: string[];
+  subject: string;
+  bodyHtml: string; // of that revision; the page applies it only when the revision is above its own
+  bodyRevision: number;
+  plainText: boolean;
+  attachments: { id: string; name: string; type: string; size: number; inline: boolean }[];
+  rows: { identifier: string; place: 'subject' | 'content' | 'status'; controls: FormControlModel[] }[];
+  status: string; // "Draft saved 12:30"
+  busy: boolean; // sending; fields are locked
+  sheet?: FormModel;
+}
+
+export interface PreferencesModel {
+  visible: boolean;
+  modules: { name: string; image: string }[];
+  selected: string;
+  form?: FormModel;
+  sheet?: FormModel;
+}
+
+export interface Sections {
+  app: { title: string; icon: string; notices: { id: number; text: string }[]; waiting: number; version: string };
+  menu: MenuItemModel[]; // the main menu; each has a submenu
+  accounts: AccountModel[];
+  list: ListModel;
+  message: MessageModel | null; // the one selected message
+  viewer: { toolbar: ToolbarItemModel[]; selectedCount: number; sheet?: FormModel };
+  compose: ComposeModel[];
+  alerts: AlertModel[];
+  popovers: PopoverModel[];
+  preferences: PreferencesModel;
+}
+
+export type ServerMessage =
+  | { type: 'update'; sections: Partial<Sections> } // only what changed; everything after connecting
+  | { type: 'reply'; id: number; result: Value }
+  | { type: 'error'; id: number; text: string } // a sentence for the person
+  | { type: 'beep' }
+  | { type: 'chooseFile'; window: string } // open the file chooser for attachments
+  | { type: 'characterPalette'; window: string }
+  | { type: 'focus'; window: string } // this compose window came to the front
+  | { type: 'goodbye'; text: string }; // the host stops
+
+// Page to host: {id, call, args}. Every call gets one reply or error with its id.
+export interface Calls {
+  'app.active': { active: boolean }; // the page got or lost the focus
+  'app.dismissNotice': { id: number };
+  'menu.choose': { item: string; menu?: 'main' | 'context' }; // by id; validated again by the host
+  'menu.validate': Record<string, never>; // before a menu opens: fresh enabled states come as an update
+  'context.open': { ids: Id[] }; // replies {items: MenuItemModel[]}
+  'toolbar.choose': { window: string; identifier: string; item?: string }; // item: of its menu
+  'mailbox.select': { id: string };
+  'mailbox.create': { account: string; name: string };
+  'list.window': { offset: number; limit: number };
+  'list.select': { ids: Id[] }; // replies nothing; "message" follows
+  'list.search': { text: string };
+  'message.open': { id: Id }; // a double click: drafts open for editing
+  'message.setFlags': { ids: Id[]; seen?: boolean; flagged?: boolean; colour?: number };
+  'message.move': { ids: Id[]; mailbox: string };
+  'message.resolveDoubt': { id: Id; choice: 'sendAgain' | 'markSent' };
+  'compose.new': { to?: string[] };
+  'compose.update': {
+    window: string;
+    account?: string; to?: string[]; cc?: string[]; bcc?: string[]; subject?: string;
+    bodyHtml?: string; bodyRevision?: number; plainText?: boolean;
+  };
+  'compose.send': { window: string }; // send every update first; the toolbar item "send" does the same
+  'compose.close': { window: string; keep: 'save' | 'discard' | 'ask' };
+  'compose.front': { window: string }; // "" when the viewer is in front
+  'compose.removeAttachment': { window: string; id: string };
+  'compose.control': { window: string; row: string; control: string; value: Value };
+  'sheet.set': { window: string; form: string; control: string; value: Value };
+  'sheet.button': { window: string; form: string; button: number };
+  'alert.answer': { id: number; button: number; suppression: boolean };
+  'popover.button': { identifier: string; button: number };
+  'popover.close': { identifier: string };
+  'preferences.show': { module?: string };
+  'preferences.set': { control: string; value: Value };
+  'preferences.close': Record<string, never>;
+  'addresses.complete': { prefix: string }; // replies {addresses: string[]}, best first, at most 8
+}
