@@ -1,0 +1,56 @@
+// The accounts of the user, as kept in Accounts.plist. Main thread for changes; look-ups from every thread.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Foundation/Result.h"
+
+namespace qs {
+
+class FileSystem;
+
+enum class TransportSecurity { None, StartTls, Tls };
+
+// Where an account hands in its mail. The password comes from a command of the user's (as in `pass show mail`), so that
+// no secret stands in any file of ours; its output's first line counts. Without one, no authentication.
+struct SubmissionServer {
+    std::string host;
+    int port = 587;
+    TransportSecurity security = TransportSecurity::StartTls;
+    std::string user;
+    std::vector<std::string> passwordCommand;
+    std::string certificateAuthorities;  // a PEM file to trust instead of the system's; empty for the system's
+};
+
+struct AccountRecord {
+    std::string identifier;  // letters, digits, "-"; also the folder's name
+    std::string displayName, fullName;
+    std::vector<std::string> addresses;  // bare; the first is the main one
+    bool hasServer = false;              // false: delivers to other local accounts only
+    SubmissionServer server;
+};
+
+class AccountBook {
+public:
+    // A missing file is an empty book. A damaged one is an error and stays untouched.
+    static Result<std::shared_ptr<AccountBook>> open(std::filesystem::path file, FileSystem& files);
+    std::vector<AccountRecord> all() const;
+    const AccountRecord* find(std::string_view identifier) const;  // valid until the book changes
+    // The account that has this address, without regard to case.
+    const AccountRecord* withAddress(std::string_view bareAddress) const;
+    // Adds or replaces by identifier, durably. Fails on an identifier or address that cannot be one.
+    Result<void> put(AccountRecord record);
+
+private:
+    std::filesystem::path file_;
+    FileSystem* files_ = nullptr;
+    mutable std::mutex lock_;
+    std::vector<AccountRecord> records_;
+};
+
+}  // namespace qs

@@ -1,0 +1,62 @@
+// Getting mail out: the outbox, its journal and the delivery queue with its own thread.
+//
+// What is promised: a message that append() accepted is never lost and never leaves twice. It is claimed (renamed out of
+// the outbox) before the first byte leaves; every stage is journalled; after a crash each stage is resumed alone; a send
+// whose outcome is not known is looked for among the sent mail and else shown as "perhaps sent", for the person to
+// decide.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Foundation/Result.h"
+#include "Mail/DeliveryQueue.h"
+#include "Mail/Message.h"
+
+namespace qs {
+
+class AccountBook;
+class FileSystem;
+class MailLibrary;
+struct OutgoingMessage;
+
+// What is known of a message that waits, by its library id or, once claimed, by its unique id.
+struct DeliveryStatus {
+    enum class State { Waiting, Sending, Failed, InDoubt };
+    State state = State::Waiting;
+    std::string uniqueID;
+    std::int64_t libraryID = 0;  // 0 once it is claimed
+    std::string subject, to;
+    int attempts = 0;
+    std::string lastAnswer;  // a sentence
+};
+
+class DeliveryService {
+public:
+    virtual ~DeliveryService() = default;
+    static std::shared_ptr<DeliveryService> make(const std::filesystem::path& dataFolder, MailLibrary& library,
+                                                 AccountBook& accounts, FileSystem& files);
+
+    // Settles what a crash left (main thread, before start) and begins to deliver, on the queue's own thread.
+    virtual void start() = 0;
+    // Waits for an attempt under way; nothing is attempted afterwards.
+    virtual void stop() = 0;
+
+    // Puts a finished message into its account's outbox, durable when it returns. Message-Id and unique id are fixed
+    // now, if the message has none yet. Any thread.
+    virtual Result<MessageRef> append(std::string_view account, const OutgoingMessage& message) = 0;
+
+    virtual std::vector<DeliveryStatus> statuses() const = 0;  // of everything in outboxes and claimed
+    virtual DeliveryStatus status(std::int64_t libraryID) const = 0;
+    // Answers to "perhaps sent".
+    virtual Result<void> sendAgain(std::string_view uniqueID) = 0;
+    virtual Result<void> markSent(std::string_view uniqueID) = 0;
+};
+
+// Posted on the default centre, main thread, when a status changed.
+inline constexpr std::string_view DeliveryStatusDidChangeNotification = "DeliveryStatusDidChange";
+
+}  // namespace qs

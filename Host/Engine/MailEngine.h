@@ -1,0 +1,53 @@
+// The mail program without its face: accounts, library, outbox and delivery, over one data folder.
+//
+//   <data>/Accounts.plist                     who sends and receives (AccountBook)
+//   <data>/Mail/<account>/                    a Maildir++ tree: the inbox, .Drafts .Outbox .Sent .Archive .Junk .Trash, own
+//   <data>/Mail/<account>/.Outbox/claimed/    messages that a delivery has taken; not listed
+//   <data>/Library.sqlite                     an index of headers and flags; derived, rebuilt when missing or damaged
+//   <data>/Deliveries/<unique>.journal        stages of deliveries under way (DeliveryJournal)
+//
+// Made and destroyed on the main thread. Opening blocks until the index knows every mailbox's files.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Foundation/Result.h"
+
+namespace qs {
+
+class AccountBook;
+class DeliveryService;
+class FileSystem;
+class MailLibrary;
+
+struct EngineOptions {
+    std::filesystem::path dataFolder;
+    FileSystem* files = nullptr;  // null: the real one
+};
+
+class MailEngine {
+public:
+    // Registers the engine's host classes with ClassRegistry::current() (names by OS minor), opens everything and fills
+    // HostInstances with library, library store, delivery queue and accounts. Deliveries do not start before
+    // deliveries().start(): what a plug-in holds must not leave before the plug-in stands.
+    static Result<std::unique_ptr<MailEngine>> open(const EngineOptions& options);
+    ~MailEngine();  // waits for a delivery under way
+
+    AccountBook& accounts() { return *accounts_; }
+    MailLibrary& library() { return *library_; }
+    DeliveryService& deliveries() { return *deliveries_; }
+    // Sentences for the person about what was found wrong and set right while opening.
+    std::vector<std::string> takeNotices();
+
+private:
+    MailEngine() = default;
+    std::shared_ptr<AccountBook> accounts_;
+    std::shared_ptr<MailLibrary> library_;
+    std::shared_ptr<DeliveryService> deliveries_;
+    std::vector<std::string> notices_;
+};
+
+}  // namespace qs

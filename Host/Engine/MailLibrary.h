@@ -1,0 +1,94 @@
+// The library: every message of every mailbox, indexed in SQLite over the Maildir trees. The files are the truth, the
+// index is derived and rebuilt when it is missing, damaged or out of step.
+//
+// Safe from every thread. Calls block but are quick (no scan of a whole mailbox except when opening). Changes are
+// announced on the main thread: "MailLibraryDidChange" on the default notification centre (user info "mailboxes": array
+// of identifiers), coalesced per turn of the run loop, and arrivals through library_store::messagesWereAdded.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Foundation/Date.h"
+#include "Foundation/Result.h"
+#include "Mail/Library.h"
+#include "Mail/Mailbox.h"
+#include "Mail/Message.h"
+
+namespace qs {
+
+class AccountBook;
+class FileSystem;
+
+inline constexpr std::string_view MailLibraryDidChangeNotification = "MailLibraryDidChange";
+
+// One row of a list, without touching the message's file.
+struct MessageSummary {
+    std::int64_t id = 0;
+    std::string mailbox;  // identifier
+    std::string messageID, uniqueID, from, to, subject, snippet;
+    Date received, sent;
+    MessageFlags flags;
+    int attachments = 0;
+    std::uint64_t size = 0;
+};
+
+struct ListPage {
+    int total = 0;
+    std::vector<MessageSummary> rows;
+};
+
+// What changes in flags; what is not set stays.
+struct FlagChange {
+    std::optional<bool> seen, answered, flagged, draft, deleted, forwarded, junk;
+    std::optional<int> colour;
+};
+
+class MailLibrary : public Library {
+public:
+    using Library::Library;
+    static Result<std::shared_ptr<MailLibrary>> open(const std::filesystem::path& dataFolder,
+                                                     std::shared_ptr<AccountBook> accounts, FileSystem& files);
+
+    // Newest first. `search` is what the person typed: every word must appear in subject, senders, recipients or text.
+    virtual ListPage page(const MessageCriterion& criterion, std::string_view search, int offset, int limit) = 0;
+    virtual MessageRef messageWithID(std::int64_t id) = 0;  // null when it is gone
+    virtual std::optional<MessageSummary> summary(std::int64_t id) = 0;
+    // The octets as they lie in the Maildir.
+    virtual Result<std::string> content(std::int64_t id) = 0;
+    virtual std::filesystem::path file(std::int64_t id) = 0;  // empty when it is gone
+
+    virtual std::shared_ptr<Mailbox> mailboxWithIdentifier(std::string_view identifier) = 0;
+    virtual std::shared_ptr<Mailbox> mailbox(std::string_view account, MailboxKind kind, bool create) = 0;
+    virtual Result<std::shared_ptr<Mailbox>> createMailbox(std::string_view account, std::string_view name) = 0;
+    virtual std::vector<std::shared_ptr<Mailbox>> mailboxes(std::string_view account) = 0;  // special ones first
+    // After the account book changed.
+    virtual void accountsDidChange() = 0;
+
+    // Durable when it returns. `uniqueName`, if given, makes a second add of the same name to the same mailbox (also
+    // after a crash, also if the first has meanwhile been flagged) find the first instead of adding another.
+    virtual Result<MessageRef> add(Mailbox& mailbox, std::string_view content, MessageFlags flags, Date received,
+                                   std::string_view uniqueName = {}) = 0;
+    virtual Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) = 0;
+    // Moves, also across accounts (copy, sync, then remove). What could not be moved stays where it was and the error
+    // says so; the others are moved.
+    virtual Result<void> move(const std::vector<std::int64_t>& ids, Mailbox& to) = 0;
+    virtual Result<void> erase(const std::vector<std::int64_t>& ids) = 0;  // for good
+    // Takes a message out of the library and hands its file's new place over: the outbox's claim. Exactly one of
+    // several callers succeeds.
+    virtual Result<std::filesystem::path> claim(std::int64_t id, const std::filesystem::path& intoFolder) = 0;
+
+    // Takes up what other programs changed in a mailbox's folders.
+    virtual void rescan(std::string_view mailboxIdentifier) = 0;
+    virtual std::vector<std::string> takeNotices() = 0;  // damaged messages met while indexing, and their like
+    // Addresses seen in mail, by frequency, that begin with the prefix in name or address; display forms.
+    virtual std::vector<std::string> completeAddress(std::string_view prefix, int limit) = 0;
+};
+
+}  // namespace qs
