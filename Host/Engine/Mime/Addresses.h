@@ -1,0 +1,20 @@
+// Mail addresses as people write them in a header field (RFC 5322, leniently, with internationalised addresses).
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qs {
+
+struct MailAddress {
+    std::string name;     // display name, decoded; may be empty
+    std::string address;  // bare
+    std::string display() const;  // "Ada Lovelace <ada@example.org>", quoted where needed
+};
+
+// Groups are flattened; pieces that are no address come back with an empty `address` and the piece as `name`.
+std::vector<MailAddress> parseAddresses(std::string_view field);
+bool isDeliverableAddress(std::string_view bareAddress);
+
+}  // namespace qs
