@@ -16,6 +16,9 @@
 
 namespace qs {
 
+// Declared before the types of the same names, which GCC would take for hidden by these.
+enum class ValueType { Nil, Boolean, Integer, Real, String, Date, Data, Array, Dictionary };
+
 class Value;
 using Array = std::vector<Value>;
 using Dictionary = std::map<std::string, Value, std::less<>>;
@@ -27,7 +30,7 @@ struct Data {
 
 class Value {
 public:
-    enum class Type { Nil, Boolean, Integer, Real, String, Date, Data, Array, Dictionary };
+    using Type = ValueType;
 
     Value() = default;
     Value(std::nullptr_t) {}
@@ -57,6 +60,7 @@ public:
     const Dictionary& dictionary() const;       // empty unless a dictionary
     const Value& operator[](std::string_view key) const;  // nil for a missing key or a value that is no dictionary
 
+    // Same type and same content: the number 1 and the string "1" differ, and so do 1 and 1.0.
     friend bool operator==(const Value& a, const Value& b);
 
 private:
