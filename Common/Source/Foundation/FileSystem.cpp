@@ -1,0 +1,244 @@
+#include "Foundation/FileSystem.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include "Foundation/Format.h"
+
+namespace qs {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A larger file is none of ours, and reading it whole would take the machine's memory.
+constexpr off_t kLargestFile = off_t{2} << 30;
+
+std::string sentenceFor(int code) {
+    switch (code) {
+    case ENOENT: return "There is no such file or folder.";
+    case EEXIST: return "There is already a file or folder of that name.";
+    case EACCES:
+    case EPERM: return "You have no permission for that file or folder.";
+    case ENOSPC: return "There is no space left on the disk.";
+    case EDQUOT: return "Your share of the disk is used up.";
+    case EROFS: return "The disk can only be read.";
+    case EIO: return "The disk reported a fault.";
+    case EISDIR: return "A folder stands where a file was expected.";
+    case ENOTDIR: return "A file stands where a folder was expected.";
+    case ENOTEMPTY: return "The folder is not empty.";
+    case ENAMETOOLONG: return "The name is too long for the disk.";
+    case ELOOP: return "The file is a link that must not be followed.";
+    case EFBIG: return "The file is too large.";
+    case EMFILE:
+    case ENFILE: return "Too many files are open.";
+    case EXDEV: return "The two places are on different disks.";
+    case EINVAL: return "This is not a regular file.";
+    default: return std::system_category().message(code) + ".";
+    }
+}
+
+tl::unexpected<Error> fileFailure(int code, const fs::path& file) {
+    return failure(
+        Error{std::string(kFileErrorDomain),
+              code,
+              stringWithFormat("“%@”: %@",
+                               {file.filename().empty() ? file.string() : file.filename().string(), sentenceFor(code)}),
+              {{"path", file.string()}}});
+}
+
+// Runs a system call until no signal interrupts it.
+template <class Call>
+auto untilDone(Call call) {
+    for (;;) {
+        const auto result = call();
+        if (result != -1 || errno != EINTR) return result;
+    }
+}
+
+class Descriptor {
+public:
+    Descriptor(const fs::path& file, int flags)
+        : descriptor_(untilDone([&] { return ::open(file.c_str(), flags | O_CLOEXEC | O_NOCTTY, 0600); })) {}
+    ~Descriptor() { (void)close(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    explicit operator bool() const { return descriptor_ >= 0; }
+    int get() const { return descriptor_; }
+    // After an interrupted close the descriptor is gone all the same, so it is not repeated.
+    bool close() {
+        const int descriptor = std::exchange(descriptor_, -1);
+        return descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR;
+    }
+
+private:
+    int descriptor_;
+};
+
+bool writeAll(int descriptor, std::string_view content) {
+    while (!content.empty()) {
+        const ssize_t written = untilDone([&] { return ::write(descriptor, content.data(), content.size()); });
+        if (written < 0) return false;
+        content.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+bool syncAndClose(Descriptor& descriptor) {
+    return untilDone([&] { return ::fsync(descriptor.get()); }) == 0 && descriptor.close();
+}
+
+FileInfo infoFrom(const fs::path& file, const struct stat& facts) {
+    return {
+        .path = file,
+        .isFolder = S_ISDIR(facts.st_mode),
+        .size = static_cast<std::uintmax_t>(facts.st_size),
+        .modified = {static_cast<double>(facts.st_mtim.tv_sec) + 1e-9 * static_cast<double>(facts.st_mtim.tv_nsec)}};
+}
+
+std::string randomName() {
+    std::uint64_t random = 0;
+    while (::getrandom(&random, sizeof random, 0) != sizeof random) {
+    }
+    return stringWithFormat("%016lx", {static_cast<std::int64_t>(random)});
+}
+
+class RealFileSystem : public FileSystem {
+public:
+    Result<std::string> read(const fs::path& file) override {
+        // Without O_NONBLOCK a pipe of that name would hold us forever.
+        Descriptor descriptor(file, O_RDONLY | O_NONBLOCK);
+        struct stat facts {};
+        if (!descriptor || ::fstat(descriptor.get(), &facts) != 0) return fileFailure(errno, file);
+        if (!S_ISREG(facts.st_mode)) return fileFailure(S_ISDIR(facts.st_mode) ? EISDIR : EINVAL, file);
+        if (facts.st_size > kLargestFile) return fileFailure(EFBIG, file);
+        std::string content;
+        // One byte more than expected, so that the end is seen without growing.
+        content.resize(static_cast<std::size_t>(facts.st_size) + 1);
+        for (std::size_t length = 0;;) {
+            const ssize_t count =
+                untilDone([&] { return ::read(descriptor.get(), content.data() + length, content.size() - length); });
+            if (count < 0) return fileFailure(errno, file);
+            length += static_cast<std::size_t>(count);
+            if (count == 0) {
+                content.resize(length);
+                return content;
+            }
+            if (length == content.size()) content.resize(content.size() * 2);
+        }
+    }
+
+    Result<void> writeNew(const fs::path& file, std::string_view content) override {
+        Descriptor descriptor(file, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW);
+        if (!descriptor) return fileFailure(errno, file);
+        if (writeAll(descriptor.get(), content) && syncAndClose(descriptor)) return {};
+        const int code = errno;
+        ::unlink(file.c_str());
+        return fileFailure(code, file);
+    }
+
+    Result<void> append(const fs::path& file, std::string_view content) override {
+        Descriptor descriptor(file, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK);
+        if (!descriptor || !writeAll(descriptor.get(), content) || !syncAndClose(descriptor))
+            return fileFailure(errno, file);
+        return {};
+    }
+
+    Result<void> rename(const fs::path& from, const fs::path& to) override {
+        if (::rename(from.c_str(), to.c_str()) != 0) return fileFailure(errno, from);
+        return {};
+    }
+
+    Result<void> renameNew(const fs::path& from, const fs::path& to) override {
+        if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return {};
+        if (errno == EEXIST) return fileFailure(errno, to);
+        if (errno != EINVAL && errno != ENOSYS) return fileFailure(errno, from);
+        // Some network disks lack the flag. A hard link, too, is made by exactly one of several.
+        if (::link(from.c_str(), to.c_str()) != 0) return fileFailure(errno, errno == EEXIST ? to : from);
+        if (::unlink(from.c_str()) != 0) return fileFailure(errno, from);
+        return {};
+    }
+
+    Result<void> remove(const fs::path& file) override {
+        if (::remove(file.c_str()) != 0) return fileFailure(errno, file);
+        return {};
+    }
+
+    Result<void> syncFolder(const fs::path& folder) override {
+        Descriptor descriptor(folder.empty() ? fs::path(".") : folder, O_RDONLY | O_DIRECTORY);
+        if (!descriptor || !syncAndClose(descriptor)) return fileFailure(errno, folder);
+        return {};
+    }
+
+    Result<void> makeFolder(const fs::path& folder) override {
+        struct stat facts {};
+        if (::stat(folder.c_str(), &facts) == 0) {
+            if (!S_ISDIR(facts.st_mode)) return fileFailure(ENOTDIR, folder);
+            return {};
+        }
+        const fs::path clean = folder.has_filename() ? folder : folder.parent_path();
+        if (clean.has_parent_path()) {
+            if (const auto parent = makeFolder(clean.parent_path()); !parent) return parent;
+        }
+        if (::mkdir(clean.c_str(), 0700) != 0) {
+            // Somebody else may have made it just now.
+            if (errno == EEXIST && ::stat(clean.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) return {};
+            return fileFailure(errno, clean);
+        }
+        return syncFolder(clean.parent_path());
+    }
+
+    Result<std::vector<FileInfo>> list(const fs::path& folder) override {
+        const std::unique_ptr<DIR, int (*)(DIR*)> open(::opendir(folder.c_str()), &::closedir);
+        if (!open) return fileFailure(errno, folder);
+        std::vector<FileInfo> files;
+        for (;;) {
+            errno = 0;
+            const dirent* entry = ::readdir(open.get());
+            if (!entry) break;
+            const std::string_view name = entry->d_name;
+            struct stat facts {};
+            // A file that went away since is left out.
+            if (name == "." || name == ".." || ::fstatat(::dirfd(open.get()), entry->d_name, &facts, 0) != 0) continue;
+            files.push_back(infoFrom(folder / name, facts));
+        }
+        if (errno != 0) return fileFailure(errno, folder);
+        std::sort(files.begin(), files.end(), [](const FileInfo& a, const FileInfo& b) { return a.path < b.path; });
+        return files;
+    }
+
+    Result<FileInfo> info(const fs::path& file) override {
+        struct stat facts {};
+        if (::stat(file.c_str(), &facts) != 0) return fileFailure(errno, file);
+        return infoFrom(file, facts);
+    }
+};
+
+}  // namespace
+
+FileSystem& FileSystem::real() {
+    static RealFileSystem files;
+    return files;
+}
+
+Result<void> FileSystem::replace(const fs::path& file, std::string_view content) {
+    const fs::path folder = file.parent_path();
+    const fs::path temporary = folder / ("." + file.filename().string() + "." + randomName() + ".tmp");
+    if (auto written = writeNew(temporary, content); !written) return written;
+    if (auto renamed = rename(temporary, file); !renamed) {
+        (void)remove(temporary);  // the first error is the one to tell
+        return renamed;
+    }
+    return syncFolder(folder);
+}
+
+}  // namespace qs
