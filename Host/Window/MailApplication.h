@@ -1,0 +1,72 @@
+// The host application: its main menu, its windows as models, and the chain that actions travel along. It owns the
+// viewer, the compose windows and the preferences, and fills HostInstances with application and frontmost viewer.
+//
+// Main thread only. Order of a start: MailEngine::open, MailApplication::make, BundleLoader::loadAll, finishLaunching,
+// deliveries().start().
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Application/MailApp.h"
+#include "Foundation/Result.h"
+#include "Mail/Message.h"
+#include "Models/Menu.h"
+
+namespace qs {
+
+class ComposeWindow;
+class MailEngine;
+class MainViewer;
+class PreferencesWindow;
+
+// A sentence at the edge of the page, until the person dismisses it.
+struct Notice {
+    int id = 0;
+    std::string text;
+};
+
+class MailApplication : public MailApp {
+public:
+    using MailApp::MailApp;
+    // Defines the host classes of windows and application by OS minor, builds menu and viewer.
+    static std::shared_ptr<MailApplication> make(MailEngine& engine);
+    // Posts "MailApplicationDidFinishLaunchingNotification". Once.
+    virtual void finishLaunching() = 0;
+    // Saves drafts of all compose windows, posts NSApplicationWillTerminateNotification, lets windows go. Once.
+    virtual void terminate() = 0;
+    // The page has the focus or not: posts the active and resign notifications on changes.
+    virtual void setActive(bool active) = 0;
+
+    virtual MailEngine& engine() = 0;
+    virtual MainViewer& viewer() = 0;
+    virtual PreferencesWindow& preferences() = 0;
+    virtual const std::vector<std::shared_ptr<ComposeWindow>>& composeWindows() const = 0;  // the one in front last
+    virtual std::shared_ptr<ComposeWindow> composeWindow(std::string_view windowIdentifier) const = 0;
+    virtual void bringToFront(std::string_view windowIdentifier) = 0;  // "viewer" or a compose window
+
+    // Fresh enabled states of a menu: each item's action is looked up along target or chain of responders and validated
+    // there ("validateMenuItem:"); an action that nobody answers is disabled.
+    virtual bool isEnabled(MenuItem& item) = 0;
+    // Chooses an item as a click does. False when it is disabled.
+    virtual bool choose(MenuItem& item) = 0;
+    // The list's contextual menu for the selection, filled by the host, then offered to willPresentContextualMenu:.
+    virtual std::shared_ptr<Menu> contextualMenu() = 0;
+
+    virtual void addNotice(std::string text) = 0;
+    virtual const std::vector<Notice>& notices() const = 0;
+    virtual void dismissNotice(int id) = 0;
+    virtual const std::string& applicationIconImage() const = 0;
+    // Asks whoever shows the page for something that only it can do: "chooseFile" or "characterPalette", for a window.
+    virtual void setPageRequestHandler(std::function<void(std::string_view what, std::string_view window)> handler) = 0;
+    virtual void requestFromPage(std::string_view what, std::string_view window) = 0;
+    // The program is asked to quit (menu item).
+    virtual void setQuitHandler(std::function<void()> handler) = 0;
+    // Opens an address that the desktop handed over, through handleGURLAppleEvent:replyEvent:. mailto: opens a message.
+    virtual void openAddress(std::string_view url) = 0;
+};
+
+}  // namespace qs

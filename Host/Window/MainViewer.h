@@ -1,0 +1,46 @@
+// The viewer: which mailbox is shown, which rows of it the page looks at, what is selected.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "MailLibrary.h"
+#include "Viewer/MessageViewer.h"
+
+namespace qs {
+
+// One row as a list draws it: what the host knows, and what the exchangeable operations of the row answer.
+struct ViewerRow {
+    MessageSummary summary;
+    std::string date, dateLong;  // as texts
+    std::string correspondent;   // sender, or recipients in Sent, Drafts and Outbox
+    struct Icon {
+        std::string image, label;
+    };
+    std::vector<Icon> icons;
+};
+
+class MainViewer : public MessageViewer {
+public:
+    using MessageViewer::MessageViewer;
+
+    virtual void selectMailbox(std::string_view identifier) = 0;
+    virtual void search(std::string_view text) = 0;  // empty: the mailbox as it is
+    virtual const std::string& searchText() const = 0;
+    virtual std::string title() const = 0;
+    virtual void setWindowOfRows(int offset, int limit) = 0;  // limit at most 500
+    virtual int offset() const = 0;
+    virtual int total() const = 0;
+    virtual std::vector<ViewerRow> rows() = 0;  // of the window
+    virtual const std::vector<std::int64_t>& selectedIDs() const = 0;
+    // Selecting one unread message marks it read.
+    virtual void selectIDs(std::vector<std::int64_t> ids) = 0;
+    virtual MessageRef selectedMessage() const = 0;  // null unless exactly one is selected
+    virtual void open(std::int64_t id) = 0;          // a double click; drafts and outbox mail open for editing
+    virtual Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) = 0;
+    virtual Result<void> moveTo(const std::vector<std::int64_t>& ids, std::string_view mailbox) = 0;
+};
+
+}  // namespace qs
