@@ -40,30 +40,28 @@ missing_node() {
     printf '%s\n' nodejs npm
 }
 
-as_root() {
-    if [ "$(id -u)" -eq 0 ]; then
-        "$@"
-    elif command -v sudo >/dev/null; then
-        sudo "$@"
-    else
-        fail "Installing packages needs root, and there is no sudo here. As root: apt-get install ${missing[*]}"
-    fi
-}
-
+# apt_get <words>...: non-interactive, as root, waiting for another installation to end.
 apt_get() {
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 "$@" </dev/null
+    local command=(env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 "$@")
+    [ "$(id -u)" -eq 0 ] || command=(sudo "${command[@]}")
+    "${command[@]}" </dev/null
 }
 
 # ensure_packages <list file>...: installs what is missing. Asks for root only when something is.
 ensure_packages() {
-    local log="$root/build/setup.log"
+    local log="$root/build/setup.log" missing with=""
     if ! command -v dpkg-query >/dev/null; then
         say "This is not a Debian system; the packages in Tools/setup are taken to be there."
         return
     fi
     mapfile -t missing < <(missing_packages "$@"; missing_node)
-    [ "${#missing[@]}" -eq 0 ] && return
-    say "Installing ${#missing[@]} missing Debian packages$([ "$(id -u)" -eq 0 ] || echo " with sudo"): ${missing[*]}"
+    [ "${#missing[@]}" -gt 0 ] || return 0
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null ||
+            fail "Some Debian packages are missing, and there is no sudo here. As root: apt-get install ${missing[*]}"
+        with=" with sudo"
+    fi
+    say "Installing ${#missing[@]} missing Debian packages$with: ${missing[*]}"
     mkdir -p "$root/build"
     # A stale list of one archive need not stop us: the installation tells whether all was found.
     apt_get update >"$log" 2>&1 || say "The package lists could not all be renewed; trying with what is there."
