@@ -39,11 +39,16 @@ public:
     AccountBook& accounts() { return *accounts_; }
     MailLibrary& library() { return *library_; }
     DeliveryService& deliveries() { return *deliveries_; }
+    // As given in the options; files is never null.
+    const std::filesystem::path& dataFolder() const { return dataFolder_; }
+    FileSystem& files() { return *files_; }
     // Sentences for the person about what was found wrong and set right while opening.
     std::vector<std::string> takeNotices();
 
 private:
     MailEngine() = default;
+    std::filesystem::path dataFolder_;
+    FileSystem* files_ = nullptr;
     std::shared_ptr<AccountBook> accounts_;
     std::shared_ptr<MailLibrary> library_;
     std::shared_ptr<DeliveryService> deliveries_;

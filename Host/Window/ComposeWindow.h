@@ -28,6 +28,10 @@ struct ComposeRequest {
     std::string account;            // identifier; empty: chosen by the message or the first
 };
 
+// What a mailto: address asks for (https://www.rfc-editor.org/rfc/rfc6068). Recipients, subject and body only: other
+// header fields, and attachments above all, are not a link's to choose. Nothing for another scheme.
+std::optional<ComposeRequest> composeRequestFromMailto(std::string_view url);
+
 // What the page changed; what is not set stays.
 struct ComposeUpdate {
     std::optional<std::string> account, subject, bodyHtml;
@@ -46,7 +50,11 @@ public:
     virtual ~ComposeWindow() = default;
     // Defines the host classes of compose windows by OS minor. Once for each registry, by MailApplication::make.
     static void defineClasses();
+    // The window is one of the application's, in front, when this returns.
     static Result<std::shared_ptr<ComposeWindow>> open(MailApplication& application, const ComposeRequest& request);
+    // Settles what a crash left: attachments of windows that are gone, a draft beside the newer one that replaced it,
+    // the draft of a message that already stands in the outbox. Once, by MailApplication::make, before any window opens.
+    static void recover(MailApplication& application);
 
     virtual std::shared_ptr<ComposeController> controller() const = 0;
     virtual std::shared_ptr<Window> window() const = 0;  // identifier "compose-<n>"

@@ -47,6 +47,9 @@ public:
     virtual const std::vector<std::shared_ptr<ComposeWindow>>& composeWindows() const = 0;  // the one in front last
     virtual std::shared_ptr<ComposeWindow> composeWindow(std::string_view windowIdentifier) const = 0;
     virtual void bringToFront(std::string_view windowIdentifier) = 0;  // "viewer" or a compose window
+    // Called by compose windows: a new one comes to the front, a closed one leaves (and may be destroyed by that).
+    virtual void composeWindowDidOpen(std::shared_ptr<ComposeWindow> window) = 0;
+    virtual void composeWindowDidClose(ComposeWindow& window) = 0;
 
     // Fresh enabled states of a menu: each item's action is looked up along target or chain of responders and validated
     // there ("validateMenuItem:"); an action that nobody answers is disabled.
