@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <system_error>
 
 #include "Foundation/Format.h"
@@ -220,6 +221,55 @@ public:
         struct stat facts {};
         if (::stat(file.c_str(), &facts) != 0) return fileFailure(errno, file);
         return infoFrom(file, facts);
+    }
+
+    Result<std::string> readStart(const fs::path& file, std::size_t limit) override {
+        Descriptor descriptor(file, O_RDONLY | O_NONBLOCK);
+        struct stat facts {};
+        if (!descriptor || ::fstat(descriptor.get(), &facts) != 0) return fileFailure(errno, file);
+        if (!S_ISREG(facts.st_mode)) return fileFailure(S_ISDIR(facts.st_mode) ? EISDIR : EINVAL, file);
+        std::string content(std::min(limit, static_cast<std::size_t>(facts.st_size)), '\0');
+        std::size_t length = 0;
+        while (length < content.size()) {
+            const ssize_t count =
+                untilDone([&] { return ::read(descriptor.get(), content.data() + length, content.size() - length); });
+            if (count < 0) return fileFailure(errno, file);
+            if (count == 0) break;
+            length += static_cast<std::size_t>(count);
+        }
+        content.resize(length);
+        return content;
+    }
+
+    Result<void> forEachName(const fs::path& folder,
+                             const std::function<void(const std::string&, bool)>& visit) override {
+        const std::unique_ptr<DIR, int (*)(DIR*)> open(::opendir(folder.c_str()), &::closedir);
+        if (!open) return fileFailure(errno, folder);
+        for (;;) {
+            errno = 0;
+            const dirent* entry = ::readdir(open.get());
+            if (!entry) break;
+            const std::string name = entry->d_name;
+            if (name == "." || name == "..") continue;
+            bool isFolder = entry->d_type == DT_DIR;
+            if (entry->d_type == DT_UNKNOWN || entry->d_type == DT_LNK) {
+                struct stat facts {};
+                if (::fstatat(::dirfd(open.get()), entry->d_name, &facts, 0) != 0) continue;
+                isFolder = S_ISDIR(facts.st_mode);
+            }
+            visit(name, isFolder);
+        }
+        if (errno != 0) return fileFailure(errno, folder);
+        return {};
+    }
+
+    void setModified(const fs::path& file, Date modified) override {
+        const double whole = std::floor(modified.secondsSince1970);
+        timespec times[2] = {};
+        times[0].tv_nsec = UTIME_OMIT;
+        times[1].tv_sec = static_cast<time_t>(whole);
+        times[1].tv_nsec = std::min(999'999'999L, static_cast<long>((modified.secondsSince1970 - whole) * 1e9));
+        (void)::utimensat(AT_FDCWD, file.c_str(), times, 0);
     }
 };
 

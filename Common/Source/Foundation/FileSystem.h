@@ -46,6 +46,25 @@ public:
     virtual Result<std::vector<FileInfo>> list(const std::filesystem::path& folder) = 0;
     virtual Result<FileInfo> info(const std::filesystem::path& file) = 0;
 
+    // The first bytes of a file, at most `limit`.
+    virtual Result<std::string> readStart(const std::filesystem::path& file, std::size_t limit) {
+        auto content = read(file);
+        if (content && content->size() > limit) content->resize(limit);
+        return content;
+    }
+    // As list(), in any order and without holding all names at once: for folders of any size. `visit` must not change
+    // the folder.
+    virtual Result<void> forEachName(const std::filesystem::path& folder,
+                                     const std::function<void(const std::string& name, bool isFolder)>& visit) {
+        const auto files = list(folder);
+        if (!files) return failed(files);
+        for (const FileInfo& file : *files)
+            visit(file.path.filename().string(), file.isFolder);
+        return {};
+    }
+    // A convenience for other programs; never synced. A file system may do without.
+    virtual void setModified(const std::filesystem::path& file, Date modified) { (void)file, (void)modified; }
+
     bool exists(const std::filesystem::path& file) { return info(file).has_value(); }
     // Whole-file replace: a temporary file beside it, written and synced, renamed over it, the folder synced. After a
     // power cut or a failure the file holds the old content or the new one, whole.
