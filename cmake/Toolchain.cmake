@@ -18,13 +18,19 @@ check_pie_supported()
 
 find_program(QS_CCACHE ccache)
 if(QS_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    set(CMAKE_CXX_COMPILER_LAUNCHER "${QS_CCACHE}")
+    # Without these the cache passes over every file that uses a precompiled header.
+    set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros "${QS_CCACHE}")
+    add_compile_options($<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
 endif()
 
 find_program(QS_LLD NAMES ld.lld)
 if(QS_LLD)
     add_link_options(-fuse-ld=lld)
 endif()
+
+# A symbol that nobody defines is found when a library is linked, not when a user's plug-in is opened.
+string(APPEND CMAKE_SHARED_LINKER_FLAGS " -Wl,-z,defs")
+string(APPEND CMAKE_MODULE_LINKER_FLAGS " -Wl,-z,defs")
 
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")

@@ -90,7 +90,7 @@ thin_progress() {
             [ "$tenth" -eq "$last" ] && continue
             last=$tenth
         fi
-        printf '%s\n' "$line"
+        case $line in "ninja: Entering "* | "[0/"*"] Re-checking "*) ;; *) printf '%s\n' "$line" ;; esac
     done
 }
 
