@@ -1,9 +1,10 @@
 // Plug-in bundles: folders <Name>.mailbundle with Info.plist, a shared library and Resources/.
 //
-// The library is opened with dlopen and must export one function, `extern "C" void MailBundleLoad(qs::Bundle*)`, which
-// plays the part of the image load: it installs the bundle's patches and then initialises its principal class, the one
-// that Info.plist names as NSPrincipalClass. `extern "C" void MailBundleUnload()` undoes nothing in the host but frees
-// all that the bundle owns; the library stays open.
+// The library, which Info.plist names as CFBundleExecutable (without it: <Name>.so), is opened with dlopen and must
+// export one function, `extern "C" void MailBundleLoad(std::shared_ptr<qs::Bundle>)`, which plays the part of the image
+// load: it installs the bundle's patches and then initialises its principal class, the one that Info.plist names as
+// NSPrincipalClass. If it throws, it has freed what it made. `extern "C" void MailBundleUnload()`, which a bundle may
+// leave out, undoes nothing in the host but frees all that the bundle owns; the library stays open.
 #pragma once
 
 #include <memory>

@@ -22,14 +22,14 @@ public:
 
     const std::string& itemIdentifier() const { return identifier_; }
     std::string label, paletteLabel, toolTip;
-    std::string imageName;                          // "plugin:TB_SendLaterTemplate", or a host symbol: "send"
-    std::string action;                             // selector name
-    std::weak_ptr<HostObject> target;               // null: the chain of responders
-    bool enabled = true;                            // as last validated
-    std::shared_ptr<Menu> menu;                     // drops down from the item
+    std::string imageName;             // "plugin:TB_SendLaterTemplate", or a host symbol: "send"
+    std::string action;                // selector name
+    std::weak_ptr<HostObject> target;  // null: the chain of responders
+    bool enabled = true;               // as last validated
+    std::shared_ptr<Menu> menu;        // drops down from the item
     std::shared_ptr<MenuItem> menuFormRepresentation;
     int visibilityPriority = 0;
-    int minimumWidth = 0, maximumWidth = 0;         // points; 0 leaves it to the page
+    int minimumWidth = 0, maximumWidth = 0;  // points; 0 leaves it to the page
 
     // The view that the item is shown by, null before it stands in a window's toolbar.
     std::shared_ptr<View> view() const { return view_; }
@@ -42,7 +42,8 @@ private:
 
 // What a toolbar asks of its delegate (a compose controller, a viewer). All exchangeable.
 namespace toolbar_delegate {
-inline const Operation<std::shared_ptr<ToolbarItem>(Toolbar& toolbar, const std::string& identifier, bool willBeInserted)>
+inline const Operation<std::shared_ptr<ToolbarItem>(Toolbar& toolbar, const std::string& identifier,
+                                                    bool willBeInserted)>
     itemForItemIdentifier{"toolbar:itemForItemIdentifier:willBeInsertedIntoToolbar:"};
 inline const Operation<std::vector<std::string>(Toolbar& toolbar)> defaultItemIdentifiers{
     "toolbarDefaultItemIdentifiers:"};
@@ -66,9 +67,12 @@ public:
     std::shared_ptr<HostObject> delegate() const { return delegate_.lock(); }
     const std::vector<std::shared_ptr<ToolbarItem>>& items() const { return items_; }
     std::vector<std::shared_ptr<ToolbarItem>> visibleItems() const { return items_; }
+    // Asks the delegate for the item. Nothing happens when it knows none or the item is there already (spaces may stand
+    // more than once). An index beyond the end is the end.
     void insertItemWithItemIdentifier(const std::string& identifier, std::size_t atIndex);
     void removeItemAtIndex(std::size_t index);
-    // Asks the delegate for each item's validity.
+    // Asks for each item's validity: its target if that answers validateToolbarItem:, else the delegate; an item that
+    // nobody judges is valid. Notes no change of the model, as it is called while models are drawn.
     void validateVisibleItems();
 
 private:

@@ -1,7 +1,7 @@
 // What a plug-in can point at or hang something on: views and windows, as models without any drawing.
 //
-// A View stands for a place in the page by its anchor name ("toolbar:SendLater", "window:title"); the page knows where
-// that is. A Window owns its toolbar, its title view and the sheets that hang on it.
+// A View stands for a place in the page by its anchor name ("toolbar:viewer:Notes", "title:compose-3"); the page knows
+// where that is. A Window owns its toolbar, its title view and the sheets that hang on it.
 #pragma once
 
 #include <functional>
@@ -36,19 +36,20 @@ class Window : public HostObject {
 public:
     // Class "NSWindow". `identifier` is unique among open windows ("viewer", "compose-3").
     explicit Window(std::string identifier);
+    ~Window() override;  // ends its sheets, closes the popovers that point at it
 
     const std::string& identifier() const { return identifier_; }
     const std::string& title() const { return title_; }
     void setTitle(std::string title);
     bool isVisible() const { return visible_; }
-    void setVisible(bool visible);
+    void setVisible(bool visible);  // false closes it: sheets end, popovers close
     std::shared_ptr<Toolbar> toolbar() const { return toolbar_; }
     void setToolbar(std::shared_ptr<Toolbar> toolbar);
-    // The view in the middle of the title bar; null when the window has none.
+    // The view in the middle of the title bar; null for the preferences, which have none.
     std::shared_ptr<View> titleView();
 
-    // A form shown as a sheet on this window, one at a time, others wait. `completion` gets the code, on the main queue,
-    // once; closing the window ends its sheets with kSheetCancelled.
+    // A form shown as a sheet on this window, one at a time, others wait. `completion` gets the code, on the main
+    // queue, once; closing the window ends its sheets with kSheetCancelled.
     void beginSheet(std::shared_ptr<FormModel> form, std::function<void(int code)> completion);
     void endSheet(const FormModel& form, int code);
     std::shared_ptr<FormModel> currentSheet() const;

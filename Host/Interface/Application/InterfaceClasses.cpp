@@ -1,0 +1,25 @@
+#include "Application/InterfaceClasses.h"
+
+#include "Application/Bundles.h"
+#include "Foundation/Runtime.h"
+#include "Platform.h"
+
+namespace qs {
+
+void defineInterfaceClasses() {
+    ClassRegistry& registry = ClassRegistry::current();
+    for (const char* name : {"NSView", "NSWindow", "NSMenu", "NSMenuItem", "NSToolbar", "NSPopover", "NSStackView",
+                             "ComposeHeaderRowView", "AddressTextField", "TableViewManager"})
+        registry.define(name);
+    Class& view = registry.define("NSView");
+    registry.define("NSTableView", &view);
+    registry.define("ComposeStatusView", &registry.define("ComposeHeaderRowView"));
+    registry.define("BorderlessToolbarItem", &registry.define("NSToolbarItem"));
+    if (osMinor() == 11) registry.define("MessageListController");
+
+    registry.define("MVMailBundle").addClassMethod(mail_bundle::registerBundle, [](Class& principalClass) {
+        MailBundleRegistry::add(principalClass);
+    });
+}
+
+}  // namespace qs
