@@ -2,7 +2,8 @@
 // viewer, the compose windows and the preferences, and fills HostInstances with application and frontmost viewer.
 //
 // Main thread only. Order of a start: MailEngine::open, MailApplication::make, BundleLoader::loadAll, finishLaunching,
-// deliveries().start().
+// deliveries().start(). Order of an end: terminate, deliveries().stop(), BundleLoader::unloadAll, then the last reference
+// to the application, then the engine.
 #pragma once
 
 #include <functional>
@@ -19,6 +20,7 @@
 namespace qs {
 
 class ComposeWindow;
+struct ComposeRequest;
 class MailEngine;
 class MainViewer;
 class PreferencesWindow;
@@ -47,6 +49,12 @@ public:
     virtual const std::vector<std::shared_ptr<ComposeWindow>>& composeWindows() const = 0;  // the one in front last
     virtual std::shared_ptr<ComposeWindow> composeWindow(std::string_view windowIdentifier) const = 0;
     virtual void bringToFront(std::string_view windowIdentifier) = 0;  // "viewer" or a compose window
+
+    // Opens a compose window in front of the others. Null, with an alert, when it can't be opened.
+    virtual std::shared_ptr<ComposeWindow> compose(const ComposeRequest& request) = 0;
+    // From ComposeWindow: a window stands (it comes to the front), and one has closed.
+    virtual void composeWindowDidOpen(std::shared_ptr<ComposeWindow> window) = 0;
+    virtual void composeWindowDidClose(const ComposeWindow& window) = 0;
     // Called by compose windows: a new one comes to the front, a closed one leaves (and may be destroyed by that).
     virtual void composeWindowDidOpen(std::shared_ptr<ComposeWindow> window) = 0;
     virtual void composeWindowDidClose(ComposeWindow& window) = 0;
@@ -63,7 +71,8 @@ public:
     virtual const std::vector<Notice>& notices() const = 0;
     virtual void dismissNotice(int id) = 0;
     virtual const std::string& applicationIconImage() const = 0;
-    // Asks whoever shows the page for something that only it can do: "chooseFile" or "characterPalette", for a window.
+    // Asks whoever shows the page for something that only it can do, for a window: "chooseFile", "characterPalette",
+    // "focus" (bring it to the front), "find" (the search field), "print" or "source" (the selected message's).
     virtual void setPageRequestHandler(std::function<void(std::string_view what, std::string_view window)> handler) = 0;
     virtual void requestFromPage(std::string_view what, std::string_view window) = 0;
     // The program is asked to quit (menu item).
