@@ -24,6 +24,7 @@ export interface MenuItemModel {
   enabled?: boolean;
   state?: number; // 1: ticked
   key?: string; // one character or a name such as "Delete", "ArrowUp"
+  // Keys without command, control and option count only while no text is being edited.
   modifiers?: ('shift' | 'control' | 'option' | 'command')[]; // command is Ctrl (or Cmd) in the page
   toolTip?: string;
   image?: string;
@@ -214,6 +215,9 @@ export type ServerMessage =
   | { type: 'chooseFile'; window: string } // open the file chooser for attachments
   | { type: 'characterPalette'; window: string }
   | { type: 'focus'; window: string } // this compose window came to the front
+  | { type: 'find'; window: string } // put the cursor into the search field
+  | { type: 'print'; window: string } // print the selected message, or the message that is being written
+  | { type: 'source'; window: string } // show /messages/<id>/source of the selected message
   | { type: 'goodbye'; text: string }; // the host stops
 
 // Page to host: {id, call, args}. Every call gets one reply or error with its id.
