@@ -46,6 +46,8 @@ public:
     virtual void activateIgnoringOtherApps(bool flag) = 0;
     // The picture of the program in the page: SVG or a data URL of a bitmap.
     virtual void setApplicationIconImage(std::string image) = 0;
+    // A picture of the host's own bundle, as SVG ("ApplicationIcon"); empty for none.
+    virtual std::string mainBundleImage(std::string_view /*name*/) const { return {}; }
     virtual void showPreferencesPanel(HostObject* sender) = 0;
     virtual void orderFrontCharacterPalette(HostObject* sender) = 0;
 

@@ -1,0 +1,24 @@
+// The plug-in's pane in the host's preferences: its settings in groups, each stored as it is changed. Main thread.
+#pragma once
+
+#include <memory>
+
+#include "Application/Preferences.h"
+
+namespace qs {
+
+class QSQuillsteadPreferenceModule : public PreferencesModule {
+public:
+    QSQuillsteadPreferenceModule();
+    // The one of the current session.
+    static std::shared_ptr<QSQuillsteadPreferenceModule> sharedInstance();
+
+    std::shared_ptr<FormModel> form() override;
+    std::string imageName() const override { return "plugin:Quillstead"; }
+
+private:
+    void automaticUpdatesDidChange(bool enabled);
+    FormGroup updatesGroup();
+};
+
+}  // namespace qs

@@ -1,0 +1,13 @@
+// Addresses of the scheme "quillstead", which browsers hand over after a sign-in at an outside service.
+#pragma once
+
+#include <string_view>
+
+namespace qs {
+
+class MailApp;
+
+// True when the address was the plug-in's own to handle, whatever came of it. Main thread.
+bool handleAddress(MailApp& app, std::string_view url);
+
+}  // namespace qs

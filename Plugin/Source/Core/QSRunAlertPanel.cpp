@@ -1,0 +1,37 @@
+#include "Core/QSRunAlertPanel.h"
+
+#include "Core/QSSession.h"
+#include "Foundation/Bundle.h"
+#include "Foundation/Format.h"
+#include "Models/Alert.h"
+
+namespace qs {
+
+namespace {
+
+Alert makeAlert(std::string_view title, std::string_view format, const std::vector<std::string>& buttons,
+                std::initializer_list<Value> arguments) {
+    Alert alert;
+    alert.windowTitle = title;
+    alert.messageText = title;
+    alert.informativeText = stringWithFormat(format, arguments);
+    alert.buttons = buttons;
+    const auto& info = QSSession::current().bundle().infoDictionary();
+    if (auto name = info.find("CFBundleName"); name != info.end())
+        alert.iconName = "plugin:" + name->second.stringValue();
+    return alert;
+}
+
+}  // namespace
+
+int QSRunAlertPanel(std::string_view title, std::string_view format, const std::vector<std::string>& buttons,
+                    std::initializer_list<Value> arguments) {
+    return makeAlert(title, format, buttons, arguments).runModal();
+}
+
+int QSRunAlertSheet(Window& window, std::string_view title, std::string_view format,
+                    const std::vector<std::string>& buttons, std::initializer_list<Value> arguments) {
+    return makeAlert(title, format, buttons, arguments).runModalSheetForWindow(window);
+}
+
+}  // namespace qs

@@ -1,0 +1,148 @@
+// The compose controller's patches: the send chain ahead of the host's own send, and what follows once the message
+// stands in the outbox. All of it runs on the main thread.
+#include "Compose/HeadersEditor.h"
+#include "Core/PatchClass.h"
+#include "Core/QSLifecycleHooks.h"
+#include "Core/QSPluginDelegate.h"
+#include "Core/QSSession.h"
+#include "Foundation/RunLoop.h"
+#include "Mail/MailAccount.h"
+#include "Mail/MessageHeaders.h"
+#include "Outgoing/QSHeaderKeys.h"
+#include "Outgoing/QSSendHooks.h"
+#include "Outgoing/QSSendLaterDialogController.h"
+#include "Outgoing/SendSteps.h"
+#include "Platform.h"
+#include "Settings/UserDefaults.h"
+#include "Text/MailHeaderDate.h"
+
+namespace qs {
+
+namespace {
+
+constexpr TimeInterval kCountdownDelay = 0.5;
+
+const Operation<void(HostObject* sender)> quillstead_send{"quillstead_send:"};
+const Operation<void(ComposeBackEnd&, const OutboxAppendResult&)> quillstead_backEndDidAppendMessageToOutbox{
+    "quillstead_backEndDidAppendMessageToOutbox:result:"};
+
+ComposeController& controller(HostObject& self) { return static_cast<ComposeController&>(self); }
+
+// The date for which the message that this window edits is still scheduled; a message written anew has none.
+std::optional<Date> scheduledDateOfOriginal(const ComposeBackEnd& backEnd) {
+    auto original = backEnd.originalMessage();
+    auto headers = original ? original->headersIfAvailable() : nullptr;
+    auto text = headers ? headers->firstHeaderForKey(QSHeaderKeyXScheduledDate) : std::nullopt;
+    return text ? dateFromMailHeaderString(*text) : std::nullopt;
+}
+
+// A message to nobody does nothing: the window may have gone while a step waited. The sender lives as long as its menu
+// or toolbar; it may have gone too.
+using WeakObject = std::weak_ptr<HostObject>;
+
+WeakObject weak(HostObject* object) { return object ? object->weak_from_this() : WeakObject(); }
+
+void hostSend(const WeakObject& controller, const WeakObject& sender) {
+    quillstead_send(controller.lock(), sender.lock().get());
+}
+
+void askAboutSchedule(const WeakObject& self, const WeakObject& sender, const std::shared_ptr<ComposeBackEnd>& backEnd,
+                      Date date) {
+    auto dialog = std::make_shared<QSSendLaterDialogController>(send_steps::composeWindow(self.lock()));
+    dialog->showSchedulingUpdateDialogForDate(date, [self, sender, backEnd, date](int code) {
+        if (code == kSendLaterIgnored) {
+            // The writer sees a date that isn't ahead, so the message goes out as a normal one.
+            setSendLaterDate(*backEnd, RunLoop::main().now());
+        } else if (code == kSendLaterConfirmed) {
+            setSendLaterDate(*backEnd, date);
+        } else {
+            return;
+        }
+        hostSend(self, sender);
+    });
+}
+
+void finishSend(const WeakObject& self, const WeakObject& sender) {
+    auto locked = self.lock();
+    if (!locked) return;
+    send_steps::addTrackingPixelToMessageBody(*locked);
+    auto backEnd = controller(*locked).backEnd();
+    if (!backEnd) return;
+    auto date = scheduledDateOfOriginal(*backEnd);
+    if (date && date->isAheadOf(RunLoop::main().now())) return askAboutSchedule(self, sender, backEnd, *date);
+    setSendLaterDate(*backEnd, std::nullopt);
+    hostSend(self, sender);
+}
+
+void send(HostObject& object, HostObject* from) {
+    const WeakObject self = weak(&object), sender = weak(from);
+    send_steps::checkForMissingAttachments(object, [self, sender](int missing) {
+        if (missing != 0) return;
+        send_steps::checkForAttachmentUploading(self.lock(), [self, sender](int upload) {
+            if (upload == 0) finishSend(self, sender);
+        });
+    });
+}
+
+void announceInOutbox(const MessageHeaders& headers, const MessageRef& message) {
+    if (headers.hasHeaderForKey(QSHeaderKeyXScheduledDate)) {
+        const auto& queuePopover = QSSession::current().lifecycleHooks().queuePopover;
+        if (queuePopover)
+            queuePopover("ScheduledInOutbox",
+                         QSLocalizedString("Your scheduled emails will be stored in your outbox until the configured "
+                                           "send time is reached."),
+                         QSPluginDelegate::sharedDelegate().anchorViewForPopover(), 3);
+        return;
+    }
+    if (headers.hasHeaderForKey(QSHeaderKeyXUnsubscribe)) return;
+    auto& defaults = QSPluginDelegate::quillsteadDefaults();
+    if (!defaults.boolForKey("QSShowUndoDialog") || !defaults.boolForKey("QSSendDelay")) return;
+    RunLoop::main().after(kCountdownDelay, [message] {
+        auto* session = QSSession::currentIfLoaded();
+        if (session && session->sendHooks().showCountdown) session->sendHooks().showCountdown(message);
+    });
+}
+
+void backEndDidAppendMessageToOutbox(HostObject& self, ComposeBackEnd& backEnd, const OutboxAppendResult& result) {
+    quillstead_backEndDidAppendMessageToOutbox(self, backEnd, result);
+    auto headers = result.message ? result.message->headersIfAvailable() : nullptr;
+    if (!headers) return;
+    auto editor = controller(self).headersEditor();
+    const auto& createFollowUp = QSSession::current().sendHooks().createFollowUp;
+    if (editor && result.account && createFollowUp && editor->associated<bool>("enableFollowUp"))
+        createFollowUp(*editor, result.message, *result.account);
+    announceInOutbox(*headers, result.message);
+}
+
+std::shared_ptr<Window> composeWindow(HostObject& self) {
+    auto& editor = controller(self);
+    if (osMinor() < 12) return editor.window();
+    auto view = editor.view();
+    return view ? view->window() : nullptr;
+}
+
+void load() {
+    const int minor = osMinor();
+    if (minor < 10) return;
+    const char* host = minor >= 11 ? "ComposeViewController" : "DocumentEditor";
+
+    PatchClass patch("DocumentEditor_Quillstead");
+    patch.add(quillstead_send, send);
+    patch.add(quillstead_backEndDidAppendMessageToOutbox, backEndDidAppendMessageToOutbox);
+    patch.add(send_steps::composeWindow, composeWindow);
+    // Nothing looks at attachments and no picture is added until the parts that do so take these steps over.
+    patch.add(send_steps::checkForMissingAttachments, [](HostObject&, const SendStepBlock& block) { block(0); });
+    patch.add(send_steps::checkForAttachmentUploading, [](HostObject&, const SendStepBlock& block) { block(0); });
+    patch.add(send_steps::addTrackingPixelToMessageBody, [](HostObject&) {});
+    patch.addAsCategoryOf(host);
+    patch.exchange(host, compose_controller::send.selector(), quillstead_send.selector());
+    patch.exchange(host, compose_controller::backEndDidAppendMessageToOutbox.selector(),
+                   quillstead_backEndDidAppendMessageToOutbox.selector());
+    patch.finish();
+}
+
+const PatchClassRegistration registration(load);
+
+}  // namespace
+
+}  // namespace qs
