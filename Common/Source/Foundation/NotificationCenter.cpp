@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "Foundation/Assertion.h"
-#include "Foundation/Log.h"
 
 namespace qs {
 namespace {
@@ -47,7 +46,7 @@ namespace {
 
 class ObservationOfCenter : public Observation {
 public:
-    ObservationOfCenter(std::function<void()> end) : end_(std::move(end)) {}
+    explicit ObservationOfCenter(std::function<void()> end) : end_(std::move(end)) {}
     ~ObservationOfCenter() override { end_(); }
 
 private:
@@ -59,12 +58,8 @@ void notify(Observer& observer, const Notification& notification) {
     if (observer.ended) return;
     try {
         observer.handler(notification);
-    } catch (const AssertionFailure&) {
-        // has been logged where it was raised
-    } catch (const std::exception& e) {
-        logError("An observer of " + notification.name + " failed: " + e.what());
     } catch (...) {
-        logError("An observer of " + notification.name + " failed");
+        logCaughtException("An observer of " + notification.name + " failed");
     }
 }
 

@@ -41,16 +41,22 @@ public:
 
     // From every thread: the block runs on the main thread, later, in order.
     virtual void post(Block block) = 0;
-    // Runs the block on the main thread and returns when it is done; at once if already there.
-    void performOnMainThreadAndWait(Block block);
+    // Runs the block on the main thread and returns when it is done; at once if already there. Its exceptions come to
+    // the caller; a std::runtime_error does if the loop goes before the block ran.
+    virtual void performOnMainThreadAndWait(Block block) = 0;
     // From every thread: the block runs soon on some other thread. For work that blocks.
     virtual void postToGlobalQueue(Block block) = 0;
 
     // Timers fire on the main thread. From every thread. Seconds below 0 count as 0.
     virtual TimerRef after(TimeInterval seconds, Block block) = 0;
-    // First after `interval`, then every `interval`; late firings are not made up for. Interval at least 0.0001.
+    // First after `interval`, then every `interval`; late firings are not made up for. Interval at least 0.0001. While
+    // the block runs (a modal alert, say) the timer does not fire again.
     virtual TimerRef every(TimeInterval interval, Block block) = 0;
     TimerRef afterOnGlobalQueue(TimeInterval seconds, Block block);
+
+    // For work that the loop cannot see, such as an answer of a server that is under way: while what is returned lives,
+    // a virtual clock stands and runUntilIdle() waits. Means nothing to a real clock. From every thread.
+    [[nodiscard]] virtual std::shared_ptr<void> holdTime() = 0;
 
     // Runs until stop(). Main thread. Exceptions of blocks are logged and the loop goes on.
     virtual void run() = 0;
@@ -58,13 +64,15 @@ public:
     // block) or the loop is stopped. Answers whether `done` was reached. Works with both clocks; on a virtual clock it
     // also returns (false) when nothing is left that could ever make `done` true.
     virtual bool runUntil(const std::function<bool()>& done) = 0;
-    virtual void stop() = 0;  // from every thread and from signal handlers' self-pipe readers
+    // Ends run() and all nested runs, for good. From every thread and from signal handlers' self-pipe readers.
+    virtual void stop() = 0;
     virtual bool isStopped() const = 0;
 
     // Virtual clock only: fires everything that falls due within `seconds`, in order, waiting for global work and all
     // that it posts before time moves on. Assertion failure on a real clock.
     virtual void advance(TimeInterval seconds) = 0;
     // Handles all that is ready now, waits for global work to finish, and returns when nothing is ready. Time stands.
+    // Like advance(), it goes on after stop(), so that a test can look at what a stopped program leaves.
     virtual void runUntilIdle() = 0;
 };
 
@@ -79,7 +87,8 @@ public:
 
     void add(Block operation);  // from every thread
     void cancelWaiting();
-    void waitUntilFinished();   // not from inside an operation
+    // Blocks: not from inside an operation, nor on the main thread while operations need that.
+    void waitUntilFinished();
     int waitingAndRunning() const;
 
 private:
