@@ -1,5 +1,6 @@
 #include "Foundation/DateFormatter.h"
 
+#include <unicode/dtptngen.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
 
@@ -107,6 +108,15 @@ std::optional<Date> parseDate(std::string_view text, const DateFormat& format) {
     const double milliseconds = calendar->getTime(status);
     if (U_FAILURE(status)) return {};
     return Date{milliseconds / 1000};
+}
+
+std::string localizedDatePattern(std::string_view skeleton, const std::string& locale) {
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<icu::DateTimePatternGenerator> generator(
+        icu::DateTimePatternGenerator::createInstance(localeNamed(locale), status));
+    std::string pattern;
+    if (U_SUCCESS(status)) generator->getBestPattern(unicode(skeleton), status).toUTF8String(pattern);
+    return U_SUCCESS(status) ? pattern : std::string(skeleton);
 }
 
 std::string defaultTimeZone() {
