@@ -25,8 +25,22 @@ namespace qs {
 
 class AccountBook;
 class FileSystem;
+class MailAccount;
 
 inline constexpr std::string_view MailLibraryDidChangeNotification = "MailLibraryDidChange";
+// Posted by the library store's own code for arrivals, so not when a plug-in keeps the call to itself. Main thread;
+// object: the library store; user info: "messages" (array of ids), "duringOpen".
+inline constexpr std::string_view MailLibraryMessagesWereAddedNotification = "MailLibraryMessagesWereAdded";
+
+// Errors of the library itself. Those of the disk come as they are, in the file system's domain.
+inline constexpr std::string_view kMailLibraryErrorDomain = "MailLibrary";
+enum MailLibraryErrorCode {
+    kMailLibraryNotFound = 1,     // the message, mailbox or account is not there, or not any more
+    kMailLibraryInvalidName = 2,  // cannot be the name of a mailbox or a file
+    kMailLibraryFull = 3,         // no room for another keyword in a mailbox
+    kMailLibraryIndex = 4,        // the index cannot be written
+    kMailLibraryExists = 5,       // there is such a mailbox already
+};
 
 // One row of a list, without touching the message's file.
 struct MessageSummary {
@@ -37,6 +51,7 @@ struct MessageSummary {
     MessageFlags flags;
     int attachments = 0;
     std::uint64_t size = 0;
+    std::string damage;  // a sentence when the message can be read only in part or not at all; else empty
 };
 
 struct ListPage {
@@ -56,7 +71,12 @@ public:
     static Result<std::shared_ptr<MailLibrary>> open(const std::filesystem::path& dataFolder,
                                                      std::shared_ptr<AccountBook> accounts, FileSystem& files);
 
-    // Newest first. `search` is what the person typed: every word must appear in subject, senders, recipients or text.
+    // The store that is asked when messages came, and the accounts as host objects (the same ones on every call).
+    virtual std::shared_ptr<LibraryStore> store() = 0;
+    virtual std::vector<std::shared_ptr<MailAccount>> mailAccounts() = 0;
+
+    // Newest first. `search` is what the person typed: every word must begin a word in subject, senders, recipients or
+    // text.
     virtual ListPage page(const MessageCriterion& criterion, std::string_view search, int offset, int limit) = 0;
     virtual MessageRef messageWithID(std::int64_t id) = 0;  // null when it is gone
     virtual std::optional<MessageSummary> summary(std::int64_t id) = 0;
@@ -84,8 +104,10 @@ public:
     // several callers succeeds.
     virtual Result<std::filesystem::path> claim(std::int64_t id, const std::filesystem::path& intoFolder) = 0;
 
-    // Takes up what other programs changed in a mailbox's folders.
+    // Takes up what other programs changed in a mailbox's folders: all of it before this returns.
     virtual void rescan(std::string_view mailboxIdentifier) = 0;
+    // From now on, takes up such changes soon after they were made, on a thread of its own.
+    virtual void watchFolders() = 0;
     virtual std::vector<std::string> takeNotices() = 0;  // damaged messages met while indexing, and their like
     // Addresses seen in mail, by frequency, that begin with the prefix in name or address; display forms.
     virtual std::vector<std::string> completeAddress(std::string_view prefix, int limit) = 0;
