@@ -24,7 +24,7 @@ public:
 
     bool isElement() const;
     bool isText() const;
-    std::string name() const;  // element name in lower case; empty for others
+    std::string name() const;                            // element name in lower case; empty for others
     std::string attribute(std::string_view name) const;  // "" when missing
     bool hasAttribute(std::string_view name) const;
     std::vector<std::pair<std::string, std::string>> attributes() const;

@@ -1,0 +1,397 @@
+#include "Html/HtmlTreeBuilder.h"
+
+#include <algorithm>
+
+#include "Text/Ascii.h"
+#include "Text/Utf8.h"
+
+namespace qs {
+
+namespace {
+
+constexpr std::size_t kMostFormatting = 16;
+
+bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+bool isBlank(std::string_view text) { return trimmedAscii(text).empty(); }
+
+bool isForeignRoot(std::string_view name) { return name == "svg" || name == "math"; }
+
+// Valid UTF-8 with line feeds alone, and no NUL.
+std::string cleanedSource(std::string_view html) {
+    html = html.substr(0, HtmlTreeBuilder::kLargestSource);
+    std::string source = validUtf8(html);
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < source.size(); ++i) {
+        const bool isFirstOfPair = source[i] == '\r' && i + 1 < source.size() && source[i + 1] == '\n';
+        if (isFirstOfPair || source[i] == '\0') continue;
+        source[kept++] = source[i] == '\r' ? '\n' : source[i];
+    }
+    source.resize(kept);
+    return source;
+}
+
+void addMissingAttributes(HtmlTreeNode& node, HtmlToken& token) {
+    for (auto& attribute : token.attributes)
+        if (!node.attribute(attribute.first)) node.attributes.push_back(std::move(attribute));
+}
+
+}  // namespace
+
+void HtmlTreeBuilder::buildDocument(HtmlTree& tree, std::string_view html) {
+    HtmlTreeBuilder builder(tree);
+    builder.open_.push_back({&tree.root()});
+    builder.open_.push_back({&tree.head()});
+    builder.inHead_ = true;
+    builder.run(html);
+}
+
+void HtmlTreeBuilder::buildFragment(HtmlTreeNode& element, std::string_view html) {
+    HtmlTreeBuilder builder(*element.tree);
+    builder.open_.push_back({&element});
+    builder.run(html);
+}
+
+void HtmlTreeBuilder::run(std::string_view html) {
+    const std::string source = cleanedSource(html);
+    HtmlTokenizer tokenizer(source);
+    HtmlToken token;
+    while (tokenizer.next(token)) {
+        switch (token.kind) {
+        case HtmlToken::Kind::Start: start(token); break;
+        case HtmlToken::Kind::End: end(token); break;
+        case HtmlToken::Kind::Text: text(token.text); break;
+        case HtmlToken::Kind::Comment:
+            if (hasRoom()) current().insert(tree_.make(HtmlTreeNode::Kind::Comment, token.text));
+            break;
+        case HtmlToken::Kind::Doctype:
+            if (inHead_ && tree_.doctype.empty()) tree_.doctype = token.text;
+            break;
+        }
+        if (token.kind != HtmlToken::Kind::Start) dropsLineEnd_ = false;
+    }
+}
+
+void HtmlTreeBuilder::enterBody() {
+    if (!inHead_) return;
+    inHead_ = false;
+    open_.back() = {&tree_.body()};
+}
+
+void HtmlTreeBuilder::text(std::string_view text) {
+    if (dropsLineEnd_ && text.starts_with('\n')) text.remove_prefix(1);
+    if (inHead_) {
+        if (isBlank(text)) return;
+        enterBody();
+    }
+    if (text.empty()) return;
+    const bool loose = standsInTable() && !isBlank(text);
+    if (!isBlank(text)) reopenFormatting();
+    HtmlTreeNode& here = current();
+    HtmlTreeNode* before = loose && standsInTable() ? fosterPlace() : nullptr;
+    HtmlTreeNode& parent = before ? *before->parent : here;
+    HtmlTreeNode* neighbour = before ? before->previous : parent.last;
+    if (neighbour && neighbour->kind == HtmlTreeNode::Kind::Text)
+        neighbour->text += text;
+    else
+        parent.insert(tree_.make(HtmlTreeNode::Kind::Text, text), before);
+}
+
+void HtmlTreeBuilder::start(HtmlToken& token) {
+    dropsLineEnd_ = false;
+    if (token.name == "html") return addMissingAttributes(tree_.root(), token);
+    if (token.name == "head") return inHead_ ? addMissingAttributes(tree_.head(), token) : void();
+    if (token.name == "body") {
+        enterBody();
+        return addMissingAttributes(tree_.body(), token);
+    }
+    if (inHead_) {
+        if (htmlTraits(token.name) & kHeadOnly) {
+            insertElement(token);
+            return;
+        }
+        enterBody();
+    }
+    startInBody(token);
+}
+
+void HtmlTreeBuilder::startInBody(HtmlToken& token) {
+    if (token.name == "image" && foreign_ == 0) token.name = "img";
+    leaveForeign(token.name);
+    const unsigned traits = htmlTraits(token.name);
+    if (foreign_ == 0 && (traits & kTablePart)) return startTablePart(token);
+    if (token.name == "table") return startTable(token);
+    if (traits & kFormatting) return startFormatting(token);
+    closeForStart(token);
+    const bool isForm = token.name == "form";
+    if (isForm && find("form", 0) != kNone) return;
+    if (!(traits & (kClosesParagraph | kHeadOnly)) && token.name != "param" && token.name != "source")
+        reopenFormatting();
+    const bool staysEmpty = isForm && standsInTable();
+    HtmlTreeNode* made = insertElement(token);
+    dropsLineEnd_ = isOneOf(token.name, {"pre", "listing"});
+    const bool isClosed = foreign_ > 0 || isForeignRoot(token.name) ? token.selfClosing : false;
+    if (made && !staysEmpty && !isClosed && !(traits & (kVoid | kRawText | kEscapableRawText))) push(*made);
+}
+
+// The ends that a start tag implies.
+void HtmlTreeBuilder::closeForStart(const HtmlToken& token) {
+    const std::string_view name = token.name;
+    const unsigned traits = htmlTraits(name);
+    if (isOneOf(name, {"li", "dd", "dt"})) {
+        for (std::size_t i = open_.size(); i-- > 1;) {
+            const std::string_view other = open_[i].node->text;
+            const bool isSame = name == "li" ? other == "li" : other == "dd" || other == "dt";
+            if (isSame) {
+                popTo(i);
+                break;
+            }
+            if ((htmlTraits(other) & kSpecial) && !isOneOf(other, {"address", "div", "p"})) break;
+        }
+    }
+    if (traits & kClosesParagraph) closeParagraph();
+    if ((traits & kHeading) && open_.size() > 1 && (htmlTraits(current().text) & kHeading)) popTo(open_.size() - 1);
+    if (name == "button") {
+        if (const std::size_t open = find("button", kScope); open != kNone) popTo(open);
+    }
+    if (isOneOf(name, {"option", "optgroup"}) && open_.size() > 1) {
+        if (current().isElement("option")) pop();
+        if (name == "optgroup" && open_.size() > 1 && current().isElement("optgroup")) pop();
+    }
+    if (isOneOf(name, {"rt", "rp"}) && open_.size() > 1 && isOneOf(current().text, {"rt", "rp"})) pop();
+}
+
+void HtmlTreeBuilder::startTable(HtmlToken& token) {
+    if (standsInTable() && current().text != "template") {
+        if (const std::size_t outer = find("table", 0, "template"); outer != kNone) popTo(outer);
+    }
+    closeParagraph();
+    if (HtmlTreeNode* made = insertElement(token)) push(*made);
+}
+
+void HtmlTreeBuilder::startTablePart(HtmlToken& token) {
+    const std::string_view name = token.name;
+    const std::size_t table = findTable();
+    if (table == kNone) return;  // as browsers do: a part without its table is dropped, its content stays
+    if (isOneOf(name, {"td", "th"}))
+        popUntilOneOf({"tr", "tbody", "thead", "tfoot", "table"});
+    else if (name == "tr")
+        popUntilOneOf({"tbody", "thead", "tfoot", "table"});
+    else if (name == "col")
+        popUntilOneOf({"colgroup", "table"});
+    else
+        popUntilOneOf({"table"});
+    if (isOneOf(name, {"td", "th", "tr"}) && current().isElement("table")) pushImplied("tbody");
+    if (isOneOf(name, {"td", "th"}) && isOneOf(current().text, {"tbody", "thead", "tfoot"})) pushImplied("tr");
+    if (name == "col" && current().isElement("table")) pushImplied("colgroup");
+    if (!hasRoom()) return;
+    HtmlTreeNode& made = tree_.make(HtmlTreeNode::Kind::Element, name);
+    made.attributes = std::move(token.attributes);
+    current().insert(made);
+    if (name != "col") push(made);
+}
+
+void HtmlTreeBuilder::startFormatting(HtmlToken& token) {
+    if (isOneOf(token.name, {"a", "nobr"})) {
+        // Links don't nest: the second ends the first.
+        if (const std::size_t open = find(token.name, kScope); open != kNone) popTo(open);
+        std::erase_if(formatting_, [&](const HtmlTreeNode* node) { return node->text == token.name; });
+    }
+    reopenFormatting();
+    if (HtmlTreeNode* made = insertElement(token)) push(*made);
+}
+
+void HtmlTreeBuilder::end(const HtmlToken& token) {
+    const std::string_view name = token.name;
+    if (inHead_) {
+        if (name == "head" || name == "br" || name == "p") enterBody();
+        if (name == "head" || inHead_) return;
+    }
+    if (isOneOf(name, {"html", "head", "body"})) return;
+    if (name == "br" || (name == "p" && find("p", kScope, "button") == kNone)) {
+        HtmlToken implied;
+        implied.name = name;
+        startInBody(implied);
+        if (name == "p" && open_.size() > 1 && current().isElement("p")) pop();
+        return;
+    }
+    const unsigned traits = htmlTraits(name);
+    if (traits & (kVoid | kRawText | kEscapableRawText)) return;
+    if (traits & kFormatting) return endFormatting(token);
+    endOther(token);
+}
+
+void HtmlTreeBuilder::endOther(const HtmlToken& token) {
+    const std::string_view name = token.name;
+    const unsigned traits = htmlTraits(name);
+    if (traits & kTablePart) {
+        const std::size_t open = find(name, 0, "table");
+        if (open != kNone) popTo(open);
+    } else if (traits & kHeading) {
+        for (std::size_t i = open_.size(); i-- > 1;) {
+            const unsigned other = htmlTraits(open_[i].node->text);
+            if (other & kHeading) return popTo(i);
+            if (other & kScope) return;
+        }
+    } else if (name == "table") {
+        if (const std::size_t open = find(name, 0, "template"); open != kNone) popTo(open);
+    } else if (traits & kScope || traits & kSpecial) {
+        const std::size_t open = find(name, kScope);
+        // A list inside a list item keeps its items to itself.
+        const auto isShielded = [&](std::string_view list) {
+            const std::size_t inner = find(list, kScope);
+            return name == "li" && inner != kNone && inner > open;
+        };
+        if (open != kNone && !isShielded("ul") && !isShielded("ol")) popTo(open);
+    } else {
+        // Unknown and plain inline elements end only what no block shields.
+        if (const std::size_t open = find(name, kSpecial); open != kNone) popTo(open);
+    }
+}
+
+void HtmlTreeBuilder::endFormatting(const HtmlToken& token) {
+    const auto waiting = std::find_if(formatting_.rbegin(), formatting_.rend(),
+                                      [&](const HtmlTreeNode* node) { return node->text == token.name; });
+    if (waiting != formatting_.rend()) {
+        formatting_.erase(std::next(waiting).base());
+        return;
+    }
+    const std::size_t open = find(token.name, kScope);
+    if (open == kNone) return;
+    const bool holdsBlock = std::any_of(open_.begin() + static_cast<std::ptrdiff_t>(open) + 1, open_.end(),
+                                        [](const Open& o) { return (htmlTraits(o.node->text) & kSpecial) != 0; });
+    if (holdsBlock) {
+        open_[open].closesWithContent = true;
+        return;
+    }
+    // It ended for good; those inside it are carried on.
+    open_[open].closesWithContent = true;
+    popTo(open);
+}
+
+bool HtmlTreeBuilder::standsInTable() {
+    return foreign_ == 0 && isOneOf(current().text, {"table", "tbody", "thead", "tfoot", "tr", "colgroup"});
+}
+
+HtmlTreeNode* HtmlTreeBuilder::insertElement(HtmlToken& token) {
+    if (!hasRoom()) return nullptr;
+    HtmlTreeNode& made = tree_.make(HtmlTreeNode::Kind::Element, token.name);
+    made.attributes = std::move(token.attributes);
+    if (token.name == "textarea" && token.text.starts_with('\n')) token.text.erase(0, 1);
+    if (!token.text.empty()) made.insert(tree_.make(HtmlTreeNode::Kind::Text, token.text));
+    return &insert(made);
+}
+
+// Into the current element; what may not stand loose in a table goes before it.
+HtmlTreeNode& HtmlTreeBuilder::insert(HtmlTreeNode& node) {
+    const bool mayStand = isOneOf(node.text, {"style", "script", "template", "form"});
+    HtmlTreeNode* before = standsInTable() && !mayStand ? fosterPlace() : nullptr;
+    if (before)
+        before->parent->insert(node, before);
+    else
+        current().insert(node);
+    return node;
+}
+
+HtmlTreeNode* HtmlTreeBuilder::fosterPlace() const {
+    const std::size_t table = findTable();
+    return table == kNone || table == 0 || !open_[table].node->parent ? nullptr : open_[table].node;
+}
+
+// A block inside a drawing means that the drawing's end was forgotten, except in the parts that hold HTML.
+void HtmlTreeBuilder::leaveForeign(std::string_view name) {
+    const bool isHtml = (htmlTraits(name) & kClosesParagraph) || ((htmlTraits(name) & kFormatting) && name != "a") ||
+                        isOneOf(name, {"br", "img", "span", "sub", "sup", "ruby", "var"});
+    if (foreign_ == 0 || !isHtml) return;
+    std::size_t leave = kNone;
+    for (std::size_t i = open_.size(); i-- > 1;) {
+        const std::string_view other = open_[i].node->text;
+        if (isOneOf(other, {"foreignobject", "desc", "annotation-xml"})) break;
+        if (isForeignRoot(other)) leave = i;
+    }
+    if (leave != kNone) popTo(leave);
+}
+
+void HtmlTreeBuilder::push(HtmlTreeNode& node) {
+    if (open_.size() >= kDeepest) return;
+    if (isForeignRoot(node.text)) ++foreign_;
+    open_.push_back({&node});
+    if (isOneOf(node.text, {"td", "th", "caption"})) open_.back().outerFormatting.swap(formatting_);
+}
+
+void HtmlTreeBuilder::pushImplied(std::string_view name) {
+    if (!hasRoom()) return;
+    HtmlTreeNode& made = tree_.make(HtmlTreeNode::Kind::Element, name);
+    current().insert(made);
+    push(made);
+}
+
+void HtmlTreeBuilder::pop() {
+    Open& top = open_.back();
+    if (isForeignRoot(top.node->text)) --foreign_;
+    if (isOneOf(top.node->text, {"td", "th", "caption"})) formatting_.swap(top.outerFormatting);
+    open_.pop_back();
+    if (open_.size() > 1 && open_.back().closesWithContent) pop();
+}
+
+void HtmlTreeBuilder::popTo(std::size_t index) {
+    std::vector<HtmlTreeNode*> carried;
+    while (open_.size() > index && open_.size() > 1) {
+        const Open& top = open_.back();
+        const bool isBoundary = isOneOf(top.node->text, {"td", "th", "caption"});
+        if (isBoundary)
+            carried.clear();
+        else if ((htmlTraits(top.node->text) & kFormatting) && !top.closesWithContent)
+            carried.push_back(top.node);
+        pop();
+    }
+    const std::size_t room = kMostFormatting - std::min(kMostFormatting, formatting_.size());
+    if (carried.size() > room) carried.resize(room);
+    formatting_.insert(formatting_.end(), carried.rbegin(), carried.rend());
+}
+
+void HtmlTreeBuilder::popUntilOneOf(std::initializer_list<std::string_view> names) {
+    std::size_t index = open_.size();
+    while (index > 1 && !isOneOf(open_[index - 1].node->text, names))
+        --index;
+    popTo(index);
+}
+
+std::size_t HtmlTreeBuilder::find(std::string_view name, unsigned shield, std::string_view extraShield) const {
+    for (std::size_t i = open_.size(); i-- > 1;) {
+        const std::string_view other = open_[i].node->text;
+        if (other == name) return i;
+        if ((htmlTraits(other) & shield) || (!extraShield.empty() && other == extraShield)) return kNone;
+    }
+    return kNone;
+}
+
+// The table that a part belongs to; in a fragment the element around it may be a part itself.
+std::size_t HtmlTreeBuilder::findTable() const {
+    for (std::size_t i = open_.size(); i-- > 0;) {
+        const std::string_view other = open_[i].node->text;
+        if (other == "table") return i;
+        if (other == "template") return kNone;
+        if (i == 0 && isOneOf(other, {"tbody", "thead", "tfoot", "tr", "colgroup"})) return i;
+    }
+    return kNone;
+}
+
+void HtmlTreeBuilder::closeParagraph() {
+    if (const std::size_t open = find("p", kScope, "button"); open != kNone) popTo(open);
+}
+
+void HtmlTreeBuilder::reopenFormatting() {
+    if (formatting_.empty()) return;
+    const std::vector<HtmlTreeNode*> carried = std::exchange(formatting_, {});
+    for (const HtmlTreeNode* model : carried) {
+        HtmlToken again;
+        again.name = model->text;
+        again.attributes = model->attributes;
+        if (HtmlTreeNode* made = insertElement(again)) push(*made);
+    }
+}
+
+}  // namespace qs
