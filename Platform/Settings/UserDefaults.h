@@ -22,6 +22,8 @@ namespace qs {
 class FileSystem;
 
 // Posted on the default centre, main thread, after values changed; user info: "suite" (its name), "keys" (array).
+// Changes that come close together are told at once. Without a run loop it is posted by the thread that makes or finds
+// the change.
 inline constexpr std::string_view UserDefaultsDidChangeNotification = "NSUserDefaultsDidChangeNotification";
 
 class UserDefaults {
@@ -31,7 +33,10 @@ public:
     static std::shared_ptr<UserDefaults> suite(std::string_view name);
     // Where suites live (for the program: below its data folder). Set once at start, before any suite is opened; setting
     // it again (a test, another life) forgets the suites of the former folder.
+    // Nothing unsaved of them is written any more: they are as after a crash.
     static void setFolder(std::filesystem::path folder, FileSystem* files = nullptr);
+    // All open suites; for the end of the program. The last error, if any.
+    static Result<void> synchronizeAll();
 
     virtual ~UserDefaults() = default;
     virtual const std::string& name() const = 0;
