@@ -1,0 +1,331 @@
+#include "HttpServer.h"
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ip/v6_only.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <boost/beast/websocket.hpp>
+#include <deque>
+#include <list>
+
+#include "Foundation/Log.h"
+#include "Foundation/RunLoop.h"
+#include "Foundation/RunLoopAsio.h"
+
+namespace qs {
+
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+namespace websocket = beast::websocket;
+using asio::ip::tcp;
+using boost::system::error_code;
+using Stream = beast::tcp_stream;
+using WebSocket = websocket::stream<Stream>;
+using Parser = http::request_parser<http::string_body>;
+
+constexpr auto kHeadTimeout = std::chrono::seconds(30);
+constexpr auto kBodyTimeout = std::chrono::minutes(10);
+constexpr std::uint32_t kHeadLimit = 16 * 1024;
+constexpr std::size_t kLiveMessageLimit = 32 * 1024 * 1024;
+constexpr std::size_t kMostConnections = 256;
+
+std::string percentDecoded(std::string_view text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            result += text[i];
+            continue;
+        }
+        unsigned code = 0;
+        if (i + 2 >= text.size() || std::sscanf(std::string(text.substr(i + 1, 2)).c_str(), "%2x", &code) != 1 ||
+            !std::isxdigit(static_cast<unsigned char>(text[i + 2])) || code < 0x20)
+            return {};
+        result += static_cast<char>(code);
+        i += 2;
+    }
+    return result;
+}
+
+template <class Body>
+HttpRequest requestFrom(const http::request<Body>& message) {
+    HttpRequest request;
+    request.method = std::string(message.method_string());
+    const std::string_view target(message.target().data(), message.target().size());
+    const auto question = target.find('?');
+    request.path = percentDecoded(target.substr(0, question));
+    if (question != std::string_view::npos) request.query = target.substr(question + 1);
+    for (const auto& field : message)
+        request.headers.emplace_back(std::string(field.name_string()), std::string(field.value()));
+    request.isWebSocketUpgrade = websocket::is_upgrade(message);
+    return request;
+}
+
+// What every answer carries, whatever it is about.
+void addCommonHeaders(http::response<http::string_body>& message) {
+    message.set(http::field::cache_control, "no-store");
+    message.set("X-Content-Type-Options", "nosniff");
+    message.set("Referrer-Policy", "no-referrer");
+    message.set("Cross-Origin-Opener-Policy", "same-origin");
+    message.set("Cross-Origin-Resource-Policy", "same-origin");
+    message.set("X-Frame-Options", "DENY");
+}
+
+http::response<http::string_body> messageFrom(HttpResponse response, unsigned version, bool keepAlive) {
+    http::response<http::string_body> message{static_cast<http::status>(response.status), version};
+    addCommonHeaders(message);
+    for (const auto& [name, value] : response.headers) message.set(name, value);
+    message.body() = std::move(response.body);
+    message.keep_alive(keepAlive);
+    message.prepare_payload();
+    return message;
+}
+
+class Channel : public LiveChannel, public std::enable_shared_from_this<Channel> {
+public:
+    explicit Channel(WebSocket socket) : socket_(std::move(socket)) {}
+
+    void send(std::string text) override {
+        if (closed_) return;
+        waiting_.push_back(std::move(text));
+        if (waiting_.size() == 1) writeNext();
+    }
+
+    void close() override {
+        if (closed_) return;
+        closed_ = true;
+        auto self = shared_from_this();
+        socket_.async_close(websocket::close_code::going_away, [self](error_code) {});
+    }
+
+    asio::awaitable<void> read() {
+        auto self = shared_from_this();
+        beast::flat_buffer buffer;
+        for (error_code error; !error;) {
+            co_await socket_.async_read(buffer, asio::redirect_error(asio::use_awaitable, error));
+            if (error) break;
+            // In a turn of its own: what it leads to may wait for the person, and this connection must go on being read.
+            RunLoop::main().post([self, text = beast::buffers_to_string(buffer.data())] {
+                if (self->onText && !self->ended_) self->onText(text);
+            });
+            buffer.consume(buffer.size());
+        }
+        end();
+    }
+
+private:
+    void writeNext() {
+        auto self = shared_from_this();
+        socket_.text(true);
+        socket_.async_write(asio::buffer(waiting_.front()), [self](error_code error, std::size_t) {
+            if (error) return self->end();
+            self->waiting_.pop_front();
+            if (!self->waiting_.empty() && !self->closed_) self->writeNext();
+        });
+    }
+
+    void end() {
+        closed_ = true;
+        if (std::exchange(ended_, true)) return;
+        if (auto onCloseNow = std::move(onClose)) RunLoop::main().post(std::move(onCloseNow));
+    }
+
+    WebSocket socket_;
+    std::deque<std::string> waiting_;
+    bool closed_ = false, ended_ = false;
+};
+
+class BeastServer : public HttpServer {
+public:
+    BeastServer(std::vector<tcp::acceptor> acceptors, int port) : acceptors_(std::move(acceptors)), port_(port) {}
+
+    ~BeastServer() override {
+        *alive_ = false;
+        error_code ignored;
+        for (auto& acceptor : acceptors_) acceptor.close(ignored);
+        for (auto* socket : sockets_) socket->close(ignored);
+    }
+
+    int port() const override { return port_; }
+
+    void start(HttpHandlers handlers) override {
+        handlers_ = std::make_shared<HttpHandlers>(std::move(handlers));
+        for (auto& acceptor : acceptors_)
+            asio::co_spawn(ioContextOf(RunLoop::main()), accept(acceptor), asio::detached);
+    }
+
+private:
+    asio::awaitable<void> accept(tcp::acceptor& acceptor) {
+        auto alive = alive_;
+        while (*alive) {
+            error_code error;
+            auto socket = co_await acceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
+            if (!*alive) co_return;
+            if (error) {
+                if (error == asio::error::operation_aborted) co_return;
+                // Out of file descriptors, perhaps: wait a little instead of spinning.
+                asio::steady_timer pause(ioContextOf(RunLoop::main()), std::chrono::milliseconds(100));
+                co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, error));
+                continue;
+            }
+            if (sockets_.size() < kMostConnections)
+                asio::co_spawn(ioContextOf(RunLoop::main()), serve(std::move(socket)), asio::detached);
+        }
+    }
+
+    // Keeps the list of open sockets true, so that the server's end closes them.
+    struct Registered {
+        BeastServer& server;
+        std::shared_ptr<bool> alive;
+        tcp::socket* socket;
+        Registered(BeastServer& s, tcp::socket* registered) : server(s), alive(s.alive_), socket(registered) {
+            server.sockets_.push_back(socket);
+        }
+        ~Registered() {
+            if (*alive) server.sockets_.remove(socket);
+        }
+        Registered(const Registered&) = delete;
+        Registered& operator=(const Registered&) = delete;
+    };
+
+    asio::awaitable<void> serve(tcp::socket accepted) {
+        auto alive = alive_;
+        Stream stream(std::move(accepted));
+        beast::flat_buffer buffer;
+        std::optional<http::request<http::string_body>> upgrade;
+        {
+            Registered registered(*this, &stream.socket());
+            while (*alive && co_await answerOne(stream, buffer, upgrade)) {}
+        }
+        if (*alive && upgrade) co_await serveLive(std::move(stream), std::move(*upgrade));
+    }
+
+    // True when the connection is good for another request.
+    asio::awaitable<bool> answerOne(Stream& stream, beast::flat_buffer& buffer,
+                                    std::optional<http::request<http::string_body>>& upgrade) {
+        auto alive = alive_;
+        auto handlers = handlers_;
+        error_code error;
+        Parser parser;
+        parser.header_limit(kHeadLimit);
+        parser.body_limit(boost::none);  // set below, once the head tells what it is
+        stream.expires_after(kHeadTimeout);
+        co_await http::async_read_header(stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
+        if (error || !*alive) co_return false;
+        const HttpRequest head = requestFrom(parser.get());
+        const unsigned version = parser.get().version();
+        if (auto refusal = handlers->refuse(head)) {
+            // The body is not read, so the connection can't go on.
+            co_await write(stream, messageFrom(std::move(*refusal), version, false));
+            co_return false;
+        }
+        if (head.isWebSocketUpgrade) {
+            upgrade = parser.release();
+            co_return false;
+        }
+        const auto limit = handlers->bodyLimit(head);
+        if (parser.content_length() && *parser.content_length() > limit) {
+            co_await write(stream, messageFrom(HttpResponse::text(413, "That is too large."), version, false));
+            co_return false;
+        }
+        parser.body_limit(limit);
+        stream.expires_after(kBodyTimeout);
+        co_await http::async_read(stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
+        if (error || !*alive) co_return false;
+        auto message = parser.release();
+        HttpRequest request = requestFrom(message);
+        request.body = std::move(message.body());
+        const bool keepAlive = message.keep_alive();
+        co_return co_await write(stream, messageFrom(answer(*handlers, request), version, keepAlive)) && keepAlive;
+    }
+
+    static HttpResponse answer(const HttpHandlers& handlers, const HttpRequest& request) {
+        try {
+            return handlers.respond(request);
+        } catch (const std::exception& fault) {
+            logError("The answer to " + request.path + " failed: " + fault.what());
+            return HttpResponse::text(500, "Something went wrong. The log tells more.");
+        }
+    }
+
+    static asio::awaitable<bool> write(Stream& stream, http::response<http::string_body> message) {
+        error_code error;
+        stream.expires_after(kBodyTimeout);
+        co_await http::async_write(stream, message, asio::redirect_error(asio::use_awaitable, error));
+        if (message.need_eof() || error) stream.socket().shutdown(tcp::socket::shutdown_send, error);
+        co_return !error && !message.need_eof();
+    }
+
+    asio::awaitable<void> serveLive(Stream stream, http::request<http::string_body> request) {
+        auto alive = alive_;
+        auto handlers = handlers_;
+        auto protocol = handlers->acceptLive(requestFrom(request));
+        if (!protocol) {
+            co_await write(stream, messageFrom(HttpResponse::text(403, "Please open the page by its start link."),
+                                               request.version(), false));
+            co_return;
+        }
+        stream.expires_never();
+        WebSocket socket(std::move(stream));
+        socket.set_option(websocket::stream_base::timeout::suggested(beast::role_type::server));
+        socket.read_message_max(kLiveMessageLimit);
+        socket.set_option(websocket::stream_base::decorator([&protocol](websocket::response_type& response) {
+            response.set(http::field::sec_websocket_protocol, *protocol);
+        }));
+        error_code error;
+        co_await socket.async_accept(request, asio::redirect_error(asio::use_awaitable, error));
+        if (error || !*alive) co_return;
+        auto channel = std::make_shared<Channel>(std::move(socket));
+        handlers->openLive(channel);
+        co_await channel->read();
+    }
+
+    std::vector<tcp::acceptor> acceptors_;
+    int port_;
+    std::shared_ptr<HttpHandlers> handlers_;
+    std::list<tcp::socket*> sockets_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+error_code bindAndListen(tcp::acceptor& acceptor, const tcp::endpoint& endpoint) {
+    error_code error;
+    acceptor.open(endpoint.protocol(), error);
+    if (!error) acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    if (!error && endpoint.address().is_v6()) acceptor.set_option(asio::ip::v6_only(true), error);
+    if (!error) acceptor.bind(endpoint, error);
+    if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
+    return error;
+}
+
+}  // namespace
+
+Result<std::unique_ptr<HttpServer>> HttpServer::listen(int port) {
+    auto& context = ioContextOf(RunLoop::main());
+    std::vector<tcp::acceptor> acceptors;
+    tcp::acceptor v4(context);
+    if (auto error = bindAndListen(v4, {asio::ip::address_v4::loopback(), static_cast<unsigned short>(port)}))
+        return failure("HttpServer", error.value(),
+                       error == asio::error::address_in_use
+                           ? "Port " + std::to_string(port) + " is in use by another program. Choose another with --port."
+                           : "Cannot listen on port " + std::to_string(port) + ": " + error.message() + ".");
+    const int taken = v4.local_endpoint().port();
+    acceptors.push_back(std::move(v4));
+    // Machines without IPv6 do without; another program on the same port there would get our visitors, so that counts.
+    tcp::acceptor v6(context);
+    auto error = bindAndListen(v6, {asio::ip::address_v6::loopback(), static_cast<unsigned short>(taken)});
+    if (!error) acceptors.push_back(std::move(v6));
+    if (error == asio::error::address_in_use && port != 0)
+        return failure("HttpServer", error.value(),
+                       "Port " + std::to_string(port) + " is in use by another program. Choose another with --port.");
+    return std::unique_ptr<HttpServer>(std::make_unique<BeastServer>(std::move(acceptors), taken));
+}
+
+}  // namespace qs

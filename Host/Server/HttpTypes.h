@@ -1,0 +1,50 @@
+// A request and its answer, without sockets: what routes work on and tests can make.
+#pragma once
+
+#include <algorithm>
+#include <cctype>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace qs {
+
+struct HttpRequest {
+    std::string method;  // "GET"
+    std::string path;    // percent-decoded, without the query; "" when it could not be decoded
+    std::string query;   // as it came
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::string body;
+    bool isWebSocketUpgrade = false;
+
+    // The value of the first header of that name, in any case; empty for none.
+    std::string header(std::string_view name) const;
+    int headerCount(std::string_view name) const;
+    std::string cookie(std::string_view name) const;
+    std::string queryValue(std::string_view name) const;
+};
+
+struct HttpResponse {
+    int status = 200;
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::string body;
+
+    static HttpResponse text(int status, std::string_view sentence);
+    static HttpResponse json(std::string body);
+};
+
+// One live connection to a page. Main thread. After onClose nothing comes or goes.
+class LiveChannel {
+public:
+    virtual ~LiveChannel() = default;
+    virtual void send(std::string text) = 0;  // queued; sent in order
+    virtual void close() = 0;
+    std::function<void(std::string text)> onText;
+    std::function<void()> onClose;
+};
+
+}  // namespace qs

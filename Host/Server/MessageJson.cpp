@@ -1,0 +1,124 @@
+#include "MessageJson.h"
+
+#include <boost/json.hpp>
+#include <map>
+#include <optional>
+
+#include "DeliveryService.h"
+#include "Foundation/DateFormatter.h"
+#include "Mail/Mailbox.h"
+#include "Mail/MessageHeaders.h"
+#include "MailApplication.h"
+#include "MailEngine.h"
+#include "MainViewer.h"
+#include "Mime/Addresses.h"
+#include "Mime/MimeMessage.h"
+
+namespace qs {
+
+namespace json = boost::json;
+
+namespace {
+
+constexpr const char* kDeliveryStates[] = {"waiting", "sending", "failed", "inDoubt"};
+
+std::optional<json::object> deliveryJson(MailApplication& application, std::int64_t id, MailboxKind kind) {
+    if (kind != MailboxKind::Outbox) return std::nullopt;
+    const DeliveryStatus status = application.engine().deliveries().status(id);
+    return json::object{{"state", kDeliveryStates[static_cast<int>(status.state)]},
+                        {"attempts", status.attempts},
+                        {"lastAnswer", status.lastAnswer}};
+}
+
+MailboxKind kindOf(MailApplication& application, const std::string& mailbox) {
+    auto found = application.engine().library().mailboxWithIdentifier(mailbox);
+    return found ? found->kind() : MailboxKind::User;
+}
+
+json::array addressesJson(const MessageHeaders& headers, std::string_view key) {
+    json::array array;
+    for (const auto& field : headers.allHeadersForKey(key))
+        for (const auto& address : parseAddresses(field)) array.emplace_back(address.display());
+    return array;
+}
+
+json::array attachmentsJson(const MimeMessage& message) {
+    json::array array;
+    for (const auto& part : message.attachments())
+        if (!part.isInline)
+            array.push_back(
+                json::object{{"part", part.part}, {"name", part.fileName}, {"type", part.mimeType}, {"size", part.size}});
+    return array;
+}
+
+// The selected message, read apart once and kept while it stays selected: every redraw asks for it.
+struct Parsed {
+    std::int64_t id = 0;
+    std::shared_ptr<MimeMessage> message;
+};
+
+std::shared_ptr<MimeMessage> parsedMessage(MailLibrary& library, std::int64_t id) {
+    static Parsed last;
+    if (last.id == id && last.message) return last.message;
+    auto content = library.content(id);
+    if (!content) return nullptr;
+    last = {id, MimeMessage::parse(*content)};
+    return last.message;
+}
+
+}  // namespace
+
+json::value rowJson(MailApplication& application, const ViewerRow& row) {
+    const MessageSummary& summary = row.summary;
+    json::array icons;
+    for (const auto& icon : row.icons) icons.push_back(json::object{{"image", icon.image}, {"label", icon.label}});
+    json::object model{{"id", summary.id},
+                       {"from", row.correspondent},
+                       {"subject", summary.subject},
+                       {"snippet", summary.snippet},
+                       {"date", row.date},
+                       {"dateLong", row.dateLong},
+                       {"unread", !summary.flags.seen},
+                       {"answered", summary.flags.answered},
+                       {"forwarded", summary.flags.forwarded},
+                       {"flagged", summary.flags.flagged},
+                       {"colour", summary.flags.colour},
+                       {"attachments", summary.attachments},
+                       {"icons", std::move(icons)}};
+    if (auto delivery = deliveryJson(application, summary.id, kindOf(application, summary.mailbox)))
+        model["delivery"] = std::move(*delivery);
+    return model;
+}
+
+json::value messageSection(MailApplication& application) {
+    auto selected = application.viewer().selectedMessage();
+    auto& library = application.engine().library();
+    auto summary = selected ? library.summary(selected->libraryID()) : std::nullopt;
+    if (!summary) return nullptr;
+    auto parsed = parsedMessage(library, summary->id);
+    const MailboxKind kind = kindOf(application, summary->mailbox);
+    auto senders = parseAddresses(summary->from);
+    json::object model{
+        {"id", summary->id},
+        {"subject", summary->subject},
+        {"from", senders.empty() || senders.front().name.empty() ? summary->from : senders.front().name},
+        {"fromAddress", senders.empty() ? "" : senders.front().address},
+        {"date", formatDate(kind == MailboxKind::Sent || kind == MailboxKind::Outbox ? summary->sent : summary->received,
+                            {"EEEE, d MMMM yyyy, HH:mm", "", ""})},
+        {"flags", json::object{{"unread", !summary->flags.seen},
+                               {"flagged", summary->flags.flagged},
+                               {"colour", summary->flags.colour}}},
+        {"canEditDraft", kind == MailboxKind::Drafts || kind == MailboxKind::Outbox}};
+    auto headers = parsed ? parsed->headers() : nullptr;
+    for (const auto& [name, key] : {std::pair{"to", MCHeaderKeyTo}, {"cc", MCHeaderKeyCc}, {"bcc", MCHeaderKeyBcc}})
+        model[name] = headers ? addressesJson(*headers, key) : json::array();
+    model["attachments"] = parsed ? attachmentsJson(*parsed) : json::array();
+    if (!parsed)
+        model["damaged"] = "This message's file can't be read.";
+    else if (!parsed->damage().empty())
+        model["damaged"] = parsed->damage();
+    if (auto delivery = deliveryJson(application, summary->id, kind)) model["delivery"] = std::move(*delivery);
+    return model;
+}
+
+}  // namespace qs

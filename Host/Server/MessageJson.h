@@ -1,0 +1,14 @@
+// Rows of the list and the selected message as JSON.
+#pragma once
+
+#include <boost/json/fwd.hpp>
+
+namespace qs {
+
+class MailApplication;
+struct ViewerRow;
+
+boost::json::value rowJson(MailApplication& application, const ViewerRow& row);
+boost::json::value messageSection(MailApplication& application);  // null unless exactly one message is selected
+
+}  // namespace qs

@@ -1,0 +1,243 @@
+#include "PageState.h"
+
+#include <boost/json.hpp>
+
+#include "AccountBook.h"
+#include "ComposeWindow.h"
+#include "Compose/HeadersEditor.h"
+#include "DeliveryService.h"
+#include "MailApplication.h"
+#include "MailEngine.h"
+#include "MainViewer.h"
+#include "MessageJson.h"
+#include "ModelJson.h"
+#include "Models/Alert.h"
+#include "Models/Popover.h"
+#include "Models/Toolbar.h"
+#include "Models/View.h"
+#include "PreferencesWindow.h"
+
+namespace qs {
+
+namespace json = boost::json;
+
+namespace {
+
+constexpr const char* kMailboxKinds[] = {"inbox", "drafts", "outbox", "sent", "archive", "junk", "trash", "user"};
+constexpr const char* kVersion = "1.0.0";
+
+json::array strings(const std::vector<std::string>& texts) {
+    json::array array;
+    for (const auto& text : texts) array.emplace_back(text);
+    return array;
+}
+
+void addSheet(json::object& model, const Window* window) {
+    if (auto sheet = window ? window->currentSheet() : nullptr) model["sheet"] = formJson(*sheet);
+}
+
+json::value appSection(MailApplication& application) {
+    json::array notices;
+    for (const auto& notice : application.notices())
+        notices.push_back(json::object{{"id", notice.id}, {"text", notice.text}});
+    const auto waiting = application.engine().deliveries().statuses().size();
+    return json::object{{"title", "Quillstead Mail"},
+                        {"icon", application.applicationIconImage()},
+                        {"notices", std::move(notices)},
+                        {"waiting", waiting},
+                        {"version", kVersion}};
+}
+
+json::value accountsSection(MailApplication& application) {
+    json::array accounts;
+    for (const auto& record : application.engine().accounts().all()) {
+        json::array mailboxes;
+        for (const auto& mailbox : application.engine().library().mailboxes(record.identifier)) {
+            const std::string name = mailbox->displayName();
+            mailboxes.push_back(json::object{{"id", mailbox->identifier()},
+                                             {"name", name},
+                                             {"kind", kMailboxKinds[static_cast<int>(mailbox->kind())]},
+                                             {"depth", 0},
+                                             {"unread", mailbox->unreadCount()},
+                                             {"count", mailbox->messageCount()}});
+        }
+        accounts.push_back(json::object{{"id", record.identifier},
+                                        {"name", record.displayName},
+                                        {"address", record.addresses.empty() ? "" : record.addresses.front()},
+                                        {"mailboxes", std::move(mailboxes)}});
+    }
+    return accounts;
+}
+
+json::value listSection(MailApplication& application) {
+    auto& viewer = application.viewer();
+    auto mailbox = viewer.mailbox();
+    json::array rows, selected;
+    for (const auto& row : viewer.rows()) rows.push_back(rowJson(application, row));
+    for (const auto id : viewer.selectedIDs()) selected.push_back(id);
+    const bool searching = !viewer.searchText().empty();
+    return json::object{{"mailbox", mailbox ? mailbox->identifier() : ""},
+                        {"title", viewer.title()},
+                        {"total", viewer.total()},
+                        {"offset", viewer.offset()},
+                        {"rows", std::move(rows)},
+                        {"selected", std::move(selected)},
+                        {"search", viewer.searchText()},
+                        {"emptyText", searching ? "Nothing found." : "No messages here."}};
+}
+
+json::value viewerSection(MailApplication& application) {
+    auto& viewer = application.viewer();
+    json::object model{{"selectedCount", viewer.selectedIDs().size()}};
+    auto toolbar = viewer.toolbar();
+    model["toolbar"] = toolbar ? toolbarJson(application, *toolbar) : json::array();
+    addSheet(model, viewer.window().get());
+    return model;
+}
+
+json::array attachmentsJson(const std::vector<ComposeAttachment>& attachments) {
+    json::array array;
+    for (const auto& attachment : attachments)
+        array.push_back(json::object{{"id", attachment.identifier},
+                                     {"name", attachment.fileName},
+                                     {"type", attachment.mimeType},
+                                     {"size", attachment.size},
+                                     {"inline", attachment.isInline}});
+    return array;
+}
+
+json::array rowsJson(const std::vector<ComposeRow>& rows) {
+    json::array array;
+    for (const auto& row : rows) {
+        if (!row.row || !row.row->visible) continue;
+        json::array controls;
+        for (const auto& control : row.row->controls) controls.push_back(controlJson(control));
+        array.push_back(
+            json::object{{"identifier", row.identifier}, {"place", row.place}, {"controls", std::move(controls)}});
+    }
+    return array;
+}
+
+json::value composeJson(MailApplication& application, ComposeWindow& compose, const json::array& accounts) {
+    auto window = compose.window();
+    json::object model{{"window", window->identifier()},
+                       {"title", compose.title()},
+                       {"accounts", accounts},
+                       {"account", compose.accountIdentifier()},
+                       {"to", strings(compose.to())},
+                       {"cc", strings(compose.cc())},
+                       {"bcc", strings(compose.bcc())},
+                       {"subject", compose.subject()},
+                       {"bodyHtml", compose.bodyHtml()},
+                       {"bodyRevision", compose.bodyRevision()},
+                       {"plainText", compose.isPlainText()},
+                       {"attachments", attachmentsJson(compose.attachments())},
+                       {"rows", rowsJson(compose.extraRows())},
+                       {"status", compose.statusText()},
+                       {"busy", compose.isBusy()}};
+    auto toolbar = window->toolbar();
+    model["toolbar"] = toolbar ? toolbarJson(application, *toolbar) : json::array();
+    addSheet(model, window.get());
+    return model;
+}
+
+json::value composeSection(MailApplication& application) {
+    json::array accounts, windows;
+    for (const auto& record : application.engine().accounts().all()) {
+        const std::string address = record.addresses.empty() ? std::string() : record.addresses.front();
+        accounts.push_back(json::object{{"id", record.identifier}, {"label", record.fullName + " <" + address + ">"}});
+    }
+    for (const auto& window : application.composeWindows())
+        windows.push_back(composeJson(application, *window, accounts));
+    return windows;
+}
+
+json::value alertsSection(MailApplication&) {
+    json::array alerts;
+    for (const Alert* alert : AlertCentre::shared().shown()) {
+        json::object model{{"id", alert->identifier},     {"window", alert->windowIdentifier},
+                           {"title", alert->messageText}, {"text", alert->informativeText},
+                           {"icon", alert->iconName},     {"buttons", strings(alert->buttons)}};
+        if (alert->buttons.empty()) model["buttons"] = json::array{"OK"};
+        if (alert->showsSuppressionButton) model["suppression"] = alert->suppressionState;
+        alerts.push_back(std::move(model));
+    }
+    return alerts;
+}
+
+json::value popoversSection(MailApplication&) {
+    json::array popovers;
+    for (const Popover* popover : Popover::allShown()) {
+        const auto& content = popover->content;
+        json::object model{{"identifier", popover->identifier()},
+                           {"anchor", popover->positioningView()->anchor()},
+                           {"edge", popover->preferredEdge()},
+                           {"text", content.text},
+                           {"buttons", strings(content.buttonTitles)},
+                           {"buttonIcons", strings(content.buttonIcons)}};
+        if (!content.imageName.empty()) model["image"] = content.imageName;
+        if (!content.countdownText.empty()) model["countdown"] = content.countdownText;
+        if (content.form) model["form"] = formJson(*content.form);
+        popovers.push_back(std::move(model));
+    }
+    return popovers;
+}
+
+json::value preferencesSection(MailApplication& application) {
+    auto& preferences = application.preferences();
+    auto window = preferences.preferenceWindow();
+    const bool visible = window && window->isVisible();
+    json::array modules;
+    for (const auto& module : preferences.modules())
+        modules.push_back(json::object{{"name", module.name}, {"image", module.imageName}});
+    json::object model{
+        {"visible", visible}, {"modules", std::move(modules)}, {"selected", preferences.selectedModule()}};
+    if (auto form = visible ? preferences.form() : nullptr) model["form"] = formJson(*form);
+    if (visible) addSheet(model, window.get());
+    return model;
+}
+
+struct Section {
+    const char* name;
+    json::value (*make)(MailApplication&);
+};
+
+constexpr Section kSections[] = {
+    {"app", appSection},
+    {"menu", [](MailApplication& application) { return menuJson(application, *application.mainMenu()); }},
+    {"accounts", accountsSection},
+    {"list", listSection},
+    {"message", messageSection},
+    {"viewer", viewerSection},
+    {"compose", composeSection},
+    {"alerts", alertsSection},
+    {"popovers", popoversSection},
+    {"preferences", preferencesSection},
+};
+
+}  // namespace
+
+PageSections makePageSections(MailApplication& application, const PageSections& before) {
+    PageSections result;
+    for (const Section& section : kSections) {
+        std::string text = json::serialize(section.make(application));
+        const auto former = before.find(section.name);
+        result[section.name] = former != before.end() && *former->second == text
+                                   ? former->second
+                                   : std::make_shared<const std::string>(std::move(text));
+    }
+    return result;
+}
+
+std::string updateFor(PageSections& seen, const PageSections& now) {
+    std::string changed;
+    for (const auto& [name, text] : now) {
+        auto& last = seen[name];
+        if (last == text) continue;
+        last = text;
+        changed += (changed.empty() ? "\"" : ",\"") + name + "\":" + *text;
+    }
+    return changed.empty() ? changed : "{\"type\":\"update\",\"sections\":{" + changed + "}}";
+}
+
+}  // namespace qs
