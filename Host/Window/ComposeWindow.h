@@ -28,10 +28,6 @@ struct ComposeRequest {
     std::string account;            // identifier; empty: chosen by the message or the first
 };
 
-// What a mailto: address asks for (https://www.rfc-editor.org/rfc/rfc6068). Recipients, subject and body only: other
-// header fields, and attachments above all, are not a link's to choose. Nothing for another scheme.
-std::optional<ComposeRequest> composeRequestFromMailto(std::string_view url);
-
 // What the page changed; what is not set stays.
 struct ComposeUpdate {
     std::optional<std::string> account, subject, bodyHtml;

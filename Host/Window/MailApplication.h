@@ -52,12 +52,9 @@ public:
 
     // Opens a compose window in front of the others. Null, with an alert, when it can't be opened.
     virtual std::shared_ptr<ComposeWindow> compose(const ComposeRequest& request) = 0;
-    // From ComposeWindow: a window stands (it comes to the front), and one has closed.
+    // From ComposeWindow: a window stands (it comes to the front), and one has closed (and may be destroyed by this).
     virtual void composeWindowDidOpen(std::shared_ptr<ComposeWindow> window) = 0;
     virtual void composeWindowDidClose(const ComposeWindow& window) = 0;
-    // Called by compose windows: a new one comes to the front, a closed one leaves (and may be destroyed by that).
-    virtual void composeWindowDidOpen(std::shared_ptr<ComposeWindow> window) = 0;
-    virtual void composeWindowDidClose(ComposeWindow& window) = 0;
 
     // Fresh enabled states of a menu: each item's action is looked up along target or chain of responders and validated
     // there ("validateMenuItem:"); an action that nobody answers is disabled.
