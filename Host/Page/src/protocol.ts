@@ -177,6 +177,10 @@ export interface ComposeModel {
   bcc: string[];
   subject: string;
   bodyHtml: string; // of that revision; the page applies it only when the revision is above its own
+  // A picture of the message stands in bodyHtml as <img data-cid="<attachment id>" src="data:..."> (no src when it is too
+  // large to show), and goes back with the same data-cid, whatever its src; a newly pasted one likewise, once it is
+  // uploaded as an inline attachment. Pictures without a known data-cid are taken out, unless src is data:, which becomes
+  // an inline attachment.
   bodyRevision: number;
   plainText: boolean;
   attachments: { id: string; name: string; type: string; size: number; inline: boolean }[];
