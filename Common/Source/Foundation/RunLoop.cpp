@@ -96,6 +96,7 @@ public:
             std::shared_ptr<void> hold;  // goes last
             Block block;
         };
+        if (isClosed()) return;
         auto work = std::make_shared<Work>(Work{holdTime(), std::move(block)});
         global_.add([work = std::move(work)] { work->block(); });
     }
@@ -210,6 +211,10 @@ private:
             ready_.pop_front();
         }
         block();
+    }
+    bool isClosed() {
+        std::lock_guard guard(lock_);
+        return closed_;
     }
     void wake() {
         postToken([] {});
