@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "Foundation/LogMask.h"
+#include "Foundation/LogTime.h"
 #include "Foundation/RunLoop.h"
 
 namespace qs {
@@ -25,11 +26,6 @@ LogState& state() {
 
 // True while this thread holds the log's lock.
 thread_local bool isLogging = false;
-
-Date timeNow() {
-    if (RunLoop* loop = RunLoop::mainIfInstalled()) return loop->now();
-    return {std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count()};
-}
 
 std::string fileNameOf(const char* path) {
     std::string_view text = path;
@@ -53,6 +49,11 @@ void logAt(LogLevel level, std::string_view message, const std::source_location&
 }
 
 }  // namespace
+
+Date logTimeNow() {
+    if (RunLoop* loop = RunLoop::mainIfInstalled()) return loop->now();
+    return {std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count()};
+}
 
 void DDLog::addLogger(std::shared_ptr<DDLogger> logger) {
     std::lock_guard guard(state().lock);
@@ -83,7 +84,7 @@ void DDLog::maskSecret(std::string_view secret) {
 }
 
 void DDLog::log(LogLine line) {
-    if (line.time == Date{}) line.time = timeNow();
+    if (line.time == Date{}) line.time = logTimeNow();
     if (isLogging) {  // a logger has something to say about itself
         std::fprintf(stderr, "%s:%u %s\n", line.file.c_str(), static_cast<unsigned>(line.line),
                      singleLogLine(state().mask.masked(std::move(line.message))).c_str());

@@ -58,7 +58,9 @@ public:
     static std::shared_ptr<DDTTYLogger> sharedInstance();
 };
 
-// A file that is rolled by age, with a bounded number of files kept. Files are 0600 in a folder 0700.
+// Files <baseName>-<UTC time of creation>.log: a new one is begun when the current one is older than the rolling
+// frequency (at first 7 days), and the oldest go when there are more than the maximum (at first 4). After a restart the
+// youngest file is continued. Files are 0600; the folder is made 0700 with the first line.
 class DDFileLogger : public DDLogger {
 public:
     static std::shared_ptr<DDFileLogger> make(std::filesystem::path folder, std::string baseName);
