@@ -1,7 +1,7 @@
 // The host's face on the loopback interface: serves the page, and keeps every open page in step with the models.
 //
-// Main thread. Nothing is answered but to requests that a page of ours can have made (RequestGuard) and that belong to a
-// session (Sessions).
+// Main thread. Nothing is answered but to requests that a page of ours can have made (RequestGuard) and that belong to
+// a session (Sessions).
 #pragma once
 
 #include <filesystem>

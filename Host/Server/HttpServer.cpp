@@ -82,7 +82,8 @@ void addCommonHeaders(http::response<http::string_body>& message) {
 http::response<http::string_body> messageFrom(HttpResponse response, unsigned version, bool keepAlive) {
     http::response<http::string_body> message{static_cast<http::status>(response.status), version};
     addCommonHeaders(message);
-    for (const auto& [name, value] : response.headers) message.set(name, value);
+    for (const auto& [name, value] : response.headers)
+        message.set(name, value);
     message.body() = std::move(response.body);
     message.keep_alive(keepAlive);
     message.prepare_payload();
@@ -112,7 +113,8 @@ public:
         for (error_code error; !error;) {
             co_await socket_.async_read(buffer, asio::redirect_error(asio::use_awaitable, error));
             if (error) break;
-            // In a turn of its own: what it leads to may wait for the person, and this connection must go on being read.
+            // In a turn of its own: what it leads to may wait for the person, and this connection must go on being
+            // read.
             RunLoop::main().post([self, text = beast::buffers_to_string(buffer.data())] {
                 if (self->onText && !self->ended_) self->onText(text);
             });
@@ -150,8 +152,10 @@ public:
     ~BeastServer() override {
         *alive_ = false;
         error_code ignored;
-        for (auto& acceptor : acceptors_) acceptor.close(ignored);
-        for (auto* socket : sockets_) socket->close(ignored);
+        for (auto& acceptor : acceptors_)
+            acceptor.close(ignored);
+        for (auto* socket : sockets_)
+            socket->close(ignored);
     }
 
     int port() const override { return port_; }
@@ -203,7 +207,8 @@ private:
         std::optional<http::request<http::string_body>> upgrade;
         {
             Registered registered(*this, &stream.socket());
-            while (*alive && co_await answerOne(stream, buffer, upgrade)) {}
+            while (*alive && co_await answerOne(stream, buffer, upgrade)) {
+            }
         }
         if (*alive && upgrade) co_await serveLive(std::move(stream), std::move(*upgrade));
     }
@@ -314,7 +319,8 @@ Result<std::unique_ptr<HttpServer>> HttpServer::listen(int port) {
     if (auto error = bindAndListen(v4, {asio::ip::address_v4::loopback(), static_cast<unsigned short>(port)}))
         return failure("HttpServer", error.value(),
                        error == asio::error::address_in_use
-                           ? "Port " + std::to_string(port) + " is in use by another program. Choose another with --port."
+                           ? "Port " + std::to_string(port) +
+                                 " is in use by another program. Choose another with --port."
                            : "Cannot listen on port " + std::to_string(port) + ": " + error.message() + ".");
     const int taken = v4.local_endpoint().port();
     acceptors.push_back(std::move(v4));

@@ -5,14 +5,15 @@ namespace qs {
 namespace {
 
 bool sameName(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-        return std::tolower(x) == std::tolower(y);
-    });
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
 std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
+        text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
+        text.remove_suffix(1);
     return text;
 }
 
@@ -37,8 +38,8 @@ std::string HttpRequest::header(std::string_view name) const {
 }
 
 int HttpRequest::headerCount(std::string_view name) const {
-    return static_cast<int>(
-        std::count_if(headers.begin(), headers.end(), [name](const auto& field) { return sameName(field.first, name); }));
+    return static_cast<int>(std::count_if(headers.begin(), headers.end(),
+                                          [name](const auto& field) { return sameName(field.first, name); }));
 }
 
 std::string HttpRequest::cookie(std::string_view name) const { return valueIn(header("Cookie"), ';', name); }

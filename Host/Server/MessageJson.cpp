@@ -22,12 +22,9 @@ namespace {
 
 constexpr const char* kDeliveryStates[] = {"waiting", "sending", "failed", "inDoubt"};
 
-std::optional<json::object> deliveryJson(MailApplication& application, std::int64_t id, MailboxKind kind) {
+std::optional<json::value> deliveryOf(MailApplication& application, std::int64_t id, MailboxKind kind) {
     if (kind != MailboxKind::Outbox) return std::nullopt;
-    const DeliveryStatus status = application.engine().deliveries().status(id);
-    return json::object{{"state", kDeliveryStates[static_cast<int>(status.state)]},
-                        {"attempts", status.attempts},
-                        {"lastAnswer", status.lastAnswer}};
+    return deliveryJson(application.engine().deliveries().status(id));
 }
 
 MailboxKind kindOf(MailApplication& application, const std::string& mailbox) {
@@ -38,7 +35,8 @@ MailboxKind kindOf(MailApplication& application, const std::string& mailbox) {
 json::array addressesJson(const MessageHeaders& headers, std::string_view key) {
     json::array array;
     for (const auto& field : headers.allHeadersForKey(key))
-        for (const auto& address : parseAddresses(field)) array.emplace_back(address.display());
+        for (const auto& address : parseAddresses(field))
+            array.emplace_back(address.display());
     return array;
 }
 
@@ -46,8 +44,8 @@ json::array attachmentsJson(const MimeMessage& message) {
     json::array array;
     for (const auto& part : message.attachments())
         if (!part.isInline)
-            array.push_back(
-                json::object{{"part", part.part}, {"name", part.fileName}, {"type", part.mimeType}, {"size", part.size}});
+            array.push_back(json::object{
+                {"part", part.part}, {"name", part.fileName}, {"type", part.mimeType}, {"size", part.size}});
     return array;
 }
 
@@ -68,10 +66,17 @@ std::shared_ptr<MimeMessage> parsedMessage(MailLibrary& library, std::int64_t id
 
 }  // namespace
 
+json::value deliveryJson(const DeliveryStatus& status) {
+    return json::object{{"state", kDeliveryStates[static_cast<int>(status.state)]},
+                        {"attempts", status.attempts},
+                        {"lastAnswer", status.lastAnswer}};
+}
+
 json::value rowJson(MailApplication& application, const ViewerRow& row) {
     const MessageSummary& summary = row.summary;
     json::array icons;
-    for (const auto& icon : row.icons) icons.push_back(json::object{{"image", icon.image}, {"label", icon.label}});
+    for (const auto& icon : row.icons)
+        icons.push_back(json::object{{"image", icon.image}, {"label", icon.label}});
     json::object model{{"id", summary.id},
                        {"from", row.correspondent},
                        {"subject", summary.subject},
@@ -85,7 +90,7 @@ json::value rowJson(MailApplication& application, const ViewerRow& row) {
                        {"colour", summary.flags.colour},
                        {"attachments", summary.attachments},
                        {"icons", std::move(icons)}};
-    if (auto delivery = deliveryJson(application, summary.id, kindOf(application, summary.mailbox)))
+    if (auto delivery = deliveryOf(application, summary.id, kindOf(application, summary.mailbox)))
         model["delivery"] = std::move(*delivery);
     return model;
 }
@@ -98,17 +103,17 @@ json::value messageSection(MailApplication& application) {
     auto parsed = parsedMessage(library, summary->id);
     const MailboxKind kind = kindOf(application, summary->mailbox);
     auto senders = parseAddresses(summary->from);
-    json::object model{
-        {"id", summary->id},
-        {"subject", summary->subject},
-        {"from", senders.empty() || senders.front().name.empty() ? summary->from : senders.front().name},
-        {"fromAddress", senders.empty() ? "" : senders.front().address},
-        {"date", formatDate(kind == MailboxKind::Sent || kind == MailboxKind::Outbox ? summary->sent : summary->received,
-                            {"EEEE, d MMMM yyyy, HH:mm", "", ""})},
-        {"flags", json::object{{"unread", !summary->flags.seen},
-                               {"flagged", summary->flags.flagged},
-                               {"colour", summary->flags.colour}}},
-        {"canEditDraft", kind == MailboxKind::Drafts || kind == MailboxKind::Outbox}};
+    json::object model{{"id", summary->id},
+                       {"subject", summary->subject},
+                       {"from", senders.empty() || senders.front().name.empty() ? summary->from : senders.front().name},
+                       {"fromAddress", senders.empty() ? "" : senders.front().address},
+                       {"date", formatDate(kind == MailboxKind::Sent || kind == MailboxKind::Outbox ? summary->sent
+                                                                                                    : summary->received,
+                                           {"EEEE, d MMMM yyyy, HH:mm", "", ""})},
+                       {"flags", json::object{{"unread", !summary->flags.seen},
+                                              {"flagged", summary->flags.flagged},
+                                              {"colour", summary->flags.colour}}},
+                       {"canEditDraft", kind == MailboxKind::Drafts || kind == MailboxKind::Outbox}};
     auto headers = parsed ? parsed->headers() : nullptr;
     for (const auto& [name, key] : {std::pair{"to", MCHeaderKeyTo}, {"cc", MCHeaderKeyCc}, {"bcc", MCHeaderKeyBcc}})
         model[name] = headers ? addressesJson(*headers, key) : json::array();
@@ -117,7 +122,7 @@ json::value messageSection(MailApplication& application) {
         model["damaged"] = "This message's file can't be read.";
     else if (!parsed->damage().empty())
         model["damaged"] = parsed->damage();
-    if (auto delivery = deliveryJson(application, summary->id, kind)) model["delivery"] = std::move(*delivery);
+    if (auto delivery = deliveryOf(application, summary->id, kind)) model["delivery"] = std::move(*delivery);
     return model;
 }
 

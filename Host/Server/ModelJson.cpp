@@ -13,8 +13,9 @@ namespace json = boost::json;
 
 namespace {
 
-constexpr const char* kKindNames[] = {"text",      "textField", "secret",   "number",   "checkBox", "popUp", "segmented",
-                                      "dateTime",  "timeOfDay", "shortcut", "textList", "button",   "separator"};
+constexpr const char* kKindNames[] = {"text",     "textField", "secret",   "number",    "checkBox",
+                                      "popUp",    "segmented", "dateTime", "timeOfDay", "shortcut",
+                                      "textList", "button",    "separator"};
 
 json::array modifierNames(unsigned mask) {
     json::array names;
@@ -54,12 +55,14 @@ json::value toJson(const Value& value) {
     case Value::Type::Date: return json::object{{"$date", value.dateValue()->secondsSince1970}};
     case Value::Type::Array: {
         json::array array;
-        for (const auto& each : value.array()) array.push_back(toJson(each));
+        for (const auto& each : value.array())
+            array.push_back(toJson(each));
         return array;
     }
     case Value::Type::Dictionary: {
         json::object object;
-        for (const auto& [key, each] : value.dictionary()) object[key] = toJson(each);
+        for (const auto& [key, each] : value.dictionary())
+            object[key] = toJson(each);
         return object;
     }
     case Value::Type::Nil:
@@ -76,7 +79,8 @@ Value fromJson(const json::value& json) {
     if (json.is_string()) return std::string_view(json.get_string().data(), json.get_string().size());
     if (json.is_array()) {
         Array array;
-        for (const auto& each : json.get_array()) array.push_back(fromJson(each));
+        for (const auto& each : json.get_array())
+            array.push_back(fromJson(each));
         return array;
     }
     if (json.is_object()) {
@@ -84,7 +88,8 @@ Value fromJson(const json::value& json) {
         if (const auto* seconds = object.if_contains("$date"); seconds && seconds->is_number())
             return Date{seconds->to_number<double>()};
         Dictionary dictionary;
-        for (const auto& field : object) dictionary[std::string(field.key())] = fromJson(field.value());
+        for (const auto& field : object)
+            dictionary[std::string(field.key())] = fromJson(field.value());
         return dictionary;
     }
     return {};
@@ -152,7 +157,8 @@ json::value formJson(const FormModel& form) {
     json::array groups, buttons;
     for (const auto& group : form.groups) {
         json::array controls;
-        for (const auto& control : group.controls) controls.push_back(controlJson(control));
+        for (const auto& control : group.controls)
+            controls.push_back(controlJson(control));
         json::object each{{"title", group.title}, {"controls", std::move(controls)}};
         if (!group.note.empty()) each["note"] = group.note;
         groups.push_back(std::move(each));
@@ -163,7 +169,9 @@ json::value formJson(const FormModel& form) {
         if (button.isCancel) each["isCancel"] = true;
         buttons.push_back(std::move(each));
     }
-    json::object result{{"identifier", form.identifier}, {"title", form.title}, {"groups", std::move(groups)},
+    json::object result{{"identifier", form.identifier},
+                        {"title", form.title},
+                        {"groups", std::move(groups)},
                         {"buttons", std::move(buttons)}};
     if (!form.message.empty()) result["message"] = form.message;
     return result;

@@ -3,8 +3,8 @@
 #include <boost/json.hpp>
 
 #include "AccountBook.h"
-#include "ComposeWindow.h"
 #include "Compose/HeadersEditor.h"
+#include "ComposeWindow.h"
 #include "DeliveryService.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
@@ -28,7 +28,8 @@ constexpr const char* kVersion = "1.0.0";
 
 json::array strings(const std::vector<std::string>& texts) {
     json::array array;
-    for (const auto& text : texts) array.emplace_back(text);
+    for (const auto& text : texts)
+        array.emplace_back(text);
     return array;
 }
 
@@ -73,8 +74,10 @@ json::value listSection(MailApplication& application) {
     auto& viewer = application.viewer();
     auto mailbox = viewer.mailbox();
     json::array rows, selected;
-    for (const auto& row : viewer.rows()) rows.push_back(rowJson(application, row));
-    for (const auto id : viewer.selectedIDs()) selected.push_back(id);
+    for (const auto& row : viewer.rows())
+        rows.push_back(rowJson(application, row));
+    for (const auto id : viewer.selectedIDs())
+        selected.push_back(id);
     const bool searching = !viewer.searchText().empty();
     return json::object{{"mailbox", mailbox ? mailbox->identifier() : ""},
                         {"title", viewer.title()},
@@ -111,7 +114,8 @@ json::array rowsJson(const std::vector<ComposeRow>& rows) {
     for (const auto& row : rows) {
         if (!row.row || !row.row->visible) continue;
         json::array controls;
-        for (const auto& control : row.row->controls) controls.push_back(controlJson(control));
+        for (const auto& control : row.row->controls)
+            controls.push_back(controlJson(control));
         array.push_back(
             json::object{{"identifier", row.identifier}, {"place", row.place}, {"controls", std::move(controls)}});
     }
@@ -152,6 +156,17 @@ json::value composeSection(MailApplication& application) {
     return windows;
 }
 
+json::value takenSection(MailApplication& application) {
+    json::array messages;
+    for (const auto& status : application.engine().deliveries().statuses())
+        if (status.libraryID == 0)
+            messages.push_back(json::object{{"uniqueID", status.uniqueID},
+                                            {"subject", status.subject},
+                                            {"to", status.to},
+                                            {"delivery", deliveryJson(status)}});
+    return messages;
+}
+
 json::value alertsSection(MailApplication&) {
     json::array alerts;
     for (const Alert* alert : AlertCentre::shared().shown()) {
@@ -169,12 +184,9 @@ json::value popoversSection(MailApplication&) {
     json::array popovers;
     for (const Popover* popover : Popover::allShown()) {
         const auto& content = popover->content;
-        json::object model{{"identifier", popover->identifier()},
-                           {"anchor", popover->positioningView()->anchor()},
-                           {"edge", popover->preferredEdge()},
-                           {"text", content.text},
-                           {"buttons", strings(content.buttonTitles)},
-                           {"buttonIcons", strings(content.buttonIcons)}};
+        json::object model{{"identifier", popover->identifier()},      {"anchor", popover->positioningView()->anchor()},
+                           {"edge", popover->preferredEdge()},         {"text", content.text},
+                           {"buttons", strings(content.buttonTitles)}, {"buttonIcons", strings(content.buttonIcons)}};
         if (!content.imageName.empty()) model["image"] = content.imageName;
         if (!content.countdownText.empty()) model["countdown"] = content.countdownText;
         if (content.form) model["form"] = formJson(*content.form);
@@ -210,6 +222,7 @@ constexpr Section kSections[] = {
     {"message", messageSection},
     {"viewer", viewerSection},
     {"compose", composeSection},
+    {"taken", takenSection},
     {"alerts", alertsSection},
     {"popovers", popoversSection},
     {"preferences", preferencesSection},

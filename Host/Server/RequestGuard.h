@@ -1,6 +1,6 @@
 // Turns away requests that no page of ours can have made, before anything else looks at them. Other web pages in the
-// same browser can send requests here, and names can be made to lead here: so the Host must be one of our names with our
-// port, the Origin ours, and the browser's own word (Sec-Fetch-Site) must agree.
+// same browser can send requests here, and names can be made to lead here: so the Host must be one of our names with
+// our port, the Origin ours, and the browser's own word (Sec-Fetch-Site) must agree.
 #pragma once
 
 #include <optional>

@@ -31,7 +31,7 @@ public:
 
 private:
     int port_;
-    std::map<std::string, Date> tickets_;                   // ticket -> made
+    std::map<std::string, Date> tickets_;                     // ticket -> made
     std::map<std::string, std::string, std::less<>> tokens_;  // cookie -> token
 };
 

@@ -198,6 +198,14 @@ export interface PreferencesModel {
   sheet?: FormModel;
 }
 
+/** A message that a delivery has taken out of the outbox: being sent, or perhaps sent. Shown above the outbox's list. */
+export interface TakenMessage {
+  uniqueID: string; // for message.resolveDoubt, when the state is "inDoubt"
+  subject: string;
+  to: string;
+  delivery: Delivery;
+}
+
 export interface Sections {
   app: { title: string; icon: string; notices: { id: number; text: string }[]; waiting: number; version: string };
   menu: MenuItemModel[]; // the main menu; each has a submenu
@@ -206,6 +214,7 @@ export interface Sections {
   message: MessageModel | null; // the one selected message
   viewer: { toolbar: ToolbarItemModel[]; selectedCount: number; sheet?: FormModel };
   compose: ComposeModel[];
+  taken: TakenMessage[];
   alerts: AlertModel[];
   popovers: PopoverModel[];
   preferences: PreferencesModel;
@@ -240,7 +249,7 @@ export interface Calls {
   'message.open': { id: Id }; // a double click: drafts open for editing
   'message.setFlags': { ids: Id[]; seen?: boolean; flagged?: boolean; colour?: number };
   'message.move': { ids: Id[]; mailbox: string };
-  'message.resolveDoubt': { id: Id; choice: 'sendAgain' | 'markSent' };
+  'message.resolveDoubt': { uniqueID: string; choice: 'sendAgain' | 'markSent' };
   'compose.new': { to?: string[] };
   'compose.update': {
     window: string;

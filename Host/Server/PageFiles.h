@@ -1,0 +1,30 @@
+// The built page's files, read once: a handful, all known by name, so that no request can name any other file.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "Foundation/Result.h"
+#include "HttpTypes.h"
+
+namespace qs {
+
+class PageFiles {
+public:
+    // Fails when the folder has no index.html.
+    static Result<PageFiles> load(const std::filesystem::path& folder);
+    // 404 for a path that is none of the files. "/" is index.html, which carries the content policy for the host's
+    // name.
+    HttpResponse answer(const HttpRequest& request) const;
+    bool has(std::string_view path) const;
+
+private:
+    struct File {
+        std::string type, content;
+    };
+    std::map<std::string, File, std::less<>> files_;
+};
+
+}  // namespace qs

@@ -1,0 +1,140 @@
+// Calls about the application, its menus and toolbars, mailboxes, the list and messages.
+#include <boost/json.hpp>
+
+#include "Calls.h"
+#include "ComposeWindow.h"
+#include "DeliveryService.h"
+#include "MailApplication.h"
+#include "MailEngine.h"
+#include "MailLibrary.h"
+#include "MainViewer.h"
+#include "ModelJson.h"
+#include "Models/Toolbar.h"
+#include "Models/View.h"
+#include "PreferencesWindow.h"
+
+namespace qs {
+
+namespace json = boost::json;
+
+namespace {
+
+json::value chooseMenuItem(CallContext& context, const json::object& args) {
+    const bool contextual = arguments::has(args, "menu") && arguments::text(args, "menu") == "context";
+    auto menu = contextual ? context.contextMenu : context.application.mainMenu();
+    auto item = menu ? menuItemAt(*menu, arguments::text(args, "item")) : nullptr;
+    if (!item) throw CallRefused("That menu has changed. Please open it again.");
+    if (!context.application.choose(*item)) throw CallRefused("\"" + item->title() + "\" can't be used right now.");
+    return nullptr;
+}
+
+json::value openContextMenu(CallContext& context, const json::object& args) {
+    context.application.viewer().selectIDs(arguments::ids(args));
+    context.contextMenu = context.application.contextualMenu();
+    return json::object{{"items", menuJson(context.application, *context.contextMenu)}};
+}
+
+std::shared_ptr<Toolbar> toolbarOf(CallContext& context, const std::string& window) {
+    if (window == "viewer") return context.application.viewer().toolbar();
+    if (auto compose = context.application.composeWindow(window)) return compose->window()->toolbar();
+    auto preferences = context.application.preferences().preferenceWindow();
+    return preferences && preferences->identifier() == window ? preferences->toolbar() : nullptr;
+}
+
+json::value chooseToolbarItem(CallContext& context, const json::object& args) {
+    const std::string window = arguments::text(args, "window"), identifier = arguments::text(args, "identifier");
+    auto toolbar = toolbarOf(context, window);
+    if (!toolbar) throw CallRefused("That window is closed.");
+    // Actions travel along the chain of responders, which begins at the window in front.
+    context.application.bringToFront(window);
+    toolbar->validateVisibleItems();
+    for (const auto& item : toolbar->visibleItems()) {
+        if (item->itemIdentifier() != identifier) continue;
+        bool chosen = false;
+        if (arguments::has(args, "item")) {
+            auto entry = item->menu ? menuItemAt(*item->menu, arguments::text(args, "item")) : nullptr;
+            chosen = entry && context.application.choose(*entry);
+        } else if (item->enabled) {
+            chosen = context.application.sendAction(item->action, item->target.lock().get(), item.get());
+        }
+        if (!chosen) throw CallRefused("\"" + item->label + "\" can't be used right now.");
+        return nullptr;
+    }
+    throw CallRefused("That toolbar has changed.");
+}
+
+json::value setFlags(CallContext& context, const json::object& args) {
+    FlagChange change;
+    if (arguments::has(args, "seen")) change.seen = arguments::flag(args, "seen");
+    if (arguments::has(args, "flagged")) change.flagged = arguments::flag(args, "flagged");
+    if (arguments::has(args, "colour")) change.colour = static_cast<int>(arguments::number(args, "colour") % 7);
+    require(context.application.viewer().setFlags(arguments::ids(args), change));
+    return nullptr;
+}
+
+json::value resolveDoubt(CallContext& context, const json::object& args) {
+    auto& deliveries = context.application.engine().deliveries();
+    const std::string uniqueID = arguments::text(args, "uniqueID"), choice = arguments::text(args, "choice");
+    require(choice == "sendAgain" ? deliveries.sendAgain(uniqueID) : deliveries.markSent(uniqueID));
+    return nullptr;
+}
+
+json::value completeAddresses(CallContext& context, const json::object& args) {
+    json::array addresses;
+    for (auto& address : context.application.engine().library().completeAddress(arguments::text(args, "prefix"), 8))
+        addresses.emplace_back(std::move(address));
+    return json::object{{"addresses", std::move(addresses)}};
+}
+
+}  // namespace
+
+void addViewerCalls(CallTable& table) {
+    table["app.active"] = [](CallContext& context, const json::object& args) -> json::value {
+        context.application.setActive(arguments::flag(args, "active"));
+        return nullptr;
+    };
+    table["app.dismissNotice"] = [](CallContext& context, const json::object& args) -> json::value {
+        context.application.dismissNotice(static_cast<int>(arguments::number(args, "id")));
+        return nullptr;
+    };
+    table["menu.choose"] = chooseMenuItem;
+    // Every redraw asks for fresh states; all that is needed is one.
+    table["menu.validate"] = [](CallContext&, const json::object&) -> json::value { return nullptr; };
+    table["context.open"] = openContextMenu;
+    table["toolbar.choose"] = chooseToolbarItem;
+    table["mailbox.select"] = [](CallContext& context, const json::object& args) -> json::value {
+        context.application.viewer().selectMailbox(arguments::text(args, "id"));
+        return nullptr;
+    };
+    table["mailbox.create"] = [](CallContext& context, const json::object& args) -> json::value {
+        require(context.application.engine().library().createMailbox(arguments::text(args, "account"),
+                                                                     arguments::text(args, "name")));
+        return nullptr;
+    };
+    table["list.window"] = [](CallContext& context, const json::object& args) -> json::value {
+        context.application.viewer().setWindowOfRows(static_cast<int>(arguments::number(args, "offset")),
+                                                     static_cast<int>(arguments::number(args, "limit")));
+        return nullptr;
+    };
+    table["list.select"] = [](CallContext& context, const json::object& args) -> json::value {
+        context.application.viewer().selectIDs(arguments::ids(args));
+        return nullptr;
+    };
+    table["list.search"] = [](CallContext& context, const json::object& args) -> json::value {
+        context.application.viewer().search(arguments::text(args, "text"));
+        return nullptr;
+    };
+    table["message.open"] = [](CallContext& context, const json::object& args) -> json::value {
+        context.application.viewer().open(arguments::number(args, "id"));
+        return nullptr;
+    };
+    table["message.setFlags"] = setFlags;
+    table["message.move"] = [](CallContext& context, const json::object& args) -> json::value {
+        require(context.application.viewer().moveTo(arguments::ids(args), arguments::text(args, "mailbox")));
+        return nullptr;
+    };
+    table["message.resolveDoubt"] = resolveDoubt;
+    table["addresses.complete"] = completeAddresses;
+}
+
+}  // namespace qs
