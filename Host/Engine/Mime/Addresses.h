@@ -8,8 +8,8 @@
 namespace qs {
 
 struct MailAddress {
-    std::string name;     // display name, decoded; may be empty
-    std::string address;  // bare
+    std::string name;             // display name, decoded; may be empty
+    std::string address;          // bare
     std::string display() const;  // "Ada Lovelace <ada@example.org>", quoted where needed
 };
 

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <string_view>
 
 #include "Compose/ComposeBackEnd.h"
 #include "Foundation/Date.h"
@@ -20,6 +22,8 @@ public:
                                                    bool shouldBePlainText, Date now) const;
 };
 
+// Every kind of line end as CR LF, one at the end too; no NUL.
+std::string withCrLf(std::string_view text);
 // What goes to a server or another's inbox: without Bcc and the unique id, every line ended by CR LF.
 std::string transmittedForm(std::string_view content);
 // A new Message-Id without brackets, in the domain of the address.

@@ -15,12 +15,12 @@ namespace qs {
 class MessageHeaders;
 
 struct MimePart {
-    std::string part;       // its number, "2" or "1.2"
-    std::string fileName;   // decoded, made safe: no path, no control characters; never empty for an attachment
+    std::string part;      // its number, "2" or "1.2"
+    std::string fileName;  // decoded, made safe: no path, no control characters; never empty for an attachment
     std::string mimeType;
-    std::string contentID;  // without angle brackets
-    std::uint64_t size = 0; // bytes, decoded
-    bool isInline = false;  // referred to by the HTML body
+    std::string contentID;   // without angle brackets
+    std::uint64_t size = 0;  // bytes, decoded
+    bool isInline = false;   // referred to by the HTML body
 };
 
 class MimeMessage {
@@ -32,9 +32,9 @@ public:
     // The richest body for display; nothing when the message has only the other kind. UTF-8.
     virtual std::optional<std::string> htmlBody() const = 0;
     virtual std::optional<std::string> plainBody() const = 0;
-    virtual std::vector<MimePart> attachments() const = 0;  // inline pictures included
+    virtual std::vector<MimePart> attachments() const = 0;                            // inline pictures included
     virtual std::optional<std::string> partContent(std::string_view part) const = 0;  // decoded
-    virtual std::string damage() const = 0;  // a sentence, or empty
+    virtual std::string damage() const = 0;                                           // a sentence, or empty
 };
 
 // Only the headers, for indexing: reads no further than the empty line.

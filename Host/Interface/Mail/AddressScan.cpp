@@ -92,8 +92,11 @@ private:
             add(std::string(name.empty() ? words : name), angle_);
         } else if (words.find('@') != std::string_view::npos && !quotedAt_) {
             std::string address;
-            for (const char c : words)
-                if (c != ' ') address += c;
+            bool isQuoted = false;
+            for (const char c : words) {
+                if (c == '"') isQuoted = !isQuoted;
+                if (c != ' ' || isQuoted) address += c;
+            }
             add(std::string(trimmedAscii(comment_)), std::move(address));
         } else if (!words.empty()) {
             add(std::string(words), "");
