@@ -1,0 +1,210 @@
+// What the plug-in adds to the application: addresses, contextual menu, log file, uninstalling, the preference pane.
+#include <algorithm>
+#include <fstream>
+
+#include "Application/Preferences.h"
+#include "MainViewer.h"
+#include "Models/Alert.h"
+#include "Models/Form.h"
+#include "Models/Menu.h"
+#include "Models/View.h"
+#include "PluginTest.h"
+#include "PreferencesWindow.h"
+#include "SystemFacts/ProcessInfo.h"
+
+namespace qs {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class ApplicationTest : public PluginTest {
+protected:
+    void choose(std::string_view action) { host_->application().sendAction(action, nullptr, nullptr); }
+    // Presses a button of the alert that is about to be shown.
+    void answerNextAlert(int button) {
+        RunLoop::main().post([this, button] {
+            const auto& shown = AlertCentre::shared().shown();
+            ASSERT_EQ(shown.size(), 1u);
+            alertTitle_ = shown.front()->messageText;
+            AlertCentre::shared().answer(shown.front()->identifier, button, false);
+        });
+    }
+    std::string alertTitle_;
+};
+
+TEST_F(ApplicationTest, RedirectsReachTheServicesThatWaitAndNoOthers) {
+    startHost();
+    struct Case {
+        const char* why;
+        const char* url;
+        bool linked, linking;
+        std::vector<std::string> codes;
+        int type;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"a code for one that waits", "quillstead://box-redirect?code=abc&state=x", false, true, {"abc"}, 6},
+             {"the scheme in capitals", "QUILLSTEAD://todoist-redirect?code=abc", false, true, {"abc"}, 21},
+             {"decoded on both sides", "quillstead://asana-redirect?co%64e=a%2Fb%20c", false, true, {"a/b c"}, 22},
+             {"only up to the second equals sign", "quillstead://onedrive-redirect?code=a=b", false, true, {"a"}, 19},
+             {"no code", "quillstead://onenote-redirect?error=denied", false, true, {}, 18},
+             {"not ASCII", "quillstead://box-redirect?code=%C3%A4", false, true, {}, 6},
+             {"not waiting", "quillstead://wunderlist-redirect?code=abc", false, false, {}, 20},
+             {"linked already", "quillstead://box-redirect?code=abc", true, true, {}, 6},
+             {"unknown host", "quillstead://elsewhere?code=abc", false, true, {}, 0},
+             {"an escape cut off", "quillstead://box-redirect?code=a%2", false, true, {}, 6}}) {
+        std::vector<std::string> codes;
+        int asked = 0;
+        hooks().redirectTargets = [&](int type) {
+            asked = type;
+            QSRedirectTarget target{.linked = c.linked, .linking = c.linking, .authenticateWithCode = {}};
+            target.authenticateWithCode = [&codes](const std::string& code) { codes.push_back(code); };
+            return std::vector{target, QSRedirectTarget{}};
+        };
+        host_->application().openAddress(c.url);
+        host_->settle();
+        EXPECT_EQ(codes, c.codes) << c.why;
+        EXPECT_EQ(asked, c.type) << c.why;
+    }
+}
+
+TEST_F(ApplicationTest, TheLoginAddressShowsTheAccountAndOtherSchemesStayWithTheHost) {
+    startHost();
+    std::vector<bool> shown;
+    hooks().showAccount = [&](const std::shared_ptr<Window>&, bool registration) { shown.push_back(registration); };
+    host_->application().openAddress("quillstead://login");
+    host_->advance(0.29);
+    EXPECT_THAT(shown, IsEmpty());
+    host_->advance(0.02);
+    EXPECT_THAT(shown, ElementsAre(false));
+    host_->application().openAddress("mailto:ben@example.org?subject=Hi");
+    host_->settle();
+    EXPECT_EQ(host_->application().composeWindows().size(), 1u);
+}
+
+TEST_F(ApplicationTest, TheContextualMenuHasUndoInTheOutboxOnlyAndSnoozeEverywhere) {
+    startHost({.startDeliveries = false});
+    host_->composeAndSend("ada", "ben@example.org", "Waiting", "Text");
+    auto& library = host_->library();
+    for (const bool outbox : {true, false}) {
+        auto mailbox = library.mailbox("ada", outbox ? MailboxKind::Outbox : MailboxKind::Sent, true);
+        host_->viewer().selectMailbox(mailbox->identifier());
+        auto menu = host_->application().contextualMenu();
+        auto undo = menu->itemWithTag(kTagUndoSend);
+        EXPECT_EQ(undo != nullptr, outbox);
+        if (undo) {
+            EXPECT_EQ(menu->itemAtIndex(1), undo);
+            EXPECT_EQ(undo->action(), "undoSend:");
+        }
+        auto snooze = menu->itemArray().back();
+        EXPECT_EQ(snooze->tag(), kTagSnooze);
+        EXPECT_EQ(snooze->title(), "Snooze");
+        EXPECT_TRUE(menu->itemAtIndex(menu->numberOfItems() - 2)->isSeparatorItem());
+    }
+    hooks().isSnoozeMailbox = [](const Mailbox&) { return true; };
+    auto snooze = host_->application().contextualMenu()->itemWithTag(kTagSnooze);
+    EXPECT_EQ(snooze->title(), "Unsnooze");
+    EXPECT_EQ(snooze->action(), "unsnooze:");
+}
+
+TEST_F(ApplicationTest, TheLogFileIsOpenedWhenThereIsOne) {
+    startHost();
+    logInfo("a line, so that there is a file");
+    choose("showQuillsteadLogFile:");
+    ASSERT_EQ(workspace_->openedFiles.size(), 1u);
+    EXPECT_THAT(workspace_->openedFiles[0], ::testing::HasSubstr("Quillstead"));
+    std::filesystem::remove(workspace_->openedFiles[0]);
+    int beeps = 0;
+    setBeepHandler([&] { ++beeps; });
+    choose("showQuillsteadLogFile:");
+    setBeepHandler({});
+    // The complaint itself may have made a new file; what counts is that nothing was opened.
+    EXPECT_EQ(workspace_->openedFiles.size(), 1u);
+    EXPECT_EQ(beeps, 1);
+    EXPECT_TRUE(log_.contains("Could not find valid log file."));
+}
+
+TEST_F(ApplicationTest, UninstallingAsksAndThenLeavesNothingBehind) {
+    startHost();
+    const auto store = Platform::current().processInfo->documentsFolder() / "QuillsteadData.sqlite";
+    std::filesystem::create_directories(store.parent_path());
+    std::ofstream(store) << "store";
+    std::vector<std::string> steps;
+    hooks().unlinkAllServices = [&] { steps.emplace_back("services"); };
+    hooks().userEmail = [] { return std::optional<std::string>("ada@example.org"); };
+    hooks().removeKeychainItem = [&](const std::string& email) { steps.push_back(email); };
+    defaults().setObject(45, "QSSendDelaySeconds");
+
+    answerNextAlert(2);
+    choose("uninstallQuillstead:");
+    EXPECT_EQ(alertTitle_, "Uninstall Quillstead");
+    answerNextAlert(0);
+    choose("uninstallQuillstead:");
+    EXPECT_EQ(workspace_->openedUrls.size(), 1u);
+    EXPECT_TRUE(std::filesystem::exists(store));
+    EXPECT_EQ(defaults().integerForKey("QSSendDelaySeconds"), 45);
+    EXPECT_THAT(steps, IsEmpty());
+
+    answerNextAlert(1);
+    choose("uninstallQuillstead:");
+    host_->settle();
+    EXPECT_THAT(steps, ElementsAre("services", "ada@example.org"));
+    EXPECT_TRUE(defaults().setValues().empty());
+    EXPECT_FALSE(UserDefaults::suite("")->boolForKey("EnableContactPhotos"));
+    EXPECT_FALSE(std::filesystem::exists(store));
+    ASSERT_FALSE(distributed_->posted.empty());
+    EXPECT_EQ(distributed_->posted.back().name, "com.apple.Mail.Quillstead.Uninstall");
+    EXPECT_TRUE(distributed_->posted.back().userInfo.isNil());
+}
+
+class PreferencePaneTest : public ApplicationTest {
+protected:
+    std::shared_ptr<FormModel> pane() {
+        host_->application().preferences().show("Quillstead");
+        return host_->application().preferences().form();
+    }
+};
+
+TEST_F(PreferencePaneTest, ThePaneIsAddedOnceAndStoresWhatIsChanged) {
+    startHost();
+    host_->application().showPreferencesPanel(nullptr);
+    host_->advance(1);
+    auto names = [this] {
+        std::vector<std::string> result;
+        for (const auto& module : host_->application().preferences().modules())
+            result.push_back(module.name);
+        return result;
+    };
+    EXPECT_EQ(std::ranges::count(names(), "Quillstead"), 1);
+    host_->application().showPreferencesPanel(nullptr);
+    EXPECT_EQ(std::ranges::count(names(), "Quillstead"), 1);
+
+    ASSERT_NE(pane(), nullptr);
+    host_->application().preferences().setValue("QSSendDelaySeconds", 75);
+    EXPECT_EQ(defaults().integerForKey("QSSendDelaySeconds"), 75);
+    ASSERT_NE(pane()->control("QSSendDelaySeconds"), nullptr);
+    EXPECT_EQ(pane()->control("QSSendDelaySeconds")->value.integerValue(), 75);
+    EXPECT_EQ(pane()->control("QSUpdateBetaVersions"), nullptr);
+    defaults().setObject(true, "QSEnableBetaUpdatesOption");
+    EXPECT_NE(pane()->control("QSUpdateBetaVersions"), nullptr);
+}
+
+TEST_F(PreferencePaneTest, TurningAutomaticUpdatesOffAsksFirst) {
+    startHost();
+    defaults().setObject(true, "QSEnableAutomaticUpdates");
+    for (const auto& [button, kept] : {std::pair{1, true}, {0, false}}) {
+        distributed_->posted.clear();
+        ASSERT_NE(pane(), nullptr);
+        answerNextAlert(button);
+        host_->application().preferences().setValue("QSEnableAutomaticUpdates", false);
+        host_->settle();
+        EXPECT_EQ(alertTitle_, "Confirm Disabling of Automatic Updates");
+        EXPECT_EQ(defaults().boolForKey("QSEnableAutomaticUpdates"), kept);
+        ASSERT_EQ(distributed_->posted.size(), 1u);
+        EXPECT_EQ(distributed_->posted[0].userInfo["QSUpdateAutoUpdate"].boolValue(), kept);
+        EXPECT_EQ(distributed_->posted[0].userInfo["QSUpdateShowDialog"].isNil(), true);
+    }
+}
+
+}  // namespace
+}  // namespace qs

@@ -1,0 +1,106 @@
+// The ground for tests of the plug-in: a whole host with a virtual clock, and the plug-in's code linked into the test
+// and loaded the way the host loads the library, so that a test can look inside.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Application/Bundles.h"
+#include "Core/QSLifecycleHooks.h"
+#include "Core/QSPluginDelegate.h"
+#include "Core/QSSession.h"
+#include "DistributedNotifications/DistributedNotificationCenter.h"
+#include "Foundation/Bundle.h"
+#include "Foundation/RunLoop.h"
+#include "MailApplication.h"
+#include "Platform.h"
+#include "Settings/UserDefaults.h"
+#include "Support/LogCapture.h"
+#include "Support/TemporaryHost.h"
+#include "Workspace/Workspace.h"
+
+extern "C" void MailBundleLoad(std::shared_ptr<qs::Bundle> bundle);
+extern "C" void MailBundleUnload();
+
+namespace qs {
+
+// Notes what would have been opened or started.
+class RecordingWorkspace : public Workspace {
+public:
+    std::vector<std::string> openedUrls, openedFiles, launched;
+    std::filesystem::path helper;
+
+    Result<void> openURL(std::string_view url) override {
+        openedUrls.emplace_back(url);
+        return {};
+    }
+    Result<void> openFile(const std::filesystem::path& file, std::string_view) override {
+        openedFiles.push_back(file.string());
+        return {};
+    }
+    std::filesystem::path absolutePathForAppBundleWithIdentifier(std::string_view identifier) override {
+        return identifier == "com.tallowbay.Quillstead" ? helper : std::filesystem::path();
+    }
+    Result<void> launchApplicationAtURL(const std::filesystem::path& application, unsigned options,
+                                        const std::vector<std::string>&) override {
+        launched.push_back(application.string() + " " + std::to_string(options));
+        return {};
+    }
+    void registerApplication(std::string_view, std::filesystem::path) override {}
+};
+
+class RecordingDistributedCenter : public DistributedNotificationCenter {
+public:
+    struct Posted {
+        std::string name;
+        Value userInfo;
+    };
+    std::vector<Posted> posted;
+
+    void postNotificationName(std::string_view name, std::string_view, const Value& userInfo) override {
+        posted.push_back({std::string(name), userInfo});
+    }
+    ObservationRef addObserver(std::string, std::function<void(std::string_view, const Value&)>) override {
+        return nullptr;
+    }
+    bool isConnected() const override { return true; }
+};
+
+class PluginTest : public ::testing::Test {
+protected:
+    // Makes the host and loads the plug-in into it.
+    void startHost(TemporaryHostOptions options = {}) {
+        options.preparePlatform = [this](Platform& platform) {
+            platform.workspace = workspace_;
+            platform.distributedNotifications = distributed_;
+        };
+        host_ = std::make_unique<TemporaryHost>(std::move(options));
+        load();
+    }
+    void load() {
+        auto bundle = Bundle::open(QS_PLUGIN_BUNDLE);
+        ASSERT_TRUE(bundle) << bundle.error().description;
+        MailBundleLoad(*bundle);
+    }
+    // Ends host and plug-in and starts both again on the same data.
+    void restart() {
+        MailBundleUnload();
+        host_->restart();
+        load();
+    }
+    void TearDown() override {
+        MailBundleUnload();
+        host_.reset();
+    }
+
+    QSPluginDelegate& delegate() { return QSPluginDelegate::sharedDelegate(); }
+    UserDefaults& defaults() { return QSPluginDelegate::quillsteadDefaults(); }
+    QSLifecycleHooks& hooks() { return QSSession::current().lifecycleHooks(); }
+
+    std::shared_ptr<RecordingWorkspace> workspace_ = std::make_shared<RecordingWorkspace>();
+    std::shared_ptr<RecordingDistributedCenter> distributed_ = std::make_shared<RecordingDistributedCenter>();
+    LogCapture log_;
+    std::unique_ptr<TemporaryHost> host_;
+};
+
+}  // namespace qs
