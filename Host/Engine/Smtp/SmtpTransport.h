@@ -1,0 +1,38 @@
+// Hands one message to a submission server (RFC 6409) over libcurl: TLS as the account asks, chain and name verified,
+// authentication, refusals per recipient. Blocking; one call at a time from the delivery thread.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "AccountBook.h"
+
+namespace qs {
+
+struct SmtpEnvelope {
+    std::string from;
+    std::vector<std::string> to;
+    std::string_view content;  // transmitted form, CR LF line ends
+};
+
+struct SmtpOutcome {
+    enum class Kind {
+        Accepted,   // by the server, for every recipient that is not among `refused`
+        Temporary,  // clearly not taken; a later attempt may succeed
+        Refused,    // clearly not taken, for good
+        InDoubt     // the final dot may have gone out and no answer came
+    };
+    Kind kind = Kind::Temporary;
+    std::string answer;                          // a sentence, with the server's own words where it spoke
+    std::map<std::string, std::string> refused;  // recipient -> the server's words
+};
+
+// `beforeFinalDot` is called once, right before the end of the message may leave; when it answers false (its note could
+// not be written) the transfer is broken off and nothing was delivered.
+SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& envelope,
+                         const std::function<bool()>& beforeFinalDot);
+
+}  // namespace qs
