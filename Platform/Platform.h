@@ -24,7 +24,8 @@ struct Platform {
     std::shared_ptr<RunningApplications> runningApplications;
     std::shared_ptr<CrashReporter> crashReporter;
 
-    // The Linux adapters.
+    // The Linux adapters. The helper program, if it lies beside this one, is registered with the workspace under
+    // "com.tallowbay.Quillstead", for the bundles in <data folder>/Bundles; registering it again changes that.
     static Platform make(const PlatformOptions& options);
     // The ports in force. Ports of a platform that was never installed are null: callers of a port that may be missing
     // (a test without it) get a no-op or an empty answer from these windows instead.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -22,8 +23,10 @@ public:
     // Options: 0x200 launches without activating. The process is on its own; its end is not waited for.
     virtual Result<void> launchApplicationAtURL(const std::filesystem::path& application, unsigned options,
                                                 const std::vector<std::string>& arguments) = 0;
-    // Tells where applications of an identifier are, ahead of the desktop's own knowledge.
-    virtual void registerApplication(std::string_view identifier, std::filesystem::path executable) = 0;
+    // Tells where applications of an identifier are, ahead of the desktop's own knowledge. The arguments come before
+    // those of each launch.
+    virtual void registerApplication(std::string_view identifier, std::filesystem::path executable,
+                                     std::vector<std::string> arguments = {}) = 0;
 };
 
 }  // namespace qs
