@@ -1,8 +1,8 @@
 // Makes the page's files: node build.mjs <output folder> [--dev]
 //
 // Each entry of src/ becomes <name>.js, with the styles it imports beside it as <name>.css; public/ is copied as it is.
-// The emoji list is copied too, so that the page asks no other server for it.
-import { cp, mkdir, rm } from "node:fs/promises";
+// The emoji list is copied too, so that the page asks no other server for it. src/icons/*.svg become the module "icons".
+import { cp, mkdir, readdir, readFile, rm } from "node:fs/promises";
 import { existsSync } from "node:fs";
 import { createRequire } from "node:module";
 import { dirname, join, resolve } from "node:path";
@@ -20,6 +20,21 @@ if (!target) {
 }
 const output = resolve(target);
 
+// A record of every picture's markup by its file's name, so that a new picture is a new file and nothing else.
+const icons = {
+  name: "icons",
+  setup(builder) {
+    const folder = join(here, "src/icons");
+    builder.onResolve({ filter: /^icons$/ }, () => ({ path: "icons", namespace: "icons" }));
+    builder.onLoad({ filter: /.*/, namespace: "icons" }, async () => {
+      const files = (await readdir(folder)).filter((name) => name.endsWith(".svg")).sort();
+      const pictures = {};
+      for (const file of files) pictures[file.slice(0, -4)] = (await readFile(join(folder, file), "utf8")).trim();
+      return { contents: JSON.stringify(pictures), loader: "json", watchDirs: [folder] };
+    });
+  },
+};
+
 await rm(output, { recursive: true, force: true });
 await mkdir(output, { recursive: true });
 try {
@@ -28,6 +43,9 @@ try {
     entryPoints: entries,
     outdir: output,
     bundle: true,
+    splitting: true,
+    chunkNames: "[name]-[hash]",
+    plugins: [icons],
     format: "esm",
     target: "es2022",
     jsx: "automatic",

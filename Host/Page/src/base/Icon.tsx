@@ -1,0 +1,77 @@
+// A picture by the name that a model gives it. Our own line icons are drawn in place and take the colour of the text;
+// "plugin:NAME" and other names are fetched from the host, which needs the session's token, and shown from a blob.
+import pictures from 'icons';
+import { useEffect, useState } from 'preact/hooks';
+import { request } from '../session';
+
+// Names of the desktop's own pictures that models may use, and ours for them.
+const aliases: Record<string, string> = {
+  TB_SendTemplate: 'send',
+  TB_ArchiveTemplate: 'archive',
+  TB_JunkTemplate: 'junk',
+  TB_NotJunkTemplate: 'notJunk',
+  RolloverDeleteTemplate: 'trash',
+  bodyText: 'file',
+  general: 'preferences',
+};
+
+const fetched = new Map<string, Promise<string>>();
+
+function fetchPicture(name: string): Promise<string> {
+  let address = fetched.get(name);
+  if (!address) {
+    address = request(`/images/${encodeURIComponent(name.replace(/^plugin:/, ''))}`)
+      .then((answer) => answer.blob())
+      .then((blob) => URL.createObjectURL(blob));
+    // A failure is remembered no longer than it takes to ask again.
+    address.catch(() => fetched.delete(name));
+    fetched.set(name, address);
+  }
+  return address;
+}
+
+export function isOwnPicture(name: string): boolean {
+  return Object.hasOwn(pictures, aliases[name] ?? name);
+}
+
+/** `label` is for pictures that stand alone; without it the picture is decoration. */
+export function Icon({ name, label, size }: { name: string; label?: string; size?: number }) {
+  const own = aliases[name] ?? name;
+  const style = size ? { width: size, height: size } : undefined;
+  const meaning = label ? ({ role: 'img', 'aria-label': label, title: label } as const) : { 'aria-hidden': true };
+  if (Object.hasOwn(pictures, own))
+    return (
+      <span class="icon" style={style} {...meaning} dangerouslySetInnerHTML={{ __html: pictures[own] ?? '' }} />
+    );
+  return <FetchedIcon name={name} style={style} meaning={meaning} />;
+}
+
+function FetchedIcon(props: { name: string; style: Record<string, number> | undefined; meaning: object }) {
+  const isData = props.name.startsWith('data:image/');
+  const [address, setAddress] = useState(isData ? props.name : '');
+  useEffect(() => {
+    if (isData || !props.name) return undefined;
+    let wanted = true;
+    fetchPicture(props.name)
+      .then((found) => wanted && setAddress(found))
+      .catch(() => wanted && setAddress(''));
+    return () => {
+      wanted = false;
+    };
+  }, [props.name]);
+  if (!address) return <span class="icon" style={props.style} {...props.meaning} />;
+  // Template pictures are shapes in one colour, meant to take that of the text.
+  if (props.name.endsWith('Template'))
+    return (
+      <span
+        class="icon template"
+        style={{ ...props.style, maskImage: `url("${address}")`, WebkitMaskImage: `url("${address}")` }}
+        {...props.meaning}
+      />
+    );
+  return (
+    <span class="icon" style={props.style} {...props.meaning}>
+      <img src={address} alt="" />
+    </span>
+  );
+}

@@ -1,0 +1,68 @@
+// The open compose windows: side by side at the foot of a wide page, one over everything on a narrow one. Minimised ones
+// are tabs at the foot.
+import { useEffect, useRef } from 'preact/hooks';
+import { act, signals } from '../actions';
+import { useStore } from '../base/Store';
+import { type ComposeShape, host, ui } from '../state';
+import { ComposeWindow } from './ComposeWindow';
+import { focusEditor } from './editors';
+import { uploadAll } from './uploads';
+
+export function setShape(window: string, shape: ComposeShape): void {
+  ui.set({ shapes: { ...ui.get().shapes, [window]: shape } });
+}
+
+export function bringToFront(window: string): void {
+  if (ui.get().front === window) return;
+  ui.set({ front: window });
+  act('compose.front', { window });
+}
+
+export function ComposeDock() {
+  const windows = useStore(host, (model) => model.compose);
+  const shapes = useStore(ui, (value) => value.shapes);
+  const front = useStore(ui, (value) => value.front);
+  const chooser = useRef<HTMLInputElement>(null);
+  const chooserTarget = useRef('');
+
+  useEffect(() => {
+    signals.chooseFile = (window) => {
+      chooserTarget.current = window;
+      chooser.current?.click();
+    };
+    signals.focusCompose = (window) => {
+      ui.set({ front: window, shapes: { ...ui.get().shapes, [window]: 'normal' } });
+      // The update that opens the window may come after this.
+      window && requestAnimationFrame(() => focusEditor(window));
+    };
+  }, []);
+  useEffect(() => {
+    // Windows that are gone leave nothing behind; what was behind them is in front.
+    const names = new Set(windows.map((each) => each.window));
+    if (front && !names.has(front)) ui.set({ front: '' });
+    const kept = Object.entries(shapes).filter(([name]) => names.has(name));
+    if (kept.length < Object.keys(shapes).length) ui.set({ shapes: Object.fromEntries(kept) });
+  }, [windows]);
+
+  const anyMaximised = windows.some((each) => shapes[each.window] === 'maximised');
+  const topmost = front || windows.findLast((each) => shapes[each.window] !== 'minimised')?.window;
+  return (
+    <>
+      <div class={`compose-dock${anyMaximised ? ' maximised' : ''}`}>
+        {windows.map((model) => (
+          <ComposeWindow
+            key={model.window} model={model} shape={shapes[model.window] ?? 'normal'} front={model.window === topmost}
+          />
+        ))}
+      </div>
+      <input
+        ref={chooser} type="file" multiple hidden aria-hidden="true" tabIndex={-1}
+        onChange={(event) => {
+          const files = [...(event.currentTarget.files ?? [])];
+          event.currentTarget.value = '';
+          void uploadAll(chooserTarget.current, files);
+        }}
+      />
+    </>
+  );
+}

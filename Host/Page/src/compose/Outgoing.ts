@@ -1,0 +1,67 @@
+// Edits of one compose window on their way to the host: gathered for a moment and sent as one update. Nothing here draws.
+import type { Calls } from '../protocol';
+
+export type Edit = Omit<Calls['compose.update'], 'window' | 'bodyHtml' | 'bodyRevision'>;
+
+export interface BodyState {
+  bodyHtml: string;
+  bodyRevision: number;
+}
+
+export class Outgoing {
+  private edit: Edit = {};
+  private body = false;
+  private timer: ReturnType<typeof setTimeout> | undefined;
+  private underWay = 0;
+
+  /**
+   * `send` resolves when the host has answered. `body` is asked when the update leaves, so that typing does not cost a
+   * copy of the whole text for each letter.
+   */
+  constructor(
+    private readonly send: (edit: Edit & Partial<BodyState>) => Promise<unknown>,
+    private readonly body_: () => BodyState | null,
+    private readonly delay = 300,
+  ) {}
+
+  stage(edit: Edit): void {
+    this.edit = { ...this.edit, ...edit };
+    this.schedule();
+  }
+
+  stageBody(): void {
+    this.body = true;
+    this.schedule();
+  }
+
+  /** What the host replaced meanwhile must not be sent back to it. */
+  dropBody(): void {
+    this.body = false;
+  }
+
+  /** True while the host may not know yet what the person did, so that its models are behind. */
+  isBehind(): boolean {
+    return this.hasPending() || this.underWay > 0;
+  }
+
+  hasPending(): boolean {
+    return this.body || Object.keys(this.edit).length > 0;
+  }
+
+  /** Sends at once; calls that follow on the same connection arrive after it. */
+  flush(): void {
+    clearTimeout(this.timer);
+    if (!this.hasPending()) return;
+    const body = this.body ? this.body_() : null;
+    const update = { ...this.edit, ...(body ?? {}) };
+    this.edit = {};
+    this.body = false;
+    ++this.underWay;
+    this.send(update).finally(() => --this.underWay);
+  }
+
+  private schedule(): void {
+    clearTimeout(this.timer);
+    this.timer = setTimeout(() => this.flush(), this.delay);
+  }
+}

@@ -1,0 +1,98 @@
+// One control of a form, with its label. Kinds that need more than a few lines have files of their own.
+import { useId } from 'preact/hooks';
+import { Icon } from '../base/Icon';
+import type { FormControlModel, Value } from '../protocol';
+import { DateField, TimeField } from './DateFields';
+import { PopUp, Segmented } from './Choices';
+import { ShortcutField } from './ShortcutField';
+import { NumberField, TextField } from './TextFields';
+import { TextListField } from './TextListField';
+
+export interface ControlProps {
+  control: FormControlModel;
+  id: string; // of the element that the label belongs to
+  onChange(value: Value): void;
+}
+
+interface Props {
+  control: FormControlModel;
+  anchor: string;
+  compact?: boolean; // beside others in a row: the label goes into the control
+  onChange(value: Value): void;
+}
+
+export function Control({ control, anchor, compact, onChange }: Props) {
+  const id = useId();
+  const props: ControlProps = { control, id, onChange };
+  switch (control.kind) {
+    case 'separator':
+      return <hr class="control-line" />;
+    case 'text':
+      return (
+        <div class="control text" title={control.toolTip} data-anchor={anchor}>
+          {control.label && <span class="control-label">{control.label}</span>}
+          <p>{String(control.value ?? '')}</p>
+        </div>
+      );
+    case 'checkBox':
+      return (
+        <label class="control check" title={control.toolTip} data-anchor={anchor}>
+          <input
+            type="checkbox" checked={control.value === true || control.value === 1} disabled={!control.enabled}
+            onChange={(event) => onChange(event.currentTarget.checked)}
+          />
+          {control.label}
+        </label>
+      );
+    case 'button':
+      return (
+        <div class="control action" data-anchor={anchor}>
+          <button type="button" class="button" title={control.toolTip} disabled={!control.enabled} onClick={() => onChange(null)}>
+            {control.options?.[0]?.image && <Icon name={control.options[0].image} />}
+            {control.label}
+          </button>
+        </div>
+      );
+    default:
+      return (
+        <div class={`control ${control.kind}${compact ? ' compact' : ''}`} title={control.toolTip} data-anchor={anchor}>
+          {control.label && (
+            <label id={`${id}-label`} class="control-label" for={id}>{control.label}</label>
+          )}
+          <div class="control-field">
+            <Field {...props} />
+            {control.unit && <span class="control-unit">{control.unit}</span>}
+          </div>
+        </div>
+      );
+  }
+}
+
+function Field(props: ControlProps) {
+  switch (props.control.kind) {
+    case 'textField':
+    case 'secret':
+      return <TextField {...props} />;
+    case 'number':
+      return <NumberField {...props} />;
+    case 'popUp':
+      return <PopUp {...props} />;
+    case 'segmented':
+      return <Segmented {...props} />;
+    case 'dateTime':
+      return <DateField {...props} />;
+    case 'timeOfDay':
+      return <TimeField {...props} />;
+    case 'shortcut':
+      return <ShortcutField {...props} />;
+    case 'textList':
+      return <TextListField {...props} />;
+    default:
+      return null;
+  }
+}
+
+/** For elements that a label cannot be given any other way. */
+export function nameOf(control: FormControlModel): string | undefined {
+  return control.label ? undefined : control.toolTip || control.placeholder || control.id;
+}

@@ -1,0 +1,67 @@
+// Draws any form: groups of labelled controls and a row of buttons. Values go to the owner as they change.
+import { useId } from 'preact/hooks';
+import type { FormModel, Value } from '../protocol';
+import { Control } from './Control';
+
+interface Props {
+  form: FormModel;
+  anchors: string; // what the controls' anchors begin with
+  onChange(control: string, value: Value): void;
+  onButton(index: number): void;
+}
+
+export function Form({ form, anchors, onChange, onButton }: Props) {
+  const defaultButton = form.buttons.findIndex((button) => button.isDefault);
+  return (
+    <form
+      class="form" autocomplete="off"
+      onSubmit={(event) => {
+        event.preventDefault();
+        if (defaultButton >= 0) onButton(defaultButton);
+      }}
+    >
+      {form.groups.map((group, index) => (
+        <Group key={`${index} ${group.title}`} group={group} anchors={anchors} onChange={onChange} />
+      ))}
+      {form.buttons.length > 0 && (
+        <p class="form-buttons">
+          {form.buttons.map((button, index) => (
+            <button
+              key={`${index} ${button.title}`} type={button.isDefault ? 'submit' : 'button'}
+              class={`button${button.isDefault ? ' default' : ''}`}
+              onClick={() => {
+                if (button.isDefault) return; // the form's submission
+                        onButton(index);
+              }}
+            >
+              {button.title}
+            </button>
+          ))}
+        </p>
+      )}
+    </form>
+  );
+}
+
+interface GroupProps {
+  group: FormModel['groups'][number];
+  anchors: string;
+  onChange(control: string, value: Value): void;
+}
+
+function Group({ group, anchors, onChange }: GroupProps) {
+  const title = useId();
+  const shown = group.controls.filter((control) => !control.hidden);
+  if (shown.length === 0 && !group.note && !group.title) return null;
+  return (
+    <div class="group" role="group" aria-labelledby={group.title ? title : undefined}>
+      {group.title && <h3 id={title} class="group-title">{group.title}</h3>}
+      {shown.map((control) => (
+        <Control
+          key={control.id} control={control} anchor={`${anchors}:${control.id}`} onChange={(value) => onChange(control.id, value)}
+        />
+      ))}
+      {group.note && <p class="group-note">{group.note}</p>}
+    </div>
+  );
+}

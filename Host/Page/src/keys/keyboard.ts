@@ -1,0 +1,79 @@
+// Keys that work anywhere in the page: shortcuts of the menu items, single keys outside of text, and ways between the
+// parts of the page. What has the focus sees a key first; what it took (preventDefault) is not looked at here.
+import { act, flushEdits } from '../actions';
+import { host, ui } from '../state';
+import { isMac } from './platform';
+import { findForKey } from './plainKeys';
+import { isTextEditing, itemForPress } from './shortcuts';
+
+export function listenForKeys(): void {
+  window.addEventListener('keydown', (event) => {
+    if (event.defaultPrevented || event.isComposing || event.repeat) return;
+    if (modalIsOpen(event.target)) return;
+    if (pageKey(event) || menuKey(event) || plainKey(event)) event.preventDefault();
+  });
+}
+
+function modalIsOpen(target: EventTarget | null): boolean {
+  if (document.querySelector('[aria-modal="true"][data-blocks="page"]')) return true;
+  return target instanceof Element && target.closest('[aria-modal="true"], [role="menu"], [role="menubar"]') !== null;
+}
+
+export function isTextTarget(target: EventTarget | null): boolean {
+  if (!(target instanceof HTMLElement)) return false;
+  if (target.isContentEditable || target instanceof HTMLTextAreaElement) return true;
+  if (target instanceof HTMLSelectElement) return true;
+  return target instanceof HTMLInputElement && !['checkbox', 'radio', 'button', 'range'].includes(target.type);
+}
+
+function pageKey(event: KeyboardEvent): boolean {
+  if (event.key === 'F6') return focusNextPart(event.shiftKey ? -1 : 1);
+  if (event.key === 'F10' && !event.shiftKey) return focusOn('[role="menubar"] [tabindex="0"], .menu-button');
+  if (isTextTarget(event.target) || event.ctrlKey || event.metaKey || event.altKey) return false;
+  if (event.key === '?') {
+    ui.set({ shortcutSheet: true });
+    return true;
+  }
+  return event.key === '/' && focusOn('.search input');
+}
+
+function menuKey(event: KeyboardEvent): boolean {
+  const { key, code, shiftKey, ctrlKey, altKey, metaKey } = event;
+  const press = { key, code, shiftKey, ctrlKey, altKey, metaKey, altGraph: event.getModifierState('AltGraph') };
+  const editing = isTextTarget(event.target);
+  if (editing && isTextEditing(press, isMac)) return false;
+  const item = itemForPress(host.get().menu, press, isMac, editing);
+  if (!item) return false;
+  act('menu.choose', { item: item.id, menu: 'main' });
+  return true;
+}
+
+function plainKey(event: KeyboardEvent): boolean {
+  if (event.ctrlKey || event.metaKey || event.altKey || isTextTarget(event.target)) return false;
+  const inCompose = event.target instanceof Element && event.target.closest('.compose') !== null;
+  if (inCompose) return false;
+  const { viewer, menu } = host.get();
+  const found = findForKey(event.key, viewer.toolbar, menu);
+  if (!found) return false;
+  flushEdits();
+  if ('toolbar' in found) act('toolbar.choose', { window: 'viewer', identifier: found.toolbar.identifier });
+  else act('menu.choose', { item: found.menu.id, menu: 'main' });
+  return true;
+}
+
+function focusOn(selector: string): boolean {
+  const element = document.querySelector<HTMLElement>(selector);
+  element?.focus();
+  return element !== null;
+}
+
+/** The parts are marked with data-part and take the focus themselves or hand it on to the element inside. */
+function focusNextPart(step: number): boolean {
+  const parts = [...document.querySelectorAll<HTMLElement>('[data-part]')].filter((part) => part.offsetParent !== null);
+  if (parts.length === 0) return false;
+  const current = parts.findIndex((part) => part.contains(document.activeElement));
+  const next = parts[(current + step + parts.length) % parts.length];
+  const inside = next?.querySelector<HTMLElement>('[tabindex="0"], button:not(:disabled), input, [contenteditable]');
+  (next?.tabIndex === 0 ? next : (inside ?? next))?.focus();
+  return true;
+}

@@ -1,0 +1,2 @@
+/** Whether the keyboard has a Cmd key. */
+export const isMac = /Mac|iPhone|iPad/.test(navigator.platform);

@@ -1,0 +1,79 @@
+// Above the list: where one is, how much there is, and the search field.
+import { useEffect, useRef, useState } from 'preact/hooks';
+import { act, signals } from '../actions';
+import { Icon } from '../base/Icon';
+import type { ListModel } from '../protocol';
+import { ui } from '../state';
+
+const pause = 200; // milliseconds without typing before a search starts
+
+export function ListHeader({ list, selectedCount }: { list: ListModel; selectedCount: number }) {
+  const count = list.total === 1 ? '1 message' : `${list.total.toLocaleString('en-GB')} messages`;
+  return (
+    <header class="list-header">
+      <button
+        type="button" class="plain-button list-back" aria-label="Mailboxes"
+        onClick={() => ui.set({ pane: 'mailboxes', drawer: true })}
+      >
+        <Icon name="back" />
+      </button>
+      <div class="list-heading">
+        <h1>{list.title || 'Messages'}</h1>
+        <p>{selectedCount > 1 ? `${selectedCount} of ${count} selected` : count}</p>
+      </div>
+      <SearchField list={list} />
+    </header>
+  );
+}
+
+function SearchField({ list }: { list: ListModel }) {
+  const [text, setText] = useState(list.search);
+  const timer = useRef(0);
+  const sent = useRef(list.search);
+  const field = useRef<HTMLInputElement>(null);
+  useEffect(() => {
+    signals.find = () => {
+      ui.set({ pane: 'list' });
+      field.current?.focus();
+      field.current?.select();
+    };
+  }, []);
+  useEffect(() => {
+    // The host empties the search when another mailbox is chosen.
+    if (list.search !== sent.current) {
+      sent.current = list.search;
+      setText(list.search);
+    }
+  }, [list.search, list.mailbox]);
+  const search = (next: string, wait: number): void => {
+    setText(next);
+    window.clearTimeout(timer.current);
+    timer.current = window.setTimeout(() => {
+      sent.current = next;
+      act('list.search', { text: next });
+    }, wait);
+  };
+  return (
+    <div class="search" role="search">
+      <Icon name="search" />
+      <input
+        ref={field} type="search" aria-label="Search messages" placeholder="Search" value={text} spellcheck={false}
+        onInput={(event) => search(event.currentTarget.value, pause)}
+        onKeyDown={(event) => {
+          if (event.key === 'Escape' && text) {
+            search('', 0);
+            event.preventDefault();
+          } else if (event.key === 'Escape' || event.key === 'ArrowDown') {
+            document.querySelector<HTMLElement>('.list-scroller')?.focus();
+            event.preventDefault();
+          } else if (event.key === 'Enter') search(text, 0);
+        }}
+      />
+      {text && (
+        <button type="button" class="plain-button" aria-label="Clear the search" onClick={() => search('', 0)}>
+          <Icon name="close" size={12} />
+        </button>
+      )}
+    </div>
+  );
+}

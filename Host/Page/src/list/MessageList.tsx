@@ -1,0 +1,174 @@
+// The list of messages. Only the rows in view exist in the page; the focus stays on the grid itself, which names the
+// current row to screen readers, so that rows may come and go.
+import { useCallback, useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
+import { act, call, complain, select, selectedIds } from '../actions';
+import { useStore } from '../base/Store';
+import type { Id, Sections } from '../protocol';
+import { host, ui } from '../state';
+import { ContextMenu, type ContextRequest } from './ContextMenu';
+import { ListHeader } from './ListHeader';
+import { MessageRowView } from './MessageRowView';
+import { scrollFrameBy } from '../reading/frameScroll';
+import { idAt, idsBetween, indexOf } from './rows';
+import { Taken } from './Taken';
+import { extend, keyTarget, nothingSelected, selectOnly, type Selection, toggle } from './selection';
+import { rowsToDraw, scrollToShow, windowToAsk } from './windowing';
+
+const rowHeight = 78; // pixels, as in list.css
+
+export function MessageList() {
+  const list = useStore(host, (model) => model.list);
+  const selection = useStore(ui, (value) => value.selection);
+  const scroller = useRef<HTMLDivElement>(null);
+  const [view, setView] = useState({ top: 0, height: 600 });
+  const [chosen, setChosen] = useState<Selection>(nothingSelected);
+  const [context, setContext] = useState<ContextRequest | null>(null);
+  const selected = new Set(selection ?? list.selected);
+  const inOutbox = useStore(host, (model) => isOutbox(model, model.list.mailbox));
+
+  useScrollReset(scroller, `${list.mailbox}\n${list.search}`);
+  useLayoutEffect(() => {
+    const element = scroller.current;
+    if (!element) return undefined;
+    const measure = (): void => setView({ top: element.scrollTop, height: element.clientHeight });
+    const observer = new ResizeObserver(measure);
+    observer.observe(element);
+    element.addEventListener('scroll', measure, { passive: true });
+    return () => {
+      observer.disconnect();
+      element.removeEventListener('scroll', measure);
+    };
+  }, []);
+  useRowsInView(view);
+
+  const focused = chosen.focus ?? (list.selected.length === 1 ? (list.selected[0] ?? null) : null);
+  const focusedIndex = indexOf(list, focused);
+
+  const take = (next: Selection): void => {
+    setChosen(next);
+    select(next.ids);
+  };
+  const reveal = (index: number): void => {
+    const element = scroller.current;
+    if (element) element.scrollTop = scrollToShow(index, element.scrollTop, element.clientHeight, rowHeight);
+  };
+
+  const goTo = async (index: number, extending: boolean): Promise<void> => {
+    reveal(index);
+    const id = await idAt(index);
+    if (id === null) return;
+    const from = indexOf(host.get().list, chosen.anchor ?? focused);
+    if (extending && from >= 0) take(extend(chosen, id, await idsBetween(from, index)));
+    else take(selectOnly(id));
+  };
+
+  const onRowPress = async (id: Id, event: MouseEvent): Promise<void> => {
+    if (event.shiftKey) {
+      const from = indexOf(list, chosen.anchor ?? focused);
+      const to = indexOf(list, id);
+      if (from >= 0 && to >= 0) take(extend({ ...chosen, anchor: chosen.anchor ?? focused }, id, await idsBetween(from, to)));
+      else take(selectOnly(id));
+    } else if (event.ctrlKey || event.metaKey) take(toggle({ ...chosen, ids: selectedIds() }, id));
+    else {
+      take(selectOnly(id));
+      ui.set({ pane: 'message' });
+    }
+  };
+
+  const onKeyDown = (event: KeyboardEvent): void => {
+    const main = event.ctrlKey || event.metaKey;
+    const target = main ? null : keyTarget(event.key, focusedIndex, list.total, Math.floor(view.height / rowHeight));
+    if (target !== null) void goTo(target, event.shiftKey).catch(complain);
+    else if (main && event.key === 'a') selectAll();
+    else if (event.key === 'Enter' && !main && focused !== null) {
+      ui.set({ pane: 'message' });
+      act('message.open', { id: focused });
+    } else if (event.key === ' ' && !main) scrollFrameBy(event.shiftKey ? -1 : 1);
+    else if (event.key === 'ContextMenu' || (event.key === 'F10' && event.shiftKey)) openContextAtRow();
+    else return;
+    event.preventDefault();
+  };
+  const selectAll = (): void => {
+    idsBetween(0, list.total - 1)
+      .then((ids) => take({ ...chosen, ids }))
+      .catch(complain);
+  };
+
+  const openContextAtRow = (): void => {
+    const row = document.getElementById(`row-${focused}`) ?? scroller.current;
+    const box = row?.getBoundingClientRect();
+    const ids = selectedIds();
+    if (box && ids.length) setContext({ ids, x: box.left + 40, y: Math.min(box.bottom - 8, innerHeight - 40) });
+  };
+  const openContext = useCallback((id: Id, x: number, y: number): void => {
+    // A press outside of the selection means the row under it, as on the desktop.
+    const ids = selectedIds().includes(id) ? selectedIds() : [id];
+    if (!selectedIds().includes(id)) {
+      setChosen(selectOnly(id));
+      select([id]);
+    }
+    setContext({ ids, x, y });
+  }, []);
+
+  const { first, count } = rowsToDraw(view.top, view.height, rowHeight, list.total);
+  const indexes = Array.from({ length: count }, (_, position) => first + position);
+  return (
+    <section class="pane list" aria-label="Messages" data-pane="list">
+      <ListHeader list={list} selectedCount={selected.size} />
+      {inOutbox && <Taken />}
+      {list.total === 0 && <p class="list-empty">{list.emptyText || 'No messages'}</p>}
+      <div
+        ref={scroller} class="list-scroller" role="grid" aria-label={`Messages in ${list.title}`} aria-multiselectable="true"
+        aria-rowcount={list.total} tabIndex={0} data-part
+        aria-activedescendant={focusedIndex >= first && focusedIndex < first + count ? `row-${focused}` : undefined}
+        onKeyDown={onKeyDown}
+      >
+        <div class="list-rows" role="rowgroup" style={{ height: list.total * rowHeight }}>
+          {indexes.map((index) => {
+            const row = list.rows[index - list.offset];
+            return (
+              <MessageRowView
+                key={row ? row.id : `gap-${index}`} row={row} index={index} top={index * rowHeight}
+                selected={row ? selected.has(row.id) : false} focused={row?.id === focused}
+                onPress={onRowPress} onContext={openContext}
+              />
+            );
+          })}
+        </div>
+      </div>
+      {context && <ContextMenu request={context} onClose={() => setContext(null)} />}
+    </section>
+  );
+}
+
+/** Another mailbox or search starts at the top. */
+function useScrollReset(scroller: { current: HTMLDivElement | null }, key: string): void {
+  useLayoutEffect(() => {
+    if (scroller.current) scroller.current.scrollTop = 0;
+  }, [key]);
+}
+
+/** Asks for rows that scrolling brought near; one question at a time, and the same never twice for one state. */
+function useRowsInView(view: { top: number; height: number }): void {
+  const list = useStore(host, (model) => model.list);
+  const asked = useRef({ list, offset: -1, limit: -1, busy: false });
+  const [, again] = useState(0);
+  useEffect(() => {
+    const visible = rowsToDraw(view.top, view.height, rowHeight, list.total, 0);
+    const wanted = windowToAsk(visible, { first: list.offset, count: list.rows.length }, list.total);
+    const last = asked.current;
+    if (!wanted || last.busy) return;
+    if (last.list === list && last.offset === wanted.offset && last.limit === wanted.limit) return;
+    asked.current = { list, ...wanted, busy: true };
+    call('list.window', wanted)
+      .catch(complain)
+      .finally(() => {
+        asked.current.busy = false;
+        again((count) => count + 1);
+      });
+  });
+}
+
+function isOutbox(model: Sections, id: string): boolean {
+  return model.accounts.some((account) => account.mailboxes.some((each) => each.id === id && each.kind === 'outbox'));
+}

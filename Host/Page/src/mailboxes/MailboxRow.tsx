@@ -1,0 +1,54 @@
+import { useState } from 'preact/hooks';
+import { act } from '../actions';
+import { Icon } from '../base/Icon';
+import { messagesType } from '../list/MessageRowView';
+import type { Id, MailboxModel } from '../protocol';
+
+interface Props {
+  mailbox: MailboxModel;
+  current: boolean;
+  focusable: boolean;
+  onChoose(id: string): void;
+}
+
+const pictures: Record<MailboxModel['kind'], string> = {
+  inbox: 'inbox', drafts: 'drafts', outbox: 'outbox', sent: 'sent', archive: 'archive', junk: 'junk', trash: 'trash',
+  user: 'folder',
+};
+// In these the number of messages says more than how many are unread.
+const countsAll = new Set<MailboxModel['kind']>(['drafts', 'outbox']);
+
+export function MailboxRow({ mailbox, current, focusable, onChoose }: Props) {
+  const [over, setOver] = useState(false);
+  const number = countsAll.has(mailbox.kind) ? mailbox.count : mailbox.unread;
+  const badge = mailbox.badge || (number > 0 ? String(number) : '');
+  const meaning = mailbox.badge ?? (countsAll.has(mailbox.kind) ? `${number} messages` : `${number} unread`);
+  const accepts = (event: DragEvent): boolean => event.dataTransfer?.types.includes(messagesType) ?? false;
+  return (
+    <div
+      class={`mailbox${current ? ' current' : ''}${over ? ' over' : ''}`} role="treeitem" aria-level={2 + mailbox.depth}
+      aria-selected={current} aria-current={current ? 'true' : undefined} tabIndex={focusable ? 0 : -1}
+      aria-label={badge ? `${mailbox.name}, ${meaning}` : mailbox.name} data-mailbox={mailbox.id}
+      data-anchor={`mailbox:${mailbox.id}`} style={{ paddingInlineStart: 12 + mailbox.depth * 16 }}
+      onClick={() => onChoose(mailbox.id)}
+      onDragOver={(event) => {
+        if (!accepts(event)) return;
+        event.preventDefault();
+        if (event.dataTransfer) event.dataTransfer.dropEffect = 'move';
+        setOver(true);
+      }}
+      onDragLeave={() => setOver(false)}
+      onDrop={(event) => {
+        setOver(false);
+        const dragged = event.dataTransfer?.getData(messagesType);
+        if (!dragged) return;
+        event.preventDefault();
+        act('message.move', { ids: JSON.parse(dragged) as Id[], mailbox: mailbox.id });
+      }}
+    >
+      <Icon name={mailbox.image || pictures[mailbox.kind]} />
+      <span class="mailbox-name">{mailbox.name}</span>
+      {badge && <span class={`mailbox-badge${mailbox.kind === 'inbox' ? ' strong' : ''}`}>{badge}</span>}
+    </div>
+  );
+}

@@ -1,0 +1,70 @@
+// The list of accounts and their mailboxes, as a tree that the arrow keys walk through. Messages can be dropped on it.
+import { useRef } from 'preact/hooks';
+import { act } from '../actions';
+import { useStore } from '../base/Store';
+import type { AccountModel } from '../protocol';
+import { host, ui } from '../state';
+import { MailboxRow } from './MailboxRow';
+import { NewMailbox } from './NewMailbox';
+
+function choose(id: string): void {
+  act('mailbox.select', { id });
+  ui.set({ pane: 'list', drawer: false });
+}
+
+export function Mailboxes() {
+  const accounts = useStore(host, (model) => model.accounts);
+  const current = useStore(host, (model) => model.list.mailbox);
+  const tree = useRef<HTMLDivElement>(null);
+  const all = accounts.flatMap((account) => account.mailboxes);
+  const focusable = all.some((mailbox) => mailbox.id === current) ? current : all[0]?.id;
+
+  const onKeyDown = (event: KeyboardEvent): void => {
+    const rows = [...(tree.current?.querySelectorAll<HTMLElement>('[role="treeitem"][data-mailbox]') ?? [])];
+    const at = rows.indexOf(document.activeElement as HTMLElement);
+    if (at < 0) return;
+    let next = at;
+    if (event.key === 'ArrowDown') next = Math.min(at + 1, rows.length - 1);
+    else if (event.key === 'ArrowUp') next = Math.max(at - 1, 0);
+    else if (event.key === 'Home') next = 0;
+    else if (event.key === 'End') next = rows.length - 1;
+    else if (event.key === 'Enter' || event.key === ' ') choose(rows[at]?.dataset['mailbox'] ?? '');
+    else return;
+    rows[next]?.focus();
+    event.preventDefault();
+  };
+
+  return (
+    <nav class="pane mailboxes" aria-label="Mailboxes" data-pane="mailboxes" data-part>
+      <div ref={tree} role="tree" aria-label="Mailboxes" onKeyDown={onKeyDown}>
+        {accounts.map((account) => (
+          <Account key={account.id} account={account} current={current} focusable={focusable} single={accounts.length === 1} />
+        ))}
+      </div>
+      {accounts.length > 0 && <NewMailbox accounts={accounts} />}
+    </nav>
+  );
+}
+
+interface AccountProps {
+  account: AccountModel;
+  current: string;
+  focusable: string | undefined;
+  single: boolean;
+}
+
+function Account({ account, current, focusable, single }: AccountProps) {
+  return (
+    <div class="account" role="treeitem" aria-expanded="true" aria-level={1} aria-selected={false} aria-label={account.name}>
+      <h2 class={`account-name${single ? ' visually-hidden' : ''}`} title={account.address}>{account.name}</h2>
+      <div role="group">
+        {account.mailboxes.map((mailbox) => (
+          <MailboxRow
+            key={mailbox.id} mailbox={mailbox} current={mailbox.id === current} focusable={mailbox.id === focusable}
+            onChoose={choose}
+          />
+        ))}
+      </div>
+    </div>
+  );
+}

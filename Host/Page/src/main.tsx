@@ -1,0 +1,50 @@
+// The page's entry: opens the session, keeps the connection, draws.
+import { render } from 'preact';
+import { act, complain, receive, useConnection } from './actions';
+import { Connection } from './connection';
+import { followAppearance } from './base/appearance';
+import { listenForKeys } from './keys/keyboard';
+import { App } from './layout/App';
+import { forgetSession, openSession } from './session';
+import { ui } from './state';
+import './styles/main.css';
+
+function reportActivity(): void {
+  const active = document.visibilityState === 'visible' && document.hasFocus();
+  if (ui.get().link === 'open') act('app.active', { active });
+}
+
+const connection = new Connection({
+  opened() {
+    ui.set({ link: 'open', linkText: '', selection: null });
+    reportActivity();
+  },
+  received: receive,
+  lost() {
+    if (ui.get().link !== 'goodbye') ui.set({ link: ui.get().loaded ? 'lost' : 'connecting' });
+  },
+  sessionEnded() {
+    forgetSession();
+    ui.set({ link: 'noSession' });
+  },
+});
+
+async function start(): Promise<void> {
+  useConnection(connection);
+  const root = document.getElementById('page');
+  if (!root) throw new Error('index.html has no element "page"');
+  render(<App />, root);
+  listenForKeys();
+  followAppearance();
+  const state = await openSession();
+  if (state !== 'ready') {
+    ui.set({ link: 'noSession' });
+    return;
+  }
+  connection.connect();
+  window.addEventListener('focus', reportActivity);
+  window.addEventListener('blur', reportActivity);
+  document.addEventListener('visibilitychange', reportActivity);
+}
+
+start().catch(complain);

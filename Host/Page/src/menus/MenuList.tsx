@@ -1,0 +1,148 @@
+// One opened menu and, through itself, its submenus. Draws any items; what they mean is not known here.
+//
+// The open menu keeps the focus on one of its items. Left and Right that a menu has no use for are passed to `onSideways`,
+// so that a menu bar can go on to its next menu.
+import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
+import { Icon } from '../base/Icon';
+import { type Box, placeMenu } from '../base/place';
+import { ariaShortcut, describe } from '../keys/shortcuts';
+import { isMac } from '../keys/platform';
+import type { MenuItemModel } from '../protocol';
+import { first, last, step, tidy, typeAhead } from './menuModel';
+
+export interface MenuListProps {
+  items: MenuItemModel[];
+  label: string;
+  anchor: Box; // of the button or parent item
+  beside?: boolean; // a submenu stands beside its parent
+  focusFirst?: boolean;
+  onChoose(item: MenuItemModel): void;
+  onClose(reason: 'escape' | 'left' | 'outside'): void;
+  onSideways?(direction: 1 | -1): void;
+}
+
+export function MenuList(props: MenuListProps) {
+  const items = tidy(props.items);
+  const menu = useRef<HTMLDivElement>(null);
+  const [active, setActive] = useState(props.focusFirst ? first(items) : -1);
+  const [open, setOpen] = useState(-1);
+  const [place, setPlace] = useState({ left: -9999, top: 0 });
+  const typed = useRef({ text: '', at: 0 });
+  const opening = useRef(0);
+
+  useLayoutEffect(() => {
+    const size = menu.current?.getBoundingClientRect();
+    if (size) setPlace(placeMenu(props.anchor, size, { width: innerWidth, height: innerHeight }, props.beside === true));
+  }, [items.length]);
+  useEffect(() => {
+    if (open >= 0) return; // the submenu has the focus
+    const element = active >= 0 ? rowAt(menu.current, active) : menu.current;
+    element?.focus();
+  }, [active, open]);
+  useEffect(() => () => window.clearTimeout(opening.current), []);
+
+  const choose = (index: number): void => {
+    const item = items[index];
+    if (!item || item.separator || item.enabled === false) return;
+    if (item.submenu) setOpen(index);
+    else props.onChoose(item);
+  };
+
+  const onKeyDown = (event: KeyboardEvent): void => {
+    const item = items[active];
+    const key = event.key;
+    if (key === 'ArrowDown') setActive(step(items, active, 1));
+    else if (key === 'ArrowUp') setActive(step(items, active, -1));
+    else if (key === 'Home' || key === 'PageUp') setActive(first(items));
+    else if (key === 'End' || key === 'PageDown') setActive(last(items));
+    else if (key === 'Enter' || key === ' ') choose(active);
+    else if (key === 'ArrowRight') {
+      if (item?.submenu && item.enabled !== false) setOpen(active);
+      else props.onSideways?.(1);
+    } else if (key === 'ArrowLeft') {
+      if (props.beside) props.onClose('left');
+      else props.onSideways?.(-1);
+    } else if (key === 'Escape') props.onClose('escape');
+    else if (key === 'Tab') props.onClose('outside');
+    else if (key.length === 1 && !event.ctrlKey && !event.metaKey && !event.altKey) {
+      const now = performance.now();
+      typed.current = { text: now - typed.current.at < 700 ? typed.current.text + key : key, at: now };
+      const found = typeAhead(items, typed.current.text, active);
+      if (found >= 0) setActive(found);
+    } else return;
+    if (key !== 'Tab') event.preventDefault();
+    event.stopPropagation();
+  };
+
+  // The pointer often crosses other items on its way to a submenu, so opening and closing wait for it to rest.
+  const onEnter = (index: number): void => {
+    setActive(index);
+    window.clearTimeout(opening.current);
+    opening.current = window.setTimeout(() => {
+      const item = items[index];
+      setOpen(item?.submenu && item.enabled !== false ? index : -1);
+    }, 160);
+  };
+
+  const inner = open >= 0 ? items[open] : undefined;
+  const innerRow = rowAt(menu.current, open);
+  return (
+    <>
+      <div
+        ref={menu} class="menu" role="menu" aria-label={props.label} tabIndex={-1} style={place} onKeyDown={onKeyDown}
+        onContextMenu={(event) => event.preventDefault()}
+      >
+        {items.map((item, index) =>
+          item.separator ? (
+            <div key={`line-${index}`} class="menu-line" role="separator" />
+          ) : (
+            <Row
+              key={item.id} item={item} active={active === index} open={open === index}
+              onEnter={() => onEnter(index)} onChoose={() => choose(index)}
+            />
+          ),
+        )}
+        {items.length === 0 && <div class="menu-empty">Nothing here</div>}
+      </div>
+      {inner?.submenu && innerRow && (
+        <MenuList
+          key={inner.id} items={inner.submenu} label={inner.title} anchor={innerRow.getBoundingClientRect()} beside focusFirst
+          onChoose={props.onChoose} onSideways={props.onSideways}
+          onClose={(reason) => (reason === 'left' || reason === 'escape' ? setOpen(-1) : props.onClose(reason))}
+        />
+      )}
+    </>
+  );
+}
+
+function rowAt(menu: HTMLElement | null, index: number): HTMLElement | null {
+  const row = index >= 0 ? menu?.children[index] : null;
+  return row instanceof HTMLElement ? row : null;
+}
+
+interface RowProps {
+  item: MenuItemModel;
+  active: boolean;
+  open: boolean;
+  onEnter(): void;
+  onChoose(): void;
+}
+
+function Row({ item, active, open, onEnter, onChoose }: RowProps) {
+  const tickable = item.state !== undefined;
+  return (
+    <div
+      class={`menu-item${active ? ' active' : ''}`} role={tickable ? 'menuitemcheckbox' : 'menuitem'}
+      aria-checked={tickable ? item.state === 1 : undefined} aria-disabled={item.enabled === false}
+      aria-haspopup={item.submenu ? 'menu' : undefined} aria-expanded={item.submenu ? open : undefined}
+      aria-keyshortcuts={ariaShortcut(item.key, item.modifiers ?? [], isMac)} tabIndex={-1} title={item.toolTip}
+      onPointerEnter={onEnter} onClick={onChoose}
+    >
+      <span class="menu-tick">{item.state === 1 && <Icon name="tick" />}</span>
+      {item.image && <Icon name={item.image} />}
+      <span class="menu-title">{item.title}</span>
+      <span class="menu-key" aria-hidden="true">{describe(item.key, item.modifiers ?? [], isMac)}</span>
+      <span class="menu-more">{item.submenu && <Icon name="chevron" />}</span>
+    </div>
+  );
+}

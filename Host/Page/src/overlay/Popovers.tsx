@@ -1,0 +1,105 @@
+// Small cards that point at something on the page. What they point at is marked with data-anchor; a card whose anchor is
+// not on the page stands under the bars.
+import { useLayoutEffect, useRef, useState } from 'preact/hooks';
+import { act } from '../actions';
+import { Icon } from '../base/Icon';
+import { Edge, placeBeside, type Placed } from '../base/place';
+import { useStore } from '../base/Store';
+import { Form } from '../forms/Form';
+import type { PopoverModel } from '../protocol';
+import { host } from '../state';
+
+export function Popovers() {
+  const popovers = useStore(host, (model) => model.popovers);
+  return (
+    <>
+      {popovers.map((popover) => (
+        <Popover key={popover.identifier} popover={popover} />
+      ))}
+    </>
+  );
+}
+
+/** By the whole name, else by what stands after the last colon within the named window. */
+function findAnchor(name: string): Element | null {
+  const exact = document.querySelector(`[data-anchor="${CSS.escape(name)}"]`);
+  if (exact && exact.getClientRects().length) return exact;
+  const [, owner = ''] = name.split(':');
+  return document.querySelector(`[data-anchor="title:${CSS.escape(owner)}"]`);
+}
+
+function Popover({ popover }: { popover: PopoverModel }) {
+  const card = useRef<HTMLDivElement>(null);
+  const [placed, setPlaced] = useState<Placed | null>(null);
+  useLayoutEffect(() => {
+    const follow = (): void => {
+      const size = card.current?.getBoundingClientRect();
+      if (!size) return;
+      const box = findAnchor(popover.anchor)?.getBoundingClientRect();
+      const anchor = box ?? { left: innerWidth / 2, top: 76, width: 0, height: 0 };
+      const next = placeBeside(anchor, size, box ? popover.edge : Edge.Below, { width: innerWidth, height: innerHeight });
+      setPlaced((before) => (before && JSON.stringify(before) === JSON.stringify(next) ? before : next));
+    };
+    follow();
+    // Anchors move with windows, panes and lists; no event tells of all of that.
+    const timer = window.setInterval(follow, 250);
+    window.addEventListener('resize', follow);
+    return () => {
+      window.clearInterval(timer);
+      window.removeEventListener('resize', follow);
+    };
+  }, [popover.anchor, popover.edge]);
+
+  const close = (): void => act('popover.close', { identifier: popover.identifier });
+  const edge = placed ? Edge[placed.edge].toLowerCase() : 'below';
+  const style = placed
+    ? { left: placed.left, top: placed.top, '--arrow': `${placed.arrow}px` }
+    : { left: -9999, top: 0 };
+  return (
+    <div
+      ref={card} class={`popover ${edge}`} role="dialog" aria-label={popover.text || popover.form?.title || 'Hint'} style={style}
+      onKeyDown={(event) => {
+        if (event.key !== 'Escape') return;
+        event.preventDefault();
+        close();
+      }}
+    >
+      <button type="button" class="plain-button popover-close" aria-label="Close" onClick={close}>
+        <Icon name="close" size={12} />
+      </button>
+      <div class="popover-content">
+        {popover.image && <Icon name={popover.image} size={40} />}
+        <div>
+          {popover.text && <p class="popover-text" role="status">{popover.text}</p>}
+          {popover.countdown && <p class="popover-countdown" role="timer">{popover.countdown}</p>}
+        </div>
+      </div>
+      {popover.form && (
+        <Form
+          form={popover.form} anchors={`popover:${popover.identifier}`}
+          onChange={(control, value) =>
+            act('sheet.set', {
+              window: `popover:${popover.identifier}`, form: popover.form?.identifier ?? '', control, value,
+            })
+          }
+          onButton={(button) =>
+            act('sheet.button', { window: `popover:${popover.identifier}`, form: popover.form?.identifier ?? '', button })
+          }
+        />
+      )}
+      {popover.buttons.length > 0 && (
+        <p class="popover-buttons">
+          {popover.buttons.map((label, index) => (
+            <button
+              key={index} type="button" class="small-button"
+              onClick={() => act('popover.button', { identifier: popover.identifier, button: index })}
+            >
+              {popover.buttonIcons[index] && <Icon name={popover.buttonIcons[index]} />}
+              {label}
+            </button>
+          ))}
+        </p>
+      )}
+    </div>
+  );
+}

@@ -1,0 +1,43 @@
+// Keeps the focus inside of a dialog while it is open and gives it back afterwards.
+import { useEffect, type MutableRef } from 'preact/hooks';
+
+const focusable =
+  'button:not(:disabled):not([tabindex="-1"]), input:not(:disabled), select:not(:disabled), textarea:not(:disabled), ' +
+  'a[href], [tabindex="0"], [contenteditable="true"]';
+
+export function focusableIn(element: HTMLElement): HTMLElement[] {
+  return [...element.querySelectorAll<HTMLElement>(focusable)].filter((each) => each.offsetParent !== null);
+}
+
+/** The first focus goes to the element marked data-autofocus, else to the first that can take it, else to the dialog. */
+export function useFocusTrap(dialog: MutableRef<HTMLElement | null>): void {
+  useEffect(() => {
+    const element = dialog.current;
+    if (!element) return undefined;
+    const before = document.activeElement;
+    const marked = element.querySelector<HTMLElement>('[data-autofocus]');
+    (marked ?? focusableIn(element)[0] ?? element).focus();
+    const onKeyDown = (event: KeyboardEvent): void => {
+      if (event.key !== 'Tab') return;
+      const all = focusableIn(element);
+      const first = all[0];
+      const last = all.at(-1);
+      const here = document.activeElement;
+      if (!first || !last) event.preventDefault();
+      else if (event.shiftKey && (here === first || here === element)) {
+        last.focus();
+        event.preventDefault();
+      } else if (!event.shiftKey && here === last) {
+        first.focus();
+        event.preventDefault();
+      }
+    };
+    element.addEventListener('keydown', onKeyDown);
+    return () => {
+      element.removeEventListener('keydown', onKeyDown);
+      // Another dialog may have taken over meanwhile; it knows better where the focus belongs.
+      const free = document.activeElement === document.body || element.contains(document.activeElement);
+      if (free && before instanceof HTMLElement && before.isConnected) before.focus({ preventScroll: true });
+    };
+  }, []);
+}

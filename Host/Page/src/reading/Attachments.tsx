@@ -1,0 +1,24 @@
+import { download } from '../base/download';
+import { Icon } from '../base/Icon';
+import { describeSize } from '../base/size';
+import type { AttachmentModel, Id } from '../protocol';
+
+export function Attachments({ id, attachments }: { id: Id; attachments: AttachmentModel[] }) {
+  return (
+    <ul class="attachments" aria-label="Attachments">
+      {attachments.map((attachment) => (
+        <li key={attachment.part}>
+          <button
+            type="button" class="attachment" title={`Save ${attachment.name} (${attachment.type})`}
+            onClick={() => download(`/messages/${id}/parts/${encodeURIComponent(attachment.part)}`, attachment.name)}
+          >
+            <Icon name={attachment.type.startsWith('image/') ? 'image' : 'file'} />
+            <span class="attachment-name">{attachment.name || 'Unnamed'}</span>
+            <span class="attachment-size">{describeSize(attachment.size)}</span>
+            <Icon name="download" size={14} />
+          </button>
+        </li>
+      ))}
+    </ul>
+  );
+}

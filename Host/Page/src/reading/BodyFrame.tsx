@@ -1,0 +1,20 @@
+// The frame that shows a message's body: no scripts, no origin of ours, nothing loaded from anywhere.
+import { useEffect, useMemo, useRef } from 'preact/hooks';
+import type { Body } from '../protocol';
+import { frameDocument } from './frameDocument';
+import { setScrolledFrame } from './frameScroll';
+
+export function BodyFrame({ body, subject }: { body: Body; subject: string }) {
+  const content = useMemo(() => frameDocument(body.html, { plain: body.plain }), [body]);
+  const frame = useRef<HTMLIFrameElement>(null);
+  useEffect(() => {
+    setScrolledFrame(frame.current);
+    return () => setScrolledFrame(null);
+  }, [content]);
+  return (
+    <iframe
+      ref={frame} class="body-frame" title={`Text of the message “${subject || 'No subject'}”`} srcdoc={content}
+      sandbox="allow-popups allow-popups-to-escape-sandbox" referrerpolicy="no-referrer" key={`${body.remoteBlocked} ${body.html.length}`}
+    />
+  );
+}

@@ -1,0 +1,58 @@
+// Who wrote to whom and when. Long lists of recipients are folded.
+import { useState } from 'preact/hooks';
+import { act } from '../actions';
+import { parseAddress } from '../compose/addresses';
+import type { MessageModel } from '../protocol';
+
+const shownAtOnce = 3;
+
+export function Headers({ message }: { message: MessageModel }) {
+  const sender = message.fromAddress ? `${message.from} <${message.fromAddress}>` : message.from;
+  const showAddress = message.fromAddress !== '' && message.from !== message.fromAddress;
+  return (
+    <div class="headers">
+      <div class="headers-from">
+        <button
+          type="button" class="person strong" title={`Write to ${message.fromAddress || message.from}`}
+          onClick={() => act('compose.new', { to: [sender] })}
+        >
+          {message.from || message.fromAddress || 'Unknown sender'}
+        </button>
+        {showAddress && <span class="headers-address">{message.fromAddress}</span>}
+        <time class="headers-date">{message.date}</time>
+      </div>
+      <People label="To" people={message.to} />
+      <People label="Cc" people={message.cc} />
+      <People label="Bcc" people={message.bcc} />
+    </div>
+  );
+}
+
+function People({ label, people }: { label: string; people: string[] }) {
+  const [all, setAll] = useState(false);
+  if (people.length === 0) return null;
+  const shown = all ? people : people.slice(0, shownAtOnce);
+  const rest = people.length - shown.length;
+  return (
+    <div class="people">
+      <span class="people-label">{label}</span>
+      <span class="people-list">
+        {shown.map((person, index) => {
+          const { name, address } = parseAddress(person);
+          return (
+            <button
+              key={`${index} ${person}`} type="button" class="person" title={`Write to ${address}`}
+              onClick={() => act('compose.new', { to: [person] })}
+            >
+              {all && name ? `${name} <${address}>` : name || address}
+              {index < people.length - 1 ? ',' : ''}
+            </button>
+          );
+        })}
+        {rest > 0 && (
+          <button type="button" class="person more" onClick={() => setAll(true)}>and {rest} more</button>
+        )}
+      </span>
+    </div>
+  );
+}

@@ -1,0 +1,104 @@
+// One message: heading, notes about it, attachments, text.
+import { useEffect, useState } from 'preact/hooks';
+import { act, complain } from '../actions';
+import { Icon } from '../base/Icon';
+import { DeliveryLine } from '../list/DeliveryLine';
+import type { Body, MessageModel } from '../protocol';
+import { request } from '../session';
+import { ui } from '../state';
+import { Attachments } from './Attachments';
+import { BodyFrame } from './BodyFrame';
+import { Headers } from './Headers';
+import { onPrint, printMessage } from './print';
+
+export function Message({ message }: { message: MessageModel }) {
+  const [remote, setRemote] = useState(false);
+  const { body, failure } = useBody(message, remote);
+  const print = (): void => {
+    if (body) printMessage(message, body);
+  };
+  useEffect(() => {
+    onPrint('viewer', print);
+    return () => onPrint('viewer', null);
+  });
+  return (
+    <article class="message" aria-labelledby="message-subject">
+      <div class="message-top">
+        <div class="message-tools">
+          {message.canEditDraft && (
+            <button type="button" class="button default" onClick={() => act('message.open', { id: message.id })}>
+              Edit draft
+            </button>
+          )}
+          <button
+            type="button" class="plain-button" title="Print" aria-label="Print" disabled={!body}
+            onClick={print}
+          >
+            <Icon name="print" />
+          </button>
+          <button
+            type="button" class="plain-button" title="Show the source" aria-label="Show the source"
+            onClick={() => ui.set({ source: message.id })}
+          >
+            <Icon name="source" />
+          </button>
+        </div>
+        <h2 id="message-subject" class="message-subject" data-anchor="message:subject">
+          {message.subject || 'No subject'}
+        </h2>
+        <Headers message={message} />
+        {message.damaged && <Note kind="warning" text={message.damaged} />}
+        {message.delivery && (
+          <div class="note">
+            <DeliveryLine delivery={message.delivery} />
+          </div>
+        )}
+        {message.attachments.length > 0 && <Attachments id={message.id} attachments={message.attachments} />}
+        {body !== null && body.remoteBlocked > 0 && !remote && (
+          <div class="note remote-note">
+            <Icon name="image" />
+            <p>
+              {body.remoteBlocked === 1 ? '1 picture was' : `${body.remoteBlocked} pictures were`} held back, so that the
+              sender does not learn that you read this.
+            </p>
+            <button type="button" class="small-button" onClick={() => setRemote(true)}>Load pictures</button>
+          </div>
+        )}
+      </div>
+      {failure && <Note kind="warning" text={failure} />}
+      {body && <BodyFrame body={body} subject={message.subject} />}
+      {!body && !failure && <p class="body-loading" role="status">Loading…</p>}
+    </article>
+  );
+}
+
+function Note({ kind, text }: { kind: 'warning' | 'info'; text: string }) {
+  return (
+    <div class={`note ${kind}`} role="note">
+      <Icon name={kind} />
+      <p>{text}</p>
+    </div>
+  );
+}
+
+function useBody(message: MessageModel, remote: boolean): { body: Body | null; failure: string } {
+  const [body, setBody] = useState<Body | null>(null);
+  const [failure, setFailure] = useState('');
+  useEffect(() => {
+    let wanted = true;
+    setFailure('');
+    request(`/messages/${message.id}/body?remote=${remote ? 1 : 0}`)
+      .then((answer) => answer.json())
+      .then((found) => wanted && setBody(found as Body))
+      .catch((error: unknown) => {
+        if (!wanted) return;
+        // The text without pictures stays when only the pictures could not be had.
+        if (remote) complain(error);
+        else setFailure(error instanceof Error ? error.message : String(error));
+      });
+    return () => {
+      wanted = false;
+    };
+  }, [message.id, remote]);
+  return { body, failure };
+}

@@ -1,0 +1,55 @@
+// The whole document that goes into a message's frame: policy, our few styles, and the mail's markup.
+import { forFrame } from './sanitize';
+
+export const framePolicy = "default-src 'none'; style-src 'unsafe-inline'; img-src data:";
+
+/** Mail that names no colours follows the page's; other mail was made for white paper. */
+export function usesOwnColours(html: string): boolean {
+  return /<style|\sbgcolor\s*=|<font[^>]*\scolor\s*=|style\s*=\s*["'][^"']*(?:color|background)\s*[:-]/i.test(html);
+}
+
+const styles = `
+  html { height: 100%; scrollbar-width: thin; }
+  body { margin: 0; padding: 18px 28px 40px; font: 15px/1.55 system-ui, -apple-system, "Segoe UI", "Noto Sans", sans-serif;
+    overflow-wrap: anywhere; position: relative; min-height: calc(100% - 58px); }
+  @media (max-width: 520px) { body { padding: 14px 16px 32px; } }
+  :root { color-scheme: light; background: #fff; color: #22211f; }
+  :root.plain { background: #fdfcfa; }
+  a { color: #175057; }
+  img { max-width: 100%; height: auto; }
+  table { max-width: 100%; }
+  pre, .plain body { white-space: pre-wrap; font-variant-numeric: tabular-nums; }
+  .plain body { max-width: 46em; }
+  blockquote { margin: .6em 0; padding: 0 0 0 1em; border-left: 2px solid #b9c9c7; color: #55605f; }
+  .qs-real-host { font: 600 .8em/1 system-ui, sans-serif; color: #8a2d22; background: #fbeae6; border-radius: 3px;
+    padding: 0 .25em; white-space: nowrap; }
+  #qs-pages { position: absolute; inset: 0; overflow: clip; pointer-events: none; z-index: -1; }
+  #qs-pages i { position: absolute; width: 1px; height: 1px; }
+  @media (prefers-color-scheme: dark) {
+    :root.plain { color-scheme: dark; background: #1b1c1d; color: #e6e3dd; }
+    .plain a { color: #8cc9c8; }
+    .plain blockquote { border-color: #41605f; color: #a5b0ae; }
+    .plain .qs-real-host { color: #ffb4a6; background: #4a2620; }
+  }
+  @media print { body { padding: 0; } #qs-pages { display: none; } }
+`;
+
+/** How many screens of a message can be reached by scrolling with a key. */
+export const pageCount = 120;
+
+// The page cannot scroll a frame of another origin, but it can send it to a place in its own document: these mark every
+// screen, less a little so that the last lines are seen again. What lies beyond the end scrolls to the end.
+function pageMarks(): string {
+  let marks = '';
+  for (let page = 0; page < pageCount; ++page) marks += `<i id="qs-page-${page}" style="top:${page * 88}vh"></i>`;
+  return `<div id="qs-pages" aria-hidden="true">${marks}</div>`;
+}
+
+export function frameDocument(html: string, options: { plain: boolean; heading?: string }): string {
+  const body = forFrame(html);
+  const kind = options.plain || !usesOwnColours(body) ? ' class="plain"' : '';
+  const space = options.plain ? '' : '<style>.plain body { white-space: normal; max-width: none; }</style>';
+  return `<!doctype html><html${kind}><head><meta charset="utf-8">
+<meta http-equiv="Content-Security-Policy" content="${framePolicy}"><meta name="referrer" content="no-referrer">
+<style>${styles}</style>${space}</head><body>${options.heading ?? ''}${body}${options.heading ? '' : pageMarks()}</body></html>`;
+}

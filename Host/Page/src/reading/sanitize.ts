@@ -1,0 +1,58 @@
+// The page's own wall around displayed mail, behind the host's sanitizer and in front of the frame's sandbox and policy:
+// it lets through nothing that acts, and rewrites links so that they show where they go.
+import DOMPurify from 'dompurify';
+import { factsOfLink } from './links';
+
+const forbiddenTags = [
+  'script', 'object', 'embed', 'form', 'base', 'meta', 'link', 'svg', 'math', 'template', 'iframe', 'frame', 'frameset',
+  'input', 'button', 'select', 'option', 'textarea', 'dialog', 'audio', 'video', 'source', 'track', 'portal', 'noscript',
+];
+const forbiddenAttributes = ['srcset', 'ping', 'download', 'formaction', 'autofocus', 'contenteditable', 'accesskey'];
+
+/** Markup for the frame of a displayed message. */
+export function forFrame(html: string): string {
+  const body = DOMPurify.sanitize(html, {
+    USE_PROFILES: { html: true },
+    FORBID_TAGS: forbiddenTags,
+    FORBID_ATTR: forbiddenAttributes,
+    ALLOW_DATA_ATTR: false,
+    ALLOWED_URI_REGEXP: /^(?:https?:|mailto:|data:image\/(?:png|gif|jpe?g|webp|bmp|avif);|#)/i,
+    FORCE_BODY: true, // keeps style elements at the start
+    RETURN_DOM: true,
+  }) as HTMLElement;
+  for (const link of body.querySelectorAll('a, area')) rewriteLink(link);
+  return body.innerHTML;
+}
+
+function rewriteLink(link: Element): void {
+  const href = link.getAttribute('href');
+  if (href === null) return;
+  if (href.startsWith('#')) return; // within the message
+  const text = link.textContent ?? '';
+  const facts = factsOfLink(href, text);
+  if (!facts) {
+    link.removeAttribute('href');
+    return;
+  }
+  link.setAttribute('href', facts.href);
+  link.setAttribute('title', facts.title);
+  link.setAttribute('target', '_blank');
+  link.setAttribute('rel', 'noopener noreferrer');
+  if (!facts.hint) return;
+  const hint = link.ownerDocument.createElement('span');
+  hint.className = 'qs-real-host';
+  hint.textContent = ` [${facts.hint}]`;
+  link.append(hint);
+}
+
+/** A fragment for the message editor: quoted mail keeps its looks, everything that acts goes. */
+export function forEditor(html: string): DocumentFragment {
+  return DOMPurify.sanitize(html, {
+    USE_PROFILES: { html: true },
+    FORBID_TAGS: [...forbiddenTags, 'style'],
+    FORBID_ATTR: [...forbiddenAttributes, 'id', 'name'],
+    ALLOW_DATA_ATTR: true, // marks that plug-ins left in the text
+    ALLOWED_URI_REGEXP: /^(?:https?:|mailto:|blob:|data:image\/(?:png|gif|jpe?g|webp|bmp|avif);|#)/i,
+    RETURN_DOM_FRAGMENT: true,
+  });
+}
