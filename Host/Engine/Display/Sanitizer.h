@@ -12,9 +12,6 @@ struct SanitizerOptions {
     // Gives the address (a data URL) that stands in for a picture of the message itself, by content id; empty for none.
     std::function<std::string(std::string_view contentID)> inlinePicture;
     bool keepQuotes = true;
-    // For a body that is being written: keeps what quotation, signature and plug-ins' parts are found by, which is id,
-    // class and <blockquote type="cite">. Otherwise these are taken out or kept as the display likes.
-    bool forEditing = false;
 };
 
 struct SanitizedHtml {
