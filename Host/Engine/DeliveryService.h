@@ -50,11 +50,17 @@ public:
     // now, if the message has none yet. Any thread.
     virtual Result<MessageRef> append(std::string_view account, const OutgoingMessage& message) = 0;
 
-    virtual std::vector<DeliveryStatus> statuses() const = 0;  // of everything in outboxes and claimed
+    // Of messages that a delivery has taken out of the outbox: being sent, in doubt, or, before start(), left there by a
+    // crash.
+    virtual std::vector<DeliveryStatus> taken() const = 0;
+    virtual std::vector<DeliveryStatus> statuses() const = 0;  // of those and of everything in outboxes
+    // Of a message that stands in an outbox.
     virtual DeliveryStatus status(std::int64_t libraryID) const = 0;
     // Answers to "perhaps sent".
     virtual Result<void> sendAgain(std::string_view uniqueID) = 0;
     virtual Result<void> markSent(std::string_view uniqueID) = 0;
+    // The person asks for an attempt now, whatever earlier ones ended with.
+    virtual Result<void> tryNow(std::string_view uniqueID) = 0;
 };
 
 // Posted on the default centre, main thread, when a status changed.

@@ -41,7 +41,8 @@ json::value appSection(MailApplication& application) {
     json::array notices;
     for (const auto& notice : application.notices())
         notices.push_back(json::object{{"id", notice.id}, {"text", notice.text}});
-    const auto waiting = application.engine().deliveries().statuses().size();
+    std::size_t waiting = application.engine().deliveries().taken().size();
+    if (auto outbox = application.outbox()) waiting += static_cast<std::size_t>(outbox->messageCount());
     return json::object{{"title", "Quillstead Mail"},
                         {"icon", application.applicationIconImage()},
                         {"notices", std::move(notices)},
@@ -158,9 +159,8 @@ json::value composeSection(MailApplication& application) {
 
 json::value takenSection(MailApplication& application) {
     json::array messages;
-    for (const auto& status : application.engine().deliveries().statuses())
-        if (status.libraryID == 0)
-            messages.push_back(json::object{{"uniqueID", status.uniqueID},
+    for (const auto& status : application.engine().deliveries().taken())
+        messages.push_back(json::object{{"uniqueID", status.uniqueID},
                                             {"subject", status.subject},
                                             {"to", status.to},
                                             {"delivery", deliveryJson(status)}});

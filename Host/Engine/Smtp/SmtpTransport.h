@@ -30,9 +30,15 @@ struct SmtpOutcome {
     std::map<std::string, std::string> refused;  // recipient -> the server's words
 };
 
-// `beforeFinalDot` is called once, right before the end of the message may leave; when it answers false (its note could
-// not be written) the transfer is broken off and nothing was delivered.
-SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& envelope,
-                         const std::function<bool()>& beforeFinalDot);
+struct SmtpWatch {
+    // Called once, right before the end of the message may leave; when it answers false (its note could not be written)
+    // the transfer is broken off and nothing was delivered.
+    std::function<bool()> beforeFinalDot;
+    // Asked about once a second: true breaks off at once, or, after the final dot, when no answer comes within 5 s.
+    std::function<bool()> isCancelled;
+};
+
+// A server that does not answer is given 600 s at every step, the final dot's included.
+SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& envelope, const SmtpWatch& watch);
 
 }  // namespace qs

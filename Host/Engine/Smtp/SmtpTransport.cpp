@@ -1,0 +1,242 @@
+#include "Smtp/SmtpTransport.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <memory>
+#include <optional>
+
+#include "Foundation/Log.h"
+#include "Foundation/RunLoop.h"
+#include "Mime/Addresses.h"
+#include "Smtp/PasswordCommand.h"
+#include "Text/Ascii.h"
+
+namespace qs {
+
+namespace {
+
+constexpr long kConnectSeconds = 60;
+constexpr long kAnswerSeconds = 600;  // RFC 5321 asks for that long after the final dot
+constexpr TimeInterval kGraceAfterDot = 5;
+
+struct EasyDeleter {
+    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+};
+struct ListDeleter {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+using Easy = std::unique_ptr<CURL, EasyDeleter>;
+using List = std::unique_ptr<curl_slist, ListDeleter>;
+
+// One transfer: what was handed out, and what the server said to what.
+struct Transfer {
+    std::string_view rest;
+    const SmtpWatch& watch;
+    bool dotMayBeOut = false;
+    bool noteFailed = false;
+    std::optional<TimeInterval> cancelledAt;
+    std::string replyLines, lastReply;  // of the reply that is coming in; of the last complete one
+    int lastCode = 0;
+    std::optional<int> codeAfterDot;
+    std::deque<std::string> askedRecipients;  // RCPT commands without an answer yet
+    std::map<std::string, std::string> refused;
+};
+
+std::string printable(std::string_view text) {
+    std::string result;
+    for (const char c : text)
+        if (!isAsciiControl(c)) result += c;
+    return result.substr(0, 500);
+}
+
+// A reply's lines end with the one whose code is followed by a blank ("250 ok" after "250-size").
+void noteReplyLine(Transfer& transfer, std::string_view line) {
+    if (line.size() < 3 || !std::all_of(line.begin(), line.begin() + 3, isAsciiDigit)) return;
+    const std::string text = printable(line.substr(std::min<std::size_t>(4, line.size())));
+    transfer.replyLines += (transfer.replyLines.empty() ? "" : " ") + text;
+    if (line.size() > 3 && line[3] == '-') return;
+    transfer.lastCode = std::stoi(std::string(line.substr(0, 3)));
+    transfer.lastReply = std::string(line.substr(0, 3)) + " " + std::exchange(transfer.replyLines, {});
+    if (transfer.dotMayBeOut) transfer.codeAfterDot = transfer.lastCode;
+    if (transfer.askedRecipients.empty()) return;
+    if (transfer.lastCode >= 400) transfer.refused[transfer.askedRecipients.front()] = transfer.lastReply;
+    transfer.askedRecipients.pop_front();
+}
+
+// Looks at commands only to know which recipient a reply is about. Nothing that is sent is kept or logged: it may be a
+// password or a person's mail.
+int debug(CURL*, curl_infotype type, char* data, std::size_t size, void* user) {
+    auto& transfer = *static_cast<Transfer*>(user);
+    std::string_view text(data, size);
+    if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "RCPT TO:<")) {
+        text.remove_prefix(9);
+        transfer.askedRecipients.emplace_back(text.substr(0, text.find('>')));
+    } else if (type == CURLINFO_HEADER_IN) {
+        while (!text.empty()) {
+            const auto end = std::min(text.find('\n'), text.size());
+            noteReplyLine(transfer, trimmedAscii(text.substr(0, end)));
+            text.remove_prefix(std::min(end + 1, text.size()));
+        }
+    }
+    return 0;
+}
+
+std::size_t readMessage(char* buffer, std::size_t size, std::size_t count, void* user) {
+    auto& transfer = *static_cast<Transfer*>(user);
+    const std::size_t length = std::min(size * count, transfer.rest.size());
+    // With the last piece handed out, curl ends the message by itself.
+    if (length == transfer.rest.size() && !transfer.dotMayBeOut) {
+        if (!transfer.watch.beforeFinalDot()) {
+            transfer.noteFailed = true;
+            return CURL_READFUNC_ABORT;
+        }
+        transfer.dotMayBeOut = true;
+    }
+    std::memcpy(buffer, transfer.rest.data(), length);
+    transfer.rest.remove_prefix(length);
+    return length;
+}
+
+int progress(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    auto& transfer = *static_cast<Transfer*>(user);
+    if (!transfer.watch.isCancelled || !transfer.watch.isCancelled()) return 0;
+    if (!transfer.dotMayBeOut) return 1;
+    const TimeInterval now = RunLoop::main().uptime();
+    if (!transfer.cancelledAt) transfer.cancelledAt = now;
+    return now - *transfer.cancelledAt > kGraceAfterDot;
+}
+
+std::string sentenceFor(CURLcode code, const SubmissionServer& server, const char* details) {
+    switch (code) {
+    case CURLE_COULDNT_RESOLVE_HOST: return "The server " + server.host + " can't be found.";
+    case CURLE_COULDNT_CONNECT: return "The server " + server.host + " can't be reached.";
+    case CURLE_OPERATION_TIMEDOUT: return "The server " + server.host + " did not answer in time.";
+    case CURLE_LOGIN_DENIED: return "The server " + server.host + " did not accept user name and password.";
+    case CURLE_USE_SSL_FAILED: return "The server " + server.host + " offers no encrypted connection.";
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+        return "The server " + server.host + " could not prove who it is, so nothing was sent to it.";
+    default: break;
+    }
+    const std::string text = printable(*details ? details : curl_easy_strerror(code));
+    return "The connection to " + server.host + " failed: " + text + ".";
+}
+
+// What the server itself said beats curl's words for it.
+SmtpOutcome failedOutcome(CURLcode code, const Transfer& transfer, const SubmissionServer& server,
+                          const char* details) {
+    using Kind = SmtpOutcome::Kind;
+    if (transfer.noteFailed)
+        return {Kind::Temporary, "The delivery could not be noted on the disk, so nothing was sent.", {}};
+    const std::string said = "The server " + server.host + " answered: " + transfer.lastReply;
+    if (transfer.dotMayBeOut) {
+        if (!transfer.codeAfterDot || *transfer.codeAfterDot < 400)
+            return {Kind::InDoubt, "The connection to " + server.host + " broke before it had answered.", {}};
+        return {*transfer.codeAfterDot >= 500 ? Kind::Refused : Kind::Temporary, said, transfer.refused};
+    }
+    if (code == CURLE_LOGIN_DENIED) return {Kind::Refused, sentenceFor(code, server, details), {}};
+    if (transfer.lastCode >= 400) {
+        // Some recipients may be refused for now and others for good: then it is worth another attempt.
+        const bool allForGood = std::all_of(transfer.refused.begin(), transfer.refused.end(),
+                                            [](const auto& each) { return each.second.starts_with('5'); });
+        const bool forGood = transfer.refused.empty() ? transfer.lastCode >= 500 : allForGood;
+        return {forGood ? Kind::Refused : Kind::Temporary, said, transfer.refused};
+    }
+    return {Kind::Temporary, sentenceFor(code, server, details), {}};
+}
+
+bool isLoopback(std::string_view host) { return host == "localhost" || host == "127.0.0.1" || host == "::1"; }
+
+std::string urlOf(const SubmissionServer& server) {
+    const bool isIPv6 = server.host.find(':') != std::string::npos;
+    return std::string(server.security == TransportSecurity::Tls ? "smtps://" : "smtp://") +
+           (isIPv6 ? "[" + server.host + "]" : server.host) + ":" + std::to_string(server.port) + "/localhost";
+}
+
+template <class T>
+void set(const Easy& easy, CURLoption option, T value) {
+    curl_easy_setopt(easy.get(), option, value);
+}
+
+void setSecurity(const Easy& easy, const SubmissionServer& server) {
+    if (server.security == TransportSecurity::StartTls) set(easy, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
+    set(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    set(easy, CURLOPT_SSL_VERIFYPEER, 1L);
+    set(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+    if (!server.certificateAuthorities.empty()) set(easy, CURLOPT_CAINFO, server.certificateAuthorities.c_str());
+}
+
+// A sentence when the account can't sign in as it is set up; else empty.
+std::string setPassword(const Easy& easy, const SubmissionServer& server) {
+    if (server.user.empty()) return {};
+    if (server.security == TransportSecurity::None && !isLoopback(server.host))
+        return "The account would send its password over an open connection, so nothing was sent. Choose TLS or "
+               "STARTTLS for it.";
+    auto password = runPasswordCommand(server.passwordCommand);
+    if (!password) return password.error().description;
+    set(easy, CURLOPT_USERNAME, server.user.c_str());
+    set(easy, CURLOPT_PASSWORD, password->c_str());
+    return {};
+}
+
+void setMessage(const Easy& easy, Transfer& transfer, const SmtpEnvelope& envelope) {
+    set(easy, CURLOPT_UPLOAD, 1L);
+    set(easy, CURLOPT_MAIL_FROM, ("<" + envelope.from + ">").c_str());
+    set(easy, CURLOPT_MAIL_RCPT_ALLLOWFAILS, 1L);
+    set(easy, CURLOPT_READFUNCTION, &readMessage);
+    set(easy, CURLOPT_READDATA, &transfer);
+    set(easy, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(envelope.content.size()));
+    set(easy, CURLOPT_VERBOSE, 1L);
+    set(easy, CURLOPT_DEBUGFUNCTION, &debug);
+    set(easy, CURLOPT_DEBUGDATA, &transfer);
+    set(easy, CURLOPT_NOPROGRESS, 0L);
+    set(easy, CURLOPT_XFERINFOFUNCTION, &progress);
+    set(easy, CURLOPT_XFERINFODATA, &transfer);
+    set(easy, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
+    set(easy, CURLOPT_SERVER_RESPONSE_TIMEOUT, kAnswerSeconds);
+    set(easy, CURLOPT_NOSIGNAL, 1L);
+    set(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
+    set(easy, CURLOPT_PROTOCOLS_STR, "smtp,smtps");
+}
+
+}  // namespace
+
+SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& envelope, const SmtpWatch& watch) {
+    using Kind = SmtpOutcome::Kind;
+    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
+    Easy easy(ready == CURLE_OK ? curl_easy_init() : nullptr);
+    if (!easy) return {Kind::Temporary, "The mail transport could not be started.", {}};
+    if (!isDeliverableAddress(envelope.from))
+        return {Kind::Refused, "The sender's address is none: " + printable(envelope.from), {}};
+
+    Transfer transfer{.rest = envelope.content, .watch = watch};
+    List recipients;
+    for (const auto& recipient : envelope.to) {
+        if (!isDeliverableAddress(recipient)) {
+            transfer.refused[recipient] = "This is no mail address.";
+            continue;
+        }
+        recipients.reset(curl_slist_append(recipients.release(), ("<" + recipient + ">").c_str()));
+    }
+    if (!recipients) return {Kind::Refused, "None of the recipients is a mail address.", transfer.refused};
+
+    char details[CURL_ERROR_SIZE] = "";
+    set(easy, CURLOPT_ERRORBUFFER, details);
+    set(easy, CURLOPT_URL, urlOf(server).c_str());
+    setSecurity(easy, server);
+    if (auto sentence = setPassword(easy, server); !sentence.empty()) return {Kind::Temporary, sentence, {}};
+    setMessage(easy, transfer, envelope);
+    set(easy, CURLOPT_MAIL_RCPT, recipients.get());
+
+    const CURLcode code = curl_easy_perform(easy.get());
+    if (code == CURLE_OK) return {Kind::Accepted, transfer.lastReply, transfer.refused};
+    // A server that took the message may fail afterwards as it likes.
+    if (transfer.codeAfterDot && *transfer.codeAfterDot / 100 == 2)
+        return {Kind::Accepted, transfer.lastReply, transfer.refused};
+    return failedOutcome(code, transfer, server, details);
+}
+
+}  // namespace qs
