@@ -84,7 +84,7 @@ void TemporaryHost::start() {
     UserDefaults::setFolder(folder_ / "Settings");
     if (options_.prepareSettings) options_.prepareSettings();
 
-    running_->engine = valueOf(MailEngine::open({.dataFolder = folder_.path()}));
+    running_->engine = valueOf(MailEngine::open({.dataFolder = folder_.path(), .files = options_.files}));
     running_->application = MailApplication::make(*running_->engine);
     bundleErrors_.clear();
     if (!options_.plugIn.empty()) {

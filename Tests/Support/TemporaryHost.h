@@ -25,6 +25,7 @@ namespace qs {
 
 class BundleLoader;
 class ComposeWindow;
+class FileSystem;
 class MailApplication;
 class MailEngine;
 class MainViewer;
@@ -40,6 +41,7 @@ struct TemporaryHostOptions {
     Date start{1'700'000'000};
     std::string timeZone = "UTC";
     bool startDeliveries = true;
+    FileSystem* files = nullptr;  // of mail, drafts and deliveries; null: the real one
     // The machine's ports besides its facts are missing, unless this puts some in. Called at each start.
     std::function<void(Platform&)> preparePlatform;
     // Called at each start when settings can be read and written, and nothing else stands yet.
