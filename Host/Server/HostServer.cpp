@@ -55,6 +55,7 @@ public:
     }
 
     int port() const override { return http_->port(); }
+    bool hasPages() const override { return !pages_.empty(); }
 
     std::string newStartLink() override {
         return "http://127.0.0.1:" + std::to_string(port()) + "/#start=" + sessions_.newTicket();

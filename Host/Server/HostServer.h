@@ -28,6 +28,7 @@ public:
     // Begins to serve the application, which must outlive the server.
     virtual void start(MailApplication& application, const BundleLoader& bundles) = 0;
     virtual int port() const = 0;
+    virtual bool hasPages() const = 0;  // one at least is open and connected
     // "http://127.0.0.1:<port>/#start=<ticket>": opens the page once, within 60 s.
     virtual std::string newStartLink() = 0;
     // Tells all pages that the program stops, and lets them go.

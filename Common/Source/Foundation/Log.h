@@ -56,6 +56,8 @@ public:
 class DDTTYLogger : public DDLogger {
 public:
     static std::shared_ptr<DDTTYLogger> sharedInstance();
+    // Lines of more detailed levels are left out. From every thread; everything is printed when nothing was set.
+    virtual void setMostDetailed(LogLevel level) = 0;
 };
 
 // Files <baseName>-<UTC time of creation>.log: a new one is begun when the current one is older than the rolling

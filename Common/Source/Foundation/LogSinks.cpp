@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
@@ -58,9 +59,13 @@ private:
 class TerminalLogger final : public DDTTYLogger {
 public:
     TerminalLogger() { sink_.set_pattern(kLinePattern); }
-    void log(const LogLine& line) override { logTo(sink_, line); }
+    void log(const LogLine& line) override {
+        if (line.level <= mostDetailed_) logTo(sink_, line);
+    }
+    void setMostDetailed(LogLevel level) override { mostDetailed_ = level; }
 
 private:
+    std::atomic<LogLevel> mostDetailed_ = LogLevel::Debug;
     spdlog::sinks::stderr_color_sink_mt sink_;
 };
 
