@@ -13,6 +13,7 @@ const aliases: Record<string, string> = {
   RolloverDeleteTemplate: 'trash',
   bodyText: 'file',
   general: 'preferences',
+  getMail: 'refresh',
 };
 
 const fetched = new Map<string, Promise<string>>();
@@ -34,8 +35,14 @@ export function isOwnPicture(name: string): boolean {
   return Object.hasOwn(pictures, aliases[name] ?? name);
 }
 
-/** `label` is for pictures that stand alone; without it the picture is decoration. */
-export function Icon({ name, label, size }: { name: string; label?: string; size?: number }) {
+interface IconProps {
+  name: string;
+  label?: string; // for pictures that stand alone; without it the picture is decoration
+  fallback?: string; // the text to show where the picture cannot be had
+  size?: number;
+}
+
+export function Icon({ name, label, fallback, size }: IconProps) {
   const own = aliases[name] ?? name;
   const style = size ? { width: size, height: size } : undefined;
   const meaning = label ? ({ role: 'img', 'aria-label': label, title: label } as const) : { 'aria-hidden': true };
@@ -43,22 +50,31 @@ export function Icon({ name, label, size }: { name: string; label?: string; size
     return (
       <span class="icon" style={style} {...meaning} dangerouslySetInnerHTML={{ __html: pictures[own] ?? '' }} />
     );
-  return <FetchedIcon name={name} style={style} meaning={meaning} />;
+  return <FetchedIcon name={name} fallback={fallback} style={style} meaning={meaning} />;
 }
 
-function FetchedIcon(props: { name: string; style: Record<string, number> | undefined; meaning: object }) {
+interface FetchedProps {
+  name: string;
+  fallback: string | undefined;
+  style: Record<string, number> | undefined;
+  meaning: object;
+}
+
+function FetchedIcon(props: FetchedProps) {
   const isData = props.name.startsWith('data:image/');
   const [address, setAddress] = useState(isData ? props.name : '');
+  const [missing, setMissing] = useState(false);
   useEffect(() => {
     if (isData || !props.name) return undefined;
     let wanted = true;
     fetchPicture(props.name)
       .then((found) => wanted && setAddress(found))
-      .catch(() => wanted && setAddress(''));
+      .catch(() => wanted && setMissing(true));
     return () => {
       wanted = false;
     };
   }, [props.name]);
+  if (missing && props.fallback) return <span {...props.meaning}>{props.fallback}</span>;
   if (!address) return <span class="icon" style={props.style} {...props.meaning} />;
   // Template pictures are shapes in one colour, meant to take that of the text.
   if (props.name.endsWith('Template'))

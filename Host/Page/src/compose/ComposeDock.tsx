@@ -18,6 +18,13 @@ export function bringToFront(window: string): void {
   act('compose.front', { window });
 }
 
+/** Where the person goes on: at the recipients while there are none, else in the text. */
+function focusWindow(window: string): void {
+  const model = host.get().compose.find((each) => each.window === window);
+  if (model && model.to.length > 0) focusEditor(window);
+  else document.querySelector<HTMLElement>(`[data-anchor="${CSS.escape(`to:${window}`)}"] input`)?.focus();
+}
+
 export function ComposeDock() {
   const windows = useStore(host, (model) => model.compose);
   const shapes = useStore(ui, (value) => value.shapes);
@@ -33,7 +40,7 @@ export function ComposeDock() {
     signals.focusCompose = (window) => {
       ui.set({ front: window, shapes: { ...ui.get().shapes, [window]: 'normal' } });
       // The update that opens the window may come after this.
-      window && requestAnimationFrame(() => focusEditor(window));
+      if (window) requestAnimationFrame(() => focusWindow(window));
     };
   }, []);
   useEffect(() => {

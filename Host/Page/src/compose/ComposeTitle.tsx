@@ -14,7 +14,7 @@ export function ComposeTitle({ model, shape }: { model: ComposeModel; shape: Com
     if (shape === 'minimised') requestAnimationFrame(() => focusEditor(owner));
   };
   return (
-    <header class="compose-title" data-anchor={`title:${owner}`}>
+    <div class="compose-title" data-anchor={`title:${owner}`}>
       <button
         type="button" class="compose-name" aria-expanded={shape !== 'minimised'} title={title}
         onClick={toggleMinimised}
@@ -46,6 +46,6 @@ export function ComposeTitle({ model, shape }: { model: ComposeModel; shape: Com
       >
         <Icon name="close" size={14} />
       </button>
-    </header>
+    </div>
   );
 }

@@ -78,7 +78,7 @@ export function ComposeWindow({ model, shape, front }: Props) {
           <Editor model={model} outgoing={outgoing} handle={editor} />
           <ComposeAttachments window={owner} attachments={model.attachments} disabled={busy} />
         </div>
-        <footer class="compose-status">
+        <div class="compose-status">
           <ComposeRows model={model} place="status" />
           <label class="check plain-toggle">
             <input
@@ -88,7 +88,7 @@ export function ComposeWindow({ model, shape, front }: Props) {
             Plain text
           </label>
           <span class="status-text" role="status">{busy ? 'Sending…' : model.status}</span>
-        </footer>
+        </div>
         {over && <p class="drop-hint">Drop files here to attach them</p>}
         {model.sheet && <Sheet window={owner} form={model.sheet} />}
         <Alerts window={owner} />

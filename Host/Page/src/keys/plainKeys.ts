@@ -44,7 +44,7 @@ export type Found = { toolbar: ToolbarItemModel } | { menu: MenuItemModel };
 export function findForKey(key: string, toolbar: ToolbarItemModel[], menu: MenuItemModel[]): Found | null {
   const plain = plainKeys.find((each) => each.key === key);
   if (!plain) return null;
-  const button = toolbar.find((item) => item.kind === 'item' && item.image === plain.image && !item.menu?.length);
+  const button = toolbar.find((item) => item.kind === 'item' && item.image === plain.image);
   if (button) return button.enabled ? { toolbar: button } : null;
   const item = findTitle(menu, plain.title);
   return item ? { menu: item } : null;

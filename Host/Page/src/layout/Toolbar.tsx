@@ -1,4 +1,4 @@
-// A window's toolbar, drawn from its model. Items with a menu open it; the others act at once. Popovers point at items by
+// A window's toolbar, drawn from its model. Popovers point at items by
 // the anchor "toolbar:<window>:<identifier>".
 import { useRef, useState } from 'preact/hooks';
 import { act } from '../actions';
@@ -26,18 +26,18 @@ export function Toolbar({ window: owner, label, items, prominent }: ToolbarProps
     all[next]?.focus();
     event.preventDefault();
   };
-  let index = -1;
-  const count = items.filter((item) => item.kind === 'item').length;
-  const focusable = Math.min(current, count - 1);
+  // One button takes the Tab key's focus; `current` counts menu halves too, as the arrow keys do.
+  let before = 0;
   return (
     <div ref={bar} class="toolbar" role="toolbar" aria-label={label} onKeyDown={onKeyDown} data-part>
       {items.map((item, position) => {
         if (item.kind !== 'item') return <span key={`gap-${position}`} class={`toolbar-${item.kind}`} />;
-        ++index;
+        const at = before;
+        before += item.menu?.length ? 2 : 1;
         return (
           <Item
             key={item.identifier} owner={owner} item={item} prominent={item.image === prominent && prominent !== undefined}
-            focusable={index === focusable}
+            focusable={current >= at && current < before}
           />
         );
       })}
@@ -52,33 +52,40 @@ interface ItemProps {
   focusable: boolean;
 }
 
+/** An item with a menu has two halves: one acts, the narrow one opens the menu. */
 function Item({ owner, item, prominent, focusable }: ItemProps) {
-  const button = useRef<HTMLButtonElement>(null);
+  const menuButton = useRef<HTMLButtonElement>(null);
   const [open, setOpen] = useState(false);
-  const menu = item.menu ?? [];
-  const hint = item.toolTip || item.label;
-  const choose = (chosen?: string): void =>
+  const name = item.label || item.toolTip;
+  const choose = (chosen?: string): void => {
+    if (!item.enabled && chosen === undefined) return;
     act('toolbar.choose', { window: owner, identifier: item.identifier, ...(chosen === undefined ? {} : { item: chosen }) });
+  };
   return (
-    <>
+    <span class="tool-group" data-anchor={`toolbar:${owner}:${item.identifier}`}>
       <button
-        ref={button} type="button" class={`tool${prominent ? ' prominent' : ''}${item.image ? '' : ' wordy'}`} title={hint}
-        aria-label={item.label || item.toolTip} aria-disabled={!item.enabled} tabIndex={focusable ? 0 : -1}
-        aria-haspopup={menu.length ? 'menu' : undefined} aria-expanded={menu.length ? open : undefined}
-        data-anchor={`toolbar:${owner}:${item.identifier}`}
-        onClick={() => {
-          if (!item.enabled) return;
-          if (menu.length) setOpen(true);
-          else choose();
-        }}
+        type="button" class={`tool${prominent ? ' prominent' : ''}`} title={item.toolTip || item.label} aria-label={name}
+        aria-disabled={!item.enabled} tabIndex={focusable ? 0 : -1} onClick={() => choose()}
       >
-        {item.image && <Icon name={item.image} />}
-        {(prominent || !item.image) && <span class="tool-label">{item.label}</span>}
-        {menu.length > 0 && <Icon name="down" size={10} />}
+        {item.image ? <Icon name={item.image} fallback={prominent ? '' : item.label} /> : item.label}
+        {prominent && item.image && <span class="tool-label">{item.label}</span>}
       </button>
-      {open && button.current && (
+      {item.menu && item.menu.length > 0 && (
+        <button
+          ref={menuButton} type="button" class="tool tool-menu" title={`${name}: more`} aria-label={`${name}, menu`}
+          aria-haspopup="menu" aria-expanded={open} tabIndex={-1} onClick={() => setOpen(true)}
+          onKeyDown={(event) => {
+            if (event.key !== 'ArrowDown') return;
+            event.preventDefault();
+            setOpen(true);
+          }}
+        >
+          <Icon name="down" size={10} />
+        </button>
+      )}
+      {open && item.menu && menuButton.current && (
         <MenuLayer
-          items={menu} label={item.label} anchor={button.current.getBoundingClientRect()} focusFirst
+          items={item.menu} label={name} anchor={menuButton.current.parentElement!.getBoundingClientRect()} focusFirst
           onClose={() => setOpen(false)}
           onChoose={(chosen) => {
             setOpen(false);
@@ -86,6 +93,6 @@ function Item({ owner, item, prominent, focusable }: ItemProps) {
           }}
         />
       )}
-    </>
+    </span>
   );
 }

@@ -63,16 +63,17 @@ function TitleBar() {
   const waiting = useStore(host, (model) => model.app.waiting);
   return (
     <div class="titlebar">
-      <span class="wordmark" data-anchor="title:viewer" title={title}>
+      <span class="wordmark" title={title}>
         <Icon name="mark" size={18} />
       </span>
       <MenuButton />
       <MenuBar />
-      <span class="titlebar-gap" />
+      <span class="titlebar-gap" data-anchor="title:viewer" />
       <Doubts />
       {waiting > 0 && (
         <span class="waiting" role="status">
-          <Icon name="clock" size={14} /> {waiting === 1 ? '1 message waits' : `${waiting} messages wait`} to be sent
+          <Icon name="clock" size={14} /> {waiting}
+          <span class="waiting-words">{waiting === 1 ? 'message waits' : 'messages wait'} to be sent</span>
         </span>
       )}
     </div>

@@ -10,7 +10,7 @@ const pause = 200; // milliseconds without typing before a search starts
 export function ListHeader({ list, selectedCount }: { list: ListModel; selectedCount: number }) {
   const count = list.total === 1 ? '1 message' : `${list.total.toLocaleString('en-GB')} messages`;
   return (
-    <header class="list-header">
+    <div class="list-header">
       <button
         type="button" class="plain-button list-back" aria-label="Mailboxes"
         onClick={() => ui.set({ pane: 'mailboxes', drawer: true })}
@@ -22,7 +22,7 @@ export function ListHeader({ list, selectedCount }: { list: ListModel; selectedC
         <p>{selectedCount > 1 ? `${selectedCount} of ${count} selected` : count}</p>
       </div>
       <SearchField list={list} />
-    </header>
+    </div>
   );
 }
 

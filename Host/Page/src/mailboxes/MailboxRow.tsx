@@ -26,10 +26,9 @@ export function MailboxRow({ mailbox, current, focusable, onChoose }: Props) {
   const accepts = (event: DragEvent): boolean => event.dataTransfer?.types.includes(messagesType) ?? false;
   return (
     <div
-      class={`mailbox${current ? ' current' : ''}${over ? ' over' : ''}`} role="treeitem" aria-level={2 + mailbox.depth}
+      class={`mailbox${current ? ' current' : ''}${over ? ' over' : ''}`} role="treeitem" aria-level={1 + mailbox.depth}
       aria-selected={current} aria-current={current ? 'true' : undefined} tabIndex={focusable ? 0 : -1}
-      aria-label={badge ? `${mailbox.name}, ${meaning}` : mailbox.name} data-mailbox={mailbox.id}
-      data-anchor={`mailbox:${mailbox.id}`} style={{ paddingInlineStart: 12 + mailbox.depth * 16 }}
+      data-mailbox={mailbox.id} data-anchor={`mailbox:${mailbox.id}`} style={{ paddingInlineStart: 12 + mailbox.depth * 16 }}
       onClick={() => onChoose(mailbox.id)}
       onDragOver={(event) => {
         if (!accepts(event)) return;
@@ -48,7 +47,8 @@ export function MailboxRow({ mailbox, current, focusable, onChoose }: Props) {
     >
       <Icon name={mailbox.image || pictures[mailbox.kind]} />
       <span class="mailbox-name">{mailbox.name}</span>
-      {badge && <span class={`mailbox-badge${mailbox.kind === 'inbox' ? ' strong' : ''}`}>{badge}</span>}
+      {badge && <span class={`mailbox-badge${mailbox.kind === 'inbox' ? ' strong' : ''}`} aria-hidden="true">{badge}</span>}
+      {badge && <span class="visually-hidden">{meaning}</span>}
     </div>
   );
 }

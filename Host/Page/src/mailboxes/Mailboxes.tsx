@@ -1,5 +1,5 @@
-// The list of accounts and their mailboxes, as a tree that the arrow keys walk through. Messages can be dropped on it.
-import { useRef } from 'preact/hooks';
+// The list of accounts and their mailboxes, a tree for each, through which the arrow keys walk. Messages can be dropped on it.
+import { useId, useRef } from 'preact/hooks';
 import { act } from '../actions';
 import { useStore } from '../base/Store';
 import type { AccountModel } from '../protocol';
@@ -15,12 +15,12 @@ function choose(id: string): void {
 export function Mailboxes() {
   const accounts = useStore(host, (model) => model.accounts);
   const current = useStore(host, (model) => model.list.mailbox);
-  const tree = useRef<HTMLDivElement>(null);
+  const trees = useRef<HTMLDivElement>(null);
   const all = accounts.flatMap((account) => account.mailboxes);
   const focusable = all.some((mailbox) => mailbox.id === current) ? current : all[0]?.id;
 
   const onKeyDown = (event: KeyboardEvent): void => {
-    const rows = [...(tree.current?.querySelectorAll<HTMLElement>('[role="treeitem"][data-mailbox]') ?? [])];
+    const rows = [...(trees.current?.querySelectorAll<HTMLElement>('[role="treeitem"][data-mailbox]') ?? [])];
     const at = rows.indexOf(document.activeElement as HTMLElement);
     if (at < 0) return;
     let next = at;
@@ -36,7 +36,7 @@ export function Mailboxes() {
 
   return (
     <nav class="pane mailboxes" aria-label="Mailboxes" data-pane="mailboxes" data-part>
-      <div ref={tree} role="tree" aria-label="Mailboxes" onKeyDown={onKeyDown}>
+      <div ref={trees} class="trees" onKeyDown={onKeyDown}>
         {accounts.map((account) => (
           <Account key={account.id} account={account} current={current} focusable={focusable} single={accounts.length === 1} />
         ))}
@@ -54,10 +54,11 @@ interface AccountProps {
 }
 
 function Account({ account, current, focusable, single }: AccountProps) {
+  const name = useId();
   return (
-    <div class="account" role="treeitem" aria-expanded="true" aria-level={1} aria-selected={false} aria-label={account.name}>
-      <h2 class={`account-name${single ? ' visually-hidden' : ''}`} title={account.address}>{account.name}</h2>
-      <div role="group">
+    <div class="account">
+      <h2 id={name} class={`account-name${single ? ' visually-hidden' : ''}`} title={account.address}>{account.name}</h2>
+      <div role="tree" aria-labelledby={name}>
         {account.mailboxes.map((mailbox) => (
           <MailboxRow
             key={mailbox.id} mailbox={mailbox} current={mailbox.id === current} focusable={mailbox.id === focusable}

@@ -26,12 +26,12 @@ export function Dialog({ title, wide, onClose, children }: Props) {
           onClose();
         }}
       >
-        <header class="dialog-header">
+        <div class="dialog-header">
           <h2 id={heading}>{title}</h2>
           <button type="button" class="plain-button" aria-label="Close" onClick={onClose}>
             <Icon name="close" size={16} />
           </button>
-        </header>
+        </div>
         {children}
       </div>
     </div>

@@ -38,12 +38,12 @@ function Panel() {
           close();
         }}
       >
-        <header class="dialog-header" data-anchor="title:preferences">
+        <div class="dialog-header" data-anchor="title:preferences">
           <h2 id={title}>Preferences</h2>
           <button type="button" class="plain-button" aria-label="Close the preferences" onClick={close}>
             <Icon name="close" size={16} />
           </button>
-        </header>
+        </div>
         <div class="preferences-body">
           <div class="modules" role="tablist" aria-label="Parts of the preferences" aria-orientation="vertical" onKeyDown={onTabKey}>
             {modules.map((module) => (

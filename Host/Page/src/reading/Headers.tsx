@@ -45,7 +45,7 @@ function People({ label, people }: { label: string; people: string[] }) {
               onClick={() => act('compose.new', { to: [person] })}
             >
               {all && name ? `${name} <${address}>` : name || address}
-              {index < people.length - 1 ? ',' : ''}
+              {index < shown.length - 1 ? ',' : ''}
             </button>
           );
         })}

@@ -54,21 +54,26 @@ export function Message({ message }: { message: MessageModel }) {
           </div>
         )}
         {message.attachments.length > 0 && <Attachments id={message.id} attachments={message.attachments} />}
-        {body !== null && body.remoteBlocked > 0 && !remote && (
-          <div class="note remote-note">
-            <Icon name="image" />
-            <p>
-              {body.remoteBlocked === 1 ? '1 picture was' : `${body.remoteBlocked} pictures were`} held back, so that the
-              sender does not learn that you read this.
-            </p>
-            <button type="button" class="small-button" onClick={() => setRemote(true)}>Load pictures</button>
-          </div>
+        {body !== null && body.remoteBlocked > 0 && (
+          <HeldBack count={body.remoteBlocked} tried={remote} onLoad={() => setRemote(true)} />
         )}
       </div>
       {failure && <Note kind="warning" text={failure} />}
       {body && <BodyFrame body={body} subject={message.subject} />}
       {!body && !failure && <p class="body-loading" role="status">Loading…</p>}
     </article>
+  );
+}
+
+function HeldBack({ count, tried, onLoad }: { count: number; tried: boolean; onLoad(): void }) {
+  const pictures = count === 1 ? '1 picture' : `${count} pictures`;
+  if (tried) return <Note kind="info" text={`${pictures} could not be loaded.`} />;
+  return (
+    <div class="note remote-note">
+      <Icon name="image" />
+      <p>{pictures} held back, so that the sender does not learn that you read this.</p>
+      <button type="button" class="small-button" onClick={onLoad}>Load pictures</button>
+    </div>
   );
 }
 

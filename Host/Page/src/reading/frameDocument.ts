@@ -12,7 +12,7 @@ const styles = `
   html { height: 100%; scrollbar-width: thin; }
   body { margin: 0; padding: 18px 28px 40px; font: 15px/1.55 system-ui, -apple-system, "Segoe UI", "Noto Sans", sans-serif;
     overflow-wrap: anywhere; position: relative; min-height: calc(100% - 58px); }
-  @media (max-width: 520px) { body { padding: 14px 16px 32px; } }
+  @media (max-width: 420px) { body { padding: 14px 16px 32px; } }
   :root { color-scheme: light; background: #fff; color: #22211f; }
   :root.plain { background: #fdfcfa; }
   a { color: #175057; }
@@ -23,6 +23,7 @@ const styles = `
   blockquote { margin: .6em 0; padding: 0 0 0 1em; border-left: 2px solid #b9c9c7; color: #55605f; }
   .qs-real-host { font: 600 .8em/1 system-ui, sans-serif; color: #8a2d22; background: #fbeae6; border-radius: 3px;
     padding: 0 .25em; white-space: nowrap; }
+  body > :first-child { margin-top: 0; }
   #qs-pages { position: absolute; inset: 0; overflow: clip; pointer-events: none; z-index: -1; }
   #qs-pages i { position: absolute; width: 1px; height: 1px; }
   @media (prefers-color-scheme: dark) {

@@ -7,6 +7,11 @@ const forbiddenTags = [
   'script', 'object', 'embed', 'form', 'base', 'meta', 'link', 'svg', 'math', 'template', 'iframe', 'frame', 'frameset',
   'input', 'button', 'select', 'option', 'textarea', 'dialog', 'audio', 'video', 'source', 'track', 'portal', 'noscript',
 ];
+// The expression is held against the values of nearly all attributes, so besides the schemes it must let through what is
+// no address at all: the last two alternatives.
+const frameValues = /^(?:(?:https?|mailto):|data:image\/|[^a-z]|[a-z+.-]+(?:[^a-z+.:-]|$))/i;
+const editorValues = /^(?:(?:https?|mailto|blob):|data:image\/|[^a-z]|[a-z+.-]+(?:[^a-z+.:-]|$))/i;
+
 const forbiddenAttributes = ['srcset', 'ping', 'download', 'formaction', 'autofocus', 'contenteditable', 'accesskey'];
 
 /** Markup for the frame of a displayed message. */
@@ -16,7 +21,7 @@ export function forFrame(html: string): string {
     FORBID_TAGS: forbiddenTags,
     FORBID_ATTR: forbiddenAttributes,
     ALLOW_DATA_ATTR: false,
-    ALLOWED_URI_REGEXP: /^(?:https?:|mailto:|data:image\/(?:png|gif|jpe?g|webp|bmp|avif);|#)/i,
+    ALLOWED_URI_REGEXP: frameValues,
     FORCE_BODY: true, // keeps style elements at the start
     RETURN_DOM: true,
   }) as HTMLElement;
@@ -47,12 +52,20 @@ function rewriteLink(link: Element): void {
 
 /** A fragment for the message editor: quoted mail keeps its looks, everything that acts goes. */
 export function forEditor(html: string): DocumentFragment {
-  return DOMPurify.sanitize(html, {
+  const fragment = DOMPurify.sanitize(html, {
     USE_PROFILES: { html: true },
     FORBID_TAGS: [...forbiddenTags, 'style'],
     FORBID_ATTR: [...forbiddenAttributes, 'id', 'name'],
     ALLOW_DATA_ATTR: true, // marks that plug-ins left in the text
-    ALLOWED_URI_REGEXP: /^(?:https?:|mailto:|blob:|data:image\/(?:png|gif|jpe?g|webp|bmp|avif);|#)/i,
+    ALLOWED_URI_REGEXP: editorValues,
     RETURN_DOM_FRAGMENT: true,
   });
+  for (const picture of fragment.querySelectorAll('img')) {
+    if (!picture.hasAttribute('alt')) picture.setAttribute('alt', '');
+    // An address without a scheme would be one of ours.
+    if (!/^(?:https?|blob|data):/i.test(picture.getAttribute('src') ?? '')) picture.removeAttribute('src');
+  }
+  for (const link of fragment.querySelectorAll('a[href]'))
+    if (!/^(?:https?:|mailto:|#)/i.test(link.getAttribute('href') ?? '')) link.removeAttribute('href');
+  return fragment;
 }

@@ -1,0 +1,53 @@
+// A preferences pane with every kind of control, a sheet, and the extra rows of a compose window.
+const control = (id, kind, label, value, more = {}) => ({ id, kind, label, value, enabled: true, ...more });
+const option = (title, value = title) => ({ title, value });
+
+export const sendingPane = () => ({
+  identifier: 'sending', title: 'Sending', buttons: [],
+  groups: [
+    {
+      title: 'Undo', note: 'During that time every message waits in the outbox and can be taken back.',
+      controls: [
+        control('delay', 'checkBox', 'Delay outgoing messages', true),
+        control('seconds', 'number', 'Delay', 30, { minimum: 5, maximum: 600, step: 5, unit: 'seconds' }),
+        control('mode', 'segmented', 'After sending', 'next', { options: [option('Show next', 'next'), option('Stay', 'stay'), option('Go back', 'back')] }),
+      ],
+    },
+    {
+      title: 'Schedule',
+      controls: [
+        control('morning', 'timeOfDay', 'Morning', { $date: 1795334400 }),
+        control('next', 'dateTime', 'Next delivery', { $date: 1795338000 }),
+        control('account', 'popUp', 'Account', 'work', { options: [option('Work', 'work'), { title: '', value: null, separator: true }, option('Home', 'home')] }),
+        control('shortcut', 'shortcut', 'Send later', { characters: 'l', modifierFlags: (1 << 20) | (1 << 19) }),
+      ],
+    },
+    {
+      title: 'Forgotten attachments',
+      controls: [
+        control('words', 'textList', 'Warn about', ['attached', 'enclosed', 'see the file'], { placeholder: 'Another word' }),
+        control('name', 'textField', 'Signature', 'Charles', { placeholder: 'None' }),
+        control('key', 'secret', 'Key', null, { placeholder: 'Not shown' }),
+        control('line', 'separator', '', null),
+        control('told', 'text', 'State', 'Checked a minute ago.'),
+        control('check', 'button', 'Check now', null),
+      ],
+    },
+  ],
+});
+
+export const generalPane = () => ({
+  identifier: 'general', title: 'General', buttons: [],
+  groups: [{ title: 'Reading', controls: [control('photos', 'checkBox', 'Show pictures of people', false), control('size', 'popUp', 'Text size', 'medium', { options: [option('Small', 'small'), option('Medium', 'medium'), option('Large', 'large')] })] }],
+});
+
+export const scheduleSheet = () => ({
+  identifier: 'schedule', title: 'Send this message later', message: 'It waits in the outbox until then.',
+  groups: [{ title: '', controls: [control('date', 'dateTime', 'Send at', { $date: 1795338000 }), control('repeat', 'checkBox', 'Also remind me if nobody answers', true)] }],
+  buttons: [{ title: 'Cancel', isCancel: true }, { title: 'Schedule', isDefault: true }],
+});
+
+export const composeRows = () => [
+  { identifier: 'signature', place: 'subject', controls: [control('signature', 'popUp', '', 'short', { toolTip: 'Signature', options: [option('Short', 'short'), option('Long', 'long'), option('None', '')] })] },
+  { identifier: 'tracking', place: 'content', controls: [control('track', 'checkBox', 'Track', false), control('follow', 'checkBox', 'Follow up', true), control('when', 'popUp', '', '3', { toolTip: 'Follow up when', options: [option('In 3 days', '3'), option('In a week', '7')] }), control('emoji', 'button', 'Emoji', null)] },
+];

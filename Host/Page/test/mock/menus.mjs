@@ -1,0 +1,52 @@
+// The menus and toolbars of the mock host.
+const line = { title: '', separator: true };
+const item = (title, key, modifiers, more = {}) => ({ title, enabled: true, ...(key ? { key, modifiers } : {}), ...more });
+const both = ['option', 'command'];
+
+function numbered(items, prefix = '') {
+  return items.map((each, index) => ({
+    ...each, id: `${prefix}${index}`,
+    ...(each.submenu ? { submenu: numbered(each.submenu, `${prefix}${index}.`) } : {}),
+  }));
+}
+
+const flags = ['Red', 'Orange', 'Yellow', 'Green', 'Blue', 'Purple', 'Grey'].map((name, index) => item(name, '', [], { state: index === 0 ? 1 : 0 }));
+const snooze = ['Later today', 'Tomorrow', 'This weekend', 'Next week'].map((name) => item(name));
+
+export const mainMenu = numbered([
+  item('Mail', '', [], { submenu: [item('About this program'), line, item('Preferences…', ',', ['command']), line, item('Quit', 'q', both)] }),
+  item('File', '', [], { submenu: [item('New Message', 'n', both), item('New Mailbox…'), line, item('Open', 'o', both), item('Save Draft', 's', ['command'], { enabled: false }), line, item('Print…', 'p', both)] }),
+  item('Edit', '', [], { submenu: [item('Undo Move', 'z', both), item('Select All Messages'), line, item('Find…', 'f', ['shift', 'command'])] }),
+  item('View', '', [], { submenu: [item('Next Message', 'ArrowDown', ['option']), item('Previous Message', 'ArrowUp', ['option']), line, item('Message Source', 'u', both)] }),
+  item('Mailbox', '', [], { submenu: [item('Get New Mail', 'm', both), line, item('Mark All as Read')] }),
+  item('Message', '', [], {
+    submenu: [
+      item('Send', 'Enter', ['command'], { enabled: false }), line, item('Reply', 'r', both), item('Reply All', 'r', ['shift', ...both]), item('Forward', 'f', both), line,
+      item('Snooze', '', [], { submenu: snooze }), item('Flag', '', [], { submenu: flags }), line,
+      item('Archive', 'a', both), item('Junk', 'j', both), item('Move to Trash', 'Delete', []),
+    ],
+  }),
+  item('Window', '', [], { submenu: [item('Message Viewer', '0', both)] }),
+  item('Help', '', [], { submenu: [item('Keyboard Shortcuts')] }),
+]);
+
+export const contextMenu = numbered([
+  item('Open'), line, item('Reply'), item('Reply All'), item('Forward'), line, item('Mark as Unread'),
+  item('Flag', '', [], { submenu: flags }), item('Snooze', '', [], { submenu: snooze }), line, item('Archive'), item('Junk'), item('Move to Trash'),
+]);
+
+const tool = (identifier, label, image, more = {}) => ({ kind: 'item', identifier, label, image, toolTip: label, enabled: true, ...more });
+const space = { kind: 'space', identifier: 'NSToolbarSpaceItem', label: '', toolTip: '', image: '', enabled: true };
+const flexible = { ...space, kind: 'flexibleSpace', identifier: 'NSToolbarFlexibleSpaceItem' };
+
+export const viewerToolbar = [
+  tool('showComposeWindow:', 'New', 'compose'), tool('replyMessage:', 'Reply', 'reply'), tool('replyAllMessage:', 'Reply All', 'replyAll'),
+  tool('forwardMessage:', 'Forward', 'forward'), space, tool('Snooze', 'Snooze', 'plugin:TB_Snooze1', { menu: numbered(snooze), toolTip: 'Snooze message.' }),
+  tool('archiveMessages:', 'Archive', 'archive'), tool('junkMessages:', 'Junk', 'junk', { enabled: false }), tool('deleteMessages:', 'Trash', 'trash'),
+  tool('FlaggedStatus', 'Flag', 'flag', { menu: numbered(flags) }), flexible, tool('checkNewMail:', 'Get Mail', 'getMail'),
+];
+
+export const composeToolbar = [
+  tool('send:', 'Send', 'send'), tool('SendLater', 'Schedule', 'plugin:TB_SendLaterTemplate', { toolTip: 'Schedule this email to be sent later.' }),
+  space, tool('insertFile:', 'Attach', 'attach'), tool('orderFrontCharacterPalette:', 'Symbols', 'emoji'),
+];
