@@ -42,15 +42,15 @@ void addMissingAttributes(HtmlTreeNode& node, HtmlToken& token) {
 
 void HtmlTreeBuilder::buildDocument(HtmlTree& tree, std::string_view html) {
     HtmlTreeBuilder builder(tree);
-    builder.open_.push_back({&tree.root()});
-    builder.open_.push_back({&tree.head()});
+    builder.open_.push_back({&tree.root(), htmlTraits("html")});
+    builder.open_.push_back({&tree.head(), htmlTraits("head")});
     builder.inHead_ = true;
     builder.run(html);
 }
 
 void HtmlTreeBuilder::buildFragment(HtmlTreeNode& element, std::string_view html) {
     HtmlTreeBuilder builder(*element.tree);
-    builder.open_.push_back({&element});
+    builder.open_.push_back({&element, htmlTraits(element.text)});
     builder.run(html);
 }
 
@@ -77,7 +77,7 @@ void HtmlTreeBuilder::run(std::string_view html) {
 void HtmlTreeBuilder::enterBody() {
     if (!inHead_) return;
     inHead_ = false;
-    open_.back() = {&tree_.body()};
+    open_.back() = {&tree_.body(), htmlTraits("body")};
 }
 
 void HtmlTreeBuilder::text(std::string_view text) {
@@ -148,7 +148,7 @@ void HtmlTreeBuilder::closeForStart(const HtmlToken& token) {
                 popTo(i);
                 break;
             }
-            if ((htmlTraits(other) & kSpecial) && !isOneOf(other, {"address", "div", "p"})) break;
+            if ((open_[i].traits & kSpecial) && !isOneOf(other, {"address", "div", "p"})) break;
         }
     }
     if (traits & kClosesParagraph) closeParagraph();
@@ -209,7 +209,7 @@ void HtmlTreeBuilder::end(const HtmlToken& token) {
         if (name == "head" || name == "br" || name == "p") enterBody();
         if (name == "head" || inHead_) return;
     }
-    if (isOneOf(name, {"html", "head", "body"})) return;
+    if (isOneOf(name, {"html", "head", "body"}) || endsTooDeep(name)) return;
     if (name == "br" || (name == "p" && find("p", kScope, "button") == kNone)) {
         HtmlToken implied;
         implied.name = name;
@@ -231,7 +231,7 @@ void HtmlTreeBuilder::endOther(const HtmlToken& token) {
         if (open != kNone) popTo(open);
     } else if (traits & kHeading) {
         for (std::size_t i = open_.size(); i-- > 1;) {
-            const unsigned other = htmlTraits(open_[i].node->text);
+            const unsigned other = open_[i].traits;
             if (other & kHeading) return popTo(i);
             if (other & kScope) return;
         }
@@ -261,7 +261,7 @@ void HtmlTreeBuilder::endFormatting(const HtmlToken& token) {
     const std::size_t open = find(token.name, kScope);
     if (open == kNone) return;
     const bool holdsBlock = std::any_of(open_.begin() + static_cast<std::ptrdiff_t>(open) + 1, open_.end(),
-                                        [](const Open& o) { return (htmlTraits(o.node->text) & kSpecial) != 0; });
+                                        [](const Open& o) { return (o.traits & kSpecial) != 0; });
     if (holdsBlock) {
         open_[open].closesWithContent = true;
         return;
@@ -315,10 +315,24 @@ void HtmlTreeBuilder::leaveForeign(std::string_view name) {
 }
 
 void HtmlTreeBuilder::push(HtmlTreeNode& node) {
-    if (open_.size() >= kDeepest) return;
+    if (open_.size() >= kDeepest) {
+        tooDeep_.push_back(node.text);
+        return;
+    }
     if (isForeignRoot(node.text)) ++foreign_;
-    open_.push_back({&node});
+    open_.push_back({&node, htmlTraits(node.text)});
     if (isOneOf(node.text, {"td", "th", "caption"})) open_.back().outerFormatting.swap(formatting_);
+}
+
+// The end tag of an element that was too deep to hold anything ends nothing else.
+bool HtmlTreeBuilder::endsTooDeep(std::string_view name) {
+    constexpr std::size_t kFarthest = 16;
+    for (std::size_t i = tooDeep_.size(), seen = 0; i-- > 0 && seen < kFarthest; ++seen) {
+        if (tooDeep_[i] != name) continue;
+        tooDeep_.resize(i);
+        return true;
+    }
+    return false;
 }
 
 void HtmlTreeBuilder::pushImplied(std::string_view name) {
@@ -333,6 +347,7 @@ void HtmlTreeBuilder::pop() {
     if (isForeignRoot(top.node->text)) --foreign_;
     if (isOneOf(top.node->text, {"td", "th", "caption"})) formatting_.swap(top.outerFormatting);
     open_.pop_back();
+    tooDeep_.clear();
     if (open_.size() > 1 && open_.back().closesWithContent) pop();
 }
 
@@ -343,7 +358,7 @@ void HtmlTreeBuilder::popTo(std::size_t index) {
         const bool isBoundary = isOneOf(top.node->text, {"td", "th", "caption"});
         if (isBoundary)
             carried.clear();
-        else if ((htmlTraits(top.node->text) & kFormatting) && !top.closesWithContent)
+        else if ((top.traits & kFormatting) && !top.closesWithContent)
             carried.push_back(top.node);
         pop();
     }
@@ -363,7 +378,7 @@ std::size_t HtmlTreeBuilder::find(std::string_view name, unsigned shield, std::s
     for (std::size_t i = open_.size(); i-- > 1;) {
         const std::string_view other = open_[i].node->text;
         if (other == name) return i;
-        if ((htmlTraits(other) & shield) || (!extraShield.empty() && other == extraShield)) return kNone;
+        if ((open_[i].traits & shield) || (!extraShield.empty() && other == extraShield)) return kNone;
     }
     return kNone;
 }

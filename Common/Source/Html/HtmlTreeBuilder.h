@@ -6,6 +6,7 @@
 // text is kept and the tags are not.
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -28,6 +29,7 @@ private:
     // An element that is not closed yet.
     struct Open {
         HtmlTreeNode* node = nullptr;
+        unsigned traits = 0;
         bool closesWithContent = false;  // its end tag came while a block inside was still open
         std::vector<HtmlTreeNode*> outerFormatting;
     };
@@ -54,6 +56,7 @@ private:
     HtmlTreeNode& insert(HtmlTreeNode& node);
     HtmlTreeNode* insertElement(HtmlToken& token);  // null when the limit of nodes is reached
     void push(HtmlTreeNode& node);
+    bool endsTooDeep(std::string_view name);
     void pushImplied(std::string_view name);
     void pop();
     void popTo(std::size_t index);  // this one too; formatting elements are carried on
@@ -71,7 +74,8 @@ private:
     std::vector<HtmlTreeNode*> formatting_;  // closed too early, to be carried on with the next content
     bool inHead_ = false;
     bool dropsLineEnd_ = false;
-    int foreign_ = 0;  // open svg and math elements
+    int foreign_ = 0;                   // open svg and math elements
+    std::vector<std::string> tooDeep_;  // names of elements that were left empty at the limit of depth
 };
 
 }  // namespace qs
