@@ -1,10 +1,10 @@
 // The mail program without its face: accounts, library, outbox and delivery, over one data folder.
 //
 //   <data>/Accounts.plist                     who sends and receives (AccountBook)
-//   <data>/Mail/<account>/                    a Maildir++ tree: the inbox, .Drafts .Outbox .Sent .Archive .Junk .Trash, own
-//   <data>/Mail/<account>/.Outbox/claimed/    messages that a delivery has taken; not listed
-//   <data>/Library.sqlite                     an index of headers and flags; derived, rebuilt when missing or damaged
-//   <data>/Deliveries/<unique>.journal        stages of deliveries under way (DeliveryJournal)
+//   <data>/Mail/<account>/                    a Maildir++ tree: the inbox, .Drafts .Outbox .Sent .Archive .Junk .Trash,
+//   own <data>/Mail/<account>/.Outbox/claimed/    messages that a delivery has taken; not listed <data>/Library.sqlite
+//   an index of headers and flags; derived, rebuilt when missing or damaged <data>/Deliveries/<unique>.journal stages
+//   of deliveries under way (DeliveryJournal)
 //
 // Made and destroyed on the main thread. Opening blocks until the index knows every mailbox's files.
 #pragma once
@@ -26,6 +26,9 @@ class MailLibrary;
 struct EngineOptions {
     std::filesystem::path dataFolder;
     FileSystem* files = nullptr;  // null: the real one
+    // Changes of other programs in the mail folders are taken up as they happen. Without, MailLibrary::rescan() does
+    // it.
+    bool watchFolders = true;
 };
 
 class MailEngine {
@@ -52,7 +55,6 @@ private:
     std::shared_ptr<AccountBook> accounts_;
     std::shared_ptr<MailLibrary> library_;
     std::shared_ptr<DeliveryService> deliveries_;
-    std::vector<std::string> notices_;
 };
 
 }  // namespace qs

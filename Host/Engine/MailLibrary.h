@@ -49,7 +49,7 @@ struct MessageSummary {
     std::string messageID, uniqueID, from, to, subject, snippet;
     Date received, sent;
     MessageFlags flags;
-    int attachments = 0;
+    int attachments = 0, priority = 3;
     std::uint64_t size = 0;
     std::string damage;  // a sentence when the message can be read only in part or not at all; else empty
 };

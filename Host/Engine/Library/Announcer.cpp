@@ -1,0 +1,92 @@
+#include "Library/Announcer.h"
+
+#include "Foundation/Log.h"
+#include "Foundation/NotificationCenter.h"
+#include "Foundation/RunLoop.h"
+#include "Mail/Library.h"
+#include "MailLibrary.h"
+#include "Platform.h"
+
+namespace qs {
+
+namespace {
+
+// Objects of that many messages live at a time while arrivals are told.
+constexpr std::size_t kMostAtOnce = 500;
+
+}  // namespace
+
+Announcer::Announcer(std::shared_ptr<LibraryStore> store,
+                     std::function<std::shared_ptr<Message>(std::int64_t id)> messageFor)
+    : store_(std::move(store)), messageFor_(std::move(messageFor)) {}
+
+void Announcer::mailboxChanged(const std::string& identifier) {
+    const std::lock_guard hold(lock_);
+    changed_.insert(identifier);
+    schedule();
+}
+
+void Announcer::messageArrived(std::int64_t id, bool duringOpen) {
+    const std::lock_guard hold(lock_);
+    const bool fits =
+        !arrivals_.empty() && arrivals_.back().duringOpen == duringOpen && arrivals_.back().ids.size() < kMostAtOnce;
+    if (!fits) arrivals_.push_back({{}, duringOpen});
+    arrivals_.back().ids.push_back(id);
+    schedule();
+}
+
+void Announcer::stop() {
+    const std::lock_guard hold(lock_);
+    isStopped_ = true;
+    messageFor_ = nullptr;
+}
+
+void Announcer::schedule() {
+    RunLoop* const loop = RunLoop::mainIfInstalled();
+    if (isScheduled_ || isStopped_ || !loop) return;
+    isScheduled_ = true;
+    loop->post([self = weak_from_this()] {
+        if (const auto announcer = self.lock()) announcer->tell();
+    });
+}
+
+void Announcer::tell() {
+    std::set<std::string> changed;
+    Arrivals arrivals;
+    {
+        const std::lock_guard hold(lock_);
+        isScheduled_ = false;
+        if (isStopped_) return;
+        changed.swap(changed_);
+        if (!arrivals_.empty()) {
+            arrivals = std::move(arrivals_.front());
+            arrivals_.erase(arrivals_.begin());
+        }
+        if (!arrivals_.empty()) schedule();
+    }
+    // First those who act on new mail, so that the lists are then drawn with what they made of it.
+    if (!arrivals.ids.empty()) tellArrivals(arrivals);
+    if (changed.empty()) return;
+    Array identifiers;
+    for (const std::string& identifier : changed)
+        identifiers.emplace_back(identifier);
+    NotificationCenter::defaultCenter().post(MailLibraryDidChangeNotification, store_.get(),
+                                             Dictionary{{"mailboxes", std::move(identifiers)}});
+}
+
+void Announcer::tellArrivals(const Arrivals& arrivals) {
+    MessageList added;
+    for (const std::int64_t id : arrivals.ids)
+        if (auto message = messageFor_(id)) added.push_back(std::move(message));
+    if (added.empty()) return;
+    try {
+        if (osMinor() == 10)
+            library_store::messagesWereAddedConversations(store_, added, {}, arrivals.duringOpen, 0);
+        else
+            library_store::messagesWereAdded(store_, added, {}, arrivals.duringOpen, 0);
+    } catch (const std::exception& exception) {
+        logError("telling of new messages: " + std::string(exception.what()));
+    }
+}
+
+}  // namespace qs

@@ -1,0 +1,46 @@
+// Tells on the main thread what changed in the library, coalesced per turn of the run loop. Without a run loop nothing
+// is told. Safe from every thread.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace qs {
+
+class LibraryStore;
+class Message;
+
+class Announcer : public std::enable_shared_from_this<Announcer> {
+public:
+    // `messageFor` answers null for a message that is gone again.
+    Announcer(std::shared_ptr<LibraryStore> store, std::function<std::shared_ptr<Message>(std::int64_t id)> messageFor);
+
+    void mailboxChanged(const std::string& identifier);
+    void messageArrived(std::int64_t id, bool duringOpen);
+    // Nothing is told any more; `messageFor` is not called after this returns. Main thread.
+    void stop();
+
+private:
+    struct Arrivals {
+        std::vector<std::int64_t> ids;
+        bool duringOpen = false;
+    };
+
+    void schedule();  // under the lock
+    void tell();
+    void tellArrivals(const Arrivals& arrivals);
+
+    const std::shared_ptr<LibraryStore> store_;
+    std::function<std::shared_ptr<Message>(std::int64_t)> messageFor_;
+    std::mutex lock_;
+    std::set<std::string> changed_;
+    std::vector<Arrivals> arrivals_;  // in order, those of one kind together, none too long
+    bool isScheduled_ = false, isStopped_ = false;
+};
+
+}  // namespace qs

@@ -1,0 +1,171 @@
+#include "Library/Index.h"
+
+#include <cerrno>
+
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+
+namespace qs {
+
+namespace {
+
+constexpr std::int64_t kVersion = 1;
+constexpr int kWriterCache = 8000, kReaderCache = 2000;  // kilobytes
+constexpr std::size_t kIdleReaders = 4;
+
+// Numbers of mailboxes and messages are made from their names (IndexTables.h), so that they outlive the file. `seq` is
+// the row's own number: it only grows, as the index of words needs it to.
+constexpr const char* kSchema = R"(
+CREATE TABLE mailboxes(
+    number INTEGER PRIMARY KEY, identifier TEXT NOT NULL UNIQUE, account TEXT NOT NULL,
+    total INTEGER NOT NULL DEFAULT 0, unread INTEGER NOT NULL DEFAULT 0,
+    cur_changed REAL NOT NULL DEFAULT 0, new_changed REAL NOT NULL DEFAULT 0);
+CREATE TABLE messages(
+    seq INTEGER PRIMARY KEY AUTOINCREMENT, id INTEGER NOT NULL UNIQUE, mailbox INTEGER NOT NULL,
+    name TEXT NOT NULL, file TEXT NOT NULL, flags INTEGER NOT NULL,
+    message_id TEXT NOT NULL, unique_id TEXT NOT NULL,
+    sender TEXT NOT NULL, recipients TEXT NOT NULL, subject TEXT NOT NULL,
+    received REAL NOT NULL, delivered REAL NOT NULL, sent REAL NOT NULL,
+    snippet TEXT NOT NULL, attachments INTEGER NOT NULL, size INTEGER NOT NULL, priority INTEGER NOT NULL,
+    damage TEXT NOT NULL,
+    UNIQUE(mailbox, name));
+CREATE INDEX by_mailbox ON messages(mailbox, received DESC, seq DESC);
+CREATE INDEX by_date ON messages(received DESC, seq DESC);
+CREATE INDEX by_message_id ON messages(message_id) WHERE message_id != '';
+CREATE INDEX by_unique_id ON messages(unique_id) WHERE unique_id != '';
+CREATE INDEX unread ON messages(mailbox, received DESC, seq DESC) WHERE (flags & 1) = 0;
+CREATE VIRTUAL TABLE words USING fts5(
+    subject, sender, recipients, body, tokenize = 'unicode61 remove_diacritics 2', prefix = '2 3');
+CREATE TABLE addresses(
+    number INTEGER PRIMARY KEY, address TEXT NOT NULL UNIQUE, display TEXT NOT NULL,
+    uses INTEGER NOT NULL, last REAL NOT NULL);
+CREATE TABLE address_words(word TEXT NOT NULL, number INTEGER NOT NULL, PRIMARY KEY(word, number)) WITHOUT ROWID;
+
+CREATE TRIGGER message_added AFTER INSERT ON messages BEGIN
+    UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0) WHERE number = new.mailbox;
+END;
+CREATE TRIGGER message_removed AFTER DELETE ON messages BEGIN
+    UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0) WHERE number = old.mailbox;
+    DELETE FROM words WHERE rowid = old.seq;
+END;
+CREATE TRIGGER message_changed AFTER UPDATE OF mailbox, flags ON messages BEGIN
+    UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0) WHERE number = old.mailbox;
+    UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0) WHERE number = new.mailbox;
+END;
+)";
+
+enum class Found { Nothing, Ours, Other };
+
+Found look(Database& database) {
+    if (database.integer("SELECT count(*) FROM sqlite_master") == 0) return Found::Nothing;
+    if (database.integer("PRAGMA user_version") != kVersion) return Found::Other;
+    // Cheap, and touches the tables that everything needs.
+    (void)database.integer("SELECT count(*) FROM mailboxes");
+    (void)database.integer("SELECT id FROM messages ORDER BY received DESC, seq DESC LIMIT 1");
+    return Found::Ours;
+}
+
+void begin(Database& database) {
+    database.runScript("BEGIN IMMEDIATE;" + std::string(kSchema) + "PRAGMA user_version = " + std::to_string(kVersion) +
+                       "; COMMIT;");
+}
+
+}  // namespace
+
+Index::Index(std::filesystem::path file, FileSystem& files, std::vector<std::string>& notices)
+    : file_(std::move(file)), files_(files) {
+    openOrReplace(notices);
+}
+
+Index::~Index() {
+    pool_.clear();  // the writer goes last and tidies up the write-ahead log
+}
+
+void Index::openOrReplace(std::vector<std::string>& notices) {
+    isInMemory_ = false;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        try {
+            writer_ = std::make_unique<Database>(file_, Database::Access::Write, kWriterCache);
+            const Found found = look(*writer_);
+            if (found == Found::Nothing) begin(*writer_);
+            if (found != Found::Other) return;
+            logInfo("the library's index is of another version; making it anew");
+        } catch (const DatabaseFailure& failure) {
+            logWarning("the library's index cannot be used: " + std::string(failure.what()));
+            if (!failure.isDamage()) break;
+            notices.push_back("The library's index was damaged. It was made anew from your mail; nothing is lost.");
+        }
+        setAside();
+    }
+    notices.push_back("The library's index can't be written to the disk, so it is kept in memory until the program "
+                      "ends. Your mail is "
+                      "safe.");
+    writer_ = std::make_unique<Database>("", Database::Access::Write, kWriterCache);
+    begin(*writer_);
+    isInMemory_ = true;
+}
+
+void Index::setAside() {
+    writer_.reset();
+    auto aside = file_;
+    aside += ".damaged";
+    if (const auto moved = files_.rename(file_, aside); !moved && moved.error().code != ENOENT)
+        logError("cannot set the library's index aside: " + moved.error().description);
+    for (const char* side : {"-wal", "-shm"}) {
+        auto other = file_;
+        other += side;
+        if (files_.exists(other)) (void)files_.remove(other);  // useless without the file
+    }
+}
+
+void Index::beginAnew(std::vector<std::string>& notices) {
+    const std::unique_lock life(life_);
+    pool_.clear();
+    notices.push_back("The library's index was damaged. It was made anew from your mail; nothing is lost.");
+    setAside();
+    openOrReplace(notices);
+}
+
+Index::Reading::Reading(Index& index) : index_(index), life_(index.life_) {
+    if (index.isInMemory_) {
+        writer_ = std::unique_lock(index.writing_);
+        database_ = index.writer_.get();
+        return;
+    }
+    {
+        const std::lock_guard hold(index.poolLock_);
+        if (!index.pool_.empty()) {
+            own_ = std::move(index.pool_.back());
+            index.pool_.pop_back();
+        }
+    }
+    if (!own_) own_ = std::make_unique<Database>(index.file_, Database::Access::Read, kReaderCache);
+    database_ = own_.get();
+}
+
+Index::Reading::~Reading() {
+    if (!own_) return;
+    const std::lock_guard hold(index_.poolLock_);
+    if (index_.pool_.size() < kIdleReaders) index_.pool_.push_back(std::move(own_));
+}
+
+Index::Writing::Writing(Index& index) : life_(index.life_), writer_(index.writing_), database_(index.writer_.get()) {
+    database_->runScript("BEGIN IMMEDIATE");
+}
+
+Index::Writing::~Writing() {
+    if (!isOpen_) return;
+    try {
+        database_->runScript("ROLLBACK");
+    } catch (const DatabaseFailure& failure) {
+        // A failure that took the disk away has ended the transaction already.
+        logDebug("rolling back the library's index: " + std::string(failure.what()));
+    }
+}
+
+void Index::Writing::commit() {
+    database_->runScript("COMMIT");
+    isOpen_ = false;
+}
+
+}  // namespace qs

@@ -1,0 +1,204 @@
+#include "Library/IndexTables.h"
+
+#include <openssl/evp.h>
+#include <unicode/uchar.h>
+
+#include <algorithm>
+#include <array>
+
+#include "Library/SearchText.h"
+#include "Maildir/MaildirFlags.h"
+#include "Text/Utf8.h"
+
+namespace qs {
+
+namespace {
+
+constexpr int kNumberBits = 53;
+constexpr std::size_t kLongestAddressWord = 60, kMostAddressWords = 8;
+constexpr const char* kFileColumns = "seq, id, mailbox, name, file, flags, delivered, sent";
+
+std::int64_t numberFrom(const std::string& text) {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned length = 0;
+    if (EVP_Digest(text.data(), text.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1)
+        throw DatabaseFailure("no digest for a name", 0);
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < 8; ++i)
+        number = number << 8 | digest[i];
+    number >>= 64 - kNumberBits;
+    return static_cast<std::int64_t>(std::max<std::uint64_t>(number, 1));
+}
+
+IndexedFile fileFrom(const Query& row) {
+    IndexedFile file{row.integer(0),    row.integer(1),
+                     row.integer(2),    row.text(3),
+                     row.text(4),       static_cast<int>(row.integer(5)),
+                     Date{row.real(6)}, {}};
+    if (row.real(7) > 0) file.sent = Date{row.real(7)};
+    return file;
+}
+
+double shownDate(const IndexedMailbox& mailbox, Date delivered, std::optional<Date> sent) {
+    return (mailbox.showsSendDate ? sent.value_or(delivered) : delivered).secondsSince1970;
+}
+
+// A number that no other message has. Two names with the same number are all but impossible; the later one then gets
+// another, which depends on the order.
+std::int64_t freeNumber(Database& index, std::string_view mailbox, std::string_view name) {
+    for (int attempt = 0;; ++attempt) {
+        const std::int64_t id = messageNumber(mailbox, name, attempt);
+        if (index.integer("SELECT count(*) FROM messages WHERE id = ?", {id}) == 0) return id;
+    }
+}
+
+// The places from which a typed prefix may match: each word of the name with what follows, and the address.
+std::vector<std::string> wordsOf(const MailAddress& address) {
+    std::vector<std::string> words{foldedCase(address.address).substr(0, kLongestAddressWord)};
+    const std::string name = foldedCase(address.name);
+    bool isInWord = false;
+    for (std::size_t i = 0; i < name.size() && words.size() < kMostAddressWords;) {
+        const std::string_view rest = std::string_view(name).substr(i);
+        const bool isLetter = u_isalnum(static_cast<UChar32>(firstUtf8Character(rest))) != 0;
+        if (isLetter && !isInWord) words.push_back(singleLine(rest, kLongestAddressWord));
+        isInWord = isLetter;
+        i += std::max<std::size_t>(utf8CharacterLength(rest), 1);
+    }
+    return words;
+}
+
+void rememberAddress(Database& index, const MailAddress& address, double when) {
+    if (!isDeliverableAddress(address.address)) return;
+    const std::string key = foldedCase(address.address);
+    const bool isKnown = index.integer("SELECT count(*) FROM addresses WHERE address = ?", {key}) != 0;
+    index.run("INSERT INTO addresses(address, display, uses, last) VALUES(?1, ?2, 1, ?3) "
+              "ON CONFLICT(address) DO UPDATE SET uses = uses + 1, "
+              "display = CASE WHEN ?3 >= last AND ?4 THEN ?2 ELSE display END, last = max(last, ?3)",
+              {key, address.display(), when, std::int64_t{address.name.empty() ? 0 : 1}});
+    if (isKnown && address.name.empty()) return;
+    const std::int64_t number = index.integer("SELECT number FROM addresses WHERE address = ?", {key});
+    for (const std::string& word : wordsOf(address))
+        index.run("INSERT OR IGNORE INTO address_words(word, number) VALUES(?, ?)", {word, number});
+}
+
+}  // namespace
+
+std::int64_t mailboxNumber(std::string_view identifier) { return numberFrom("mailbox\n" + std::string(identifier)); }
+
+std::int64_t messageNumber(std::string_view mailboxIdentifier, std::string_view unique, int attempt) {
+    std::string text = std::string(mailboxIdentifier) + "\n" + std::string(unique);
+    if (attempt > 0) text += "\n" + std::to_string(attempt);
+    return numberFrom(text);
+}
+
+namespace tables {
+
+void putMailbox(Database& index, const IndexedMailbox& mailbox, std::string_view account) {
+    index.run("INSERT OR IGNORE INTO mailboxes(number, identifier, account) VALUES(?, ?, ?)",
+              {mailbox.number, mailbox.identifier, std::string(account)});
+}
+
+void removeMailbox(Database& index, std::int64_t number) {
+    index.run("DELETE FROM messages WHERE mailbox = ?", {number});
+    index.run("DELETE FROM mailboxes WHERE number = ?", {number});
+}
+
+void keepOnlyMailboxes(Database& index, const std::vector<std::int64_t>& numbers) {
+    std::vector<std::int64_t> gone;
+    for (Query row = index.query("SELECT number FROM mailboxes"); row.step();)
+        if (std::find(numbers.begin(), numbers.end(), row.integer()) == numbers.end()) gone.push_back(row.integer());
+    for (const std::int64_t number : gone)
+        removeMailbox(index, number);
+}
+
+Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::string& name, const std::string& file,
+                int flags, Date delivered, std::uint64_t size, const MessageFacts& facts) {
+    if (auto known = findByName(index, mailbox.number, name)) return {std::move(*known), false};
+    const std::int64_t id = freeNumber(index, mailbox.identifier, name);
+    const double shown = shownDate(mailbox, delivered, facts.sent);
+    const double sent = facts.sent.value_or(Date{}).secondsSince1970;
+    index.run("INSERT INTO messages(id, mailbox, name, file, flags, message_id, unique_id, sender, recipients, "
+              "subject, received, delivered, sent, snippet, attachments, size, priority, damage) "
+              "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+              {id, mailbox.number, name, file, std::int64_t{flags}, facts.messageID, facts.uniqueID, facts.sender,
+               facts.recipients, facts.subject, shown, delivered.secondsSince1970, sent, facts.snippet,
+               std::int64_t{facts.attachments}, static_cast<std::int64_t>(size), std::int64_t{facts.priority},
+               facts.damage});
+    const std::int64_t seq = index.integer("SELECT last_insert_rowid()");
+    index.run("INSERT INTO words(rowid, subject, sender, recipients, body) VALUES(?, ?, ?, ?, ?)",
+              {seq, facts.subject, facts.sender, facts.allRecipients, facts.body});
+    if (mailbox.remembersAddresses)
+        for (const MailAddress& each : facts.correspondents)
+            rememberAddress(index, each, delivered.secondsSince1970);
+    return {{seq, id, mailbox.number, name, file, flags, delivered, facts.sent}, true};
+}
+
+void setFile(Database& index, std::int64_t seq, const std::string& file, int flags) {
+    index.run("UPDATE messages SET file = ?, flags = ? WHERE seq = ?", {file, std::int64_t{flags}, seq});
+}
+
+std::int64_t setMailbox(Database& index, const IndexedFile& row, const IndexedMailbox& to, const std::string& name,
+                        const std::string& file, int flags) {
+    const std::int64_t id = freeNumber(index, to.identifier, name);
+    index.run("UPDATE messages SET id = ?, mailbox = ?, name = ?, file = ?, flags = ?, received = ? WHERE seq = ?",
+              {id, to.number, name, file, std::int64_t{flags}, shownDate(to, row.delivered, row.sent), row.seq});
+    return id;
+}
+
+void remove(Database& index, std::int64_t seq) { index.run("DELETE FROM messages WHERE seq = ?", {seq}); }
+
+std::optional<IndexedFile> find(Database& index, std::int64_t id) {
+    Query row = index.query(std::string("SELECT ") + kFileColumns + " FROM messages WHERE id = ?", {id});
+    if (!row.step()) return {};
+    return fileFrom(row);
+}
+
+std::optional<IndexedFile> findByName(Database& index, std::int64_t mailbox, const std::string& name) {
+    Query row = index.query(std::string("SELECT ") + kFileColumns + " FROM messages WHERE mailbox = ? AND name = ?",
+                            {mailbox, name});
+    if (!row.step()) return {};
+    return fileFrom(row);
+}
+
+std::string summaryColumns() {
+    return "m.id, (SELECT identifier FROM mailboxes WHERE number = m.mailbox), m.message_id, m.unique_id, m.sender, "
+           "m.recipients, m.subject, m.snippet, m.received, m.sent, m.flags, m.attachments, m.size, m.damage, "
+           "m.priority";
+}
+
+MessageSummary summaryFrom(const Query& row) {
+    MessageSummary summary;
+    summary.id = row.integer(0);
+    summary.mailbox = row.text(1);
+    summary.messageID = row.text(2);
+    summary.uniqueID = row.text(3);
+    summary.from = row.text(4);
+    summary.to = row.text(5);
+    summary.subject = row.text(6);
+    summary.snippet = row.text(7);
+    summary.received = {row.real(8)};
+    summary.sent = {row.real(9) > 0 ? row.real(9) : row.real(8)};
+    summary.flags = unpackedFlags(static_cast<int>(row.integer(10)));
+    summary.attachments = static_cast<int>(row.integer(11));
+    summary.size = static_cast<std::uint64_t>(row.integer(12));
+    summary.damage = row.text(13);
+    summary.priority = static_cast<int>(row.integer(14));
+    return summary;
+}
+
+std::vector<std::string> completeAddress(Database& index, std::string_view prefix, int limit) {
+    std::vector<std::string> found;
+    const std::string from = foldedCase(singleLine(prefix, kLongestAddressWord));
+    if (from.empty() || limit <= 0) return found;
+    Query row = index.query("SELECT a.display FROM addresses a WHERE a.number IN "
+                            "(SELECT number FROM address_words WHERE word >= ?1 AND word < ?1 || char(1114111)) "
+                            "ORDER BY a.uses DESC, a.last DESC, a.address LIMIT ?2",
+                            {from, std::int64_t{limit}});
+    while (row.step())
+        found.push_back(row.text());
+    return found;
+}
+
+}  // namespace tables
+
+}  // namespace qs

@@ -1,0 +1,72 @@
+// The rows of the index: putting messages in, changing and reading them. Plain functions over a connection; none of
+// them touches a file of mail. Throws DatabaseFailure.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Foundation/Date.h"
+#include "Library/Database.h"
+#include "Library/MessageFacts.h"
+#include "MailLibrary.h"
+
+namespace qs {
+
+// Numbers are made from names, so that they mean the same after the index was lost. They fit into a double, as the page
+// needs it.
+std::int64_t mailboxNumber(std::string_view identifier);
+std::int64_t messageNumber(std::string_view mailboxIdentifier, std::string_view unique, int attempt);
+
+// Where a message lies and what its name says.
+struct IndexedFile {
+    std::int64_t seq = 0, id = 0, mailbox = 0;
+    std::string name;  // the unique part
+    std::string file;  // relative to the Maildir
+    int flags = 0;     // packed
+    Date delivered;
+    std::optional<Date> sent;
+};
+
+// A mailbox as the index needs to know it.
+struct IndexedMailbox {
+    std::int64_t number = 0;
+    std::string identifier;
+    bool showsSendDate = false;  // outbox and drafts: sorted by the Date header
+    bool remembersAddresses = true;
+};
+
+namespace tables {
+
+void putMailbox(Database& index, const IndexedMailbox& mailbox, std::string_view account);
+void removeMailbox(Database& index, std::int64_t number);  // with its messages
+// Removes all mailboxes but these.
+void keepOnlyMailboxes(Database& index, const std::vector<std::int64_t>& numbers);
+
+// Answers the new row, or the existing one (unchanged) when the mailbox has a message of that name.
+struct Inserted {
+    IndexedFile row;
+    bool isNew = false;
+};
+Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::string& name, const std::string& file,
+                int flags, Date delivered, std::uint64_t size, const MessageFacts& facts);
+void setFile(Database& index, std::int64_t seq, const std::string& file, int flags);
+// Gives the message its number in the other mailbox and answers it.
+std::int64_t setMailbox(Database& index, const IndexedFile& row, const IndexedMailbox& to, const std::string& name,
+                        const std::string& file, int flags);
+void remove(Database& index, std::int64_t seq);
+
+std::optional<IndexedFile> find(Database& index, std::int64_t id);
+std::optional<IndexedFile> findByName(Database& index, std::int64_t mailbox, const std::string& name);
+
+// The columns of a summary; `messages` must be called m in the statement.
+std::string summaryColumns();
+MessageSummary summaryFrom(const Query& row);
+
+std::vector<std::string> completeAddress(Database& index, std::string_view prefix, int limit);
+
+}  // namespace tables
+
+}  // namespace qs

@@ -1,0 +1,232 @@
+// What changes single messages: adding, flags, removing, claiming. Moving is in LibraryMove.cpp.
+#include <cerrno>
+
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+#include "Foundation/RunLoop.h"
+#include "Library/LibraryCore.h"
+
+namespace qs {
+
+namespace {
+
+constexpr TimeInterval kRescanDelay = 30;
+
+Error libraryError(int code, std::string sentence) {
+    return {std::string(kMailLibraryErrorDomain), code, std::move(sentence), {}};
+}
+
+Error notThere() { return libraryError(kMailLibraryNotFound, "The message is not there any more."); }
+
+}  // namespace
+
+MaildirKeywords& LibraryCore::keywordsOf(KeywordsByFolder& known, const LibraryMailbox& mailbox) {
+    const std::int64_t number = mailbox.indexed().number;
+    if (const auto found = known.find(number); found != known.end()) return found->second;
+    return known.emplace(number, MaildirKeywords::load(mailbox.maildir().root(), files_)).first->second;
+}
+
+void LibraryCore::keepDetails(Database& index, std::int64_t id) {
+    const auto message = cache_->live(id);
+    if (!message) return;
+    Query row = index.query("SELECT " + tables::summaryColumns() + " FROM messages m WHERE m.id = ?", {id});
+    if (row.step()) message->keepDetails(tables::summaryFrom(row));
+}
+
+std::optional<IndexedFile> LibraryCore::foundAgain(Database& index, IndexedFile row) {
+    const auto mailbox = mailboxNumbered(row.mailbox);
+    const auto file = mailbox ? mailbox->maildir().find(row.name) : std::nullopt;
+    if (!file) return {};
+    const auto keywords = MaildirKeywords::load(mailbox->maildir().root(), files_);
+    row.file = *file;
+    row.flags = packedFlags(flagsFromLetters(Maildir::nameOf(*file).letters(), keywords));
+    tables::setFile(index, row.seq, row.file, row.flags);
+    return row;
+}
+
+Result<void> LibraryCore::syncFolders(const Work& work) {
+    Result<void> result;
+    for (const auto& folder : work.folders)
+        if (const auto synced = files_.syncFolder(folder); !synced) result = synced;
+    return result;
+}
+
+void LibraryCore::announce(const Work& work) {
+    for (const auto& [number, mailbox] : work.changed)
+        announcer_->mailboxChanged(mailbox->identifier());
+}
+
+void LibraryCore::rescanLater(const Work& work) {
+    RunLoop* const loop = RunLoop::mainIfInstalled();
+    if (!loop || work.changed.empty()) return;
+    std::vector<std::string> identifiers;
+    for (const auto& [number, mailbox] : work.changed)
+        identifiers.push_back(mailbox->identifier());
+    loop->afterOnGlobalQueue(kRescanDelay, [weak = weak_from_this(), identifiers] {
+        const auto self = std::dynamic_pointer_cast<LibraryCore>(weak.lock());
+        for (const std::string& identifier : identifiers)
+            if (self) self->rescan(identifier);
+    });
+}
+
+Result<MessageRef> LibraryCore::add(Mailbox& mailbox, std::string_view content, MessageFlags flags, Date received,
+                                    std::string_view uniqueName) {
+    const auto box = mailboxNamed(mailbox.identifier());
+    if (!box) return failure(libraryError(kMailLibraryNotFound, "The mailbox is not there any more."));
+    if (!uniqueName.empty() && !MaildirName::isUsable(uniqueName))
+        return failure(libraryError(kMailLibraryInvalidName, "A message can't be kept under this name."));
+    const std::string name = uniqueName.empty() ? MaildirName::newUnique(received) : std::string(uniqueName);
+    const bool isWhole = content.size() <= kIndexedBytes;
+    const MessageFacts facts = messageFacts(content.substr(0, kIndexedBytes), isWhole);
+    const Maildir& maildir = box->maildir();
+    std::string file;
+    tables::Inserted inserted;
+    try {
+        auto index = index_->write();
+        if (const auto known = tables::findByName(*index, box->indexed().number, name)) {
+            inserted.row = *known;
+        } else {
+            KeywordsByFolder keywords;
+            const auto letters = lettersWithFlags({}, flags, keywordsOf(keywords, *box));
+            if (!letters) return failed(letters);
+            auto delivered = maildir.deliver(content, name, *letters, received);
+            // There, but not in the index yet: another program brought it, or the index failed.
+            const bool isThere = !delivered && delivered.error().code == EEXIST;
+            if (!delivered && !isThere) return failed(delivered);
+            const auto existing = isThere ? maildir.find(name) : std::nullopt;
+            if (isThere && !existing) return failed(delivered);
+            if (!isThere) file = *delivered;
+            inserted = tables::insert(*index, box->indexed(), name, existing.value_or(file), packedFlags(flags),
+                                      received, content.size(), facts);
+            index.commit();
+        }
+    } catch (const DatabaseFailure& failure) {
+        // Without its row nobody would see the message, so the caller is not told that it was kept.
+        if (!file.empty()) (void)files_.remove(maildir.pathOf(file));
+        return indexFailure(failure);
+    }
+    if (inserted.isNew) {
+        announcer_->mailboxChanged(box->identifier());
+        announcer_->messageArrived(inserted.row.id, false);
+    }
+    if (auto message = messageWithID(inserted.row.id)) return message;
+    return failure(notThere());
+}
+
+Result<void> LibraryCore::setFlagsOf(Database& index, const IndexedFile& row, const FlagChange& change, Work& work) {
+    const auto box = mailboxNumbered(row.mailbox);
+    if (!box) return failure(notThere());
+    MaildirKeywords& names = keywordsOf(work.keywords, *box);
+    const std::string before = Maildir::nameOf(row.file).letters();
+    const MessageFlags flags = flagsWithChange(flagsFromLetters(before, names), change);
+    const auto letters = lettersWithFlags(before, flags, names);
+    if (!letters) return failed(letters);
+    const auto renamed = box->maildir().setLetters(row.file, *letters);
+    if (!renamed) return failed(renamed);
+    if (*renamed == row.file && row.flags == packedFlags(flags)) return {};
+    work.folders.insert(box->maildir().pathOf(row.file).parent_path());
+    work.folders.insert(box->maildir().pathOf(*renamed).parent_path());
+    work.changed[row.mailbox] = box;
+    tables::setFile(index, row.seq, *renamed, packedFlags(flags));
+    if (const auto message = cache_->live(row.id)) message->setFlags(packedFlags(flags));
+    return {};
+}
+
+Result<void> LibraryCore::setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) {
+    Result<void> result;
+    Work work;
+    try {
+        auto index = index_->write();
+        for (const std::int64_t id : ids) {
+            auto row = tables::find(*index, id);
+            Result<void> done = failure(notThere());
+            if (row) done = setFlagsOf(*index, *row, change, work);
+            if (row && !done && done.error().code == ENOENT && (row = foundAgain(*index, *row)))
+                done = setFlagsOf(*index, *row, change, work);
+            if (!done) result = done;
+        }
+        if (const auto synced = syncFolders(work); !synced) result = synced;
+        index.commit();
+    } catch (const DatabaseFailure& failure) {
+        rescanLater(work);
+        return indexFailure(failure);
+    }
+    announce(work);
+    return result;
+}
+
+Result<void> LibraryCore::eraseOne(Database& index, IndexedFile row, Work& work) {
+    const auto box = mailboxNumbered(row.mailbox);
+    if (!box) return {};
+    keepDetails(index, row.id);
+    auto removed = files_.remove(box->maildir().pathOf(row.file));
+    if (!removed && removed.error().code == ENOENT) {
+        if (const auto again = foundAgain(index, row)) {
+            row = *again;
+            removed = files_.remove(box->maildir().pathOf(row.file));
+        }
+    }
+    if (!removed && removed.error().code != ENOENT) return removed;
+    work.folders.insert(box->maildir().pathOf(row.file).parent_path());
+    work.changed[row.mailbox] = box;
+    tables::remove(index, row.seq);
+    return {};
+}
+
+Result<void> LibraryCore::erase(const std::vector<std::int64_t>& ids) {
+    Result<void> result;
+    Work work;
+    try {
+        auto index = index_->write();
+        for (const std::int64_t id : ids) {
+            const auto row = tables::find(*index, id);
+            if (!row) continue;  // gone already, as it was to be
+            if (const auto done = eraseOne(*index, *row, work); !done) result = done;
+        }
+        if (const auto synced = syncFolders(work); !synced) result = synced;
+        index.commit();
+    } catch (const DatabaseFailure& failure) {
+        rescanLater(work);
+        return indexFailure(failure);
+    }
+    announce(work);
+    return result;
+}
+
+Result<std::filesystem::path> LibraryCore::claim(std::int64_t id, const std::filesystem::path& intoFolder) {
+    if (auto made = files_.makeFolder(intoFolder); !made) return failed(made);
+    LibraryMailboxRef box;
+    std::filesystem::path target;
+    try {
+        auto index = index_->write();
+        auto row = tables::find(*index, id);
+        box = row ? mailboxNumbered(row->mailbox) : nullptr;
+        if (!box) return failure(notThere());
+        keepDetails(*index, id);
+        target = intoFolder / row->name;
+        auto moved = files_.renameNew(box->maildir().pathOf(row->file), target);
+        if (!moved && moved.error().code == ENOENT && (row = foundAgain(*index, *row)))
+            moved = files_.renameNew(box->maildir().pathOf(row->file), target);
+        if (!moved && moved.error().code == ENOENT) return failure(notThere());
+        if (!moved) return failed(moved);
+        // The new place first: cut off in between, a message may be in both, but never in none.
+        auto synced = files_.syncFolder(intoFolder);
+        if (synced) synced = box->maildir().syncFolderOf(row->file);
+        if (!synced) {
+            (void)files_.renameNew(target, box->maildir().pathOf(row->file));
+            return failed(synced);
+        }
+        if (const auto message = cache_->live(id)) message->setFileOutside(target);
+        tables::remove(*index, row->seq);
+        index.commit();
+    } catch (const DatabaseFailure& failure) {
+        if (target.empty() || !files_.exists(target)) return indexFailure(failure);
+        // The claim stands: it is the file that counts.
+        indexFailed(failure);
+        rescanLater(Work{.changed = {{box->indexed().number, box}}});
+    }
+    announcer_->mailboxChanged(box->identifier());
+    return target;
+}
+
+}  // namespace qs

@@ -1,0 +1,235 @@
+#include "Library/LibraryCore.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "AccountBook.h"
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+#include "Foundation/RunLoop.h"
+#include "Library/IndexQuery.h"
+#include "Library/SearchText.h"
+
+namespace qs {
+
+namespace {
+
+constexpr int kLongestPage = 1000;
+constexpr std::size_t kMostNotices = 50;
+
+Error notFound() {
+    return {std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The message is not there any more.", {}};
+}
+
+}  // namespace
+
+LibraryCore::LibraryCore(std::filesystem::path dataFolder, std::shared_ptr<AccountBook> accounts, FileSystem& files)
+    : MailLibrary("MFLibrary"),
+      dataFolder_(std::move(dataFolder)),
+      book_(std::move(accounts)),
+      files_(files),
+      store_(std::make_shared<LibraryStoreObject>()),
+      cache_(std::make_shared<MessageCache>()),
+      announcer_(std::make_shared<Announcer>(store_, [this](std::int64_t id) { return messageWithID(id); })) {}
+
+LibraryCore::~LibraryCore() {
+    if (watch_) watch_->stop();
+    announcer_->stop();
+}
+
+Result<void> LibraryCore::begin() {
+    if (auto made = files_.makeFolder(dataFolder_ / "Mail"); !made) return made;
+    std::vector<std::string> notices;
+    index_ = std::make_unique<Index>(dataFolder_ / "Library.sqlite", files_, notices);
+    for (std::string& notice : notices)
+        addNotice(std::move(notice));
+    refreshTree();
+    const auto mailboxes = allMailboxes();
+    try {
+        putMailboxes(mailboxes);
+    } catch (const DatabaseFailure& failure) {
+        indexFailed(failure);
+    }
+    for (const LibraryMailboxRef& mailbox : mailboxes) {
+        if (const RunLoop* const loop = RunLoop::mainIfInstalled()) mailbox->maildir().sweepTmp(loop->now());
+        if (!isUnchanged(*mailbox)) scan(mailbox, true);
+    }
+    isOpen_ = true;
+    if (isRebuilding_) rebuild();
+    return {};
+}
+
+void LibraryCore::indexFailed(const DatabaseFailure& failure) {
+    logError("the library's index: " + std::string(failure.what()));
+    if (!failure.isDamage() || isRebuilding_.exchange(true) || !isOpen_) return;
+    const auto again = [weak = weak_from_this()] {
+        if (const auto self = std::dynamic_pointer_cast<LibraryCore>(weak.lock())) self->rebuild();
+    };
+    if (RunLoop* const loop = RunLoop::mainIfInstalled())
+        loop->postToGlobalQueue(again);
+    else
+        again();
+}
+
+tl::unexpected<Error> LibraryCore::indexFailure(const DatabaseFailure& failure) {
+    indexFailed(failure);
+    return qs::failure(std::string(kMailLibraryErrorDomain), kMailLibraryIndex,
+                       failure.isFull() ? "There is no space left on the disk for the library's index."
+                                        : "The library's index can't be written just now.");
+}
+
+void LibraryCore::rebuild() {
+    logWarning("making the library's index anew");
+    try {
+        std::vector<std::string> notices;
+        index_->beginAnew(notices);
+        for (std::string& notice : notices)
+            addNotice(std::move(notice));
+        const auto mailboxes = allMailboxes();
+        putMailboxes(mailboxes);
+        isRebuilding_ = false;  // a disk that damages what is written just now may ask for another
+        for (const LibraryMailboxRef& mailbox : mailboxes)
+            scan(mailbox, true);
+    } catch (const DatabaseFailure& failure) {
+        logError("cannot make the library's index anew: " + std::string(failure.what()));
+    }
+    isRebuilding_ = false;
+}
+
+void LibraryCore::addNotice(std::string notice) {
+    const std::lock_guard hold(notices_);
+    const bool isKnown = std::find(noticeTexts_.begin(), noticeTexts_.end(), notice) != noticeTexts_.end();
+    if (!isKnown && noticeTexts_.size() < kMostNotices) noticeTexts_.push_back(std::move(notice));
+}
+
+std::vector<std::string> LibraryCore::takeNotices() {
+    const std::lock_guard hold(notices_);
+    return std::exchange(noticeTexts_, {});
+}
+
+LibraryMessageRef LibraryCore::messageFor(std::int64_t id, std::int64_t mailbox, int flags, Date received) {
+    const auto box = mailboxNumbered(mailbox);
+    if (!box) return nullptr;
+    auto message = cache_->liveOr(id, [&] {
+        auto core = std::static_pointer_cast<LibraryCore>(shared_from_this());
+        return std::make_shared<LibraryMessage>(id, box, flags, received, core, cache_);
+    });
+    message->setFlags(flags);
+    return message;
+}
+
+MessageList LibraryCore::messagesMatchingCriterion(const MessageCriterion& criterion, unsigned, int) {
+    struct Row {
+        std::int64_t id, mailbox;
+        int flags;
+        Date received;
+    };
+    const SqlCondition condition = conditionFor(criterion);
+    const auto rows = reading([&](Database& index) {
+        std::vector<Row> found;
+        Query row = index.query("SELECT m.id, m.mailbox, m.flags, m.received FROM messages m WHERE " + condition.text +
+                                    std::string(kNewestFirst),
+                                condition.values);
+        while (row.step())
+            found.push_back({row.integer(0), row.integer(1), static_cast<int>(row.integer(2)), {row.real(3)}});
+        return found;
+    });
+    MessageList messages;
+    messages.reserve(rows.size());
+    for (const Row& row : rows)
+        if (auto message = messageFor(row.id, row.mailbox, row.flags, row.received))
+            messages.push_back(std::move(message));
+    return messages;
+}
+
+MessageList LibraryCore::messagesWithMessageIDHeader(std::string_view messageID) {
+    return messagesMatchingCriterion(
+        MessageCriterion::with(MessageCriterion::Kind::MessageIDIs, std::string(messageID)), 0, kSearchIndexOnly);
+}
+
+ListPage LibraryCore::page(const MessageCriterion& criterion, std::string_view search, int offset, int limit) {
+    const SqlCondition condition = conditionFor(criterion, search);
+    const bool isSearch = !matchExpression(search).empty();
+    const std::string mailbox = isSearch ? "" : onlyMailboxOf(criterion);
+    return reading([&](Database& index) {
+        ListPage page;
+        // Counting every message of a large mailbox would take longer than reading the page.
+        page.total = static_cast<int>(
+            mailbox.empty() ? index.integer("SELECT count(*) FROM messages m WHERE " + condition.text, condition.values)
+                            : index.integer("SELECT total FROM mailboxes WHERE number = ?", {mailboxNumber(mailbox)}));
+        SqlValues values = condition.values;
+        values.emplace_back(std::int64_t{std::clamp(limit, 0, kLongestPage)});
+        values.emplace_back(std::int64_t{std::max(offset, 0)});
+        Query row = index.query("SELECT " + tables::summaryColumns() + " FROM messages m WHERE " + condition.text +
+                                    std::string(kNewestFirst) + " LIMIT ? OFFSET ?",
+                                values);
+        while (row.step())
+            page.rows.push_back(tables::summaryFrom(row));
+        return page;
+    });
+}
+
+MessageRef LibraryCore::messageWithID(std::int64_t id) {
+    struct Row {
+        std::int64_t mailbox = 0;
+        int flags = 0;
+        Date received;
+    };
+    const auto found = reading([&](Database& index) {
+        Query row = index.query("SELECT mailbox, flags, received FROM messages WHERE id = ?", {id});
+        return row.step() ? std::optional<Row>({row.integer(0), static_cast<int>(row.integer(1)), {row.real(2)}})
+                          : std::nullopt;
+    });
+    return found ? messageFor(id, found->mailbox, found->flags, found->received) : nullptr;
+}
+
+std::optional<MessageSummary> LibraryCore::summary(std::int64_t id) {
+    return reading([&](Database& index) -> std::optional<MessageSummary> {
+        Query row = index.query("SELECT " + tables::summaryColumns() + " FROM messages m WHERE m.id = ?", {id});
+        if (!row.step()) return {};
+        return tables::summaryFrom(row);
+    });
+}
+
+std::filesystem::path LibraryCore::file(std::int64_t id) {
+    const auto row = reading([&](Database& index) { return tables::find(index, id); });
+    const auto box = row ? mailboxNumbered(row->mailbox) : nullptr;
+    if (!box) return {};
+    auto path = box->maildir().pathOf(row->file);
+    if (files_.exists(path)) return path;
+    const auto moved = box->maildir().find(row->name);
+    return moved ? box->maildir().pathOf(*moved) : std::filesystem::path();
+}
+
+Result<std::string> LibraryCore::read(std::int64_t id,
+                                      const std::function<Result<std::string>(const std::filesystem::path&)>& reader) {
+    const auto row = reading([&](Database& index) { return tables::find(index, id); });
+    const auto box = row ? mailboxNumbered(row->mailbox) : nullptr;
+    if (!box) return failure(notFound());
+    auto content = reader(box->maildir().pathOf(row->file));
+    if (content || content.error().code != ENOENT) return content;
+    const auto moved = box->maildir().find(row->name);
+    if (!moved) return failure(notFound());
+    return reader(box->maildir().pathOf(*moved));
+}
+
+Result<std::string> LibraryCore::content(std::int64_t id) {
+    return read(id, [&](const std::filesystem::path& path) { return files_.read(path); });
+}
+
+Result<std::string> LibraryCore::contentStart(std::int64_t id, std::size_t limit) {
+    return read(id, [&](const std::filesystem::path& path) { return files_.readStart(path, limit); });
+}
+
+LibraryCore::Counts LibraryCore::counts(const LibraryMailbox& mailbox) {
+    return reading([&](Database& index) {
+        Query row = index.query("SELECT total, unread FROM mailboxes WHERE number = ?", {mailbox.indexed().number});
+        return row.step() ? Counts{static_cast<int>(row.integer(0)), static_cast<int>(row.integer(1))} : Counts{};
+    });
+}
+
+std::vector<std::string> LibraryCore::completeAddress(std::string_view prefix, int limit) {
+    return reading([&](Database& index) { return tables::completeAddress(index, prefix, limit); });
+}
+
+}  // namespace qs

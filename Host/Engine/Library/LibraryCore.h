@@ -1,0 +1,179 @@
+// The library itself. Its parts: LibraryCore.cpp answers questions, LibraryTree.cpp knows accounts and mailboxes,
+// LibraryChanges.cpp changes files and index together, LibraryScan.cpp takes up what the folders hold.
+//
+// The files are the truth: every change is made to them first and to the index in the same breath, under the index's
+// one write lock. When the index then fails, the change stands and the mailbox is read anew.
+//
+// Locks, in the order in which they may be taken: refreshing_, scanning_, the index, tree_, notices_.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <set>
+
+#include "Library/Announcer.h"
+#include "Library/FolderWatch.h"
+#include "Library/Index.h"
+#include "Library/LibraryObjects.h"
+#include "Maildir/MaildirFlags.h"
+
+namespace qs {
+
+using LibraryMailboxRef = std::shared_ptr<LibraryMailbox>;
+
+class LibraryCore final : public MailLibrary {
+public:
+    LibraryCore(std::filesystem::path dataFolder, std::shared_ptr<AccountBook> accounts, FileSystem& files);
+    ~LibraryCore() override;
+    // Reads everything in. Fails when not even the folder of the mail can be made.
+    Result<void> begin();
+
+    // Library
+    MessageList messagesMatchingCriterion(const MessageCriterion& criterion, unsigned options, int searchType) override;
+    MessageList messagesWithMessageIDHeader(std::string_view messageID) override;
+
+    // MailLibrary
+    std::shared_ptr<LibraryStore> store() override { return store_; }
+    std::vector<std::shared_ptr<MailAccount>> mailAccounts() override;
+    ListPage page(const MessageCriterion& criterion, std::string_view search, int offset, int limit) override;
+    MessageRef messageWithID(std::int64_t id) override;
+    std::optional<MessageSummary> summary(std::int64_t id) override;
+    Result<std::string> content(std::int64_t id) override;
+    std::filesystem::path file(std::int64_t id) override;
+    std::shared_ptr<Mailbox> mailboxWithIdentifier(std::string_view identifier) override;
+    std::shared_ptr<Mailbox> mailbox(std::string_view account, MailboxKind kind, bool create) override;
+    Result<std::shared_ptr<Mailbox>> createMailbox(std::string_view account, std::string_view name) override;
+    std::vector<std::shared_ptr<Mailbox>> mailboxes(std::string_view account) override;
+    void accountsDidChange() override;
+    Result<MessageRef> add(Mailbox& mailbox, std::string_view content, MessageFlags flags, Date received,
+                           std::string_view uniqueName) override;
+    Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) override;
+    Result<void> move(const std::vector<std::int64_t>& ids, Mailbox& to) override;
+    Result<void> erase(const std::vector<std::int64_t>& ids) override;
+    Result<std::filesystem::path> claim(std::int64_t id, const std::filesystem::path& intoFolder) override;
+    void rescan(std::string_view mailboxIdentifier) override;
+    void watchFolders() override;
+    std::vector<std::string> takeNotices() override;
+    std::vector<std::string> completeAddress(std::string_view prefix, int limit) override;
+
+    // For its host objects.
+    struct Counts {
+        int total = 0, unread = 0;
+    };
+    Counts counts(const LibraryMailbox& mailbox);
+    Result<std::string> contentStart(std::int64_t id, std::size_t limit);
+    FileSystem& files() const { return files_; }
+
+private:
+    // A file of a mailbox that the index doesn't know yet.
+    struct NewFile {
+        std::string name, file;
+    };
+    struct Parsed;
+    using KeywordsByFolder = std::map<std::int64_t, MaildirKeywords>;
+
+    // Questions
+    // What `ask` answers when it is given the index; an empty answer, and a log line, when the index fails.
+    template <class Ask>
+    auto reading(Ask ask) -> decltype(ask(std::declval<Database&>())) {
+        try {
+            const auto index = index_->read();
+            return ask(*index);
+        } catch (const DatabaseFailure& failure) {
+            indexFailed(failure);
+            return {};
+        }
+    }
+    void indexFailed(const DatabaseFailure& failure);
+    tl::unexpected<Error> indexFailure(const DatabaseFailure& failure);
+    LibraryMessageRef messageFor(std::int64_t id, std::int64_t mailbox, int flags, Date received);
+    // Reads the message's file, under its new name when another program has renamed it.
+    Result<std::string> read(std::int64_t id,
+                             const std::function<Result<std::string>(const std::filesystem::path&)>& reader);
+
+    // The tree
+    std::filesystem::path folderOfAccount(std::string_view account) const;
+    // Takes up accounts and folders; answers the mailboxes that were not known before.
+    std::vector<LibraryMailboxRef> refreshTree();
+    void refreshAccount(const std::shared_ptr<LibraryAccount>& account, std::vector<LibraryMailboxRef>& found);
+    Result<LibraryMailboxRef> addMailbox(const std::shared_ptr<LibraryAccount>& account, const std::string& folder);
+    LibraryMailboxRef mailboxNumbered(std::int64_t number) const;
+    LibraryMailboxRef mailboxNamed(std::string_view identifier) const;
+    std::shared_ptr<LibraryAccount> accountNamed(std::string_view identifier) const;
+    std::vector<LibraryMailboxRef> allMailboxes() const;
+    void forgetMailbox(const LibraryMailboxRef& mailbox);
+    void putMailboxes(const std::vector<LibraryMailboxRef>& mailboxes);
+
+    // Changes
+    MaildirKeywords& keywordsOf(KeywordsByFolder& known, const LibraryMailbox& mailbox);
+    // What one call changes on its way.
+    struct Work {
+        KeywordsByFolder keywords;
+        std::set<std::filesystem::path> folders;  // to be synced
+        std::map<std::int64_t, LibraryMailboxRef> changed;
+    };
+    Result<void> setFlagsOf(Database& index, const IndexedFile& row, const FlagChange& change, Work& work);
+    Result<void> eraseOne(Database& index, IndexedFile row, Work& work);
+    // Renames or copies the file; the index follows. Answers the number in the new mailbox.
+    Result<std::int64_t> moveOne(Database& index, const IndexedFile& row, const LibraryMailbox& to, Work& work);
+    Result<std::string> copyAcross(const LibraryMailbox& from, const IndexedFile& row, const LibraryMailbox& to,
+                                   const std::string& name, const std::string& letters);
+    // A name under which the message can lie in the mailbox.
+    Result<std::string> nameIn(Database& index, const LibraryMailbox& from, const IndexedFile& row,
+                               const LibraryMailbox& to, bool& isThere);
+    Result<void> syncFolders(const Work& work);
+    // After a change: to whoever shows these mailboxes, or, when the index failed, to be read anew soon.
+    void announce(const Work& work);
+    void rescanLater(const Work& work);
+    // The row with the file's present name, when another program has renamed it; nothing when it is gone.
+    std::optional<IndexedFile> foundAgain(Database& index, IndexedFile row);
+    // A living object of the message goes on telling what was known before its row goes or changes its number.
+    void keepDetails(Database& index, std::int64_t id);
+
+    // Taking up folders
+    // Brings the index in step with a mailbox's folders. In large folders many messages may be new: they are taken up
+    // in batches, with others at work in between.
+    void scan(const LibraryMailboxRef& mailbox, bool duringOpen);
+    bool isUnchanged(const LibraryMailbox& mailbox);
+    void noteUnchanged(const LibraryMailbox& mailbox, Date cur, Date fresh);
+    // The steps of a comparison, all on lists in the database, as folders may be larger than memory. Answers whether
+    // rows were changed; nothing when the folder could not be listed.
+    std::optional<bool> compare(const LibraryMailbox& mailbox);
+    Result<void> listFolder(const LibraryMailbox& mailbox, Database& index, std::vector<std::string>& twice);
+    void settleTwice(const LibraryMailbox& mailbox, Database& index, const std::vector<std::string>& twice);
+    bool dropMissing(const LibraryMailbox& mailbox, Database& index);
+    bool takeRenamed(const LibraryMailbox& mailbox, Database& index);
+    std::vector<NewFile> nextNewFiles();
+    void indexFiles(const LibraryMailboxRef& mailbox, const std::vector<NewFile>& files, bool duringOpen);
+    std::optional<Parsed> parse(const LibraryMailbox& mailbox, const NewFile& file, const MaildirKeywords& keywords);
+    void foldersChanged(const FolderWatch::Changes& changes);
+    // `names` of files that came or went; those that the index knows to be right cost one look at the disk.
+    void filesChanged(const LibraryMailboxRef& mailbox, const std::set<std::string>& names);
+    void treeChanged();
+    void watch(const std::vector<LibraryMailboxRef>& mailboxes);
+    void rebuild();
+    void addNotice(std::string notice);
+
+    const std::filesystem::path dataFolder_;
+    const std::shared_ptr<AccountBook> book_;
+    FileSystem& files_;
+    const std::shared_ptr<LibraryStore> store_;
+    const std::shared_ptr<MessageCache> cache_;
+    const std::shared_ptr<Announcer> announcer_;
+    std::mutex notices_;
+    std::vector<std::string> noticeTexts_;
+    std::unique_ptr<Index> index_;
+
+    std::mutex refreshing_;  // one at a time looks for accounts and folders
+    mutable std::mutex tree_;
+    std::vector<std::shared_ptr<LibraryAccount>> accounts_;
+    std::map<std::int64_t, LibraryMailboxRef> mailboxes_;  // by number
+
+    std::mutex scanning_;                     // one folder is taken up at a time
+    std::atomic<bool> isRebuilding_ = false;  // or is to be
+    std::atomic<bool> isOpen_ = false;
+    std::unique_ptr<FolderWatch> watch_;
+};
+
+}  // namespace qs

@@ -1,0 +1,137 @@
+// Moving messages: within an account by renaming, to another account by copying, syncing and only then removing.
+#include <cerrno>
+
+#include "Foundation/FileSystem.h"
+#include "Foundation/Format.h"
+#include "Foundation/Log.h"
+#include "Library/LibraryCore.h"
+
+namespace qs {
+
+namespace {
+
+Error notThere(const char* sentence) {
+    return {std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, sentence, {}};
+}
+
+Error someStayed(std::size_t failed, std::size_t all, const Error& first) {
+    if (all == 1) return first;
+    return {first.domain, first.code,
+            stringWithFormat("%ld of %ld messages could not be moved and stay where they were. %@",
+                             {static_cast<std::int64_t>(failed), static_cast<std::int64_t>(all), first.description}),
+            first.userInfo};
+}
+
+}  // namespace
+
+Result<std::string> LibraryCore::nameIn(Database& index, const LibraryMailbox& from, const IndexedFile& row,
+                                        const LibraryMailbox& to, bool& isThere) {
+    isThere = false;
+    const auto known = tables::findByName(index, to.indexed().number, row.name);
+    auto file = known ? std::optional(known->file) : std::nullopt;
+    if (file && !files_.exists(to.maildir().pathOf(*file))) file = to.maildir().find(row.name);
+    if (!file) {
+        if (known) tables::remove(index, known->seq);  // removed by another program
+        return row.name;
+    }
+    const auto mine = files_.read(from.maildir().pathOf(row.file));
+    if (!mine) return failed(mine);
+    const auto other = files_.read(to.maildir().pathOf(*file));
+    // An earlier move was cut off between the copy and the removal.
+    isThere = other && *mine == *other;
+    return isThere ? row.name : MaildirName::newUnique(row.delivered);
+}
+
+Result<std::string> LibraryCore::copyAcross(const LibraryMailbox& from, const IndexedFile& row,
+                                            const LibraryMailbox& to, const std::string& name,
+                                            const std::string& letters) {
+    const auto original = from.maildir().pathOf(row.file);
+    const auto content = files_.read(original);
+    if (!content) return failed(content);
+    auto copied = to.maildir().deliver(*content, name, letters, row.delivered);
+    if (!copied) return copied;
+    if (const auto removed = files_.remove(original); !removed && removed.error().code != ENOENT) {
+        (void)files_.remove(to.maildir().pathOf(*copied));  // else it would be in both
+        return failed(removed);
+    }
+    return copied;
+}
+
+Result<std::int64_t> LibraryCore::moveOne(Database& index, const IndexedFile& row, const LibraryMailbox& to,
+                                          Work& work) {
+    const auto from = mailboxNumbered(row.mailbox);
+    if (!from) return failure(notThere("The message is not there any more."));
+    bool isThere = false;
+    const auto name = nameIn(index, *from, row, to, isThere);
+    if (!name) return failed(name);
+    const auto original = from->maildir().pathOf(row.file);
+    work.folders.insert(original.parent_path());
+    work.changed[row.mailbox] = from;
+    keepDetails(index, row.id);
+    if (isThere) {
+        if (const auto removed = files_.remove(original); !removed) return failed(removed);
+        tables::remove(index, row.seq);
+        return tables::findByName(index, to.indexed().number, *name)->id;
+    }
+    const MaildirName before = Maildir::nameOf(row.file);
+    const auto letters =
+        lettersForOtherFolder(before.letters(), keywordsOf(work.keywords, *from), keywordsOf(work.keywords, to));
+    if (!letters) return failed(letters);
+    std::string file;
+    if (from->accountIdentifier() == to.accountIdentifier()) {
+        const std::string folder = letters->empty() && row.file.starts_with("new/") ? "new/" : "cur/";
+        file = folder + MaildirName(*name + (folder == "cur/" ? ":2," : "")).withLetters(*letters).text();
+        if (const auto moved = files_.renameNew(original, to.maildir().pathOf(file)); !moved) return failed(moved);
+        work.folders.insert(to.maildir().pathOf(file).parent_path());
+    } else {
+        const auto copied = copyAcross(*from, row, to, *name, *letters);
+        if (!copied) return failed(copied);
+        file = *copied;
+    }
+    return tables::setMailbox(index, row, to.indexed(), *name, file, row.flags);
+}
+
+Result<void> LibraryCore::move(const std::vector<std::int64_t>& ids, Mailbox& to) {
+    const auto target = mailboxNamed(to.identifier());
+    if (!target) return failure(notThere("The mailbox is not there any more."));
+    const std::int64_t number = target->indexed().number;
+    Work work;
+    std::vector<std::int64_t> arrived;
+    std::vector<Error> errors;
+    Result<void> synced;
+    try {
+        auto index = index_->write();
+        for (const std::int64_t id : ids) {
+            auto row = tables::find(*index, id);
+            Result<std::int64_t> moved = failure(notThere("The message is not there any more."));
+            if (row && row->mailbox == number) continue;
+            if (row) moved = moveOne(*index, *row, *target, work);
+            if (row && !moved && moved.error().code == ENOENT && (row = foundAgain(*index, *row)))
+                moved = moveOne(*index, *row, *target, work);
+            if (moved)
+                arrived.push_back(*moved);
+            else
+                errors.push_back(moved.error());
+        }
+        if (!arrived.empty()) work.changed[number] = target;
+        // The new place first: cut off in between, a message may be in both, but never in none.
+        for (const char* folder : {"new", "cur"}) {
+            const auto path = target->maildir().root() / folder;
+            if (work.folders.erase(path) == 0) continue;
+            if (const auto done = files_.syncFolder(path); !done) synced = done;
+        }
+        if (const auto done = syncFolders(work); !done) synced = done;
+        index.commit();
+    } catch (const DatabaseFailure& failure) {
+        work.changed[number] = target;
+        rescanLater(work);
+        return indexFailure(failure);
+    }
+    announce(work);
+    for (const std::int64_t id : arrived)
+        announcer_->messageArrived(id, false);
+    if (!errors.empty()) return failure(someStayed(errors.size(), ids.size(), errors.front()));
+    return synced;
+}
+
+}  // namespace qs

@@ -1,0 +1,217 @@
+#include "Library/LibraryObjects.h"
+
+#include <array>
+#include <utility>
+
+#include "AccountBook.h"
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+#include "Foundation/NotificationCenter.h"
+#include "Library/LibraryCore.h"
+#include "Maildir/FolderName.h"
+#include "Mime/MimeMessage.h"
+#include "Platform.h"
+#include "Text/Utf8.h"
+
+namespace qs {
+
+namespace {
+
+// Headers longer than the first are read with the second limit; what lies beyond is not looked at.
+constexpr std::size_t kUsualHeaders = 64 << 10, kLongestHeaders = 4 << 20;
+
+constexpr std::array<std::pair<std::string_view, MailboxKind>, 6> kSpecialFolders{{{"Drafts", MailboxKind::Drafts},
+                                                                                   {"Outbox", MailboxKind::Outbox},
+                                                                                   {"Sent", MailboxKind::Sent},
+                                                                                   {"Archive", MailboxKind::Archive},
+                                                                                   {"Junk", MailboxKind::Junk},
+                                                                                   {"Trash", MailboxKind::Trash}}};
+
+// The host's part of an arrival.
+void announceNewMail(HostObject& store, const MessageList& added, bool duringOpen) {
+    Array ids;
+    for (const MessageRef& message : added)
+        ids.emplace_back(message->libraryID());
+    NotificationCenter::defaultCenter().post(
+        MailLibraryMessagesWereAddedNotification, &store,
+        Dictionary{{"messages", std::move(ids)}, {"duringOpen", Value(duringOpen)}});
+}
+
+IndexedMailbox indexedFor(const std::string& identifier, MailboxKind kind) {
+    const bool isOurs = kind == MailboxKind::Drafts || kind == MailboxKind::Outbox;
+    return {.number = mailboxNumber(identifier),
+            .identifier = identifier,
+            .showsSendDate = isOurs,
+            .remembersAddresses = !isOurs && kind != MailboxKind::Junk && kind != MailboxKind::Trash};
+}
+
+bool hasWholeHeaders(std::string_view content) {
+    return content.find("\n\n") != std::string_view::npos || content.find("\n\r\n") != std::string_view::npos;
+}
+
+}  // namespace
+
+void defineLibraryClasses(ClassRegistry& registry) {
+    for (const char* name : {"MCMessage", "MFMailbox", "MFMailAccount", "MFLibrary"})
+        registry.define(name);
+    Class& store = registry.define("MFLibraryStore");
+    const auto own = [](HostObject& self, const MessageList& added, const MessageList&, bool duringOpen, unsigned) {
+        announceNewMail(self, added, duringOpen);
+    };
+    if (osMinor() == 10)
+        store.add(library_store::messagesWereAddedConversations, own);
+    else
+        store.add(library_store::messagesWereAdded, own);
+}
+
+std::string folderOfKind(MailboxKind kind) {
+    for (const auto& [folder, each] : kSpecialFolders)
+        if (each == kind) return std::string(folder);
+    return {};
+}
+
+MailboxKind kindOfFolder(std::string_view folder) {
+    if (folder.empty()) return MailboxKind::Inbox;
+    for (const auto& [name, kind] : kSpecialFolders)
+        if (name == folder) return kind;
+    return MailboxKind::User;
+}
+
+std::string mailboxIdentifier(const std::string& account, const std::string& folder) {
+    // A folder's own name, as it is unique and stays whatever language it is shown in.
+    if (folder.empty()) return account + "/INBOX";
+    return account + "/" + (folder == "INBOX" ? ".INBOX" : validUtf8(folder));
+}
+
+LibraryAccount::LibraryAccount(std::string identifier, std::shared_ptr<AccountBook> book,
+                               std::weak_ptr<LibraryCore> library)
+    : MailAccount("MFMailAccount"),
+      identifier_(std::move(identifier)),
+      book_(std::move(book)),
+      library_(std::move(library)) {}
+
+std::string LibraryAccount::displayName() const {
+    const AccountRecord* record = book_->find(identifier_);
+    return record && !record->displayName.empty() ? record->displayName : identifier_;
+}
+
+std::string LibraryAccount::fullName() const {
+    const AccountRecord* record = book_->find(identifier_);
+    return record ? record->fullName : std::string();
+}
+
+std::vector<std::string> LibraryAccount::emailAddresses() const {
+    const AccountRecord* record = book_->find(identifier_);
+    return record ? record->addresses : std::vector<std::string>();
+}
+
+std::vector<std::shared_ptr<Mailbox>> LibraryAccount::mailboxes() const {
+    const auto library = library_.lock();
+    return library ? library->mailboxes(identifier_) : std::vector<std::shared_ptr<Mailbox>>();
+}
+
+std::shared_ptr<Mailbox> LibraryAccount::special(MailboxKind kind, bool create) const {
+    const auto library = library_.lock();
+    return library ? library->mailbox(identifier_, kind, create) : nullptr;
+}
+
+std::shared_ptr<Mailbox> LibraryAccount::inboxMailbox() const { return special(MailboxKind::Inbox, true); }
+
+std::shared_ptr<Mailbox> LibraryAccount::_outboxMailboxCreateIfNeeded(bool create) {
+    return special(MailboxKind::Outbox, create);
+}
+
+std::shared_ptr<Mailbox> LibraryAccount::draftsMailboxCreateIfNeeded(bool create) {
+    return special(MailboxKind::Drafts, create);
+}
+
+std::shared_ptr<Mailbox> LibraryAccount::mailboxOfKind(int kind, bool createIfNeeded) {
+    if (kind < 0 || kind >= static_cast<int>(MailboxKind::User)) return nullptr;
+    return special(static_cast<MailboxKind>(kind), createIfNeeded);
+}
+
+LibraryMailbox::LibraryMailbox(const std::shared_ptr<LibraryAccount>& account, std::string folder, Maildir maildir,
+                               std::weak_ptr<LibraryCore> library)
+    : Mailbox("MFMailbox"),
+      account_(account),
+      accountIdentifier_(account->identifier()),
+      folder_(std::move(folder)),
+      kind_(kindOfFolder(folder_)),
+      maildir_(std::move(maildir)),
+      library_(std::move(library)),
+      indexed_(indexedFor(mailboxIdentifier(accountIdentifier_, folder_), kind_)) {}
+
+std::string LibraryMailbox::displayName() const {
+    return kind_ == MailboxKind::Inbox ? "Inbox" : pathFromFolderName(folder_);
+}
+
+int LibraryMailbox::unreadCount() const {
+    const auto library = library_.lock();
+    return library ? library->counts(*this).unread : 0;
+}
+
+int LibraryMailbox::messageCount() const {
+    const auto library = library_.lock();
+    return library ? library->counts(*this).total : 0;
+}
+
+MessageCriterion LibraryMailbox::criterion() const {
+    return MessageCriterion::with(MessageCriterion::Kind::InMailbox, identifier());
+}
+
+LibraryMessage::LibraryMessage(std::int64_t id, std::shared_ptr<LibraryMailbox> mailbox, int packedFlags, Date received,
+                               std::weak_ptr<LibraryCore> library, std::shared_ptr<MessageCache> cache)
+    : Message("MCMessage"),
+      id_(id),
+      mailbox_(std::move(mailbox)),
+      flags_(packedFlags),
+      received_(received),
+      library_(std::move(library)),
+      cache_(std::move(cache)) {}
+
+LibraryMessage::~LibraryMessage() { cache_->forget(id_); }
+
+MessageFlags LibraryMessage::flags() const { return unpackedFlags(flags_); }
+
+void LibraryMessage::keepDetails(MessageSummary details) const {
+    const std::lock_guard hold(lock_);
+    if (!details_) details_ = std::make_unique<const MessageSummary>(std::move(details));
+}
+
+void LibraryMessage::setFileOutside(std::filesystem::path file) {
+    const std::lock_guard hold(lock_);
+    fileOutside_ = std::move(file);
+}
+
+MessageSummary LibraryMessage::details() const {
+    {
+        const std::lock_guard hold(lock_);
+        if (details_) return *details_;
+    }
+    const auto library = library_.lock();
+    auto found = library ? library->summary(id_) : std::nullopt;
+    if (!found) return {};
+    keepDetails(*found);
+    return std::move(*found);
+}
+
+std::shared_ptr<MessageHeaders> LibraryMessage::headers() const {
+    const auto library = library_.lock();
+    if (!library) return nullptr;
+    std::filesystem::path outside;
+    {
+        const std::lock_guard hold(lock_);
+        outside = fileOutside_;
+    }
+    const auto start = [&](std::size_t limit) {
+        auto content = library->contentStart(id_, limit);
+        return content || outside.empty() ? content : library->files().readStart(outside, limit);
+    };
+    auto content = start(kUsualHeaders);
+    if (content && content->size() == kUsualHeaders && !hasWholeHeaders(*content)) content = start(kLongestHeaders);
+    if (content) return parseHeaders(*content);
+    logDebug("the headers of a message can't be read: " + content.error().description);
+    return nullptr;
+}
+
+}  // namespace qs

@@ -1,0 +1,133 @@
+// The library's host objects: accounts, mailboxes, messages and the store that is asked when messages came.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Library/IndexTables.h"
+#include "Library/MessageCache.h"
+#include "Mail/MailAccount.h"
+#include "MailLibrary.h"
+#include "Maildir/Maildir.h"
+
+namespace qs {
+
+class AccountBook;
+class ClassRegistry;
+class LibraryCore;
+
+// Defines MCMessage, MFMailbox, MFMailAccount, MFLibrary and MFLibraryStore with the host's own code. Once more does
+// nothing.
+void defineLibraryClasses(ClassRegistry& registry);
+
+class LibraryStoreObject final : public LibraryStore {
+public:
+    LibraryStoreObject() : LibraryStore("MFLibraryStore") {}
+};
+
+class LibraryAccount final : public MailAccount {
+public:
+    LibraryAccount(std::string identifier, std::shared_ptr<AccountBook> book, std::weak_ptr<LibraryCore> library);
+
+    std::string identifier() const override { return identifier_; }
+    std::string displayName() const override;
+    std::string fullName() const override;
+    std::vector<std::string> emailAddresses() const override;
+    std::vector<std::shared_ptr<Mailbox>> mailboxes() const override;
+    std::shared_ptr<Mailbox> inboxMailbox() const override;
+    std::shared_ptr<Mailbox> _outboxMailboxCreateIfNeeded(bool create) override;
+    std::shared_ptr<Mailbox> draftsMailboxCreateIfNeeded(bool create) override;
+    std::shared_ptr<Mailbox> mailboxOfKind(int kind, bool createIfNeeded) override;
+
+private:
+    std::shared_ptr<Mailbox> special(MailboxKind kind, bool create) const;
+
+    const std::string identifier_;
+    const std::shared_ptr<AccountBook> book_;
+    const std::weak_ptr<LibraryCore> library_;
+};
+
+class LibraryMailbox final : public Mailbox {
+public:
+    // `folder` is the name of the subfolder without the "." in front; empty for the inbox.
+    LibraryMailbox(const std::shared_ptr<LibraryAccount>& account, std::string folder, Maildir maildir,
+                   std::weak_ptr<LibraryCore> library);
+
+    std::string identifier() const override { return indexed_.identifier; }
+    std::string displayName() const override;
+    MailboxKind kind() const override { return kind_; }
+    std::shared_ptr<MailAccount> account() const override { return account_.lock(); }
+    int unreadCount() const override;
+    int messageCount() const override;
+    MessageCriterion criterion() const override;
+
+    const std::string& accountIdentifier() const { return accountIdentifier_; }
+    const std::string& folder() const { return folder_; }
+    const Maildir& maildir() const { return maildir_; }
+    const IndexedMailbox& indexed() const { return indexed_; }
+
+private:
+    const std::weak_ptr<LibraryAccount> account_;
+    const std::string accountIdentifier_, folder_;
+    const MailboxKind kind_;
+    const Maildir maildir_;
+    const std::weak_ptr<LibraryCore> library_;
+    IndexedMailbox indexed_;
+};
+
+// The folder of a special mailbox ("" for the inbox) and back.
+std::string folderOfKind(MailboxKind kind);
+MailboxKind kindOfFolder(std::string_view folder);
+std::string mailboxIdentifier(const std::string& account, const std::string& folder);
+
+// A window onto a row. Holds what is asked for often; the texts are read when they are first wanted. When the message
+// leaves its mailbox, the object goes on telling what was last known.
+class LibraryMessage final : public Message {
+public:
+    LibraryMessage(std::int64_t id, std::shared_ptr<LibraryMailbox> mailbox, int packedFlags, Date received,
+                   std::weak_ptr<LibraryCore> library, std::shared_ptr<MessageCache> cache);
+    ~LibraryMessage() override;
+
+    std::int64_t libraryID() const override { return id_; }
+    std::shared_ptr<MessageHeaders> headers() const override;
+    std::shared_ptr<MessageHeaders> headersIfAvailable() const override { return headers(); }
+    std::string messageID() const override { return details().messageID; }
+    std::string subject() const override { return details().subject; }
+    std::string from() const override { return details().from; }
+    std::string to() const override { return details().to; }
+    int priority() const override { return details().priority; }
+    Date dateReceived() const override { return received_; }
+    Date dateSent() const override { return details().sent; }
+    MessageFlags flags() const override;
+    std::shared_ptr<Mailbox> mailbox() const override { return mailbox_; }
+    std::shared_ptr<MailAccount> account() const override { return mailbox_->account(); }
+    std::uint64_t messageSize() const override { return details().size; }
+    int numberOfAttachments() const override { return details().attachments; }
+    std::string snippet() const override { return details().snippet; }
+
+    // For the library.
+    void setFlags(int packedFlags) { flags_ = packedFlags; }
+    void keepDetails(MessageSummary details) const;
+    void setFileOutside(std::filesystem::path file);  // where a claim has put it
+
+private:
+    MessageSummary details() const;
+
+    const std::int64_t id_;
+    const std::shared_ptr<LibraryMailbox> mailbox_;
+    std::atomic<int> flags_;
+    const Date received_;
+    const std::weak_ptr<LibraryCore> library_;
+    const std::shared_ptr<MessageCache> cache_;
+    mutable std::mutex lock_;
+    mutable std::unique_ptr<const MessageSummary> details_;
+    std::filesystem::path fileOutside_;
+};
+
+}  // namespace qs

@@ -1,0 +1,229 @@
+// Accounts and mailboxes of the library.
+#include <algorithm>
+#include <cerrno>
+
+#include "AccountBook.h"
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+#include "Library/LibraryCore.h"
+#include "Library/SearchText.h"
+#include "Maildir/FolderName.h"
+#include "Text/Ascii.h"
+
+namespace qs {
+
+namespace {
+
+Error noAccount() {
+    return {std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "There is no such account.", {}};
+}
+
+}  // namespace
+
+std::filesystem::path LibraryCore::folderOfAccount(std::string_view account) const {
+    return dataFolder_ / "Mail" / account;
+}
+
+std::vector<LibraryMailboxRef> LibraryCore::refreshTree() {
+    const std::lock_guard oneAtATime(refreshing_);
+    std::vector<std::shared_ptr<LibraryAccount>> accounts;
+    for (const AccountRecord& record : book_->all()) {
+        auto account = accountNamed(record.identifier);
+        if (!account)
+            account = std::make_shared<LibraryAccount>(record.identifier, book_,
+                                                       std::static_pointer_cast<LibraryCore>(shared_from_this()));
+        accounts.push_back(std::move(account));
+    }
+    {
+        const std::lock_guard hold(tree_);
+        accounts_ = accounts;
+        std::erase_if(mailboxes_, [&](const auto& entry) {
+            return std::none_of(accounts.begin(), accounts.end(), [&](const auto& account) {
+                return account->identifier() == entry.second->accountIdentifier();
+            });
+        });
+    }
+    std::vector<LibraryMailboxRef> found;
+    for (const auto& account : accounts)
+        refreshAccount(account, found);
+    return found;
+}
+
+void LibraryCore::refreshAccount(const std::shared_ptr<LibraryAccount>& account,
+                                 std::vector<LibraryMailboxRef>& found) {
+    const auto root = folderOfAccount(account->identifier());
+    const bool isNewAccount = !Maildir(root, files_).exists();
+    std::vector<std::string> folders{""};
+    // A tree of our own making begins with the mailboxes that people look for. One that was there stays as it is.
+    if (isNewAccount)
+        for (const MailboxKind kind :
+             {MailboxKind::Drafts, MailboxKind::Sent, MailboxKind::Archive, MailboxKind::Junk, MailboxKind::Trash})
+            folders.push_back(folderOfKind(kind));
+    const auto listed = files_.forEachName(root, [&](const std::string& name, bool isFolder) {
+        if (!isFolder || name.size() < 2 || name.front() != '.') return;
+        if (Maildir(root / name, files_).exists())
+            folders.push_back(name.substr(1));
+        else if (watch_)
+            watch_->add(root / name);  // perhaps another program is about to make a mailbox of it
+    });
+    if (!listed && listed.error().code != ENOENT)
+        addNotice("The mailboxes of “" + account->displayName() + "” can't be read: " + listed.error().description);
+    for (const std::string& folder : folders) {
+        if (mailboxNamed(mailboxIdentifier(account->identifier(), folder))) continue;
+        if (auto mailbox = addMailbox(account, folder))
+            found.push_back(*mailbox);
+        else
+            addNotice("The mailbox “" + (folder.empty() ? "Inbox" : pathFromFolderName(folder)) + "” of “" +
+                      account->displayName() + "” can't be opened: " + mailbox.error().description);
+    }
+}
+
+Result<LibraryMailboxRef> LibraryCore::addMailbox(const std::shared_ptr<LibraryAccount>& account,
+                                                  const std::string& folder) {
+    const auto root = folderOfAccount(account->identifier());
+    const Maildir maildir(folder.empty() ? root : root / ("." + folder), files_);
+    if (auto made = maildir.create(!folder.empty()); !made) return failed(made);
+    auto mailbox = std::make_shared<LibraryMailbox>(account, folder, maildir,
+                                                    std::static_pointer_cast<LibraryCore>(shared_from_this()));
+    const std::lock_guard hold(tree_);
+    return mailboxes_.emplace(mailbox->indexed().number, mailbox).first->second;
+}
+
+LibraryMailboxRef LibraryCore::mailboxNumbered(std::int64_t number) const {
+    const std::lock_guard hold(tree_);
+    const auto found = mailboxes_.find(number);
+    return found == mailboxes_.end() ? nullptr : found->second;
+}
+
+LibraryMailboxRef LibraryCore::mailboxNamed(std::string_view identifier) const {
+    return mailboxNumbered(mailboxNumber(identifier));
+}
+
+std::shared_ptr<LibraryAccount> LibraryCore::accountNamed(std::string_view identifier) const {
+    const std::lock_guard hold(tree_);
+    const auto found = std::find_if(accounts_.begin(), accounts_.end(),
+                                    [&](const auto& account) { return account->identifier() == identifier; });
+    return found == accounts_.end() ? nullptr : *found;
+}
+
+std::vector<LibraryMailboxRef> LibraryCore::allMailboxes() const {
+    const std::lock_guard hold(tree_);
+    std::vector<LibraryMailboxRef> all;
+    for (const auto& [number, mailbox] : mailboxes_)
+        all.push_back(mailbox);
+    return all;
+}
+
+void LibraryCore::forgetMailbox(const LibraryMailboxRef& mailbox) {
+    {
+        const std::lock_guard hold(tree_);
+        mailboxes_.erase(mailbox->indexed().number);
+    }
+    auto index = index_->write();
+    tables::removeMailbox(*index, mailbox->indexed().number);
+    index.commit();
+    announcer_->mailboxChanged(mailbox->identifier());
+}
+
+void LibraryCore::putMailboxes(const std::vector<LibraryMailboxRef>& mailboxes) {
+    auto index = index_->write();
+    for (const LibraryMailboxRef& mailbox : mailboxes)
+        tables::putMailbox(*index, mailbox->indexed(), mailbox->accountIdentifier());
+    std::vector<std::int64_t> numbers;
+    for (const LibraryMailboxRef& mailbox : allMailboxes())
+        numbers.push_back(mailbox->indexed().number);
+    tables::keepOnlyMailboxes(*index, numbers);
+    index.commit();
+}
+
+std::vector<std::shared_ptr<MailAccount>> LibraryCore::mailAccounts() {
+    const std::lock_guard hold(tree_);
+    return {accounts_.begin(), accounts_.end()};
+}
+
+std::shared_ptr<Mailbox> LibraryCore::mailboxWithIdentifier(std::string_view identifier) {
+    return mailboxNamed(identifier);
+}
+
+std::shared_ptr<Mailbox> LibraryCore::mailbox(std::string_view account, MailboxKind kind, bool create) {
+    const auto owner = accountNamed(account);
+    if (!owner || kind == MailboxKind::User) return nullptr;
+    const std::string folder = folderOfKind(kind);
+    if (auto known = mailboxNamed(mailboxIdentifier(owner->identifier(), folder))) return known;
+    if (!create) return nullptr;
+    auto made = addMailbox(owner, folder);
+    if (!made) {
+        logError("cannot make the mailbox " + folder + " of " + owner->identifier() + ": " + made.error().description);
+        return nullptr;
+    }
+    try {
+        putMailboxes({*made});
+        watch({*made});
+    } catch (const DatabaseFailure& failure) {
+        indexFailed(failure);
+    }
+    announcer_->mailboxChanged((*made)->identifier());
+    return *made;
+}
+
+Result<std::shared_ptr<Mailbox>> LibraryCore::createMailbox(std::string_view account, std::string_view name) {
+    const auto owner = accountNamed(account);
+    if (!owner) return failure(noAccount());
+    const auto folder = folderNameFromPath(trimmedAscii(name));
+    if (!folder)
+        return failure(std::string(kMailLibraryErrorDomain), kMailLibraryInvalidName,
+                       "A mailbox can't have this name. Please choose a shorter one without empty levels.");
+    const std::string wanted = foldedCase(pathFromFolderName(*folder));
+    for (const LibraryMailboxRef& mailbox : allMailboxes())
+        if (mailbox->accountIdentifier() == account && foldedCase(mailbox->displayName()) == wanted)
+            return failure(std::string(kMailLibraryErrorDomain), kMailLibraryExists,
+                           "There is a mailbox of this name already.");
+    auto made = addMailbox(owner, *folder);
+    if (!made) return failed(made);
+    try {
+        putMailboxes({*made});
+        watch({*made});
+    } catch (const DatabaseFailure& failure) {
+        indexFailed(failure);
+    }
+    announcer_->mailboxChanged((*made)->identifier());
+    return std::shared_ptr<Mailbox>(*made);
+}
+
+std::vector<std::shared_ptr<Mailbox>> LibraryCore::mailboxes(std::string_view account) {
+    std::vector<std::pair<std::string, LibraryMailboxRef>> named;
+    for (const LibraryMailboxRef& mailbox : allMailboxes())
+        if (mailbox->accountIdentifier() == account)
+            named.emplace_back(static_cast<char>('0' + static_cast<int>(mailbox->kind())) +
+                                   foldedCase(mailbox->displayName()),
+                               mailbox);
+    std::sort(named.begin(), named.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<std::shared_ptr<Mailbox>> sorted;
+    for (auto& [key, mailbox] : named)
+        sorted.push_back(std::move(mailbox));
+    return sorted;
+}
+
+void LibraryCore::accountsDidChange() { treeChanged(); }
+
+void LibraryCore::treeChanged() {
+    const auto before = allMailboxes();
+    const auto fresh = refreshTree();
+    try {
+        putMailboxes(fresh);
+    } catch (const DatabaseFailure& failure) {
+        indexFailed(failure);
+    }
+    watch(fresh);
+    for (const LibraryMailboxRef& mailbox : before)
+        if (!mailboxNumbered(mailbox->indexed().number))
+            announcer_->mailboxChanged(mailbox->identifier());
+        else if (!mailbox->maildir().exists())
+            rescan(mailbox->identifier());  // finds that it is gone
+    for (const LibraryMailboxRef& mailbox : fresh) {
+        scan(mailbox, true);
+        announcer_->mailboxChanged(mailbox->identifier());
+    }
+}
+
+}  // namespace qs

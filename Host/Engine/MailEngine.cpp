@@ -1,0 +1,50 @@
+#include "MailEngine.h"
+
+#include "AccountBook.h"
+#include "Application/HostInstances.h"
+#include "DeliveryService.h"
+#include "Foundation/FileSystem.h"
+#include "Library/LibraryObjects.h"
+#include "MailLibrary.h"
+
+namespace qs {
+
+Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& options) {
+    FileSystem& files = options.files ? *options.files : FileSystem::real();
+    if (auto made = files.makeFolder(options.dataFolder); !made) return failed(made);
+    std::unique_ptr<MailEngine> engine(new MailEngine);
+    auto accounts = AccountBook::open(options.dataFolder / "Accounts.plist", files);
+    if (!accounts) return failed(accounts);
+    engine->accounts_ = std::move(*accounts);
+
+    auto library = MailLibrary::open(options.dataFolder, engine->accounts_, files);
+    if (!library) return failed(library);
+    engine->library_ = std::move(*library);
+    engine->deliveries_ = DeliveryService::make(options.dataFolder, *engine->library_, *engine->accounts_, files);
+    if (options.watchFolders) engine->library_->watchFolders();
+
+    HostInstances& instances = HostInstances::current();
+    instances.library = engine->library_;
+    instances.libraryStore = engine->library_->store();
+    instances.mailAccounts = [weak = std::weak_ptr(engine->library_)] {
+        const auto held = weak.lock();
+        return held ? held->mailAccounts() : std::vector<std::shared_ptr<MailAccount>>();
+    };
+    return engine;
+}
+
+MailEngine::~MailEngine() {
+    if (deliveries_) deliveries_->stop();
+    deliveries_.reset();
+    // Nothing was filled in by an engine that did not open.
+    HostInstances& instances = HostInstances::current();
+    if (library_ && instances.library == library_) {
+        instances.library.reset();
+        instances.libraryStore.reset();
+        instances.mailAccounts = nullptr;
+    }
+}
+
+std::vector<std::string> MailEngine::takeNotices() { return library_->takeNotices(); }
+
+}  // namespace qs
