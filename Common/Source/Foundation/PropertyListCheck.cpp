@@ -42,6 +42,11 @@ public:
     explicit XmlCheck(std::string_view text) : text_(text) {}
 
     Result<void> run() {
+        if (at_ = text_.find('\0'); at_ != std::string_view::npos) {
+            problem_ = "a zero character stands there.";
+            return fail();
+        }
+        at_ = 0;
         for (;;) {
             const std::size_t tag = text_.find('<', at_);
             if (tag == std::string_view::npos) break;
@@ -158,6 +163,13 @@ private:
         return value;
     }
 
+    // The library stops the program when a key holds one.
+    bool holdsZero(std::uint64_t at, std::uint64_t count, unsigned unit) const {
+        for (std::uint64_t i = 0; i < std::min<std::uint64_t>(count, bytes_.size()); ++i)
+            if (number(at + i * unit, unit) == 0) return true;
+        return false;
+    }
+
     // The memory that an object with all its parts comes to, roughly; 0 after a problem.
     std::uint64_t measure(std::uint64_t index, std::size_t depth) {
         if (depth > kDeepestPropertyList) problem_ = "it is nested too deeply, or holds itself.";
@@ -177,6 +189,8 @@ private:
             count = number(at + 1, bytes);
             at += 1 + bytes;
         }
+        if ((kind == 5 || kind == 6) && holdsZero(at, count, kind == 6 ? 2 : 1))
+            problem_ = "a text holds a zero character.";
         const bool isContainer = kind >= 0xA;
         std::uint64_t size = 64 + (isContainer ? 0 : kind == 6 ? 2 * count : kind >= 4 ? count : 16);
         if (count > bytes_.size()) problem_ = "an object is larger than the file.";

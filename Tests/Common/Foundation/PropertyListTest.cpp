@@ -104,6 +104,7 @@ TEST(PropertyList, SaysWhatIsWrongWithDamagedText) {
         {wrapped("<script>x</script>"), "<script> is no element"},
         {wrapped("<dict><string>value without key</string></dict>"), "not well formed"},
         {wrapped("<string>&nosuch;</string>"), "not well formed"},
+        {wrapped(std::string_view("<dict><key>a\0b</key><true/></dict>", 34)), "zero character"},
         {"<plist><true", "cut off"},
         {"<plist><!-- ", "“-->” is missing"},
     };
@@ -169,6 +170,18 @@ TEST(PropertyList, RefusesBinaryBombsAndLoops) {
     EXPECT_FALSE(parsePropertyList(binaryOf({std::string("\xA1\x7F", 2)})));      // no such object
     EXPECT_FALSE(parsePropertyList(binaryOf({std::string("\x4F\x13\x7F", 3)})));  // data beyond the end
     EXPECT_FALSE(parsePropertyList("bplist00"));
+}
+
+// The library stops the program on this one.
+TEST(PropertyList, RefusesBinaryKeysWithAZeroCharacter) {
+    for (const char* key : {"\x53"
+                            "a\0b",
+                            "\x62\0a\0\0"}) {
+        const std::string object(key, key[0] == '\x53' ? 4 : 5);
+        const auto read = parsePropertyList(binaryOf({"\xD1\1\2", object, "\x09"}));
+        ASSERT_FALSE(read);
+        EXPECT_THAT(read.error().description, HasSubstr("zero character"));
+    }
 }
 
 TEST(PropertyList, SurvivesEveryCutAndEveryFlippedByteOfTheBinaryForm) {
