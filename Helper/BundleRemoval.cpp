@@ -12,6 +12,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kBundleName = "Quillstead.mailbundle";
+constexpr std::string_view kMarkerName = "Quillstead.removed";
 constexpr int kDeepestFolder = 32;
 
 tl::unexpected<Error> refused(std::string_view format, const fs::path& path) {
@@ -54,7 +55,13 @@ Result<void> removeInstalledBundle(const fs::path& bundles, const fs::path& data
         return refused("%@ lies outside of the data folder, so nothing is removed from it.", bundles);
     if (isPartOfASourceOrBuildTree(realBundles, realData))
         return refused("%@ belongs to a source or build tree, so nothing is removed from it.", bundles);
-    if (const auto removed = removeTree(realBundles / kBundleName, 0); !removed) return removed;
+    const fs::path bundle = realBundles / kBundleName;
+    if (!fs::exists(fs::symlink_status(bundle, error))) return refused("There is no %@.", bundle);
+    // First, so that a bundle half removed is not taken for one that is still wanted.
+    if (const auto marked = FileSystem::real().replace(realBundles / kMarkerName, "The plug-in was uninstalled.\n");
+        !marked)
+        return marked;
+    if (const auto removed = removeTree(bundle, 0); !removed) return removed;
     return FileSystem::real().syncFolder(realBundles);
 }
 

@@ -26,6 +26,7 @@ TEST_F(BundleRemoval, TakesTheBundleAndNothingElse) {
     ASSERT_TRUE(removeInstalledBundle(folder_ / "data/Bundles", folder_ / "data"));
     EXPECT_FALSE(exists("data/Bundles/Quillstead.mailbundle"));
     EXPECT_TRUE(exists("data/Bundles/Other.mailbundle/Info.plist"));
+    EXPECT_TRUE(exists("data/Bundles/Quillstead.removed")) << "the mail program would put it there again";
     EXPECT_FALSE(removeInstalledBundle(folder_ / "data/Bundles", folder_ / "data")) << "it is gone";
 }
 
@@ -62,6 +63,7 @@ TEST_F(BundleRemoval, RefusesFoldersThatAreNotTheUsersOwn) {
         ASSERT_FALSE(removed) << c.bundles;
         EXPECT_THAT(removed.error().description, HasSubstr(c.reason)) << c.bundles;
         EXPECT_TRUE(exists(c.kept)) << c.bundles;
+        EXPECT_FALSE(std::filesystem::exists((folder_ / c.bundles) / "Quillstead.removed")) << c.bundles;
     }
 }
 

@@ -46,7 +46,7 @@ public:
         launched.push_back(application.string() + " " + std::to_string(options));
         return {};
     }
-    void registerApplication(std::string_view, std::filesystem::path) override {}
+    void registerApplication(std::string_view, std::filesystem::path, std::vector<std::string>) override {}
 };
 
 class RecordingDistributedCenter : public DistributedNotificationCenter {
