@@ -1,0 +1,46 @@
+// The rows of the list that the page looks at: a window onto a mailbox or a search, read from the library when it is
+// first asked for and kept until something changes. Main thread.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "MailLibrary.h"
+#include "MainViewer.h"
+
+namespace qs {
+
+class MessageRows {
+public:
+    static constexpr int kMostRows = 500;
+    static void defineClass();  // "MessageListObjectProxy"
+
+    explicit MessageRows(MailLibrary& library) : library_(library) {}
+
+    void show(MessageCriterion criterion, std::string search);  // from the first row on
+    void setWindow(int offset, int limit);
+    const std::string& search() const { return search_; }
+    int offset();
+    int total();
+    // As they are drawn, by way of row objects that plug-ins can change the answers of.
+    const std::vector<ViewerRow>& rows(const std::vector<std::int64_t>& selected);
+    void messagesChanged();   // read again
+    void selectionChanged();  // draw again
+
+    std::optional<int> rowOf(std::int64_t id);  // counted from the list's first; nothing outside of the window
+    std::optional<std::int64_t> idAt(int row);  // in the window or not
+    std::vector<std::int64_t> allIDs();         // of the whole list
+
+private:
+    const ListPage& page();
+
+    MailLibrary& library_;
+    MessageCriterion criterion_ = MessageCriterion::anyOf({});
+    std::string search_;
+    int offset_ = 0, limit_ = 100;
+    std::optional<ListPage> page_;
+    std::optional<std::vector<ViewerRow>> rows_;
+};
+
+}  // namespace qs

@@ -1,0 +1,81 @@
+// What the viewer's menu items and toolbar items do with the selected messages, but for moving them.
+#include <algorithm>
+
+#include "ComposeWindow.h"
+#include "Foundation/Format.h"
+#include "Mail/MailAccount.h"
+#include "MailApplicationObject.h"
+#include "MainMenu.h"
+#include "Models/Toolbar.h"
+#include "ViewerObject.h"
+
+namespace qs {
+
+void ViewerObject::replyTo(int composeMode) {
+    ComposeRequest request;
+    request.mode = static_cast<ComposeMode>(composeMode);
+    request.message = selectedMessage();
+    if (request.message) application_.compose(request);
+}
+
+void ViewerObject::openSelected() {
+    if (selected_.size() == 1) open(selected_.front());
+}
+
+void ViewerObject::mark(const FlagChange& change) {
+    tellFailure("The messages can't be marked", setFlags(selected_, change));
+}
+
+// By the colour of a menu item; a button without a colour flags in red or, if all are flagged, takes the flags away.
+void ViewerObject::flag(HostObject* sender) {
+    if (const auto* item = dynamic_cast<MenuItem*>(sender))
+        return mark({.flagged = true, .colour = std::clamp(item->tag() - kFlagColourTag, 0, 6)});
+    const bool allFlagged = std::ranges::all_of(selected_, [&](std::int64_t id) {
+        const auto summary = library().summary(id);
+        return summary && summary->flags.flagged;
+    });
+    mark(allFlagged ? FlagChange{.flagged = false} : FlagChange{.flagged = true, .colour = 0});
+}
+
+void ViewerObject::selectAll() { setSelection(rows_.allIDs()); }
+
+void ViewerObject::selectNeighbour(int step, bool unreadOnly) {
+    const auto current = selected_.empty() ? std::nullopt : rows_.rowOf(selected_.back());
+    int row = current ? *current + step : rows_.offset();
+    while (const auto id = rows_.idAt(row)) {
+        const auto summary = unreadOnly ? library().summary(*id) : std::nullopt;
+        if (!unreadOnly || (summary && !summary->flags.seen)) return setSelection({*id});
+        row += step;
+    }
+}
+
+void ViewerObject::goToMailbox(HostObject* sender) {
+    const auto* item = dynamic_cast<MenuItem*>(sender);
+    const auto accounts = MailAccount::mailAccounts();
+    if (!item || accounts.empty()) return;
+    const auto shown = mailbox();
+    const auto account = shown && shown->account() ? shown->account() : accounts.front();
+    const auto target = account->mailboxOfKind(item->tag(), true);
+    if (target) selectMailbox(target->identifier());
+}
+
+void ViewerObject::markAllRead() {
+    const auto shown = mailbox();
+    if (!shown) return;
+    const auto unread =
+        MessageCriterion::allOf({shown->criterion(), MessageCriterion::with(MessageCriterion::Kind::IsUnread)});
+    std::vector<std::int64_t> ids;
+    for (const MessageRef& message : library().messagesMatchingCriterion(unread, 0, kSearchEverything))
+        ids.push_back(message->libraryID());
+    tellFailure("Not everything could be marked as read", setFlags(ids, {.seen = true}));
+}
+
+void ViewerObject::showSource() { application_.requestFromPage("source", "viewer"); }
+
+bool ViewerObject::selectionIsIn(MailboxKind kind) const {
+    const MessageList messages = selectedMessages();
+    return !messages.empty() &&
+           std::ranges::all_of(messages, [&](const MessageRef& message) { return kindOf(message) == kind; });
+}
+
+}  // namespace qs

@@ -1,0 +1,188 @@
+// Messages between mailboxes: archive, junk, trash, other places, and back again.
+#include <algorithm>
+#include <map>
+
+#include "Foundation/Format.h"
+#include "Mail/MailAccount.h"
+#include "MailApplicationObject.h"
+#include "Models/Alert.h"
+#include "Models/ModelChanges.h"
+#include "ViewerObject.h"
+
+namespace qs {
+namespace {
+
+std::vector<std::int64_t> idsOf(const MessageList& messages) {
+    std::vector<std::int64_t> ids;
+    for (const MessageRef& message : messages)
+        if (message) ids.push_back(message->libraryID());
+    return ids;
+}
+
+constexpr const char* kNoOutbox = "Messages are not moved into an outbox. To send one again, forward it.";
+
+tl::unexpected<Error> viewerFailure(std::string text) { return failure("Viewer", 2, std::move(text)); }
+
+}  // namespace
+
+Result<void> ViewerObject::moveTo(const std::vector<std::int64_t>& ids, std::string_view mailboxIdentifier) {
+    const auto target = library().mailboxWithIdentifier(mailboxIdentifier);
+    if (!target) return viewerFailure("That mailbox is no longer there.");
+    MessageList messages;
+    for (const std::int64_t id : ids)
+        if (auto message = library().messageWithID(id)) messages.push_back(std::move(message));
+    return transfer({{std::move(messages), target}}, "Move", true);
+}
+
+Result<void> ViewerObject::transferMessages(const MessageList& messages, Mailbox& toMailbox, TransferOptions options) {
+    if (!options.deleteOriginals) return copyTo(messages, toMailbox);
+    const auto target = library().mailboxWithIdentifier(toMailbox.identifier());
+    if (!target) return viewerFailure("That mailbox is no longer there.");
+    const char* name = options.isArchiveOperation ? "Archive" : options.isDeleteOperation ? "Move to Trash" : "Move";
+    return transfer({{messages, target}}, name, options.allowUndo);
+}
+
+Result<void> ViewerObject::copyTo(const MessageList& messages, Mailbox& toMailbox) {
+    if (toMailbox.kind() == MailboxKind::Outbox) return viewerFailure(kNoOutbox);
+    for (const MessageRef& message : messages) {
+        if (!message) continue;
+        const auto content = library().content(message->libraryID());
+        if (!content) return failed(content);
+        const auto added = library().add(toMailbox, *content, message->flags(), message->dateReceived());
+        if (!added) return failed(added);
+    }
+    return {};
+}
+
+// Goes on past a failure, so that what can be moved is; the last failure is told.
+Result<void> ViewerObject::transfer(const std::vector<Target>& targets, const std::string& undoName, bool allowUndo) {
+    Result<void> result;
+    std::vector<MoveHistory::Moved> moved;
+    std::vector<std::int64_t> gone;
+    std::optional<int> firstRow;
+    for (const Target& target : targets) {
+        if (target.mailbox->kind() == MailboxKind::Outbox) return viewerFailure(kNoOutbox);
+        std::vector<MoveHistory::Moved> going;
+        std::vector<std::int64_t> ids;
+        for (const std::int64_t id : idsOf(target.messages)) {
+            const auto summary = library().summary(id);
+            if (!summary || summary->mailbox == target.mailbox->identifier()) continue;
+            going.push_back(MoveHistory::describe(*summary, target.mailbox->identifier()));
+            ids.push_back(id);
+            if (const auto row = rows_.rowOf(id)) firstRow = std::min(*row, firstRow.value_or(*row));
+        }
+        if (ids.empty()) continue;
+        if (auto done = library().move(ids, *target.mailbox); !done) result = done;
+        for (MoveHistory::Moved& one : going) {
+            const auto now = library().summary(one.id);
+            if (now && now->mailbox == one.from) continue;  // it stayed
+            gone.push_back(one.id);
+            // Nothing is put back into an outbox: it would be sent from there.
+            const auto source = library().mailboxWithIdentifier(one.from);
+            if (source && source->kind() != MailboxKind::Outbox) moved.push_back(std::move(one));
+        }
+    }
+    if (allowUndo) moves_.add(undoName, std::move(moved));
+    selectAfterMove(gone, firstRow);
+    return result;
+}
+
+void ViewerObject::selectAfterMove(const std::vector<std::int64_t>& gone, std::optional<int> firstRow) {
+    if (gone.empty()) return;
+    rows_.messagesChanged();
+    noteModelChange();
+    if (mailbox_.empty()) return;  // a list of all mailboxes still has them
+    auto rest = selected_;
+    std::erase_if(rest, [&](std::int64_t id) { return std::ranges::find(gone, id) != gone.end(); });
+    if (rest.size() == selected_.size()) return;
+    if (rest.empty() && firstRow && rows_.total() > 0)
+        if (const auto next = rows_.idAt(std::min(*firstRow, rows_.total() - 1))) rest = {*next};
+    setSelection(std::move(rest));
+}
+
+// Each message to that mailbox of its own account.
+std::vector<ViewerObject::Target> ViewerObject::targetsOfKind(const MessageList& messages, MailboxKind kind) {
+    std::vector<Target> targets;
+    for (const MessageRef& message : messages) {
+        const auto account = message->account();
+        const auto mailbox = account ? account->mailboxOfKind(static_cast<int>(kind), true) : nullptr;
+        if (!mailbox) continue;
+        auto target = std::ranges::find(targets, mailbox, &Target::mailbox);
+        if (target == targets.end()) target = targets.insert(targets.end(), {{}, mailbox});
+        target->messages.push_back(message);
+    }
+    return targets;
+}
+
+void ViewerObject::moveSelection(MailboxKind kind, const std::string& undoName) {
+    tellFailure("Not everything could be moved", transfer(targetsOfKind(selectedMessages(), kind), undoName, true));
+}
+
+void ViewerObject::archive() { moveSelection(MailboxKind::Archive, "Archive"); }
+
+void ViewerObject::junk() {
+    const bool fromJunk = selectionIsIn(MailboxKind::Junk);
+    tellFailure("The messages can't be marked", setFlags(selected_, {.junk = !fromJunk}));
+    moveSelection(fromJunk ? MailboxKind::Inbox : MailboxKind::Junk, fromJunk ? "Not Junk" : "Junk");
+}
+
+// From the trash for good, from everywhere else into the trash.
+void ViewerObject::remove() {
+    MessageList toTrash, fromTrash;
+    for (const MessageRef& message : selectedMessages())
+        (kindOf(message) == MailboxKind::Trash ? fromTrash : toTrash).push_back(message);
+    if (!toTrash.empty())
+        tellFailure("Not everything could be moved to the trash",
+                    transfer(targetsOfKind(toTrash, MailboxKind::Trash), "Move to Trash", true));
+    if (!fromTrash.empty()) eraseForGood(fromTrash);
+}
+
+void ViewerObject::eraseForGood(const MessageList& messages) {
+    const auto count = static_cast<std::int64_t>(messages.size());
+    Alert alert;
+    alert.messageText = count == 1 ? "Delete the message for good?"
+                                   : stringWithFormat("Delete %ld messages for good?", {count});
+    alert.informativeText = "This can't be undone.";
+    alert.buttons = {"Delete", "Cancel"};
+    if (alert.runModalSheetForWindow(*window_) != kAlertFirstButtonReturn || ended_) return;
+    // While the question stood, a message may have been moved back.
+    std::vector<std::int64_t> ids;
+    std::optional<int> firstRow;
+    for (const std::int64_t id : idsOf(messages)) {
+        if (kindOf(library().messageWithID(id)) != MailboxKind::Trash) continue;
+        ids.push_back(id);
+        if (const auto row = rows_.rowOf(id)) firstRow = std::min(*row, firstRow.value_or(*row));
+    }
+    tellFailure("Not everything could be deleted", library().erase(ids));
+    std::erase_if(ids, [&](std::int64_t id) { return library().summary(id).has_value(); });
+    selectAfterMove(ids, firstRow);
+}
+
+void ViewerObject::emptyTrash() {
+    MessageList messages;
+    for (const auto& account : MailAccount::mailAccounts()) {
+        const auto trash = account->mailboxOfKind(static_cast<int>(MailboxKind::Trash), false);
+        if (!trash) continue;
+        const auto found = library().messagesMatchingCriterion(trash->criterion(), 0, kSearchEverything);
+        messages.insert(messages.end(), found.begin(), found.end());
+    }
+    if (!messages.empty()) eraseForGood(messages);
+}
+
+void ViewerObject::moveToRepresented(HostObject* sender) {
+    const auto* item = dynamic_cast<MenuItem*>(sender);
+    const auto target = item ? std::dynamic_pointer_cast<Mailbox>(item->representedObject()) : nullptr;
+    if (target) tellFailure("Not everything could be moved", moveTo(selected_, target->identifier()));
+}
+
+void ViewerObject::undoMove() {
+    tellFailure("Not everything could be moved back", moves_.undo(library()));
+    rows_.messagesChanged();
+    noteModelChange();
+}
+
+void ViewerObject::tellFailure(const std::string& title, const Result<void>& result) {
+    if (!result) application_.tell(title, result.error().description);
+}
+
+}  // namespace qs

@@ -1,0 +1,109 @@
+// The viewer as it is implemented; private to this folder. Its state and selection are in ViewerObject.cpp, what its
+// class answers in ViewerClass.cpp, its toolbar in ViewerToolbar.cpp, moves in ViewerMoves.cpp, other actions in
+// ViewerActions.cpp.
+#pragma once
+
+#include "Foundation/RunLoop.h"
+#include "MainViewer.h"
+#include "MessageRows.h"
+#include "MoveHistory.h"
+
+namespace qs {
+
+class MailApplicationObject;
+
+class ViewerObject : public MainViewer {
+public:
+    static void defineClasses();  // "MessageViewer", "SingleMessageViewer" and the row objects
+
+    explicit ViewerObject(MailApplicationObject& application);
+    void begin();        // makes what needs a shared pointer to this object, and shows the first inbox
+    void makeToolbar();  // asks for its items, of plug-ins as well
+    void end();
+    void libraryDidChange();
+
+    // MainViewer
+    void selectMailbox(std::string_view identifier) override;
+    void search(std::string_view text) override;
+    const std::string& searchText() const override { return rows_.search(); }
+    std::string title() const override;
+    void setWindowOfRows(int offset, int limit) override;
+    int offset() const override { return rows_.offset(); }
+    int total() const override { return rows_.total(); }
+    std::vector<ViewerRow> rows() override { return rows_.rows(selected_); }
+    const std::vector<std::int64_t>& selectedIDs() const override { return selected_; }
+    void selectIDs(std::vector<std::int64_t> ids) override;
+    MessageRef selectedMessage() const override;
+    void open(std::int64_t id) override;
+    Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) override;
+    Result<void> moveTo(const std::vector<std::int64_t>& ids, std::string_view mailbox) override;
+    // MessageViewer
+    std::shared_ptr<Window> window() const override { return window_; }
+    std::shared_ptr<Toolbar> toolbar() const override;
+    MessageList selectedMessages() const override;
+    MessageList messagesTargetedByAction(std::string_view) const override { return selectedMessages(); }
+    std::shared_ptr<Mailbox> mailbox() const override;
+    Result<void> transferMessages(const MessageList& messages, Mailbox& toMailbox, TransferOptions options) override;
+    void sendForDraft(HostObject* sender, bool forDraft, MessageRef actualMessage) override;
+
+    // The table, as a plug-in knows it.
+    std::shared_ptr<TableViewManager> tableManager() const { return tableManager_; }
+    std::shared_ptr<MessageListController> messageListController() const { return listController_; }  // OS minor 11
+    int selectedRow();
+    void reloadData();
+    void selectRow(int row, bool byExtendingSelection);
+
+    // Actions; `sender` is a menu item, a toolbar item or null.
+    void replyTo(int composeMode);
+    void openSelected();
+    void mark(const FlagChange& change);
+    void flag(HostObject* sender);
+    void archive();
+    void junk();
+    void remove();
+    void moveToRepresented(HostObject* sender);
+    void undoMove();
+    void emptyTrash();
+    void selectAll();
+    void selectNeighbour(int step, bool unreadOnly);
+    void goToMailbox(HostObject* sender);
+    void markAllRead();
+    void showSource();
+    // Whether an action can be done now; also gives the menu item the title that fits. True for actions of others.
+    bool isValid(const std::string& action, MenuItem* item);
+
+private:
+    struct Target {
+        MessageList messages;
+        std::shared_ptr<Mailbox> mailbox;
+    };
+    std::vector<Target> targetsOfKind(const MessageList& messages, MailboxKind kind);
+    Result<void> transfer(const std::vector<Target>& targets, const std::string& undoName, bool allowUndo);
+    Result<void> copyTo(const MessageList& messages, Mailbox& toMailbox);
+    void moveSelection(MailboxKind kind, const std::string& undoName);
+    void eraseForGood(const MessageList& messages);
+    void showFromFirstRow(std::string searchText);
+    void setSelection(std::vector<std::int64_t> ids);
+    // After messages left the list: the selection goes on to the row that took their place.
+    void selectAfterMove(const std::vector<std::int64_t>& gone, std::optional<int> firstRow);
+    void markReadSoon();
+    void reloadAtMidnight();
+    MailLibrary& library() const;
+    std::optional<MailboxKind> kindOf(const MessageRef& message) const;
+    bool selectionIsIn(MailboxKind kind) const;
+    void tellFailure(const std::string& title, const Result<void>& result);
+
+    MailApplicationObject& application_;
+    std::shared_ptr<Window> window_;
+    std::shared_ptr<TableViewManager> tableManager_;
+    std::shared_ptr<MessageListController> listController_;
+    mutable MessageRows rows_;
+    std::string mailbox_;  // identifier; empty: all of them
+    std::vector<std::int64_t> selected_;
+    std::optional<std::pair<int, std::int64_t>> rowLastAsked_;
+    MoveHistory moves_;
+    TimerRef midnight_;
+    bool ended_ = false;
+};
+
+}  // namespace qs
