@@ -7,6 +7,7 @@
 #include "ComposeWindow.h"
 #include "DeliveryService.h"
 #include "Foundation/DateFormatter.h"
+#include "Foundation/FileSystem.h"
 #include "Foundation/RunLoop.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
