@@ -14,6 +14,7 @@ import { composeToolbar, contextMenu, mainMenu, viewerToolbar } from './mock/men
 import { acceptSocket } from './mock/socket.mjs';
 
 const types = { '.html': 'text/html; charset=utf-8', '.js': 'text/javascript', '.css': 'text/css', '.svg': 'image/svg+xml', '.json': 'application/json', '.map': 'application/json' };
+const onePixel = Buffer.from('R0lGODlhAQABAIAAAAAAAP///yH5BAEAAAAALAAAAAABAAEAAAIBRAA7', 'base64');
 const here = fileURLToPath(new URL('.', import.meta.url));
 
 export async function contentPolicy(hostName) {
@@ -273,6 +274,7 @@ class MockHost {
       this.changeCompose(upload[1], (model) => ({ attachments: [...model.attachments, { ...this.uploads.at(-1), type: request.headers['content-type'] }] }));
       return json({ id });
     }
+    if (/^\/compose\/[^/]+\/attachments\/./.test(pathname)) return response.setHeader('Content-Type', 'application/octet-stream').end(onePixel);
     if (/^\/images\/(TB|MV)_/.test(pathname))
       return response.setHeader('Content-Type', 'image/svg+xml').end('<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 20 20"><circle cx="10" cy="10" r="7" fill="none" stroke="#777" stroke-width="1.5"/><path d="M10 6v4l3 2" fill="none" stroke="#777" stroke-width="1.5"/></svg>');
     return this.file(pathname === '/' ? '/index.html' : pathname, request, response);

@@ -124,7 +124,7 @@ export function Editor({ model, outgoing, handle }: Props) {
       <div
         ref={root} class={`editor${plainText ? ' plain' : ''}`} role="textbox" aria-multiline="true" aria-label="Message text"
         contenteditable={!busy} data-anchor={`body:${owner}`} spellcheck
-        onPaste={(event) => {
+        onPasteCapture={(event) => {
           const files = [...(event.clipboardData?.files ?? [])];
           const text = event.clipboardData?.types.includes('text/html') || event.clipboardData?.types.includes('text/plain');
           if (files.length === 0 || text) return;

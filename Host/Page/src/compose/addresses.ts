@@ -70,14 +70,14 @@ export function withAdded(addresses: string[], added: string[]): string[] {
   return result;
 }
 
-/** How far a typed text is finished: what ends with a separator becomes addresses, the rest stays in the field. */
+/**
+ * How far a typed text is finished: what ends with a separator becomes addresses, the rest stays in the field. A comma
+ * after a name ("Lovelace, Ada <ada@…>") belongs to it, so nothing is finished before each part has an address.
+ */
 export function takeFinished(text: string): { finished: string[]; rest: string } {
-  if (!/[,;\n]/.test(text)) return { finished: [], rest: text };
   const parts = splitAddresses(text);
-  if (/[,;\n]\s*$/.test(text) && splitAddresses(`${text}x`).length > parts.length) return { finished: parts, rest: '' };
-  const rest = parts.pop() ?? '';
-  // A comma within a name ("Lovelace, Ada <ada@…>") belongs to it while no address was given yet.
-  const finished = parts.filter((part) => part.includes('@'));
-  const names = parts.filter((part) => !part.includes('@'));
-  return names.length ? { finished: [], rest: text } : { finished, rest };
+  // A letter at the end shows whether the text is behind a separator: then it becomes a part of its own.
+  const open = splitAddresses(`${text}x`).length > parts.length ? '' : (parts.pop() ?? '');
+  if (parts.length === 0 || !parts.every((part) => part.includes('@'))) return { finished: [], rest: text };
+  return { finished: parts, rest: open };
 }

@@ -28,7 +28,7 @@ export function showPictures(fragment: DocumentFragment, window: string, quietly
     if (picture.getAttribute('src')?.startsWith('data:')) continue;
     pictureAddress(window, picture.getAttribute(mark) ?? '')
       .then((address) => quietly(() => picture.setAttribute('src', address)))
-      .catch(() => quietly(() => picture.setAttribute('alt', 'This picture could not be loaded.')));
+      .catch(() => undefined); // an empty place; a word about it would leave with the message
   }
 }
 

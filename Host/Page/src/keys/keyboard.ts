@@ -62,9 +62,9 @@ function plainKey(event: KeyboardEvent): boolean {
 }
 
 function focusOn(selector: string): boolean {
-  const element = document.querySelector<HTMLElement>(selector);
-  element?.focus();
-  return element !== null;
+  const shown = [...document.querySelectorAll<HTMLElement>(selector)].find((each) => each.offsetParent !== null);
+  shown?.focus();
+  return shown !== undefined;
 }
 
 /** The parts are marked with data-part and take the focus themselves or hand it on to the element inside. */

@@ -26,6 +26,10 @@ export function forFrame(html: string): string {
     RETURN_DOM: true,
   }) as HTMLElement;
   for (const link of body.querySelectorAll('a, area')) rewriteLink(link);
+  // The host has put every picture that may be seen into the markup itself.
+  for (const picture of body.querySelectorAll('img[src]'))
+    if (!/^data:image\//i.test(picture.getAttribute('src') ?? '')) picture.removeAttribute('src');
+  for (const each of body.querySelectorAll('[background]')) each.removeAttribute('background');
   return body.innerHTML;
 }
 

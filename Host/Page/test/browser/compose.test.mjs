@@ -1,0 +1,162 @@
+import assert from 'node:assert/strict';
+import { after, before, test } from 'node:test';
+import { callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
+
+before(startBrowser);
+after(stopBrowser);
+
+const editorText = (page) => page.evaluate(() => document.querySelector('.editor').innerText.trim());
+const active = (page) => page.evaluate(() => document.activeElement.getAttribute('aria-label') ?? document.activeElement.id);
+
+test('a message is written without the mouse, and all of it arrives before it is sent', async (t) => {
+  const { page, host, faults } = await open(t);
+  await page.focus('.list-scroller');
+  await page.keyboard.press('c');
+  await page.waitForSelector('.compose');
+  await page.keyboard.type('hopper');
+  await page.waitForSelector('.completions li');
+  await page.keyboard.press('Enter');
+  await page.keyboard.type('someone@else.example,');
+  await page.waitForSelector('.token:has-text("someone@else.example")');
+  await page.focus('.subject-input');
+  await page.keyboard.type('Harbour');
+  await page.keyboard.press('Enter');
+  await page.keyboard.type('Dear Grace,');
+  await page.keyboard.press('Control+Enter');
+  await until(() => callsOf(host, 'compose.send').length, 'sending');
+  const order = host.calls.map((each) => each.call);
+  assert.ok(order.lastIndexOf('compose.update') < order.indexOf('compose.send'));
+  const told = Object.assign({}, ...callsOf(host, 'compose.update'));
+  assert.deepEqual(told.to, ['Grace Hopper <grace@harbour.example>', 'someone@else.example']);
+  assert.equal(told.subject, 'Harbour');
+  assert.match(told.bodyHtml, /^<div>Dear Grace,<\/div>/);
+  assert.equal(told.bodyRevision, 1);
+  assert.deepEqual(faults, []);
+});
+
+test('tokens are walked through, edited and removed with keys', async (t) => {
+  const { page, host } = await open(t);
+  host.openCompose({ to: ['a@x.example', 'b@x.example'] });
+  await page.waitForSelector('.token');
+  await page.focus('.address-tokens input');
+  await page.keyboard.press('Backspace');
+  await page.keyboard.press('ArrowLeft');
+  await page.keyboard.press('Delete');
+  await until(async () => (await page.locator('.token').count()) === 1, 'one token less');
+  await page.keyboard.press('ArrowLeft');
+  await page.keyboard.press('Enter');
+  assert.equal(await page.inputValue('.address-tokens input'), 'b@x.example');
+});
+
+test('the host replaces the text by a higher revision only, and the cursor stays', async (t) => {
+  const { page, host } = await open(t);
+  const window = host.openCompose({ to: ['a@x.example'], bodyHtml: '<div>One</div><div>Two</div>' });
+  await page.waitForSelector('.editor');
+  await until(async () => (await editorText(page)).startsWith('One'), 'the first text');
+  await page.focus('.editor');
+  await page.keyboard.press('Control+Home');
+  await page.keyboard.press('End');
+  await page.keyboard.type('!');
+  await until(() => callsOf(host, 'compose.update').at(-1)?.bodyHtml?.includes('One!'), 'the edit');
+  host.changeCompose(window, () => ({ bodyHtml: '<div>Stale</div>' }));
+  host.changeCompose(window, () => ({ status: 'Draft saved' }));
+  await page.waitForSelector('text=Draft saved');
+  assert.match(await editorText(page), /One!/);
+  host.changeCompose(window, () => ({ bodyHtml: '<div>One! and more</div><div>Signature</div>', bodyRevision: 2 }));
+  await until(async () => (await editorText(page)).includes('Signature'), 'the new text');
+  assert.equal(await active(page), 'Message text');
+  await page.keyboard.type('?');
+  await until(() => callsOf(host, 'compose.update').at(-1)?.bodyRevision === 2, 'an edit of the new revision');
+  assert.match(callsOf(host, 'compose.update').at(-1).bodyHtml, /One!\? and more/);
+});
+
+test('a plug-in’s change of a field shows, but not over what is being typed', async (t) => {
+  const { page, host } = await open(t);
+  const window = host.openCompose({ to: ['a@x.example'] });
+  await page.waitForSelector('.subject-input');
+  host.changeCompose(window, () => ({ subject: 'From the host', cc: ['c@x.example'] }));
+  await until(async () => (await page.inputValue('.subject-input')) === 'From the host', 'the subject');
+  await page.waitForSelector('.token:has-text("c@x.example")');
+  await page.fill('.subject-input', 'Mine');
+  host.changeCompose(window, () => ({ subject: 'Again from the host' }));
+  await until(() => callsOf(host, 'compose.update').at(-1)?.subject === 'Mine', 'the edit');
+  assert.equal(await page.inputValue('.subject-input'), 'Mine');
+});
+
+test('quoted mail in the editor acts no more than displayed mail', async (t) => {
+  const { page, host, faults } = await open(t);
+  const hostile = '<div>Hi<img src="https://evil.example/a.gif" onerror="document.title=1"><a href="javascript:alert(1)">x</a><form action="/"><input></form><style>body{display:none}</style><div style="position:fixed;inset:0">cover</div></div>';
+  host.openCompose({ to: ['a@x.example'], bodyHtml: hostile });
+  await until(async () => (await editorText(page)).includes('cover'), 'the text');
+  assert.equal(await page.locator('.editor :is(form, input, style, script, [onerror], [href^="javascript"])').count(), 0);
+  const [box, cover] = await page.evaluate(() =>
+    ['.editor', '.editor [style*=fixed]'].map((each) => document.querySelector(each).getBoundingClientRect().toJSON()),
+  );
+  assert.ok(cover.left >= box.left && cover.top >= box.top && cover.right <= box.right, 'it covers no more than the editor');
+  assert.deepEqual(faults, []);
+});
+
+test('files are attached by choosing, pictures by pasting', async (t) => {
+  const { page, host } = await open(t);
+  const window = host.openCompose({ to: ['a@x.example'] });
+  await page.waitForSelector('.compose .tool[aria-label="Attach"]');
+  const chooser = page.waitForEvent('filechooser');
+  await page.click('.compose .tool[aria-label="Attach"]');
+  await (await chooser).setFiles([{ name: 'Übersicht.txt', mimeType: 'text/plain', buffer: Buffer.from('hello') }]);
+  await page.waitForSelector('.compose-attachments >> text=Übersicht.txt');
+  await page.focus('.editor');
+  await page.evaluate(() => {
+    const transfer = new DataTransfer();
+    transfer.items.add(new File([new Uint8Array([137, 80, 78, 71])], 'shot.png', { type: 'image/png' }));
+    document.querySelector('.editor').dispatchEvent(new ClipboardEvent('paste', { clipboardData: transfer, bubbles: true, cancelable: true }));
+  });
+  await until(() => host.uploads.length === 2, 'the picture');
+  assert.deepEqual(host.uploads.map(({ name, inline }) => [name, inline]), [['Übersicht.txt', false], ['shot.png', true]]);
+  await until(() => callsOf(host, 'compose.update').some((each) => each.bodyHtml?.includes('data-cid="a2"')), 'the picture in the text');
+  assert.ok(!callsOf(host, 'compose.update').at(-1).bodyHtml.includes('blob:'));
+  await page.click('[aria-label="Remove Übersicht.txt"]');
+  await until(() => callsOf(host, 'compose.removeAttachment').length, 'the removal');
+  assert.deepEqual(callsOf(host, 'compose.removeAttachment'), [{ window, id: 'a1' }]);
+});
+
+test('closing asks, Return takes the default and Escape the last button', async (t) => {
+  const { page, host } = await open(t);
+  host.openCompose({ to: ['a@x.example'] });
+  await page.click('.compose-title [aria-label="Close"]');
+  await page.waitForSelector('[role="alertdialog"]');
+  await page.keyboard.press('Escape');
+  await page.waitForSelector('[role="alertdialog"]', { state: 'detached' });
+  await page.click('.compose-title [aria-label="Close"]');
+  await page.waitForSelector('[role="alertdialog"] .default');
+  for (let i = 0; i < 4; ++i) await page.keyboard.press('Tab');
+  assert.ok(await page.evaluate(() => document.activeElement.closest('[role="alertdialog"]') !== null), 'the focus stays inside');
+  await page.focus('[role="alertdialog"] .default');
+  await page.keyboard.press('Enter');
+  await page.waitForSelector('.compose', { state: 'detached' });
+  assert.deepEqual(callsOf(host, 'alert.answer').map((each) => each.button), [2, 0]);
+});
+
+test('controls of plug-ins and sheets send their values under their names', async (t) => {
+  const { page, host } = await open(t);
+  const window = host.openCompose({ to: ['a@x.example'] });
+  await page.click('label:has-text("Track")');
+  await page.click('.compose .tool[aria-label="Schedule"]');
+  await page.waitForSelector('.sheet');
+  await page.fill('.sheet input[type="datetime-local"]', '2026-12-24T18:00');
+  await page.click('.sheet >> text=Schedule');
+  await until(() => callsOf(host, 'sheet.button').length, 'the button');
+  assert.deepEqual(callsOf(host, 'compose.control'), [{ window, row: 'tracking', control: 'track', value: true }]);
+  const [set] = callsOf(host, 'sheet.set');
+  assert.deepEqual([set.window, set.form, set.control, new Date(set.value.$date * 1000).getHours()], [window, 'schedule', 'date', 18]);
+  assert.deepEqual(callsOf(host, 'sheet.button'), [{ window, form: 'schedule', button: 1 }]);
+});
+
+test('text that is still in a field of the preferences arrives before anything else happens', async (t) => {
+  const { page, host } = await open(t);
+  await page.keyboard.press('Control+,');
+  await page.fill('.preferences input[placeholder="None"]', 'Charles B.');
+  await page.keyboard.press('Escape');
+  await page.waitForSelector('.preferences', { state: 'detached' });
+  const calls = host.calls.filter(({ call }) => call.startsWith('preferences.')).map(({ call, args }) => [call, args.value]);
+  assert.deepEqual(calls, [['preferences.set', 'Charles B.'], ['preferences.close', undefined]]);
+});

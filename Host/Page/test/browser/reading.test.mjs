@@ -1,0 +1,152 @@
+import assert from 'node:assert/strict';
+import { after, before, test } from 'node:test';
+import { callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
+
+before(startBrowser);
+after(stopBrowser);
+
+const selected = (host) => callsOf(host, 'list.select').at(-1)?.ids;
+
+test('the start link opens the page once, its ticket leaves the address, and a reload goes on', async (t) => {
+  const { page, host } = await open(t);
+  assert.equal(page.url(), host.url);
+  await page.reload();
+  await page.waitForSelector('.row');
+  host.token = 'another'; // the program was started anew
+  await page.reload();
+  await page.waitForSelector('.welcome');
+  assert.match(await page.textContent('.welcome'), /\.\/run/);
+});
+
+test('keys walk through the list, and rows far away are fetched', async (t) => {
+  const { page, host } = await open(t);
+  await page.focus('.list-scroller');
+  await page.keyboard.press('ArrowDown');
+  await until(() => selected(host)?.[0] === 1001, 'the second message');
+  await page.keyboard.press('End');
+  await until(() => selected(host)?.[0] === 3399, 'the last message');
+  await page.waitForSelector('#row-3399.selected');
+  await page.keyboard.press('Home');
+  await until(() => selected(host)?.[0] === 1000, 'the first message');
+  await page.keyboard.press('Shift+ArrowDown');
+  await page.keyboard.press('Shift+ArrowDown');
+  await until(() => selected(host)?.length === 3, 'three messages');
+  assert.deepEqual([...selected(host)].sort(), [1000, 1001, 1002]);
+  await page.waitForSelector('text=3 messages selected');
+  await page.keyboard.press('Control+a');
+  await until(() => selected(host)?.length === 2400, 'all messages');
+});
+
+test('Ctrl and Shift add to the selection', async (t) => {
+  const { page, host } = await open(t);
+  await page.click('#row-1001');
+  await page.click('#row-1004', { modifiers: ['Control'] });
+  await until(() => selected(host)?.length === 2, 'two messages');
+  await page.click('#row-1006', { modifiers: ['Shift'] });
+  await until(() => selected(host)?.join() === '1004,1005,1006', 'the range');
+});
+
+test('messages that are dragged to a mailbox move there', async (t) => {
+  const { page, host } = await open(t);
+  await page.dragAndDrop('#row-1002', '[data-mailbox="archive"]');
+  await until(() => callsOf(host, 'message.move').length, 'the move');
+  assert.deepEqual(callsOf(host, 'message.move'), [{ ids: [1002], mailbox: 'archive' }]);
+});
+
+test('a hostile message shows as text, runs nothing and loads nothing', async (t) => {
+  const { page, host, faults } = await open(t);
+  const outside = [];
+  page.on('request', (request) => request.url().startsWith(host.url) || /^(data|blob|about):/.test(request.url()) || outside.push(request.url()));
+  let dialogs = 0;
+  page.on('dialog', (dialog) => {
+    ++dialogs;
+    void dialog.dismiss();
+  });
+  host.inbox[1].subject = '<img src=x onerror=alert(3)>';
+  await page.click('#row-1001');
+  const frame = page.frameLocator('.body-frame');
+  await frame.locator('text=Dear friend').waitFor();
+  assert.equal(await page.getAttribute('.body-frame', 'sandbox'), 'allow-popups allow-popups-to-escape-sandbox');
+  assert.equal(await page.textContent('.message-subject'), '<img src=x onerror=alert(3)>');
+  assert.equal(await frame.locator('script, [onerror]').count(), 0);
+  const link = frame.locator('a', { hasText: 'www.printer.example' });
+  assert.match(await link.textContent(), /\[evil\.example\]/);
+  assert.deepEqual([await link.getAttribute('target'), await link.getAttribute('rel')], ['_blank', 'noopener noreferrer']);
+  assert.deepEqual([outside, dialogs, faults], [[], 0, []]);
+});
+
+test('held back pictures come when they are asked for', async (t) => {
+  const { page } = await open(t);
+  await page.click('#row-1003');
+  await page.waitForSelector('text=3 pictures held back');
+  await page.click('text=Load pictures');
+  await page.waitForSelector('text=3 pictures held back', { state: 'detached' });
+});
+
+test('Space scrolls the message while the list keeps the focus', async (t) => {
+  const { page } = await open(t);
+  const frame = page.frameLocator('.body-frame');
+  await frame.locator('text=Dear friend').waitFor();
+  await page.focus('.list-scroller');
+  const scrolled = () => frame.locator('html').evaluate((root) => root.scrollTop);
+  await page.keyboard.press('Space');
+  const first = await until(scrolled, 'a scrolled message');
+  await page.keyboard.press('Space');
+  await until(async () => (await scrolled()) > first, 'the next screen');
+  await page.keyboard.press('Shift+Space');
+  await page.keyboard.press('Shift+Space');
+  await until(async () => (await scrolled()) === 0, 'the beginning');
+  assert.equal(await page.evaluate(() => document.activeElement.className), 'list-scroller');
+});
+
+test('single keys act on the list and not while text is typed', async (t) => {
+  const { page, host } = await open(t);
+  await page.focus('.list-scroller');
+  await page.keyboard.press('e');
+  await until(() => callsOf(host, 'toolbar.choose').some((each) => each.identifier === 'archiveMessages:'), 'archiving');
+  await page.keyboard.press('/');
+  const before = callsOf(host, 'toolbar.choose').length;
+  await page.keyboard.type('rea');
+  await until(() => callsOf(host, 'list.search').at(-1)?.text === 'rea', 'the search');
+  assert.equal(callsOf(host, 'toolbar.choose').length, before);
+});
+
+test('menus work with the keyboard alone', async (t) => {
+  const { page, host } = await open(t);
+  await page.focus('.list-scroller');
+  await page.keyboard.press('F10');
+  for (const key of ['ArrowLeft', 'ArrowLeft', 'ArrowLeft', 'ArrowDown']) await page.keyboard.press(key);
+  await page.waitForSelector('.menu-item.active:has-text("Send")');
+  await page.keyboard.press('s'); // the disabled "Send" has the focus already: on to "Snooze"
+  await page.keyboard.press('ArrowRight');
+  await page.keyboard.press('t');
+  await page.keyboard.press('Enter');
+  await until(() => callsOf(host, 'menu.choose').length, 'the choice');
+  assert.deepEqual(callsOf(host, 'menu.choose'), [{ item: '5.6.1', menu: 'main' }]);
+  await until(() => page.evaluate(() => document.activeElement.className === 'list-scroller'), 'the focus coming back');
+});
+
+test('the menu of the list opens at the row, and acts by its own paths', async (t) => {
+  const { page, host } = await open(t);
+  await page.click('#row-1002', { button: 'right' });
+  await page.click('.menu-item:has-text("Reply All")');
+  assert.deepEqual(callsOf(host, 'context.open'), [{ ids: [1002] }]);
+  assert.deepEqual(callsOf(host, 'menu.choose'), [{ item: '3', menu: 'context' }]);
+});
+
+test('a message that was perhaps sent waits for a word', async (t) => {
+  const { page, host } = await open(t);
+  await page.click('text=1 message was perhaps sent');
+  await page.click('text=It was sent');
+  await until(() => callsOf(host, 'message.resolveDoubt').length, 'the word');
+  assert.deepEqual(callsOf(host, 'message.resolveDoubt'), [{ uniqueID: 'u-1', choice: 'markSent' }]);
+});
+
+test('a lost connection is said and mended', async (t) => {
+  const { page, host } = await open(t);
+  host.hangUp();
+  await page.waitForSelector('.connection-bar');
+  await page.waitForSelector('.connection-bar', { state: 'detached' });
+  await page.click('#row-1002');
+  await until(() => selected(host)?.[0] === 1002, 'a selection after the pause');
+});

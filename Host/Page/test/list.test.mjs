@@ -1,0 +1,76 @@
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import { load } from './load.mjs';
+
+const { rowsToDraw, windowToAsk, scrollToShow } = await load('list/windowing.ts');
+const { keyTarget, selectOnly, toggle, extend } = await load('list/selection.ts');
+const { describeDelivery } = await load('list/describeDelivery.ts');
+const { describeRow } = await load('list/describeRow.ts');
+
+test('rows in view and some around them are drawn, never more than there are', () => {
+  assert.deepEqual(rowsToDraw(0, 500, 50, 1000, 5), { first: 0, count: 15 });
+  assert.deepEqual(rowsToDraw(1000, 500, 50, 1000, 5), { first: 15, count: 20 });
+  assert.deepEqual(rowsToDraw(49_500, 500, 50, 1000, 5), { first: 985, count: 15 });
+  assert.deepEqual(rowsToDraw(5000, 500, 50, 3, 5), { first: 95, count: 0 }, 'the list shrank below the place');
+  assert.deepEqual(rowsToDraw(0, 500, 50, 0), { first: 0, count: 0 });
+});
+
+test('rows are asked for before they are missed, and not while enough are there', () => {
+  const visible = { first: 100, count: 10 };
+  assert.equal(windowToAsk(visible, { first: 70, count: 70 }, 1000), null);
+  assert.deepEqual(windowToAsk(visible, { first: 70, count: 45 }, 1000), { offset: 70, limit: 70 });
+  assert.deepEqual(windowToAsk({ first: 0, count: 10 }, { first: 0, count: 0 }, 1000), { offset: 0, limit: 40 });
+  assert.deepEqual(windowToAsk({ first: 990, count: 10 }, { first: 0, count: 40 }, 1000), { offset: 960, limit: 40 });
+  assert.equal(windowToAsk({ first: 990, count: 10 }, { first: 960, count: 40 }, 1000), null, 'at the end there is no more to ask for');
+  assert.equal(windowToAsk({ first: 0, count: 0 }, { first: 0, count: 0 }, 0), null);
+});
+
+test('what is asked for is enough: the next question is answered by the rows that came', () => {
+  for (const total of [1, 7, 40, 1000])
+    for (let first = 0; first < total; first += 3) {
+      const visible = { first, count: Math.min(10, total - first) };
+      const asked = windowToAsk(visible, { first: 0, count: 0 }, total);
+      const loaded = { first: asked.offset, count: asked.limit };
+      assert.ok(loaded.first + loaded.count <= total, 'beyond the end');
+      assert.equal(windowToAsk(visible, loaded, total), null, `${first} of ${total}`);
+    }
+});
+
+test('the list scrolls no further than needed', () => {
+  assert.equal(scrollToShow(5, 100, 500, 50), 100);
+  assert.equal(scrollToShow(0, 100, 500, 50), 0);
+  assert.equal(scrollToShow(12, 100, 500, 50), 150);
+});
+
+test('keys move within the list', () => {
+  const cases = [
+    ['ArrowDown', 4, 5], ['ArrowDown', 9, 9], ['ArrowDown', -1, 0], ['ArrowUp', 0, 0], ['ArrowUp', -1, 9],
+    ['PageDown', 2, 6], ['PageUp', 2, 0], ['Home', 7, 0], ['End', 0, 9], ['x', 3, null],
+  ];
+  for (const [key, from, wanted] of cases) assert.equal(keyTarget(key, from, 10, 5), wanted, `${key} from ${from}`);
+  assert.equal(keyTarget('ArrowDown', -1, 0, 5), null, 'an empty list');
+});
+
+test('a range keeps its anchor while it grows and shrinks', () => {
+  let selection = selectOnly(3);
+  selection = extend(selection, 5, [3, 4, 5]);
+  selection = extend(selection, 2, [2, 3]);
+  assert.deepEqual(selection, { ids: [2, 3], anchor: 3, focus: 2 });
+  selection = toggle(selection, 9);
+  assert.deepEqual(selection, { ids: [2, 3, 9], anchor: 9, focus: 9 });
+  assert.deepEqual(toggle(selection, 2).ids, [3, 9]);
+});
+
+test('state, attempts and last answer of a waiting message are always told', () => {
+  assert.equal(describeDelivery({ state: 'failed', attempts: 1, lastAnswer: 'Refused.' }), 'Not sent · 1 attempt · Refused.');
+  assert.equal(describeDelivery({ state: 'waiting', attempts: 0, lastAnswer: '' }), 'Waiting to be sent');
+  assert.equal(describeDelivery({ state: 'inDoubt', attempts: 2, lastAnswer: '' }), 'Perhaps sent · 2 attempts');
+});
+
+test('a row says in words what its pictures show', () => {
+  const row = {
+    id: 1, from: 'Ada', subject: '', snippet: 'Hello', date: '9:00', dateLong: 'Sunday at 9:00', unread: true, answered: true, forwarded: false,
+    flagged: true, colour: 4, attachments: 2, icons: [{ image: 'x', label: 'Read twice' }],
+  };
+  assert.equal(describeRow(row), 'Unread, Ada, No subject, Sunday at 9:00, Flagged blue, Answered, 2 attachments, Read twice, Hello');
+});
