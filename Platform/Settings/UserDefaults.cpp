@@ -148,7 +148,6 @@ private:
         Dictionary values, unsaved;
         {
             const std::lock_guard hold(lock_);
-            write_.clear();
             if (unsaved_.empty()) return {};
             values = values_;
             unsaved = std::exchange(unsaved_, {});

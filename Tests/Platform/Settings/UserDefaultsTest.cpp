@@ -142,6 +142,16 @@ TEST_F(UserDefaultsTest, ChangesAreAnnouncedOnTheMainThreadTogether) {
     EXPECT_THAT(notices_.take(), ElementsAre("com.example.plugin:a"));
 }
 
+TEST_F(UserDefaultsTest, AChangeMadeByAnObserverIsAnnouncedInTurn) {
+    const auto defaults = UserDefaults::suite(kSuite);
+    const auto observation = NotificationCenter::defaultCenter().addObserver(
+        std::string(UserDefaultsDidChangeNotification),
+        [&](const Notification&) { defaults->setObject(true, "seen"); });
+    defaults->setObject(1, "a");
+    loop_->runUntilIdle();
+    EXPECT_THAT(notices_.take(), ElementsAre("com.example.plugin:a", "com.example.plugin:seen"));
+}
+
 TEST_F(UserDefaultsTest, TakesUpWhatAnotherProcessWroteWithoutLosingItsOwn) {
     const auto defaults = UserDefaults::suite(kSuite);
     defaults->setObject("old", "theirs");
