@@ -1,0 +1,90 @@
+// What the journeys of compose windows share: a disk that can be full, answers to alerts, and a stand-in for a plug-in
+// that lays itself around the host's own operations.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Compose/ComposeController.h"
+#include "ComposeWindow.h"
+#include "Foundation/FileSystem.h"
+#include "Support/LogCapture.h"
+#include "Support/TemporaryHost.h"
+
+namespace qs {
+
+// The real disk, until writing is made to fail below a folder of some name.
+class FailingDisk : public FileSystem {
+public:
+    // Every write below a path that holds `part` fails as on a full disk; empty: none.
+    void fillUp(std::string part) { part_ = std::move(part); }
+    // Nothing can be removed there.
+    void keepAll(std::string part) { kept_ = std::move(part); }
+
+    Result<std::string> read(const std::filesystem::path& f) override { return real().read(f); }
+    Result<std::string> readStart(const std::filesystem::path& f, std::size_t n) override {
+        return real().readStart(f, n);
+    }
+    Result<void> forEachName(const std::filesystem::path& f,
+                             const std::function<void(const std::string&, bool)>& visit) override {
+        return real().forEachName(f, visit);
+    }
+    Result<void> writeNew(const std::filesystem::path& f, std::string_view c) override;
+    Result<void> append(const std::filesystem::path& f, std::string_view c) override;
+    Result<void> rename(const std::filesystem::path& a, const std::filesystem::path& b) override {
+        return real().rename(a, b);
+    }
+    Result<void> renameNew(const std::filesystem::path& a, const std::filesystem::path& b) override {
+        return real().renameNew(a, b);
+    }
+    Result<void> remove(const std::filesystem::path& f) override;
+    Result<void> syncFolder(const std::filesystem::path& f) override { return real().syncFolder(f); }
+    Result<void> makeFolder(const std::filesystem::path& f) override { return real().makeFolder(f); }
+    Result<std::vector<FileInfo>> list(const std::filesystem::path& f) override { return real().list(f); }
+    Result<FileInfo> info(const std::filesystem::path& f) override { return real().info(f); }
+
+private:
+    std::string part_, kept_;
+};
+
+// Answers alerts as they come, in order, by button title; an alert without an answer left gets its last button.
+class AlertAnswers {
+public:
+    AlertAnswers();
+    ~AlertAnswers();
+    void give(std::string buttonTitle) { answers_.push_back(std::move(buttonTitle)); }
+    std::vector<std::string> seen;  // titles
+
+private:
+    void answer();
+    std::deque<std::string> answers_;
+};
+
+class ComposeJourney : public testing::Test {
+protected:
+    void start(TemporaryHostOptions options = {});
+    std::shared_ptr<ComposeWindow> open(ComposeRequest request);
+    std::shared_ptr<ComposeWindow> openMessage(ComposeMode mode, MessageRef message);
+    std::shared_ptr<ComposeWindow> openDraft(int index = 0, MailboxKind kind = MailboxKind::Drafts);
+    // Types a new text, as the page does.
+    void type(ComposeWindow& window, std::string_view text);
+    std::vector<MessageSummary> drafts() { return host->messagesOf("ada", MailboxKind::Drafts); }
+    std::vector<MessageSummary> outbox() { return host->messagesOf("ada", MailboxKind::Outbox); }
+    std::vector<MessageSummary> sent() { return host->messagesOf("ada", MailboxKind::Sent); }
+    std::string contentOf(const MessageSummary& message);
+    std::string textOf(const MessageSummary& message);
+    std::string headerOf(const MessageSummary& message, std::string_view name);
+    std::vector<std::filesystem::path> windowFolders() const;
+    std::size_t openWindows() const;
+
+    LogCapture log;
+    FailingDisk disk;
+    std::unique_ptr<TemporaryHost> host;
+    std::unique_ptr<AlertAnswers> alerts;
+};
+
+}  // namespace qs
