@@ -17,6 +17,8 @@ Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& option
     if (!accounts) return failed(accounts);
     engine->accounts_ = std::move(*accounts);
 
+    engine->dataFolder_ = options.dataFolder;
+    engine->files_ = &files;
     auto library = MailLibrary::open(options.dataFolder, engine->accounts_, files);
     if (!library) return failed(library);
     engine->library_ = std::move(*library);
