@@ -15,20 +15,28 @@ const unrelated = new Set<keyof Calls>([
 ]);
 
 let connection: Connection | null = null;
-const flushers = new Set<() => void>();
+interface Holder {
+  flush(): void; // sends what is held back
+  unsent?(): boolean; // whether there is anything that the host does not have
+}
+const holders = new Set<Holder>();
 
 export function useConnection(live: Connection): void {
   connection = live;
 }
 
-/** `flush` sends what a window still holds back. Answers the function that ends it. */
-export function registerFlush(flush: () => void): () => void {
-  flushers.add(flush);
-  return () => flushers.delete(flush);
+/** Answers the function that ends it. */
+export function registerEdits(holder: Holder): () => void {
+  holders.add(holder);
+  return () => holders.delete(holder);
 }
 
 export function flushEdits(): void {
-  for (const flush of flushers) flush();
+  for (const holder of holders) holder.flush();
+}
+
+export function hasUnsentEdits(): boolean {
+  return [...holders].some((holder) => holder.unsent?.());
 }
 
 export function call<K extends keyof Calls>(name: K, args: Calls[K]): Promise<Value> {

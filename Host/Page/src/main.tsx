@@ -1,6 +1,6 @@
 // The page's entry: opens the session, keeps the connection, draws.
 import { render } from 'preact';
-import { act, complain, receive, useConnection } from './actions';
+import { act, complain, flushEdits, hasUnsentEdits, receive, useConnection } from './actions';
 import { Connection } from './connection';
 import { followAppearance } from './base/appearance';
 import { listenForKeys } from './keys/keyboard';
@@ -18,6 +18,7 @@ const connection = new Connection({
   opened() {
     ui.set({ link: 'open', linkText: '', selection: null });
     reportActivity();
+    flushEdits();
   },
   received: receive,
   lost() {
@@ -25,7 +26,8 @@ const connection = new Connection({
   },
   sessionEnded() {
     forgetSession();
-    ui.set({ link: 'noSession' });
+    // What is still in a window and never arrived can at least be copied.
+    ui.set({ link: ui.get().loaded ? 'ended' : 'noSession' });
   },
 });
 
@@ -45,6 +47,16 @@ async function start(): Promise<void> {
   window.addEventListener('focus', reportActivity);
   window.addEventListener('blur', reportActivity);
   document.addEventListener('visibilitychange', reportActivity);
+  window.addEventListener('pagehide', flushEdits);
+  window.addEventListener('beforeunload', (event) => {
+    flushEdits();
+    if (hasUnsentEdits()) event.preventDefault();
+  });
+  // A file that misses its target must not replace the page.
+  for (const type of ['dragover', 'drop'] as const)
+    window.addEventListener(type, (event) => {
+      if (!event.defaultPrevented && event.dataTransfer?.types.includes('Files')) event.preventDefault();
+    });
 }
 
 start().catch(complain);

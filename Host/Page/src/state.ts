@@ -21,6 +21,7 @@ export type Link =
   | 'open'
   | 'lost' // was open; the page tries again
   | 'noSession'
+  | 'ended' // the host forgot the session while the page was in use
   | 'goodbye'; // the host said that it stops
 
 export type Pane = 'mailboxes' | 'list' | 'message';

@@ -98,10 +98,11 @@ test('edits are gathered, sent once and in order, with the body as it is then', 
   context.mock.timers.enable({ apis: ['setTimeout'] });
   const sent = [];
   let text = 'a';
+  let arrives = true;
   const outgoing = new Outgoing(
     (edit) => {
       sent.push(edit);
-      return Promise.resolve();
+      return Promise.resolve(arrives);
     },
     () => ({ bodyHtml: text, bodyRevision: 4 }),
   );
@@ -122,8 +123,21 @@ test('edits are gathered, sent once and in order, with the body as it is then', 
   context.mock.timers.tick(1000);
   assert.equal(sent.length, 2, 'what was flushed does not leave again');
 
+  arrives = false;
+  outgoing.stage({ subject: 'Lost', cc: ['c@x.example'] });
+  outgoing.stageBody();
+  outgoing.flush();
+  outgoing.stage({ subject: 'Later' });
+  await new Promise(setImmediate);
+  arrives = true;
+  text = 'abc';
+  outgoing.flush();
+  assert.deepEqual(sent.slice(3), [{ cc: ['c@x.example'], subject: 'Later', bodyHtml: 'abc', bodyRevision: 4 }], 'what never arrived leaves again, newer edits first');
+  await new Promise(setImmediate);
+  assert.ok(!outgoing.hasPending());
+
   outgoing.stageBody();
   outgoing.dropBody();
   outgoing.flush();
-  assert.equal(sent.length, 2, 'a text that the host replaced meanwhile is not sent back');
+  assert.equal(sent.length, 4, 'a text that the host replaced meanwhile is not sent back');
 });

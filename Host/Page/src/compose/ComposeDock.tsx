@@ -1,12 +1,15 @@
 // The open compose windows: side by side at the foot of a wide page, one over everything on a narrow one. Minimised ones
 // are tabs at the foot.
-import { useEffect, useRef } from 'preact/hooks';
+import { useEffect, useRef, useState } from 'preact/hooks';
 import { act, signals } from '../actions';
 import { useStore } from '../base/Store';
 import { type ComposeShape, host, ui } from '../state';
 import { ComposeWindow } from './ComposeWindow';
 import { focusEditor } from './editors';
 import { uploadAll } from './uploads';
+
+// Pixels that an open window takes at least. Those that find no room are shown minimised until they come to the front.
+const narrowest = 292;
 
 export function setShape(window: string, shape: ComposeShape): void {
   ui.set({ shapes: { ...ui.get().shapes, [window]: shape } });
@@ -51,14 +54,28 @@ export function ComposeDock() {
     if (kept.length < Object.keys(shapes).length) ui.set({ shapes: Object.fromEntries(kept) });
   }, [windows]);
 
+  const [width, setWidth] = useState(innerWidth);
+  useEffect(() => {
+    const measure = (): void => setWidth(innerWidth);
+    window.addEventListener('resize', measure);
+    return () => window.removeEventListener('resize', measure);
+  }, []);
+
   const anyMaximised = windows.some((each) => shapes[each.window] === 'maximised');
   const topmost = front || windows.findLast((each) => shapes[each.window] !== 'minimised')?.window;
+  const roomFor = Math.max(1, Math.floor((width - 36) / narrowest));
+  const open = windows.map((each) => each.window).filter((name) => (shapes[name] ?? 'normal') === 'normal');
+  const kept = new Set([...(topmost ? [topmost] : []), ...open.filter((name) => name !== topmost).reverse()].slice(0, roomFor));
+  const shapeOf = (name: string): ComposeShape => {
+    const shape = shapes[name] ?? 'normal';
+    return shape === 'normal' && !kept.has(name) ? 'minimised' : shape;
+  };
   return (
     <>
       <div class={`compose-dock${anyMaximised ? ' maximised' : ''}`}>
         {windows.map((model) => (
           <ComposeWindow
-            key={model.window} model={model} shape={shapes[model.window] ?? 'normal'} front={model.window === topmost}
+            key={model.window} model={model} shape={shapeOf(model.window)} front={model.window === topmost}
           />
         ))}
       </div>

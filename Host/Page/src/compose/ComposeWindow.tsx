@@ -1,6 +1,7 @@
 // One message being written.
 import { useEffect, useMemo, useRef, useState } from 'preact/hooks';
-import { act, call, complain, registerFlush } from '../actions';
+import { act, call, complain, registerEdits } from '../actions';
+import { ConnectionLost } from '../connection';
 import { Toolbar } from '../layout/Toolbar';
 import { Alerts } from '../overlay/Alerts';
 import { Sheet } from '../overlay/Sheet';
@@ -14,7 +15,7 @@ import { ComposeRows } from './ComposeRows';
 import { ComposeTitle } from './ComposeTitle';
 import { Editor, type EditorHandle } from './Editor';
 import { focusEditor } from './editors';
-import { Outgoing } from './Outgoing';
+import { type Edit, Outgoing } from './Outgoing';
 import { filesOf, uploadAll } from './uploads';
 import { useSynced } from './useSynced';
 
@@ -30,12 +31,12 @@ export function ComposeWindow({ model, shape, front }: Props) {
   const outgoing = useMemo(
     () =>
       new Outgoing(
-        (edit) => call('compose.update', { window: owner, ...edit }).catch(complain),
+        (edit) => sendUpdate(owner, edit),
         () => editor.current?.body() ?? null,
       ),
     [owner],
   );
-  useEffect(() => registerFlush(() => outgoing.flush()), [outgoing]);
+  useEffect(() => registerEdits({ flush: () => outgoing.flush(), unsent: () => outgoing.hasPending() }), [outgoing]);
   useEffect(() => {
     onPrint(owner, () => printDraft(model, editor.current));
     return () => onPrint(owner, null);
@@ -97,6 +98,16 @@ export function ComposeWindow({ model, shape, front }: Props) {
   );
 }
 
+async function sendUpdate(window: string, edit: Edit): Promise<boolean> {
+  try {
+    await call('compose.update', { window, ...edit });
+  } catch (error) {
+    if (error instanceof ConnectionLost) return false; // the bar says so; the edit leaves when the host is back
+    complain(error);
+  }
+  return true;
+}
+
 function printDraft(model: ComposeModel, editor: EditorHandle | null): void {
   const body = editor?.body();
   printMessage(
@@ -145,7 +156,7 @@ function Fields({ model, outgoing }: { model: ComposeModel; outgoing: Outgoing }
       <div class="field-row">
         <label class="row-label" for={`${owner}-subject`}>Subject</label>
         <input
-          id={`${owner}-subject`} class="subject-input" type="text" value={subject} disabled={busy} data-anchor={`subject:${owner}`}
+          id={`${owner}-subject`} class="subject-input" type="text" dir="auto" value={subject} disabled={busy} data-anchor={`subject:${owner}`}
           onInput={(event) => setSubject(event.currentTarget.value)}
           onKeyDown={(event) => {
             if (event.key !== 'Enter' || event.ctrlKey || event.metaKey) return;

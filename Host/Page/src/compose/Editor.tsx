@@ -22,6 +22,12 @@ interface Props {
   handle: { current: EditorHandle | null };
 }
 
+/** The editor's own keys for looks, which a plain text has none of. */
+function isFormattingKey(event: KeyboardEvent): boolean {
+  if (!event.ctrlKey && !event.metaKey) return false;
+  return event.shiftKey ? /^(Digit[5-9])$/.test(event.code) : /^[biud]$/i.test(event.key);
+}
+
 function makeEditor(root: HTMLElement, window: string): Squire {
   return new Squire(root, {
     blockTag: 'DIV',
@@ -123,7 +129,12 @@ export function Editor({ model, outgoing, handle }: Props) {
       {ready && !plainText && <FormatBar editor={ready} disabled={busy} />}
       <div
         ref={root} class={`editor${plainText ? ' plain' : ''}`} role="textbox" aria-multiline="true" aria-label="Message text"
-        contenteditable={!busy} data-anchor={`body:${owner}`} spellcheck
+        contenteditable={!busy} data-anchor={`body:${owner}`} dir="auto" spellcheck
+        onKeyDownCapture={(event) => {
+          if (!plainText || !isFormattingKey(event)) return;
+          event.preventDefault();
+          event.stopImmediatePropagation();
+        }}
         onPasteCapture={(event) => {
           const files = [...(event.clipboardData?.files ?? [])];
           const text = event.clipboardData?.types.includes('text/html') || event.clipboardData?.types.includes('text/plain');

@@ -7,43 +7,46 @@ import { LinkField } from './LinkField';
 interface Format {
   image: string;
   label: string;
-  isOn?(path: string): boolean;
+  tag?: string; // the element that text with this look stands in
   apply(editor: Squire, on: boolean): void;
 }
 
-const has = (tag: RegExp) => (path: string): boolean => tag.test(path);
-
 const formats: (Format | 'line')[] = [
-  { image: 'bold', label: 'Bold', isOn: has(/(^|>)(B|STRONG)\b/), apply: (editor, on) => (on ? editor.removeBold() : editor.bold()) },
-  { image: 'italic', label: 'Italic', isOn: has(/(^|>)(I|EM)\b/), apply: (editor, on) => (on ? editor.removeItalic() : editor.italic()) },
+  { image: 'bold', label: 'Bold', tag: 'B', apply: (editor, on) => (on ? editor.removeBold() : editor.bold()) },
+  { image: 'italic', label: 'Italic', tag: 'I', apply: (editor, on) => (on ? editor.removeItalic() : editor.italic()) },
+  { image: 'underline', label: 'Underline', tag: 'U', apply: (editor, on) => (on ? editor.removeUnderline() : editor.underline()) },
   {
-    image: 'underline', label: 'Underline', isOn: has(/(^|>)U\b/),
-    apply: (editor, on) => (on ? editor.removeUnderline() : editor.underline()),
-  },
-  {
-    image: 'strike', label: 'Strike through', isOn: has(/(^|>)(S|DEL|STRIKE)\b/),
+    image: 'strike', label: 'Strike through', tag: 'S',
     apply: (editor, on) => (on ? editor.removeStrikethrough() : editor.strikethrough()),
   },
   'line',
-  { image: 'bullets', label: 'Bulleted list', isOn: has(/(^|>)UL\b/), apply: (editor, on) => (on ? editor.removeList() : editor.makeUnorderedList()) },
-  { image: 'numbers', label: 'Numbered list', isOn: has(/(^|>)OL\b/), apply: (editor, on) => (on ? editor.removeList() : editor.makeOrderedList()) },
+  { image: 'bullets', label: 'Bulleted list', tag: 'UL', apply: (editor, on) => (on ? editor.removeList() : editor.makeUnorderedList()) },
+  { image: 'numbers', label: 'Numbered list', tag: 'OL', apply: (editor, on) => (on ? editor.removeList() : editor.makeOrderedList()) },
   'line',
   { image: 'quote', label: 'Increase quote level', apply: (editor) => editor.increaseQuoteLevel() },
   { image: 'unquote', label: 'Decrease quote level', apply: (editor) => editor.decreaseQuoteLevel() },
   { image: 'clear', label: 'Remove formatting', apply: (editor) => editor.removeAllFormatting() },
 ];
 
-export function FormatBar({ editor, disabled }: { editor: Squire; disabled: boolean }) {
-  const [path, setPath] = useState('');
-  const [linking, setLinking] = useState(false);
+const tags = [...formats.flatMap((format) => (format !== 'line' && format.tag ? [format.tag] : [])), 'A'];
+
+/** The looks of the selected text, as one text so that equal ones draw nothing anew. */
+function useLooks(editor: Squire): (tag: string | undefined) => boolean {
+  const [looks, setLooks] = useState('');
   useEffect(() => {
-    const follow = (): void => setPath(editor.getPath());
-    for (const event of ['pathChange', 'select', 'cursor']) editor.addEventListener(event, follow);
+    const follow = (): void => setLooks(tags.filter((tag) => editor.hasFormat(tag)).join(' '));
+    const events = ['pathChange', 'select', 'cursor', 'input'];
+    for (const event of events) editor.addEventListener(event, follow);
     return () => {
-      for (const event of ['pathChange', 'select', 'cursor']) editor.removeEventListener(event, follow);
+      for (const event of events) editor.removeEventListener(event, follow);
     };
   }, [editor]);
-  const isOn = (format: Format): boolean => format.isOn?.(path) ?? false;
+  return (tag) => tag !== undefined && looks.split(' ').includes(tag);
+}
+
+export function FormatBar({ editor, disabled }: { editor: Squire; disabled: boolean }) {
+  const isOn = useLooks(editor);
+  const [linking, setLinking] = useState(false);
   const onKeyDown = (event: KeyboardEvent): void => {
     const direction = { ArrowRight: 1, ArrowLeft: -1 }[event.key];
     if (!direction) return;
@@ -60,10 +63,10 @@ export function FormatBar({ editor, disabled }: { editor: Squire; disabled: bool
           ) : (
             <button
               key={format.image} type="button" class="format" title={format.label} aria-label={format.label} disabled={disabled}
-              aria-pressed={format.isOn ? isOn(format) : undefined} tabIndex={index === 0 ? 0 : -1}
+              aria-pressed={format.tag ? isOn(format.tag) : undefined} tabIndex={index === 0 ? 0 : -1}
               onMouseDown={(event) => event.preventDefault()}
               onClick={() => {
-                format.apply(editor, isOn(format));
+                format.apply(editor, isOn(format.tag));
                 editor.focus();
               }}
             >
@@ -73,13 +76,13 @@ export function FormatBar({ editor, disabled }: { editor: Squire; disabled: bool
         )}
         <span class="format-line" />
         <button
-          type="button" class="format" title="Link" aria-label="Link" aria-pressed={/(^|>)A\b/.test(path)} disabled={disabled}
+          type="button" class="format" title="Link" aria-label="Link" aria-pressed={isOn('A')} disabled={disabled}
           tabIndex={-1} onMouseDown={(event) => event.preventDefault()} onClick={() => setLinking(!linking)}
         >
           <Icon name="link" size={16} />
         </button>
       </div>
-      {linking && <LinkField editor={editor} linked={/(^|>)A\b/.test(path)} onClose={() => setLinking(false)} />}
+      {linking && <LinkField editor={editor} linked={isOn('A')} onClose={() => setLinking(false)} />}
     </div>
   );
 }

@@ -15,12 +15,12 @@ export class Outgoing {
   private underWay = 0;
 
   /**
-   * `send` resolves when the host has answered. `body` is asked when the update leaves, so that typing does not cost a
+   * `send` resolves when the host has answered, with false when the update never got there. `body` is asked when the update leaves, so that typing does not cost a
    * copy of the whole text for each letter.
    */
   constructor(
-    private readonly send: (edit: Edit & Partial<BodyState>) => Promise<unknown>,
-    private readonly body_: () => BodyState | null,
+    private readonly send: (edit: Edit & Partial<BodyState>) => Promise<boolean>,
+    private readonly takeBody: () => BodyState | null,
     private readonly delay = 300,
   ) {}
 
@@ -52,12 +52,21 @@ export class Outgoing {
   flush(): void {
     clearTimeout(this.timer);
     if (!this.hasPending()) return;
-    const body = this.body ? this.body_() : null;
+    const body = this.body ? this.takeBody() : null;
     const update = { ...this.edit, ...(body ?? {}) };
     this.edit = {};
     this.body = false;
     ++this.underWay;
-    this.send(update).finally(() => --this.underWay);
+    this.send(update)
+      .then((arrived) => arrived || this.takeBack(update))
+      .finally(() => --this.underWay);
+  }
+
+  // Kept for the next flush; what was edited since counts more.
+  private takeBack(update: Edit & Partial<BodyState>): void {
+    const { bodyHtml, bodyRevision: _, ...edit } = update;
+    this.edit = { ...edit, ...this.edit };
+    if (bodyHtml !== undefined) this.body = true;
   }
 
   private schedule(): void {

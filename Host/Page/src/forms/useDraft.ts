@@ -1,14 +1,16 @@
 // A field's text while it is typed in. It is sent after a short rest, when the field is left, and before any button acts;
 // what the host says is taken over unless the person is in the middle of typing.
 import { useEffect, useRef, useState } from 'preact/hooks';
-import { registerFlush } from '../actions';
+import { registerEdits } from '../actions';
 
 const rest = 300; // milliseconds
 
 const pending = new Set<() => void>();
 
-registerFlush(() => {
-  for (const send of [...pending]) send();
+registerEdits({
+  flush() {
+    for (const send of [...pending]) send();
+  },
 });
 
 export interface Draft<T> {

@@ -3,7 +3,8 @@
 import { act, flushEdits } from '../actions';
 import { host, ui } from '../state';
 import { isMac } from './platform';
-import { findForKey } from './plainKeys';
+import { focusableIn } from '../overlay/focusTrap';
+import { findForKey, singleKeys } from './plainKeys';
 import { isTextEditing, itemForPress } from './shortcuts';
 
 export function listenForKeys(): void {
@@ -51,7 +52,7 @@ function menuKey(event: KeyboardEvent): boolean {
 function plainKey(event: KeyboardEvent): boolean {
   if (event.ctrlKey || event.metaKey || event.altKey || isTextTarget(event.target)) return false;
   const inCompose = event.target instanceof Element && event.target.closest('.compose') !== null;
-  if (inCompose) return false;
+  if (inCompose || !singleKeys.areOn()) return false;
   const { viewer, menu } = host.get();
   const found = findForKey(event.key, viewer.toolbar, menu);
   if (!found) return false;
@@ -73,7 +74,6 @@ function focusNextPart(step: number): boolean {
   if (parts.length === 0) return false;
   const current = parts.findIndex((part) => part.contains(document.activeElement));
   const next = parts[(current + step + parts.length) % parts.length];
-  const inside = next?.querySelector<HTMLElement>('[tabindex="0"], button:not(:disabled), input, [contenteditable]');
-  (next?.tabIndex === 0 ? next : (inside ?? next))?.focus();
+  (next?.tabIndex === 0 ? next : ((next && focusableIn(next)[0]) ?? next))?.focus();
   return true;
 }

@@ -1,6 +1,7 @@
 // Single keys that work while no text is being typed, and what they stand for. The host's menus and toolbars are not
 // known here, so each key names a toolbar picture and a pattern for titles: the toolbar item with that picture is taken,
 // else the first menu item whose title fits.
+import { saveNumber, savedNumber } from '../base/savedNumber';
 import type { MenuItemModel, ToolbarItemModel } from '../protocol';
 
 export interface PlainKey {
@@ -37,6 +38,12 @@ export const pageKeys: [string, string][] = [
   ['F10', 'Menu bar'],
   ['?', 'This list'],
 ];
+
+/** Whether single keys act: dictating software and shaky hands may press them unmeant. */
+export const singleKeys = {
+  areOn: (): boolean => savedNumber('singleKeys', 1) === 1,
+  set: (on: boolean): void => saveNumber('singleKeys', on ? 1 : 2),
+};
 
 export type Found = { toolbar: ToolbarItemModel } | { menu: MenuItemModel };
 

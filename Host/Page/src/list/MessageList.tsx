@@ -3,7 +3,7 @@
 import { useCallback, useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { act, call, complain, select, selectedIds } from '../actions';
 import { useStore } from '../base/Store';
-import type { Id, Sections } from '../protocol';
+import type { Id, ListModel, Sections } from '../protocol';
 import { host, ui } from '../state';
 import { ContextMenu, type ContextRequest } from './ContextMenu';
 import { ListHeader } from './ListHeader';
@@ -41,8 +41,13 @@ export function MessageList() {
   }, []);
   useRowsInView(view);
 
-  const focused = chosen.focus ?? (list.selected.length === 1 ? (list.selected[0] ?? null) : null);
-  const focusedIndex = indexOf(list, focused);
+  // The host moves the selection as well, for instance after a deletion; then the keys go on from there.
+  const current = selection ?? list.selected;
+  const ours = current.length === chosen.ids.length && current.every((id) => chosen.ids.includes(id));
+  const focused = ours ? chosen.focus : (current.at(-1) ?? null);
+  const focusedIndex = useLastIndex(list, focused);
+
+  const anchor = ours ? (chosen.anchor ?? focused) : focused;
 
   const take = (next: Selection): void => {
     setChosen(next);
@@ -53,20 +58,26 @@ export function MessageList() {
     if (element) element.scrollTop = scrollToShow(index, element.scrollTop, element.clientHeight, rowHeight);
   };
 
+  // Chosen by the host: shown, where it is known where.
+  useEffect(() => {
+    const index = indexOf(list, list.selected.length === 1 ? (list.selected[0] ?? null) : null);
+    if (index >= 0 && !ours) reveal(index);
+  }, [list.selected.join()]);
+
   const goTo = async (index: number, extending: boolean): Promise<void> => {
     reveal(index);
     const id = await idAt(index);
     if (id === null) return;
-    const from = indexOf(host.get().list, chosen.anchor ?? focused);
-    if (extending && from >= 0) take(extend(chosen, id, await idsBetween(from, index)));
+    const from = indexOf(host.get().list, anchor);
+    if (extending && from >= 0) take(extend({ ...chosen, anchor }, id, await idsBetween(from, index)));
     else take(selectOnly(id));
   };
 
   const onRowPress = async (id: Id, event: MouseEvent): Promise<void> => {
     if (event.shiftKey) {
-      const from = indexOf(list, chosen.anchor ?? focused);
+      const from = indexOf(list, anchor);
       const to = indexOf(list, id);
-      if (from >= 0 && to >= 0) take(extend({ ...chosen, anchor: chosen.anchor ?? focused }, id, await idsBetween(from, to)));
+      if (from >= 0 && to >= 0) take(extend({ ...chosen, anchor }, id, await idsBetween(from, to)));
       else take(selectOnly(id));
     } else if (event.ctrlKey || event.metaKey) take(toggle({ ...chosen, ids: selectedIds() }, id));
     else {
@@ -111,6 +122,7 @@ export function MessageList() {
   }, []);
 
   const { first, count } = rowsToDraw(view.top, view.height, rowHeight, list.total);
+  const isDrawn = focusedIndex >= first && focusedIndex < first + count && indexOf(list, focused) === focusedIndex;
   const indexes = Array.from({ length: count }, (_, position) => first + position);
   return (
     <section class="pane list" aria-label="Messages" data-pane="list">
@@ -120,7 +132,7 @@ export function MessageList() {
       <div
         ref={scroller} class="list-scroller" role="grid" aria-label={`Messages in ${list.title}`} aria-multiselectable="true"
         aria-rowcount={list.total} tabIndex={0} data-part
-        aria-activedescendant={focusedIndex >= first && focusedIndex < first + count ? `row-${focused}` : undefined}
+        aria-activedescendant={isDrawn ? `row-${focused}` : undefined}
         onKeyDown={onKeyDown}
       >
         <div class="list-rows" role="rowgroup" style={{ height: list.total * rowHeight }}>
@@ -139,6 +151,14 @@ export function MessageList() {
       {context && <ContextMenu request={context} onClose={() => setContext(null)} />}
     </section>
   );
+}
+
+/** Where the row stands, or stood when it was last among the loaded ones; -1 for none. */
+function useLastIndex(list: ListModel, id: Id | null): number {
+  const last = useRef({ id, index: -1 });
+  const index = indexOf(list, id);
+  if (index >= 0 || last.current.id !== id) last.current = { id, index };
+  return Math.min(last.current.index, list.total - 1);
 }
 
 /** Another mailbox or search starts at the top. */

@@ -61,13 +61,13 @@ function Row({ row, index, top, selected, focused, onPress, onContext }: Props) 
         <span class="visually-hidden">{describeRow(row)}</span>
         <span class="row-mark" aria-hidden="true" />
         <div class="row-line" aria-hidden="true">
-          <span class="row-from">{row.from}</span>
+          <span class="row-from" dir="auto">{row.from}</span>
           <Marks row={row} />
           <time class="row-date" title={row.dateLong}>{row.date}</time>
         </div>
-        <div class="row-subject" aria-hidden="true">{row.subject || '(No subject)'}</div>
+        <div class="row-subject" aria-hidden="true" dir="auto">{row.subject || '(No subject)'}</div>
         {row.delivery && <DeliveryLine delivery={row.delivery} />}
-        {!row.delivery && <div class="row-snippet" aria-hidden="true">{row.snippet}</div>}
+        {!row.delivery && <div class="row-snippet" aria-hidden="true" dir="auto">{row.snippet}</div>}
       </div>
     </div>
   );

@@ -6,15 +6,18 @@ import { ui } from '../state';
 export function ConnectionBar() {
   const link = useStore(ui, (value) => value.link);
   const told = useStore(ui, (value) => value.linkText);
-  if (link !== 'lost' && link !== 'goodbye') return null;
-  const text =
-    link === 'goodbye'
-      ? told || 'The mail program has stopped.'
-      : 'The mail program does not answer. This page goes on as soon as it is back.';
+  if (link !== 'lost' && link !== 'goodbye' && link !== 'ended') return null;
+  const text = {
+    goodbye: told || 'The mail program has stopped.',
+    lost: 'The mail program does not answer. This page goes on as soon as it is back.',
+    ended: 'The mail program was started anew. Please open the link that it printed; what you see here no longer changes.',
+  }[link];
   return (
     <div class="connection-bar" role="status">
       <span>{text}</span>
-      <button type="button" class="small-button" onClick={retryConnection}>Try now</button>
+      {link !== 'ended' && (
+        <button type="button" class="small-button" onClick={retryConnection}>Try now</button>
+      )}
     </div>
   );
 }

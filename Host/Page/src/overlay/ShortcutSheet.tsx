@@ -1,7 +1,7 @@
 // All keys at a glance: those of the page, the single keys, and those of the menus.
 import { useStore } from '../base/Store';
 import { isMac } from '../keys/platform';
-import { pageKeys, plainKeys } from '../keys/plainKeys';
+import { pageKeys, plainKeys, singleKeys } from '../keys/plainKeys';
 import { describe } from '../keys/shortcuts';
 import type { MenuItemModel } from '../protocol';
 import { host, ui } from '../state';
@@ -14,6 +14,13 @@ export function ShortcutSheet() {
   const single = plainKeys.filter((each) => each.key !== 'Backspace').map((each): [string, string] => [each.key, each.means]);
   return (
     <Dialog title="Keyboard" wide onClose={() => ui.set({ shortcutSheet: false })}>
+      <label class="check">
+        <input
+          type="checkbox" defaultChecked={singleKeys.areOn()}
+          onChange={(event) => singleKeys.set(event.currentTarget.checked)}
+        />
+        Single keys act while you read
+      </label>
       <div class="shortcut-columns">
         <Keys title="While you read" keys={single} />
         <Keys title="Everywhere" keys={pageKeys} />

@@ -43,7 +43,7 @@ export function Message({ message }: { message: MessageModel }) {
             <Icon name="source" />
           </button>
         </div>
-        <h2 id="message-subject" class="message-subject" data-anchor="message:subject">
+        <h2 id="message-subject" class="message-subject" dir="auto" data-anchor="message:subject">
           {message.subject || 'No subject'}
         </h2>
         <Headers message={message} />

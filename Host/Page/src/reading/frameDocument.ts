@@ -52,5 +52,5 @@ export function frameDocument(html: string, options: { plain: boolean; heading?:
   const space = options.plain ? '' : '<style>.plain body { white-space: normal; max-width: none; }</style>';
   return `<!doctype html><html${kind}><head><meta charset="utf-8">
 <meta http-equiv="Content-Security-Policy" content="${framePolicy}"><meta name="referrer" content="no-referrer">
-<style>${styles}</style>${space}</head><body>${options.heading ?? ''}${body}${options.heading ? '' : pageMarks()}</body></html>`;
+<style>${styles}</style>${space}</head><body dir="auto">${options.heading ?? ''}${body}${options.heading ? '' : pageMarks()}</body></html>`;
 }

@@ -160,3 +160,49 @@ test('text that is still in a field of the preferences arrives before anything e
   const calls = host.calls.filter(({ call }) => call.startsWith('preferences.')).map(({ call, args }) => [call, args.value]);
   assert.deepEqual(calls, [['preferences.set', 'Charles B.'], ['preferences.close', undefined]]);
 });
+
+test('what is written while the host is away arrives when it is back', async (t) => {
+  const { page, host } = await open(t);
+  host.openCompose({ to: ['a@x.example'] });
+  await page.waitForSelector('.subject-input');
+  host.hangUp();
+  await page.fill('.subject-input', 'Written in between');
+  await page.waitForSelector('.connection-bar');
+  await page.waitForSelector('.connection-bar', { state: 'detached' });
+  await until(() => callsOf(host, 'compose.update').at(-1)?.subject === 'Written in between', 'the edit');
+  assert.equal(await page.inputValue('.subject-input'), 'Written in between');
+});
+
+test('when the session is gone, unsent text stays in sight and the page says what to do', async (t) => {
+  const { page, host } = await open(t);
+  host.openCompose({ to: ['a@x.example'] });
+  await page.waitForSelector('.editor');
+  host.token = 'another';
+  host.hangUp();
+  await page.waitForSelector('.connection-bar:has-text("started anew")');
+  assert.match(await editorText(page), /Charles/);
+});
+
+test('more windows than fit are minimised, and come back to the front', async (t) => {
+  const { page, host } = await open(t, { width: 700 });
+  for (const name of ['One', 'Two', 'Three']) host.openCompose({ title: name, to: ['a@x.example'] });
+  await page.waitForSelector('.compose.minimised:has-text("One")');
+  await until(async () => (await page.locator('.compose:not(.minimised)').count()) === 2, 'two open windows');
+  await page.click('.compose-name:has-text("One")');
+  await page.waitForSelector('.compose.front:not(.minimised):has-text("One")');
+});
+
+test('a plain text takes no formatting keys', async (t) => {
+  const { page, host } = await open(t);
+  const window = host.openCompose({ to: ['a@x.example'], bodyHtml: '<div>word</div>', plainText: true });
+  await page.waitForSelector('.editor.plain');
+  await page.focus('.editor');
+  await page.keyboard.press('Control+a');
+  await page.keyboard.press('Control+b');
+  assert.equal(await page.locator('.editor b').count(), 0);
+  host.changeCompose(window, () => ({ plainText: false }));
+  await page.waitForSelector('.format-bar');
+  await page.keyboard.press('Control+b');
+  await page.waitForSelector('.editor b');
+  await page.waitForSelector('[aria-label="Bold"][aria-pressed="true"]');
+});

@@ -12,6 +12,11 @@ const hint = { identifier: 'hint', anchor: 'toolbar:viewer:Snooze', edge: 1, tex
 const screens = {
   viewer: async () => {},
   message: (page) => page.click('#row-1003'),
+  empty: (page, host) => {
+    host.view.mailbox = 'trash';
+    host.view.selected = [];
+    host.tell('list', 'message', 'viewer');
+  },
   outbox: (page, host) => {
     host.view.mailbox = 'outbox';
     host.tell('list', 'message');

@@ -37,6 +37,18 @@ test('keys walk through the list, and rows far away are fetched', async (t) => {
   await until(() => selected(host)?.length === 2400, 'all messages');
 });
 
+test('the keys go on from where the host moved the selection', async (t) => {
+  const { page, host } = await open(t);
+  await page.click('#row-1002');
+  await until(() => selected(host)?.[0] === 1002, 'the selection');
+  host.inbox.splice(2, 1); // the host moved the message away and selected the next
+  host.view.selected = [1003];
+  host.tell('list', 'message');
+  await page.waitForSelector('#row-1003.selected');
+  await page.keyboard.press('ArrowDown');
+  await until(() => selected(host)?.[0] === 1004, 'the row below');
+});
+
 test('Ctrl and Shift add to the selection', async (t) => {
   const { page, host } = await open(t);
   await page.click('#row-1001');
