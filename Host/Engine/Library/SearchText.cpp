@@ -59,6 +59,9 @@ bool isInvisible(char32_t c) {
            (c >= 0x2060 && c <= 0x206F) || c == 0xFEFF;
 }
 
+bool isBlank(char32_t c) { return c <= 0x20 || (c >= 0x7F && c <= 0xA0); }
+bool isJoiner(char32_t c) { return c == 0x200C || c == 0x200D; }
+
 // Where the element of that name is closed, or the end.
 std::size_t endOfElement(std::string_view html, std::size_t from, std::string_view name) {
     for (std::size_t at = html.find("</", from); at != std::string_view::npos; at = html.find("</", at + 2))
@@ -129,25 +132,27 @@ std::string textOfHtml(std::string_view html, std::size_t limit) {
 }
 
 std::string singleLine(std::string_view text, std::size_t limit) {
-    std::string line;
+    std::string line, joiners;
     bool needsSpace = false;
     while (!text.empty()) {
         const std::size_t length = std::max<std::size_t>(utf8CharacterLength(text), 1);
         const char32_t character = firstUtf8Character(text);
         text.remove_prefix(length);
         if (isInvisible(character)) continue;
-        const bool isJoiner = character == 0x200C || character == 0x200D;
-        if (isJoiner && (needsSpace || line.empty())) continue;  // padding, not a part of a word or picture
-        if (character <= 0x20 || character == 0x7F || (character >= 0x80 && character <= 0xA0)) {
+        if (isBlank(character)) {
             needsSpace = !line.empty();
-            continue;
+            joiners.clear();
+        } else if (isJoiner(character)) {
+            // Between two characters it belongs to a word or picture, beside blanks it is padding.
+            if (!needsSpace && !line.empty() && joiners.empty()) appendUtf8(joiners, character);
+        } else {
+            std::string piece = needsSpace ? " " : joiners;
+            appendUtf8(piece, character);
+            if (line.size() + piece.size() > limit) break;
+            line += piece;
+            needsSpace = false;
+            joiners.clear();
         }
-        std::string encoded;
-        appendUtf8(encoded, character);
-        if (line.size() + encoded.size() + (needsSpace ? 1 : 0) > limit) break;
-        if (needsSpace) line += ' ';
-        line += encoded;
-        needsSpace = false;
     }
     return line;
 }

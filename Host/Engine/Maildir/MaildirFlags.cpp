@@ -50,8 +50,9 @@ MaildirKeywords MaildirKeywords::load(const std::filesystem::path& maildir, File
     if (!content) return keywords;
     std::string_view rest = *content;
     while (!rest.empty()) {
-        std::string_view line = trimmedAscii(rest.substr(0, rest.find('\n')));
-        rest.remove_prefix(std::min(rest.size(), rest.find('\n') + 1));
+        const std::size_t length = std::min(rest.find('\n'), rest.size());
+        const std::string_view line = trimmedAscii(rest.substr(0, length));
+        rest.remove_prefix(std::min(rest.size(), length + 1));
         int index = -1;
         const auto end = std::from_chars(line.data(), line.data() + line.size(), index).ptr;
         const std::string_view name = trimmedAscii(line.substr(static_cast<std::size_t>(end - line.data())));

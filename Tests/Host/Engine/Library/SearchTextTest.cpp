@@ -1,0 +1,60 @@
+#include "Library/SearchText.h"
+
+#include <gtest/gtest.h>
+
+#include "Library/MessageFacts.h"
+
+namespace qs {
+
+TEST(SearchText, WhatIsTypedBecomesWordsNeverOperators) {
+    struct Case {
+        const char* typed;
+        const char* expression;
+    };
+    for (const Case& c :
+         {Case{"", ""}, Case{"  \t ", ""}, Case{"ada", "\"ada\"*"}, Case{"ada  ben", "\"ada\"* \"ben\"*"},
+          Case{"a\"b", "\"a\"\"b\"*"}, Case{"NOT x OR (y)", "\"NOT\"* \"x\"* \"OR\"* \"(y)\"*"},
+          Case{"subject:x*", "\"subject:x*\"*"}, Case{"— \" - x", "\"x\"*"}, Case{"…", ""}})
+        EXPECT_EQ(matchExpression(c.typed), c.expression) << c.typed;
+}
+
+TEST(SearchText, TextOfHtmlIsWhatAPersonReads) {
+    struct Case {
+        const char* why;
+        std::string html;
+        const char* text;
+    };
+    for (const Case& c :
+         {Case{"elements part words", "<p>One</p><p>two<br>three</p>", "One two three"},
+          Case{"hidden parts are left out", "<head><title>t</title></head><style>p{}</style>a<script>b</script>c",
+               "a c"},
+          Case{"a header is no head", "<header>Top</header>", "Top"},
+          Case{"comments are left out", "a<!-- <p>b --> c", "a c"}, Case{"an open comment ends it", "a<!-- b", "a"},
+          Case{"an open element ends it", "a<b c", "a"}, Case{"an open script ends it", "a<script>b", "a"},
+          Case{"references", "R&amp;D &#228;&#xe4; &nbsp;x &unknown; & y", "R&D ää x &unknown; & y"},
+          Case{"padding marks", "Hi&#8203;&#8204; &#8204; &#173;there", "Hi there"}})
+        EXPECT_EQ(textOfHtml(c.html, 1000), c.text) << c.why;
+}
+
+TEST(SearchText, CutsAtWholeCharacters) {
+    EXPECT_EQ(singleLine("äää", 5), "ää");
+    EXPECT_EQ(singleLine("a \r\n\t b\x01\x7f c", 100), "a b c");
+    EXPECT_EQ(singleLine("bad\xff", 100), "bad\xef\xbf\xbd");
+    EXPECT_EQ(singleLine("👩‍🚀", 100), "👩‍🚀");
+    EXPECT_EQ(singleLine("ev\xe2\x80\xaeil", 100), "evil");  // no turning round of names
+}
+
+TEST(MessageFacts, ReadsDatesAsTheyAreFoundInTheWild) {
+    struct Case {
+        const char* text;
+        double seconds;
+    };
+    for (const Case& c :
+         {Case{"Sun, 22 Nov 2026 22:00:00 +0000", 1795384800}, Case{"22 Nov 2026 22:00 GMT", 1795384800},
+          Case{"Sun, 22 Nov 2026 23:00:00 +0100 (CET)", 1795384800}, Case{"Sun, 22 Nov 26 17:00:00 EST", 1795384800}})
+        EXPECT_EQ(mailDate(c.text), Date{c.seconds}) << c.text;
+    for (const char* text : {"", "yesterday", "0", "Thu, 01 Jan 1970 00:00:00 +0000"})
+        EXPECT_EQ(mailDate(text), std::nullopt) << text;
+}
+
+}  // namespace qs
