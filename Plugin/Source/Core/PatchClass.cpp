@@ -23,24 +23,28 @@ void PatchClass::addAsCategoryOf(std::string_view hostClass) {
     QSAddClassAsCategory(&class_, QSClassFromString(hostClass));
 }
 
-void PatchClass::exchange(std::string_view hostClass, Selector original, Selector replacement) {
-    if (Class* host = QSClassFromString(hostClass)) note(host->jr_swizzleMethod(original, replacement));
+void PatchClass::exchange(std::string_view hostClass, Selector original, Selector replacement,
+                          std::source_location where) {
+    Class* host = QSClassFromString(hostClass);
+    note(host ? host->jr_swizzleMethod(original, replacement) : Result<void>(), where);
 }
 
-void PatchClass::exchangeClassMethods(std::string_view hostClass, Selector original, Selector replacement) {
-    if (Class* host = QSClassFromString(hostClass)) note(host->jr_swizzleClassMethod(original, replacement));
+void PatchClass::exchangeClassMethods(std::string_view hostClass, Selector original, Selector replacement,
+                                      std::source_location where) {
+    Class* host = QSClassFromString(hostClass);
+    note(host ? host->jr_swizzleClassMethod(original, replacement) : Result<void>(), where);
 }
 
-void PatchClass::note(Result<void> exchanged) {
+void PatchClass::note(const Result<void>& exchanged, std::source_location where) {
     lastFailure_.reset();
     if (exchanged) return;
     lastFailure_ = exchanged.error().description;
-    logError(stringWithFormat("Swizzle Error: %@", {*lastFailure_}));
+    logError(stringWithFormat("Swizzle Error: %@", {*lastFailure_}), where);
 }
 
-void PatchClass::finish() {
+void PatchClass::finish(std::source_location where) {
     if (lastFailure_)
-        raiseAssertion(stringWithFormat("Something went wrong during method swizzling: %@", {*lastFailure_}));
+        raiseAssertion(stringWithFormat("Something went wrong during method swizzling: %@", {*lastFailure_}), where);
 }
 
 PatchClassRegistration::PatchClassRegistration(PatchLoadStep step) { loadSteps().push_back(step); }

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <optional>
+#include <source_location>
 #include <string>
 #include <string_view>
 
@@ -30,15 +31,17 @@ public:
 
     // All methods added so far become methods of the host class too. Host classes go by their short name.
     void addAsCategoryOf(std::string_view hostClass);
-    // Exchange one pair; a failure is logged and the next pair goes on. A host class that this version lacks is left
-    // out.
-    void exchange(std::string_view hostClass, Selector original, Selector replacement);
-    void exchangeClassMethods(std::string_view hostClass, Selector original, Selector replacement);
+    // Exchange one pair; a failure is logged, with the place of the call, and the next pair goes on. A host class that
+    // this version lacks is left out, which is no failure.
+    void exchange(std::string_view hostClass, Selector original, Selector replacement,
+                  std::source_location where = std::source_location::current());
+    void exchangeClassMethods(std::string_view hostClass, Selector original, Selector replacement,
+                              std::source_location where = std::source_location::current());
     // Ends the load step: an assertion failure if the last pair could not be exchanged.
-    void finish();
+    void finish(std::source_location where = std::source_location::current());
 
 private:
-    void note(Result<void> exchanged);
+    void note(const Result<void>& exchanged, std::source_location where);
 
     Class& class_;
     std::optional<std::string> lastFailure_;

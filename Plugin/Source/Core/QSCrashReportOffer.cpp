@@ -20,6 +20,7 @@ void ask(CrashReporter& reporter, const std::vector<std::filesystem::path>& repo
                           "no mail and no passwords.\n%@"),
         {QSLocalizedString("Show Report"), QSLocalizedString("Delete"), QSLocalizedString("Keep")},
         {reports.back().string()});
+    if (RunLoop::main().isStopped()) return;  // nobody answered; asked again at the next start
     for (const auto& report : reports) {
         if (answer == kAlertSecondButtonReturn)
             reporter.deleteReport(report);

@@ -1,7 +1,8 @@
 // What the lifecycle drives in the plug-in's other parts: account, store, services, tracking. Each part fills in its
 // own hooks when the session is made; an empty hook means that the part isn't there, and its step is passed over.
 //
-// Threads are those of the callers in QSPluginDelegate, told at each hook.
+// Threads are those of the callers in QSPluginDelegate, told at each hook. What is called off the main thread must not
+// wait for that: the plug-in's end waits for it.
 #pragma once
 
 #include <functional>

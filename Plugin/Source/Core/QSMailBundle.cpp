@@ -59,14 +59,20 @@ void QSMailBundle::initialize() {
 
 }  // namespace qs
 
-// What the host calls when it has opened the library: first the patches, then the principal class.
-extern "C" __attribute__((visibility("default"))) void MailBundleLoad(std::shared_ptr<qs::Bundle> bundle) {
-    qs::loadedSession = std::make_unique<qs::QSSession>(std::move(bundle));
-    qs::PatchClassRegistration::loadAll();
-    qs::QSMailBundle::initialize();
-}
-
 extern "C" __attribute__((visibility("default"))) void MailBundleUnload() {
     qs::loadedSession.reset();
     qs::initializedSession = nullptr;
+}
+
+// What the host calls when it has opened the library: first the patches, then the principal class.
+extern "C" __attribute__((visibility("default"))) void MailBundleLoad(std::shared_ptr<qs::Bundle> bundle) {
+    MailBundleUnload();
+    qs::loadedSession = std::make_unique<qs::QSSession>(std::move(bundle));
+    try {
+        qs::PatchClassRegistration::loadAll();
+        qs::QSMailBundle::initialize();
+    } catch (...) {
+        MailBundleUnload();
+        throw;
+    }
 }

@@ -64,11 +64,17 @@ void QSPluginDelegate::defibrillate() {
 // Off the main thread, so that neither the walk of the outbox nor the account's fetch holds up the interface. Only the
 // tracking sync comes back, as it works on the object store.
 void QSPluginDelegate::heartbeat() {
-    RunLoop::main().postToGlobalQueue([hooks = QSSession::current().lifecycleHooks()] {
-        if (auto queue = DeliveryQueue::sharedDeliveryQueue()) queue->resetStateAndReprocessQueue();
-        if (hooks.fetchRemoteInfo) hooks.fetchRemoteInfo(false, nullptr);
-        if (hooks.syncTrackingPixels) RunLoop::main().post(hooks.syncTrackingPixels);
-    });
+    auto& session = QSSession::current();
+    const auto& hooks = session.lifecycleHooks();
+    session.globalQueue().add(
+        [fetch = hooks.fetchRemoteInfo, sync = hooks.syncTrackingPixels, alive = std::weak_ptr<bool>(alive_)] {
+            if (auto queue = DeliveryQueue::sharedDeliveryQueue()) queue->resetStateAndReprocessQueue();
+            if (fetch) fetch(false, nullptr);
+            if (!sync) return;
+            RunLoop::main().post([sync, alive] {
+                if (!alive.expired()) sync();
+            });
+        });
 }
 
 void QSPluginDelegate::mailApplicationDidFinishLaunching() {
@@ -88,21 +94,21 @@ void QSPluginDelegate::mailApplicationDidFinishLaunching() {
 
 void QSPluginDelegate::startCrashReporter() {
     auto reporter = Platform::current().crashReporter;
-    if (!reporter) return;
     auto& session = QSSession::current();
     const auto& info = session.bundle().infoDictionary();
     auto version = info.find("CFBundleVersion");
     Value build = version == info.end() ? Value() : version->second;
 
-    reporter->configureWithIdentifier(kCrashReporterIdentifier);
+    if (reporter) reporter->configureWithIdentifier(kCrashReporterIdentifier);
     auto standard = UserDefaults::suite("");
     for (const auto& [key, value] :
          {std::pair<std::string, Value>{"BitCrashMetaBundleIdentifier", session.bundle().identifier()},
           {"BitCrashMetaApplicationVersion", build},
           {"BitCrashMetaApplicationBuild", build}}) {
         standard->setObject(value, key);
-        reporter->setMetaData(key, value.stringValue());
+        if (reporter) reporter->setMetaData(key, value.stringValue());
     }
+    if (!reporter) return;
     const auto& hooks = session.lifecycleHooks();
     if (auto name = hooks.userName ? hooks.userName() : std::nullopt) reporter->setUserName(*name);
     if (auto email = hooks.userEmail ? hooks.userEmail() : std::nullopt) reporter->setUserEmail(*email);
@@ -117,8 +123,10 @@ void QSPluginDelegate::applicationDidBecomeActive() {
         hooks.fetchRemoteInfo(false, [this, alive] {
             if (!alive.expired()) offerAccount();
         });
-    RunLoop::main().afterOnGlobalQueue(kServiceSyncDelay, [sync = hooks.syncLinkedServices] {
-        if (sync) sync();
+    RunLoop::main().after(kServiceSyncDelay, [alive] {
+        if (alive.expired()) return;
+        auto& session = QSSession::current();
+        if (const auto& sync = session.lifecycleHooks().syncLinkedServices) session.globalQueue().add(sync);
     });
     defibrillate();
 }

@@ -1,6 +1,5 @@
 #include "Core/QSRedirects.h"
 
-#include <algorithm>
 #include <map>
 #include <optional>
 #include <string>
@@ -9,6 +8,7 @@
 #include "Core/QSLifecycleHooks.h"
 #include "Core/QSSession.h"
 #include "Foundation/RunLoop.h"
+#include "Text/Ascii.h"
 
 namespace qs {
 
@@ -30,19 +30,11 @@ struct Address {
     std::string scheme, host, query;
 };
 
-std::string lowered(std::string_view text) {
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(), [](unsigned char c) {
-        return c < 0x80 ? static_cast<char>(std::tolower(c)) : static_cast<char>(c);
-    });
-    return result;
-}
-
 Address parse(std::string_view url) {
     Address address;
     auto colon = url.find(':');
     if (colon == std::string_view::npos) return address;
-    address.scheme = lowered(url.substr(0, colon));
+    address.scheme = asciiLowered(url.substr(0, colon));
     url.remove_prefix(colon + 1);
     url = url.substr(0, url.find('#'));
     if (auto question = url.find('?'); question != std::string_view::npos) {
@@ -53,7 +45,7 @@ Address parse(std::string_view url) {
     url.remove_prefix(2);
     url = url.substr(0, url.find('/'));
     if (auto at = url.rfind('@'); at != std::string_view::npos) url.remove_prefix(at + 1);
-    address.host = lowered(url.substr(0, url.find(':')));
+    address.host = asciiLowered(url.substr(0, url.find(':')));
     return address;
 }
 

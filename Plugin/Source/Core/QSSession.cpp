@@ -1,10 +1,13 @@
 #include "Core/QSSession.h"
 
+#include <atomic>
+
 #include "Core/QSLifecycleHooks.h"
 #include "Core/QSPluginDelegate.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/Bundle.h"
 #include "Foundation/Log.h"
+#include "Foundation/RunLoop.h"
 #include "Foundation/Runtime.h"
 #include "Outgoing/QSSendHooks.h"
 #include "Settings/UserDefaults.h"
@@ -12,26 +15,34 @@
 namespace qs {
 
 namespace {
-QSSession* currentSession = nullptr;
-}
+
+constexpr int kMostAtOnce = 8;
+
+std::atomic<QSSession*> currentSession = nullptr;
+
+}  // namespace
 
 QSSession::QSSession(std::shared_ptr<Bundle> bundle)
     : bundle_(std::move(bundle)),
       lifecycleHooks_(std::make_unique<QSLifecycleHooks>()),
-      sendHooks_(std::make_unique<QSSendHooks>()) {
+      sendHooks_(std::make_unique<QSSendHooks>()),
+      globalQueue_(std::make_unique<OperationQueue>(kMostAtOnce)) {
     currentSession = this;
 }
 
 QSSession::~QSSession() {
+    globalQueue_.reset();
     delegate_.reset();
     for (const auto& logger : loggers_)
         DDLog::removeLogger(logger);
-    if (currentSession == this) currentSession = nullptr;
+    QSSession* self = this;
+    currentSession.compare_exchange_strong(self, nullptr);
 }
 
 QSSession& QSSession::current() {
-    assertThat(currentSession != nullptr, "The plug-in is not loaded.");
-    return *currentSession;
+    QSSession* session = currentSession;
+    assertThat(session != nullptr, "The plug-in is not loaded.");
+    return *session;
 }
 
 QSSession* QSSession::currentIfLoaded() { return currentSession; }

@@ -13,6 +13,7 @@ namespace qs {
 class Bundle;
 class DDLogger;
 class HostObject;
+class OperationQueue;
 class QSPluginDelegate;
 class UserDefaults;
 class UserDefaultsController;
@@ -26,13 +27,18 @@ public:
     QSSession(const QSSession&) = delete;
     QSSession& operator=(const QSSession&) = delete;
 
-    // An assertion failure when no plug-in is loaded.
+    // An assertion failure when no plug-in is loaded. From every thread whose work the host or globalQueue() ends
+    // before the plug-in is unloaded.
     static QSSession& current();
+    // Null when no plug-in is loaded: its patches stay in the host's classes and then leave the host to itself.
     static QSSession* currentIfLoaded();
 
     Bundle& bundle() { return *bundle_; }
     QSLifecycleHooks& lifecycleHooks() { return *lifecycleHooks_; }
     QSSendHooks& sendHooks() { return *sendHooks_; }
+    // For work off the main thread that reaches into the plug-in: the session ends only when what runs here is done. So
+    // nothing here may wait for the main thread.
+    OperationQueue& globalQueue() { return *globalQueue_; }
     // The pane in the preferences; null until it was asked for.
     std::shared_ptr<HostObject>& preferenceModule() { return preferenceModule_; }
     // Adds a logger for as long as the session lives.
@@ -49,6 +55,7 @@ private:
     std::unique_ptr<UserDefaultsController> defaultsController_;
     std::unique_ptr<QSPluginDelegate> delegate_;
     std::shared_ptr<HostObject> preferenceModule_;
+    std::unique_ptr<OperationQueue> globalQueue_;
 };
 
 // A text for the person, translated by the plug-in's bundle; the English text is the key.

@@ -75,6 +75,7 @@ void finishSend(const WeakObject& self, const WeakObject& sender) {
 }
 
 void send(HostObject& object, HostObject* from) {
+    if (!QSSession::currentIfLoaded()) return quillstead_send(object, from);
     const WeakObject self = weak(&object), sender = weak(from);
     send_steps::checkForMissingAttachments(object, [self, sender](int missing) {
         if (missing != 0) return;
@@ -84,8 +85,9 @@ void send(HostObject& object, HostObject* from) {
     });
 }
 
-void announceInOutbox(const MessageHeaders& headers, const MessageRef& message) {
-    if (headers.hasHeaderForKey(QSHeaderKeyXScheduledDate)) {
+void announceInOutbox(const MessageRef& message) {
+    auto headers = message->headersIfAvailable();
+    if (headers && headers->hasHeaderForKey(QSHeaderKeyXScheduledDate)) {
         const auto& queuePopover = QSSession::current().lifecycleHooks().queuePopover;
         if (queuePopover)
             queuePopover("ScheduledInOutbox",
@@ -94,7 +96,7 @@ void announceInOutbox(const MessageHeaders& headers, const MessageRef& message) 
                          QSPluginDelegate::sharedDelegate().anchorViewForPopover(), 3);
         return;
     }
-    if (headers.hasHeaderForKey(QSHeaderKeyXUnsubscribe)) return;
+    if (headers && headers->hasHeaderForKey(QSHeaderKeyXUnsubscribe)) return;
     auto& defaults = QSPluginDelegate::quillsteadDefaults();
     if (!defaults.boolForKey("QSShowUndoDialog") || !defaults.boolForKey("QSSendDelay")) return;
     RunLoop::main().after(kCountdownDelay, [message] {
@@ -105,13 +107,12 @@ void announceInOutbox(const MessageHeaders& headers, const MessageRef& message) 
 
 void backEndDidAppendMessageToOutbox(HostObject& self, ComposeBackEnd& backEnd, const OutboxAppendResult& result) {
     quillstead_backEndDidAppendMessageToOutbox(self, backEnd, result);
-    auto headers = result.message ? result.message->headersIfAvailable() : nullptr;
-    if (!headers) return;
+    if (!result.message || !QSSession::currentIfLoaded()) return;
     auto editor = controller(self).headersEditor();
     const auto& createFollowUp = QSSession::current().sendHooks().createFollowUp;
     if (editor && result.account && createFollowUp && editor->associated<bool>("enableFollowUp"))
         createFollowUp(*editor, result.message, *result.account);
-    announceInOutbox(*headers, result.message);
+    announceInOutbox(result.message);
 }
 
 std::shared_ptr<Window> composeWindow(HostObject& self) {

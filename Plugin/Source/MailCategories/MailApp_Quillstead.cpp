@@ -57,13 +57,15 @@ void updateSnoozeItem(Menu& menu, const MailApp& app) {
 
 void willPresentContextualMenu(HostObject& self, Menu& menu) {
     quillstead_willPresentContextualMenu(self, menu);
+    if (!QSSession::currentIfLoaded()) return;
     const auto& app = static_cast<MailApp&>(self);
     updateUndoItem(menu, isViewingOutbox(app));
     updateSnoozeItem(menu, app);
 }
 
 void handleGURLAppleEvent(HostObject& self, const AppleEvent& event, AppleEvent* reply) {
-    if (!handleAddress(static_cast<MailApp&>(self), event.stringForKeyword(kKeyDirectObject)))
+    if (!QSSession::currentIfLoaded() ||
+        !handleAddress(static_cast<MailApp&>(self), event.stringForKeyword(kKeyDirectObject)))
         quillstead_handleGURLAppleEvent(self, event, reply);
 }
 

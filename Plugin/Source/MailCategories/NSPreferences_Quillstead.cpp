@@ -1,4 +1,6 @@
 // Adds the plug-in's pane to the host's preferences, the first time that somebody asks for them. Main thread.
+#include <algorithm>
+
 #include "Application/Bundles.h"
 #include "Application/Preferences.h"
 #include "Core/PatchClass.h"
@@ -21,10 +23,10 @@ const Operation<std::shared_ptr<Preferences>()> quillstead_sharedPreferences{"qu
 // The session that has added its pane already.
 QSSession* paneAddedBy = nullptr;
 
-std::shared_ptr<ToolbarItem> itemNamed(const Toolbar& toolbar, const std::string& identifier) {
-    for (const auto& item : toolbar.visibleItems())
-        if (item->itemIdentifier() == identifier) return item;
-    return nullptr;
+std::shared_ptr<ToolbarItem> itemNamed(const std::vector<std::shared_ptr<ToolbarItem>>& items,
+                                       const std::string& identifier) {
+    const auto found = std::ranges::find(items, identifier, [](const auto& item) { return item->itemIdentifier(); });
+    return found == items.end() ? nullptr : *found;
 }
 
 void raisePriorityAndHint(const std::shared_ptr<Preferences>& panel, const std::string& name) {
@@ -32,7 +34,7 @@ void raisePriorityAndHint(const std::shared_ptr<Preferences>& panel, const std::
     auto window = panel->preferenceWindow();
     auto toolbar = window ? window->toolbar() : nullptr;
     if (!session || !window || !window->isVisible() || !toolbar) return;
-    auto item = itemNamed(*toolbar, name);
+    auto item = itemNamed(toolbar->visibleItems(), name);
     if (!item) return;
     item->visibilityPriority = kHighVisibilityPriority;
     const auto& queuePopover = session->lifecycleHooks().queuePopover;
@@ -51,7 +53,7 @@ void addPane(const std::shared_ptr<Preferences>& panel) {
     auto toolbar = window ? window->toolbar() : nullptr;
     if (!toolbar) return;
     paneAddedBy = &QSSession::current();
-    if (itemNamed(*toolbar, name)) return;
+    if (itemNamed(toolbar->items(), name)) return;
     toolbar->insertItemWithItemIdentifier(name, toolbar->items().size());
     RunLoop::main().after(kHintDelay, [panel, name] { raisePriorityAndHint(panel, name); });
 }
