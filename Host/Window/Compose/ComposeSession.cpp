@@ -114,6 +114,9 @@ OutgoingFields ComposeSession::fields(Purpose purpose) const {
         fields.messageID = messageID_;
         return fields;
     }
+    fields.others.emplace_back(kDraftToHeader, unfinishedRecipients(fields.to));
+    fields.others.emplace_back(kDraftCcHeader, unfinishedRecipients(fields.cc));
+    fields.others.emplace_back(kDraftBccHeader, unfinishedRecipients(fields.bcc));
     if (!start_.forwards.empty()) fields.others.emplace_back(kDraftForwardsHeader, "<" + start_.forwards + ">");
     if (plainText_) fields.others.emplace_back(kDraftFormatHeader, kDraftFormatPlain);
     return fields;

@@ -81,19 +81,23 @@ std::string withoutBrackets(std::string_view id) {
     return std::string(id);
 }
 
-std::vector<std::string> displayFormsIn(const MessageHeaders& headers, std::string_view key) {
+// What was typed, if that differs from what an address header can hold.
+std::vector<std::string> recipientsOfDraft(const MessageHeaders& headers, std::string_view key,
+                                           std::string_view typedKey) {
     std::vector<std::string> forms;
-    for (const std::string& value : headers.allHeadersForKey(key))
+    for (const std::string& value : headers.allHeadersForKey(headers.hasHeaderForKey(typedKey) ? typedKey : key))
         for (const MailAddress& one : parseAddresses(value))
             if (forms.size() < kMostRecipients) forms.push_back(one.display());
     return forms;
 }
 
-std::vector<std::string> ownAddresses(MailEngine& engine) {
-    std::vector<std::string> addresses;
-    for (const AccountRecord& account : engine.accounts().all())
-        addresses.insert(addresses.end(), account.addresses.begin(), account.addresses.end());
-    return addresses;
+OwnAddresses ownAddresses(MailEngine& engine, const std::string& account) {
+    OwnAddresses own;
+    for (const AccountRecord& record : engine.accounts().all()) {
+        own.all.insert(own.all.end(), record.addresses.begin(), record.addresses.end());
+        if (record.identifier == account) own.account = record.addresses;
+    }
+    return own;
 }
 
 // The account of the request, of the message, the chosen one, the first: whichever is there.
@@ -137,7 +141,7 @@ void startNew(ComposeStart& start, const ComposeRequest& request) {
 void startReply(ComposeStart& start, Source& source, MailEngine& engine) {
     const MessageHeaders& headers = source.headers();
     const bool toAll = start.mode == ComposeMode::ReplyAll;
-    auto [to, cc] = replyRecipients(headers, toAll, ownAddresses(engine));
+    auto [to, cc] = replyRecipients(headers, toAll, ownAddresses(engine, start.account));
     start.to = std::move(to);
     start.cc = std::move(cc);
     start.subject = replySubject(headers.firstHeaderForKey(MCHeaderKeySubject).value_or(""));
@@ -161,9 +165,9 @@ Result<void> startForward(ComposeStart& start, Source& source) {
 
 Result<void> startDraft(ComposeStart& start, Source& source) {
     const MessageHeaders& headers = source.headers();
-    start.to = displayFormsIn(headers, MCHeaderKeyTo);
-    start.cc = displayFormsIn(headers, MCHeaderKeyCc);
-    start.bcc = displayFormsIn(headers, MCHeaderKeyBcc);
+    start.to = recipientsOfDraft(headers, MCHeaderKeyTo, kDraftToHeader);
+    start.cc = recipientsOfDraft(headers, MCHeaderKeyCc, kDraftCcHeader);
+    start.bcc = recipientsOfDraft(headers, MCHeaderKeyBcc, kDraftBccHeader);
     start.subject = headers.firstHeaderForKey(MCHeaderKeySubject).value_or("");
     start.body = source.body();
     start.plainText = source.isPlain() || headers.firstHeaderForKey(kDraftFormatHeader) == kDraftFormatPlain;

@@ -13,8 +13,11 @@ namespace qs {
 
 class AccountBook;
 
-// On drafts only, as a message that is sent says the same in other ways: which message it forwards, and that it is to
-// be plain text.
+// On drafts only, never on what is sent: which message it forwards, that it is to be plain text, and recipients as they
+// were typed where one is no address yet (an address header would lose it).
+inline constexpr std::string_view kDraftToHeader = "X-Draft-To";
+inline constexpr std::string_view kDraftCcHeader = "X-Draft-Cc";
+inline constexpr std::string_view kDraftBccHeader = "X-Draft-Bcc";
 inline constexpr std::string_view kDraftForwardsHeader = "X-Draft-Forwards";
 inline constexpr std::string_view kDraftFormatHeader = "X-Draft-Format";
 inline constexpr std::string_view kDraftFormatPlain = "plain";

@@ -46,6 +46,14 @@ std::shared_ptr<MessageHeaders> outgoingHeaders(const OutgoingFields& fields, Da
     return headers;
 }
 
+std::string unfinishedRecipients(const std::vector<std::string>& entries) {
+    bool isUnfinished = false;
+    for (const std::string& entry : entries)
+        for (const MailAddress& one : parseAddresses(entry))
+            isUnfinished = isUnfinished || !isDeliverableAddress(one.address);
+    return isUnfinished ? joined(entries) : std::string();
+}
+
 bool hasRecipients(const OutgoingFields& fields) {
     for (const auto* entries : {&fields.to, &fields.cc, &fields.bcc})
         for (const std::string& entry : *entries)

@@ -25,6 +25,8 @@ struct OutgoingFields {
 // No value can smuggle in another header; recipients are written in their display forms.
 std::shared_ptr<MessageHeaders> outgoingHeaders(const OutgoingFields& fields, Date now);
 
+// The entries as one text; empty when an address header keeps them all.
+std::string unfinishedRecipients(const std::vector<std::string>& entries);
 bool hasRecipients(const OutgoingFields& fields);
 // Title and text for the person, or nothing when the message can be sent.
 struct Obstacle {

@@ -37,11 +37,10 @@ std::vector<MailAddress> addressesIn(const MessageHeaders& headers, std::string_
 // Collects display forms, each address once over all fields.
 class Collector {
 public:
-    explicit Collector(std::vector<std::string> leftOut) : taken_(std::move(leftOut)) {}
-
-    void add(std::vector<std::string>& field, const std::vector<MailAddress>& addresses) {
+    void add(std::vector<std::string>& field, const std::vector<MailAddress>& addresses,
+             const std::vector<std::string>& leftOut) {
         for (const MailAddress& one : addresses) {
-            if (contains(taken_, one.address)) continue;
+            if (contains(taken_, one.address) || contains(leftOut, one.address)) continue;
             taken_.push_back(one.address);
             field.push_back(one.display());
         }
@@ -103,24 +102,22 @@ std::string senderName(const MessageHeaders& headers) {
 
 }  // namespace
 
-Recipients replyRecipients(const MessageHeaders& original, bool toAll, const std::vector<std::string>& ownAddresses) {
+Recipients replyRecipients(const MessageHeaders& original, bool toAll, const OwnAddresses& own) {
     const auto from = addressesIn(original, MCHeaderKeyFrom);
     const auto to = addressesIn(original, MCHeaderKeyTo), cc = addressesIn(original, MCHeaderKeyCc);
-    const bool isOwn = !from.empty() && contains(ownAddresses, from.front().address) && !to.empty();
+    const bool isOwn = !from.empty() && contains(own.account, from.front().address) && !to.empty();
     auto target = isOwn ? to : addressesIn(original, MCHeaderKeyReplyTo);
     if (target.empty()) target = from;
 
     Recipients found;
-    if (!toAll) {
-        Collector({}).add(found.to, target);
-        return found;
+    Collector collector;
+    if (toAll) {
+        collector.add(found.to, target, own.account);
+        collector.add(found.to, to, own.all);
+        collector.add(found.cc, cc, own.all);
     }
-    Collector others(ownAddresses);
-    others.add(found.to, target);
-    others.add(found.to, to);
-    others.add(found.cc, cc);
     // Mail to oneself is answered to oneself.
-    if (found.to.empty() && found.cc.empty()) Collector({}).add(found.to, target);
+    if (found.to.empty() && found.cc.empty()) collector.add(found.to, target, {});
     return found;
 }
 

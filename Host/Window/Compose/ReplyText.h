@@ -14,9 +14,16 @@ struct Recipients {
     std::vector<std::string> to, cc;  // display forms
 };
 
+// Bare addresses of the person.
+struct OwnAddresses {
+    std::vector<std::string> account;  // of the account that answers
+    std::vector<std::string> all;      // of all accounts, that one included
+};
+
 // The answer goes to Reply-To, else From; an answer to all also to everybody else who got the message but the person
-// himself. A message that the person wrote is answered to those it went to. Each address once.
-Recipients replyRecipients(const MessageHeaders& original, bool toAll, const std::vector<std::string>& ownAddresses);
+// himself. A message that the answering account wrote is answered to those it went to; one from another account of the
+// person's is answered like anybody's. Each address once.
+Recipients replyRecipients(const MessageHeaders& original, bool toAll, const OwnAddresses& own);
 
 std::string replySubject(std::string_view subject);    // "Re: ", once
 std::string forwardSubject(std::string_view subject);  // "Fwd: ", once

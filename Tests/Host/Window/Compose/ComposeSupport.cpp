@@ -60,6 +60,8 @@ void AlertAnswers::answer() {
 }
 
 void ComposeJourney::start(TemporaryHostOptions options) {
+    alerts.reset();
+    host.reset();
     options.files = &disk;
     host = std::make_unique<TemporaryHost>(std::move(options));
     alerts = std::make_unique<AlertAnswers>();

@@ -25,7 +25,7 @@ MessageHeaders headersOf(const Fields& fields) {
 }
 
 TEST(ReplyRecipients, AreThoseWhoShouldHearTheAnswer) {
-    const Addresses own{"ada@example.org", "ada@work.example"};
+    const OwnAddresses own{{"ada@example.org"}, {"ada@example.org", "ada@work.example"}};
     struct Case {
         const char* why;
         Fields original;
@@ -73,6 +73,11 @@ TEST(ReplyRecipients, AreThoseWhoShouldHearTheAnswer) {
          {"ben@example.org"},
          {"cy@example.org"}},
         {"a note to oneself", {{"From", "ada@example.org"}, {"To", "ada@example.org"}}, true, {"ada@example.org"}, {}},
+        {"another account of one's own is answered like anybody",
+         {{"From", "ada@work.example"}, {"To", "ada@example.org"}},
+         true,
+         {"ada@work.example"},
+         {}},
         {"no sender at all", {{"To", "ada@example.org"}}, false, {}, {}},
     };
     for (const Case& c : cases) {

@@ -35,39 +35,47 @@ public:
     explicit PlugIn(const char* controllerClass) {
         Class& controller = *NSClassFromString(controllerClass);
         Class& backEnd = *NSClassFromString("ComposeBackEnd");
-        controller.add(patchedSend, [this](HostObject& self, HostObject* sender) {
-            steps.push_back("send");
-            RunLoop::main().after(1, [this, weak = self.weak_from_this(), sender] {
-                steps.push_back("waited");
+        controller.add(patchedSend, [seen = seen_](HostObject& self, HostObject* sender) {
+            seen->steps.push_back("send");
+            RunLoop::main().after(1, [seen, weak = self.weak_from_this(), sender] {
+                seen->steps.push_back("waited");
                 patchedSend(weak.lock(), sender);
             });
         });
-        controller.add(patchedAppend, [this](HostObject& self, ComposeBackEnd& b, const OutboxAppendResult& result) {
-            patchedAppend(self, b, result);
-            steps.push_back("appended " + result.message->subject() + " by " + result.account->identifier());
-            if (failsAfterAppend) raiseAssertion("a fault of the plug-in");
-        });
-        controller.add(patchedValidate, [this](HostObject& self, ToolbarItem& item) {
-            validated.push_back(item.itemIdentifier());
+        controller.add(
+            patchedAppend, [seen = seen_](HostObject& self, ComposeBackEnd& edited, const OutboxAppendResult& result) {
+                patchedAppend(self, edited, result);
+                seen->steps.push_back("appended " + result.message->subject() + " by " + result.account->identifier());
+                if (seen->failsAfterAppend) raiseAssertion("a fault of the plug-in");
+            });
+        controller.add(patchedValidate, [seen = seen_](HostObject& self, ToolbarItem& item) {
+            seen->validated.push_back(item.itemIdentifier());
             return patchedValidate(self, item);
         });
-        backEnd.add(patchedWriter, [this](HostObject& self, MessageWriter& writer, const ComposeContents& contents,
-                                          std::shared_ptr<MessageHeaders> headers, bool isDraft, bool plain) {
-            steps.push_back(isDraft ? "draft" : "message");
-            headers->setHeader("U-17", "X-Quillstead-Tracking-UUID");
-            return patchedWriter(self, writer, contents, headers, isDraft, plain);
-        });
+        backEnd.add(patchedWriter,
+                    [seen = seen_](HostObject& self, MessageWriter& writer, const ComposeContents& contents,
+                                   std::shared_ptr<MessageHeaders> headers, bool isDraft, bool plain) {
+                        seen->steps.push_back(isDraft ? "draft" : "message");
+                        headers->setHeader("U-17", "X-Quillstead-Tracking-UUID");
+                        return patchedWriter(self, writer, contents, headers, isDraft, plain);
+                    });
         exchange(controller, compose_controller::send.selector(), patchedSend.selector());
         exchange(controller, compose_controller::backEndDidAppendMessageToOutbox.selector(), patchedAppend.selector());
         exchange(controller, toolbar_delegate::validateToolbarItem.selector(), patchedValidate.selector());
         exchange(backEnd, compose_back_end::newOutgoingMessage.selector(), patchedWriter.selector());
     }
 
-    std::vector<std::string> steps, validated;
-    bool failsAfterAppend = false;
+    const std::vector<std::string>& steps() const { return seen_->steps; }
+    const std::vector<std::string>& validated() const { return seen_->validated; }
+    void failAfterAppend() { seen_->failsAfterAppend = true; }
 
 private:
+    struct Seen {
+        std::vector<std::string> steps, validated;
+        bool failsAfterAppend = false;
+    };
     static void exchange(Class& cls, Selector a, Selector b) { EXPECT_TRUE(cls.jr_swizzleMethod(a, b)) << a.name(); }
+    std::shared_ptr<Seen> seen_ = std::make_shared<Seen>();  // the classes outlive the test's own objects
 };
 
 class SendJourney : public ComposeJourney {};
@@ -79,10 +87,10 @@ TEST_P(SendInVersion, APlugInsChainRunsAroundTheHostsOwnSend) {
     const auto window = host->compose("ada", "ben@example.org", "Minutes", "All agreed.");
     window->send();
     host->settle();
-    EXPECT_THAT(plugIn.steps, ElementsAre("send")) << "the chain waits, and nothing has happened yet";
+    EXPECT_THAT(plugIn.steps(), ElementsAre("send")) << "the chain waits, and nothing has happened yet";
     EXPECT_EQ(openWindows(), 1u);
     host->advance(60);
-    EXPECT_THAT(plugIn.steps, ElementsAre("send", "waited", "message", "appended Minutes by ada"));
+    EXPECT_THAT(plugIn.steps(), ElementsAre("send", "waited", "message", "appended Minutes by ada"));
     EXPECT_EQ(openWindows(), 0u);
     ASSERT_THAT(host->inboxOf("ben"), SizeIs(1));
     EXPECT_EQ(headerOf(host->inboxOf("ben").front(), "X-Quillstead-Tracking-UUID"), "U-17");
@@ -97,7 +105,7 @@ TEST_P(SendInVersion, AWindowThatIsClosedDuringAPlugInsWaitSendsNothing) {
     host->compose("ada", "ben@example.org", "Minutes", "All agreed.")->send();
     host->application().composeWindows().back()->close(ComposeWindow::Closing::Discard);
     host->advance(60);
-    EXPECT_THAT(plugIn.steps, ElementsAre("send", "waited"));
+    EXPECT_THAT(plugIn.steps(), ElementsAre("send", "waited"));
     EXPECT_THAT(host->inboxOf("ben"), IsEmpty());
 }
 
@@ -118,7 +126,7 @@ TEST_P(SendInVersion, TheWindowHasTheClassesAndOperationsOfItsVersion) {
     EXPECT_EQ(toolbar->delegate()->isa().name(), GetParam() == 10 ? "DocumentEditor" : "ComposeWindowController");
     ASSERT_THAT(toolbar->items(), SizeIs(5));
     toolbar->validateVisibleItems();
-    EXPECT_THAT(plugIn.validated, Contains("send")) << "the exchanged validation is asked";
+    EXPECT_THAT(plugIn.validated(), Contains("send")) << "the exchanged validation is asked";
     EXPECT_FALSE(toolbar->items().front()->enabled) << "there is nobody to send to";
     ComposeUpdate update;
     update.to = {"ben@example.org"};
@@ -132,7 +140,7 @@ INSTANTIATE_TEST_SUITE_P(Versions, SendInVersion, testing::Values(10, 11, 12));
 TEST_F(SendJourney, AFaultOfAPlugInAfterTheAppendHoldsNothingUp) {
     start();
     PlugIn plugIn("ComposeViewController");
-    plugIn.failsAfterAppend = true;
+    plugIn.failAfterAppend();
     host->composeAndSend("ada", "ben@example.org", "Minutes", "All agreed.");
     host->advance(60);
     EXPECT_THAT(host->inboxOf("ben"), SizeIs(1));
