@@ -9,11 +9,13 @@
 #include "Core/QSLifecycleHooks.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
+#include "CrashReporter/CrashReporter.h"
 #include "DistributedNotifications/DistributedNotificationCenter.h"
 #include "Foundation/Bundle.h"
 #include "Foundation/RunLoop.h"
 #include "MailApplication.h"
 #include "Platform.h"
+#include "RunningApplications/RunningApplications.h"
 #include "Settings/UserDefaults.h"
 #include "Support/LogCapture.h"
 #include "Support/TemporaryHost.h"
@@ -66,6 +68,39 @@ public:
     bool isConnected() const override { return true; }
 };
 
+// Says that the helper runs, or that it doesn't.
+class PretendedApplications : public RunningApplications {
+public:
+    bool helperRuns = false;
+
+    std::vector<RunningApplication> runningApplicationsWithBundleIdentifier(std::string_view identifier) override {
+        if (!helperRuns || identifier != "com.tallowbay.Quillstead") return {};
+        return {RunningApplication{.processIdentifier = 1}};
+    }
+    Result<std::unique_ptr<ApplicationAnnouncement>> announce(std::string_view) override {
+        return failure("Test", 1, "Nobody announces anything here.");
+    }
+};
+
+// Notes what it is told, in order.
+class RecordingCrashReporter : public CrashReporter {
+public:
+    std::vector<std::string> told;
+
+    void configureWithIdentifier(std::string_view identifier) override {
+        told.push_back("identifier " + std::string(identifier));
+    }
+    void setUserName(std::string_view name) override { told.push_back("name " + std::string(name)); }
+    void setUserEmail(std::string_view email) override { told.push_back("email " + std::string(email)); }
+    void setMetaData(std::string_view key, std::string_view value) override {
+        told.push_back(std::string(key) + " " + std::string(value));
+    }
+    void startManager() override { told.emplace_back("start"); }
+    std::vector<std::filesystem::path> pendingReports() const override { return {}; }
+    void dismissReport(const std::filesystem::path&) override {}
+    void deleteReport(const std::filesystem::path&) override {}
+};
+
 class PluginTest : public ::testing::Test {
 protected:
     // Makes the host and loads the plug-in into it.
@@ -73,6 +108,8 @@ protected:
         options.preparePlatform = [this](Platform& platform) {
             platform.workspace = workspace_;
             platform.distributedNotifications = distributed_;
+            platform.runningApplications = applications_;
+            platform.crashReporter = crashReporter_;
         };
         host_ = std::make_unique<TemporaryHost>(std::move(options));
         load();
@@ -99,6 +136,8 @@ protected:
 
     std::shared_ptr<RecordingWorkspace> workspace_ = std::make_shared<RecordingWorkspace>();
     std::shared_ptr<RecordingDistributedCenter> distributed_ = std::make_shared<RecordingDistributedCenter>();
+    std::shared_ptr<PretendedApplications> applications_ = std::make_shared<PretendedApplications>();
+    std::shared_ptr<RecordingCrashReporter> crashReporter_;  // none, unless a test makes one first
     LogCapture log_;
     std::unique_ptr<TemporaryHost> host_;
 };

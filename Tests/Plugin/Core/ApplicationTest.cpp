@@ -7,6 +7,7 @@
 #include "Models/Alert.h"
 #include "Models/Form.h"
 #include "Models/Menu.h"
+#include "Models/Toolbar.h"
 #include "Models/View.h"
 #include "PluginTest.h"
 #include "PreferencesWindow.h"
@@ -107,6 +108,65 @@ TEST_F(ApplicationTest, TheContextualMenuHasUndoInTheOutboxOnlyAndSnoozeEverywhe
     EXPECT_EQ(snooze->action(), "unsnooze:");
 }
 
+TEST_F(ApplicationTest, TheProgramComesToTheFrontForItsOwnAddressesAsFarAsTheyMeanSomething) {
+    startHost();
+    int activations = 0;
+    host_->application().setPageRequestHandler(
+        [&](std::string_view what, std::string_view) { activations += what == "focus" ? 1 : 0; });
+    hooks().redirectTargets = [](int) {
+        QSRedirectTarget target{.linked = false, .linking = true, .authenticateWithCode = [](const std::string&) {}};
+        // Two that wait, one that is linked already, one whose worker takes no code.
+        return std::vector{target, target,
+                           QSRedirectTarget{.linked = true, .linking = true, .authenticateWithCode = {}},
+                           QSRedirectTarget{.linked = false, .linking = true, .authenticateWithCode = {}}};
+    };
+    for (const auto& [url, expected] : {std::pair{"quillstead://box-redirect?code=abc", 2},
+                                        {"quillstead://box-redirect?error=denied", 0},
+                                        {"quillstead://elsewhere", 1},
+                                        {"quillstead:", 1},
+                                        {"db-q4n8r2w6t0y5m1k://1/connect", 1},
+                                        {"db-another://1/connect", 0},
+                                        {"no address", 0}}) {
+        activations = 0;
+        host_->application().openAddress(url);
+        host_->settle();
+        EXPECT_EQ(activations, expected) << url;
+    }
+}
+
+TEST_F(ApplicationTest, AMenuShownAgainChangesItsItemsAndGetsNoOthers) {
+    startHost({.startDeliveries = false});
+    auto& library = host_->library();
+    auto menu = std::make_shared<Menu>();
+    auto options = std::make_shared<Menu>();
+    hooks().snoozeOptionsMenu = [&] { return options; };
+    bool snoozed = false;
+    hooks().isSnoozeMailbox = [&](const Mailbox&) { return snoozed; };
+    auto show = [&](MailboxKind kind) {
+        host_->viewer().selectMailbox(library.mailbox("ada", kind, true)->identifier());
+        mail_app::willPresentContextualMenu(host_->application(), *menu);
+    };
+    menu->addItemWithTitle("Reply", "replyMessage:", "");
+    menu->addItemWithTitle("Forward", "forwardMessage:", "");
+    show(MailboxKind::Outbox);
+    EXPECT_EQ(menu->numberOfItems(), 5u);  // and Undo Send, a separator, Snooze
+    EXPECT_EQ(menu->itemAtIndex(1)->tag(), kTagUndoSend);
+    show(MailboxKind::Outbox);
+    EXPECT_EQ(menu->numberOfItems(), 5u);
+    auto snooze = menu->itemWithTag(kTagSnooze);
+    EXPECT_EQ(snooze->submenu(), options);
+    snoozed = true;
+    show(MailboxKind::Inbox);
+    EXPECT_EQ(menu->numberOfItems(), 4u);
+    EXPECT_EQ(menu->itemWithTag(kTagUndoSend), nullptr);
+    EXPECT_EQ(menu->itemWithTag(kTagSnooze), snooze);
+    EXPECT_EQ(snooze->submenu(), nullptr);
+    snoozed = false;
+    show(MailboxKind::Inbox);
+    EXPECT_EQ(snooze->title(), "Snooze");
+    EXPECT_EQ(snooze->submenu(), options);
+}
+
 TEST_F(ApplicationTest, TheLogFileIsOpenedWhenThereIsOne) {
     startHost();
     logInfo("a line, so that there is a file");
@@ -187,6 +247,54 @@ TEST_F(PreferencePaneTest, ThePaneIsAddedOnceAndStoresWhatIsChanged) {
     EXPECT_EQ(pane()->control("QSUpdateBetaVersions"), nullptr);
     defaults().setObject(true, "QSEnableBetaUpdatesOption");
     EXPECT_NE(pane()->control("QSUpdateBetaVersions"), nullptr);
+}
+
+TEST_F(PreferencePaneTest, TheFirstLookAtThePreferencesPointsThePaneOut) {
+    startHost();
+    std::vector<std::string> hints;
+    hooks().queuePopover = [&](const std::string& identifier, const std::string& text,
+                               const std::shared_ptr<View>& view, int edge) {
+        EXPECT_EQ(text, "Configure Quillstead according to your personal preferences.");
+        EXPECT_NE(view, nullptr);
+        EXPECT_EQ(edge, 1);
+        hints.push_back(identifier);
+    };
+    auto& preferences = host_->application().preferences();
+    auto items = [&] { return preferences.preferencesPanel()->toolbar()->items(); };
+    auto paneItems = [&] {
+        return std::ranges::count(items(), "Quillstead", [](const auto& item) { return item->itemIdentifier(); });
+    };
+    EXPECT_EQ(paneItems(), 0);
+    host_->application().showPreferencesPanel(nullptr);
+    EXPECT_EQ(paneItems(), 1);
+    host_->advance(0.4);
+    EXPECT_THAT(hints, IsEmpty());
+    host_->advance(0.2);
+    EXPECT_THAT(hints, ElementsAre("Preferences"));
+    EXPECT_EQ(items().back()->itemIdentifier(), "Quillstead");
+    EXPECT_EQ(items().back()->visibilityPriority, 1000);
+    preferences.close();
+    host_->application().showPreferencesPanel(nullptr);
+    host_->advance(1);
+    EXPECT_EQ(paneItems(), 1);
+    EXPECT_THAT(hints, ElementsAre("Preferences"));
+
+    preferences.show("General");
+    choose("showQuillsteadPreferences:");
+    EXPECT_EQ(preferences.selectedModule(), "Quillstead");
+}
+
+TEST_F(PreferencePaneTest, CheckingForUpdatesShowsADialogAndNamesTheChannel) {
+    startHost();
+    defaults().setObject(true, "QSUpdateBetaVersions");
+    ASSERT_NE(pane(), nullptr);
+    distributed_->posted.clear();
+    host_->application().preferences().setValue("checkForUpdates", {});
+    host_->settle();
+    ASSERT_EQ(distributed_->posted.size(), 1u);
+    EXPECT_EQ(distributed_->posted[0].name, "com.apple.Mail.Quillstead.CheckForUpdates");
+    EXPECT_EQ(distributed_->posted[0].userInfo,
+              Value(Dictionary{{"QSUpdateShowDialog", true}, {"QSUpdateIncludeBeta", true}}));
 }
 
 TEST_F(PreferencePaneTest, TurningAutomaticUpdatesOffAsksFirst) {

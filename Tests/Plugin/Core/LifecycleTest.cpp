@@ -1,9 +1,12 @@
 // Start, heartbeat, activation, the account offer, and the end.
+#include "Application/HostInstances.h"
 #include "Application/MailApp.h"
 #include "Foundation/NotificationCenter.h"
 #include "MainViewer.h"
 #include "Models/Menu.h"
+#include "Models/View.h"
 #include "PluginTest.h"
+#include "Viewer/MessageViewer.h"
 
 namespace qs {
 namespace {
@@ -117,15 +120,107 @@ TEST_F(LifecycleTest, AfterLaunchingServicesSyncInThreeSecondsAndUpdatesAreLooke
     EXPECT_EQ(distributed_->posted[0].userInfo, Value(Dictionary{{"QSUpdateIncludeBeta", true}}));
     auto standard = UserDefaults::suite("");
     EXPECT_EQ(standard->stringForKey("BitCrashMetaBundleIdentifier"), "com.tallowbay.Quillstead.mailbundle");
+    EXPECT_EQ(standard->stringForKey("BitCrashMetaApplicationVersion"), "1");
+    EXPECT_EQ(standard->stringForKey("BitCrashMetaApplicationBuild"), "1");
+}
+
+TEST_F(LifecycleTest, TheCrashReporterKnowsAllBeforeItStarts) {
+    crashReporter_ = std::make_shared<RecordingCrashReporter>();
+    startHost();
+    hooks().userName = [] { return std::optional<std::string>("Ada"); };
+    hooks().userEmail = [] { return std::optional<std::string>(); };
+    crashReporter_->told.clear();
+    post(MailApplicationDidFinishLaunchingNotification);
+    ASSERT_EQ(crashReporter_->told.size(), 6u);
+    EXPECT_THAT(crashReporter_->told.front(), ::testing::ContainsRegex("^identifier [0-9a-f]{32}$"));
+    EXPECT_EQ(std::vector(crashReporter_->told.begin() + 1, crashReporter_->told.end()),
+              (std::vector<std::string>{"BitCrashMetaBundleIdentifier com.tallowbay.Quillstead.mailbundle",
+                                        "BitCrashMetaApplicationVersion 1", "BitCrashMetaApplicationBuild 1",
+                                        "name Ada", "start"}));
+}
+
+TEST_F(LifecycleTest, TheFirstActivationComesWithTheLaunchAndActivationsFetchUnhurriedly) {
+    startHost();
+    host_->settle();
+    std::vector<bool> hurried;  // by calls on the main thread: those of the lifecycle, not the heartbeat's
+    hooks().fetchRemoteInfo = [&](bool now, const std::function<void()>&) {
+        if (RunLoop::main().isMainThread()) hurried.push_back(now);
+    };
+    post(MailApplicationDidFinishLaunchingNotification);
+    EXPECT_THAT(hurried, ElementsAre(true, false));
+    post(NSApplicationDidBecomeActiveNotification);
+    EXPECT_THAT(hurried, ElementsAre(true, false, false));
+    host_->settle();
+    hooks() = {};
+}
+
+// Whatever was put off must not reach a plug-in that has gone.
+TEST_F(LifecycleTest, NothingRunsAfterTheEnd) {
+    startHost();
+    int calls = 0;
+    hooks().fetchRemoteInfo = [&](bool, const std::function<void()>& completion) {
+        if (completion) RunLoop::main().post(completion);
+    };
+    hooks().showAccount = [&](const std::shared_ptr<Window>&, bool) { ++calls; };
+    hooks().syncLinkedServices = [&] { ++calls; };
+    hooks().syncTrackingPixels = [&] { ++calls; };
+    post(MailApplicationDidFinishLaunchingNotification);  // services in 3 seconds, updates in 10, a beat now
+    delegate().applicationDidBecomeActive();
+    host_->settle();  // the account is about to be offered
+    host_->application().openAddress("quillstead://login");
+    calls = 0;
+    distributed_->posted.clear();
+    delegate().heartbeat();
+    log_.clear();
+    MailBundleUnload();
+    post(NSApplicationDidBecomeActiveNotification);
+    host_->advance(3600);
+    EXPECT_EQ(calls, 0);
+    EXPECT_TRUE(distributed_->posted.empty());
+    EXPECT_THAT(log_.messages(LogLevel::Error), IsEmpty());
+}
+
+TEST_F(LifecycleTest, APlugInThatCouldNotStartFreesWhatItMadeAndLeavesTheHostToItself) {
+    host_ = std::make_unique<TemporaryHost>();
+    // The superclass that the principal class is to have is its own subclass.
+    NSClassFromString("MVMailBundle")->setSuperclass(&ClassRegistry::current().define("QSMailBundle"));
+    auto bundle = Bundle::open(QS_PLUGIN_BUNDLE);
+    ASSERT_TRUE(bundle);
+    EXPECT_ANY_THROW(MailBundleLoad(*bundle));
+    EXPECT_EQ(QSSession::currentIfLoaded(), nullptr);
+
+    log_.clear();
+    EXPECT_EQ(host_->application().contextualMenu()->itemWithTag(kTagSnooze), nullptr);
+    host_->application().openAddress("quillstead://login");
+    host_->composeAndSend("ada", "ben@example.org", "Minutes", "All agreed.");
+    host_->advance(31);
+    EXPECT_EQ(host_->inboxOf("ben").size(), 1u);
+    EXPECT_THAT(log_.messages(LogLevel::Error), IsEmpty());
 }
 
 TEST_F(LifecycleTest, TheHelperIsStartedOnlyWhenItIsThereAndTheMessageGoesOutAnyway) {
     startHost();
-    workspace_->helper = host_->dataFolder() / "no-such-helper";
-    delegate().triggerHelperWithNotificationName("A", {});
-    host_->settle();
-    EXPECT_THAT(workspace_->launched, IsEmpty());
-    EXPECT_EQ(distributed_->posted.back().name, "A");
+    struct Case {
+        const char* why;
+        std::filesystem::path helper;
+        bool runs, launched;
+    };
+    const auto there = host_->dataFolder();
+    for (const Case& c : {Case{"not installed", {}, false, false}, Case{"gone", there / "no-such-helper", false, false},
+                          Case{"there", there, false, true}, Case{"there and running", there, true, false}}) {
+        workspace_->helper = c.helper;
+        workspace_->launched.clear();
+        applications_->helperRuns = c.runs;
+        distributed_->posted.clear();
+        delegate().triggerHelperWithNotificationName("A", Dictionary{{"title", "T"}});
+        host_->settle();
+        // 512: without bringing it to the front.
+        EXPECT_EQ(workspace_->launched, c.launched ? std::vector{there.string() + " 512"} : std::vector<std::string>())
+            << c.why;
+        ASSERT_EQ(distributed_->posted.size(), 1u) << c.why;
+        EXPECT_EQ(distributed_->posted[0].name, "A") << c.why;
+        EXPECT_EQ(distributed_->posted[0].userInfo["title"].stringValue(), "T") << c.why;
+    }
 }
 
 TEST_F(LifecycleTest, MenuItemsStandWhereTheyBelongOnceWithTheShortcutsOfTheSettings) {
@@ -166,19 +261,67 @@ TEST_F(LifecycleTest, TheBadgeIsDrawnOnlyWhenItIsWanted) {
     EXPECT_EQ(host_->application().applicationIconImage(), plain);
 }
 
+// A table that loses its selection when it is loaded anew.
+class ForgetfulTable : public TableView {
+public:
+    ForgetfulTable() : TableView("NSTableView") {}
+    std::vector<std::string> steps;
+    int row = 4;
+
+    int selectedRow() const override { return row; }
+    void reloadData() override {
+        steps.emplace_back("reload");
+        row = -1;
+    }
+    void selectRow(int toRow, bool byExtendingSelection) override {
+        steps.push_back((byExtendingSelection ? "extend to " : "select ") + std::to_string(toRow));
+        row = toRow;
+    }
+};
+
+class ForgetfulTableManager : public TableViewManager {
+public:
+    ForgetfulTableManager() : TableViewManager("TableViewManager") {}
+    std::shared_ptr<ForgetfulTable> table = std::make_shared<ForgetfulTable>();
+    std::shared_ptr<TableView> tableView() const override { return table; }
+};
+
 TEST_F(LifecycleTest, TheListIsRedrawnAndKeepsItsSelectionOnEveryVersion) {
     for (const int minor : {10, 11, 12}) {
         startHost({.osMinor = minor});
-        auto received = host_->receive("ada", "cy@example.org", "Hello", "Text");
-        host_->viewer().selectMailbox(received->mailbox()->identifier());
-        host_->viewer().selectIDs({received->libraryID()});
+        auto manager = std::make_shared<ForgetfulTableManager>();
+        const Operation<std::shared_ptr<HostObject>()> mine("test_tableManager");
+        const auto& theirs = minor == 11 ? message_viewer::tableViewManager : message_viewer::tableManager;
+        Class& cls = *QSClassFromString(minor == 11 ? "MessageListController" : "MessageViewer");
+        cls.add(mine, [manager](HostObject&) { return std::static_pointer_cast<HostObject>(manager); });
+        ASSERT_TRUE(cls.jr_swizzleMethod(theirs.selector(), mine.selector())) << minor;
         delegate().refreshMessageList();
-        host_->settle();
-        EXPECT_THAT(host_->viewer().selectedIDs(), ElementsAre(received->libraryID())) << minor;
-        ASSERT_NE(delegate().anchorViewForPopover(), nullptr) << minor;
+        EXPECT_THAT(manager->table->steps, ElementsAre("reload", "select 4")) << minor;
         TearDown();
     }
     startHost();
+}
+
+TEST_F(LifecycleTest, PopoversPointAtTheViewerElseAtTheMenuBar) {
+    startHost();
+    auto viewer = MessageViewer::frontmostMessageViewerWithOptions(0);
+    ASSERT_NE(viewer, nullptr);
+    EXPECT_EQ(delegate().anchorViewForPopover(), viewer->window()->titleView());
+    HostInstances::current().frontmostViewer = [] { return std::shared_ptr<MessageViewer>(); };
+    EXPECT_EQ(delegate().anchorViewForPopover(), nullptr);
+    auto menuBar = std::make_shared<View>("menubar", std::weak_ptr<Window>());
+    hooks().menubarView = [&] { return menuBar; };
+    EXPECT_EQ(delegate().anchorViewForPopover(), menuBar);
+    delegate().refreshMessageList();  // nothing to redraw
+
+    std::vector<std::shared_ptr<Window>> offeredOn;
+    hooks().fetchRemoteInfo = [](bool, const std::function<void()>& completion) {
+        if (completion) RunLoop::main().post(completion);
+    };
+    hooks().showAccount = [&](const std::shared_ptr<Window>& window, bool) { offeredOn.push_back(window); };
+    delegate().applicationDidBecomeActive();
+    host_->advance(2);
+    EXPECT_THAT(offeredOn, ElementsAre(nullptr));
 }
 
 }  // namespace

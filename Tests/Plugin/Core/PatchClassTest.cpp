@@ -1,6 +1,8 @@
 // The patch mechanism: what happens when a pair of methods can't be exchanged.
 #include "Core/PatchClass.h"
 
+#include <gmock/gmock.h>
+
 #include "Foundation/Assertion.h"
 #include "Support/VirtualClockTest.h"
 
@@ -40,6 +42,7 @@ TEST_F(PatchClassTest, AFailedPairIsLoggedAndOnlyTheLastOneRaises) {
     auto made = patch();
     made.exchange("Thing", host_missing.selector(), quillstead_add.selector());
     EXPECT_TRUE(log_.contains("Swizzle Error: "));
+    EXPECT_THAT(log_.lines().back().file, ::testing::HasSubstr("PatchClassTest.cpp"));
     made.exchange("Thing", host_add.selector(), quillstead_add.selector());
     EXPECT_NO_THROW(made.finish());
 
@@ -61,6 +64,12 @@ TEST_F(PatchClassTest, AHostWithoutTheClassIsLeftAlone) {
     made.exchange("Absent", host_add.selector(), quillstead_add.selector());
     EXPECT_NO_THROW(made.finish());
     EXPECT_TRUE(log_.contains("FATAL ERROR: Could not find a class for Absent"));
+
+    // Nor does it keep the failure of a pair before it.
+    auto other = patch();
+    other.exchange("Thing", host_missing.selector(), quillstead_add.selector());
+    other.exchange("Absent", host_add.selector(), quillstead_add.selector());
+    EXPECT_NO_THROW(other.finish());
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 // The settings: defaults, version notes, what is taken over from the host at the first run.
+#include <fstream>
+
 #include "Foundation/DateFormatter.h"
+#include "Models/Menu.h"
 #include "PluginTest.h"
 
 namespace qs {
@@ -53,12 +56,53 @@ TEST_F(SettingsTest, ShippedTimesOfDayAreTimesOfThePersonsZone) {
     startHost();
 }
 
+TEST_F(SettingsTest, BetaVersionsOnceUsedKeepTheirSwitch) {
+    startHost();
+    EXPECT_FALSE(defaults().boolForKey("QSEnableBetaUpdatesOption"));
+    defaults().setObject(true, "QSUpdateBetaVersions");
+    restart();
+    EXPECT_TRUE(defaults().boolForKey("QSEnableBetaUpdatesOption"));
+    defaults().setObject(false, "QSUpdateBetaVersions");
+    restart();
+    EXPECT_TRUE(defaults().boolForKey("QSEnableBetaUpdatesOption"));
+}
+
+TEST_F(SettingsTest, DialogsReachTheSettingsByKeyPath) {
+    startHost();
+    auto& controller = QSPluginDelegate::quillsteadDefaultsController();
+    controller.setValueForKeyPath(75, "values.QSSendDelaySeconds");
+    EXPECT_EQ(defaults().integerForKey("QSSendDelaySeconds"), 75);
+    EXPECT_EQ(controller.valueForKeyPath("values.QSSendDelaySeconds").integerValue(), 75);
+}
+
+// A bundle whose shipped settings are missing or damaged.
+TEST_F(SettingsTest, WithoutShippedSettingsTheStartGoesOnAndUnsetKeysAreNothing) {
+    for (const char* shipped : {"", "no property list"}) {
+        host_ = std::make_unique<TemporaryHost>();
+        const auto folder = host_->dataFolder() / "Bare.mailbundle";
+        std::filesystem::create_directories(folder / "Resources");
+        std::filesystem::copy_file(std::filesystem::path(QS_PLUGIN_BUNDLE) / "Info.plist", folder / "Info.plist");
+        if (*shipped) std::ofstream(folder / "Resources" / "QuillsteadDefaults.plist") << shipped;
+        auto bundle = Bundle::open(folder);
+        ASSERT_TRUE(bundle) << bundle.error().description;
+        MailBundleLoad(*bundle);
+        EXPECT_EQ(defaults().integerForKey("QSSendDelaySeconds"), 0) << shipped;
+        EXPECT_TRUE(defaults().objectForKey("QSWorkingHoursBegin").isNil()) << shipped;
+        EXPECT_EQ(defaults().integerForKey("QSQuillsteadVersion"), 1) << shipped;
+        EXPECT_NE(host_->application().mainMenu()->itemAtIndex(5)->submenu()->itemWithTag(kTagSendLater), nullptr);
+        TearDown();
+    }
+    startHost();
+}
+
 TEST_F(SettingsTest, EveryKeyThatAPersonCantSetFirstHasADefault) {
     startHost();
     for (const char* key :
-         {"QSSendDelaySeconds", "QSWorkingHoursBegin", "QSWorkingHoursEnd", "QSMondayIsWorkingDay",
-          "QSSundayIsWorkingDay", "QSMinAttachmentSize", "QSFollowUpTimeDistance", "QSSendLaterShortcut",
-          "QSCreateNoteShortcut", "QSCreateQuickNoteShortcut", "QSSnoozeShortcut", "QSSendLaterSpecialTimeKey"})
+         {"QSSendDelaySeconds", "QSWorkingHoursBegin", "QSWorkingHoursEnd", "QSSundayIsWorkingDay",
+          "QSMondayIsWorkingDay", "QSTuesdayIsWorkingDay", "QSWednesdayIsWorkingDay", "QSThursdayIsWorkingDay",
+          "QSFridayIsWorkingDay", "QSSaturdayIsWorkingDay", "QSMinAttachmentSize", "QSFollowUpTimeDistance",
+          "QSSendLaterShortcut", "QSCreateNoteShortcut", "QSCreateQuickNoteShortcut", "QSSnoozeShortcut",
+          "QSSendLaterSpecialTimeKey"})
         EXPECT_FALSE(defaults().objectForKey(key).isNil()) << key;
 }
 
@@ -72,6 +116,9 @@ TEST_F(SettingsTest, FlagsNeedBothNamesAndAreForgottenAtARestart) {
     EXPECT_FALSE(delegate().flagForKey("A", QSMessageFlagSendImmediately));
     delegate().setFlag(true, QSMessageFlagSendImmediately, "");
     EXPECT_FALSE(delegate().flagForKey(QSMessageFlagSendImmediately, ""));
+    delegate().setFlag(false, QSMessageFlagSendImmediately, "A");
+    EXPECT_FALSE(delegate().flagForKey(QSMessageFlagSendImmediately, "A"));
+    delegate().setFlag(true, QSMessageFlagSendImmediately, "A");
     restart();
     EXPECT_FALSE(delegate().flagForKey(QSMessageFlagSendImmediately, "A"));
 }

@@ -2,6 +2,7 @@
 #include "Compose/HeadersEditor.h"
 #include "ComposeWindow.h"
 #include "Foundation/Runtime.h"
+#include "Mail/MailAccount.h"
 #include "Mail/MessageHeaders.h"
 #include "MainViewer.h"
 #include "Models/Form.h"
@@ -155,7 +156,70 @@ TEST_F(SendChainTest, AReopenedScheduleSurvivesDraftsOnly) {
     host_->settle();
     auto drafts = inAda(MailboxKind::Drafts);
     ASSERT_THAT(drafts, SizeIs(1));
-    EXPECT_TRUE(headersOf(drafts[0])->hasHeaderForKey(QSHeaderKeyXScheduledDate));
+    const auto date = mailHeaderStringFromDate(RunLoop::main().now() + 86400);
+    EXPECT_EQ(headersOf(drafts[0])->firstHeaderForKey(QSHeaderKeyXScheduledDate), date);
+    EXPECT_EQ(headersOf(drafts[0])->firstHeaderForKey(MCHeaderKeyDate), date);
+
+    // The host's own send, without a date chosen for it: the draft's counts for nothing.
+    Operation<void(HostObject*)>("quillstead_send:")(window->controller(), nullptr);
+    host_->settle();
+    auto outbox = inAda(MailboxKind::Outbox);
+    ASSERT_THAT(outbox, SizeIs(1));
+    EXPECT_FALSE(headersOf(outbox[0])->hasHeaderForKey(QSHeaderKeyXScheduledDate));
+}
+
+TEST_F(SendChainTest, TwoSecondsAheadIsNoScheduleAnyMore) {
+    for (const auto& [ahead, asks] : {std::pair{2.0, false}, {3.0, true}}) {
+        startHost({.startDeliveries = false});
+        auto window = reopenScheduled(ahead);
+        ASSERT_NE(window, nullptr);
+        setSendLaterDate(*window->controller()->backEnd(), RunLoop::main().now() + 60);  // of an earlier send
+        window->send();
+        host_->settle();
+        EXPECT_EQ(window->window()->currentSheet() != nullptr, asks) << ahead;
+        auto outbox = inAda(MailboxKind::Outbox);
+        ASSERT_THAT(outbox, SizeIs(asks ? 0 : 1)) << ahead;
+        if (!asks) {
+            EXPECT_FALSE(headersOf(outbox[0])->hasHeaderForKey(QSHeaderKeyXScheduledDate)) << ahead;
+        }
+        window.reset();
+        TearDown();
+    }
+    startHost();
+}
+
+TEST_F(SendChainTest, ThePictureIsAddedBeforeTheQuestionAndTheWindowIsThatOfTheVersion) {
+    for (const int minor : {10, 11, 12}) {
+        startHost({.osMinor = minor, .startDeliveries = false});
+        const Operation<void()> mine("test_addTrackingPixel");
+        Class& controller = *QSClassFromString(minor >= 11 ? "ComposeViewController" : "DocumentEditor");
+        controller.add(mine, [](HostObject& self) {
+            setTrackingPixelUUID(*static_cast<ComposeController&>(self).backEnd(), "5D0C");
+        });
+        ASSERT_TRUE(controller.jr_swizzleMethod(send_steps::addTrackingPixelToMessageBody.selector(), mine.selector()));
+        auto window = reopenScheduled(86400);
+        ASSERT_NE(window, nullptr) << minor;
+        EXPECT_EQ(send_steps::composeWindow(window->controller()), window->window()) << minor;
+        window->send();
+        host_->settle();
+        auto sheet = window->window()->currentSheet();
+        ASSERT_NE(sheet, nullptr) << minor;
+        // What is saved while the question waits tells the picture already.
+        window->update({.subject = "Planned, changed"});
+        ASSERT_TRUE(window->saveDraft()) << minor;
+        host_->settle();
+        EXPECT_EQ(headersOf(inAda(MailboxKind::Drafts).at(0))->firstHeaderForKey(QSHeaderKeyXTrackingUUID), "5D0C");
+
+        auto held = window->controller();
+        window->close(ComposeWindow::Closing::Save);
+        window.reset();
+        host_->settle();
+        EXPECT_EQ(send_steps::composeWindow(held), nullptr) << minor;
+        EXPECT_THAT(inAda(MailboxKind::Outbox), IsEmpty()) << minor;
+        held.reset();
+        TearDown();
+    }
+    startHost();
 }
 
 TEST_F(SendChainTest, SendingWhatIsStillScheduledAsksAndDoesAsAnswered) {
@@ -176,7 +240,9 @@ TEST_F(SendChainTest, SendingWhatIsStillScheduledAsksAndDoesAsAnswered) {
         auto outbox = inAda(MailboxKind::Outbox);
         ASSERT_THAT(outbox, SizeIs(c.sent ? 1 : 0)) << c.button;
         if (c.sent) {
-            EXPECT_EQ(headersOf(outbox[0])->hasHeaderForKey(QSHeaderKeyXScheduledDate), c.scheduled);
+            const auto date = mailHeaderStringFromDate(RunLoop::main().now() + 86400);
+            EXPECT_EQ(headersOf(outbox[0])->firstHeaderForKey(QSHeaderKeyXScheduledDate),
+                      c.scheduled ? std::optional(date) : std::nullopt);
         }
         window.reset();
         TearDown();
