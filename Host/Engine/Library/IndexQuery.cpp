@@ -1,5 +1,7 @@
 #include "Library/IndexQuery.h"
 
+#include <algorithm>
+
 #include "Foundation/Log.h"
 #include "Library/IndexTables.h"
 #include "Library/SearchText.h"
@@ -23,7 +25,10 @@ public:
         if (isTooLarge) return;
         switch (criterion.kind) {
         case Kind::All: return join(criterion.parts, 0, criterion.parts.size(), " AND ", "1", depth);
-        case Kind::Any: return join(criterion.parts, 0, criterion.parts.size(), " OR ", "0", depth);
+        case Kind::Any:
+            if (isListOf(criterion.parts, Kind::MessageIDIs)) return idList("message_id", criterion.parts);
+            if (isListOf(criterion.parts, Kind::UniqueIDIs)) return idList("unique_id", criterion.parts);
+            return join(criterion.parts, 0, criterion.parts.size(), " OR ", "0", depth);
         case Kind::Not:
             condition.text += "NOT ";
             return join(criterion.parts, 0, criterion.parts.size(), " OR ", "0", depth);
@@ -53,6 +58,21 @@ private:
     // Messages without an id have none that could be looked for. The same words as in the table's partial indices.
     void id(const std::string& column, const std::string& value) {
         test("(m." + column + " != '' AND m." + column + " = ?)", value);
+    }
+    // The ids of a conversation may be many; as a list they cost one look-up each.
+    static bool isListOf(const std::vector<MessageCriterion>& parts, Kind kind) {
+        return parts.size() > 1 &&
+               std::all_of(parts.begin(), parts.end(), [&](const auto& part) { return part.kind == kind; });
+    }
+    void idList(const std::string& column, const std::vector<MessageCriterion>& parts) {
+        isTooLarge = isTooLarge || parts.size() > kMostValues;
+        if (isTooLarge) return;
+        condition.text += "(m." + column + " != '' AND m." + column + " IN (?";
+        for (std::size_t i = 1; i < parts.size(); ++i)
+            condition.text += ",?";
+        condition.text += "))";
+        for (const MessageCriterion& part : parts)
+            condition.values.emplace_back(part.text);
     }
     // In halves, as the database bounds the depth of an expression.
     void join(const std::vector<MessageCriterion>& parts, std::size_t begin, std::size_t end, std::string_view word,

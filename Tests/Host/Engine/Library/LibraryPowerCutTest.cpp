@@ -21,9 +21,9 @@ protected:
         return found;
     }
     void openOn(TornDisk& disk) {
-        // The index is on the real disk and always older or newer than the mail.
-        std::filesystem::remove(folder_ / "Library.sqlite");
-        ASSERT_TRUE(disk.makeFolder(folder_.path()));
+        // There is no such folder on the real disk, so the index is in memory, and lost with each opening.
+        dataFolder_ = "/torn";
+        ASSERT_TRUE(disk.makeFolder(dataFolder_));
         open(disk);
     }
     // Runs `change` with the power cut at every step; then `check` looks at what may be left, opened anew.

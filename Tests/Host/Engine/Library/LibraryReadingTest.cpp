@@ -149,8 +149,8 @@ TEST_F(LibraryReading, CriteriaSelectWhatTheySay) {
     std::vector<MessageCriterion> ids(5000, MessageCriterion::with(Kind::MessageIDIs, "a@x"));
     EXPECT_THAT(subjects(MessageCriterion::anyOf(ids)), ElementsAre("Ärger"));
     MessageCriterion deep = in("ada/INBOX");
-    for (int i = 0; i < 1000; ++i)
-        deep = MessageCriterion::allOf({deep, deep.parts.empty() ? deep : MessageCriterion{}});
+    for (int i = 0; i < 200; ++i)
+        deep = MessageCriterion::allOf({std::move(deep)});
     EXPECT_THAT(subjects(deep), IsEmpty());
 }
 

@@ -27,7 +27,7 @@ protected:
     // Opens, or closes and opens again.
     void open(FileSystem& files = FileSystem::real()) {
         library_.reset();
-        book_ = *AccountBook::open(folder_ / "Accounts.plist", files);
+        book_ = *AccountBook::open(dataFolder_ / "Accounts.plist", files);
         for (const std::string name : {"ada", "ben"}) {
             if (book_->find(name)) continue;
             ASSERT_TRUE(book_->put({.identifier = name,
@@ -36,7 +36,7 @@ protected:
                                     .addresses = {name + "@example.org"},
                                     .server = {}}));
         }
-        auto opened = MailLibrary::open(folder_.path(), book_, files);
+        auto opened = MailLibrary::open(dataFolder_, book_, files);
         ASSERT_TRUE(opened) << opened.error().description;
         library_ = *opened;
     }
@@ -66,9 +66,10 @@ protected:
     }
     std::vector<std::string> subjectsIn(std::string_view mailbox) { return subjects(box(mailbox).criterion()); }
     std::vector<std::string> searching(std::string_view words) { return subjects({}, words); }
-    std::filesystem::path mailFolder(std::string_view account) { return folder_ / "Mail" / account; }
+    std::filesystem::path mailFolder(std::string_view account) { return dataFolder_ / "Mail" / account; }
 
     TemporaryFolder folder_;
+    std::filesystem::path dataFolder_ = folder_.path();
     std::shared_ptr<AccountBook> book_;
     std::shared_ptr<MailLibrary> library_;
 };
