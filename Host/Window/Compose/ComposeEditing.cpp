@@ -56,8 +56,9 @@ void ComposeSession::update(const ComposeUpdate& update) {
         plainText_ = *update.plainText;
         touch();
     }
-    if (update.bodyHtml && update.bodyRevision >= bodyRevision_ && *update.bodyHtml != receivedBody_ &&
-        *update.bodyHtml != bodyHtml()) {
+    const bool isNewBody = update.bodyHtml && update.bodyRevision >= bodyRevision_ &&
+                           *update.bodyHtml != receivedBody_ && (!pageBody_ || *update.bodyHtml != *pageBody_);
+    if (isNewBody) {
         if (update.bodyHtml->size() > kLargestBody) {
             logWarning("A body of more than 64 megabytes is not taken over from the page.");
         } else {

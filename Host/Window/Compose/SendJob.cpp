@@ -70,6 +70,11 @@ void SendJob::dropIntent() const {
         logWarning("The note of a send that failed stays until the window closes: " + removed.error().description);
 }
 
+bool SendJob::isAmongDrafts(const MessageSummary& one) const {
+    const auto drafts = messagesWithUniqueID(engine->library(), engine->accounts(), MailboxKind::Drafts, uniqueID);
+    return std::ranges::any_of(drafts, [&](const auto& draft) { return draft.messageID == one.messageID; });
+}
+
 Result<bool> SendJob::takeHeldOut() const {
     MailLibrary& library = engine->library();
     for (const MessageSummary& one : held) {
@@ -77,9 +82,10 @@ Result<bool> SendJob::takeHeldOut() const {
         const auto drafts = mailboxBeside(library, one.mailbox, MailboxKind::Drafts);
         if (!drafts) return failure("Mail", 1, "There is no mailbox for drafts.");
         // Exactly one of this and a delivery gets the file.
-        const auto moved = library.move({one.id}, *drafts);
-        if (!moved && !isInOutbox(library, one.id)) return false;
-        if (!moved) return failed(moved);
+        if (const auto moved = library.move({one.id}, *drafts); !moved) {
+            if (!isInOutbox(library, one.id) && !isAmongDrafts(one)) return false;
+            return failed(moved);
+        }
     }
     return true;
 }

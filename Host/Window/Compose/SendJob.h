@@ -48,6 +48,7 @@ private:
     Result<void> writeIntent() const;
     void dropIntent() const;
     Result<bool> takeHeldOut() const;  // false when one is gone
+    bool isAmongDrafts(const MessageSummary& one) const;
     void putHeldBack() const;
 };
 

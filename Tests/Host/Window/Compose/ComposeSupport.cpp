@@ -23,19 +23,63 @@ tl::unexpected<Error> diskError(int code) {
 
 }  // namespace
 
+void FailingDisk::fillUp(std::string part) {
+    const std::lock_guard hold(lock_);
+    full_ = std::move(part);
+}
+
+void FailingDisk::keepAll(std::string part) {
+    const std::lock_guard hold(lock_);
+    kept_ = std::move(part);
+}
+
+void FailingDisk::failAt(int step, bool lasting) {
+    const std::lock_guard hold(lock_);
+    steps_ = 0;
+    failingStep_ = step;
+    lasting_ = lasting;
+}
+
+bool FailingDisk::fails(const std::filesystem::path& file, const std::string& part) {
+    const std::lock_guard hold(lock_);
+    const int step = ++steps_;
+    const bool isStep = failingStep_ > 0 && (step == failingStep_ || (lasting_ && step > failingStep_));
+    return isStep || isBelow(file, part);
+}
+
 Result<void> FailingDisk::writeNew(const std::filesystem::path& f, std::string_view c) {
-    if (isBelow(f, part_)) return diskError(ENOSPC);
+    if (fails(f, full_)) return diskError(ENOSPC);
     return real().writeNew(f, c);
 }
 
 Result<void> FailingDisk::append(const std::filesystem::path& f, std::string_view c) {
-    if (isBelow(f, part_)) return diskError(ENOSPC);
+    if (fails(f, full_)) return diskError(ENOSPC);
     return real().append(f, c);
 }
 
+Result<void> FailingDisk::rename(const std::filesystem::path& a, const std::filesystem::path& b) {
+    if (fails(a, {})) return diskError(EIO);
+    return real().rename(a, b);
+}
+
+Result<void> FailingDisk::renameNew(const std::filesystem::path& a, const std::filesystem::path& b) {
+    if (fails(a, {})) return diskError(EIO);
+    return real().renameNew(a, b);
+}
+
 Result<void> FailingDisk::remove(const std::filesystem::path& f) {
-    if (isBelow(f, kept_)) return diskError(EIO);
+    if (fails(f, kept_)) return diskError(EIO);
     return real().remove(f);
+}
+
+Result<void> FailingDisk::syncFolder(const std::filesystem::path& f) {
+    if (fails(f, {})) return diskError(EIO);
+    return real().syncFolder(f);
+}
+
+Result<void> FailingDisk::makeFolder(const std::filesystem::path& f) {
+    if (fails(f, {})) return diskError(EIO);
+    return real().makeFolder(f);
 }
 
 AlertAnswers::AlertAnswers() {

@@ -4,7 +4,9 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <deque>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,13 +19,16 @@
 
 namespace qs {
 
-// The real disk, until writing is made to fail below a folder of some name.
+// The real disk, until a test makes it fail. Steps are the calls that change something.
 class FailingDisk : public FileSystem {
 public:
     // Every write below a path that holds `part` fails as on a full disk; empty: none.
-    void fillUp(std::string part) { part_ = std::move(part); }
+    void fillUp(std::string part);
     // Nothing can be removed there.
-    void keepAll(std::string part) { kept_ = std::move(part); }
+    void keepAll(std::string part);
+    // From now on the step of that number fails; `lasting`: it and all later ones, as when the power went. 0: none.
+    void failAt(int step, bool lasting);
+    int steps() const { return steps_; }
 
     Result<std::string> read(const std::filesystem::path& f) override { return real().read(f); }
     Result<std::string> readStart(const std::filesystem::path& f, std::size_t n) override {
@@ -33,22 +38,24 @@ public:
                              const std::function<void(const std::string&, bool)>& visit) override {
         return real().forEachName(f, visit);
     }
-    Result<void> writeNew(const std::filesystem::path& f, std::string_view c) override;
-    Result<void> append(const std::filesystem::path& f, std::string_view c) override;
-    Result<void> rename(const std::filesystem::path& a, const std::filesystem::path& b) override {
-        return real().rename(a, b);
-    }
-    Result<void> renameNew(const std::filesystem::path& a, const std::filesystem::path& b) override {
-        return real().renameNew(a, b);
-    }
-    Result<void> remove(const std::filesystem::path& f) override;
-    Result<void> syncFolder(const std::filesystem::path& f) override { return real().syncFolder(f); }
-    Result<void> makeFolder(const std::filesystem::path& f) override { return real().makeFolder(f); }
     Result<std::vector<FileInfo>> list(const std::filesystem::path& f) override { return real().list(f); }
     Result<FileInfo> info(const std::filesystem::path& f) override { return real().info(f); }
+    Result<void> writeNew(const std::filesystem::path& f, std::string_view c) override;
+    Result<void> append(const std::filesystem::path& f, std::string_view c) override;
+    Result<void> rename(const std::filesystem::path& a, const std::filesystem::path& b) override;
+    Result<void> renameNew(const std::filesystem::path& a, const std::filesystem::path& b) override;
+    Result<void> remove(const std::filesystem::path& f) override;
+    Result<void> syncFolder(const std::filesystem::path& f) override;
+    Result<void> makeFolder(const std::filesystem::path& f) override;
 
 private:
-    std::string part_, kept_;
+    bool fails(const std::filesystem::path& file, const std::string& part);
+
+    std::mutex lock_;
+    std::string full_, kept_;
+    std::atomic<int> steps_ = 0;
+    int failingStep_ = 0;
+    bool lasting_ = false;
 };
 
 // Answers alerts as they come, in order, by button title; an alert without an answer left gets its last button.

@@ -5,6 +5,7 @@
 #include "DeliveryService.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/RunLoop.h"
+#include "Mail/DeliveryQueue.h"
 #include "Mail/MailAccount.h"
 #include "Mail/MessageHeaders.h"
 #include "MailApplication.h"
@@ -119,6 +120,9 @@ TEST_P(SendInVersion, TheWindowHasTheClassesAndOperationsOfItsVersion) {
     EXPECT_EQ(headers_editor::changeFromHeader.isAnsweredBy(*editor), GetParam() == 12);
     EXPECT_EQ(headers_editor::updateDeliveryAccountControl.isAnsweredBy(*editor), GetParam() < 12);
     EXPECT_EQ(headers_editor::stackViewDidReattachViews.isAnsweredBy(*editor), GetParam() < 12);
+    EXPECT_EQ(GetParam() == 10,
+              NSClassFromString(controller->isa().name())
+                      ->find(MethodKind::Class, delivery_queue::handleFailedDelivery.selector()) != nullptr);
     EXPECT_EQ(editor->composeController(), controller);
     EXPECT_EQ(controller->view()->window(), window->window());
 
@@ -244,6 +248,79 @@ TEST_F(SendJourney, AFullDiskKeepsTheWindowAndTheText) {
     }
 }
 
+TEST_F(SendJourney, AFaultAtAnyStepNeitherLosesNorDoublesTheMessage) {
+    start({.startDeliveries = false});
+    std::vector<std::string> subjects;
+    bool cameThrough = false;
+    for (int step = 1; !cameThrough; ++step) {
+        ASSERT_LT(step, 60);
+        const auto window = host->compose("ada", "ben@example.org", "Minutes " + std::to_string(step), "");
+        subjects.push_back(window->subject());
+        type(*window, "All agreed.");
+        host->advance(3);
+        disk.failAt(step, false);
+        window->send();
+        host->settle();
+        cameThrough = disk.steps() < step;
+        disk.failAt(0, false);
+        if (openWindows() == 0) continue;
+        EXPECT_THAT(window->bodyHtml(), HasSubstr("All agreed.")) << "step " << step;
+        window->send();
+        host->settle();
+        EXPECT_EQ(openWindows(), 0u) << "step " << step;
+    }
+    host->engine().deliveries().start();
+    host->advance(60);
+    std::vector<std::string> arrived;
+    for (const MessageSummary& message : host->inboxOf("ben"))
+        arrived.push_back(message.subject);
+    EXPECT_THAT(arrived, testing::UnorderedElementsAreArray(subjects));
+}
+
+// The disk takes nothing any more from some step on, the program ends, and starts again.
+TEST_F(SendJourney, AnEndAtAnyStepLeavesADraftOrAMessageOnItsWayNeverBoth) {
+    start();
+    bool cameThrough = false;
+    int asDraft = 0, asMail = 0;
+    for (int step = 1; !cameThrough; ++step) {
+        ASSERT_LT(step, 60);
+        const std::string subject = "Minutes " + std::to_string(step);
+        const auto window = host->compose("ada", "ben@example.org", subject, "");
+        type(*window, "All agreed.");
+        host->advance(3);
+        disk.failAt(step, true);
+        window->send();
+        host->settle();
+        cameThrough = disk.steps() < step;
+        host->shutDown();
+        disk.failAt(0, false);
+        host->start();
+        host->advance(60);
+        const auto is = [&](const MessageSummary& message) { return message.subject == subject; };
+        const auto atBen = host->inboxOf("ben"), left = drafts();
+        const auto mails = std::ranges::count_if(atBen, is), kept = std::ranges::count_if(left, is);
+        EXPECT_EQ(mails + kept, 1) << "step " << step << ": " << mails << " mails, " << kept << " drafts";
+        asMail += static_cast<int>(mails);
+        asDraft += static_cast<int>(kept);
+        EXPECT_THAT(windowFolders(), IsEmpty()) << "step " << step;
+    }
+    EXPECT_GT(asDraft, 0);
+    EXPECT_GT(asMail, 1);
+}
+
+TEST_F(SendJourney, WhoQuitsWhileAMessageIsOnItsWayIntoTheOutboxSendsIt) {
+    start();
+    const auto window = host->compose("ada", "ben@example.org", "Minutes", "");
+    type(*window, "All agreed.");
+    window->send();
+    EXPECT_TRUE(window->isBusy());
+    host->restart();
+    host->advance(60);
+    EXPECT_THAT(host->inboxOf("ben"), SizeIs(1));
+    EXPECT_THAT(drafts(), IsEmpty());
+    EXPECT_THAT(windowFolders(), IsEmpty());
+}
+
 class HeldMessage : public ComposeJourney {
 protected:
     void SetUp() override {
@@ -293,6 +370,20 @@ TEST_F(HeldMessage, ThatLeftMeanwhileIsNotSentTwiceUnasked) {
     window->send();
     host->advance(60);
     EXPECT_THAT(host->inboxOf("ben"), SizeIs(2));
+}
+
+TEST_F(HeldMessage, IsReplacedAlsoByADraftOfItThatOutlivedARestart) {
+    type(*openDraft(0, MailboxKind::Outbox), "Second form.");
+    host->shutDown();
+    host->start();
+    ASSERT_THAT(outbox(), SizeIs(1)) << "quitting takes nothing out of the outbox";
+    ASSERT_THAT(drafts(), SizeIs(1));
+    openDraft()->send();
+    host->settle();
+    EXPECT_THAT(outbox(), SizeIs(1));
+    deliver();
+    ASSERT_THAT(host->inboxOf("ben"), SizeIs(1));
+    EXPECT_THAT(textOf(host->inboxOf("ben").front()), HasSubstr("Second form."));
 }
 
 TEST_F(HeldMessage, ComesBackWhenTheNewFormCanNotBeQueued) {
