@@ -1,4 +1,5 @@
 // The class "MailApp": the actions that the application answers itself, at the end of the chain of responders.
+#include "ComposeWindow.h"
 #include "DeliveryService.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/Format.h"
@@ -9,7 +10,6 @@
 #include "MailApplicationObject.h"
 #include "MailLibrary.h"
 #include "MailtoAddress.h"
-#include "ComposeWindow.h"
 #include "Models/Alert.h"
 #include "Models/Form.h"
 #include "Models/View.h"

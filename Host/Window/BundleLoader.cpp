@@ -3,30 +3,45 @@
 #include <dlfcn.h>
 
 #include <algorithm>
-#include <set>
 
 #include "Application/Bundles.h"
+#include "Foundation/Assertion.h"
 #include "Foundation/Bundle.h"
 #include "Foundation/FileSystem.h"
+#include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/Runtime.h"
+#include "Text/Ascii.h"
 
 namespace qs {
-
 namespace {
 
-constexpr std::string_view kEnding = ".mailbundle";
+constexpr const char* kExtension = ".mailbundle";
+constexpr std::uintmax_t kLargestImage = 1'000'000;  // bytes
+
+struct Loaded {
+    std::shared_ptr<Bundle> bundle;
+    MailBundleUnloadFunction unload = nullptr;
+};
+
+// The reason alone; loadAll() puts the name before it.
+tl::unexpected<Error> refused(std::string_view format, std::initializer_list<Value> arguments = {}) {
+    return failure("BundleLoader", 1, stringWithFormat(format, arguments));
+}
 
 std::string infoText(const Bundle& bundle, std::string_view key) {
     const auto found = bundle.infoDictionary().find(key);
     return found == bundle.infoDictionary().end() ? std::string() : found->second.stringValue();
 }
 
-// A name in the bundle's own folder: Info.plist can't lead elsewhere.
-std::filesystem::path libraryOf(const Bundle& bundle) {
-    std::string name = infoText(bundle, "CFBundleExecutable");
-    if (name.empty()) name = bundle.path().stem().string() + ".so";
-    return bundle.path() / std::filesystem::path(name).filename();
+std::vector<std::filesystem::path> bundleFolders(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> found;
+    const auto entries = FileSystem::real().list(folder);
+    if (!entries) return found;  // no folder, no bundles
+    for (const FileInfo& entry : *entries)
+        if (entry.path.extension() == kExtension) found.push_back(entry.path);
+    std::ranges::sort(found, {}, [](const auto& path) { return path.filename(); });
+    return found;
 }
 
 template <class Function>
@@ -34,62 +49,66 @@ Function symbol(void* library, const char* name) {
     return reinterpret_cast<Function>(dlsym(library, name));
 }
 
-std::vector<std::filesystem::path> bundleFolders(const std::filesystem::path& folder) {
-    std::vector<std::filesystem::path> result;
-    auto listing = FileSystem::real().list(folder);
-    if (!listing) return result;
-    for (const auto& entry : *listing)
-        if (entry.path.filename().string().ends_with(kEnding)) result.push_back(entry.path);
-    std::sort(result.begin(), result.end());
-    return result;
+// The library stays open for the life of the process: its code may stand in tables of the runtime.
+Result<void*> openLibrary(const Bundle& bundle) {
+    std::string file = infoText(bundle, "CFBundleExecutable");
+    if (file.empty()) file = bundle.path().stem().string() + ".so";
+    if (file.find('/') != std::string::npos) return refused("Its Info.plist names a library outside of its folder.");
+    const std::filesystem::path path = std::filesystem::absolute(bundle.path()) / file;
+    if (!FileSystem::real().exists(path)) return refused("It has no library %@.", {file});
+    void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library) return library;
+    const char* reason = dlerror();
+    return refused("Its library can't be opened: %@.", {reason ? reason : "no reason was given"});
 }
 
-struct Opened {
-    std::shared_ptr<Bundle> bundle;
-    MailBundleUnloadFunction unload = nullptr;
-};
-
-Error notLoaded(const std::string& sentence) { return {"BundleLoader", 1, sentence, {}}; }
-
-// Runs the bundle's own start; what it throws ends here.
-Result<void> start(MailBundleLoadFunction load, const std::shared_ptr<Bundle>& bundle) {
+// What the library throws ends here.
+Result<void> runEntry(MailBundleLoadFunction entry, const std::shared_ptr<Bundle>& bundle) {
     try {
-        load(bundle);
+        entry(bundle);
         return {};
     } catch (const std::exception& fault) {
-        logError("The bundle " + bundle->path().string() + " failed while it was loaded: " + fault.what());
-        return failure(notLoaded("It failed while it was being loaded; the log tells more."));
+        logCaughtException("A plug-in could not start");
+        return refused("It failed while it started: %@", {fault.what()});
+    } catch (...) {
+        return refused("It failed while it started.");
     }
 }
 
-Result<Opened> open(const std::filesystem::path& folder) {
+void runUnload(MailBundleUnloadFunction unload) {
+    if (!unload) return;
+    try {
+        unload();
+    } catch (const std::exception&) {
+        logCaughtException("A plug-in could not end in good order");
+    } catch (...) {
+        logError("A plug-in could not end in good order.");
+    }
+}
+
+Result<Loaded> load(const std::filesystem::path& folder) {
     auto bundle = Bundle::open(folder);
     if (!bundle) return failed(bundle);
-    const auto file = libraryOf(**bundle);
-    if (!FileSystem::real().exists(file))
-        return failure(notLoaded("It has no library " + file.filename().string() + "."));
-    void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (!library) {
-        const char* reason = dlerror();
-        logError("The bundle's library can't be opened: " + std::string(reason ? reason : "unknown reason"));
-        return failure(notLoaded("Its library can't be opened; the log tells more."));
-    }
-    const auto load = symbol<MailBundleLoadFunction>(library, "MailBundleLoad");
-    if (!load) return failure(notLoaded("Its library is no plug-in for this program."));
-    if (auto started = start(load, *bundle); !started) return failed(started);
-    const Opened opened{*bundle, symbol<MailBundleUnloadFunction>(library, "MailBundleUnload")};
     const std::string principal = infoText(**bundle, "NSPrincipalClass");
-    if (!principal.empty() && NSClassFromString(principal)) return opened;
-    if (opened.unload) opened.unload();
-    return failure(notLoaded(principal.empty() ? "Its Info.plist names no principal class."
-                                               : "It has no class " + principal + "."));
+    if (principal.empty()) return refused("Its Info.plist names no principal class.");
+    const auto library = openLibrary(**bundle);
+    if (!library) return failed(library);
+    const auto entry = symbol<MailBundleLoadFunction>(*library, "MailBundleLoad");
+    if (!entry) return refused("Its library is no plug-in for this program: it has no MailBundleLoad.");
+    const auto unload = symbol<MailBundleUnloadFunction>(*library, "MailBundleUnload");
+    if (auto started = runEntry(entry, *bundle); !started) return failed(started);
+    if (!NSClassFromString(principal)) {
+        runUnload(unload);
+        return refused("It did not bring its principal class %@.", {principal});
+    }
+    return Loaded{*bundle, unload};
 }
 
 }  // namespace
 
 struct BundleLoader::Held {
-    std::vector<Opened> opened;
     std::vector<std::shared_ptr<Bundle>> bundles;
+    std::vector<MailBundleUnloadFunction> unloads;  // of the bundles, in their order
 };
 
 BundleLoader::BundleLoader() : held_(std::make_unique<Held>()) {}
@@ -98,42 +117,54 @@ BundleLoader::~BundleLoader() { unloadAll(); }
 
 std::vector<std::string> BundleLoader::loadAll(const std::vector<std::filesystem::path>& folders) {
     std::vector<std::string> sentences;
-    std::set<std::string> names;
+    std::vector<std::filesystem::path> names;
+    for (const auto& bundle : held_->bundles)
+        names.push_back(bundle->path().filename());
     for (const auto& folder : folders)
         for (const auto& path : bundleFolders(folder)) {
-            if (!names.insert(path.filename().string()).second) continue;
-            auto opened = open(path);
-            if (opened) {
-                held_->bundles.push_back(opened->bundle);
-                held_->opened.push_back(std::move(*opened));
-                logInfo("The plug-in " + path.string() + " is loaded.");
-            } else {
-                sentences.push_back("The plug-in " + path.stem().string() + " could not be loaded. " +
-                                    opened.error().description);
+            if (std::ranges::find(names, path.filename()) != names.end()) {
+                logInfo("Left out, as a plug-in of that name comes first: " + path.string());
+                continue;
             }
+            names.push_back(path.filename());
+            auto loaded = load(path);
+            if (!loaded) {
+                sentences.push_back(stringWithFormat("The plug-in %@ could not be loaded. %@",
+                                                     {path.stem().string(), loaded.error().description}));
+                logError(sentences.back());
+                continue;
+            }
+            logInfo("Loaded the plug-in " + path.string());
+            held_->bundles.push_back(loaded->bundle);
+            held_->unloads.push_back(loaded->unload);
         }
     return sentences;
 }
 
-// The last first, as a later one may stand on an earlier.
+// The last one first. Their patches stay in the classes, so the host must not use those any more.
 void BundleLoader::unloadAll() {
-    for (auto each = held_->opened.rbegin(); each != held_->opened.rend(); ++each)
-        if (each->unload) each->unload();
-    held_->opened.clear();
+    while (!held_->unloads.empty()) {
+        const auto unload = held_->unloads.back();
+        held_->unloads.pop_back();
+        runUnload(unload);
+    }
+    if (held_->bundles.empty()) return;
     held_->bundles.clear();
+    MailBundleRegistry::clear();
 }
 
 const std::vector<std::shared_ptr<Bundle>>& BundleLoader::bundles() const { return held_->bundles; }
 
 std::string BundleLoader::image(std::string_view name) const {
-    const bool isPlain = std::all_of(name.begin(), name.end(), [](unsigned char c) {
-        return std::isalnum(c) || c == '_' || c == '-';
-    });
+    // Names come from the page.
+    const bool isPlain =
+        std::ranges::all_of(name, [](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || c == '_' || c == '-'; });
     if (!isPlain) return {};
     for (const auto& bundle : held_->bundles) {
-        auto path = bundle->pathForResource(name, "svg");
-        auto text = path.empty() ? Result<std::string>() : FileSystem::real().read(path);
-        if (text && !text->empty()) return *text;
+        const auto path = bundle->pathForResource(name, "svg");
+        const auto info = path.empty() ? std::nullopt : std::optional(FileSystem::real().info(path));
+        if (!info || !*info || (*info)->size > kLargestImage) continue;
+        if (auto text = FileSystem::real().read(path)) return *text;
     }
     return {};
 }

@@ -2,7 +2,7 @@
 #include "AccountBook.h"
 #include "Foundation/Format.h"
 #include "HostSettings.h"
-#include "MailApplicationObject.h"
+#include "MailEngine.h"
 #include "PreferencesWindowObject.h"
 #include "Settings/UserDefaults.h"
 
@@ -100,12 +100,12 @@ public:
             std::string addresses;
             for (const std::string& address : account.addresses)
                 addresses += (addresses.empty() ? "" : ", ") + address;
-            form->groups.push_back({.title = account.displayName,
-                                    .note = {},
-                                    .controls = {sentence(account.identifier + ".name", "Name", account.fullName),
-                                                 sentence(account.identifier + ".address", "Address", addresses),
-                                                 sentence(account.identifier + ".server", "Server",
-                                                          serverText(account))}});
+            form->groups.push_back(
+                {.title = account.displayName,
+                 .note = {},
+                 .controls = {sentence(account.identifier + ".name", "Name", account.fullName),
+                              sentence(account.identifier + ".address", "Address", addresses),
+                              sentence(account.identifier + ".server", "Server", serverText(account))}});
         }
         return form;
     }

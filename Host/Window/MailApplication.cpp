@@ -50,6 +50,7 @@ std::shared_ptr<MailApplication> MailApplication::make(MailEngine& engine) {
         const auto alive = weak.lock();
         return alive ? std::static_pointer_cast<MessageViewer>(alive->viewer().shared_from_this()) : nullptr;
     };
+    ComposeWindow::recover(*application);
     return application;
 }
 
@@ -59,7 +60,8 @@ MailApplicationObject::MailApplicationObject(MailEngine& engine)
 void MailApplicationObject::begin() {
     viewer_ = std::make_shared<ViewerObject>(*this);
     viewer_->begin();
-    preferences_ = std::make_shared<PreferencesWindowObject>(*this);
+    preferences_ = std::make_shared<PreferencesWindowObject>();
+    preferences_->begin(engine_);
     menu_.showMailboxes(MailAccount::mailAccounts());
     observe();
     takeNotices();
@@ -73,8 +75,8 @@ void MailApplicationObject::observe() {
         takeNotices();
         noteModelChange();
     }));
-    observations_.push_back(centre.addObserver(std::string(DeliveryStatusDidChangeNotification),
-                                               [](const auto&) { noteModelChange(); }));
+    observations_.push_back(
+        centre.addObserver(std::string(DeliveryStatusDidChangeNotification), [](const auto&) { noteModelChange(); }));
     observations_.push_back(centre.addObserver("MailDeliveryDidFail", [this](const Notification& notification) {
         const std::string text = notification.userInfo["text"].stringValue();
         addNotice(text.empty() ? "A message could not be sent. It waits in the outbox." : text);
@@ -107,8 +109,7 @@ std::string MailApplicationObject::frontWindowIdentifier() const {
 
 std::shared_ptr<Window> MailApplicationObject::mainWindow() const {
     if (terminated_) return nullptr;
-    auto window =
-        viewerInFront_ || composeWindows_.empty() ? viewer_->window() : composeWindows_.back()->window();
+    auto window = viewerInFront_ || composeWindows_.empty() ? viewer_->window() : composeWindows_.back()->window();
     return window && window->isVisible() ? window : nullptr;
 }
 
@@ -122,11 +123,7 @@ void MailApplicationObject::setApplicationIconImage(std::string image) {
 
 std::string MailApplicationObject::mainBundleImage(std::string_view name) const { return hostImage(name); }
 
-void MailApplicationObject::showPreferencesPanel(HostObject*) {
-    // As everybody asks for them, so that plug-ins can add their panes.
-    preferences::sharedPreferences.onClass(NSClassFromString("NSPreferences"));
-    preferences_->show({});
-}
+void MailApplicationObject::showPreferencesPanel(HostObject*) { preferences_->show({}); }
 
 void MailApplicationObject::orderFrontCharacterPalette(HostObject*) {
     requestFromPage("characterPalette", frontWindowIdentifier());

@@ -2,8 +2,8 @@
 // viewer, the compose windows and the preferences, and fills HostInstances with application and frontmost viewer.
 //
 // Main thread only. Order of a start: MailEngine::open, MailApplication::make, BundleLoader::loadAll, finishLaunching,
-// deliveries().start(). Order of an end: terminate, deliveries().stop(), BundleLoader::unloadAll, then the last reference
-// to the application, then the engine.
+// deliveries().start(). Order of an end: terminate, deliveries().stop(), BundleLoader::unloadAll, then the last
+// reference to the application, then the engine.
 #pragma once
 
 #include <functional>

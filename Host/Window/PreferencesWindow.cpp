@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Application/HostInstances.h"
 #include "Foundation/Assertion.h"
 #include "MailApplicationObject.h"
 #include "Models/ModelChanges.h"
@@ -34,10 +33,9 @@ void PreferencesWindowObject::defineClasses() {
     });
     cls.add(toolbar_delegate::defaultItemIdentifiers, [](HostObject& self, Toolbar&) { return moduleNames(self); });
     cls.add(toolbar_delegate::allowedItemIdentifiers, [](HostObject& self, Toolbar&) { return moduleNames(self); });
-    cls.add(toolbar_delegate::itemForItemIdentifier,
-            [](HostObject& self, Toolbar&, const std::string& name, bool) {
-                return preferencesOf(self).toolbarItem(name);
-            });
+    cls.add(toolbar_delegate::itemForItemIdentifier, [](HostObject& self, Toolbar&, const std::string& name, bool) {
+        return preferencesOf(self).toolbarItem(name);
+    });
     // What a toolbar item does: shows its module.
     cls.add(Action("selectModule:"), [](HostObject& self, HostObject* sender) {
         if (const auto* item = dynamic_cast<ToolbarItem*>(sender)) preferencesOf(self).show(item->itemIdentifier());
@@ -47,13 +45,13 @@ void PreferencesWindowObject::defineClasses() {
         .addClassMethod(viewer_preferences::postContactPhotoPreferenceChanged, [](Class&) { noteModelChange(); });
 }
 
-PreferencesWindowObject::PreferencesWindowObject(MailApplicationObject& application)
-    : PreferencesWindow("NSPreferences"), application_(application), window_(std::make_shared<Window>("preferences")) {
+PreferencesWindowObject::PreferencesWindowObject()
+    : PreferencesWindow("NSPreferences"), window_(std::make_shared<Window>("preferences")) {
     window_->setTitle("Preferences");
 }
 
-void PreferencesWindowObject::begin() {
-    modules_ = {{"General", makeGeneralPreferences()}, {"Accounts", makeAccountPreferences(application_)}};
+void PreferencesWindowObject::begin(MailEngine& engine) {
+    modules_ = {{"General", makeGeneralPreferences(engine)}, {"Accounts", makeAccountPreferences(engine)}};
     selected_ = modules_.front().name;
     auto toolbar = std::make_shared<Toolbar>("Preferences");
     window_->setToolbar(toolbar);

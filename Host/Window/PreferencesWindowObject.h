@@ -6,15 +6,17 @@
 
 namespace qs {
 
-class MailApplicationObject;
+class MailEngine;
+class ToolbarItem;
 
 class PreferencesWindowObject : public PreferencesWindow {
 public:
     // "NSPreferences", "ViewerPreferences" and the class of the host's own modules.
     static void defineClasses();
 
-    explicit PreferencesWindowObject(MailApplicationObject& application);
-    void begin();  // makes what needs a shared pointer to this object
+    PreferencesWindowObject();
+    void begin(MailEngine& engine);
+    std::shared_ptr<ToolbarItem> toolbarItem(const std::string& name) const;  // null for no such module
 
     std::vector<std::shared_ptr<PreferencesModule>> preferenceModules() const override;
     void addPreferenceNamed(std::string name, std::shared_ptr<PreferencesModule> owner) override;
@@ -35,9 +37,7 @@ private:
         std::shared_ptr<PreferencesModule> module;
     };
     std::shared_ptr<PreferencesModule> moduleNamed(std::string_view name) const;
-    std::shared_ptr<class ToolbarItem> toolbarItem(const std::string& name) const;
 
-    MailApplicationObject& application_;
     std::shared_ptr<Window> window_;
     std::vector<Named> modules_;
     std::string selected_;
@@ -45,7 +45,7 @@ private:
 };
 
 // The host's own modules.
-std::shared_ptr<PreferencesModule> makeGeneralPreferences();
-std::shared_ptr<PreferencesModule> makeAccountPreferences(MailApplicationObject& application);
+std::shared_ptr<PreferencesModule> makeGeneralPreferences(MailEngine& engine);
+std::shared_ptr<PreferencesModule> makeAccountPreferences(MailEngine& engine);
 
 }  // namespace qs

@@ -17,7 +17,8 @@ std::shared_ptr<HostObject> responderFor(std::string_view selector, HostObject* 
     if (selector.empty()) return nullptr;
     const Selector action(selector);
     if (target) return target->respondsTo(action) ? target->shared_from_this() : nullptr;
-    const auto found = std::ranges::find_if(chain, [&](const auto& responder) { return responder->respondsTo(action); });
+    const auto found =
+        std::ranges::find_if(chain, [&](const auto& responder) { return responder->respondsTo(action); });
     return found == chain.end() ? nullptr : *found;
 }
 

@@ -95,8 +95,7 @@ bool ViewerObject::isValid(const std::string& selector, MenuItem* item) {
     const ViewerAction* action = actionNamed(selector);
     if (!action) return true;
     if (item && selector == "undoMove:") item->setTitle("Undo " + (moves_.isEmpty() ? "Move" : moves_.lastName()));
-    if (item && selector == "junkMessages:")
-        item->setTitle(selectionIsIn(MailboxKind::Junk) ? "Not Junk" : "Junk");
+    if (item && selector == "junkMessages:") item->setTitle(selectionIsIn(MailboxKind::Junk) ? "Not Junk" : "Junk");
     if (item && selector == "deleteMessages:")
         item->setTitle(selectionIsIn(MailboxKind::Trash) ? "Delete for Good…" : "Move to Trash");
     if (selector == "archiveMessages:" && selectionIsIn(MailboxKind::Archive)) return false;

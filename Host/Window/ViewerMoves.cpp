@@ -140,8 +140,8 @@ void ViewerObject::remove() {
 void ViewerObject::eraseForGood(const MessageList& messages) {
     const auto count = static_cast<std::int64_t>(messages.size());
     Alert alert;
-    alert.messageText = count == 1 ? "Delete the message for good?"
-                                   : stringWithFormat("Delete %ld messages for good?", {count});
+    alert.messageText =
+        count == 1 ? "Delete the message for good?" : stringWithFormat("Delete %ld messages for good?", {count});
     alert.informativeText = "This can't be undone.";
     alert.buttons = {"Delete", "Cancel"};
     if (alert.runModalSheetForWindow(*window_) != kAlertFirstButtonReturn || ended_) return;

@@ -46,7 +46,9 @@ private:
 }  // namespace
 
 ViewerObject::ViewerObject(MailApplicationObject& application)
-    : MainViewer("MessageViewer"), application_(application), window_(std::make_shared<Window>("viewer")),
+    : MainViewer("MessageViewer"),
+      application_(application),
+      window_(std::make_shared<Window>("viewer")),
       rows_(application.engine().library()) {}
 
 void ViewerObject::begin() {
