@@ -2,19 +2,15 @@
 #include <openssl/evp.h>
 
 #include <algorithm>
-#include <set>
 
 #include "AccountBook.h"
 #include "Delivery/DeliveryQueueObject.h"
-#include "Foundation/FileSystem.h"
+#include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
-#include "Mail/MessageHeaders.h"
 #include "MailLibrary.h"
-#include "Mime/Addresses.h"
 #include "Mime/MessageWriter.h"
-#include "Mime/MimeMessage.h"
 #include "Text/Ascii.h"
 
 namespace qs {
@@ -23,18 +19,15 @@ namespace {
 
 using Stage = DeliveryJournal::Stage;
 
-Error deliveryError(DeliveryError code, std::string sentence) {
-    return {std::string(kDeliveryErrorDomain), static_cast<int>(code), std::move(sentence), {}};
-}
-
-// The same for the same message and place, so that doing it twice finds the first.
-std::string deterministicName(std::string_view prefix, std::string_view messageID, std::string_view place) {
-    const std::string text = std::string(messageID) + "\n" + asciiLowered(place);
+// The same for the same message and recipient, so that delivering it twice finds the first. The content counts, too:
+// anybody can choose a Message-Id, and some messages have none.
+std::string inboxName(std::string_view messageID, std::string_view recipient, std::string_view content) {
+    const std::string text = std::string(messageID) + "\n" + asciiLowered(recipient) + "\n" + std::string(content);
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned length = 0;
     EVP_Digest(text.data(), text.size(), digest, &length, EVP_sha256(), nullptr);
     constexpr char kDigits[] = "0123456789abcdef";
-    std::string name(prefix);
+    std::string name = "in-";
     for (unsigned i = 0; i < 16 && i < length; ++i) {
         name += kDigits[digest[i] >> 4];
         name += kDigits[digest[i] & 15];
@@ -42,62 +35,37 @@ std::string deterministicName(std::string_view prefix, std::string_view messageI
     return name;
 }
 
-std::vector<std::string> recipientsOf(const MessageHeaders& headers) {
-    std::vector<std::string> result;
-    std::set<std::string> seen;
-    for (const auto key : {MCHeaderKeyTo, MCHeaderKeyCc, MCHeaderKeyBcc})
-        for (const auto& field : headers.allHeadersForKey(key))
-            for (const auto& address : parseAddresses(field))
-                if (!address.address.empty() && seen.insert(asciiLowered(address.address)).second)
-                    result.push_back(address.address);
-    return result;
-}
-
 std::string sentences(const std::map<std::string, std::string>& refused) {
     std::string text;
-    for (const auto& [recipient, answer] : refused)
-        text += (text.empty() ? "" : " ") + recipient + ": " + answer;
+    for (const auto& [recipient, why] : refused)
+        text += (text.empty() ? "" : " ") + why;
     return text;
 }
 
 }  // namespace
 
-std::optional<DeliveryServiceObject::Delivery> DeliveryServiceObject::read(DeliveryJournal::State state) {
-    auto content = files_.read(state.claimedFile);
-    if (!content) return std::nullopt;
-    auto headers = parseHeaders(*content);
-    Delivery delivery;
-    if (state.uniqueID.empty())
-        state.uniqueID = headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier)
-                             .value_or(state.claimedFile.filename().string());
-    delivery.state = std::move(state);
-    delivery.content = std::move(*content);
-    delivery.messageID = headers->firstMessageIDForKey(MCHeaderKeyMessageId).value_or("");
-    delivery.subject = headers->firstHeaderForKey(MCHeaderKeySubject).value_or("");
-    delivery.to = headers->firstHeaderForKey(MCHeaderKeyTo).value_or("");
-    delivery.from = headers->firstAddressForKey(MCHeaderKeyFrom).value_or("");
-    delivery.recipients = recipientsOf(*headers);
-    return delivery;
-}
-
 int DeliveryServiceObject::deliver(const MessageRef& message, MailAccount& account) {
     const AccountRecord* found = accounts_.find(account.identifier());
-    auto headers = message->headersIfAvailable();  // read now: the file is about to move
-    if (!found || !headers) return kDeliveryNotDelivered;
+    const std::string key = keyOf(message->libraryID());
+    if (!found || key.empty()) return kDeliveryNotDelivered;
     const AccountRecord record = *found;
-    const std::string uniqueID = headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or("");
-    const DeliveryRecord past = records_.record(uniqueID);
-    if (past.refused || past.nextAttempt.isAheadOf(RunLoop::main().now())) return kDeliveryNotDelivered;
-
+    const DeliveryRecord past = records_.record(key);
+    const Date now = RunLoop::main().now(), due = records_.dueDate(key, now);
+    if (past.refused) return kDeliveryNotDelivered;
+    if (due > now) {
+        walkAgainAt(due);
+        return kDeliveryNotDelivered;
+    }
     auto claimed = library_.claim(message->libraryID(), claimedFolder(record.identifier));
     if (!claimed) {
         // Somebody else was quicker, or the disk is full: the message is where it was.
         logInfo("A message of the outbox was not taken: " + claimed.error().description);
         return kDeliveryNotDelivered;
     }
-    auto delivery = read({uniqueID, record.identifier, *claimed, Stage::Claimed, {}, past.attempts, {}});
+    auto delivery = read(
+        {.account = record.identifier, .claimedFile = *claimed, .reached = past.reached, .attempts = past.attempts});
     if (!delivery) {
-        putAside(*claimed);
+        putAside(*claimed, delivery.error());
         return kDeliveryNotDelivered;
     }
     show(*delivery, DeliveryStatus::State::Sending, past.lastAnswer);
@@ -112,7 +80,7 @@ int DeliveryServiceObject::transmitAndSettle(Delivery& delivery, const AccountRe
         outcome = transmit(delivery, account);
     }
     switch (outcome.kind) {
-    case SmtpOutcome::Kind::Accepted: return finishAccepted(delivery, outcome);
+    case SmtpOutcome::Kind::Accepted: return finishAccepted(delivery);
     case SmtpOutcome::Kind::InDoubt: return keepInDoubt(delivery, outcome.answer);
     case SmtpOutcome::Kind::Temporary:
     case SmtpOutcome::Kind::Refused: break;
@@ -124,129 +92,113 @@ SmtpOutcome DeliveryServiceObject::transmit(Delivery& delivery, const AccountRec
     if (delivery.recipients.empty()) return {SmtpOutcome::Kind::Refused, "It has no recipients.", {}};
     if (!account.hasServer) return deliverLocally(delivery, account);
     const std::string content = transmittedForm(delivery.content);
-    return sendOverSmtp(
-        account.server, {delivery.from, delivery.recipients, content},
-        {.beforeFinalDot = [&] { return journal_.noteStage(delivery.state, Stage::FinalDot).has_value(); },
-         .isCancelled = [this] { return stopping_.load(); }});
+    const auto noteFinalDot = [&](const std::map<std::string, std::string>& refused) {
+        if (!noteRefused(delivery, refused) || !journal_.noteStage(delivery.state, Stage::FinalDot)) return false;
+        delivery.state.stage = Stage::FinalDot;
+        return true;
+    };
+    return sendOverSmtp(account.server, {delivery.from, delivery.recipients, content},
+                        {.beforeFinalDot = noteFinalDot, .isCancelled = [this] { return stopping_.load(); }});
+}
+
+// Kept before the message can count as delivered, so that the person learns it even after a crash.
+Result<void> DeliveryServiceObject::noteRefused(Delivery& delivery, const std::map<std::string, std::string>& refused) {
+    for (const auto& [recipient, why] : refused)
+        if (auto noted = journal_.noteRefused(delivery.state, recipient, why); !noted) return noted;
+    delivery.state.refused = refused;
+    return {};
 }
 
 // Each inbox has it at most once, whatever happens in between: the name says which message it is.
 SmtpOutcome DeliveryServiceObject::deliverLocally(Delivery& delivery, const AccountRecord& account) {
+    using Kind = SmtpOutcome::Kind;
     const std::string content = transmittedForm(delivery.content);
-    SmtpOutcome outcome;
+    std::map<std::string, std::string> refused;
     for (const auto& recipient : delivery.recipients) {
         if (delivery.state.reached.contains(recipient)) continue;
         const AccountRecord* target = accounts_.withAddress(recipient);
         if (!target) {
-            outcome.refused[recipient] =
-                "is no account of this program, and " + account.displayName + " has no server to send it through.";
+            refused[recipient] =
+                stringWithFormat("%@ is no account of this program, and %@ has no server to send it through.",
+                                 {recipient, account.displayName});
             continue;
         }
         auto inbox = library_.mailbox(target->identifier, MailboxKind::Inbox, true);
-        auto added = inbox ? Result<void>() : failure(deliveryError(DeliveryError::Failed, "There is no inbox."));
-        if (inbox)
-            if (auto message = library_.add(*inbox, content, {}, RunLoop::main().now(),
-                                            deterministicName("in-", delivery.messageID, recipient));
-                !message)
-                added = failed(message);
-        if (added) added = journal_.noteReached(delivery.state, recipient);
-        if (!added) return {SmtpOutcome::Kind::Temporary, added.error().description, {}};
+        if (!inbox) return {Kind::Temporary, recipient + " has no inbox.", {}};
+        auto added =
+            library_.add(*inbox, content, {}, RunLoop::main().now(), inboxName(delivery.messageID, recipient, content));
+        if (!added) return {Kind::Temporary, added.error().description, {}};
         delivery.state.reached.insert(recipient);
+        if (auto noted = journal_.noteReached(delivery.state, recipient); !noted)
+            return {Kind::Temporary, noted.error().description, {}};
     }
-    outcome.kind = delivery.state.reached.empty() ? SmtpOutcome::Kind::Refused : SmtpOutcome::Kind::Accepted;
-    if (delivery.state.reached.empty()) {
-        outcome.answer = delivery.recipients.front() + " " + outcome.refused[delivery.recipients.front()];
-    }
-    return outcome;
+    if (delivery.state.reached.empty()) return {Kind::Refused, sentences(refused), refused};
+    if (auto noted = noteRefused(delivery, refused); !noted) return {Kind::Temporary, noted.error().description, {}};
+    return {Kind::Accepted, {}, refused};
 }
 
-int DeliveryServiceObject::finishAccepted(Delivery& delivery, const SmtpOutcome& outcome) {
+int DeliveryServiceObject::finishAccepted(Delivery& delivery) {
     if (auto noted = journal_.noteStage(delivery.state, Stage::Accepted); !noted)
         logError("The delivery of a message could not be noted: " + noted.error().description);
     delivery.state.stage = Stage::Accepted;
+    tellRefused(delivery);
+    if (auto saved = saveSentCopyAndTidy(delivery); !saved) {
+        // It has left all the same; the next walk tries to keep the copy again.
+        tellUnsettled(delivery, DeliveryStatus::State::Sending,
+                      "It was sent, but no copy could be kept yet: " + saved.error().description);
+        return kDeliveryDelivered;
+    }
     records_.forget(delivery.state.uniqueID);
-    if (!outcome.refused.empty())
-        tell("\"" + delivery.subject + "\" did not reach everybody. " + sentences(outcome.refused),
-             delivery.state.uniqueID);
-    if (auto saved = saveSentCopyAndTidy(delivery); !saved)
-        // It has left all the same. The next start tries to keep the copy again.
-        tell("\"" + delivery.subject + "\" was sent, but no copy could be kept yet: " + saved.error().description,
-             delivery.state.uniqueID);
     unshow(delivery.state.uniqueID);
     return kDeliveryDelivered;
 }
 
-Result<void> DeliveryServiceObject::saveSentCopyAndTidy(Delivery& delivery) {
-    if (delivery.state.stage != Stage::SentCopied) {
-        auto sent = library_.mailbox(delivery.state.account, MailboxKind::Sent, true);
-        if (!sent) return failure(deliveryError(DeliveryError::Failed, "There is no mailbox for sent mail."));
-        auto copy = library_.add(*sent, delivery.content, {.seen = true}, RunLoop::main().now(),
-                                 deterministicName("out-", delivery.messageID, delivery.state.uniqueID));
-        if (!copy) return failed(copy);
-        if (auto noted = journal_.noteStage(delivery.state, Stage::SentCopied); !noted) return noted;
-        delivery.state.stage = Stage::SentCopied;
-    }
-    auto removed = files_.remove(delivery.state.claimedFile);
-    if (removed) removed = files_.syncFolder(delivery.state.claimedFile.parent_path());
-    return removed ? journal_.end(delivery.state) : removed;
-}
-
 int DeliveryServiceObject::releaseAfterFailure(Delivery& delivery, const SmtpOutcome& outcome) {
     const bool refused = outcome.kind == SmtpOutcome::Kind::Refused;
-    std::string answer = outcome.answer.empty() ? sentences(outcome.refused) : outcome.answer;
+    const std::string answer = outcome.answer.empty() ? sentences(outcome.refused) : outcome.answer;
     const bool isNews = records_.record(delivery.state.uniqueID).lastAnswer != answer;
-    records_.noteFailure(delivery.state.uniqueID, answer, refused, RunLoop::main().now());
+    const Date now = RunLoop::main().now();
+    records_.noteFailure(delivery.state.uniqueID, answer, refused, now);
+    if (!refused) walkAgainAt(records_.dueDate(delivery.state.uniqueID, now));
     if (auto back = putBack(delivery); !back) {
-        // It stays claimed, and the next start puts it back.
-        tell("\"" + delivery.subject + "\" could not be put back into the outbox: " + back.error().description,
-             delivery.state.uniqueID);
+        // It stays claimed, and the next walk puts it back.
+        tellUnsettled(delivery, DeliveryStatus::State::Failed,
+                      answer + " It could not be put back into the outbox: " + back.error().description);
         return kDeliveryFailed;
     }
     unshow(delivery.state.uniqueID);
-    lastFailure_ = deliveryError(!isNews   ? DeliveryError::NotTried
-                                 : refused ? DeliveryError::Refused
-                                           : DeliveryError::Failed,
-                                 refused ? answer : answer + " It will be tried again.");
+    const auto code = !isNews ? DeliveryError::NotTried : refused ? DeliveryError::Refused : DeliveryError::Failed;
+    lastFailure_ = Error{std::string(kDeliveryErrorDomain),
+                         static_cast<int>(code),
+                         refused ? answer : answer + " It will be tried again.",
+                         {}};
     return kDeliveryFailed;
 }
 
-// First that nothing has left, then the message into the outbox under its old name, then the claim goes: cut off
-// anywhere, the next start finds one of these and ends the same.
-Result<void> DeliveryServiceObject::putBack(Delivery& delivery) {
-    auto outbox = library_.mailbox(delivery.state.account, MailboxKind::Outbox, true);
-    if (!outbox) return failure(deliveryError(DeliveryError::Failed, "There is no outbox."));
-    if (auto noted = journal_.noteStage(delivery.state, Stage::Claimed); !noted) return noted;
-    auto back = library_.add(*outbox, delivery.content, {.seen = true}, RunLoop::main().now(),
-                             delivery.state.claimedFile.filename().string());
-    if (!back) return failed(back);
-    auto removed = files_.remove(delivery.state.claimedFile);
-    if (removed) removed = files_.syncFolder(delivery.state.claimedFile.parent_path());
-    return removed ? journal_.end(delivery.state) : removed;
-}
-
 int DeliveryServiceObject::keepInDoubt(Delivery& delivery, const std::string& answer) {
-    if (standsAmongSent(delivery)) return finishAccepted(delivery, {SmtpOutcome::Kind::Accepted, {}, {}});
+    if (standsAmongSent(delivery)) {
+        // The server, or an earlier life, put the copy there: no second one.
+        delivery.state.stage = Stage::SentCopied;
+        tellRefused(delivery);
+        if (auto settled = tidy(delivery); !settled)
+            logWarning("A delivery is not tidied up: " + settled.error().description);
+        records_.forget(delivery.state.uniqueID);
+        unshow(delivery.state.uniqueID);
+        return kDeliveryDelivered;
+    }
     ++delivery.state.attempts;
+    {
+        std::scoped_lock lock(lock_);
+        // Two messages of one name are two questions.
+        if (inDoubt_.contains(delivery.state.uniqueID))
+            delivery.state.uniqueID += " " + delivery.state.claimedFile.filename().string();
+        doubtful_.insert(delivery.state.claimedFile.filename());
+        inDoubt_[delivery.state.uniqueID] = delivery;
+    }
     show(delivery, DeliveryStatus::State::InDoubt, answer);
-    tell("\"" + delivery.subject +
-             "\" was perhaps sent: the connection broke before the server answered. Look into the "
-             "outbox and decide.",
+    tell("“" + delivery.subject + "” was perhaps sent: " + answer + " Look into the outbox and decide.",
          delivery.state.uniqueID);
-    std::scoped_lock lock(lock_);
-    inDoubt_[delivery.state.uniqueID] = std::move(delivery);
     return kDeliveryInDoubt;
-}
-
-// A copy that the server itself put there, or one of an earlier life.
-bool DeliveryServiceObject::standsAmongSent(const Delivery& delivery) {
-    if (delivery.messageID.empty()) return false;
-    if (auto sent = library_.mailbox(delivery.state.account, MailboxKind::Sent, false))
-        library_.rescan(sent->identifier());
-    const auto copies = library_.messagesWithMessageIDHeader(delivery.messageID);
-    return std::any_of(copies.begin(), copies.end(), [](const MessageRef& copy) {
-        auto mailbox = copy->mailbox();
-        return mailbox && mailbox->kind() == MailboxKind::Sent;
-    });
 }
 
 }  // namespace qs

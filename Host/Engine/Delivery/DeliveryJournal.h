@@ -2,10 +2,12 @@
 // recipients were reached, whether the final dot may have gone out, whether the sent copy stands.
 //
 // A file <Deliveries>/<unique>.journal of lines, each appended and synced before what it announces happens (or after
-// what it reports has happened). A torn last line is as if it had not been written.
+// what it reports has happened). A torn line is as if it had not been written; anything else that is not understood
+// makes the outcome unknown.
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -29,25 +31,28 @@ public:
         std::string uniqueID, account;
         std::filesystem::path claimedFile;
         Stage stage = Stage::Claimed;
-        std::set<std::string> reached;  // local recipients that have it
+        std::set<std::string> reached;               // local recipients that have it
+        std::map<std::string, std::string> refused;  // recipients that will not get it, and why
         int attempts = 0;
-        std::string lastAnswer;
     };
 
     DeliveryJournal(std::filesystem::path folder, FileSystem& files);
 
-    // All journals, with their states. Those that can't be read are moved to `corrupt` and named in `damaged`.
+    // All journals, with their states. Those that can't be read are copied to `corrupt` and named in `damaged`; as
+    // nobody knows how far these deliveries went, their stage is FinalDot.
     std::vector<State> readAll(std::vector<std::string>& damaged);
 
-    // Each is durable when it returns.
+    // Each is durable when it returns. begin() writes the whole state anew, whatever was noted before.
     Result<void> begin(const State& state);
     Result<void> noteStage(const State& state, Stage stage);
     Result<void> noteReached(const State& state, std::string_view recipient);
+    Result<void> noteRefused(const State& state, std::string_view recipient, std::string_view why);
     Result<void> end(const State& state);  // the delivery is over: the file goes
 
 private:
     std::filesystem::path fileOf(const State& state) const;
-    Result<void> appendLine(const State& state, std::string_view word, std::string_view value);
+    Result<void> appendLine(const State& state, std::string_view line);
+    State readOne(const std::filesystem::path& file, std::vector<std::string>& damaged);
 
     std::filesystem::path folder_;
     FileSystem& files_;

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "Delivery/DeliveryJournal.h"
@@ -58,7 +60,8 @@ public:
     std::shared_ptr<DeliveryQueueObject> queueObject() const { return queueObject_; }
 
 private:
-    // One claimed message on its way.
+    // One claimed message on its way. The unique id of its state stands for the message in records and statuses; one
+    // that has none in its headers goes by the name of its file.
     struct Delivery {
         DeliveryJournal::State state;
         std::string content, messageID, subject, to, from;
@@ -66,30 +69,44 @@ private:
     };
 
     void walk();
+    void walkAgainAt(Date date);
     void attempt(const MessageRef& message, const std::shared_ptr<MailAccount>& account);
+    MessageRef asItStandsNow(const MessageRef& message, const std::shared_ptr<MailAccount>& account);
     int transmitAndSettle(Delivery& delivery, const AccountRecord& account);
     SmtpOutcome transmit(Delivery& delivery, const AccountRecord& account);
     SmtpOutcome deliverLocally(Delivery& delivery, const AccountRecord& account);
-    int finishAccepted(Delivery& delivery, const SmtpOutcome& outcome);
+    Result<void> noteRefused(Delivery& delivery, const std::map<std::string, std::string>& refused);
+    int finishAccepted(Delivery& delivery);
     int releaseAfterFailure(Delivery& delivery, const SmtpOutcome& outcome);
-    Result<void> saveSentCopyAndTidy(Delivery& delivery);
-    Result<void> putBack(Delivery& delivery);
     int keepInDoubt(Delivery& delivery, const std::string& answer);
 
-    // Settling what a crash left.
+    // What the stages end with; in Settling.cpp.
+    Result<Delivery> read(DeliveryJournal::State state);
+    Result<void> saveSentCopyAndTidy(Delivery& delivery);
+    Result<void> tidy(Delivery& delivery);
+    Result<void> putBack(Delivery& delivery);
+    bool standsAmongSent(const Delivery& delivery);
+    void putAside(const std::filesystem::path& file, const Error& error);
+    void tellRefused(const Delivery& delivery);
+    void tellUnsettled(const Delivery& delivery, DeliveryStatus::State state, const std::string& sentence);
+
+    // Settling what a crash or a failing disk left; in Recovery.cpp.
     void lookThroughClaimed();  // fills taken_, before anything is settled
     void recover();
+    void takeUpLeftovers();
     void recoverClaimed(const std::filesystem::path& file, const std::string& account,
                         const std::vector<DeliveryJournal::State>& journals);
-    std::optional<Delivery> read(DeliveryJournal::State state);
-    bool standsAmongSent(const Delivery& delivery);
-    void putAside(const std::filesystem::path& file);
+    void forgetOldRecords();
 
-    std::filesystem::path claimedFolder(const std::string& account) const;
+    std::filesystem::path outboxFolder(const std::string& account) const;
+    std::filesystem::path claimedFolder(const std::string& account) const { return outboxFolder(account) / "claimed"; }
     std::vector<std::filesystem::path> claimedFiles(const std::string& account);
+    std::string keyOf(std::int64_t libraryID) const;  // empty when the message is gone
     std::optional<Delivery> takeDoubtful(std::string_view uniqueID);
+    Result<void> settleDoubt(std::string_view uniqueID, const std::function<Result<void>(Delivery&)>& settle);
     void show(const Delivery& delivery, DeliveryStatus::State state, const std::string& answer);
     void unshow(std::string_view uniqueID);
+    bool isShown(std::string_view uniqueID) const;
     void statusDidChange();
     void tell(std::string sentence, std::string uniqueID = {});
 
@@ -103,6 +120,8 @@ private:
     mutable std::mutex lock_;
     std::map<std::string, DeliveryStatus, std::less<>> taken_;  // by unique id
     std::map<std::string, Delivery, std::less<>> inDoubt_;
+    std::set<std::filesystem::path> doubtful_;  // files of those in doubt, also while the answer is carried out
+    std::optional<Date> nextWalk_;
     std::optional<Error> lastFailure_;  // of the host's own code in the attempt under way; delivery thread
     std::atomic<bool> started_ = false, stopping_ = false, walkWaits_ = false;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

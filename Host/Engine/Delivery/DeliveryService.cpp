@@ -14,6 +14,7 @@
 #include "Mail/Mailbox.h"
 #include "Mail/MessageHeaders.h"
 #include "MailLibrary.h"
+#include "Maildir/MaildirName.h"
 #include "Mime/MessageWriter.h"
 #include "Mime/MimeMessage.h"
 #include "Platform.h"
@@ -95,7 +96,23 @@ void DeliveryServiceObject::process() {
     });
 }
 
+// Also without anybody who starts the queue from time to time, a message is tried again when its wait is over.
+void DeliveryServiceObject::walkAgainAt(Date date) {
+    std::scoped_lock lock(lock_);
+    if (nextWalk_ && *nextWalk_ <= date) return;
+    nextWalk_ = date;
+    RunLoop::main().after(date - RunLoop::main().now(), [this, alive = std::weak_ptr<bool>(alive_)] {
+        if (alive.expired()) return;
+        {
+            std::scoped_lock guard(lock_);
+            nextWalk_.reset();
+        }
+        process();
+    });
+}
+
 void DeliveryServiceObject::walk() {
+    takeUpLeftovers();
     for (const auto& record : accounts_.all()) {
         auto account = MailAccount::accountWithIdentifier(record.identifier);
         auto outbox = library_.mailbox(record.identifier, MailboxKind::Outbox, false);
@@ -120,10 +137,26 @@ void DeliveryServiceObject::attempt(const MessageRef& message, const std::shared
     if (result == kDeliveryDelivered || result == kDeliveryInDoubt) return;
     Error error = lastFailure_.value_or(
         Error{std::string(kDeliveryErrorDomain), static_cast<int>(DeliveryError::NotTried), "The message waits.", {}});
-    RunLoop::main().post([this, alive = std::weak_ptr<bool>(alive_), message, error = std::move(error)] {
+    RunLoop::main().post([this, alive = std::weak_ptr<bool>(alive_), message = asItStandsNow(message, account),
+                          error = std::move(error)] {
         if (!alive.expired())
             delivery_queue::handleFailedDelivery.onClass(failureHandler(*queueObject_), message, error);
     });
+}
+
+// A message that was taken and put back is another one to the library.
+MessageRef DeliveryServiceObject::asItStandsNow(const MessageRef& message,
+                                                const std::shared_ptr<MailAccount>& account) {
+    if (library_.messageWithID(message->libraryID())) return message;
+    const auto headers = message->headersIfAvailable();
+    const auto uniqueID = headers ? headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier) : std::nullopt;
+    const auto outbox = account->_outboxMailboxCreateIfNeeded(false);
+    if (!uniqueID || !outbox) return message;
+    const auto found = library_.messagesMatchingCriterion(
+        MessageCriterion::allOf(
+            {outbox->criterion(), MessageCriterion::with(MessageCriterion::Kind::UniqueIDIs, *uniqueID)}),
+        0, kSearchStore);
+    return found.empty() ? message : found.front();
 }
 
 void reportFailedDelivery(const MessageRef& message, const Error& error) {
@@ -147,7 +180,19 @@ Result<MessageRef> DeliveryServiceObject::append(std::string_view account, const
                               ">\r\n");
     if (!headers->hasHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier))
         content.insert(0, std::string(MCHeaderKeyXUniversallyUniqueIdentifier) + ": " + newUniqueIdentifier() + "\r\n");
-    return library_.add(*outbox, content, {.seen = true}, RunLoop::main().now());
+    // What an earlier message of that name was told does not count for this one.
+    records_.forget(
+        parseHeaders(content)->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or(std::string()));
+    auto added = library_.add(*outbox, content, {.seen = true}, RunLoop::main().now());
+    if (added) statusDidChange();
+    return added;
+}
+
+std::string DeliveryServiceObject::keyOf(std::int64_t libraryID) const {
+    const auto summary = library_.summary(libraryID);
+    if (!summary) return {};
+    if (!summary->uniqueID.empty()) return summary->uniqueID;
+    return MaildirName(library_.file(libraryID).filename().string()).unique();
 }
 
 std::vector<DeliveryStatus> DeliveryServiceObject::taken() const {
@@ -172,8 +217,8 @@ DeliveryStatus DeliveryServiceObject::status(std::int64_t libraryID) const {
     status.libraryID = libraryID;
     auto summary = library_.summary(libraryID);
     if (!summary) return status;
-    const DeliveryRecord record = records_.record(summary->uniqueID);
-    status.uniqueID = summary->uniqueID;
+    status.uniqueID = keyOf(libraryID);
+    const DeliveryRecord record = records_.record(status.uniqueID);
     status.subject = summary->subject;
     status.to = summary->to;
     status.attempts = record.attempts;
@@ -197,6 +242,11 @@ void DeliveryServiceObject::unshow(std::string_view uniqueID) {
         if (const auto found = taken_.find(uniqueID); found != taken_.end()) taken_.erase(found);
     }
     statusDidChange();
+}
+
+bool DeliveryServiceObject::isShown(std::string_view uniqueID) const {
+    std::scoped_lock lock(lock_);
+    return taken_.contains(uniqueID);
 }
 
 void DeliveryServiceObject::statusDidChange() {

@@ -1,5 +1,5 @@
-// Settles what a crash left, each stage alone, before anything new is delivered; and what the person decides about
-// messages that were perhaps sent.
+// Settles what a crash or a failing disk left, each stage alone, before anything new is delivered; and what the person
+// decides about messages that were perhaps sent.
 #include <algorithm>
 #include <cerrno>
 
@@ -7,6 +7,7 @@
 #include "Delivery/DeliveryQueueObject.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
+#include "Mail/Mailbox.h"
 #include "MailLibrary.h"
 
 namespace qs {
@@ -15,15 +16,16 @@ namespace {
 
 using Stage = DeliveryJournal::Stage;
 
-tl::unexpected<Error> notInDoubt() {
-    return failure(std::string(kDeliveryErrorDomain), static_cast<int>(DeliveryError::Failed),
-                   "That message is settled already.");
+// For certain; a disk that does not answer is no proof.
+bool isGone(FileSystem& files, const std::filesystem::path& file) {
+    const auto found = files.info(file);
+    return !found && (found.error().code == ENOENT || found.error().code == ENOTDIR);
 }
 
 }  // namespace
 
-std::filesystem::path DeliveryServiceObject::claimedFolder(const std::string& account) const {
-    return dataFolder_ / "Mail" / account / ".Outbox" / "claimed";
+std::filesystem::path DeliveryServiceObject::outboxFolder(const std::string& account) const {
+    return dataFolder_ / "Mail" / account / ".Outbox";
 }
 
 std::vector<std::filesystem::path> DeliveryServiceObject::claimedFiles(const std::string& account) {
@@ -37,14 +39,11 @@ std::vector<std::filesystem::path> DeliveryServiceObject::claimedFiles(const std
 void DeliveryServiceObject::lookThroughClaimed() {
     for (const auto& account : accounts_.all())
         for (const auto& file : claimedFiles(account.identifier))
-            if (auto delivery = read({{}, account.identifier, file, Stage::Claimed, {}, 0, {}}))
-                taken_[delivery->state.uniqueID] = {DeliveryStatus::State::Sending,
-                                                    delivery->state.uniqueID,
-                                                    0,
-                                                    delivery->subject,
-                                                    delivery->to,
-                                                    0,
-                                                    {}};
+            if (auto delivery = read({.account = account.identifier, .claimedFile = file}))
+                taken_[delivery->state.uniqueID] = {.state = DeliveryStatus::State::Sending,
+                                                    .uniqueID = delivery->state.uniqueID,
+                                                    .subject = delivery->subject,
+                                                    .to = delivery->to};
 }
 
 void DeliveryServiceObject::recover() {
@@ -52,17 +51,38 @@ void DeliveryServiceObject::recover() {
         std::scoped_lock lock(lock_);
         taken_.clear();
     }
-    std::vector<std::string> damaged;
-    const auto journals = journal_.readAll(damaged);
-    for (auto& sentence : damaged)
-        tell(std::move(sentence));
-    for (const auto& account : accounts_.all())
-        for (const auto& file : claimedFiles(account.identifier))
-            recoverClaimed(file, account.identifier, journals);
+    takeUpLeftovers();
     // A journal whose message is gone tells of a delivery that had ended but for its own removal.
-    for (const auto& state : journals)
-        if (!files_.exists(state.claimedFile)) (void)journal_.end(state);
+    std::vector<std::string> damaged;
+    for (const auto& state : journal_.readAll(damaged)) {
+        const auto accounts = accounts_.all();
+        const bool isGoneEverywhere = std::all_of(accounts.begin(), accounts.end(), [&](const AccountRecord& account) {
+            return isGone(files_, claimedFolder(account.identifier) / state.claimedFile.filename());
+        });
+        if (isGoneEverywhere && isGone(files_, state.claimedFile)) (void)journal_.end(state);
+    }
+    forgetOldRecords();
     statusDidChange();
+}
+
+// On the main thread before the queue starts, on the queue's own afterwards; no delivery is under way meanwhile.
+void DeliveryServiceObject::takeUpLeftovers() {
+    std::optional<std::vector<DeliveryJournal::State>> journals;
+    for (const auto& account : accounts_.all()) {
+        for (const auto& file : claimedFiles(account.identifier)) {
+            {
+                std::scoped_lock lock(lock_);
+                if (doubtful_.contains(file.filename())) continue;
+            }
+            if (!journals) {
+                std::vector<std::string> damaged;
+                journals = journal_.readAll(damaged);
+                for (auto& sentence : damaged)
+                    tell(std::move(sentence));
+            }
+            recoverClaimed(file, account.identifier, *journals);
+        }
+    }
 }
 
 void DeliveryServiceObject::recoverClaimed(const std::filesystem::path& file, const std::string& account,
@@ -74,34 +94,30 @@ void DeliveryServiceObject::recoverClaimed(const std::filesystem::path& file, co
     state.account = account;
     state.claimedFile = file;
     auto delivery = read(std::move(state));
-    if (!delivery) return putAside(file);
+    if (!delivery) return putAside(file, delivery.error());
 
     Result<void> settled;
     switch (delivery->state.stage) {
     case Stage::Claimed: settled = putBack(*delivery); break;
-    case Stage::FinalDot:
-        if (!standsAmongSent(*delivery)) {
-            keepInDoubt(*delivery, "The program ended before the server had answered.");
-            return;
-        }
+    case Stage::FinalDot: keepInDoubt(*delivery, "The program ended before the server had answered."); return;
+    case Stage::Accepted:
+        if (!isShown(delivery->state.uniqueID)) tellRefused(*delivery);
         settled = saveSentCopyAndTidy(*delivery);
         break;
-    case Stage::Accepted:
-    case Stage::SentCopied: settled = saveSentCopyAndTidy(*delivery); break;
+    case Stage::SentCopied: settled = tidy(*delivery); break;
     }
     if (!settled)
-        tell("\"" + delivery->subject + "\" could not be settled yet: " + settled.error().description,
-             delivery->state.uniqueID);
+        return tellUnsettled(*delivery, DeliveryStatus::State::Failed,
+                             "It could not be settled yet: " + settled.error().description);
+    if (delivery->state.stage != Stage::Claimed) records_.forget(delivery->state.uniqueID);
+    unshow(delivery->state.uniqueID);
 }
 
-// Shown, never lost, and not in the way of the others.
-void DeliveryServiceObject::putAside(const std::filesystem::path& file) {
-    const auto folder = dataFolder_ / "Deliveries" / "corrupt";
-    const auto target = folder / file.filename();
-    auto moved = files_.makeFolder(folder);
-    if (moved) moved = files_.rename(file, target);
-    tell(moved ? "A message in the outbox can't be read. It was put aside as " + target.string() + "."
-               : "A message in the outbox can't be read: " + file.string() + ".");
+void DeliveryServiceObject::forgetOldRecords() {
+    std::set<std::string> waiting;
+    for (const auto& status : statuses())
+        waiting.insert(status.uniqueID);
+    records_.forgetAllBut(waiting);
 }
 
 std::optional<DeliveryServiceObject::Delivery> DeliveryServiceObject::takeDoubtful(std::string_view uniqueID) {
@@ -113,41 +129,44 @@ std::optional<DeliveryServiceObject::Delivery> DeliveryServiceObject::takeDoubtf
     return delivery;
 }
 
-Result<void> DeliveryServiceObject::sendAgain(std::string_view uniqueID) {
+// Carries the person's answer out; when that fails, the question stays.
+Result<void> DeliveryServiceObject::settleDoubt(std::string_view uniqueID,
+                                                const std::function<Result<void>(Delivery&)>& settle) {
     auto delivery = takeDoubtful(uniqueID);
-    if (!delivery) return notInDoubt();
-    records_.forget(uniqueID);
-    auto back = putBack(*delivery);
-    if (!back) {
+    if (!delivery)
+        return failure(std::string(kDeliveryErrorDomain), static_cast<int>(DeliveryError::Failed),
+                       "That message is settled already.");
+    const auto file = delivery->state.claimedFile.filename();
+    auto settled = settle(*delivery);
+    {
         std::scoped_lock lock(lock_);
-        inDoubt_[std::string(uniqueID)] = std::move(*delivery);
-        return back;
+        if (settled)
+            doubtful_.erase(file);
+        else
+            inDoubt_[std::string(uniqueID)] = std::move(*delivery);
     }
+    if (!settled) return settled;
+    records_.forget(uniqueID);
     unshow(uniqueID);
-    process();
     return {};
+}
+
+Result<void> DeliveryServiceObject::sendAgain(std::string_view uniqueID) {
+    auto settled = settleDoubt(uniqueID, [this](Delivery& delivery) { return putBack(delivery); });
+    if (settled) process();
+    return settled;
 }
 
 Result<void> DeliveryServiceObject::markSent(std::string_view uniqueID) {
-    auto delivery = takeDoubtful(uniqueID);
-    if (!delivery) return notInDoubt();
-    auto settled = journal_.noteStage(delivery->state, Stage::Accepted);
-    if (settled) {
-        delivery->state.stage = Stage::Accepted;
-        settled = saveSentCopyAndTidy(*delivery);
-    }
-    if (!settled) {
-        std::scoped_lock lock(lock_);
-        inDoubt_[std::string(uniqueID)] = std::move(*delivery);
-        return settled;
-    }
-    records_.forget(uniqueID);
-    unshow(uniqueID);
-    return {};
+    return settleDoubt(uniqueID, [this](Delivery& delivery) -> Result<void> {
+        if (auto noted = journal_.noteStage(delivery.state, Stage::Accepted); !noted) return noted;
+        delivery.state.stage = Stage::Accepted;
+        return saveSentCopyAndTidy(delivery);
+    });
 }
 
 Result<void> DeliveryServiceObject::tryNow(std::string_view uniqueID) {
-    records_.forget(uniqueID);
+    records_.allowAttempt(uniqueID);
     statusDidChange();
     process();
     return {};

@@ -4,9 +4,11 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "Foundation/Log.h"
@@ -23,16 +25,29 @@ tl::unexpected<Error> commandFailed(const std::string& what) {
     return failure("PasswordCommand", 1, "The command for this account's password " + what);
 }
 
-// Everything that the command prints, or nothing when it takes too long.
-bool readAll(int descriptor, std::string& output) {
-    const TimeInterval end = RunLoop::main().uptime() + kLimit;
+bool isReadyBefore(int descriptor, TimeInterval end) {
     for (;;) {
         const TimeInterval left = end - RunLoop::main().uptime();
         pollfd waiting{descriptor, POLLIN, 0};
-        if (left <= 0 || output.size() > kMostBytes) return false;
+        if (left <= 0) return false;
         const int ready = poll(&waiting, 1, static_cast<int>(left * 1000) + 1);
-        if (ready < 0 && errno != EINTR) return false;
-        if (ready <= 0) continue;
+        if (ready > 0) return true;
+        if (ready == 0 || errno != EINTR) return false;
+    }
+}
+
+bool endsBefore(pid_t child, TimeInterval end) {
+    const int descriptor = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
+    if (descriptor < 0) return true;  // an old kernel: waited for without a limit
+    const bool ended = isReadyBefore(descriptor, end);
+    close(descriptor);
+    return ended;
+}
+
+// Everything that the command prints; false when it takes too long or prints too much.
+bool readAll(int descriptor, std::string& output, TimeInterval end) {
+    for (;;) {
+        if (output.size() > kMostBytes || !isReadyBefore(descriptor, end)) return false;
         char buffer[4096];
         const ssize_t length = read(descriptor, buffer, sizeof buffer);
         if (length == 0) return true;
@@ -53,9 +68,15 @@ Result<std::string> runPasswordCommand(const std::vector<std::string>& command) 
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    // A group of its own, so that what the command itself started can be ended with it.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
     pid_t child = 0;
-    const int failed = posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
+    const int failed = posix_spawnp(&child, arguments[0], &actions, &attributes, arguments.data(), environ);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     close(ends[1]);
     if (failed) {
@@ -63,13 +84,15 @@ Result<std::string> runPasswordCommand(const std::vector<std::string>& command) 
         return commandFailed("can't be found: " + command[0] + ".");
     }
     std::string output;
-    const bool complete = readAll(ends[0], output);
+    const TimeInterval end = RunLoop::main().uptime() + kLimit;
+    // Closing its output is not ending.
+    const bool complete = readAll(ends[0], output, end) && endsBefore(child, end);
     close(ends[0]);
-    if (!complete) kill(child, SIGKILL);
+    if (!complete) kill(-child, SIGKILL);
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    if (!complete) return commandFailed("did not end within 30 seconds.");
+    if (!complete) return commandFailed("did not end within 30 seconds, or printed too much.");
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return commandFailed("failed.");
     output.resize(std::min(output.find('\n'), output.size()));
     if (!output.empty() && output.back() == '\r') output.pop_back();

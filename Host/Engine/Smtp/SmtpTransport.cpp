@@ -21,6 +21,7 @@ namespace {
 constexpr long kConnectSeconds = 60;
 constexpr long kAnswerSeconds = 600;  // RFC 5321 asks for that long after the final dot
 constexpr TimeInterval kGraceAfterDot = 5;
+constexpr std::size_t kLastPiece = 2;  // bytes; the less, the shorter the time in which the outcome is unknown
 
 struct EasyDeleter {
     void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
@@ -40,9 +41,11 @@ struct Transfer {
     std::optional<TimeInterval> cancelledAt;
     std::string replyLines, lastReply;  // of the reply that is coming in; of the last complete one
     int lastCode = 0;
+    bool isOver = false;  // the farewell and its answer say nothing about the message
     std::optional<int> codeAfterDot;
     std::deque<std::string> askedRecipients;  // RCPT commands without an answer yet
     std::map<std::string, std::string> refused;
+    bool refusalsForGood = true;
 };
 
 std::string printable(std::string_view text) {
@@ -54,15 +57,22 @@ std::string printable(std::string_view text) {
 
 // A reply's lines end with the one whose code is followed by a blank ("250 ok" after "250-size").
 void noteReplyLine(Transfer& transfer, std::string_view line) {
-    if (line.size() < 3 || !std::all_of(line.begin(), line.begin() + 3, isAsciiDigit)) return;
+    if (transfer.isOver || line.size() < 3 || !std::all_of(line.begin(), line.begin() + 3, isAsciiDigit)) return;
     const std::string text = printable(line.substr(std::min<std::size_t>(4, line.size())));
     transfer.replyLines += (transfer.replyLines.empty() ? "" : " ") + text;
     if (line.size() > 3 && line[3] == '-') return;
     transfer.lastCode = std::stoi(std::string(line.substr(0, 3)));
     transfer.lastReply = std::string(line.substr(0, 3)) + " " + std::exchange(transfer.replyLines, {});
-    if (transfer.dotMayBeOut) transfer.codeAfterDot = transfer.lastCode;
+    if (transfer.dotMayBeOut) {
+        transfer.codeAfterDot = transfer.lastCode;
+        transfer.isOver = true;
+    }
     if (transfer.askedRecipients.empty()) return;
-    if (transfer.lastCode >= 400) transfer.refused[transfer.askedRecipients.front()] = transfer.lastReply;
+    const std::string& recipient = transfer.askedRecipients.front();
+    if (transfer.lastCode >= 400) {
+        transfer.refused[recipient] = "The server does not take mail for " + recipient + ": " + transfer.lastReply;
+        transfer.refusalsForGood = transfer.refusalsForGood && transfer.lastCode >= 500;
+    }
     transfer.askedRecipients.pop_front();
 }
 
@@ -74,6 +84,8 @@ int debug(CURL*, curl_infotype type, char* data, std::size_t size, void* user) {
     if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "RCPT TO:<")) {
         text.remove_prefix(9);
         transfer.askedRecipients.emplace_back(text.substr(0, text.find('>')));
+    } else if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "QUIT")) {
+        transfer.isOver = true;
     } else if (type == CURLINFO_HEADER_IN) {
         while (!text.empty()) {
             const auto end = std::min(text.find('\n'), text.size());
@@ -86,10 +98,11 @@ int debug(CURL*, curl_infotype type, char* data, std::size_t size, void* user) {
 
 std::size_t readMessage(char* buffer, std::size_t size, std::size_t count, void* user) {
     auto& transfer = *static_cast<Transfer*>(user);
-    const std::size_t length = std::min(size * count, transfer.rest.size());
+    std::size_t length = std::min(size * count, transfer.rest.size());
+    if (length == transfer.rest.size() && length > kLastPiece) length -= kLastPiece;
     // With the last piece handed out, curl ends the message by itself.
     if (length == transfer.rest.size() && !transfer.dotMayBeOut) {
-        if (!transfer.watch.beforeFinalDot()) {
+        if (!transfer.watch.beforeFinalDot(transfer.refused)) {
             transfer.noteFailed = true;
             return CURL_READFUNC_ABORT;
         }
@@ -137,12 +150,12 @@ SmtpOutcome failedOutcome(CURLcode code, const Transfer& transfer, const Submiss
             return {Kind::InDoubt, "The connection to " + server.host + " broke before it had answered.", {}};
         return {*transfer.codeAfterDot >= 500 ? Kind::Refused : Kind::Temporary, said, transfer.refused};
     }
-    if (code == CURLE_LOGIN_DENIED) return {Kind::Refused, sentenceFor(code, server, details), {}};
+    const bool isForNow = transfer.lastCode >= 400 && transfer.lastCode < 500;
+    if (code == CURLE_LOGIN_DENIED)
+        return {isForNow ? Kind::Temporary : Kind::Refused, sentenceFor(code, server, details), {}};
     if (transfer.lastCode >= 400) {
         // Some recipients may be refused for now and others for good: then it is worth another attempt.
-        const bool allForGood = std::all_of(transfer.refused.begin(), transfer.refused.end(),
-                                            [](const auto& each) { return each.second.starts_with('5'); });
-        const bool forGood = transfer.refused.empty() ? transfer.lastCode >= 500 : allForGood;
+        const bool forGood = transfer.refused.empty() ? !isForNow : transfer.refusalsForGood;
         return {forGood ? Kind::Refused : Kind::Temporary, said, transfer.refused};
     }
     return {Kind::Temporary, sentenceFor(code, server, details), {}};
@@ -179,6 +192,7 @@ std::string setPassword(const Easy& easy, const SubmissionServer& server) {
     if (!password) return password.error().description;
     set(easy, CURLOPT_USERNAME, server.user.c_str());
     set(easy, CURLOPT_PASSWORD, password->c_str());
+    explicit_bzero(password->data(), password->size());
     return {};
 }
 
@@ -216,7 +230,7 @@ SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& env
     List recipients;
     for (const auto& recipient : envelope.to) {
         if (!isDeliverableAddress(recipient)) {
-            transfer.refused[recipient] = "This is no mail address.";
+            transfer.refused[recipient] = printable(recipient) + " is no mail address.";
             continue;
         }
         recipients.reset(curl_slist_append(recipients.release(), ("<" + recipient + ">").c_str()));

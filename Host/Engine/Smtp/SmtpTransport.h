@@ -27,13 +27,13 @@ struct SmtpOutcome {
     };
     Kind kind = Kind::Temporary;
     std::string answer;                          // a sentence, with the server's own words where it spoke
-    std::map<std::string, std::string> refused;  // recipient -> the server's words
+    std::map<std::string, std::string> refused;  // recipient -> a sentence with the server's words
 };
 
 struct SmtpWatch {
-    // Called once, right before the end of the message may leave; when it answers false (its note could not be written)
-    // the transfer is broken off and nothing was delivered.
-    std::function<bool()> beforeFinalDot;
+    // Called once, right before the end of the message may leave, with the recipients that the server does not take;
+    // when it answers false (its note could not be written) the transfer is broken off and nothing was delivered.
+    std::function<bool(const std::map<std::string, std::string>& refused)> beforeFinalDot;
     // Asked about once a second: true breaks off at once, or, after the final dot, when no answer comes within 5 s.
     std::function<bool()> isCancelled;
 };
