@@ -18,6 +18,7 @@ namespace {
 constexpr TimeInterval kPauseBeforeSaving = 2;
 constexpr TimeInterval kLongestUnsaved = 30;  // while somebody types without a pause
 constexpr TimeInterval kPauseAfterFailure = 30;
+constexpr std::uint64_t kBytesPerSecondOfPause = 4u << 20;
 
 bool isEmpty(const std::vector<std::string>& recipients) { return recipients.empty(); }
 
@@ -38,7 +39,13 @@ void ComposeSession::scheduleAutosave() {
     if (!touched_ || busy_ || closed_) return;
     const TimeInterval now = RunLoop::main().uptime();
     if (!unsavedSince_) unsavedSince_ = now;
-    const TimeInterval delay = std::clamp(*unsavedSince_ + kLongestUnsaved - now, 0.0, kPauseBeforeSaving);
+    std::uint64_t attached = 0;
+    for (const ComposeAttachment& attachment : attachments_->all())
+        attached += attachment.size;
+    // Putting large attachments into a message takes a while each time, in which nothing else happens.
+    const TimeInterval pause = kPauseBeforeSaving + static_cast<double>(attached / kBytesPerSecondOfPause);
+    const TimeInterval delay =
+        std::clamp(*unsavedSince_ + kLongestUnsaved - now, 0.0, std::min(pause, kLongestUnsaved));
     if (autosaveTimer_) autosaveTimer_->invalidate();
     autosaveTimer_ = RunLoop::main().after(delay, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->autosave();
