@@ -111,6 +111,7 @@ void TemporaryHost::shutDown() {
     running_->application.reset();
     running_->engine.reset();
     HostInstances::current() = {};
+    valueOf(UserDefaults::synchronizeAll());
     now_ = running_->loop->now();
     running_->loop.reset();
     running_.reset();
