@@ -56,8 +56,7 @@ bool takeClock(HostOptions& options, const std::string& value) {
 }
 
 constexpr Option kOptions[] = {
-    {"--demo", "", "a made-up mailbox with a small mail server of its own; touches none of your mail",
-     set<&HostOptions::demo>},
+    {"--demo", "", "the made-up mail of two people; touches none of yours", set<&HostOptions::demo>},
     {"--port", "N", "serve the page on this port of the loopback interface; 0 takes any free one", takePort},
     {"--data", "DIR", "keep mail, settings and logs in this folder",
      [](HostOptions& options, const std::string& value) { return takeFolder(options.data, value); }},

@@ -11,6 +11,7 @@
 #include "DataFolder.h"
 #include "DeliveryService.h"
 #include "Demo/DemoData.h"
+#include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
 #include "Foundation/Runtime.h"
@@ -49,7 +50,7 @@ public:
 
     int run() {
         if (auto started = start(); !started) {
-            complain(started.error().description);
+            complain("Quillstead can't start. " + started.error().description);
             finish();
             return 1;
         }
@@ -92,9 +93,14 @@ private:
     // Early, so that a port in use costs nothing. The port of last time is preferred, because the browser keeps what it
     // remembers of the page (the widths of its columns, say) by address.
     Result<void> listen() {
+        const auto page = folderOr(options_.page, "page");
+        if (!FileSystem::real().exists(page / "index.html"))
+            return failure("HostProgram", 1,
+                           "The page is not at " + page.lexically_normal().string() +
+                               ". Build it, or name its place with --page.");
         const auto settings = UserDefaults::suite("");
         HostServerOptions wanted{.port = options_.port.value_or(static_cast<int>(settings->integerForKey(kLastPort))),
-                                 .pageFolder = folderOr(options_.page, "page")};
+                                 .pageFolder = page};
         auto server = HostServer::listen(wanted);
         if (!server && !options_.port && wanted.port != 0) {
             wanted.port = 0;
@@ -146,10 +152,9 @@ private:
         const auto place = linkPlugIn(data_.path, folderOr(options_.bundles, "Bundles"), options_.reinstall);
         if (!place) return failed(place);
         if (*place == PlugInPlace::Uninstalled) tell("The plug-in was uninstalled; --reinstall brings it back.");
-        for (auto& sentence : bundles_.loadAll({data_.path / "Bundles"})) {
-            complain(sentence);
+        // The loader has logged them; mail goes on without.
+        for (auto& sentence : bundles_.loadAll({data_.path / "Bundles"}))
             application_->addNotice(std::move(sentence));
-        }
         return {};
     }
 

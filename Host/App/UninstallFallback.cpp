@@ -6,12 +6,14 @@
 #include "DistributedNotifications/DistributedNotificationCenter.h"
 #include "Foundation/Log.h"
 #include "Platform.h"
+#include "Workspace/Workspace.h"
 
 namespace qs {
 namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::string_view kHelperIdentifier = "com.tallowbay.Quillstead";
 constexpr std::string_view kUninstall = "com.apple.Mail.Quillstead.Uninstall";
 
 class CenterWithFallback : public DistributedNotificationCenter {
@@ -44,6 +46,9 @@ private:
 }  // namespace
 
 void installUninstallFallback(Platform& platform, const fs::path& dataFolder) {
+    // It would only say that nobody can talk to it, and end.
+    if (!platform.distributedNotifications->isConnected())
+        platform.workspace->registerApplication(kHelperIdentifier, {});
     platform.distributedNotifications =
         std::make_shared<CenterWithFallback>(std::move(platform.distributedNotifications), dataFolder);
 }

@@ -1,5 +1,5 @@
 // Uninstalling where there is no session bus: the helper program, whose work it is to remove the bundle, can't be told
-// there, so the same is done here.
+// there, so it is not started, and the same is done here.
 #pragma once
 
 #include <filesystem>

@@ -1,0 +1,61 @@
+// The road of a message: written with an attachment, sent, read at the other account, answered, the answer read.
+import assert from 'node:assert/strict';
+import { after, before, test } from 'node:test';
+import { chooseMailbox, row, shownText, startBrowser } from './support/browser.mjs';
+import { startHost } from './support/host.mjs';
+
+let browser;
+before(async () => (browser = await startBrowser()));
+after(() => browser?.close());
+
+const attachment = Buffer.from('Width of the river: 212 paces.\n');
+
+test('a message with an attachment is read at the other account, and its answer here', async (t) => {
+  const host = await startHost(t, { args: ['--demo', '--no-plugin'] });
+  const page = await browser.open(t, host);
+
+  await page.locator('.tool[aria-label="New Message"], .tool.prominent').first().click();
+  const compose = page.locator('.compose');
+  await compose.waitFor();
+  await page.getByLabel('From', { exact: true }).selectOption('mira');
+  await page.getByLabel('To', { exact: true }).fill('tobias@quillstead.example,');
+  await compose.locator('.token', { hasText: 'tobias@quillstead.example' }).waitFor();
+  await compose.locator('.subject-input').fill('How wide is the river?');
+  await compose.locator('.editor').click();
+  await page.keyboard.type('I have measured it; see the note. Grüße, 河');
+  const [chooser] = await Promise.all([
+    page.waitForEvent('filechooser'),
+    compose.locator('.tool[aria-label^="Attach"]').click(),
+  ]);
+  await chooser.setFiles({ name: 'Maße des Flusses.txt', mimeType: 'text/plain', buffer: attachment });
+  await compose.getByText('Maße des Flusses.txt').waitFor();
+  await page.keyboard.press('Control+Enter');
+  await compose.waitFor({ state: 'detached' });
+
+  await chooseMailbox(page, 'tobias/Inbox');
+  await row(page, 'How wide is the river?').click();
+  await shownText(page).getByText('I have measured it; see the note. Grüße, 河').waitFor();
+  const [download] = await Promise.all([page.waitForEvent('download'), page.getByText('Maße des Flusses.txt').first().click()]);
+  const parts = [];
+  for await (const part of await download.createReadStream()) parts.push(part);
+  assert.deepEqual(Buffer.concat(parts), attachment);
+  assert.equal(download.suggestedFilename(), 'Maße des Flusses.txt');
+
+  await page.locator('.tool[aria-label="Reply"]').click();
+  await compose.locator('.token', { hasText: 'Mira Halloran' }).waitFor();
+  assert.equal(await compose.locator('.subject-input').inputValue(), 'Re: How wide is the river?');
+  await compose.locator('.editor').getByText('I have measured it').waitFor();
+  await compose.locator('.editor').click();
+  await page.keyboard.press('Control+Home');
+  await page.keyboard.type('Wider than I thought!');
+  await page.keyboard.press('Control+Enter');
+  await compose.waitFor({ state: 'detached' });
+
+  await chooseMailbox(page, 'mira/Inbox');
+  await row(page, 'Re: How wide is the river?').click();
+  await shownText(page).getByText('Wider than I thought!').waitFor();
+  assert.equal(await page.locator('.row.unread', { hasText: 'Re: How wide' }).count(), 0, 'what is read is marked so');
+  await chooseMailbox(page, 'mira/Sent');
+  await row(page, 'How wide is the river?').waitFor();
+  assert.deepEqual(page.faults, []);
+});
