@@ -21,7 +21,7 @@ interface Holder {
 }
 const holders = new Set<Holder>();
 
-export function useConnection(live: Connection): void {
+export function setConnection(live: Connection): void {
   connection = live;
 }
 
@@ -61,7 +61,7 @@ export function retryConnection(): void {
 /** Messages of the host that are neither answers nor models are passed to these, set by who draws the thing. */
 export const signals = {
   chooseFile: (_window: string): void => undefined,
-  focusCompose: (_window: string): void => undefined,
+  focusWindow: (_window: string): void => undefined,
   find: (): void => undefined,
   print: (_window: string): void => undefined,
 };
@@ -82,7 +82,7 @@ export function receive(message: ServerMessage): void {
       ui.set({ palette: message.window });
       break;
     case 'focus':
-      signals.focusCompose(message.window);
+      signals.focusWindow(message.window);
       break;
     case 'find':
       signals.find();

@@ -1,6 +1,6 @@
 // The page's entry: opens the session, keeps the connection, draws.
 import { render } from 'preact';
-import { act, complain, flushEdits, hasUnsentEdits, receive, useConnection } from './actions';
+import { act, complain, flushEdits, hasUnsentEdits, receive, setConnection } from './actions';
 import { Connection } from './connection';
 import { followAppearance } from './base/appearance';
 import { listenForKeys } from './keys/keyboard';
@@ -32,7 +32,7 @@ const connection = new Connection({
 });
 
 async function start(): Promise<void> {
-  useConnection(connection);
+  setConnection(connection);
   const root = document.getElementById('page');
   if (!root) throw new Error('index.html has no element "page"');
   render(<App />, root);

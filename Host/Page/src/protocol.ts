@@ -76,7 +76,7 @@ export interface AlertModel {
   text: string;
   icon?: string;
   buttons: string[]; // the first is the default
-  suppression?: boolean; // with a check box "Do not show this message again"
+  suppression?: boolean; // with a check box "Do not show this message again", ticked at first or not
 }
 export interface PopoverModel {
   identifier: string;

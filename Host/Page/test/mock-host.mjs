@@ -28,7 +28,7 @@ function mailbox(id, name, kind, unread, count, depth = 0) {
 
 function firstModels(inbox) {
   return {
-    app: { title: 'Inbox (3)', icon: '', notices: [], waiting: 2, version: '1.0' },
+    app: { title: 'Quillstead Mail', icon: '', notices: [], waiting: 2, version: '1.0' },
     menu: mainMenu,
     accounts: [
       {
@@ -129,8 +129,9 @@ class MockHost {
       bodyHtml: '<div><br></div><div>Charles</div>', bodyRevision: 1, plainText: false, attachments: [], rows: composeRows(),
       status: '', busy: false, ...fields,
     };
-    this.push({ compose: [...this.models.compose, model] });
     this.send({ type: 'focus', window });
+    this.models.compose.push(model);
+    setTimeout(() => this.tell('compose'), 30);
     return window;
   }
   closeCompose(name) {

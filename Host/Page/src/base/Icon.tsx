@@ -14,6 +14,7 @@ const aliases: Record<string, string> = {
   bodyText: 'file',
   general: 'preferences',
   getMail: 'refresh',
+  discard: 'trash',
 };
 
 const fetched = new Map<string, Promise<string>>();
@@ -24,8 +25,8 @@ function fetchPicture(name: string): Promise<string> {
     address = request(`/images/${encodeURIComponent(name.replace(/^plugin:/, ''))}`)
       .then((answer) => answer.blob())
       .then((blob) => URL.createObjectURL(blob));
-    // A failure is remembered no longer than it takes to ask again.
-    address.catch(() => fetched.delete(name));
+    // A picture that is not there is not asked for each time it would be drawn.
+    address.catch(() => window.setTimeout(() => fetched.delete(name), 60_000));
     fetched.set(name, address);
   }
   return address;

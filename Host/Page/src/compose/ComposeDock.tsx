@@ -16,43 +16,62 @@ export function setShape(window: string, shape: ComposeShape): void {
 }
 
 export function bringToFront(window: string): void {
-  if (ui.get().front === window) return;
+  if (ui.get().front === window || !host.get().compose.some((each) => each.window === window)) return;
   ui.set({ front: window });
   act('compose.front', { window });
 }
 
 /** Where the person goes on: at the recipients while there are none, else in the text. */
 function focusWindow(window: string): void {
+  const here = document.activeElement;
+  // The person is there already, or is asked something first.
+  if (here?.closest(`[data-window="${CSS.escape(window)}"], [aria-modal="true"]`)) return;
   const model = host.get().compose.find((each) => each.window === window);
   if (model && model.to.length > 0) focusEditor(window);
   else document.querySelector<HTMLElement>(`[data-anchor="${CSS.escape(`to:${window}`)}"] input`)?.focus();
 }
 
 export function ComposeDock() {
-  const windows = useStore(host, (model) => model.compose);
+  const models = useStore(host, (model) => model.compose);
+  // The host puts the one in front last; here each keeps its place.
+  const windows = [...models].sort((a, b) => a.window.length - b.window.length || (a.window < b.window ? -1 : 1));
   const shapes = useStore(ui, (value) => value.shapes);
   const front = useStore(ui, (value) => value.front);
   const chooser = useRef<HTMLInputElement>(null);
   const chooserTarget = useRef('');
+  const [wanted, setWanted] = useState('');
 
   useEffect(() => {
     signals.chooseFile = (window) => {
       chooserTarget.current = window;
       chooser.current?.click();
     };
-    signals.focusCompose = (window) => {
+    signals.focusWindow = (window) => {
+      if (window === 'viewer') {
+        ui.set({ front: '' });
+        document.querySelector<HTMLElement>('.list-scroller')?.focus();
+        return;
+      }
       ui.set({ front: window, shapes: { ...ui.get().shapes, [window]: 'normal' } });
-      // The update that opens the window may come after this.
-      if (window) requestAnimationFrame(() => focusWindow(window));
+      setWanted(window);
     };
   }, []);
   useEffect(() => {
+    // The update that opens the window comes after the word that it is in front.
+    if (!wanted || !windows.some((each) => each.window === wanted)) return undefined;
+    const frame = requestAnimationFrame(() => {
+      focusWindow(wanted);
+      setWanted('');
+    });
+    return () => cancelAnimationFrame(frame);
+  }, [wanted, models]);
+  useEffect(() => {
     // Windows that are gone leave nothing behind; what was behind them is in front.
     const names = new Set(windows.map((each) => each.window));
-    if (front && !names.has(front)) ui.set({ front: '' });
+    if (front && front !== wanted && !names.has(front)) ui.set({ front: '' });
     const kept = Object.entries(shapes).filter(([name]) => names.has(name));
     if (kept.length < Object.keys(shapes).length) ui.set({ shapes: Object.fromEntries(kept) });
-  }, [windows]);
+  }, [models]);
 
   const [width, setWidth] = useState(innerWidth);
   useEffect(() => {

@@ -61,7 +61,7 @@ export function ComposeWindow({ model, shape, front }: Props) {
   return (
     <section
       class={`compose ${shape}${front ? ' front' : ''}${over ? ' over' : ''}`} aria-label={`${model.title || 'New message'}, being written`}
-      aria-busy={busy} data-part={shape === 'minimised' ? undefined : true} onFocusIn={() => bringToFront(owner)}
+      aria-busy={busy} data-window={owner} data-part={shape === 'minimised' ? undefined : true} onFocusIn={() => bringToFront(owner)}
       onPointerDown={() => bringToFront(owner)} onKeyDown={onKeyDown}
       onDragOverCapture={(event) => {
         if (!carriesFiles(event)) return;

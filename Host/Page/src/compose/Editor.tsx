@@ -108,7 +108,7 @@ export function Editor({ model, outgoing, handle }: Props) {
     });
     return () => {
       end();
-      outgoing.flush();
+      outgoing.stop();
       handle.current = null;
       editor.destroy();
       forgetPictures(owner);

@@ -13,6 +13,7 @@ export class Outgoing {
   private body = false;
   private timer: ReturnType<typeof setTimeout> | undefined;
   private underWay = 0;
+  private stopped = false;
 
   /**
    * `send` resolves when the host has answered, with false when the update never got there. `body` is asked when the update leaves, so that typing does not cost a
@@ -51,7 +52,7 @@ export class Outgoing {
   /** Sends at once; calls that follow on the same connection arrive after it. */
   flush(): void {
     clearTimeout(this.timer);
-    if (!this.hasPending()) return;
+    if (this.stopped || !this.hasPending()) return;
     const body = this.body ? this.takeBody() : null;
     const update = { ...this.edit, ...(body ?? {}) };
     this.edit = {};
@@ -60,6 +61,14 @@ export class Outgoing {
     this.send(update)
       .then((arrived) => arrived || this.takeBack(update))
       .finally(() => --this.underWay);
+  }
+
+  /** The window is closed: the host wants to hear no more of it. */
+  stop(): void {
+    clearTimeout(this.timer);
+    this.edit = {};
+    this.body = false;
+    this.stopped = true;
   }
 
   // Kept for the next flush; what was edited since counts more.

@@ -4,7 +4,7 @@ import { act, flushEdits } from '../actions';
 import { host, ui } from '../state';
 import { isMac } from './platform';
 import { focusableIn } from '../overlay/focusTrap';
-import { findForKey, singleKeys } from './plainKeys';
+import { findForKey, opensWindow, singleKeys } from './plainKeys';
 import { isTextEditing, itemForPress } from './shortcuts';
 
 export function listenForKeys(): void {
@@ -49,14 +49,20 @@ function menuKey(event: KeyboardEvent): boolean {
   return true;
 }
 
+// A person who presses "r" types on at once, before the window is there: these letters must not archive mail.
+const handOver = 1500; // milliseconds
+let quietUntil = 0;
+
 function plainKey(event: KeyboardEvent): boolean {
   if (event.ctrlKey || event.metaKey || event.altKey || isTextTarget(event.target)) return false;
+  if (performance.now() < quietUntil) return event.key.length === 1;
   const inCompose = event.target instanceof Element && event.target.closest('.compose') !== null;
   if (inCompose || !singleKeys.areOn()) return false;
   const { viewer, menu } = host.get();
   const found = findForKey(event.key, viewer.toolbar, menu);
   if (!found) return false;
   flushEdits();
+  if (opensWindow(event.key)) quietUntil = performance.now() + handOver;
   if ('toolbar' in found) act('toolbar.choose', { window: 'viewer', identifier: found.toolbar.identifier });
   else act('menu.choose', { item: found.menu.id, menu: 'main' });
   return true;

@@ -25,6 +25,11 @@ export const plainKeys: PlainKey[] = [
   { key: 'u', means: 'Mark as unread or read', image: 'unread', title: /^(mark as )?(un)?read$/i },
 ];
 
+/** Whether the key leads to a message being written, in which the person types on. */
+export function opensWindow(key: string): boolean {
+  return ['compose', 'reply', 'replyAll', 'forward'].includes(plainKeys.find((each) => each.key === key)?.image ?? '');
+}
+
 // What the page itself does with a key; only for the sheet of shortcuts.
 export const pageKeys: [string, string][] = [
   ['/', 'Search'],

@@ -25,7 +25,7 @@ function Alert({ alert }: { alert: AlertModel }) {
   const box = useRef<HTMLDivElement>(null);
   const title = useId();
   const text = useId();
-  const [suppression, setSuppression] = useState(false);
+  const [suppression, setSuppression] = useState(alert.suppression === true);
   const [answered, setAnswered] = useState(false);
   useFocusTrap(box);
   const buttons = alert.buttons.length ? alert.buttons : ['OK'];
@@ -53,7 +53,7 @@ function Alert({ alert }: { alert: AlertModel }) {
         <div>
           <h2 id={title}>{alert.title}</h2>
           <p id={text} class="alert-text">{alert.text}</p>
-          {alert.suppression && (
+          {alert.suppression !== undefined && (
             <label class="check">
               <input
                 type="checkbox" checked={suppression} onChange={(event) => setSuppression(event.currentTarget.checked)}

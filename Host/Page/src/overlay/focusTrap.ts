@@ -16,7 +16,7 @@ export function useFocusTrap(dialog: MutableRef<HTMLElement | null>): void {
     if (!element) return undefined;
     const before = document.activeElement;
     const marked = element.querySelector<HTMLElement>('[data-autofocus]');
-    (marked ?? focusableIn(element)[0] ?? element).focus();
+    (marked ?? focusableIn(element)[0] ?? element).focus({ preventScroll: true });
     const onKeyDown = (event: KeyboardEvent): void => {
       if (event.key !== 'Tab') return;
       const all = focusableIn(element);

@@ -34,6 +34,14 @@ test('a message is written without the mouse, and all of it arrives before it is
   assert.deepEqual(faults, []);
 });
 
+test('who types on at once after the key for a reply does not act on the list', async (t) => {
+  const { page, host } = await open(t);
+  await page.focus('.list-scroller');
+  await page.keyboard.type('rearrange#');
+  await until(() => page.evaluate(() => document.activeElement.closest('.compose') !== null), 'the focus in the new window');
+  assert.deepEqual(callsOf(host, 'toolbar.choose').map((each) => each.identifier), ['replyMessage:']);
+});
+
 test('tokens are walked through, edited and removed with keys', async (t) => {
   const { page, host } = await open(t);
   host.openCompose({ to: ['a@x.example', 'b@x.example'] });
@@ -87,6 +95,7 @@ test('quoted mail in the editor acts no more than displayed mail', async (t) => 
   const { page, host, faults } = await open(t);
   const hostile = '<div>Hi<img src="https://evil.example/a.gif" onerror="document.title=1"><a href="javascript:alert(1)">x</a><form action="/"><input></form><style>body{display:none}</style><div style="position:fixed;inset:0">cover</div></div>';
   host.openCompose({ to: ['a@x.example'], bodyHtml: hostile });
+  await page.waitForSelector('.editor');
   await until(async () => (await editorText(page)).includes('cover'), 'the text');
   assert.equal(await page.locator('.editor :is(form, input, style, script, [onerror], [href^="javascript"])').count(), 0);
   const [box, cover] = await page.evaluate(() =>
@@ -134,6 +143,15 @@ test('closing asks, Return takes the default and Escape the last button', async 
   await page.keyboard.press('Enter');
   await page.waitForSelector('.compose', { state: 'detached' });
   assert.deepEqual(callsOf(host, 'alert.answer').map((each) => each.button), [2, 0]);
+});
+
+test('an alert of the program stands over everything and tells whether it may come again', async (t) => {
+  const { page, host } = await open(t);
+  const id = host.alert({ title: 'Really?', text: '', buttons: ['Yes', 'No'], suppression: false });
+  await page.click('text=Do not show this message again');
+  await page.keyboard.press('Enter');
+  await page.waitForSelector('[role="alertdialog"]', { state: 'detached' });
+  assert.deepEqual(callsOf(host, 'alert.answer'), [{ id, button: 0, suppression: true }]);
 });
 
 test('controls of plug-ins and sheets send their values under their names', async (t) => {

@@ -6,7 +6,7 @@ import { axeFaults, open, startBrowser, stopBrowser } from './page.mjs';
 before(startBrowser);
 after(stopBrowser);
 
-const alert = { title: 'The server refused your password.', text: 'Check it and try again.', buttons: ['Open Preferences', 'Later'], suppression: true };
+const alert = { title: 'The server refused your password.', text: 'Check it and try again.', buttons: ['Open Preferences', 'Later'], suppression: false };
 const hint = { identifier: 'hint', anchor: 'toolbar:viewer:Snooze', edge: 1, text: 'A hint.', countdown: '0:24', buttons: ['Yes', 'No'], buttonIcons: ['send'] };
 
 const screens = {

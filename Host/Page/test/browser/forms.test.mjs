@@ -1,0 +1,125 @@
+import assert from 'node:assert/strict';
+import { after, before, test } from 'node:test';
+import { callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
+
+before(startBrowser);
+after(stopBrowser);
+
+const field = (label) => `.control:has(.control-label:text-is("${label}"))`;
+
+test('each kind of control sends what was set', async (t) => {
+  const { page, host } = await open(t);
+  await page.keyboard.press('Control+,');
+  await page.waitForSelector('.preferences');
+  const at = (id) => callsOf(host, 'preferences.set').filter((each) => each.control === id).at(-1)?.value;
+  const sets = async (id, wanted, act) => {
+    await act();
+    await until(() => JSON.stringify(at(id)) === JSON.stringify(wanted), `${id}, which is ${JSON.stringify(at(id))}`);
+  };
+  await sets('delay', false, () => page.click('label:has-text("Delay outgoing messages")'));
+  await sets('seconds', 600, () => page.fill(`${field('Delay')} input`, '700'));
+  await sets('mode', 'back', () => page.click('[role="radio"]:has-text("Go back")'));
+  await sets('account', 'home', () => page.selectOption(`${field('Account')} select`, { label: 'Home' }));
+  await sets('words', ['attached', 'enclosed', 'see the file', 'appendix'], async () => {
+    await page.fill('input[placeholder="Another word"]', 'appendix');
+    await page.keyboard.press('Enter');
+  });
+  await sets('words', ['attached', 'see the file'], () => page.click('[aria-label="Remove “enclosed”"]'));
+  await sets('key', 'secret', () => page.fill('input[type="password"]', 'secret'));
+  await sets('check', null, () => page.click('text=Check now'));
+  await sets('shortcut', { characters: 'm', modifierFlags: (1 << 20) | (1 << 17) }, async () => {
+    await page.click(`${field('Send later')} .shortcut-button`);
+    await page.keyboard.press('Control+Shift+M');
+  });
+  await sets('shortcut', null, () => page.click('[aria-label="Remove the shortcut"]'));
+});
+
+test('a field shows what the host makes of it, but not over what is being typed', async (t) => {
+  const { page, host } = await open(t);
+  await page.keyboard.press('Control+,');
+  await page.waitForSelector('.preferences');
+  const name = 'input[placeholder="None"]';
+  const tell = (value) => {
+    const { preferences } = host.models;
+    preferences.form.groups[2].controls.find((each) => each.id === 'name').value = value;
+    host.push({ preferences });
+  };
+  tell('From the host');
+  await until(async () => (await page.inputValue(name)) === 'From the host', 'the value');
+  await page.fill(name, 'Mine');
+  tell('Too late');
+  await until(() => callsOf(host, 'preferences.set').some((each) => each.value === 'Mine'), 'the edit');
+  assert.equal(await page.inputValue(name), 'Mine');
+});
+
+test('the preferences walk with the arrow keys', async (t) => {
+  const { page } = await open(t);
+  await page.keyboard.press('Control+,');
+  await page.waitForSelector('.module-tab.selected:has-text("Sending")');
+  await page.keyboard.press('ArrowUp');
+  await page.keyboard.press('ArrowUp');
+  await page.waitForSelector('.module-tab.selected:has-text("General")');
+  await until(() => page.evaluate(() => document.activeElement.textContent === 'General'), 'the focus on the tab');
+});
+
+test('an address moves to another field by dragging', async (t) => {
+  const { page, host } = await open(t);
+  host.openCompose({ to: ['a@x.example', 'b@x.example'], cc: ['c@x.example'] });
+  await page.waitForSelector('.token');
+  await page.dragAndDrop('.token:has-text("a@x.example")', '[data-anchor="cc:compose-1"]', { targetPosition: { x: 300, y: 15 } });
+  await until(() => callsOf(host, 'compose.update').some((each) => each.cc?.length === 2), 'the copy field');
+  const told = Object.assign({}, ...callsOf(host, 'compose.update'));
+  assert.deepEqual([told.to, told.cc], [['b@x.example'], ['c@x.example', 'a@x.example']]);
+});
+
+test('symbols and links come into the text', async (t) => {
+  const { page, host, faults } = await open(t);
+  host.openCompose({ to: ['a@x.example'], bodyHtml: '<div>word</div>' });
+  await page.waitForSelector('.editor');
+  await page.focus('.editor');
+  await page.keyboard.press('Control+a');
+  await page.click('[aria-label="Link"]');
+  await page.keyboard.type('javascript:alert(1)');
+  await page.keyboard.press('Enter');
+  await page.waitForSelector('text=This is no web or mail address.');
+  await page.fill('.link-field input', 'books.example');
+  await page.keyboard.press('Enter');
+  await page.waitForSelector('.editor a[href="https://books.example/"]');
+  await page.click('.compose [aria-label="Symbols"]');
+  await page.locator('emoji-picker .emoji-menu button').first().click();
+  await until(() => callsOf(host, 'compose.update').some((each) => /\p{Extended_Pictographic}/u.test(each.bodyHtml ?? '')), 'the symbol');
+  assert.deepEqual(faults, []);
+});
+
+test('the keyboard opens the menu of the selected messages', async (t) => {
+  const { page, host } = await open(t);
+  await page.click('#row-1001');
+  await page.focus('.list-scroller');
+  await page.keyboard.press('Shift+F10');
+  await page.waitForSelector('.menu');
+  await page.keyboard.press('Escape');
+  await page.waitForSelector('.menu', { state: 'detached' });
+  assert.deepEqual(callsOf(host, 'context.open'), [{ ids: [1001] }]);
+  await until(() => page.evaluate(() => document.activeElement.className === 'list-scroller'), 'the focus coming back');
+});
+
+test('a hint points at what it is about, and its buttons answer', async (t) => {
+  const { page, host } = await open(t);
+  const hint = { identifier: 'hint', edge: 1, text: 'Look here', buttons: ['Yes', 'No'], buttonIcons: [] };
+  host.push({ popovers: [{ ...hint, anchor: 'toolbar:viewer:Snooze' }] });
+  const box = await page.locator('.popover').boundingBox();
+  const anchor = await page.locator('[data-anchor="toolbar:viewer:Snooze"]').boundingBox();
+  assert.ok(box.y >= anchor.y + anchor.height && box.x < anchor.x && box.x + box.width > anchor.x + anchor.width, 'it hangs below');
+  await page.click('.popover >> text=No');
+  await until(() => callsOf(host, 'popover.button').length, 'the answer');
+  assert.deepEqual(callsOf(host, 'popover.button'), [{ identifier: 'hint', button: 1 }]);
+});
+
+test('a new mailbox is made in place', async (t) => {
+  const { page, host } = await open(t);
+  await page.click('text=New mailbox');
+  await page.keyboard.type(' Receipts ');
+  await page.keyboard.press('Enter');
+  await until(() => callsOf(host, 'mailbox.create').length, 'the mailbox');
+  assert.deepEqual(callsOf(host, 'mailbox.create'), [{ account: 'work', name: 'Receipts' }]);
+});
