@@ -56,8 +56,11 @@ int DeliveryServiceObject::deliver(const MessageRef& message, MailAccount& accou
         walkAgainAt(due);
         return kDeliveryNotDelivered;
     }
+    // Shown before it leaves the outbox: whoever counts the messages must not miss it in between.
+    showTaking(message->libraryID(), key, past);
     auto claimed = library_.claim(message->libraryID(), claimedFolder(record.identifier));
     if (!claimed) {
+        unshow(key);
         // Somebody else was quicker, or the disk is full: the message is where it was.
         logInfo("A message of the outbox was not taken: " + claimed.error().description);
         return kDeliveryNotDelivered;
@@ -66,9 +69,9 @@ int DeliveryServiceObject::deliver(const MessageRef& message, MailAccount& accou
         {.account = record.identifier, .claimedFile = *claimed, .reached = past.reached, .attempts = past.attempts});
     if (!delivery) {
         putAside(*claimed, delivery.error());
+        unshow(key);
         return kDeliveryNotDelivered;
     }
-    show(*delivery, DeliveryStatus::State::Sending, past.lastAnswer);
     return transmitAndSettle(*delivery, record);
 }
 
@@ -158,8 +161,9 @@ int DeliveryServiceObject::releaseAfterFailure(Delivery& delivery, const SmtpOut
     const std::string answer = outcome.answer.empty() ? sentences(outcome.refused) : outcome.answer;
     const bool isNews = records_.record(delivery.state.uniqueID).lastAnswer != answer;
     const Date now = RunLoop::main().now();
-    records_.noteFailure(delivery.state.uniqueID, answer, refused, now);
-    if (!refused) walkAgainAt(records_.dueDate(delivery.state.uniqueID, now));
+    // Breaking off because the program ends is nobody's failure.
+    if (!stopping_) records_.noteFailure(delivery.state.uniqueID, answer, refused, now);
+    if (!refused && !stopping_) walkAgainAt(records_.dueDate(delivery.state.uniqueID, now));
     if (auto back = putBack(delivery); !back) {
         // It stays claimed, and the next walk puts it back.
         tellUnsettled(delivery, DeliveryStatus::State::Failed,

@@ -104,6 +104,7 @@ private:
     std::string keyOf(std::int64_t libraryID) const;  // empty when the message is gone
     std::optional<Delivery> takeDoubtful(std::string_view uniqueID);
     Result<void> settleDoubt(std::string_view uniqueID, const std::function<Result<void>(Delivery&)>& settle);
+    void showTaking(std::int64_t libraryID, const std::string& key, const DeliveryRecord& past);
     void show(const Delivery& delivery, DeliveryStatus::State state, const std::string& answer);
     void unshow(std::string_view uniqueID);
     bool isShown(std::string_view uniqueID) const;

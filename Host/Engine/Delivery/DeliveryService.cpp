@@ -203,12 +203,19 @@ std::vector<DeliveryStatus> DeliveryServiceObject::taken() const {
     return result;
 }
 
+// A message may be on its way from one place to the other meanwhile, so what is taken is looked at before and after.
 std::vector<DeliveryStatus> DeliveryServiceObject::statuses() const {
-    std::vector<DeliveryStatus> result = taken();
+    const std::vector<DeliveryStatus> before = taken();
+    std::vector<DeliveryStatus> result;
     for (const auto& record : accounts_.all())
         if (auto outbox = library_.mailbox(record.identifier, MailboxKind::Outbox, false))
             for (const auto& summary : library_.page(outbox->criterion(), {}, 0, kMostListed).rows)
                 result.push_back(status(summary.id));
+    for (const auto& list : {taken(), before})
+        for (const DeliveryStatus& status : list)
+            if (std::none_of(result.begin(), result.end(),
+                             [&](const auto& r) { return r.uniqueID == status.uniqueID; }))
+                result.push_back(status);
     return result;
 }
 
@@ -225,6 +232,20 @@ DeliveryStatus DeliveryServiceObject::status(std::int64_t libraryID) const {
     status.lastAnswer = record.lastAnswer;
     status.state = record.attempts > 0 ? DeliveryStatus::State::Failed : DeliveryStatus::State::Waiting;
     return status;
+}
+
+void DeliveryServiceObject::showTaking(std::int64_t libraryID, const std::string& key, const DeliveryRecord& past) {
+    const auto summary = library_.summary(libraryID);
+    {
+        std::scoped_lock lock(lock_);
+        taken_[key] = {.state = DeliveryStatus::State::Sending,
+                       .uniqueID = key,
+                       .subject = summary ? summary->subject : "",
+                       .to = summary ? summary->to : "",
+                       .attempts = past.attempts,
+                       .lastAnswer = past.lastAnswer};
+    }
+    statusDidChange();
 }
 
 void DeliveryServiceObject::show(const Delivery& delivery, DeliveryStatus::State state, const std::string& answer) {

@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "Mail/MessageHeaders.h"
 #include "Mime/FileNames.h"
 #include "Mime/MimeText.h"
+#include "Text/Utf8.h"
 
 namespace qs {
 namespace {
@@ -144,6 +147,36 @@ TEST(MimeMessage, IsBoundedInDepthAndParts) {
     const auto message = MimeMessage::parse(wide + "--b--\r\n");
     EXPECT_LE(message->attachments().size(), 1000u);
     EXPECT_NE(message->damage(), "");
+}
+
+// Whatever a mail has become on its way: reading it ends, and what comes out is text.
+TEST(MimeMessage, AnyDamageIsSurvived) {
+    const std::string whole =
+        multipart("mixed", {multipart("alternative", {kPlain, multipart("related", {kHtml, kPicture})}), kFile,
+                            kCalendar, "Content-Type: message/rfc822\r\n\r\nSubject: =?utf-8?B?4oKs?=\r\n\r\nhi"});
+    std::mt19937 random(20261122);
+    for (int i = 0; i < 3000; ++i) {
+        std::string mail = whole;
+        for (int n = 1 + static_cast<int>(random() % 8); n > 0; --n) {
+            const std::size_t at = random() % std::max<std::size_t>(mail.size(), 1);
+            if (mail.empty()) break;
+            switch (random() % 4) {
+            case 0: mail[at] = static_cast<char>(random() % 256); break;
+            case 1: mail.erase(at, random() % 40); break;
+            case 2: mail.insert(at, whole.substr(random() % whole.size(), random() % 60)); break;
+            default: mail.resize(at + 1);
+            }
+        }
+        const auto message = MimeMessage::parse(mail);
+        EXPECT_TRUE(isValidUtf8(message->plainBody().value_or("")));
+        EXPECT_TRUE(isValidUtf8(message->htmlBody().value_or("")));
+        for (const MimePart& part : message->attachments()) {
+            EXPECT_EQ(part.fileName, safeFileName(part.fileName));
+            EXPECT_NE(part.fileName, "");
+            EXPECT_EQ(message->partContent(part.part).value_or("").size(), part.size);
+        }
+        if (HasFailure()) FAIL() << mail;
+    }
 }
 
 TEST(FileNames, AreMadeSafe) {

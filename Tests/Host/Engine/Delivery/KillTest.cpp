@@ -1,0 +1,323 @@
+// Kills the program with SIGKILL at chosen points of its work and starts it again, until all is done: every message
+// must have been delivered once, or be shown in doubt, and none may be lost.
+//
+// The program is this test executable itself, started anew with one test that plays its part. It runs on a real disk
+// with a real clock. It dies by its own hand before or after a given file operation, or by the server's while that
+// speaks with it: no timing is involved.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <random>
+
+#include "Application/HostInstances.h"
+#include "Compose/ComposeBackEnd.h"
+#include "DeliveryFixture.h"
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+#include "Mail/Mailbox.h"
+
+namespace qs {
+namespace {
+
+std::string variable(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+// The real disk, until the given operation.
+class DeadlyFileSystem : public FileSystem {
+public:
+    // Operation number `at` is the last one; it is still done when `isDone` is set. 0: none.
+    DeadlyFileSystem(int at, bool isDone) : at_(at), isDone_(isDone) {}
+
+    Result<std::string> read(const std::filesystem::path& file) override { return files_.read(file); }
+    Result<void> writeNew(const std::filesystem::path& file, std::string_view content) override {
+        return step([&] { return files_.writeNew(file, content); });
+    }
+    Result<void> append(const std::filesystem::path& file, std::string_view content) override {
+        return step([&] { return files_.append(file, content); });
+    }
+    Result<void> rename(const std::filesystem::path& from, const std::filesystem::path& to) override {
+        return step([&] { return files_.rename(from, to); });
+    }
+    Result<void> renameNew(const std::filesystem::path& from, const std::filesystem::path& to) override {
+        return step([&] { return files_.renameNew(from, to); });
+    }
+    Result<void> remove(const std::filesystem::path& file) override {
+        return step([&] { return files_.remove(file); });
+    }
+    // A killed process leaves what it wrote, so these need not really wait for the disk.
+    Result<void> syncFolder(const std::filesystem::path& folder) override {
+        return step([&] { return files_.exists(folder) ? Result<void>() : files_.syncFolder(folder); });
+    }
+    Result<void> makeFolder(const std::filesystem::path& folder) override { return files_.makeFolder(folder); }
+    Result<std::vector<FileInfo>> list(const std::filesystem::path& folder) override { return files_.list(folder); }
+    Result<FileInfo> info(const std::filesystem::path& file) override { return files_.info(file); }
+    Result<void> forEachName(const std::filesystem::path& folder,
+                             const std::function<void(const std::string&, bool)>& visit) override {
+        return files_.forEachName(folder, visit);
+    }
+    Result<std::string> readStart(const std::filesystem::path& file, std::size_t limit) override {
+        return files_.readStart(file, limit);
+    }
+    void setModified(const std::filesystem::path& file, Date modified) override { files_.setModified(file, modified); }
+
+private:
+    template <class Work>
+    Result<void> step(Work work) {
+        const bool isLast = ++steps_ == at_;
+        if (isLast && !isDone_) kill(getpid(), SIGKILL);
+        auto result = work();
+        if (isLast) kill(getpid(), SIGKILL);
+        return result;
+    }
+
+    FileSystem& files_ = FileSystem::real();
+    const int at_;
+    const bool isDone_;
+    std::atomic<int> steps_ = 0;
+};
+
+struct Part {
+    std::filesystem::path folder;
+    int port = 0, messages = 0, dieAt = 0;
+    bool diesAfter = false;
+};
+
+// One life of the program: queue what is not queued yet, deliver, and end when nothing is left to do.
+class Life {
+public:
+    explicit Life(const Part& part) : part_(part), files_(part.dieAt, part.diesAfter) {
+        auto engine = MailEngine::open({.dataFolder = part.folder, .files = &files_});
+        if (!engine) throw std::runtime_error(engine.error().description);
+        engine_ = std::move(*engine);
+    }
+    ~Life() {
+        engine_.reset();
+        HostInstances::current() = {};
+    }
+
+    void run() {
+        for (int i = 0; i < part_.messages; ++i)
+            if (!isKnown(i)) append(i);
+        engine_->deliveries().start();
+        const bool done = loop_->runUntil([this] { return isSettled(); });
+        if (!done) throw std::runtime_error("it did not come to an end");
+    }
+
+    // Whether the message waits, is on its way or was sent.
+    bool isKnown(int number) {
+        const std::string id = std::to_string(number);
+        const auto taken = engine_->deliveries().taken();
+        return !engine_->library().messagesWithMessageIDHeader(id + "@example.org").empty() ||
+               std::any_of(taken.begin(), taken.end(), [&](const auto& each) { return each.uniqueID == "U" + id; });
+    }
+
+    int copies(int number, const char* account, MailboxKind kind) {
+        const auto mailbox = engine_->library().mailbox(account, kind, false);
+        const auto all = engine_->library().messagesWithMessageIDHeader(std::to_string(number) + "@example.org");
+        return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const MessageRef& message) {
+            return mailbox && message->mailbox() && message->mailbox()->identifier() == mailbox->identifier();
+        }));
+    }
+
+    bool isInDoubt(int number) {
+        const auto taken = engine_->deliveries().taken();
+        return std::any_of(taken.begin(), taken.end(), [&](const auto& each) {
+            return each.uniqueID == "U" + std::to_string(number) && each.state == DeliveryStatus::State::InDoubt;
+        });
+    }
+
+    MailEngine& engine() { return *engine_; }
+    static const char* accountOf(int number) { return number % 2 ? "sam" : "ada"; }
+
+private:
+    void append(int number) {
+        OutgoingMessage message;
+        message.content = testMail(accountOf(number), "ben@example.org", std::to_string(number));
+        auto added = engine_->deliveries().append(accountOf(number), message);
+        if (!added) throw std::runtime_error(added.error().description);
+    }
+
+    bool isSettled() {
+        for (const DeliveryStatus& status : engine_->deliveries().statuses())
+            if (status.state != DeliveryStatus::State::InDoubt) return false;
+        return true;
+    }
+
+    Part part_;
+    std::unique_ptr<RunLoop> loop_ = RunLoop::make(RunLoop::Clock::Real);
+    ClassRegistry registry_;
+    DeadlyFileSystem files_;
+    std::unique_ptr<MailEngine> engine_;
+};
+
+// Not a test: the part of the program, when this executable is started for it.
+TEST(DeliveryProgram, DISABLED_Runs) {
+    Part part;
+    part.folder = variable("QS_KILL_FOLDER");
+    part.messages = std::atoi(variable("QS_KILL_MESSAGES").c_str());
+    part.dieAt = std::atoi(variable("QS_KILL_AT").c_str());
+    part.diesAfter = variable("QS_KILL_AFTER") == "1";
+    ASSERT_FALSE(part.folder.empty());
+    DDLog::addLogger(DDTTYLogger::sharedInstance());
+    Life(part).run();
+}
+
+class Kill : public ::testing::Test {
+protected:
+    Kill()
+        : server_({.onStage = [this](SmtpStage stage, const std::string& command) {
+              if (victim_ != 0 && stage == victimStage_ && stage != SmtpStage::Body) killVictim();
+              if (victim_ != 0 && stage == SmtpStage::Body && victimStage_ == stage && command.empty()) killVictim();
+          }}) {
+        auto book = AccountBook::open(folder_ / "Accounts.plist", FileSystem::real());
+        for (const AccountRecord& account :
+             {deliveryAccount("ada"), deliveryAccount("ben"), deliveryAccount("sam", &server_)})
+            EXPECT_TRUE((*book)->put(account));
+    }
+
+    struct Death {
+        int atOperation = 0;
+        bool isDone = false;
+        std::optional<SmtpStage> atStage;
+    };
+
+    // One life. True when it ended by itself and well.
+    bool live(const Death& death) {
+        const std::string assignments[] = {"QS_KILL_FOLDER=" + folder_.path().string(),
+                                           "QS_KILL_MESSAGES=" + std::to_string(messages_),
+                                           "QS_KILL_AT=" + std::to_string(death.atOperation),
+                                           std::string("QS_KILL_AFTER=") + (death.isDone ? "1" : "0")};
+        std::vector<char*> environment;
+        for (char** each = environ; *each; ++each)
+            environment.push_back(*each);
+        for (const std::string& each : assignments)
+            environment.push_back(const_cast<char*>(each.c_str()));
+        environment.push_back(nullptr);
+        const std::string filter = "--gtest_filter=DeliveryProgram.DISABLED_Runs";
+        const char* const arguments[] = {"/proc/self/exe", filter.c_str(), "--gtest_also_run_disabled_tests", nullptr};
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        const std::string log = (folder_ / "life.log").string();
+        posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        posix_spawn_file_actions_adddup2(&actions, 1, 2);
+        pid_t child = 0;
+        {
+            const std::lock_guard guard(lock_);
+            EXPECT_EQ(posix_spawn(&child, arguments[0], &actions, nullptr, const_cast<char* const*>(arguments),
+                                  environment.data()),
+                      0);
+            victimStage_ = death.atStage.value_or(SmtpStage::Greeting);
+            victim_ = death.atStage ? child : 0;
+        }
+        posix_spawn_file_actions_destroy(&actions);
+        int status = 0;
+        // Not reaped yet, so that its number stays its own until nobody can kill it any more.
+        siginfo_t ended{};
+        waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT);
+        {
+            const std::lock_guard guard(lock_);
+            victim_ = 0;
+        }
+        waitpid(child, &status, 0);
+        if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) {
+            ++kills_;
+            return false;
+        }
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "see " << log;
+        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+
+    void killVictim() {
+        const std::lock_guard guard(lock_);
+        if (victim_ != 0) kill(std::exchange(victim_, 0), SIGKILL);
+    }
+
+    void expectEachOnceOrInDoubt() {
+        int delivered = 0, inDoubt = 0, lost = 0, twice = 0;
+        Life life({.folder = folder_.path(), .messages = messages_});
+        life.engine().deliveries().start();
+        for (int i = 0; i < messages_; ++i) {
+            const bool isRemote = i % 2 != 0;
+            const int received = isRemote ? server_.timesReceived(std::to_string(i) + "@example.org")
+                                          : life.copies(i, "ben", MailboxKind::Inbox);
+            const int sent = life.copies(i, Life::accountOf(i), MailboxKind::Sent);
+            const bool isDoubt = life.isInDoubt(i);
+            EXPECT_LE(received, 1) << i;
+            EXPECT_EQ(life.copies(i, Life::accountOf(i), MailboxKind::Outbox), 0) << i;
+            EXPECT_EQ(sent, isDoubt ? 0 : 1) << i;
+            EXPECT_TRUE(isDoubt || received == 1) << i;
+            EXPECT_TRUE(isRemote || !isDoubt) << i;
+            if (received > 1 || sent > 1)
+                ++twice;
+            else if (isDoubt)
+                ++inDoubt;
+            else if (received == 1 && sent == 1)
+                ++delivered;
+            else
+                ++lost;
+        }
+        EXPECT_THAT(server_.violations(), ::testing::IsEmpty());
+        std::cout << "[ FIGURES  ] " << kills_ << " kills, " << messages_ << " messages: " << delivered
+                  << " delivered once, " << inDoubt << " shown in doubt, " << lost << " lost, " << twice << " twice\n";
+    }
+
+    TemporaryFolder folder_;
+    std::mutex lock_;
+    pid_t victim_ = 0;
+    SmtpStage victimStage_ = SmtpStage::Greeting;
+    RecordingSmtpServer server_;
+    int messages_ = 0, kills_ = 0;
+};
+
+TEST_F(Kill, AtEveryFileOperationOfADelivery) {
+    for (const bool isDone : {false, true}) {
+        for (int at = 1;; ++at) {
+            ASSERT_LT(at, 200);
+            messages_ += 2;
+            if (live({.atOperation = at, .isDone = isDone})) break;
+            ASSERT_TRUE(live({}));
+            if (!variable("QUILLSTEAD_FULL_TESTS").empty()) continue;
+            at += 2;  // the long form looks at each of them
+        }
+    }
+    expectEachOnceOrInDoubt();
+}
+
+TEST_F(Kill, AtEveryWordOfADialogue) {
+    for (const SmtpStage stage : {SmtpStage::Greeting, SmtpStage::Hello, SmtpStage::Sender, SmtpStage::Recipient,
+                                  SmtpStage::Data, SmtpStage::Body, SmtpStage::FinalDot, SmtpStage::Quit}) {
+        messages_ += 2;
+        EXPECT_FALSE(live({.atStage = stage}));
+        EXPECT_TRUE(live({}));
+    }
+    expectEachOnceOrInDoubt();
+}
+
+TEST_F(Kill, AtRandomPointsUntilAllIsDone) {
+    const int kills = variable("QUILLSTEAD_FULL_TESTS").empty() ? 60 : 500;
+    std::mt19937 random(20261122);
+    while (kills_ < kills) {
+        if (kills_ % 3 == 0) messages_ += 2;
+        Death death{.atOperation = static_cast<int>(1 + random() % 40), .isDone = random() % 2 == 0};
+        if (random() % 4 == 0) death = {.atStage = static_cast<SmtpStage>(random() % 10)};
+        if (live(death)) messages_ += 2;
+        if (HasFailure()) return;
+    }
+    ASSERT_TRUE(live({}));
+    expectEachOnceOrInDoubt();
+}
+
+}  // namespace
+}  // namespace qs
