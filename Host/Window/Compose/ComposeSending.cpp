@@ -15,7 +15,7 @@
 namespace qs {
 
 void ComposeSession::send() {
-    if (closed_ || busy_) return;
+    if (closed_ || busy_ || isAsking()) return;
     const auto self = shared_from_this();
     try {
         compose_controller::send(*controller_, nullptr);

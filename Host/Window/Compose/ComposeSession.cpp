@@ -1,5 +1,7 @@
 #include "Compose/ComposeSession.h"
 
+#include <algorithm>
+
 #include "AccountBook.h"
 #include "Compose/BodyMarkup.h"
 #include "Compose/Drafts.h"
@@ -94,9 +96,17 @@ std::string ComposeSession::bodyHtml() const {
     return *pageBody_;
 }
 
+// A step of a send may ask something in a sheet or an alert; a second send beside it would be a second message.
+bool ComposeSession::isAsking() const {
+    if (window_->currentSheet()) return true;
+    return std::ranges::any_of(AlertCentre::shared().shown(), [this](const Alert* alert) {
+        return alert->windowIdentifier == window_->identifier();
+    });
+}
+
 bool ComposeSession::canDo(std::string_view action) const {
     if (closed_ || busy_) return false;
-    return action != "send:" || hasRecipients(fields(Purpose::Sending));
+    return action != "send:" || (!isAsking() && hasRecipients(fields(Purpose::Sending)));
 }
 
 OutgoingFields ComposeSession::fields(Purpose purpose) const {

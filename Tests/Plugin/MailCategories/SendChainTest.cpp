@@ -251,6 +251,22 @@ TEST_F(SendChainTest, SendingWhatIsStillScheduledAsksAndDoesAsAnswered) {
     startHost();
 }
 
+TEST_F(SendChainTest, ASecondSendWhileAStepAsksIsNoSecondMessage) {
+    startHost({.startDeliveries = false});
+    auto window = reopenScheduled(86400);
+    ASSERT_NE(window, nullptr);
+    window->send();
+    host_->settle();
+    auto sheet = window->window()->currentSheet();
+    ASSERT_NE(sheet, nullptr);
+    window->send();
+    host_->settle();
+    window->window()->endSheet(*sheet, kSheetConfirmed);
+    host_->settle();
+    EXPECT_EQ(window->window()->currentSheet(), nullptr) << "a second chain asked again";
+    EXPECT_THAT(inAda(MailboxKind::Outbox), SizeIs(1));
+}
+
 TEST_F(SendChainTest, APastScheduleIsDroppedWithoutAQuestion) {
     startHost({.startDeliveries = false});
     auto window = reopenScheduled(-60);
