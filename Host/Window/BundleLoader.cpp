@@ -148,7 +148,6 @@ void BundleLoader::unloadAll() {
         held_->unloads.pop_back();
         runUnload(unload);
     }
-    if (held_->bundles.empty()) return;
     held_->bundles.clear();
     MailBundleRegistry::clear();
 }

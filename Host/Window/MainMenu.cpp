@@ -54,7 +54,7 @@ std::shared_ptr<Menu> makeFileMenu() {
     return makeMenu("File", {{"New Message", "showComposeWindow:", "n"},
                              {"New Mailbox…", "newMailbox:"},
                              kSeparator,
-                             {"Open", "openMessages:", "o"},
+                             {"Edit Message", "openMessages:", "o"},
                              {"Save Draft", "saveDocument:", "s", kCommandKey},
                              {"Attach File…", "insertFile:", "a", kCommandOption | kShiftKey},
                              {"Close", "performClose:", "w"},
@@ -168,7 +168,7 @@ void fillMoveToMenu(Menu& menu, const std::vector<std::shared_ptr<MailAccount>>&
 std::shared_ptr<Menu> makeContextualMenu(const std::vector<std::shared_ptr<MailAccount>>& accounts) {
     auto moveTo = std::make_shared<Menu>("Move to");
     fillMoveToMenu(*moveTo, accounts);
-    auto menu = makeMenu("", {{"Open", "openMessages:"},
+    auto menu = makeMenu("", {{"Edit Message", "openMessages:"},
                               kSeparator,
                               {"Reply", "replyMessage:"},
                               {"Reply All", "replyAllMessage:"},

@@ -73,9 +73,9 @@ void ViewerObject::markAllRead() {
 void ViewerObject::showSource() { application_.requestFromPage("source", "viewer"); }
 
 bool ViewerObject::selectionIsIn(MailboxKind kind) const {
-    const MessageList messages = selectedMessages();
-    return !messages.empty() &&
-           std::ranges::all_of(messages, [&](const MessageRef& message) { return kindOf(message) == kind; });
+    if (selected_.empty()) return false;
+    if (const auto shown = mailbox()) return shown->kind() == kind;
+    return std::ranges::all_of(selected_, [&](std::int64_t id) { return kindOf(library().messageWithID(id)) == kind; });
 }
 
 }  // namespace qs

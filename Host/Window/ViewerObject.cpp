@@ -129,11 +129,14 @@ void ViewerObject::libraryDidChange() {
         return selectMailbox(inbox ? inbox->identifier() : std::string());
     }
     const std::size_t before = selected_.size();
-    std::erase_if(selected_, [&](std::int64_t id) {
-        const auto summary = library().summary(id);
-        return !summary || (!mailbox_.empty() && summary->mailbox != mailbox_);
-    });
+    std::erase_if(selected_, [&](std::int64_t id) { return !isListed(id); });
     if (selected_.size() != before) noteModelChange();
+}
+
+// Only what is in the shown mailbox can be selected.
+bool ViewerObject::isListed(std::int64_t id) const {
+    const auto summary = library().summary(id);
+    return summary && (mailbox_.empty() || summary->mailbox == mailbox_);
 }
 
 void ViewerObject::setSelection(std::vector<std::int64_t> ids) {
@@ -147,7 +150,7 @@ void ViewerObject::setSelection(std::vector<std::int64_t> ids) {
 
 void ViewerObject::selectIDs(std::vector<std::int64_t> ids) {
     std::set<std::int64_t> seen;
-    std::erase_if(ids, [&](std::int64_t id) { return !seen.insert(id).second || !library().summary(id); });
+    std::erase_if(ids, [&](std::int64_t id) { return !seen.insert(id).second || !isListed(id); });
     setSelection(std::move(ids));
 }
 
@@ -181,10 +184,9 @@ void ViewerObject::open(std::int64_t id) {
     const auto message = library().messageWithID(id);
     if (!message) return;
     const auto kind = kindOf(message);
-    if (kind == MailboxKind::Drafts || kind == MailboxKind::Outbox)
-        sendForDraft(nullptr, true, message);
-    else
-        selectIDs({id});
+    if (kind == MailboxKind::Drafts || kind == MailboxKind::Outbox) return sendForDraft(nullptr, true, message);
+    if (!isListed(id)) selectMailbox(message->mailbox()->identifier());
+    selectIDs({id});
 }
 
 void ViewerObject::sendForDraft(HostObject*, bool forDraft, MessageRef actualMessage) {

@@ -90,7 +90,8 @@ private:
     void reloadAtMidnight();
     MailLibrary& library() const;
     std::optional<MailboxKind> kindOf(const MessageRef& message) const;
-    bool selectionIsIn(MailboxKind kind) const;
+    bool isListed(std::int64_t id) const;
+    bool selectionIsIn(MailboxKind kind) const;  // every selected message, and there is one
     void tellFailure(const std::string& title, const Result<void>& result);
 
     MailApplicationObject& application_;

@@ -74,6 +74,18 @@ TemporaryHost::~TemporaryHost() { shutDown(); }
 
 void TemporaryHost::start() {
     if (running_) return;
+    try {
+        startAll();
+    } catch (...) {
+        // What stands of a host that can't start is in nobody's way afterwards.
+        HostInstances::current() = {};
+        running_.reset();
+        Platform::install({});
+        throw;
+    }
+}
+
+void TemporaryHost::startAll() {
     setDefaultTimeZone(options_.timeZone);
     Platform platform;
     platform.processInfo = std::make_shared<TestMachine>(options_.osMinor, folder_.path());

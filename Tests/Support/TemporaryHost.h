@@ -88,6 +88,7 @@ public:
 
 private:
     struct Running;
+    void startAll();
     TemporaryHostOptions options_;
     TemporaryFolder folder_;
     Date now_;

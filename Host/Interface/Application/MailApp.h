@@ -41,7 +41,7 @@ public:
     virtual std::shared_ptr<Mailbox> _mailboxBeingViewed() const = 0;
     // The outboxes of all accounts as one.
     virtual std::shared_ptr<Mailbox> outbox() const = 0;
-    virtual std::shared_ptr<Window> mainWindow() const = 0;  // the window in front; null when the page is closed
+    virtual std::shared_ptr<Window> mainWindow() const = 0;  // the window in front; null while the program ends
     virtual bool isActive() const = 0;
     virtual void activateIgnoringOtherApps(bool flag) = 0;
     // The picture of the program in the page: SVG or a data URL of a bitmap.

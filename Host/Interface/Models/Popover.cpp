@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Foundation/Log.h"
+#include "Foundation/Assertion.h"
 #include "Models/ModelChanges.h"
 #include "Models/View.h"
 
@@ -21,8 +21,8 @@ Popover::Popover(std::string identifier) : HostObject("NSPopover"), identifier_(
 Popover::~Popover() {
     try {
         close();
-    } catch (const std::exception& fault) {
-        logError("Closing the popover " + identifier_ + " failed: " + fault.what());
+    } catch (const std::exception&) {
+        logCaughtException("The popover " + identifier_ + " closed, but who opened it could not be told");
     }
 }
 

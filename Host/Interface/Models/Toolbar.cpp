@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Foundation/Assertion.h"
 #include "Foundation/Log.h"
 #include "Models/Menu.h"
 #include "Models/ModelChanges.h"
@@ -25,6 +26,18 @@ bool isValid(ToolbarItem& item, const std::shared_ptr<HostObject>& delegate) {
     return true;
 }
 
+// Null when the delegate knows none. One item's fault must not cost the others.
+std::shared_ptr<ToolbarItem> makeItem(const std::shared_ptr<HostObject>& delegate, Toolbar& toolbar,
+                                      const std::string& identifier) {
+    if (!delegate || !toolbar_delegate::itemForItemIdentifier.isAnsweredBy(*delegate)) return nullptr;
+    try {
+        return toolbar_delegate::itemForItemIdentifier(delegate, toolbar, identifier, true);
+    } catch (const std::exception&) {
+        logCaughtException("The toolbar item " + identifier + " can't be made");
+        return nullptr;
+    }
+}
+
 }  // namespace
 
 ToolbarItem::ToolbarItem(std::string itemIdentifier, std::string_view className)
@@ -39,8 +52,12 @@ void Toolbar::setDelegate(std::weak_ptr<HostObject> delegate, std::weak_ptr<Wind
     noteModelChange();
     const auto asked = delegate_.lock();
     if (!asked || !toolbar_delegate::defaultItemIdentifiers.isAnsweredBy(*asked)) return;
-    for (const std::string& identifier : toolbar_delegate::defaultItemIdentifiers(asked, *this))
-        insertItemWithItemIdentifier(identifier, items_.size());
+    try {
+        for (const std::string& identifier : toolbar_delegate::defaultItemIdentifiers(asked, *this))
+            insertItemWithItemIdentifier(identifier, items_.size());
+    } catch (const std::exception&) {
+        logCaughtException("The toolbar " + identifier_ + " stands without its items");
+    }
 }
 
 void Toolbar::insertItemWithItemIdentifier(const std::string& identifier, std::size_t atIndex) {
@@ -51,9 +68,7 @@ void Toolbar::insertItemWithItemIdentifier(const std::string& identifier, std::s
         // An item stands in a toolbar once.
         const auto present = std::ranges::find(items_, identifier, [](const auto& i) { return i->itemIdentifier(); });
         if (present != items_.end()) return;
-        const auto asked = delegate_.lock();
-        if (asked && toolbar_delegate::itemForItemIdentifier.isAnsweredBy(*asked))
-            item = toolbar_delegate::itemForItemIdentifier(asked, *this, identifier, true);
+        item = makeItem(delegate_.lock(), *this, identifier);
         if (!item) return logWarning("Nobody knows the toolbar item " + identifier + "; it is left out.");
     }
     if (const auto window = window_.lock(); window && !item->view())
@@ -75,9 +90,9 @@ void Toolbar::validateVisibleItems() {
         if (isSpace(item->itemIdentifier())) continue;
         try {
             item->enabled = isValid(*item, asked);
-        } catch (const std::exception& fault) {
+        } catch (const std::exception&) {
             item->enabled = false;
-            logError("The toolbar item " + item->itemIdentifier() + " can't be validated: " + fault.what());
+            logCaughtException("The toolbar item " + item->itemIdentifier() + " can't be validated");
         }
     }
 }

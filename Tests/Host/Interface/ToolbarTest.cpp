@@ -17,10 +17,12 @@ class ToolbarTest : public ModelTest {
 protected:
     ToolbarTest() {
         cls_.add(toolbar_delegate::defaultItemIdentifiers, [](HostObject&, Toolbar&) {
-            return std::vector<std::string>{"reply", kToolbarSpace, "archive", kToolbarSpace, "unknown", "reply"};
+            return std::vector<std::string>{"reply",   kToolbarSpace, "archive", kToolbarSpace,
+                                            "unknown", "broken",      "reply"};
         });
         cls_.add(toolbar_delegate::itemForItemIdentifier,
                  [](HostObject&, Toolbar&, const std::string& identifier, bool) {
+                     if (identifier == "broken") throw std::runtime_error("no such picture");
                      return identifier == "unknown" ? nullptr : std::make_shared<ToolbarItem>(identifier);
                  });
         cls_.add(toolbar_delegate::validateToolbarItem,
@@ -43,7 +45,7 @@ protected:
 TEST_F(ToolbarTest, TakesTheItemsThatTheDelegateKnows) {
     toolbar_->setDelegate(delegate_, window_);
     EXPECT_THAT(identifiers(), ElementsAre("reply", kToolbarSpace, "archive", kToolbarSpace))
-        << "unknown items are left out, an item stands once";
+        << "unknown and broken items are left out, an item stands once";
     EXPECT_EQ(toolbar_->items().front()->view()->anchor(), "toolbar:viewer:reply");
     toolbar_->insertItemWithItemIdentifier("trash", 99);
     toolbar_->insertItemWithItemIdentifier("flag", 1);

@@ -26,11 +26,12 @@ protected:
             if (top->title() == menu) return itemIn(*top->submenu(), title);
         return nullptr;
     }
+    // Submenus come last: a mailbox below "Move to" may be called like an action.
     static std::shared_ptr<MenuItem> itemIn(const Menu& menu, std::string_view title) {
-        for (const auto& item : menu.itemArray()) {
+        for (const auto& item : menu.itemArray())
             if (item->title() == title) return item;
+        for (const auto& item : menu.itemArray())
             if (const auto below = item->submenu() ? itemIn(*item->submenu(), title) : nullptr) return below;
-        }
         return nullptr;
     }
     bool choose(std::string_view menu, std::string_view title) {
