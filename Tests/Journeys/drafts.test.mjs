@@ -35,7 +35,7 @@ test('a draft survives a restart, and is gone once it is sent', async (t) => {
   await page.keyboard.press('Control+Enter');
   await compose.waitFor({ state: 'detached' });
   await row(page, 'Half a thought').waitFor({ state: 'detached' });
-  await chooseMailbox(page, 'tobias/Inbox');
+  await chooseMailbox(page, 'tobias/INBOX');
   await row(page, 'Half a thought').waitFor();
 });
 

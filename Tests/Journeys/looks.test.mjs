@@ -27,6 +27,17 @@ const screens = {
     await page.getByRole('dialog').locator('input').first().waitFor();
   },
 };
+// The next page is one of the same program, which shows what is open.
+const leave = {
+  compose: async (page) => {
+    await page.locator('.compose').getByRole('button', { name: 'Close' }).click();
+    await page.locator('.compose').waitFor({ state: 'detached' });
+  },
+  preferences: async (page) => {
+    await page.keyboard.press('Escape');
+    await page.getByRole('dialog').waitFor({ state: 'detached' });
+  },
+};
 const shapes = {
   'light, 1280': { width: 1280 }, 'dark, 1280': { width: 1280, dark: true },
   'light, 400': { width: 400 }, 'dark, 400': { width: 400, dark: true },
@@ -42,7 +53,6 @@ test('screens', async (t) => {
         await page.evaluate(() => Promise.all(document.getAnimations().map((each) => each.finished.catch(() => undefined))));
         assert.deepEqual(await axeFaults(page), []);
         assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth), 'the page is too wide');
-        await page.keyboard.press('Escape');
-        if (name === 'compose') await page.locator('.compose').waitFor({ state: 'detached' }).catch(() => undefined);
+        await leave[name]?.(page);
       });
 });

@@ -32,7 +32,7 @@ test('a message with an attachment is read at the other account, and its answer 
   await page.keyboard.press('Control+Enter');
   await compose.waitFor({ state: 'detached' });
 
-  await chooseMailbox(page, 'tobias/Inbox');
+  await chooseMailbox(page, 'tobias/INBOX');
   await row(page, 'How wide is the river?').click();
   await shownText(page).getByText('I have measured it; see the note. Grüße, 河').waitFor();
   const [download] = await Promise.all([page.waitForEvent('download'), page.getByText('Maße des Flusses.txt').first().click()]);
@@ -51,7 +51,7 @@ test('a message with an attachment is read at the other account, and its answer 
   await page.keyboard.press('Control+Enter');
   await compose.waitFor({ state: 'detached' });
 
-  await chooseMailbox(page, 'mira/Inbox');
+  await chooseMailbox(page, 'mira/INBOX');
   await row(page, 'Re: How wide is the river?').click();
   await shownText(page).getByText('Wider than I thought!').waitFor();
   assert.equal(await page.locator('.row.unread', { hasText: 'Re: How wide' }).count(), 0, 'what is read is marked so');

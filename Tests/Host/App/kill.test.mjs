@@ -71,15 +71,15 @@ async function sendOne(page, message) {
 
 /** Sends until the program dies under it. */
 async function sendUntilDead(host, next, acknowledged) {
-  const page = await LivePage.open(await host.link());
   try {
+    const page = await LivePage.open(await host.link());
     for (;;) {
       const message = next();
       await sendOne(page, message);
       acknowledged.push(message);
     }
   } catch (error) {
-    if (!/connection was closed|ECONNRE/.test(String(error))) throw error;
+    if (!/connection was closed|socket hang up|ECONNRE|EPIPE|ENOENT/.test(String(error))) throw error;
   }
 }
 
