@@ -18,8 +18,10 @@ check_pie_supported()
 
 find_program(QS_CCACHE ccache)
 if(QS_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    # Without these the cache passes over every file that uses a precompiled header.
-    set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros "${QS_CCACHE}")
+    # Without the sloppiness the cache passes over every file that uses a precompiled header; without the others it
+    # knows nothing again in another build folder or checkout.
+    set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_NOHASHDIR=1
+        "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" "${QS_CCACHE}")
     add_compile_options($<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
 endif()
 
