@@ -78,6 +78,7 @@ private:
         application_->setQuitHandler([this] { stop(); });
         serve();
         if (auto loaded = loadPlugIn(); !loaded) return loaded;
+        tellOfDamage();
         application_->finishLaunching();
         if (!loop_->isStopped()) engine_->deliveries().start();
         return {};
@@ -147,7 +148,6 @@ private:
     }
 
     Result<void> loadPlugIn() {
-        takeDamageReport();
         if (options_.noPlugIn) return {};
         const auto place = linkPlugIn(data_.path, folderOr(options_.bundles, "Bundles"), options_.reinstall);
         if (!place) return failed(place);
@@ -158,8 +158,9 @@ private:
         return {};
     }
 
-    void takeDamageReport() {
-        if (auto report = UserDefaults::suite("")->takeDamageReport(); !report.empty())
+    // Settings that were found damaged, the plug-in's included.
+    void tellOfDamage() {
+        for (auto& report : UserDefaults::takeDamageReports())
             application_->addNotice(std::move(report));
     }
 

@@ -282,14 +282,21 @@ void UserDefaults::setFolder(std::filesystem::path folder, FileSystem* files) {
         suite->close();
 }
 
+static std::map<std::string, std::shared_ptr<Suite>> openSuites() {
+    const std::lock_guard hold(suites().lock);
+    return suites().byFileName;
+}
+
+std::vector<std::string> UserDefaults::takeDamageReports() {
+    std::vector<std::string> reports;
+    for (const auto& [name, suite] : openSuites())
+        if (auto report = suite->takeDamageReport(); !report.empty()) reports.push_back(std::move(report));
+    return reports;
+}
+
 Result<void> UserDefaults::synchronizeAll() {
-    std::map<std::string, std::shared_ptr<Suite>> open;
-    {
-        const std::lock_guard hold(suites().lock);
-        open = suites().byFileName;
-    }
     Result<void> result;
-    for (const auto& [name, suite] : open)
+    for (const auto& [name, suite] : openSuites())
         if (auto saved = suite->synchronize(); !saved) result = std::move(saved);
     return result;
 }

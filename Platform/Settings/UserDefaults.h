@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Foundation/NotificationCenter.h"
 #include "Foundation/Result.h"
@@ -60,6 +61,8 @@ public:
     virtual Result<void> synchronize() = 0;
     // A sentence for the person if the file was found damaged at opening, else empty; the second call is empty.
     virtual std::string takeDamageReport() = 0;
+    // Those of all suites that are open, a plug-in's included.
+    static std::vector<std::string> takeDamageReports();
 };
 
 // What dialogs bind to: key paths "values.<key>" of one suite.

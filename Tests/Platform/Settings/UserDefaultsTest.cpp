@@ -176,7 +176,7 @@ TEST_F(UserDefaultsTest, ADamagedFileIsReportedOnceAndNothingIsLost) {
     disk_.put(kFile.string() + ".1", xmlPropertyList(Dictionary{{"a", 1}}));
     const auto defaults = restart();
     EXPECT_EQ(defaults->integerForKey("a"), 1);
-    EXPECT_THAT(defaults->takeDamageReport(), HasSubstr("com.example.plugin.plist"));
+    EXPECT_THAT(UserDefaults::takeDamageReports(), UnorderedElementsAre(HasSubstr("com.example.plugin.plist")));
     EXPECT_THAT(defaults->takeDamageReport(), IsEmpty());
     EXPECT_THAT(restart()->takeDamageReport(), IsEmpty());
 }
