@@ -1,5 +1,5 @@
 // The preferences: a list of modules and the form of the chosen one. Every change is carried out at once.
-import { useId, useRef } from 'preact/hooks';
+import { useEffect, useId, useRef } from 'preact/hooks';
 import { act } from '../actions';
 import { Icon } from '../base/Icon';
 import { useStore } from '../base/Store';
@@ -19,11 +19,19 @@ function Panel() {
   const title = useId();
   useFocusTrap(panel);
   const close = (): void => act('preferences.close', {});
-  const show = (module: string): void => act('preferences.show', { module });
+  // Arrow keys may be pressed faster than the host answers.
+  const wanted = useRef(selected);
+  useEffect(() => {
+    wanted.current = selected;
+  }, [selected]);
+  const show = (module: string): void => {
+    wanted.current = module;
+    act('preferences.show', { module });
+  };
   const onTabKey = (event: KeyboardEvent): void => {
     const direction = { ArrowDown: 1, ArrowRight: 1, ArrowUp: -1, ArrowLeft: -1 }[event.key];
     if (!direction) return;
-    const at = modules.findIndex((module) => module.name === selected);
+    const at = modules.findIndex((module) => module.name === wanted.current);
     const next = modules[(at + direction + modules.length) % modules.length];
     if (next) show(next.name);
     event.preventDefault();
