@@ -8,14 +8,13 @@
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <deque>
-#include <future>
 #include <mutex>
 #include <optional>
-#include <stdexcept>
 #include <thread>
 
 #include "Foundation/Assertion.h"
 #include "Foundation/GlobalQueue.h"
+#include "Foundation/Handover.h"
 #include "Foundation/RunLoopAsio.h"
 #include "Foundation/TimerQueue.h"
 
@@ -69,26 +68,21 @@ public:
 
     void performOnMainThreadAndWait(Block block) override {
         if (isMainThread()) return block();
-        auto done = std::make_shared<std::promise<void>>();
-        std::future<void> result = done->get_future();
+        auto handover = std::make_shared<Handover>();
         // A worker that waits for a block which runs already brings nothing new: nobody needs to wait for it.
         const bool counted = GlobalQueue::isOnWorkerThread();
-        post([this, counted, block = std::move(block), done = std::move(done)] {
+        post([this, counted, block = std::move(block), ticket = std::make_shared<Handover::Ticket>(handover)] {
+            std::exception_ptr error;
             if (counted) ++waitingWorkers_;
             try {
                 block();
-                if (counted) --waitingWorkers_;
-                done->set_value();
             } catch (...) {
-                if (counted) --waitingWorkers_;
-                done->set_exception(std::current_exception());
+                error = std::current_exception();
             }
+            if (counted) --waitingWorkers_;
+            ticket->done(std::move(error));
         });
-        try {
-            result.get();
-        } catch (const std::future_error&) {
-            throw std::runtime_error("The run loop went before the block ran");
-        }
+        handover->wait();
     }
 
     void postToGlobalQueue(Block block) override {
