@@ -64,7 +64,9 @@ constexpr Option kOptions[] = {
     {"--no-browser", "", "print the address and leave the browser alone", set<&HostOptions::noBrowser>},
     {"--no-plugin", "", "run as a plain mail program", set<&HostOptions::noPlugIn>},
     {"--reinstall", "", "bring the plug-in back after it was uninstalled", set<&HostOptions::reinstall>},
-    {"--open-url", "URL", "open this quillstead: or mailto: address, in the running program if there is one",
+    {"--open-url", "URL",
+     "open this address, in the running program if there is one; a quillstead: or mailto:\n"
+     "                        address needs no option",
      [](HostOptions& options, const std::string& value) { return !(options.openURL = value).empty(); }},
     {"--bundles", "DIR", "where the built plug-in is (../Bundles beside the program's folder when not given)",
      [](HostOptions& options, const std::string& value) { return takeFolder(options.bundles, value); }},
@@ -85,6 +87,11 @@ tl::unexpected<Error> misunderstood(std::string_view format, std::initializer_li
 Result<HostOptions> parseHostOptions(const std::vector<std::string>& arguments) {
     HostOptions options;
     for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
+        // As the desktop hands addresses over.
+        if (argument->starts_with("quillstead:") || argument->starts_with("mailto:")) {
+            options.openURL = *argument;
+            continue;
+        }
         const auto equals = argument->find('=');
         const std::string name = argument->substr(0, equals);
         const auto* option = std::find_if(std::begin(kOptions), std::end(kOptions),
@@ -105,7 +112,7 @@ Result<HostOptions> parseHostOptions(const std::vector<std::string>& arguments) 
 }
 
 std::string hostHelp() {
-    std::string text = "Usage: quillstead-host [OPTIONS]\n\n"
+    std::string text = "Usage: quillstead-host [OPTIONS] [URL]\n\n"
                        "Starts the mail program and opens its page in your browser. Ctrl-C stops it.\n\n";
     for (const Option& option : kOptions) {
         if (option.help.empty()) continue;

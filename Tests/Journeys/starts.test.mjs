@@ -112,3 +112,31 @@ test('a first start that is cut off goes on at the next', async (t) => {
   assert.deepEqual(page.models.accounts, whole, 'no demo mail comes twice');
   page.close();
 });
+
+test('the control socket does what it knows, and says so when it does not', async (t) => {
+  const host = await startHost(t, { args: ['--demo', '--no-plugin'] });
+  assert.equal(await host.ask('advance 5'), 'error The clock is a real one.');
+  assert.equal(await host.ask('open'), 'error There is no address to open.');
+  assert.match(await host.ask('open mailto:ada@example.org'), /^link http/, 'no page is open that could show it');
+  assert.equal(await host.ask('sing'), 'error There is no such command.');
+  assert.equal(await host.ask('quit'), 'done');
+  await host.closed;
+  assert.deepEqual(host.end, { code: 0, signal: null });
+});
+
+test('a virtual clock stands, and moves when it is told to, while an alert waits for its answer', async (t) => {
+  const host = await startHost(t, { args: ['--demo', '--no-plugin', '--virtual-clock', '1700000000'] });
+  const page = await LivePage.open(await host.link());
+  assert.match(page.models.list.rows[0].dateLong, /2023/);
+  await page.call('compose.new', {});
+  const [{ window }] = await page.when(({ compose }) => compose.length > 0 && compose);
+  void page.call('compose.send', { window }).catch(() => undefined);
+  const [{ id }] = await page.when(({ alerts }) => alerts.length > 0 && alerts);
+  assert.equal((await page.get('/images/mail')).status, 200);
+  assert.equal(page.models.alerts[0].id, id, 'it waits');
+  await page.call('alert.answer', { id, button: 0, suppression: false });
+  await page.when(({ alerts }) => alerts.length === 0);
+  assert.equal(await host.ask('advance 864000'), 'done');
+  assert.equal(await host.ask('advance soon'), 'error That is no number of seconds.');
+  page.close();
+});

@@ -20,6 +20,13 @@ TEST(HostOptions, AreUnderstoodInBothForms) {
     EXPECT_EQ(options->openURL, "mailto:ada@example.org?subject=a=b");
 }
 
+TEST(HostOptions, AnAddressOfTheDesktopNeedsNoOption) {
+    EXPECT_EQ(parseHostOptions({"mailto:a@example.org?subject=--demo"})->openURL,
+              "mailto:a@example.org?subject=--demo");
+    EXPECT_EQ(parseHostOptions({"quillstead://link?x=1"})->openURL, "quillstead://link?x=1");
+    EXPECT_FALSE(parseHostOptions({"https://example.org/"})) << "nothing that we open";
+}
+
 TEST(HostOptions, WhatMakesNoSenseIsNamed) {
     const struct {
         std::vector<std::string> arguments;
