@@ -132,7 +132,8 @@ test('a virtual clock stands, and moves when it is told to, while an alert waits
   const [{ window }] = await page.when(({ compose }) => compose.length > 0 && compose);
   void page.call('compose.send', { window }).catch(() => undefined);
   const [{ id }] = await page.when(({ alerts }) => alerts.length > 0 && alerts);
-  assert.equal((await page.get('/images/mail')).status, 200);
+  const [row] = page.models.list.rows;
+  assert.equal((await page.get(`/messages/${row.id}/source`)).status, 200, 'the page goes on being answered');
   assert.equal(page.models.alerts[0].id, id, 'it waits');
   await page.call('alert.answer', { id, button: 0, suppression: false });
   await page.when(({ alerts }) => alerts.length === 0);

@@ -36,7 +36,7 @@ export async function open(t, { width = 1280, height = 820, dark = false } = {})
   const host = await startMockHost(built);
   const page = await browser.newPage();
   const faults = [];
-  page.setDefaultTimeout(10000);
+  page.setDefaultTimeout(60000);
   page.on('pageerror', (error) => faults.push(error.message));
   await page.setViewportSize({ width, height });
   await page.emulateMedia({ colorScheme: dark ? 'dark' : 'light' });
