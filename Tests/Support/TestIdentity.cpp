@@ -84,7 +84,7 @@ TestIdentity TestAuthority::issue(const Options& options) const {
     const bool isAddress = options.name.find_first_not_of("0123456789.") == std::string::npos;
     add(certificate.get(), held_->certificate.get(), NID_subject_alt_name, (isAddress ? "IP:" : "DNS:") + options.name);
     X509_sign(certificate.get(), held_->key.get(), EVP_sha256());
-    return {pem(certificate.get()), pem(key.get())};
+    return {pem(certificate.get()), pem(key.get()), options.speaksOldTlsOnly};
 }
 
 std::filesystem::path TestAuthority::write(const std::filesystem::path& file) const {

@@ -8,7 +8,8 @@
 namespace qs {
 
 struct TestIdentity {
-    std::string certificate, key;  // PEM
+    std::string certificate, key;   // PEM
+    bool speaksOldTlsOnly = false;  // nothing above 1.1
 };
 
 // An authority whose certificate a client is told to trust.
@@ -20,6 +21,7 @@ public:
     struct Options {
         std::string name = "127.0.0.1";  // a DNS name or an IPv4 address
         bool isExpired = false;
+        bool speaksOldTlsOnly = false;
     };
     TestIdentity issue(const Options& options) const;
     TestIdentity issue() const { return issue(Options{}); }

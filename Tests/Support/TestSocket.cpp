@@ -74,6 +74,11 @@ bool TestConnection::startTls(const TestIdentity& identity) {
         PEM_read_bio_PrivateKey(keyText.get(), nullptr, nullptr, nullptr), &EVP_PKEY_free);
     SSL_CTX_use_certificate(tls->context.get(), certificate.get());
     SSL_CTX_use_PrivateKey(tls->context.get(), key.get());
+    if (identity.speaksOldTlsOnly) {
+        SSL_CTX_set_security_level(tls->context.get(), 0);
+        SSL_CTX_set_cipher_list(tls->context.get(), "ALL:@SECLEVEL=0");
+        SSL_CTX_set_max_proto_version(tls->context.get(), TLS1_1_VERSION);
+    }
     tls->session.reset(SSL_new(tls->context.get()));
     SSL_set_fd(tls->session.get(), descriptor_);
     if (SSL_accept(tls->session.get()) != 1) return false;

@@ -101,7 +101,9 @@ SmtpOutcome DeliveryServiceObject::transmit(Delivery& delivery, const AccountRec
         return true;
     };
     return sendOverSmtp(account.server, {delivery.from, delivery.recipients, content},
-                        {.beforeFinalDot = noteFinalDot, .isCancelled = [this] { return stopping_.load(); }});
+                        {.beforeFinalDot = noteFinalDot,
+                         .accepted = [&] { noteAccepted(delivery); },
+                         .isCancelled = [this] { return stopping_.load(); }});
 }
 
 // Kept before the message can count as delivered, so that the person learns it even after a crash.
@@ -140,10 +142,15 @@ SmtpOutcome DeliveryServiceObject::deliverLocally(Delivery& delivery, const Acco
     return {Kind::Accepted, {}, refused};
 }
 
-int DeliveryServiceObject::finishAccepted(Delivery& delivery) {
+void DeliveryServiceObject::noteAccepted(Delivery& delivery) {
+    if (delivery.state.stage == Stage::Accepted) return;
     if (auto noted = journal_.noteStage(delivery.state, Stage::Accepted); !noted)
         logError("The delivery of a message could not be noted: " + noted.error().description);
     delivery.state.stage = Stage::Accepted;
+}
+
+int DeliveryServiceObject::finishAccepted(Delivery& delivery) {
+    noteAccepted(delivery);
     tellRefused(delivery);
     if (auto saved = saveSentCopyAndTidy(delivery); !saved) {
         // It has left all the same; the next walk tries to keep the copy again.

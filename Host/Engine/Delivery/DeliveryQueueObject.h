@@ -76,6 +76,7 @@ private:
     SmtpOutcome transmit(Delivery& delivery, const AccountRecord& account);
     SmtpOutcome deliverLocally(Delivery& delivery, const AccountRecord& account);
     Result<void> noteRefused(Delivery& delivery, const std::map<std::string, std::string>& refused);
+    void noteAccepted(Delivery& delivery);
     int finishAccepted(Delivery& delivery);
     int releaseAfterFailure(Delivery& delivery, const SmtpOutcome& outcome);
     int keepInDoubt(Delivery& delivery, const std::string& answer);

@@ -20,6 +20,7 @@ namespace {
 
 constexpr long kConnectSeconds = 60;
 constexpr long kAnswerSeconds = 600;  // RFC 5321 asks for that long after the final dot
+constexpr long kFarewellSeconds = 5;
 constexpr TimeInterval kGraceAfterDot = 5;
 constexpr std::size_t kLastPiece = 2;  // bytes; the less, the shorter the time in which the outcome is unknown
 
@@ -66,6 +67,7 @@ void noteReplyLine(Transfer& transfer, std::string_view line) {
     if (transfer.dotMayBeOut) {
         transfer.codeAfterDot = transfer.lastCode;
         transfer.isOver = true;
+        if (transfer.lastCode / 100 == 2 && transfer.watch.accepted) transfer.watch.accepted();
     }
     if (transfer.askedRecipients.empty()) return;
     const std::string& recipient = transfer.askedRecipients.front();
@@ -246,6 +248,8 @@ SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& env
     set(easy, CURLOPT_MAIL_RCPT, recipients.get());
 
     const CURLcode code = curl_easy_perform(easy.get());
+    // The farewell is said when the handle goes; a server that does not answer it is not waited for.
+    set(easy, CURLOPT_SERVER_RESPONSE_TIMEOUT, kFarewellSeconds);
     if (code == CURLE_OK) return {Kind::Accepted, transfer.lastReply, transfer.refused};
     // A server that took the message may fail afterwards as it likes.
     if (transfer.codeAfterDot && *transfer.codeAfterDot / 100 == 2)

@@ -34,6 +34,8 @@ struct SmtpWatch {
     // Called once, right before the end of the message may leave, with the recipients that the server does not take;
     // when it answers false (its note could not be written) the transfer is broken off and nothing was delivered.
     std::function<bool(const std::map<std::string, std::string>& refused)> beforeFinalDot;
+    // Called once, as soon as the server has said that it took the message: what follows is only courtesy.
+    std::function<void()> accepted;
     // Asked about once a second: true breaks off at once, or, after the final dot, when no answer comes within 5 s.
     std::function<bool()> isCancelled;
 };

@@ -244,7 +244,8 @@ protected:
         if (victim_ != 0) kill(std::exchange(victim_, 0), SIGKILL);
     }
 
-    void expectEachOnceOrInDoubt() {
+    // Answers how many are in doubt.
+    int expectEachOnceOrInDoubt() {
         int delivered = 0, inDoubt = 0, lost = 0, twice = 0;
         Life life({.folder = folder_.path(), .messages = messages_});
         life.engine().deliveries().start();
@@ -271,6 +272,7 @@ protected:
         EXPECT_THAT(server_.violations(), ::testing::IsEmpty());
         std::cout << "[ FIGURES  ] " << kills_ << " kills, " << messages_ << " messages: " << delivered
                   << " delivered once, " << inDoubt << " shown in doubt, " << lost << " lost, " << twice << " twice\n";
+        return inDoubt;
     }
 
     TemporaryFolder folder_;
@@ -302,7 +304,9 @@ TEST_F(Kill, AtEveryWordOfADialogue) {
         EXPECT_FALSE(live({.atStage = stage}));
         EXPECT_TRUE(live({}));
     }
-    expectEachOnceOrInDoubt();
+    // Where the answer was still to come; and in the body, if all of a small message has left in one go.
+    const int inDoubt = expectEachOnceOrInDoubt();
+    EXPECT_TRUE(inDoubt == 1 || inDoubt == 2) << inDoubt;
 }
 
 TEST_F(Kill, AtRandomPointsUntilAllIsDone) {

@@ -121,6 +121,17 @@ TEST_F(SmtpTransport, TellsNothingWithoutTheEncryptionThatWasAskedFor) {
     EXPECT_EQ(send(withPassword(account(refusing.port(), TransportSecurity::StartTls))).kind, Kind::Temporary);
     expectNothingTold(refusing);
 
+    for (const auto security : {TransportSecurity::StartTls, TransportSecurity::Tls}) {
+        const bool isTls = security == TransportSecurity::Tls;
+        RecordingSmtpServer old({.identity = authority_.issue({.speaksOldTlsOnly = true}),
+                                 .offersStartTls = !isTls,
+                                 .isTls = isTls,
+                                 .offersAuthentication = true});
+        EXPECT_EQ(send(withPassword(account(old.port(), security))).kind, Kind::Temporary);
+        EXPECT_EQ(old.connections(), 1);
+        expectNothingTold(old);
+    }
+
     SubmissionServer open = withPassword(account(25, TransportSecurity::None));
     open.host = "mail.example.invalid";
     EXPECT_THAT(send(open).answer, HasSubstr("would send its password over an open connection"));
