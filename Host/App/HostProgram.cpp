@@ -168,17 +168,24 @@ private:
         return given.empty() ? programFolder_ / ".." / name : given;
     }
 
-    // Pages hear of it first; the little while is for them to be told. The run loop's own clock may stand still.
+    // Pages hear of it first; the little while is for them to be told. The run loop's own clock may stand still. It
+    // goes on while a delivery under way ends, which may wait for a turn of the main thread.
     void stop() {
         if (std::exchange(stopping_, true)) return;
         if (server_) server_->sayGoodbye(kGoodbye);
-        StopSignals::afterAMoment([this] { loop_->stop(); });
+        StopSignals::afterAMoment([this] {
+            loop_->postToGlobalQueue([this] {
+                if (engine_) engine_->deliveries().stop();
+                loop_->stop();
+            });
+        });
     }
 
     // False when something could not be saved, which was told.
     bool finish() {
         control_.reset();
         clockHold_.reset();
+        if (stopping_) loop_->runUntilIdle();  // a start that failed while it was being stopped: the end of that
         if (application_) application_->terminate();
         if (engine_) engine_->deliveries().stop();
         const auto saved = UserDefaults::synchronizeAll();
