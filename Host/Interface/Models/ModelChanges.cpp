@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "Foundation/Assertion.h"
 #include "Foundation/RunLoop.h"
 
 namespace qs {
@@ -22,7 +23,9 @@ std::weak_ptr<int>& scheduled() {
 
 void noteModelChange() {
     RunLoop* loop = RunLoop::mainIfInstalled();
-    if (!loop || !handler() || !scheduled().expired()) return;
+    if (!loop) return;
+    assertThat(loop->isMainThread(), "Models belong to the main thread");
+    if (!handler() || !scheduled().expired()) return;
     auto token = std::make_shared<int>();
     scheduled() = token;
     loop->post([token] {

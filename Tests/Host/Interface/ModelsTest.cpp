@@ -1,4 +1,7 @@
+#include <thread>
+
 #include "Compose/HeadersEditor.h"
+#include "Foundation/Assertion.h"
 #include "ModelTest.h"
 #include "Models/Form.h"
 #include "Models/Menu.h"
@@ -47,6 +50,10 @@ TEST_F(ModelsTest, ChangesThatALoopTookAlongDoNotSilenceTheNext) {
     noteModelChange();
     loop_->runUntilIdle();
     EXPECT_EQ(redraws, 1);
+}
+
+TEST_F(ModelsTest, ModelsBelongToTheMainThread) {
+    std::thread([] { EXPECT_THROW(noteModelChange(), AssertionFailure); }).join();
 }
 
 TEST_F(ModelsTest, MenuItemsStandWhereTheyAreInserted) {
