@@ -150,6 +150,8 @@ private:
     void foldersChanged(const FolderWatch::Changes& changes);
     // `names` of files that came or went; those that the index knows to be right cost one look at the disk.
     void filesChanged(const LibraryMailboxRef& mailbox, const std::set<std::string>& names);
+    // Those of the files that have a row already get it set right and are taken off the list.
+    bool takeRenamed(const LibraryMailbox& mailbox, std::vector<NewFile>& files);
     void treeChanged();
     void watch(const std::vector<LibraryMailboxRef>& mailboxes);
     void rebuild();

@@ -11,7 +11,7 @@ namespace qs {
 
 namespace {
 
-constexpr std::size_t kBatch = 100;
+constexpr std::size_t kBatch = 400;
 // A folder's time has this much play: what changed right after the listing may bear the same one.
 constexpr TimeInterval kSettled = 5;
 constexpr std::size_t kMostTwice = 1000;
@@ -288,15 +288,35 @@ void LibraryCore::filesChanged(const LibraryMailboxRef& mailbox, const std::set<
         if (known && files_.exists(maildir.pathOf(known->file))) continue;
         const auto present = std::find_if(files.begin(), files.end(),
                                           [&](const auto& file) { return files_.exists(maildir.pathOf(file)); });
-        // What was renamed or went away is rare enough for a look at the whole folder.
-        if (known) return scan(mailbox, false);
+        // Gone, or under a name that we were not told: a look at the whole folder tells.
+        if (known && present == files.end()) return scan(mailbox, false);
         if (present != files.end()) fresh.push_back({unique, *present});
     }
     try {
+        if (takeRenamed(*mailbox, fresh)) announcer_->mailboxChanged(mailbox->identifier());
         indexFiles(mailbox, fresh, false);
     } catch (const DatabaseFailure& failure) {
         indexFailed(failure);
     }
+}
+
+bool LibraryCore::takeRenamed(const LibraryMailbox& mailbox, std::vector<NewFile>& files) {
+    if (files.empty()) return false;
+    const auto keywords = MaildirKeywords::load(mailbox.maildir().root(), files_);
+    auto index = index_->write();
+    bool isChanged = false;
+    std::erase_if(files, [&](const NewFile& file) {
+        const auto row = tables::findByName(*index, mailbox.indexed().number, file.name);
+        if (!row) return false;
+        // Meanwhile it may have been put right by whoever renamed it.
+        if (row->file == file.file || !files_.exists(mailbox.maildir().pathOf(file.file))) return true;
+        const int flags = packedFlags(flagsFromLetters(Maildir::nameOf(file.file).letters(), keywords));
+        tables::setFile(*index, row->seq, file.file, flags);
+        if (const auto message = cache_->live(row->id)) message->setFlags(flags);
+        return isChanged = true;
+    });
+    index.commit();
+    return isChanged;
 }
 
 }  // namespace qs
