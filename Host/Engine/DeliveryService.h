@@ -1,8 +1,8 @@
 // Getting mail out: the outbox, its journal and the delivery queue with its own thread.
 //
-// What is promised: a message that append() accepted is never lost and never leaves twice. It is claimed (renamed out of
-// the outbox) before the first byte leaves; every stage is journalled; after a crash each stage is resumed alone; a send
-// whose outcome is not known is looked for among the sent mail and else shown as "perhaps sent", for the person to
+// What is promised: a message that append() accepted is never lost and never leaves twice. It is claimed (renamed out
+// of the outbox) before the first byte leaves; every stage is journalled; after a crash each stage is resumed alone; a
+// send whose outcome is not known is looked for among the sent mail and else shown as "perhaps sent", for the person to
 // decide.
 #pragma once
 
@@ -50,8 +50,8 @@ public:
     // now, if the message has none yet. Any thread.
     virtual Result<MessageRef> append(std::string_view account, const OutgoingMessage& message) = 0;
 
-    // Of messages that a delivery has taken out of the outbox: being sent, in doubt, or, before start(), left there by a
-    // crash.
+    // Of messages that a delivery has taken out of the outbox: being sent, in doubt, or, before start(), left there by
+    // a crash.
     virtual std::vector<DeliveryStatus> taken() const = 0;
     virtual std::vector<DeliveryStatus> statuses() const = 0;  // of those and of everything in outboxes
     // Of a message that stands in an outbox.

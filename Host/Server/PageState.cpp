@@ -161,9 +161,9 @@ json::value takenSection(MailApplication& application) {
     json::array messages;
     for (const auto& status : application.engine().deliveries().taken())
         messages.push_back(json::object{{"uniqueID", status.uniqueID},
-                                            {"subject", status.subject},
-                                            {"to", status.to},
-                                            {"delivery", deliveryJson(status)}});
+                                        {"subject", status.subject},
+                                        {"to", status.to},
+                                        {"delivery", deliveryJson(status)}});
     return messages;
 }
 

@@ -21,11 +21,11 @@ class MailApplication;
 
 struct ComposeRequest {
     ComposeMode mode = ComposeMode::New;
-    MessageRef message;             // replied to, forwarded, or the draft to edit
-    std::vector<std::string> to;    // display forms
+    MessageRef message;           // replied to, forwarded, or the draft to edit
+    std::vector<std::string> to;  // display forms
     std::vector<std::string> cc, bcc;
-    std::string subject, plainBody; // of a mailto: address
-    std::string account;            // identifier; empty: chosen by the message or the first
+    std::string subject, plainBody;  // of a mailto: address
+    std::string account;             // identifier; empty: chosen by the message or the first
 };
 
 // What the page changed; what is not set stays.
@@ -49,7 +49,8 @@ public:
     // The window is one of the application's, in front, when this returns.
     static Result<std::shared_ptr<ComposeWindow>> open(MailApplication& application, const ComposeRequest& request);
     // Settles what a crash left: attachments of windows that are gone, a draft beside the newer one that replaced it,
-    // the draft of a message that already stands in the outbox. Once, by MailApplication::make, before any window opens.
+    // the draft of a message that already stands in the outbox. Once, by MailApplication::make, before any window
+    // opens.
     static void recover(MailApplication& application);
 
     virtual std::shared_ptr<ComposeController> controller() const = 0;

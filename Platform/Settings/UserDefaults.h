@@ -32,9 +32,9 @@ public:
     // The suite of that name; an empty name is the host's standard defaults. One object per suite and settings folder.
     // The file is <folder>/<suite>.plist, with "standard" for the host's. The folder is made when first needed.
     static std::shared_ptr<UserDefaults> suite(std::string_view name);
-    // Where suites live (for the program: below its data folder). Set once at start, before any suite is opened; setting
-    // it again (a test, another life) forgets the suites of the former folder.
-    // Nothing unsaved of them is written any more: they are as after a crash.
+    // Where suites live (for the program: below its data folder). Set once at start, before any suite is opened;
+    // setting it again (a test, another life) forgets the suites of the former folder. Nothing unsaved of them is
+    // written any more: they are as after a crash.
     static void setFolder(std::filesystem::path folder, FileSystem* files = nullptr);
     // All open suites; for the end of the program. The last error, if any.
     static Result<void> synchronizeAll();
@@ -70,8 +70,8 @@ class UserDefaultsController {
 public:
     explicit UserDefaultsController(std::shared_ptr<UserDefaults> defaults) : defaults_(std::move(defaults)) {}
     UserDefaults& defaults() const { return *defaults_; }
-    Value valueForKeyPath(std::string_view keyPath) const;            // nil unless it begins with "values."
-    void setValueForKeyPath(Value value, std::string_view keyPath);   // ignored likewise
+    Value valueForKeyPath(std::string_view keyPath) const;           // nil unless it begins with "values."
+    void setValueForKeyPath(Value value, std::string_view keyPath);  // ignored likewise
 
 private:
     std::shared_ptr<UserDefaults> defaults_;

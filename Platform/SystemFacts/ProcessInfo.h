@@ -13,13 +13,14 @@ struct OperatingSystemVersion {
 class ProcessInfo {
 public:
     virtual ~ProcessInfo() = default;
-    // The version of the host's interface generation; the minor number, 10, 11 or 12, is the only version test there is.
+    // The version of the host's interface generation; of it only the minor number, 10, 11 or 12, is ever tested.
     virtual OperatingSystemVersion operatingSystemVersion() const = 0;
     virtual std::string hostName() const = 0;
     virtual std::string userFullName() const = 0;
     // Where the user's own files of this program lie (settings, mail, store, logs).
     virtual std::filesystem::path dataFolder() const = 0;
-    virtual std::filesystem::path documentsFolder() const = 0;  // where the plug-in's store lives; below the data folder
+    // Where the plug-in's store lives; below the data folder.
+    virtual std::filesystem::path documentsFolder() const = 0;
     virtual std::filesystem::path logFolder() const = 0;
 };
 

@@ -111,7 +111,7 @@ private:
 // All classes of one host. One registry is installed at a time; making another (in a test) starts from nothing.
 class ClassRegistry {
 public:
-    ClassRegistry();   // installs itself
+    ClassRegistry();  // installs itself
     ~ClassRegistry();
     ClassRegistry(const ClassRegistry&) = delete;
     ClassRegistry& operator=(const ClassRegistry&) = delete;
@@ -157,8 +157,8 @@ public:
     bool isKindOf(std::string_view className) const;
     bool respondsTo(Selector selector) const { return isa_->find(MethodKind::Instance, selector) != nullptr; }
 
-    // State that a plug-in hangs on this object: keyed by the getter's selector, kept until replaced or the object goes.
-    // Safe from every thread; an empty `any` removes it.
+    // State that a plug-in hangs on this object: keyed by the getter's selector, kept until replaced or the object
+    // goes. Safe from every thread; an empty `any` removes it.
     void setAssociatedObject(std::string_view key, std::any value);
     std::any associatedObject(std::string_view key) const;
     template <class T>

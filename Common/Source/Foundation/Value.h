@@ -53,11 +53,11 @@ public:
     bool boolValue() const;
     std::int64_t integerValue() const;  // reals are cut towards zero, strings read as far as they are a number
     double doubleValue() const;
-    std::string stringValue() const;    // numbers in decimal; anything else that is no string gives ""
+    std::string stringValue() const;  // numbers in decimal; anything else that is no string gives ""
     std::optional<Date> dateValue() const;
-    const Data& dataValue() const;              // empty unless a data value
-    const Array& array() const;                 // empty unless an array
-    const Dictionary& dictionary() const;       // empty unless a dictionary
+    const Data& dataValue() const;                        // empty unless a data value
+    const Array& array() const;                           // empty unless an array
+    const Dictionary& dictionary() const;                 // empty unless a dictionary
     const Value& operator[](std::string_view key) const;  // nil for a missing key or a value that is no dictionary
 
     // Same type and same content: the number 1 and the string "1" differ, and so do 1 and 1.0.

@@ -19,7 +19,7 @@ enum class ComposeMode { New, Reply, ReplyAll, Forward, Draft };
 struct ComposeAttachment {
     std::string identifier;  // unique within the window, also the content id of a picture in the body
     std::string fileName, mimeType;
-    std::uint64_t size = 0;  // bytes
+    std::uint64_t size = 0;      // bytes
     std::filesystem::path file;  // where the content lies while the window is open
     bool isInline = false;
 };

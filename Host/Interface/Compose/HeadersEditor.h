@@ -71,7 +71,7 @@ inline const Operation<void(StackView& stackView, const StackViews& views)> stac
 inline const Operation<void(StackView& stackView, const StackViews& views)> stackViewWillDetachViews{
     "stackView:willDetachViews:"};
 inline const Operation<void(HostObject* sender)> updateDeliveryAccountControl{"updateDeliveryAccountControl:"};  // < 12
-inline const Operation<void(HostObject* sender)> changeFromHeader{"changeFromHeader:"};                          // 12 and up
+inline const Operation<void(HostObject* sender)> changeFromHeader{"changeFromHeader:"};  // 12 and up
 }  // namespace headers_editor
 
 }  // namespace qs

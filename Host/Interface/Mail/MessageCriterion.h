@@ -10,17 +10,21 @@ namespace qs {
 
 struct MessageCriterion {
     enum class Kind {
-        All,            // every one of `parts`; with no parts: every message
-        Any,            // at least one of `parts`; with no parts: none
-        InMailbox,      // text: the mailbox identifier
-        InAccount,      // text: the account identifier
-        MessageIDIs,    // text: without angle brackets
-        UniqueIDIs,     // text: value of X-Universally-Unique-Identifier
-        SubjectContains, FromContains, ToContains,  // text, without regard to case
+        All,          // every one of `parts`; with no parts: every message
+        Any,          // at least one of `parts`; with no parts: none
+        InMailbox,    // text: the mailbox identifier
+        InAccount,    // text: the account identifier
+        MessageIDIs,  // text: without angle brackets
+        UniqueIDIs,   // text: value of X-Universally-Unique-Identifier
+        SubjectContains,
+        FromContains,
+        ToContains,     // text, without regard to case
         ReceivedSince,  // date, inclusive
         ReceivedBefore,
-        IsUnread, IsFlagged, HasAttachments,
-        Not,            // none of `parts`
+        IsUnread,
+        IsFlagged,
+        HasAttachments,
+        Not,  // none of `parts`
     };
     Kind kind = Kind::All;
     std::string text;

@@ -21,9 +21,9 @@ struct Alert {
     std::string iconName;
     std::vector<std::string> buttons;  // empty: one button "OK"
     bool showsSuppressionButton = false;
-    bool suppressionState = false;     // the check box, before and after
-    int identifier = 0;                // given when it is shown
-    std::string windowIdentifier;      // of the window that it is a sheet of; empty for one of the application
+    bool suppressionState = false;  // the check box, before and after
+    int identifier = 0;             // given when it is shown
+    std::string windowIdentifier;   // of the window that it is a sheet of; empty for one of the application
 
     // Main thread. Returns the code of the pressed button; kAlertFirstButtonReturn + (last button) when the program is
     // stopped while it waits, since the last button is the one that changes nothing.

@@ -20,22 +20,22 @@ struct FormOption {
 
 struct FormControl {
     enum class Kind {
-        Text,         // a sentence; `value` is the text
-        TextField,    // string
-        Secret,       // string, never sent to the page with a value
-        Number,       // integer or real, with minimum, maximum, step
-        CheckBox,     // boolean
-        PopUp,        // one of options
-        Segmented,    // one of options, shown side by side
-        DateTime,     // date
-        TimeOfDay,    // date of which hour and minute count, in the default time zone
-        Shortcut,     // dictionary: key combination ("characters", "modifierFlags")
-        TextList,     // array of strings
-        Button,       // no value; onChange is the click
+        Text,       // a sentence; `value` is the text
+        TextField,  // string
+        Secret,     // string, never sent to the page with a value
+        Number,     // integer or real, with minimum, maximum, step
+        CheckBox,   // boolean
+        PopUp,      // one of options
+        Segmented,  // one of options, shown side by side
+        DateTime,   // date
+        TimeOfDay,  // date of which hour and minute count, in the default time zone
+        Shortcut,   // dictionary: key combination ("characters", "modifierFlags")
+        TextList,   // array of strings
+        Button,     // no value; onChange is the click
         Separator,
     };
     Kind kind = Kind::Text;
-    std::string id;        // unique within the form
+    std::string id;  // unique within the form
     std::string label, toolTip, placeholder;
     Value value;
     bool enabled = true, hidden = false;

@@ -15,7 +15,10 @@ class Menu;
 
 // Modifier masks of key equivalents, as the platform's events have them. Command is the Ctrl key in the page.
 enum KeyModifier : unsigned {
-    kShiftKey = 1u << 17, kControlKey = 1u << 18, kOptionKey = 1u << 19, kCommandKey = 1u << 20
+    kShiftKey = 1u << 17,
+    kControlKey = 1u << 18,
+    kOptionKey = 1u << 19,
+    kCommandKey = 1u << 20
 };
 
 class MenuItem : public HostObject {

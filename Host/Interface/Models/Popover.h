@@ -15,8 +15,8 @@ struct FormModel;
 
 struct PopoverContent {
     std::string text;
-    std::string imageName;                 // or a data URL with a picture
-    std::string countdownText;             // shown large when not empty
+    std::string imageName;      // or a data URL with a picture
+    std::string countdownText;  // shown large when not empty
     std::vector<std::string> buttonTitles;
     std::vector<std::string> buttonIcons;  // by index; may be shorter
     std::shared_ptr<FormModel> form;       // controls instead of a text
@@ -28,7 +28,7 @@ public:
     explicit Popover(std::string identifier);
     const std::string& identifier() const { return identifier_; }
 
-    PopoverContent content;  // call noteModelChange() after changing it while shown
+    PopoverContent content;                    // call noteModelChange() after changing it while shown
     std::function<void(int button)> onButton;  // the popover stays until it is closed
     std::function<void()> onClose;             // however it came to close; once per showing
 

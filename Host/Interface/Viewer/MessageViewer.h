@@ -18,7 +18,7 @@ class Mailbox;
 // The table that lists messages. On OS minor 11 it is reached by way of messageListController and tableViewManager.
 class TableView : public HostObject {
 public:
-    using HostObject::HostObject;  // class "NSTableView"
+    using HostObject::HostObject;         // class "NSTableView"
     virtual int selectedRow() const = 0;  // -1 for none
     virtual void reloadData() = 0;
     virtual void selectRow(int row, bool byExtendingSelection) = 0;

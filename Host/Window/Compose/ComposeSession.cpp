@@ -99,9 +99,8 @@ std::string ComposeSession::bodyHtml() const {
 // A step of a send may ask something in a sheet or an alert; a second send beside it would be a second message.
 bool ComposeSession::isAsking() const {
     if (window_->currentSheet()) return true;
-    return std::ranges::any_of(AlertCentre::shared().shown(), [this](const Alert* alert) {
-        return alert->windowIdentifier == window_->identifier();
-    });
+    return std::ranges::any_of(AlertCentre::shared().shown(),
+                               [this](const Alert* alert) { return alert->windowIdentifier == window_->identifier(); });
 }
 
 bool ComposeSession::canDo(std::string_view action) const {

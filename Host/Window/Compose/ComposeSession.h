@@ -53,7 +53,7 @@ public:
     bool isClosed() const { return closed_; }
     bool canDo(std::string_view action) const;
     bool isAsking() const;  // a sheet or an alert of the window waits for an answer
-    void sendNow();  // the host's own send, behind whatever a plug-in does first
+    void sendNow();         // the host's own send, behind whatever a plug-in does first
     void attachmentsDidChange();
     void saveAsAsked();
     void discardAsAsked();

@@ -83,8 +83,8 @@ TEST_F(NotificationCenterTest, AFailingObserverIsLoggedAndTheOthersAreCalled) {
     auto c = center_.addObserver("Opened", [](const Notification&) { throw 7; });
     auto d = observe("Opened", "last");
     EXPECT_THAT(heardAfterPosting("Opened"), ElementsAre("last"));
-    EXPECT_THAT(log_.messages(LogLevel::Error),
-                ElementsAre("An observer of Opened failed: no disk", "a fault", "An observer of Opened failed: an exception without text"));
+    EXPECT_THAT(log_.messages(LogLevel::Error), ElementsAre("An observer of Opened failed: no disk", "a fault",
+                                                            "An observer of Opened failed: an exception without text"));
 }
 
 TEST(NotificationCenterLife, AnObservationMayOutliveItsCentre) {
