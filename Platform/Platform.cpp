@@ -2,7 +2,10 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
+
 #include "Adapters.h"
+#include "Keychain/Keychain.h"
 #include "SystemFacts/ProcessInfo.h"
 #include "Workspace/Workspace.h"
 
@@ -21,6 +24,16 @@ void registerHelper(Workspace& workspace, const std::filesystem::path& dataFolde
                                    "--for-process", std::to_string(::getpid())});
 }
 
+// A service manager may hand the vault's key in, so that it lies on no disk.
+std::shared_ptr<Keychain> makeKeychain(const PlatformOptions& options) {
+    Keychain::VaultOptions vault{.folder = options.dataFolder / "Keychain", .key = {}, .files = nullptr};
+    const char* credentials = std::getenv("CREDENTIALS_DIRECTORY");
+    if (credentials) vault.key = std::filesystem::path(credentials) / "quillstead-vault-key";
+    std::error_code failed;
+    if (!std::filesystem::exists(vault.key, failed)) vault.key.clear();
+    return Keychain::standard(vault);
+}
+
 }  // namespace
 
 Platform Platform::make(const PlatformOptions& options) {
@@ -28,7 +41,8 @@ Platform Platform::make(const PlatformOptions& options) {
                       .workspace = makeWorkspace(),
                       .distributedNotifications = makeDistributedNotificationCenter(),
                       .runningApplications = makeRunningApplications(),
-                      .crashReporter = makeCrashReporter(options.dataFolder / "Crash Reports")};
+                      .crashReporter = makeCrashReporter(options.dataFolder / "Crash Reports"),
+                      .keychain = makeKeychain(options)};
     registerHelper(*platform.workspace, options.dataFolder);
     return platform;
 }

@@ -8,6 +8,7 @@ namespace qs {
 
 class CrashReporter;
 class DistributedNotificationCenter;
+class Keychain;
 class ProcessInfo;
 class RunningApplications;
 class Workspace;
@@ -23,6 +24,7 @@ struct Platform {
     std::shared_ptr<DistributedNotificationCenter> distributedNotifications;
     std::shared_ptr<RunningApplications> runningApplications;
     std::shared_ptr<CrashReporter> crashReporter;
+    std::shared_ptr<Keychain> keychain;
 
     // The Linux adapters. The helper program, if it lies beside this one, is registered with the workspace under
     // "com.tallowbay.Quillstead", for the bundles in <data folder>/Bundles; registering it again changes that.
