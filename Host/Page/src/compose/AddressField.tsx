@@ -1,6 +1,6 @@
 // A field of addresses as tokens: typing completes from known addresses, tokens can be walked through, edited, removed and
 // dragged to another field.
-import { useEffect, useId, useRef, useState } from 'preact/hooks';
+import { useEffect, useId, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { call } from '../actions';
 import { parseAddress, splitAddresses, takeFinished, withAdded } from './addresses';
 import { AddressToken, addressesType } from './AddressToken';
@@ -25,7 +25,7 @@ export function AddressField({ label, name, window: owner, addresses, disabled, 
   const [text, setText] = useState('');
   const [over, setOver] = useState(false);
   const completion = useCompletion(text);
-  useEffect(() => {
+  useLayoutEffect(() => {
     if (autofocus) field.current?.focus();
   }, []);
 

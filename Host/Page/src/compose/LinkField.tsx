@@ -1,6 +1,6 @@
 // Asks where a link in the text should go.
 import type Squire from 'squire-rte';
-import { useEffect, useRef, useState } from 'preact/hooks';
+import { useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { completeLink } from './links';
 
 interface Props {
@@ -13,7 +13,7 @@ export function LinkField({ editor, linked, onClose }: Props) {
   const field = useRef<HTMLInputElement>(null);
   const [text, setText] = useState('');
   const [wrong, setWrong] = useState(false);
-  useEffect(() => field.current?.focus(), []);
+  useLayoutEffect(() => field.current?.focus(), []);
   const finish = (): void => {
     onClose();
     editor.focus();

@@ -1,5 +1,5 @@
 // A small form at the foot of the mailboxes, hidden behind a button until it is wanted.
-import { useEffect, useRef, useState } from 'preact/hooks';
+import { useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { call, complain } from '../actions';
 import { Icon } from '../base/Icon';
 import type { AccountModel } from '../protocol';
@@ -9,7 +9,7 @@ export function NewMailbox({ accounts }: { accounts: AccountModel[] }) {
   const [name, setName] = useState('');
   const [account, setAccount] = useState(accounts[0]?.id ?? '');
   const field = useRef<HTMLInputElement>(null);
-  useEffect(() => {
+  useLayoutEffect(() => {
     if (open) field.current?.focus();
   }, [open]);
   const close = (): void => {

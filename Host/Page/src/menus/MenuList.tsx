@@ -34,7 +34,7 @@ export function MenuList(props: MenuListProps) {
     const size = menu.current?.getBoundingClientRect();
     if (size) setPlace(placeMenu(props.anchor, size, { width: innerWidth, height: innerHeight }, props.beside === true));
   }, [items.length]);
-  useEffect(() => {
+  useLayoutEffect(() => {
     if (open >= 0) return; // the submenu has the focus
     const element = active >= 0 ? rowAt(menu.current, active) : menu.current;
     element?.focus();

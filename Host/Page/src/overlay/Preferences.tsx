@@ -1,6 +1,6 @@
 // The preferences: a list of modules and the form of the chosen one. Every change is carried out at once.
-import { useEffect, useId, useRef } from 'preact/hooks';
-import { act } from '../actions';
+import { useId, useLayoutEffect, useRef } from 'preact/hooks';
+import { act, call, complain } from '../actions';
 import { Icon } from '../base/Icon';
 import { useStore } from '../base/Store';
 import { Form } from '../forms/Form';
@@ -19,19 +19,24 @@ function Panel() {
   const title = useId();
   useFocusTrap(panel);
   const close = (): void => act('preferences.close', {});
-  // Arrow keys may be pressed faster than the host answers.
-  const wanted = useRef(selected);
-  useEffect(() => {
-    wanted.current = selected;
+  // Arrow keys may be pressed faster than the host answers: these are the modules asked for and not shown yet.
+  const asked = useRef<string[]>([]);
+  useLayoutEffect(() => {
+    const at = asked.current.indexOf(selected);
+    asked.current = at < 0 ? [] : asked.current.slice(at + 1);
   }, [selected]);
   const show = (module: string): void => {
-    wanted.current = module;
-    act('preferences.show', { module });
+    asked.current.push(module);
+    call('preferences.show', { module }).catch((error: unknown) => {
+      asked.current = [];
+      complain(error);
+    });
   };
   const onTabKey = (event: KeyboardEvent): void => {
     const direction = { ArrowDown: 1, ArrowRight: 1, ArrowUp: -1, ArrowLeft: -1 }[event.key];
     if (!direction) return;
-    const at = modules.findIndex((module) => module.name === wanted.current);
+    const from = asked.current.at(-1) ?? selected;
+    const at = modules.findIndex((module) => module.name === from);
     const next = modules[(at + direction + modules.length) % modules.length];
     if (next) show(next.name);
     event.preventDefault();
@@ -85,8 +90,10 @@ interface TabProps {
 
 function ModuleTab({ name, image, selected, onShow }: TabProps) {
   const tab = useRef<HTMLButtonElement>(null);
-  const focused = document.activeElement?.getAttribute('role') === 'tab';
-  if (selected && focused) queueMicrotask(() => tab.current?.focus()); // arrow keys take the focus along
+  useLayoutEffect(() => {
+    // Arrow keys take the focus along.
+    if (selected && document.activeElement?.getAttribute('role') === 'tab') tab.current?.focus();
+  }, [selected]);
   return (
     <button
       ref={tab} type="button" role="tab" aria-selected={selected} tabIndex={selected ? 0 : -1}

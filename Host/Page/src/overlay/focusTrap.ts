@@ -1,5 +1,5 @@
 // Keeps the focus inside of a dialog while it is open and gives it back afterwards.
-import { useEffect, type MutableRef } from 'preact/hooks';
+import { useLayoutEffect, type MutableRef } from 'preact/hooks';
 
 const focusable =
   'button:not(:disabled):not([tabindex="-1"]), input:not(:disabled), select:not(:disabled), textarea:not(:disabled), ' +
@@ -9,9 +9,12 @@ export function focusableIn(element: HTMLElement): HTMLElement[] {
   return [...element.querySelectorAll<HTMLElement>(focusable)].filter((each) => each.offsetParent !== null);
 }
 
-/** The first focus goes to the element marked data-autofocus, else to the first that can take it, else to the dialog. */
+/**
+ * The first focus goes to the element marked data-autofocus, else to the first that can take it, else to the dialog. It is
+ * there before the dialog is seen: who presses a key at once must not press it into what lies below.
+ */
 export function useFocusTrap(dialog: MutableRef<HTMLElement | null>): void {
-  useEffect(() => {
+  useLayoutEffect(() => {
     const element = dialog.current;
     if (!element) return undefined;
     const before = document.activeElement;

@@ -1,5 +1,5 @@
 // The frame that shows a message's body: no scripts, no origin of ours, nothing loaded from anywhere.
-import { useEffect, useMemo, useRef } from 'preact/hooks';
+import { useLayoutEffect, useMemo, useRef } from 'preact/hooks';
 import type { Body } from '../protocol';
 import { frameDocument } from './frameDocument';
 import { setScrolledFrame } from './frameScroll';
@@ -7,7 +7,7 @@ import { setScrolledFrame } from './frameScroll';
 export function BodyFrame({ body, subject }: { body: Body; subject: string }) {
   const content = useMemo(() => frameDocument(body.html, { plain: body.plain }), [body]);
   const frame = useRef<HTMLIFrameElement>(null);
-  useEffect(() => {
+  useLayoutEffect(() => {
     setScrolledFrame(frame.current);
     return () => setScrolledFrame(null);
   }, [content]);

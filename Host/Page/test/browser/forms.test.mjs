@@ -53,13 +53,61 @@ test('a field shows what the host makes of it, but not over what is being typed'
 });
 
 test('the preferences walk with the arrow keys', async (t) => {
-  const { page } = await open(t);
+  const { page, host } = await open(t);
   await page.keyboard.press('Control+,');
   await page.waitForSelector('.module-tab.selected:has-text("Sending")');
   await page.keyboard.press('ArrowUp');
   await page.keyboard.press('ArrowUp');
   await page.waitForSelector('.module-tab.selected:has-text("General")');
   await until(() => page.evaluate(() => document.activeElement.textContent === 'General'), 'the focus on the tab');
+  assert.deepEqual(callsOf(host, 'preferences.show').map((each) => each.module), ['Accounts', 'General']);
+});
+
+test('arrow keys in the preferences may outrun the host', async (t) => {
+  const { page, host } = await open(t);
+  await page.keyboard.press('Control+,');
+  await page.waitForSelector('.module-tab.selected:has-text("Sending")');
+  const answer = host.answer;
+  const late = [];
+  host.answer = (call, args) => (call === 'preferences.show' ? (late.push(args), null) : answer.call(host, call, args));
+  await page.keyboard.press('ArrowUp');
+  await page.keyboard.press('ArrowUp');
+  await until(() => late.length === 2, 'two wishes');
+  answer.call(host, 'preferences.show', late[0]); // only the first is fulfilled so far
+  await page.waitForSelector('.module-tab.selected:has-text("Accounts")');
+  await page.keyboard.press('ArrowUp');
+  await until(() => late.length === 3, 'the third wish');
+  assert.deepEqual(late.map((each) => each.module), ['Accounts', 'General', 'Plug-ins']);
+});
+
+test('what opens has the focus from the moment it is drawn', async (t) => {
+  const { page, host } = await open(t);
+  await page.evaluate(() => {
+    // Runs right after the page has drawn, before anybody could press a key.
+    window.focusAtBirth = {};
+    new MutationObserver(() => {
+      for (const name of ['preferences', 'menu', 'new-mailbox-form', 'alert', 'compose', 'link-field']) {
+        const found = document.querySelector(`.${name}`);
+        if (found && !(name in window.focusAtBirth)) window.focusAtBirth[name] = found.contains(document.activeElement);
+      }
+    }).observe(document.body, { childList: true, subtree: true });
+  });
+  const opens = async (selector, act) => {
+    await act();
+    await page.waitForSelector(selector);
+  };
+  await opens('.preferences', () => page.keyboard.press('Control+,'));
+  await page.keyboard.press('Escape');
+  await page.waitForSelector('.preferences', { state: 'detached' });
+  await opens('.menu', () => page.click('#row-1002', { button: 'right' }));
+  await page.keyboard.press('Escape');
+  await opens('.new-mailbox-form', () => page.click('text=New mailbox'));
+  await opens('.compose', () => host.openCompose());
+  await opens('.link-field', () => page.click('.compose [aria-label="Link"]'));
+  await opens('.alert', () => host.alert({ title: 'Really?', buttons: ['Yes', 'No'] }));
+  assert.deepEqual(await page.evaluate(() => window.focusAtBirth), {
+    preferences: true, menu: true, 'new-mailbox-form': true, compose: true, 'link-field': true, alert: true,
+  });
 });
 
 test('an address moves to another field by dragging', async (t) => {

@@ -9,38 +9,52 @@ after(stopBrowser);
 const alert = { title: 'The server refused your password.', text: 'Check it and try again.', buttons: ['Open Preferences', 'Later'], suppression: false };
 const hint = { identifier: 'hint', anchor: 'toolbar:viewer:Snooze', edge: 1, text: 'A hint.', countdown: '0:24', buttons: ['Yes', 'No'], buttonIcons: ['send'] };
 
+// How each screen is shown, and what tells that it is there.
 const screens = {
-  viewer: async () => {},
-  message: (page) => page.click('#row-1003'),
-  empty: (page, host) => {
-    host.view.mailbox = 'trash';
-    host.view.selected = [];
-    host.tell('list', 'message', 'viewer');
-  },
-  outbox: (page, host) => {
-    host.view.mailbox = 'outbox';
-    host.tell('list', 'message');
-  },
-  menu: (page) => page.click('.menubar-title:has-text("Message"):visible, .menu-button:visible'),
-  compose: (page, host) => host.openCompose({ to: ['Ada <ada@x.example>', 'wrong'], subject: 'Re: x', attachments: [{ id: '1', name: 'a.pdf', type: 'application/pdf', size: 5, inline: false }] }),
-  sheet: async (page, host) => {
-    host.openCompose();
-    await page.click('.compose .tool[aria-label="Schedule"]');
-  },
-  alert: (page, host) => host.alert(alert),
-  preferences: (page) => page.keyboard.press('Control+,'),
-  popover: (page, host) => host.push({ popovers: [hint], app: { ...host.models.app, notices: [{ id: 1, text: 'A notice.' }] } }),
-  shortcuts: (page) => page.keyboard.press('?'),
-  lost: (page, host) => host.close(),
+  viewer: ['.row', async () => {}],
+  message: ['.message', (page) => page.click('#row-1003')],
+  empty: [
+    '.list-empty',
+    (page, host) => {
+      host.view.mailbox = 'trash';
+      host.view.selected = [];
+      host.tell('list', 'message', 'viewer');
+    },
+  ],
+  outbox: [
+    '.taken',
+    (page, host) => {
+      host.view.mailbox = 'outbox';
+      host.tell('list', 'message');
+    },
+  ],
+  menu: ['.menu', (page) => page.click('.menubar-title:has-text("Message"):visible, .menu-button:visible')],
+  compose: [
+    '.compose .editor',
+    (page, host) => host.openCompose({ to: ['Ada <ada@x.example>', 'wrong'], subject: 'Re: x', attachments: [{ id: '1', name: 'a.pdf', type: 'application/pdf', size: 5, inline: false }] }),
+  ],
+  sheet: [
+    '.sheet',
+    async (page, host) => {
+      host.openCompose();
+      await page.click('.compose .tool[aria-label="Schedule"]');
+    },
+  ],
+  alert: ['.alert', (page, host) => host.alert(alert)],
+  preferences: ['.preferences', (page) => page.keyboard.press('Control+,')],
+  popover: ['.popover', (page, host) => host.push({ popovers: [hint], app: { ...host.models.app, notices: [{ id: 1, text: 'A notice.' }] } })],
+  shortcuts: ['.dialog', (page) => page.keyboard.press('?')],
+  lost: ['.connection-bar', (page, host) => host.close()],
 };
 const shapes = { light: {}, dark: { dark: true }, narrow: { width: 400, height: 800 } };
 
 for (const [shape, options] of Object.entries(shapes))
-  for (const [name, show] of Object.entries(screens))
+  for (const [name, [sign, show]] of Object.entries(screens))
     test(`${name}, ${shape}`, async (t) => {
       const { page, host } = await open(t, options);
       await page.waitForSelector(options.width ? '.row' : '.body-frame');
       await show(page, host);
+      await page.waitForSelector(sign);
       await page.evaluate(() => Promise.all(document.getAnimations().map((each) => each.finished.catch(() => undefined))));
       assert.deepEqual(await axeFaults(page), []);
       assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth), 'the page is too wide');
