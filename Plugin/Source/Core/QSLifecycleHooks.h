@@ -50,10 +50,6 @@ struct QSLifecycleHooks {
     // Snoozing.
     std::function<bool(const Mailbox& mailbox)> isSnoozeMailbox;  // main
     std::function<std::shared_ptr<Menu>()> snoozeOptionsMenu;     // main
-
-    // One-time hints.
-    std::function<void(const std::string& identifier, const std::string& text, std::shared_ptr<View> view, int edge)>
-        queuePopover;  // main
 };
 
 }  // namespace qs

@@ -4,6 +4,7 @@
 
 #include "Core/QSLifecycleHooks.h"
 #include "Core/QSPluginDelegate.h"
+#include "Core/QSPopoverController.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/Bundle.h"
 #include "Foundation/Log.h"
@@ -26,12 +27,14 @@ QSSession::QSSession(std::shared_ptr<Bundle> bundle)
     : bundle_(std::move(bundle)),
       lifecycleHooks_(std::make_unique<QSLifecycleHooks>()),
       sendHooks_(std::make_unique<QSSendHooks>()),
+      popoverController_(std::make_shared<QSPopoverController>()),
       globalQueue_(std::make_unique<OperationQueue>(kMostAtOnce)) {
     currentSession = this;
 }
 
 QSSession::~QSSession() {
     globalQueue_.reset();
+    popoverController_.reset();
     delegate_.reset();
     for (const auto& logger : loggers_)
         DDLog::removeLogger(logger);

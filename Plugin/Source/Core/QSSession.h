@@ -15,6 +15,7 @@ class DDLogger;
 class HostObject;
 class OperationQueue;
 class QSPluginDelegate;
+class QSPopoverController;
 class UserDefaults;
 class UserDefaultsController;
 struct QSLifecycleHooks;
@@ -36,6 +37,7 @@ public:
     Bundle& bundle() { return *bundle_; }
     QSLifecycleHooks& lifecycleHooks() { return *lifecycleHooks_; }
     QSSendHooks& sendHooks() { return *sendHooks_; }
+    QSPopoverController& popoverController() { return *popoverController_; }
     // For work off the main thread that reaches into the plug-in: the session ends only when what runs here is done. So
     // nothing here may wait for the main thread.
     OperationQueue& globalQueue() { return *globalQueue_; }
@@ -50,6 +52,7 @@ private:
     std::vector<std::shared_ptr<DDLogger>> loggers_;
     std::unique_ptr<QSLifecycleHooks> lifecycleHooks_;
     std::unique_ptr<QSSendHooks> sendHooks_;
+    std::shared_ptr<QSPopoverController> popoverController_;
     std::once_flag defaultsOnce_;
     std::shared_ptr<UserDefaults> defaults_;
     std::unique_ptr<UserDefaultsController> defaultsController_;

@@ -2,8 +2,8 @@
 // stands in the outbox. All of it runs on the main thread.
 #include "Compose/HeadersEditor.h"
 #include "Core/PatchClass.h"
-#include "Core/QSLifecycleHooks.h"
 #include "Core/QSPluginDelegate.h"
+#include "Core/QSPopoverController.h"
 #include "Core/QSSession.h"
 #include "Foundation/RunLoop.h"
 #include "Mail/MailAccount.h"
@@ -87,15 +87,12 @@ void send(HostObject& object, HostObject* from) {
 
 void announceInOutbox(const MessageRef& message) {
     auto headers = message->headersIfAvailable();
-    if (headers && headers->hasHeaderForKey(QSHeaderKeyXScheduledDate)) {
-        const auto& queuePopover = QSSession::current().lifecycleHooks().queuePopover;
-        if (queuePopover)
-            queuePopover("ScheduledInOutbox",
-                         QSLocalizedString("Your scheduled emails will be stored in your outbox until the configured "
-                                           "send time is reached."),
-                         QSPluginDelegate::sharedDelegate().anchorViewForPopover(), 3);
-        return;
-    }
+    if (headers && headers->hasHeaderForKey(QSHeaderKeyXScheduledDate))
+        return QSPopoverController::sharedController().queuePopoverWithIdentifier(
+            "ScheduledInOutbox",
+            QSLocalizedString(
+                "Your scheduled emails will be stored in your outbox until the configured send time is reached."),
+            QSPluginDelegate::sharedDelegate().anchorViewForPopover(), 3);
     if (headers && headers->hasHeaderForKey(QSHeaderKeyXUnsubscribe)) return;
     auto& defaults = QSPluginDelegate::quillsteadDefaults();
     if (!defaults.boolForKey("QSShowUndoDialog") || !defaults.boolForKey("QSSendDelay")) return;

@@ -4,7 +4,7 @@
 #include "Application/Bundles.h"
 #include "Application/Preferences.h"
 #include "Core/PatchClass.h"
-#include "Core/QSLifecycleHooks.h"
+#include "Core/QSPopoverController.h"
 #include "Core/QSQuillsteadPreferenceModule.h"
 #include "Core/QSSession.h"
 #include "Foundation/RunLoop.h"
@@ -37,10 +37,9 @@ void raisePriorityAndHint(const std::shared_ptr<Preferences>& panel, const std::
     auto item = itemNamed(toolbar->visibleItems(), name);
     if (!item) return;
     item->visibilityPriority = kHighVisibilityPriority;
-    const auto& queuePopover = session->lifecycleHooks().queuePopover;
-    if (item->view() && queuePopover)
-        queuePopover("Preferences", QSLocalizedString("Configure Quillstead according to your personal preferences."),
-                     item->view(), 1);
+    session->popoverController().queuePopoverWithIdentifier(
+        "Preferences", QSLocalizedString("Configure Quillstead according to your personal preferences."), item->view(),
+        1);
 }
 
 void addPane(const std::shared_ptr<Preferences>& panel) {

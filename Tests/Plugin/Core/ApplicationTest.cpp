@@ -7,6 +7,7 @@
 #include "Models/Alert.h"
 #include "Models/Form.h"
 #include "Models/Menu.h"
+#include "Models/Popover.h"
 #include "Models/Toolbar.h"
 #include "Models/View.h"
 #include "PluginTest.h"
@@ -18,6 +19,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 class ApplicationTest : public PluginTest {
 protected:
@@ -251,14 +253,6 @@ TEST_F(PreferencePaneTest, ThePaneIsAddedOnceAndStoresWhatIsChanged) {
 
 TEST_F(PreferencePaneTest, TheFirstLookAtThePreferencesPointsThePaneOut) {
     startHost();
-    std::vector<std::string> hints;
-    hooks().queuePopover = [&](const std::string& identifier, const std::string& text,
-                               const std::shared_ptr<View>& view, int edge) {
-        EXPECT_EQ(text, "Configure Quillstead according to your personal preferences.");
-        EXPECT_NE(view, nullptr);
-        EXPECT_EQ(edge, 1);
-        hints.push_back(identifier);
-    };
     auto& preferences = host_->application().preferences();
     auto items = [&] { return preferences.preferencesPanel()->toolbar()->items(); };
     auto paneItems = [&] {
@@ -268,16 +262,21 @@ TEST_F(PreferencePaneTest, TheFirstLookAtThePreferencesPointsThePaneOut) {
     host_->application().showPreferencesPanel(nullptr);
     EXPECT_EQ(paneItems(), 1);
     host_->advance(0.4);
-    EXPECT_THAT(hints, IsEmpty());
+    EXPECT_THAT(Popover::allShown(), IsEmpty());
     host_->advance(0.2);
-    EXPECT_THAT(hints, ElementsAre("Preferences"));
+    ASSERT_THAT(Popover::allShown(), SizeIs(1));
+    const Popover& hint = *Popover::allShown()[0];
+    EXPECT_EQ(hint.identifier(), "Preferences");
+    EXPECT_EQ(hint.content.text, "Configure Quillstead according to your personal preferences.");
+    EXPECT_EQ(hint.positioningView(), items().back()->view());
+    EXPECT_EQ(hint.preferredEdge(), 1);
     EXPECT_EQ(items().back()->itemIdentifier(), "Quillstead");
     EXPECT_EQ(items().back()->visibilityPriority, 1000);
     preferences.close();
     host_->application().showPreferencesPanel(nullptr);
     host_->advance(1);
     EXPECT_EQ(paneItems(), 1);
-    EXPECT_THAT(hints, ElementsAre("Preferences"));
+    EXPECT_THAT(Popover::allShown(), IsEmpty()) << "it closed with the preferences, and once is enough";
 
     preferences.show("General");
     choose("showQuillsteadPreferences:");
