@@ -4,13 +4,14 @@
 #include <mutex>
 
 #include "Foundation/Assertion.h"
+#include "Foundation/GlobalQueue.h"
 #include "Foundation/RunLoop.h"
 
 namespace qs {
 
 // Up to `limit` runners work off what waits; each is a block of the global queue and ends when nothing is left.
 struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::State> {
-    explicit State(int atOnce) : limit(std::max(atOnce, 1)) {}
+    State(int atOnce, GlobalQueue* own) : limit(std::max(atOnce, 1)), ownThreads(own) {}
 
     // Gives its place back also when the run loop goes and drops it unrun.
     class Runner {
@@ -49,7 +50,10 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
             ++runners;
         }
         auto runner = std::make_shared<Runner>(shared_from_this());
-        RunLoop::main().postToGlobalQueue([runner] { runner->run(); });
+        if (ownThreads)
+            ownThreads->add([hold = RunLoop::main().holdTime(), runner = std::move(runner)] { runner->run(); });
+        else
+            RunLoop::main().postToGlobalQueue([runner] { runner->run(); });
     }
 
     // An empty block, and the runner's place given back, when nothing waits. One step, lest an operation that is added
@@ -97,6 +101,7 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
     static thread_local const State* currentOnThisThread;
 
     const int limit;
+    GlobalQueue* const ownThreads;  // null: the run loop's
     std::mutex lock;
     std::condition_variable changed;
     std::deque<Block> waiting;
@@ -105,7 +110,9 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
 
 thread_local const OperationQueue::State* OperationQueue::State::currentOnThisThread = nullptr;
 
-OperationQueue::OperationQueue(int limit) : state_(std::make_shared<State>(limit)) {}
+OperationQueue::OperationQueue(int limit, Threads threads)
+    : ownThreads_(threads == Threads::Own ? std::make_unique<GlobalQueue>() : nullptr),
+      state_(std::make_shared<State>(limit, ownThreads_.get())) {}
 
 OperationQueue::~OperationQueue() {
     state_->dropWaiting();

@@ -12,6 +12,7 @@
 #include <optional>
 #include <thread>
 
+#include "Foundation/AlarmThread.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/GlobalQueue.h"
 #include "Foundation/Handover.h"
@@ -232,7 +233,10 @@ private:
 // One Asio timer is armed for the earliest of ours. Only the main thread touches it.
 class RealRunLoop final : public AsioRunLoop {
 public:
-    ~RealRunLoop() override { shutDown(); }
+    ~RealRunLoop() override {
+        alarms_.stop();
+        shutDown();
+    }
 
     Date now() const override {
         return {std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count()};
@@ -250,7 +254,12 @@ public:
         return true;
     }
 
+    TimerRef afterOnGlobalQueue(TimeInterval seconds, Block block) override {
+        return alarms_.after(seconds, [this, block = std::move(block)] { postToGlobalQueue(block); });
+    }
+
     void advance(TimeInterval) override { raiseAssertion("A real clock can't be advanced"); }
+    void setClock(Date) override { raiseAssertion("A real clock can't be set"); }
 
 private:
     void timerAdded(TimeInterval) override {
@@ -293,16 +302,17 @@ private:
     }
 
     const SteadyClock::time_point started_ = SteadyClock::now();
+    AlarmThread alarms_{[this] { return uptime(); }};
     std::optional<boost::asio::steady_timer> alarm_{context()};
     std::optional<TimeInterval> armedFor_;
 };
 
 class VirtualRunLoop final : public AsioRunLoop {
 public:
-    explicit VirtualRunLoop(Date start) : start_(start) {}
+    explicit VirtualRunLoop(Date start) : start_(start.secondsSince1970) {}
     ~VirtualRunLoop() override { shutDown(); }
 
-    Date now() const override { return start_ + elapsed_; }
+    Date now() const override { return {start_ + elapsed_}; }
     TimeInterval uptime() const override { return elapsed_; }
 
     bool runUntil(const std::function<bool()>& done) override {
@@ -325,6 +335,12 @@ public:
         moveTo(target);
     }
 
+    void setClock(Date now) override { start_ = now.secondsSince1970 - elapsed_; }
+
+    TimerRef afterOnGlobalQueue(TimeInterval seconds, Block block) override {
+        return after(seconds, [this, block = std::move(block)] { postToGlobalQueue(block); });
+    }
+
 private:
     void timerAdded(TimeInterval due) override {
         if (due <= elapsed_) postToken([this] { fireOneDue(); });
@@ -337,7 +353,7 @@ private:
         if (time > elapsed_) elapsed_ = time;
     }
 
-    const Date start_;
+    std::atomic<double> start_;  // what the clock showed when nothing had elapsed
     std::atomic<TimeInterval> elapsed_ = 0;
 };
 
@@ -361,10 +377,6 @@ RunLoop& RunLoop::main() {
 }
 
 RunLoop* RunLoop::mainIfInstalled() { return installedLoop; }
-
-TimerRef RunLoop::afterOnGlobalQueue(TimeInterval seconds, Block block) {
-    return after(seconds, [this, block = std::move(block)] { postToGlobalQueue(block); });
-}
 
 boost::asio::io_context& ioContextOf(RunLoop& loop) {
     auto* found = dynamic_cast<AsioRunLoop*>(&loop);

@@ -52,7 +52,8 @@ public:
     // First after `interval`, then every `interval`; late firings are not made up for. Interval at least 0.0001. While
     // the block runs (a modal alert, say) the timer does not fire again.
     virtual TimerRef every(TimeInterval interval, Block block) = 0;
-    TimerRef afterOnGlobalQueue(TimeInterval seconds, Block block);
+    // The block runs on a global queue, and the wait does not need the main thread: it ends in time while that is busy.
+    virtual TimerRef afterOnGlobalQueue(TimeInterval seconds, Block block) = 0;
 
     // For work that the loop cannot see, such as an answer of a server that is under way: while what is returned lives,
     // a virtual clock stands and runUntilIdle() waits. Means nothing to a real clock. From every thread.
@@ -71,6 +72,9 @@ public:
     // Virtual clock only: fires everything that falls due within `seconds`, in order, waiting for global work and all
     // that it posts before time moves on. Assertion failure on a real clock.
     virtual void advance(TimeInterval seconds) = 0;
+    // Virtual clock only: it shows another time from now on, as when somebody sets it, or when the machine wakes from
+    // sleep. Timers count the time that the machine is awake and don't notice.
+    virtual void setClock(Date now) = 0;
     // Handles all that is ready now, waits for global work to finish, and returns when nothing is ready. Time stands.
     // Like advance(), it goes on after stop(), so that a test can look at what a stopped program leaves.
     virtual void runUntilIdle() = 0;
@@ -80,7 +84,11 @@ public:
 // queue. Counted as global work by a virtual clock. Destroying it waits for running operations and drops waiting ones.
 class OperationQueue {
 public:
-    explicit OperationQueue(int limit);
+    enum class Threads {
+        Shared,  // those of the global queues, which are bounded: work waits while all of them are busy
+        Own      // an operation must not hold the last reference to such a queue
+    };
+    explicit OperationQueue(int limit, Threads threads = Threads::Shared);
     ~OperationQueue();
     OperationQueue(const OperationQueue&) = delete;
     OperationQueue& operator=(const OperationQueue&) = delete;
@@ -93,6 +101,7 @@ public:
 
 private:
     struct State;
+    std::unique_ptr<class GlobalQueue> ownThreads_;
     std::shared_ptr<State> state_;
 };
 

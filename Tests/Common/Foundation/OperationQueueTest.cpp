@@ -41,17 +41,32 @@ TEST_F(OperationQueueTest, UpToItsLimitRunSideBySide) {
     queue.waitUntilFinished();
 }
 
-TEST_F(OperationQueueTest, ASerialQueueKeepsTheOrderAlsoAfterAFault) {
-    std::vector<int> order;
-    OperationQueue queue(1);
-    for (int i = 0; i < 4; ++i)
-        queue.add([&, i] {
-            order.push_back(i);
-            if (i == 1) throw std::runtime_error("no disk");
-        });
+TEST_F(OperationQueueTest, AQueueWithThreadsOfItsOwnWorksWhileAllOthersAreBusy) {
+    std::latch mayEnd(1);
+    for (int i = 0; i < 100; ++i)
+        loop_->postToGlobalQueue([&] { mayEnd.wait(); });
+    OperationQueue own(1, OperationQueue::Threads::Own);
+    bool done = false;
+    own.add([&] { done = true; });
+    own.waitUntilFinished();
+    EXPECT_TRUE(done);
+    mayEnd.count_down();
     loop_->runUntilIdle();
-    EXPECT_THAT(order, ElementsAre(0, 1, 2, 3));
-    EXPECT_THAT(log_.messages(), ElementsAre("An operation failed: no disk"));
+}
+
+TEST_F(OperationQueueTest, ASerialQueueKeepsTheOrderAlsoAfterAFault) {
+    for (const auto threads : {OperationQueue::Threads::Shared, OperationQueue::Threads::Own}) {
+        std::vector<int> order;
+        OperationQueue queue(1, threads);
+        for (int i = 0; i < 4; ++i)
+            queue.add([&, i] {
+                order.push_back(i);
+                if (i == 1) throw std::runtime_error("no disk");
+            });
+        loop_->runUntilIdle();
+        EXPECT_THAT(order, ElementsAre(0, 1, 2, 3));
+    }
+    EXPECT_THAT(log_.messages(), ElementsAre("An operation failed: no disk", "An operation failed: no disk"));
 }
 
 TEST_F(OperationQueueTest, DestructionWaitsForWhatRunsAndDropsTheRest) {

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/write.hpp>
+#include <chrono>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -330,9 +331,45 @@ TEST_F(VirtualRunLoopTest, PostingFromManyThreadsLosesNothing) {
     EXPECT_EQ(sum, 4000);
 }
 
+TEST_F(VirtualRunLoopTest, ASetClockShowsAnotherTimeAndLeavesTimersAlone) {
+    loop_->after(10, [&] { noted_.push_back("timer"); });
+    loop_->advance(4);
+    loop_->setClock(kStart + 30 * kDay);
+    EXPECT_EQ(loop_->now(), kStart + 30 * kDay);
+    loop_->advance(5);
+    EXPECT_THAT(noted_, IsEmpty());
+    loop_->setClock(kStart - kDay);
+    loop_->advance(1);
+    EXPECT_THAT(noted_, ElementsAre("timer"));
+    EXPECT_EQ(loop_->now(), kStart - kDay + 1);
+}
+
+TEST(RealRunLoop, AWaitOnAGlobalQueueEndsWhileTheMainThreadIsBusy) {
+    auto loop = RunLoop::make(RunLoop::Clock::Real);
+    std::promise<void> first, second;
+    std::atomic<bool> firstIsDone = false, wasInvalidated = true;
+    loop->afterOnGlobalQueue(3600, [] { FAIL() << "an hour has not passed"; });
+    TimerRef dropped = loop->afterOnGlobalQueue(0.01, [&] { wasInvalidated = false; });
+    dropped->invalidate();
+    loop->afterOnGlobalQueue(0.02, [&] {
+        EXPECT_TRUE(firstIsDone) << "although it was asked for later";
+        second.set_value();
+    });
+    loop->afterOnGlobalQueue(0.001, [&] {
+        EXPECT_FALSE(loop->isMainThread());
+        firstIsDone = true;
+        first.set_value();
+    });
+    // The main thread does nothing but wait. The bound is there for a test that fails.
+    EXPECT_EQ(first.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+    EXPECT_EQ(second.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+    EXPECT_TRUE(wasInvalidated);
+}
+
 TEST(RealRunLoop, CannotBeAdvancedAndAWaitFromAnotherThreadFires) {
     auto loop = RunLoop::make(RunLoop::Clock::Real);
     EXPECT_THROW(loop->advance(1), AssertionFailure);
+    EXPECT_THROW(loop->setClock({}), AssertionFailure);
     bool fired = false;
     loop->after(3600, [] { FAIL(); });
     loop->postToGlobalQueue([&] { loop->after(0.001, [&] { fired = true; }); });
