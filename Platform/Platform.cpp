@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "Adapters.h"
+#include "Http/HttpClient.h"
 #include "Keychain/Keychain.h"
 #include "SystemFacts/ProcessInfo.h"
 #include "Workspace/Workspace.h"
@@ -42,7 +43,8 @@ Platform Platform::make(const PlatformOptions& options) {
                       .distributedNotifications = makeDistributedNotificationCenter(),
                       .runningApplications = makeRunningApplications(),
                       .crashReporter = makeCrashReporter(options.dataFolder / "Crash Reports"),
-                      .keychain = makeKeychain(options)};
+                      .keychain = makeKeychain(options),
+                      .http = HttpClient::make({.userAgent = "Quillstead", .certificates = {}})};
     registerHelper(*platform.workspace, options.dataFolder);
     return platform;
 }

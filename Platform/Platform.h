@@ -8,6 +8,7 @@ namespace qs {
 
 class CrashReporter;
 class DistributedNotificationCenter;
+class HttpClient;
 class Keychain;
 class ProcessInfo;
 class RunningApplications;
@@ -25,6 +26,7 @@ struct Platform {
     std::shared_ptr<RunningApplications> runningApplications;
     std::shared_ptr<CrashReporter> crashReporter;
     std::shared_ptr<Keychain> keychain;
+    std::shared_ptr<HttpClient> http;  // to be dropped before the run loop
 
     // The Linux adapters. The helper program, if it lies beside this one, is registered with the workspace under
     // "com.tallowbay.Quillstead", for the bundles in <data folder>/Bundles; registering it again changes that.

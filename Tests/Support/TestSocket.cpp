@@ -86,6 +86,14 @@ bool TestConnection::startTls(const TestIdentity& identity) {
     return true;
 }
 
+std::optional<std::string> TestConnection::read(std::size_t count) {
+    while (buffer_.size() < count)
+        if (!fill()) return std::nullopt;
+    std::string bytes = buffer_.substr(0, count);
+    buffer_.erase(0, count);
+    return bytes;
+}
+
 void TestConnection::waitForHangUp() {
     while (fill())
         buffer_.clear();

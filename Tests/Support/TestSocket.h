@@ -20,6 +20,8 @@ public:
     TestConnection& operator=(const TestConnection&) = delete;
 
     bool write(std::string_view bytes);
+    // Exactly that many bytes; nothing when the other side hung up first.
+    std::optional<std::string> read(std::size_t count);
     // With its line end, as it came; nothing when the other side hung up first.
     std::optional<std::string> readLine();
     // What was read but not asked for yet: a client that talks before the handshake is wrong.
