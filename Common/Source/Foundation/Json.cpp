@@ -1,0 +1,105 @@
+#include "Foundation/Json.h"
+
+#include <algorithm>
+#include <boost/beast/core/detail/base64.hpp>
+#include <boost/json.hpp>
+#include <cmath>
+
+#include "Text/Utf8.h"
+
+namespace qs {
+
+namespace json = boost::json;
+
+namespace {
+
+constexpr std::size_t kDeepest = 64;
+
+Value valueOf(const json::value& from, JsonNulls nulls) {
+    switch (from.kind()) {
+    case json::kind::null: return {};
+    case json::kind::bool_: return from.get_bool();
+    case json::kind::int64: return from.get_int64();
+    case json::kind::uint64: return static_cast<double>(from.get_uint64());
+    case json::kind::double_: return from.get_double();
+    case json::kind::string: return std::string_view(from.get_string().data(), from.get_string().size());
+    case json::kind::array: {
+        Array array;
+        for (const json::value& each : from.get_array())
+            array.push_back(valueOf(each, nulls));
+        return array;
+    }
+    case json::kind::object: {
+        Dictionary dictionary;
+        for (const auto& field : from.get_object())
+            if (nulls == JsonNulls::Keep || !field.value().is_null())
+                dictionary[std::string(field.key())] = valueOf(field.value(), nulls);
+        return dictionary;
+    }
+    }
+    return {};
+}
+
+json::value jsonOf(const Value& value) {
+    switch (value.type()) {
+    case Value::Type::Nil: break;
+    case Value::Type::Boolean: return value.boolValue();
+    case Value::Type::Integer: return value.integerValue();
+    case Value::Type::Real:
+        if (std::isfinite(value.doubleValue())) return value.doubleValue();
+        break;
+    case Value::Type::Date: return value.dateValue().value_or(Date()).secondsSince1970;
+    case Value::Type::String: return json::value(validUtf8(value.stringValue()));
+    case Value::Type::Data: {
+        const std::string& bytes = value.dataValue().bytes;
+        namespace base64 = boost::beast::detail::base64;
+        std::string text(base64::encoded_size(bytes.size()), 0);
+        text.resize(base64::encode(text.data(), bytes.data(), bytes.size()));
+        return json::value(text);
+    }
+    case Value::Type::Array: {
+        json::array array;
+        for (const Value& each : value.array())
+            array.push_back(jsonOf(each));
+        return array;
+    }
+    case Value::Type::Dictionary: {
+        json::object object;
+        for (const auto& [key, each] : value.dictionary())
+            object[validUtf8(key)] = jsonOf(each);
+        return object;
+    }
+    }
+    return nullptr;
+}
+
+std::string placeIn(std::string_view text, std::size_t at) {
+    const std::string_view before = text.substr(0, std::min(at, text.size()));
+    const auto lines = std::count(before.begin(), before.end(), '\n');
+    const auto start = before.rfind('\n');
+    const std::size_t column = start == std::string_view::npos ? before.size() : before.size() - start - 1;
+    return "line " + std::to_string(lines + 1) + ", column " + std::to_string(column + 1);
+}
+
+}  // namespace
+
+Result<Value> parseJson(std::string_view text, JsonNulls nulls) {
+    json::parse_options options;
+    options.max_depth = kDeepest;
+    json::stream_parser parser(json::storage_ptr(), options);
+    json::error_code wrong;
+    std::size_t read = parser.write_some(text.data(), text.size(), wrong);
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+    if (!wrong) parser.finish(wrong);
+    while (!wrong && read < text.size() && isBlank(text[read]))
+        ++read;
+    if (!wrong && read < text.size()) wrong = json::error::extra_data;
+    if (wrong)
+        return failure("com.tallowbay.Quillstead.json", wrong.value(),
+                       "This is no JSON at " + placeIn(text, read) + ": " + wrong.message() + ".");
+    return valueOf(parser.release(), nulls);
+}
+
+std::string jsonText(const Value& value) { return json::serialize(jsonOf(value)); }
+
+}  // namespace qs

@@ -1,0 +1,20 @@
+// JSON as services speak it (RFC 8259), both ways.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Foundation/Result.h"
+#include "Foundation/Value.h"
+
+namespace qs {
+
+enum class JsonNulls { Keep, Drop };  // Drop leaves out the keys of objects whose value is null; arrays keep theirs
+
+// Bounded in depth (64); bad input gives an error that names line and column. Integers beyond 64 bits become reals.
+Result<Value> parseJson(std::string_view text, JsonNulls nulls = JsonNulls::Keep);
+// On one line, keys in their order. Dates become their seconds since 1970, data its base64; bytes that are no UTF-8 are
+// replaced, and numbers that JSON can't hold become null.
+std::string jsonText(const Value& value);
+
+}  // namespace qs
