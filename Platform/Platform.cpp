@@ -7,6 +7,7 @@
 #include "Adapters.h"
 #include "Http/HttpClient.h"
 #include "Keychain/Keychain.h"
+#include "Reachability/NetworkState.h"
 #include "SystemFacts/ProcessInfo.h"
 #include "Workspace/Workspace.h"
 
@@ -44,6 +45,7 @@ Platform Platform::make(const PlatformOptions& options) {
                       .runningApplications = makeRunningApplications(),
                       .crashReporter = makeCrashReporter(options.dataFolder / "Crash Reports"),
                       .keychain = makeKeychain(options),
+                      .network = NetworkState::system(),
                       .http = HttpClient::make({.userAgent = "Quillstead", .certificates = {}})};
     registerHelper(*platform.workspace, options.dataFolder);
     return platform;

@@ -10,6 +10,7 @@ class CrashReporter;
 class DistributedNotificationCenter;
 class HttpClient;
 class Keychain;
+class NetworkState;
 class ProcessInfo;
 class RunningApplications;
 class Workspace;
@@ -26,6 +27,7 @@ struct Platform {
     std::shared_ptr<RunningApplications> runningApplications;
     std::shared_ptr<CrashReporter> crashReporter;
     std::shared_ptr<Keychain> keychain;
+    std::shared_ptr<NetworkState> network;
     std::shared_ptr<HttpClient> http;  // to be dropped before the run loop
 
     // The Linux adapters. The helper program, if it lies beside this one, is registered with the workspace under
