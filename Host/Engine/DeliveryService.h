@@ -21,6 +21,7 @@ namespace qs {
 
 class AccountBook;
 class FileSystem;
+class Mailbox;
 class MailLibrary;
 struct OutgoingMessage;
 
@@ -49,6 +50,12 @@ public:
     // Puts a finished message into its account's outbox, durable when it returns. Message-Id and unique id are fixed
     // now, if the message has none yet. Any thread.
     virtual Result<MessageRef> append(std::string_view account, const OutgoingMessage& message) = 0;
+
+    // Takes messages that wait in an outbox back, into another mailbox (drafts, trash). Of this and a delivery exactly
+    // one gets each: what a delivery has taken stays with that, and the error says so. What a crash cuts off is settled
+    // at the start, before the queue runs. What the disk refuses is tried again with each walk; meanwhile it does not
+    // leave. Any thread.
+    virtual Result<void> takeBack(const std::vector<std::int64_t>& ids, Mailbox& to) = 0;
 
     // Of messages that a delivery has taken out of the outbox: being sent, in doubt, or, before start(), left there by
     // a crash.

@@ -1,10 +1,11 @@
 // The mail program without its face: accounts, library, outbox and delivery, over one data folder.
 //
-//   <data>/Accounts.plist                     who sends and receives (AccountBook)
-//   <data>/Mail/<account>/                    a Maildir++ tree: the inbox, .Drafts .Outbox .Sent .Archive .Junk .Trash,
-//   own <data>/Mail/<account>/.Outbox/claimed/    messages that a delivery has taken; not listed <data>/Library.sqlite
-//   an index of headers and flags; derived, rebuilt when missing or damaged <data>/Deliveries/<unique>.journal stages
-//   of deliveries under way (DeliveryJournal)
+//   <data>/Accounts.plist                        who sends and receives (AccountBook)
+//   <data>/Mail/<account>/                       a Maildir++ tree: inbox, .Drafts .Outbox .Sent .Archive .Junk .Trash
+//   <data>/Mail/<account>/.Outbox/claimed/       messages that a delivery has taken; not listed
+//   <data>/Library.sqlite                        an index of headers and flags; derived, rebuilt when need be
+//   <data>/Deliveries/<unique>.journal           stages of deliveries under way (DeliveryJournal)
+//   <data>/Deliveries/<unique>.takeback          messages that are being taken back (TakeBackNotes)
 //
 // Made and destroyed on the main thread. Opening blocks until the index knows every mailbox's files.
 #pragma once

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <map>
 
+#include "DeliveryService.h"
 #include "Foundation/Format.h"
 #include "Mail/MailAccount.h"
 #include "MailApplicationObject.h"
@@ -54,6 +55,20 @@ Result<void> ViewerObject::copyTo(const MessageList& messages, Mailbox& toMailbo
     return {};
 }
 
+// What waits in an outbox may be on its way out this very moment.
+Result<void> ViewerObject::moveOrTakeBack(std::vector<std::int64_t> ids, Mailbox& to) {
+    const auto waiting = std::stable_partition(ids.begin(), ids.end(), [this](std::int64_t id) {
+        return kindOf(library().messageWithID(id)) != MailboxKind::Outbox;
+    });
+    const std::vector<std::int64_t> held(waiting, ids.end());
+    ids.erase(waiting, ids.end());
+    Result<void> result;
+    if (!ids.empty()) result = library().move(ids, to);
+    if (held.empty()) return result;
+    const auto taken = application_.engine().deliveries().takeBack(held, to);
+    return taken ? result : taken;
+}
+
 // Goes on past a failure, so that what can be moved is; the last failure is told.
 Result<void> ViewerObject::transfer(const std::vector<Target>& targets, const std::string& undoName, bool allowUndo) {
     Result<void> result;
@@ -72,7 +87,7 @@ Result<void> ViewerObject::transfer(const std::vector<Target>& targets, const st
             if (const auto row = rows_.rowOf(id)) firstRow = std::min(*row, firstRow.value_or(*row));
         }
         if (ids.empty()) continue;
-        if (auto done = library().move(ids, *target.mailbox); !done) result = done;
+        if (auto done = moveOrTakeBack(ids, *target.mailbox); !done) result = done;
         for (MoveHistory::Moved& one : going) {
             const auto now = library().summary(one.id);
             if (now && now->mailbox == one.from) continue;  // it stayed

@@ -79,6 +79,7 @@ private:
     };
     std::vector<Target> targetsOfKind(const MessageList& messages, MailboxKind kind);
     Result<void> transfer(const std::vector<Target>& targets, const std::string& undoName, bool allowUndo);
+    Result<void> moveOrTakeBack(std::vector<std::int64_t> ids, Mailbox& to);
     Result<void> copyTo(const MessageList& messages, Mailbox& toMailbox);
     void moveSelection(MailboxKind kind, const std::string& undoName);
     void eraseForGood(const MessageList& messages);

@@ -47,7 +47,7 @@ std::string sentences(const std::map<std::string, std::string>& refused) {
 int DeliveryServiceObject::deliver(const MessageRef& message, MailAccount& account) {
     const AccountRecord* found = accounts_.find(account.identifier());
     const std::string key = keyOf(message->libraryID());
-    if (!found || key.empty()) return kDeliveryNotDelivered;
+    if (!found || key.empty() || isBeingTakenBack(message->libraryID())) return kDeliveryNotDelivered;
     const AccountRecord record = *found;
     const DeliveryRecord past = records_.record(key);
     const Date now = RunLoop::main().now(), due = records_.dueDate(key, now);

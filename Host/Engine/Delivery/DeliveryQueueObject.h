@@ -13,6 +13,7 @@
 
 #include "Delivery/DeliveryJournal.h"
 #include "Delivery/DeliveryRecords.h"
+#include "Delivery/TakeBackNotes.h"
 #include "DeliveryService.h"
 #include "Foundation/RunLoop.h"
 #include "Smtp/SmtpTransport.h"
@@ -54,6 +55,7 @@ public:
     Result<void> sendAgain(std::string_view uniqueID) override;
     Result<void> markSent(std::string_view uniqueID) override;
     Result<void> tryNow(std::string_view uniqueID) override;
+    Result<void> takeBack(const std::vector<std::int64_t>& ids, Mailbox& to) override;
 
     void process();  // walk the outboxes, soon
     int deliver(const MessageRef& message, MailAccount& account);
@@ -99,6 +101,25 @@ private:
                         const std::vector<DeliveryJournal::State>& journals);
     void forgetOldRecords();
 
+    // Taking messages back; in TakingBack.cpp.
+    struct TakingBack {
+        TakeBackNote note;
+        bool isNoted = false;  // on the disk
+        bool isBusy = false;   // somebody is at it
+        bool isOver = false;
+    };
+    Result<void> takeBackOne(std::int64_t id, Mailbox& to);
+    Result<void> carryOut(TakingBack& one, std::int64_t id, Mailbox& to);
+    void endTakingBack(const TakingBack& one);
+    void readTakeBackNotes();
+    void settleTakingBack();
+    void settle(TakingBack& one);
+    std::optional<std::int64_t> inOutbox(const std::string& name);
+    bool stands(const TakeBackNote& note, const Mailbox& mailbox);
+    void tellTakenBack(const TakeBackNote& note, const Mailbox& mailbox);
+    bool isBeingTakenBack(std::int64_t libraryID) const;
+    std::string nameOf(std::int64_t libraryID) const;  // the unique part of its file's name; empty when it is gone
+
     std::filesystem::path outboxFolder(const std::string& account) const;
     std::filesystem::path claimedFolder(const std::string& account) const { return outboxFolder(account) / "claimed"; }
     std::vector<std::filesystem::path> claimedFiles(const std::string& account);
@@ -118,10 +139,12 @@ private:
     FileSystem& files_;
     DeliveryJournal journal_;
     DeliveryRecords records_;
+    TakeBackNotes takeBackNotes_;
     std::shared_ptr<DeliveryQueueObject> queueObject_;
     mutable std::mutex lock_;
     std::map<std::string, DeliveryStatus, std::less<>> taken_;  // by unique id
     std::map<std::string, Delivery, std::less<>> inDoubt_;
+    std::map<std::string, TakingBack, std::less<>> takingBack_;  // by the name of the queued file
     std::set<std::filesystem::path> doubtful_;  // files of those in doubt, also while the answer is carried out
     std::optional<Date> nextWalk_;
     std::optional<Error> lastFailure_;  // of the host's own code in the attempt under way; delivery thread
@@ -138,7 +161,8 @@ inline constexpr std::string_view kDeliveryErrorDomain = "Delivery";
 enum class DeliveryError {
     NotTried = 1,  // held back by somebody else, or not due yet
     Failed,        // will be tried again
-    Refused        // will not
+    Refused,       // will not
+    HasLeft        // it is not in the outbox any more
 };
 
 }  // namespace qs

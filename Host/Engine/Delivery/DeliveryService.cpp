@@ -14,7 +14,6 @@
 #include "Mail/Mailbox.h"
 #include "Mail/MessageHeaders.h"
 #include "MailLibrary.h"
-#include "Maildir/MaildirName.h"
 #include "Mime/MessageWriter.h"
 #include "Mime/MimeMessage.h"
 #include "Platform.h"
@@ -59,7 +58,8 @@ DeliveryServiceObject::DeliveryServiceObject(const std::filesystem::path& dataFo
       accounts_(accounts),
       files_(files),
       journal_(dataFolder / "Deliveries", files),
-      records_(dataFolder / "Deliveries" / "attempts.plist", files) {
+      records_(dataFolder / "Deliveries" / "attempts.plist", files),
+      takeBackNotes_(dataFolder / "Deliveries", files) {
     const char* className = osMinor() >= 11 ? "MFDeliveryQueue" : "DeliveryQueue";
     defineQueueClass(className);
     queueObject_ = std::make_shared<DeliveryQueueObject>(className, *this);
@@ -76,6 +76,8 @@ DeliveryServiceObject::~DeliveryServiceObject() {
 
 void DeliveryServiceObject::start() {
     recover();
+    readTakeBackNotes();
+    settleTakingBack();
     started_ = true;
     process();
 }
@@ -113,6 +115,7 @@ void DeliveryServiceObject::walkAgainAt(Date date) {
 
 void DeliveryServiceObject::walk() {
     takeUpLeftovers();
+    settleTakingBack();
     for (const auto& record : accounts_.all()) {
         auto account = MailAccount::accountWithIdentifier(record.identifier);
         auto outbox = library_.mailbox(record.identifier, MailboxKind::Outbox, false);
@@ -191,8 +194,7 @@ Result<MessageRef> DeliveryServiceObject::append(std::string_view account, const
 std::string DeliveryServiceObject::keyOf(std::int64_t libraryID) const {
     const auto summary = library_.summary(libraryID);
     if (!summary) return {};
-    if (!summary->uniqueID.empty()) return summary->uniqueID;
-    return MaildirName(library_.file(libraryID).filename().string()).unique();
+    return summary->uniqueID.empty() ? nameOf(libraryID) : summary->uniqueID;
 }
 
 std::vector<DeliveryStatus> DeliveryServiceObject::taken() const {

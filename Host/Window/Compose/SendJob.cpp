@@ -81,8 +81,7 @@ Result<bool> SendJob::takeHeldOut() const {
         if (!isInOutbox(library, one.id)) return false;
         const auto drafts = mailboxBeside(library, one.mailbox, MailboxKind::Drafts);
         if (!drafts) return failure("Mail", 1, "There is no mailbox for drafts.");
-        // Exactly one of this and a delivery gets the file.
-        if (const auto moved = library.move({one.id}, *drafts); !moved) {
+        if (const auto moved = engine->deliveries().takeBack({one.id}, *drafts); !moved) {
             if (!isInOutbox(library, one.id) && !isAmongDrafts(one)) return false;
             return failed(moved);
         }

@@ -1,22 +1,17 @@
 // Kills the program with SIGKILL at chosen points of its work and starts it again, until all is done: every message
 // must have been delivered once, or be shown in doubt, and none may be lost.
 //
-// The program is this test executable itself, started anew with one test that plays its part. It runs on a real disk
-// with a real clock. It dies by its own hand before or after a given file operation, or by the server's while that
-// speaks with it: no timing is involved.
-#include <fcntl.h>
+// It runs on a real disk with a real clock. It dies by its own hand before or after a given file operation, or by the
+// server's while that speaks with it: no timing is involved.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <mutex>
 #include <random>
 
 #include "Application/HostInstances.h"
@@ -24,69 +19,11 @@
 #include "DeliveryFixture.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
+#include "KillSupport.h"
 #include "Mail/Mailbox.h"
 
 namespace qs {
 namespace {
-
-std::string variable(const char* name) {
-    const char* value = std::getenv(name);
-    return value ? value : "";
-}
-
-// The real disk, until the given operation.
-class DeadlyFileSystem : public FileSystem {
-public:
-    // Operation number `at` is the last one; it is still done when `isDone` is set. 0: none.
-    DeadlyFileSystem(int at, bool isDone) : at_(at), isDone_(isDone) {}
-
-    Result<std::string> read(const std::filesystem::path& file) override { return files_.read(file); }
-    Result<void> writeNew(const std::filesystem::path& file, std::string_view content) override {
-        return step([&] { return files_.writeNew(file, content); });
-    }
-    Result<void> append(const std::filesystem::path& file, std::string_view content) override {
-        return step([&] { return files_.append(file, content); });
-    }
-    Result<void> rename(const std::filesystem::path& from, const std::filesystem::path& to) override {
-        return step([&] { return files_.rename(from, to); });
-    }
-    Result<void> renameNew(const std::filesystem::path& from, const std::filesystem::path& to) override {
-        return step([&] { return files_.renameNew(from, to); });
-    }
-    Result<void> remove(const std::filesystem::path& file) override {
-        return step([&] { return files_.remove(file); });
-    }
-    // A killed process leaves what it wrote, so these need not really wait for the disk.
-    Result<void> syncFolder(const std::filesystem::path& folder) override {
-        return step([&] { return files_.exists(folder) ? Result<void>() : files_.syncFolder(folder); });
-    }
-    Result<void> makeFolder(const std::filesystem::path& folder) override { return files_.makeFolder(folder); }
-    Result<std::vector<FileInfo>> list(const std::filesystem::path& folder) override { return files_.list(folder); }
-    Result<FileInfo> info(const std::filesystem::path& file) override { return files_.info(file); }
-    Result<void> forEachName(const std::filesystem::path& folder,
-                             const std::function<void(const std::string&, bool)>& visit) override {
-        return files_.forEachName(folder, visit);
-    }
-    Result<std::string> readStart(const std::filesystem::path& file, std::size_t limit) override {
-        return files_.readStart(file, limit);
-    }
-    void setModified(const std::filesystem::path& file, Date modified) override { files_.setModified(file, modified); }
-
-private:
-    template <class Work>
-    Result<void> step(Work work) {
-        const bool isLast = ++steps_ == at_;
-        if (isLast && !isDone_) kill(getpid(), SIGKILL);
-        auto result = work();
-        if (isLast) kill(getpid(), SIGKILL);
-        return result;
-    }
-
-    FileSystem& files_ = FileSystem::real();
-    const int at_;
-    const bool isDone_;
-    std::atomic<int> steps_ = 0;
-};
 
 struct Part {
     std::filesystem::path folder;
@@ -195,48 +132,29 @@ protected:
 
     // One life. True when it ended by itself and well.
     bool live(const Death& death) {
-        const std::string assignments[] = {"QS_KILL_FOLDER=" + folder_.path().string(),
-                                           "QS_KILL_MESSAGES=" + std::to_string(messages_),
-                                           "QS_KILL_AT=" + std::to_string(death.atOperation),
-                                           std::string("QS_KILL_AFTER=") + (death.isDone ? "1" : "0")};
-        std::vector<char*> environment;
-        for (char** each = environ; *each; ++each)
-            environment.push_back(*each);
-        for (const std::string& each : assignments)
-            environment.push_back(const_cast<char*>(each.c_str()));
-        environment.push_back(nullptr);
-        const std::string filter = "--gtest_filter=DeliveryProgram.DISABLED_Runs";
-        const char* const arguments[] = {"/proc/self/exe", filter.c_str(), "--gtest_also_run_disabled_tests", nullptr};
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        const std::string log = (folder_ / "life.log").string();
-        posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        posix_spawn_file_actions_adddup2(&actions, 1, 2);
-        pid_t child = 0;
-        {
-            const std::lock_guard guard(lock_);
-            EXPECT_EQ(posix_spawn(&child, arguments[0], &actions, nullptr, const_cast<char* const*>(arguments),
-                                  environment.data()),
-                      0);
-            victimStage_ = death.atStage.value_or(SmtpStage::Greeting);
-            victim_ = death.atStage ? child : 0;
-        }
-        posix_spawn_file_actions_destroy(&actions);
-        int status = 0;
-        // Not reaped yet, so that its number stays its own until nobody can kill it any more.
-        siginfo_t ended{};
-        waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT);
-        {
-            const std::lock_guard guard(lock_);
-            victim_ = 0;
-        }
-        waitpid(child, &status, 0);
-        if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) {
+        const std::vector<std::string> assignments = {"QS_KILL_FOLDER=" + folder_.path().string(),
+                                                      "QS_KILL_MESSAGES=" + std::to_string(messages_),
+                                                      "QS_KILL_AT=" + std::to_string(death.atOperation),
+                                                      std::string("QS_KILL_AFTER=") + (death.isDone ? "1" : "0")};
+        // The server asks for its victim as soon as that speaks with it.
+        std::unique_lock hold(lock_);
+        const int status = runPart(
+            "DeliveryProgram.DISABLED_Runs", assignments, folder_ / "life.log",
+            [&](pid_t child) {
+                victimStage_ = death.atStage.value_or(SmtpStage::Greeting);
+                victim_ = death.atStage ? child : 0;
+                hold.unlock();
+            },
+            [&] {
+                const std::lock_guard guard(lock_);
+                victim_ = 0;
+            });
+        if (wasKilled(status)) {
             ++kills_;
             return false;
         }
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "see " << log;
-        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        EXPECT_TRUE(endedWell(status)) << "see " << folder_ / "life.log";
+        return endedWell(status);
     }
 
     void killVictim() {
