@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "Compose/MimeTypes.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Mime/FileNames.h"
 #include "Mime/MessageWriter.h"
+#include "Text/MimeTypes.h"
 
 namespace qs {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "Compose/MimeTypes.h"
 #include "Text/Ascii.h"
+#include "Text/MimeTypes.h"
 
 namespace qs {
 namespace {

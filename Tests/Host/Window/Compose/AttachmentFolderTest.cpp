@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "Compose/BodyMarkup.h"
-#include "Compose/MimeTypes.h"
 #include "Compose/PictureUrl.h"
 #include "Html/HtmlDocument.h"
 #include "Support/TornDisk.h"
@@ -66,16 +65,6 @@ TEST_F(Attachments, AFullDiskLeavesNothingHalf) {
         EXPECT_THAT(folder.all(), IsEmpty()) << "step " << step;
         EXPECT_THAT(full.contents(), IsEmpty()) << "step " << step;
     }
-}
-
-TEST(MimeTypes, ComeFromTheNameOrTheFirstBytes) {
-    struct Case {
-        const char *name, *type;
-    };
-    for (const Case& c : {Case{"a.txt", "text/plain"}, Case{"A.PDF", "application/pdf"}, Case{"a.b.jpg", "image/jpeg"},
-                          Case{"noextension", "application/octet-stream"}, Case{"", "application/octet-stream"},
-                          Case{"a.nosuchending", "application/octet-stream"}})
-        EXPECT_EQ(mimeTypeForFileName(c.name), c.type) << c.name;
 }
 
 TEST(PictureUrl, GoesThereAndBack) {
