@@ -21,12 +21,13 @@ std::size_t findMarkStart(std::string_view text) {
     return found ? static_cast<std::size_t>(static_cast<const char*>(found) - text.data()) : text.npos;
 }
 
-// The length of the mark that the text begins with; 0 for none.
+// The length of the mark that the text begins with; 0 for none. "<![endif]-->" ends a comment, and is left alone.
 std::size_t markLength(std::string_view text) {
     std::string_view inside = text.substr(kMarkStart.size(), kLongestMark);
     if (!startsWithIgnoringCase(inside, "if") && !startsWithIgnoringCase(inside, "endif")) return 0;
     const std::size_t end = inside.find_first_of("<>");
-    return end == inside.npos || inside[end] == '<' ? 0 : kMarkStart.size() + end + 1;
+    if (end == inside.npos || inside[end] == '<' || inside[end - 1] != ']') return 0;
+    return kMarkStart.size() + end + 1;
 }
 
 // How much of the end may be a mark that goes on in the next chunk.

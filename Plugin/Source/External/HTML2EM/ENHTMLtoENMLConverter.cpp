@@ -96,7 +96,8 @@ void ENHTMLtoENMLConverter::parserDidStartElement(ENXMLSaxParser&, std::string_v
     const LowerCaseName lowered(name);
     if (!inHTMLBody_) {
         if (*lowered != "body") return;
-        enmlWriter().startDocumentWithAttributes(attributes);
+        // A mail made of several pages has several bodies; they make one note.
+        if (enmlWriter().openElementCount() == 0) enmlWriter().startDocumentWithAttributes(attributes);
         inHTMLBody_ = true;
         return;
     }

@@ -17,8 +17,11 @@ namespace qs {
 
 namespace {
 
-// Between two slices the bounds are looked at. What one slice may cost is bounded by its size.
-constexpr std::size_t kSlice = 16 << 10;
+// The parser compares each attribute of an element with all others. What stops it is that it has no room for more names
+// than any real document has; then startElement() counts.
+constexpr std::size_t kRoomForNames = 64 << 10;
+constexpr std::size_t kShortTag = 1024;
+constexpr unsigned kEventsBetweenLooksAtTheClock = 256;
 
 std::string formatted(const char* format, va_list arguments) {
     char buffer[1024];
@@ -54,6 +57,7 @@ struct ENXMLSaxParser::Context::Events {
     template <class Tell>
     static void tell(void* user, Tell tell) {
         auto& self = *static_cast<Context*>(user);
+        self.checkTime();
         if (self.isStopped_) return;
         try {
             tell(self);
@@ -100,6 +104,7 @@ struct ENXMLSaxParser::Context::Events {
 
     static void error(void* user, const char* format, ...) {
         auto& self = *static_cast<Context*>(user);
+        self.checkTime();
         if (self.isStopped_ || !self.log_.allows()) return;
         va_list arguments;
         va_start(arguments, format);
@@ -149,6 +154,7 @@ ENXMLSaxParser::Context::Context(ENXMLSaxParser& parser, ENXMLSaxParserDelegate*
         if (context_) xmlCtxtUseOptions(context_, XML_PARSE_RECOVER | XML_PARSE_NONET);
     }
     if (!context_) throw std::bad_alloc();
+    xmlDictSetLimit(context_->dict, kRoomForNames);
 }
 
 ENXMLSaxParser::Context::~Context() {
@@ -162,60 +168,65 @@ ENXMLSaxParser::Context::~Context() {
 }
 
 void ENXMLSaxParser::Context::append(std::string_view bytes) {
-    while (!bytes.empty() && !isStopped_) {
-        const std::string_view slice = bytes.substr(0, kSlice);
-        bytes.remove_prefix(slice.size());
-        if (limits_.bytes - bytes_ < slice.size())
-            return fail(ENXMLSaxParserError::Limit, tooMuch("The document is larger than %ld bytes.", limits_.bytes));
-        bytes_ += slice.size();
-        feed(parser_.isHTML() ? input_.add(slice) : slice);
-    }
+    if (isStopped_ || hasEnded_) return;  // what stands behind the end is none of its business
+    if (limits_.bytes - bytes_ < bytes.size())
+        return fail(ENXMLSaxParserError::Limit, tooMuch("The document is larger than %ld bytes.", limits_.bytes));
+    bytes_ += bytes.size();
+    feed(parser_.isHTML() ? input_.add(bytes) : bytes);
 }
 
 void ENXMLSaxParser::Context::finish() {
-    if (isStopped_) return;
-    if (parser_.isHTML()) feed(input_.finish());
-    if (!isStopped_) parse(nullptr, 0, true);
+    if (parser_.isHTML()) held_.append(input_.finish());
+    if (!isStopped_ && !held_.empty()) parse(std::exchange(held_, {}), false);
+    if (!isStopped_) parse({}, true);
     isStopped_ = true;
 }
 
 void ENXMLSaxParser::Context::stop() {
     isStopped_ = true;
-    if (!isParsing_) xmlStopParser(context_);  // inside, libxml2 goes on to the end of the slice, unheard
+    xmlStopParser(context_);
 }
 
+// When a chunk ends inside a quoted value, libxml2 (2.9) forgets which quote it was and waits for it until the
+// document's end. It looks at the whole tag again when it is told that it has seen nothing of it, which would be slow
+// for a large value in small chunks: then it gets them together.
 void ENXMLSaxParser::Context::feed(std::string_view bytes) {
-    if (bytes.empty() || isStopped_) return;
-    parse(bytes.data(), bytes.size(), false);
-    if (!isStopped_) checkAfter(bytes.size());
+    const std::size_t unread = parser_.isHTML() ? unreadStartTag().size() : 0;
+    if (unread > 0) context_->checkIndex = 0;
+    if (held_.empty() && (unread <= kShortTag || bytes.size() >= unread)) return parse(bytes, false);
+    held_.append(bytes);
+    if (held_.size() >= unread) parse(std::exchange(held_, {}), false);
 }
 
-void ENXMLSaxParser::Context::parse(const char* bytes, std::size_t length, bool isLast) {
+std::string_view ENXMLSaxParser::Context::unreadStartTag() const {
+    const xmlParserInput* input = context_->input;
+    if (!input || input->end - input->cur < 2 || input->cur[0] != '<' ||
+        !isAsciiLetter(static_cast<char>(input->cur[1])))
+        return {};
+    return view(input->cur, static_cast<int>(input->end - input->cur));
+}
+
+void ENXMLSaxParser::Context::checkTime() {
+    if (++events_ % kEventsBetweenLooksAtTheClock != 0 || isStopped_) return;
+    if (uptimeBy(limits_) - started_ > limits_.seconds)
+        fail(ENXMLSaxParserError::Limit,
+             tooMuch("The document takes longer than %ld seconds.", static_cast<std::size_t>(limits_.seconds)));
+}
+
+void ENXMLSaxParser::Context::parse(std::string_view bytes, bool isLast) {
+    if (bytes.empty() && !isLast) return;
     isParsing_ = true;
     if (parser_.isHTML())
-        htmlParseChunk(context_, bytes, static_cast<int>(length), isLast);
+        htmlParseChunk(context_, bytes.data(), static_cast<int>(bytes.size()), isLast);
     else
-        xmlParseChunk(context_, bytes, static_cast<int>(length), isLast);
+        xmlParseChunk(context_, bytes.data(), static_cast<int>(bytes.size()), isLast);
     isParsing_ = false;
-    const bool hasGivenUp = context_->instate == XML_PARSER_EOF && !isLast && !hasEnded_ && !isStopped_;
-    if (isStopped_) xmlStopParser(context_);
     if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
-    if (failure_) tellFailure();
+    if (failure_) return tellFailure();
+    const bool hasGivenUp = context_->instate == XML_PARSER_EOF && !isLast && !hasEnded_ && !isStopped_;
     if (!hasGivenUp) return;
     const char* message = context_->lastError.message;
     fail(ENXMLSaxParserError::Fatal, message ? std::string(trimmedAscii(message)) : "The document cannot be read.");
-}
-
-void ENXMLSaxParser::Context::checkAfter(std::size_t bytes) {
-    if (uptimeBy(limits_) - started_ > limits_.seconds)
-        return fail(ENXMLSaxParserError::Limit,
-                    tooMuch("The document takes longer than %ld seconds.", static_cast<std::size_t>(limits_.seconds)));
-    const xmlParserInput* input = context_->input;
-    if (!input || static_cast<std::size_t>(input->end - input->cur) < bytes) return;
-    const std::string_view pending = view(input->cur, static_cast<int>(input->end - input->cur));
-    const std::size_t position = input->consumed + static_cast<std::size_t>(input->cur - input->base);
-    if (pendingTag_.countAttributes(pending, position) > limits_.attributes)
-        fail(ENXMLSaxParserError::Limit, tooManyAttributes(limits_));
 }
 
 void ENXMLSaxParser::Context::fail(ENXMLSaxParserError code, std::string message) {

@@ -1,4 +1,4 @@
-// One document on its way through libxml2's push parsers, for ENXMLSaxParser: feeds slices, watches the bounds, and
+// One document on its way through libxml2's push parsers, for ENXMLSaxParser: feeds them, watches the bounds, and
 // hands the events on.
 #pragma once
 
@@ -11,7 +11,6 @@
 
 #include "HTML2EM/ENHTMLInput.h"
 #include "HTML2EM/ENLogBudget.h"
-#include "HTML2EM/ENPendingTag.h"
 #include "HTML2EM/ENXMLSaxParser.h"
 
 struct _xmlDoc;
@@ -39,8 +38,9 @@ private:
     using Name = const unsigned char*;
 
     void feed(std::string_view bytes);
-    void parse(const char* bytes, std::size_t length, bool isLast);
-    void checkAfter(std::size_t bytes);
+    void parse(std::string_view bytes, bool isLast);
+    std::string_view unreadStartTag() const;
+    void checkTime();
     // Stops. Told at once, or when libxml2 has returned.
     void fail(ENXMLSaxParserError code, std::string message);
     void tellFailure();
@@ -62,7 +62,7 @@ private:
     _xmlDoc* entities_ =
         nullptr;  // libxml2 notes things in an entity that it uses, and those of the definitions are shared
     ENHTMLInput input_;
-    ENPendingTag pendingTag_;
+    std::string held_;  // bytes that libxml2 gets with the next ones
     ENLogBudget log_;
     std::vector<Name> open_;  // the elements that have begun; the names are libxml2's
     ENXMLAttributes attributes_;
@@ -70,6 +70,7 @@ private:
     std::optional<Error> failure_;  // to be told when libxml2 has returned
     std::exception_ptr thrown_;     // likewise
     std::size_t bytes_ = 0;
+    unsigned events_ = 0;
     TimeInterval started_ = 0;
     bool isParsing_ = false, isStopped_ = false, hasEnded_ = false;
 };
