@@ -3,9 +3,9 @@
 
 namespace qs {
 
-// From now on a reference is looked up among the program's resources by the last part of its path. What is not there is
-// refused when a document asks for it, as documents come from strangers, and when it lies on the network; a document
-// that the program itself opens by its name goes to the loader that was there before. Once; from every thread.
+// From now on libxml2 opens nothing but the program's resources, which it finds by the last part of a reference: no
+// other file, and nothing on the network. Documents come from strangers, and libxml2 does not tell whether it is they
+// who ask or the program; so whoever wants to read a file hands libxml2 its content. Once; from every thread.
 void installEntityLoader();
 
 }  // namespace qs

@@ -2,7 +2,7 @@
 // once it is made, so safe from every thread.
 //
 // The definitions are resource files of the program. The references in them, and in any other document that libxml2
-// reads in this process, are looked up among the resources by their last part; nothing is fetched from the network.
+// reads in this process, are looked up among the resources by their last part; no other file is read, no network asked.
 #pragma once
 
 #include <filesystem>

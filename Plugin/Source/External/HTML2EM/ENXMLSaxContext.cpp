@@ -20,7 +20,7 @@ namespace {
 // The parser compares each attribute of an element with all others. What stops it is that it has no room for more names
 // than any real document has; then startElement() counts.
 constexpr std::size_t kRoomForNames = 64 << 10;
-constexpr std::size_t kShortTag = 1024;
+constexpr std::size_t kLittle = 1024;
 constexpr unsigned kEventsBetweenLooksAtTheClock = 256;
 
 std::string formatted(const char* format, va_list arguments) {
@@ -68,9 +68,7 @@ struct ENXMLSaxParser::Context::Events {
     }
 
     static void startDocument(void* user) {
-        tell(user, [](Context& self) {
-            if (self.delegate_) self.delegate_->parserDidStartDocument(self.parser_);
-        });
+        tell(user, [](Context& self) { self.startDocument(); });
     }
     static void endDocument(void* user) {
         tell(user, [](Context& self) { self.endDocument(); });
@@ -121,11 +119,9 @@ struct ENXMLSaxParser::Context::Events {
     }
 
     static void install(xmlSAXHandler& sax, const Context& context) {
-        if (context.answers(Callback::StartDocument) && context.answers(Callback::EndDocument)) {
-            sax.startDocument = startDocument;
-            sax.endDocument = endDocument;
-        }
-        // Also for a delegate that does not ask for elements: they are counted.
+        // These also for a delegate that does not ask for them: the bounds and the end depend on them.
+        sax.startDocument = startDocument;
+        sax.endDocument = endDocument;
         sax.startElement = startElement;
         sax.endElement = endElement;
         if (context.answers(Callback::Characters)) sax.characters = sax.ignorableWhitespace = characters;
@@ -179,6 +175,8 @@ void ENXMLSaxParser::Context::finish() {
     if (parser_.isHTML()) held_.append(input_.finish());
     if (!isStopped_ && !held_.empty()) parse(std::exchange(held_, {}), false);
     if (!isStopped_) parse({}, true);
+    // libxml2 (2.9) forgets to tell the end of HTML that ends in a long text.
+    if (parser_.isHTML() && hasStarted_ && !hasEnded_ && !isStopped_) endDocument();
     isStopped_ = true;
 }
 
@@ -187,23 +185,16 @@ void ENXMLSaxParser::Context::stop() {
     xmlStopParser(context_);
 }
 
-// When a chunk ends inside a quoted value, libxml2 (2.9) forgets which quote it was and waits for it until the
-// document's end. It looks at the whole tag again when it is told that it has seen nothing of it, which would be slow
-// for a large value in small chunks: then it gets them together.
+// When a chunk ends inside a quoted value or a comment, libxml2 (2.9) forgets where it was and waits for the end of the
+// document. It looks again at all that it has not read when it is told that it has seen nothing of it. That would be
+// slow for much text in small chunks, so it gets them together then.
 void ENXMLSaxParser::Context::feed(std::string_view bytes) {
-    const std::size_t unread = parser_.isHTML() ? unreadStartTag().size() : 0;
-    if (unread > 0) context_->checkIndex = 0;
-    if (held_.empty() && (unread <= kShortTag || bytes.size() >= unread)) return parse(bytes, false);
+    const xmlParserInput* input = context_->input;
+    const std::size_t unread = input ? static_cast<std::size_t>(input->end - input->cur) : 0;
+    if (parser_.isHTML()) context_->checkIndex = 0;
+    if (held_.empty() && (unread <= kLittle || bytes.size() >= unread)) return parse(bytes, false);
     held_.append(bytes);
     if (held_.size() >= unread) parse(std::exchange(held_, {}), false);
-}
-
-std::string_view ENXMLSaxParser::Context::unreadStartTag() const {
-    const xmlParserInput* input = context_->input;
-    if (!input || input->end - input->cur < 2 || input->cur[0] != '<' ||
-        !isAsciiLetter(static_cast<char>(input->cur[1])))
-        return {};
-    return view(input->cur, static_cast<int>(input->end - input->cur));
 }
 
 void ENXMLSaxParser::Context::checkTime() {
@@ -241,6 +232,15 @@ void ENXMLSaxParser::Context::tellFailure() {
     if (answers(ENXMLSaxParserDelegate::Failure)) delegate_->parserDidFailWithError(parser_, error);
 }
 
+bool ENXMLSaxParser::Context::answersDocument() const {
+    return answers(ENXMLSaxParserDelegate::StartDocument) && answers(ENXMLSaxParserDelegate::EndDocument);
+}
+
+void ENXMLSaxParser::Context::startDocument() {
+    hasStarted_ = true;
+    if (answersDocument()) delegate_->parserDidStartDocument(parser_);
+}
+
 void ENXMLSaxParser::Context::startElement(Name name, Name* attributes) {
     if (open_.size() >= limits_.depth)
         return fail(ENXMLSaxParserError::Limit, tooMuch("Elements stand more than %ld deep.", limits_.depth));
@@ -270,7 +270,7 @@ void ENXMLSaxParser::Context::endDocument() {
     while (!open_.empty() && !isStopped_)
         endOpenElement();
     hasEnded_ = true;
-    if (delegate_ && !isStopped_) delegate_->parserDidEndDocument(parser_);
+    if (answersDocument() && !isStopped_) delegate_->parserDidEndDocument(parser_);
 }
 
 void ENXMLSaxParser::Context::gather(Name* attributes) {

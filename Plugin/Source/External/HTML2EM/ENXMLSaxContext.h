@@ -39,13 +39,14 @@ private:
 
     void feed(std::string_view bytes);
     void parse(std::string_view bytes, bool isLast);
-    std::string_view unreadStartTag() const;
     void checkTime();
     // Stops. Told at once, or when libxml2 has returned.
     void fail(ENXMLSaxParserError code, std::string message);
     void tellFailure();
     bool answers(ENXMLSaxParserDelegate::Callback callback) const { return delegate_ && (callbacks_ & callback) != 0; }
 
+    bool answersDocument() const;
+    void startDocument();
     void startElement(Name name, Name* attributes);
     void endElement(Name name);
     void endOpenElement();
@@ -72,7 +73,7 @@ private:
     std::size_t bytes_ = 0;
     unsigned events_ = 0;
     TimeInterval started_ = 0;
-    bool isParsing_ = false, isStopped_ = false, hasEnded_ = false;
+    bool isParsing_ = false, isStopped_ = false, hasStarted_ = false, hasEnded_ = false;
 };
 
 }  // namespace qs

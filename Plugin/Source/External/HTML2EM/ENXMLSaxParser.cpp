@@ -44,8 +44,10 @@ public:
         guarded([&] { parser_.appendData(data); });
     }
     void connectionDidFinishLoading() override {
-        isComplete_ = true;
-        guarded([&] { parser_.finalizeParser(); });
+        guarded([&] {
+            isComplete_ = true;
+            parser_.finalizeParser();
+        });
     }
     void connectionDidFailWithError(const Error& error) override { fail(error); }
 

@@ -59,7 +59,8 @@ public:
 
     virtual void parserDidStartDocument(ENXMLSaxParser&) {}
     virtual void parserDidEndDocument(ENXMLSaxParser&) {}
-    // Attribute names are in lower case, names of elements as the document has them.
+    // Attribute names are in lower case, names of elements as the document has them. In XML, values keep "&#38;" and
+    // the names of entities that are not predefined.
     virtual void parserDidStartElement(ENXMLSaxParser&, std::string_view, const ENXMLAttributes&) {}
     virtual void parserDidEndElement(ENXMLSaxParser&, std::string_view) {}
     virtual void parserFoundCharacters(ENXMLSaxParser&, std::string_view) {}

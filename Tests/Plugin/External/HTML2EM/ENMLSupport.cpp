@@ -31,9 +31,9 @@ void gather(void* faults, const char* format, ...) {
 }
 
 xmlDtd* definition() {
-    ENXMLDTD::enml2dtd();  // which lets the entity sets be found
+    ENXMLDTD::enml2dtd();  // which lets the files be found
     static const std::unique_ptr<xmlDtd, Release<xmlFreeDtd>> dtd(
-        xmlParseDTD(nullptr, reinterpret_cast<const xmlChar*>(QS_ENML_RESOURCES "/enml2.dtd")));
+        xmlParseDTD(nullptr, reinterpret_cast<const xmlChar*>("enml2.dtd")));
     return dtd.get();
 }
 

@@ -143,6 +143,11 @@ TEST_F(ConverterTest, TheRootTakesTheAttributesOfTheBody) {
     EXPECT_EQ(noteOf("<body></body>"), "<en-note/>\n");
 }
 
+TEST_F(ConverterTest, ALongTextAtTheEndEndsTheNoteToo) {
+    for (const std::size_t length : {9'000u, 11'000u, 70'000u, 300'000u})
+        EXPECT_TRUE(noteOf("<body>" + std::string(length, 'x')).ends_with("x</en-note>\n")) << length;
+}
+
 TEST_F(ConverterTest, WithoutABodyThereIsNoNote) {
     for (const char* html : {"", " \n ", "<!-- x -->", "<head><title>x</title></head>", "<title>x</title>", "<html>",
                              "<html><frameset><frame src='a'></frameset></html>", "<!DOCTYPE html>", "\xEF\xBB\xBF"})

@@ -1,0 +1,336 @@
+#include "HTML2EM/ENXMLSaxParser.h"
+
+#include <gmock/gmock.h>
+
+#include "ENMLSupport.h"
+#include "Foundation/RunLoop.h"
+#include "Support/LogCapture.h"
+#include "Support/TemporaryFolder.h"
+
+namespace qs {
+namespace {
+
+using testing::HasSubstr;
+
+// Writes what it is told into one line; pieces of text that belong together are joined.
+class Recorder : public ENXMLSaxParserDelegate {
+public:
+    explicit Recorder(unsigned callbacks = ~0u) : callbacks_(callbacks) {}
+    unsigned answeredCallbacks() const override { return callbacks_; }
+    void parserDidStartDocument(ENXMLSaxParser&) override { add("{"); }
+    void parserDidEndDocument(ENXMLSaxParser&) override { add("}"); }
+    void parserDidStartElement(ENXMLSaxParser& parser, std::string_view name, const ENXMLAttributes& all) override {
+        add("<" + std::string(name));
+        for (const ENXMLAttribute& one : all)
+            add(" " + std::string(one.name) + (one.value ? "=" + std::string(*one.value) : ""));
+        add(">");
+        if (name == stopsAt) parser.stopParser();
+        if (name == throwsAt) throw std::runtime_error("no more");
+    }
+    void parserDidEndElement(ENXMLSaxParser&, std::string_view name) override { add("</" + std::string(name) + ">"); }
+    void parserFoundCharacters(ENXMLSaxParser&, std::string_view text) override { add(std::string(text)); }
+    void parserFoundCDATA(ENXMLSaxParser&, std::string_view text) override { add("[" + std::string(text) + "]"); }
+    void parserFoundComment(ENXMLSaxParser&, std::string_view text) override { add("(" + std::string(text) + ")"); }
+    void parserDidFailWithError(ENXMLSaxParser&, const Error& error) override {
+        errors.push_back(error);
+        add("!" + std::to_string(error.code));
+    }
+    std::string heard, stopsAt, throwsAt;
+    std::vector<Error> errors;
+
+private:
+    void add(const std::string& text) { heard += text; }
+    unsigned callbacks_;
+};
+
+struct ENXMLSaxParserTest : ENMLTest {
+    static std::string heardOf(std::string_view document, bool isHTML = false, unsigned callbacks = ~0u,
+                               ENXMLLimits limits = {}) {
+        Recorder recorder(callbacks);
+        ENXMLSaxParser parser(isHTML, &recorder, std::move(limits));
+        EXPECT_TRUE(parser.parseContents(document));
+        EXPECT_TRUE(document.empty() || parser.isHalted());
+        return recorder.heard;
+    }
+};
+
+TEST_F(ENXMLSaxParserTest, TellsWhatAnXmlDocumentHolds) {
+    struct Case {
+        const char *why, *document, *heard;
+    };
+    for (const Case& c :
+         {Case{"all kinds", "<?xml version='1.0'?><A b='1'>t<!-- c --><d/><![CDATA[<x>]]></A>",
+               "{<A b=1>t( c )<d></d>[<x>]</A>}"},
+          Case{"names of attributes are lowered, the last of one name counts", "<a B='1' c='2' b='3'/>",
+               "{<a c=2 b=3></a>}"},
+          Case{"predefined entities", "<a>&lt;&amp;&gt;&quot;&apos;</a>", "{<a><&>\"'</a>}"},
+          Case{"entities of XHTML", "<a>&nbsp;&euro;&alpha;&nbsp;</a>",
+               "{<a>\xC2\xA0\xE2\x82\xAC\xCE\xB1\xC2\xA0</a>}"},
+          Case{"in values references stay, but for some", "<a b='&lt;&amp;&nbsp;&#38;'/>",
+               "{<a b=<&#38;&nbsp;&#38;></a>}"},
+          Case{"unknown entities yield nothing", "<a>x&nosuch;y</a>", "{<a>xy</a>}"},
+          Case{"the document's own entities yield nothing",
+               "<!DOCTYPE a [<!ENTITY e 'text'><!ENTITY f SYSTEM 'file:///etc/passwd'>]>"
+               "<a b='&e;'>x&e;&f;y</a>",
+               "{<a b=>xy</a>}"},
+          Case{"its own encoding", "<?xml version='1.0' encoding='iso-8859-1'?><a>\xE4</a>", "{<a>\xC3\xA4</a>}"},
+          Case{"faults are read over", "<a><b>x</a>", "{<a><b>x</b></a>}"},
+          Case{"an end that is missing", "<a><b>x<c/>", "{<a><b>x<c></c></b></a>}"}})
+        EXPECT_EQ(heardOf(c.document), c.heard) << c.why;
+}
+
+TEST_F(ENXMLSaxParserTest, EntitiesCannotGrow) {
+    std::string document = "<!DOCTYPE a [<!ENTITY e0 'xxxxxxxxxx'>";
+    for (int i = 1; i < 30; ++i) {
+        const std::string before = "&e" + std::to_string(i - 1) + ";";
+        document += "<!ENTITY e" + std::to_string(i) + " '" + before + before + before + before + "'>";
+    }
+    EXPECT_EQ(heardOf(document + "]><a b='&e29;'>&e29;</a>"), "{<a b=></a>}");
+}
+
+TEST_F(ENXMLSaxParserTest, GathersOnlyWhatTheDelegateAnswers) {
+    using D = ENXMLSaxParserDelegate;
+    struct Case {
+        unsigned callbacks;
+        const char* heard;
+    };
+    const char* document = "<a>t<!--c--><![CDATA[d]]></a>";
+    for (const Case& c :
+         {Case{D::StartElement, "<a>"}, Case{D::EndElement, "</a>"}, Case{D::StartDocument, ""},
+          Case{D::EndDocument, ""}, Case{D::StartDocument | D::EndDocument, "{}"}, Case{D::Characters, "td"},
+          Case{D::CDATA | D::Characters, "t[d]"}, Case{D::Comment, "(c)"}, Case{0, ""}})
+        EXPECT_EQ(heardOf(document, false, c.callbacks), c.heard);
+}
+
+TEST_F(ENXMLSaxParserTest, LogsFaultsButNotWithoutEnd) {
+    const LogCapture log;
+    heardOf("<a>&nosuch;</b></a>");
+    EXPECT_TRUE(log.contains("Ignoring unknown entity 'nosuch'"));
+    EXPECT_TRUE(log.contains("ENXMLSaxParser: Opening and ending tag mismatch"));
+    EXPECT_TRUE(log.contains("(nonfatal)"));
+    heardOf("<body>" + std::string(50'000, '&') + "</body>", true);
+    EXPECT_LT(log.lines().size(), 60u);
+    EXPECT_TRUE(log.contains("more lines of this kind were left out"));
+}
+
+TEST_F(ENXMLSaxParserTest, TellsWhenItGivesUp) {
+    const LogCapture log;
+    Recorder recorder;
+    ENXMLSaxParser(false, &recorder).parseContents("<?xml version='1.0' encoding='no-such-encoding'?><a/>");
+    ASSERT_EQ(recorder.errors.size(), 1u);
+    EXPECT_EQ(recorder.errors[0].domain, "ENXMLSaxParserErrorDomain");
+    EXPECT_EQ(recorder.errors[0].code, 1001);
+    EXPECT_THAT(recorder.errors[0].userInfo["message"].stringValue(), HasSubstr("no-such-encoding"));
+    EXPECT_TRUE(log.contains("ENXMLSaxParser: fatal error "));
+}
+
+TEST_F(ENXMLSaxParserTest, KeepsToItsBounds) {
+    std::string attributes;
+    for (int i = 0; i < 20; ++i)
+        attributes += " a" + std::to_string(i) + "='1'";
+    const auto manyElements = [](const char* one) {
+        std::string text = "<r>";
+        for (int i = 0; i < 2000; ++i)
+            text += one;
+        return text + "</r>";
+    };
+    double time = 0;
+    const auto slowClock = [&time] { return time += 1; };
+    struct Case {
+        const char* why;
+        std::string document;
+        ENXMLLimits limits;
+        const char* message;
+    };
+    for (const bool isHTML : {true, false})
+        for (const Case& c : {Case{"size", "<r>0123456789</r>", {.bytes = 16}, "The document is larger than 16 bytes."},
+                              Case{"depth", manyElements("<b>"), {.depth = 10}, "Elements stand more than 10 deep."},
+                              Case{"attributes",
+                                   "<r" + attributes + ">x</r>",
+                                   {.attributes = 19},
+                                   "An element has more than 19 attributes."},
+                              Case{"time",
+                                   manyElements("<b>x</b>"),
+                                   {.seconds = 5, .uptime = slowClock},
+                                   "The document takes longer than 5 seconds."}}) {
+            Recorder recorder;
+            ENXMLSaxParser(isHTML, &recorder, c.limits).parseContents(c.document);
+            ASSERT_EQ(recorder.errors.size(), 1u) << c.why;
+            EXPECT_EQ(recorder.errors[0].code, 1003) << c.why;
+            EXPECT_EQ(recorder.errors[0].userInfo["message"].stringValue(), c.message);
+            EXPECT_TRUE(recorder.heard.ends_with("!1003")) << c.why << ": something followed";
+        }
+    EXPECT_THAT(heardOf("<r" + attributes + ">x</r>", false, ~0u, {.bytes = 1000, .depth = 1, .attributes = 20}),
+                HasSubstr("a19=1>x</r>}"));
+}
+
+TEST_F(ENXMLSaxParserTest, TheDefaultBoundsHoldWhatMailsAreMadeOf) {
+    std::string nested = "<body>";
+    for (int i = 0; i < 300; ++i)
+        nested += "<table><tr><td>";
+    EXPECT_THAT(heardOf(nested, true), testing::Not(HasSubstr("!")));
+    const std::string picture = "<body><img src='data:image/png;base64," + std::string(3'000'000, 'A') + "' alt='x'>";
+    EXPECT_THAT(heardOf(picture, true), HasSubstr(" alt=x>"));
+}
+
+// A tag with a hundred thousand attributes takes libxml2 minutes when it reads all of them.
+TEST_F(ENXMLSaxParserTest, DoesNotCompareEndlessAttributes) {
+    std::string tag = "<p";
+    for (int i = 0; i < 60'000; ++i)
+        tag += " a" + std::to_string(i);
+    EXPECT_THAT(heardOf("<body>" + tag + ">x", true), HasSubstr("!1003"));
+}
+
+TEST_F(ENXMLSaxParserTest, StopsAtOnce) {
+    for (const bool isHTML : {true, false}) {
+        Recorder recorder;
+        recorder.stopsAt = "b";
+        ENXMLSaxParser parser(isHTML, &recorder);
+        parser.appendData("<body><p>x</p><b>y</b><i>z</i>");
+        EXPECT_TRUE(parser.isHalted());
+        parser.appendData("<u>more</u></body>");
+        parser.finalizeParser();
+        EXPECT_TRUE(recorder.heard.ends_with("<p>x</p><b>")) << recorder.heard;
+    }
+}
+
+TEST_F(ENXMLSaxParserTest, WhatTheDelegateThrowsComesOutAndTheNextDocumentIsRead) {
+    Recorder recorder;
+    recorder.throwsAt = "b";
+    ENXMLSaxParser parser(false, &recorder);
+    EXPECT_THROW(parser.parseContents("<a><b/><c/></a>"), std::runtime_error);
+    recorder.heard.clear();
+    EXPECT_TRUE(parser.parseContents("<d/>"));
+    EXPECT_EQ(recorder.heard, "{<d></d>}");
+}
+
+TEST_F(ENXMLSaxParserTest, ANewDocumentEndsTheOneThatWasBegun) {
+    Recorder recorder;
+    ENXMLSaxParser parser(false, &recorder);
+    parser.appendData("<a><b>");
+    recorder.heard.clear();
+    parser.parseContents("<c/>");
+    EXPECT_EQ(recorder.heard, "{<c></c>}");
+}
+
+TEST_F(ENXMLSaxParserTest, ReadsWhatComesByteByByte) {
+    for (const bool isHTML : {true, false}) {
+        const std::string document =
+            "<body><p a='\"x > y\"' b=\"it's\">\xE6\x97\xA5 &amp; <!-- - -- --><b>z</b></p></body>";
+        Recorder recorder;
+        ENXMLSaxParser parser(isHTML, &recorder);
+        for (const char& c : document)
+            parser.appendBytes(&c, 1);
+        // All but what may still go on has been told.
+        EXPECT_THAT(recorder.heard, HasSubstr("<b>z</b></p>"));
+        parser.finalizeParser();
+        EXPECT_EQ(recorder.heard, heardOf(document, isHTML));
+    }
+}
+
+TEST_F(ENXMLSaxParserTest, ReadsFilesByTheirUrl) {
+    const TemporaryFolder folder;
+    folder.write("a b.xml", "<a>" + std::string(10'000, 'x') + "</a>");
+    folder.write("stops.xml", "<a><b/>" + std::string(10'000, 'x') + "</a>");
+    Recorder recorder;
+    recorder.stopsAt = "b";
+    ENXMLSaxParser parser(false, &recorder);
+    EXPECT_TRUE(parser.parseContentsOfURL("file://" + folder.path().string() + "/a%20b.xml"));
+    EXPECT_EQ(recorder.heard, "{<a>" + std::string(10'000, 'x') + "</a>}");
+    EXPECT_FALSE(parser.parseContentsOfURL("file://" + folder.path().string() + "/none.xml"));
+    recorder.heard.clear();
+    EXPECT_TRUE(parser.parseContentsOfFile(folder / "stops.xml"));
+    EXPECT_EQ(recorder.heard, "{<a><b>");
+}
+
+// A network that answers on the main thread, later, with what the test says.
+class ScriptedConnection final : public ENURLConnection {
+public:
+    using Script = std::function<void(ENURLConnectionDelegate&)>;
+    static ENURLConnectionMaker maker(Script script, ENURLRequest* asked = nullptr, bool* wasCancelled = nullptr) {
+        return [=](const ENURLRequest& request, ENURLConnectionDelegate& delegate) {
+            if (asked) *asked = request;
+            auto connection = std::make_unique<ScriptedConnection>();
+            connection->wasCancelled_ = wasCancelled;
+            RunLoop::main().post([=, &delegate] { script(delegate); });
+            return connection;
+        };
+    }
+    void cancel() override {
+        if (wasCancelled_) *wasCancelled_ = true;
+    }
+
+private:
+    bool* wasCancelled_ = nullptr;
+};
+
+struct NetworkTest : ENXMLSaxParserTest {
+    std::unique_ptr<RunLoop> loop_ = RunLoop::make(RunLoop::Clock::Virtual);
+    Recorder recorder_;
+    ENXMLSaxParser parser_{false, &recorder_};
+};
+
+TEST_F(NetworkTest, ReadsADocumentAsItComes) {
+    ENURLRequest asked;
+    parser_.setConnectionMaker(ScriptedConnection::maker(
+        [](ENURLConnectionDelegate& delegate) {
+            delegate.connectionDidReceiveResponse(200);
+            delegate.connectionDidReceiveData("<a>x");
+            delegate.connectionDidReceiveData("y</a>");
+            delegate.connectionDidFinishLoading();
+        },
+        &asked));
+    EXPECT_TRUE(parser_.parseContentsOfURLWithRequest({"https://h/d.xml", {{"Accept", "text/xml"}}}));
+    EXPECT_EQ(recorder_.heard, "{<a>xy</a>}");
+    EXPECT_EQ(asked.url, "https://h/d.xml");
+    ASSERT_EQ(asked.headers.size(), 1u);
+}
+
+TEST_F(NetworkTest, AnotherAnswerThanOkIsAFailure) {
+    bool wasCancelled = false;
+    parser_.setConnectionMaker(ScriptedConnection::maker(
+        [](ENURLConnectionDelegate& delegate) {
+            delegate.connectionDidReceiveResponse(404);
+            delegate.connectionDidReceiveData("<html>not here</html>");
+            delegate.connectionDidFinishLoading();
+        },
+        nullptr, &wasCancelled));
+    EXPECT_FALSE(parser_.parseContentsOfURL("https://h/d.xml"));
+    EXPECT_EQ(recorder_.heard, "!1002");
+    ASSERT_EQ(recorder_.errors.size(), 1u);
+    EXPECT_EQ(recorder_.errors[0].userInfo["response"].integerValue(), 404);
+    EXPECT_TRUE(wasCancelled);
+}
+
+TEST_F(NetworkTest, ABrokenConnectionDoesNotEndTheDocument) {
+    parser_.setConnectionMaker(ScriptedConnection::maker([](ENURLConnectionDelegate& delegate) {
+        delegate.connectionDidReceiveResponse(200);
+        delegate.connectionDidReceiveData("<a>x<b>");
+        delegate.connectionDidFailWithError(Error{"Network", 7, "The line is cut.", {}});
+    }));
+    EXPECT_FALSE(parser_.parseContentsOfURL("https://h/d.xml"));
+    EXPECT_EQ(recorder_.heard, "{<a>x<b>!7");
+}
+
+TEST_F(NetworkTest, CanBeStoppedFromInside) {
+    recorder_.stopsAt = "a";
+    parser_.setConnectionMaker(ScriptedConnection::maker([](ENURLConnectionDelegate& delegate) {
+        delegate.connectionDidReceiveResponse(200);
+        delegate.connectionDidReceiveData("<a>x");
+    }));
+    EXPECT_FALSE(parser_.parseContentsOfURL("https://h/d.xml"));
+    EXPECT_EQ(recorder_.heard, "{<a>");
+}
+
+TEST_F(NetworkTest, NeedsANetworkAndADelegate) {
+    const LogCapture log;
+    EXPECT_FALSE(parser_.parseContentsOfURL("https://h/d.xml"));
+    EXPECT_TRUE(log.contains("There is no network to read https://h/d.xml from"));
+    parser_.setConnectionMaker(ScriptedConnection::maker([](ENURLConnectionDelegate&) { FAIL(); }));
+    EXPECT_FALSE(parser_.parseContentsOfURL(""));
+    parser_.setDelegate(nullptr);
+    EXPECT_FALSE(parser_.parseContentsOfURL("https://h/d.xml"));
+}
+
+}  // namespace
+}  // namespace qs
