@@ -51,6 +51,16 @@ std::vector<std::string> userLanguages() {
     return languages;
 }
 
+struct MainBundle {
+    std::mutex lock;
+    std::shared_ptr<const Bundle> bundle;
+
+    static MainBundle& shared() {
+        static MainBundle main;
+        return main;
+    }
+};
+
 }  // namespace
 
 // The tables of texts, read when first asked for.
@@ -120,6 +130,18 @@ std::vector<Value> Bundle::textsNamed(std::string_view table) const {
             logError(stringWithFormat("%@: %@", {path.string(), parsed.error().description}));
     }
     return tables_->byName.emplace(table, std::move(texts)).first->second;
+}
+
+std::shared_ptr<const Bundle> Bundle::mainBundle() {
+    MainBundle& main = MainBundle::shared();
+    const std::lock_guard guard(main.lock);
+    return main.bundle;
+}
+
+void Bundle::setMainBundle(std::shared_ptr<const Bundle> bundle) {
+    MainBundle& main = MainBundle::shared();
+    const std::lock_guard guard(main.lock);
+    main.bundle = std::move(bundle);
 }
 
 }  // namespace qs

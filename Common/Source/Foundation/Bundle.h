@@ -17,6 +17,9 @@ public:
     // Reads Info.plist. Fails with a clear sentence when the folder, the file or its form is not right.
     static Result<std::shared_ptr<Bundle>> open(std::filesystem::path folder);
     ~Bundle();
+    // The running program's own; null until the program has set it. From every thread.
+    static std::shared_ptr<const Bundle> mainBundle();
+    static void setMainBundle(std::shared_ptr<const Bundle> bundle);
 
     const std::filesystem::path& path() const { return path_; }
     const Dictionary& infoDictionary() const { return info_; }

@@ -164,6 +164,10 @@ std::string filled(const Placeholder& p, const Value* argument) {
 }  // namespace
 
 std::string stringWithFormat(std::string_view format, std::initializer_list<Value> arguments) {
+    return stringWithFormat(format, std::span<const Value>(arguments.begin(), arguments.size()));
+}
+
+std::string stringWithFormat(std::string_view format, std::span<const Value> arguments) {
     std::string text;
     std::size_t next = 0;
     for (std::size_t at = 0; at < format.size(); ++at) {
@@ -183,7 +187,7 @@ std::string stringWithFormat(std::string_view format, std::initializer_list<Valu
             continue;
         }
         const std::size_t index = placeholder->argument > 0 ? placeholder->argument - 1 : next++;
-        text += filled(*placeholder, index < arguments.size() ? arguments.begin() + index : nullptr);
+        text += filled(*placeholder, index < arguments.size() ? &arguments[index] : nullptr);
         at += reader.length();
     }
     return text;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -12,5 +13,6 @@ namespace qs {
 
 // A placeholder without an argument gives "(null)", surplus arguments are ignored.
 std::string stringWithFormat(std::string_view format, std::initializer_list<Value> arguments);
+std::string stringWithFormat(std::string_view format, std::span<const Value> arguments);
 
 }  // namespace qs

@@ -65,11 +65,15 @@ bool truthOf(std::string_view text) {
     return false;
 }
 
-// The shortest text that reads back as the same number.
-template <class Number>
-std::string decimal(Number number) {
+// The shortest digits that read back as the same number; with a power of ten only where the number is very great or
+// small.
+std::string decimal(double number) {
+    const double size = std::abs(number);
+    const bool isPlain = size == 0 || (size >= 1e-4 && size < 1e21);
     std::array<char, 32> text;
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), number,
+                                   isPlain ? std::chars_format::fixed : std::chars_format::scientific)
+                         .ptr;
     return {text.data(), end};
 }
 
@@ -111,11 +115,17 @@ double Value::doubleValue() const {
 std::string Value::stringValue() const {
     switch (type()) {
     case Type::Boolean: return std::get<bool>(held_) ? "1" : "0";
-    case Type::Integer: return decimal(std::get<std::int64_t>(held_));
+    case Type::Integer: return std::to_string(std::get<std::int64_t>(held_));
     case Type::Real: return decimal(std::get<double>(held_));
     case Type::String: return std::get<std::string>(held_);
     default: return {};
     }
+}
+
+const std::string& Value::string() const {
+    static const std::string none;
+    const std::string* text = std::get_if<std::string>(&held_);
+    return text ? *text : none;
 }
 
 std::optional<Date> Value::dateValue() const {

@@ -53,7 +53,8 @@ public:
     bool boolValue() const;
     std::int64_t integerValue() const;  // reals are cut towards zero, strings read as far as they are a number
     double doubleValue() const;
-    std::string stringValue() const;  // numbers in decimal; anything else that is no string gives ""
+    std::string stringValue() const;    // numbers in decimal; anything else that is no string gives ""
+    const std::string& string() const;  // without a copy; empty unless a string
     std::optional<Date> dateValue() const;
     const Data& dataValue() const;                        // empty unless a data value
     const Array& array() const;                           // empty unless an array

@@ -1,0 +1,161 @@
+#include "GRMustacheContext.h"
+
+#include <algorithm>
+
+#include "GRMustacheArena.h"
+#include "GRMustacheExpressionInvocation.h"
+#include "GRMustacheExpressionParser.h"
+#include "GRMustacheKeyAccess.h"
+#include "GRMustacheTagDelegate.h"
+#include "GRMustacheTemplateAST.h"
+
+namespace qs {
+
+GRMustacheContext::GRMustacheContext(const GRMustacheContext& below, GRMustacheContextRef owner, Stack stack,
+                                     GRMustacheValue object)
+    : tops_(below.tops_),
+      below_(&below),
+      owner_(std::move(owner)),
+      object_(std::move(object)),
+      unsafeKeyAccess_(below.unsafeKeyAccess_) {
+    if (object_.isNil()) return;
+    putOn(stack);
+    if (stack == Stack::Objects && object_.object() && object_.object()->asTagDelegate()) putOn(Stack::TagDelegates);
+}
+
+GRMustacheContext::GRMustacheContext(const GRMustacheContext& below, const GRMustacheInheritedPartialNode& node)
+    : tops_(below.tops_), below_(&below), partial_(&node), unsafeKeyAccess_(below.unsafeKeyAccess_) {
+    putOn(Stack::InheritedPartials);
+}
+
+GRMustacheContextRef GRMustacheContext::added(GRMustacheContextRef base, Stack stack, GRMustacheValue object) {
+    if (object.isNil()) return base;
+    const GRMustacheContext& below = *base;
+    return GRMustacheContextRef(new GRMustacheContext(below, std::move(base), stack, std::move(object)));
+}
+
+GRMustacheContextRef GRMustacheContext::context() { return GRMustacheContextRef(new GRMustacheContext(false)); }
+
+GRMustacheContextRef GRMustacheContext::contextWithUnsafeKeyAccess() {
+    return GRMustacheContextRef(new GRMustacheContext(true));
+}
+
+GRMustacheContextRef GRMustacheContext::contextWithObject(GRMustacheValue object) {
+    return contextByAddingObject(context(), std::move(object));
+}
+
+GRMustacheContextRef GRMustacheContext::contextWithProtectedObject(GRMustacheValue object) {
+    return contextByAddingProtectedObject(context(), std::move(object));
+}
+
+GRMustacheContextRef GRMustacheContext::contextWithTagDelegate(std::shared_ptr<GRMustacheTagDelegate> delegate) {
+    return contextByAddingTagDelegate(context(), std::move(delegate));
+}
+
+GRMustacheContextRef GRMustacheContext::contextByAddingObject(GRMustacheContextRef base, GRMustacheValue object) {
+    return added(std::move(base), Stack::Objects, std::move(object));
+}
+
+GRMustacheContextRef GRMustacheContext::contextByAddingProtectedObject(GRMustacheContextRef base,
+                                                                       GRMustacheValue object) {
+    return added(std::move(base), Stack::Protected, std::move(object));
+}
+
+GRMustacheContextRef GRMustacheContext::contextByAddingTagDelegate(GRMustacheContextRef base,
+                                                                   std::shared_ptr<GRMustacheTagDelegate> delegate) {
+    return added(std::move(base), Stack::TagDelegates, std::move(delegate));
+}
+
+GRMustacheContext GRMustacheContext::contextByAddingObject(GRMustacheValue object) const& {
+    return {*this, nullptr, Stack::Objects, std::move(object)};
+}
+
+GRMustacheContext GRMustacheContext::contextByAddingProtectedObject(GRMustacheValue object) const& {
+    return {*this, nullptr, Stack::Protected, std::move(object)};
+}
+
+GRMustacheContext GRMustacheContext::contextByAddingHiddenObject(GRMustacheValue object) const& {
+    return {*this, nullptr, Stack::Hidden, std::move(object)};
+}
+
+GRMustacheContext GRMustacheContext::contextByAddingTagDelegate(GRMustacheTagDelegate& delegate) const& {
+    return {*this, nullptr, Stack::TagDelegates, GRMustacheValue::borrowing(delegate)};
+}
+
+GRMustacheContext
+GRMustacheContext::contextByAddingInheritedPartialNode(const GRMustacheInheritedPartialNode& node) const& {
+    return {*this, node};
+}
+
+GRMustacheValue GRMustacheContext::topMustacheObject() const {
+    const GRMustacheContext* node = top(Stack::Objects);
+    return node ? node->object_ : GRMustacheValue();
+}
+
+bool GRMustacheContext::isHidden(const GRMustacheValue& object) const {
+    for (const GRMustacheContext* node = top(Stack::Hidden); node; node = node->next(Stack::Hidden))
+        if (node->object_.isSameObject(object)) return true;
+    return false;
+}
+
+GRMustacheValue GRMustacheContext::valueForMustacheKey(std::string_view key, bool* isProtected) const {
+    if (isProtected) *isProtected = false;
+    for (const GRMustacheContext* node = top(Stack::Protected); node; node = node->next(Stack::Protected)) {
+        GRMustacheValue value = GRMustacheKeyAccess::valueForMustacheKey(key, node->object_, unsafeKeyAccess_);
+        if (value.isNil()) continue;
+        if (isProtected) *isProtected = true;
+        return value;
+    }
+    for (const GRMustacheContext* node = top(Stack::Objects); node; node = node->next(Stack::Objects)) {
+        if (top(Stack::Hidden) && isHidden(node->object_)) continue;
+        GRMustacheValue value = GRMustacheKeyAccess::valueForMustacheKey(key, node->object_, unsafeKeyAccess_);
+        if (!value.isNil()) return value;
+    }
+    return {};
+}
+
+Result<void> GRMustacheContext::hasValue(GRMustacheValue& value, std::string_view forMustacheExpression) const {
+    GRMustacheArena arena;
+    bool empty = false;
+    const auto expression = GRMustacheExpressionParser(arena).parseExpression(forMustacheExpression, empty);
+    if (!expression) return failed(expression);
+    GRMustacheExpressionInvocation invocation(**expression, *this);
+    if (auto invoked = invocation.invokeReturningError(); !invoked) return failed(invoked);
+    value = invocation.value();
+    return {};
+}
+
+std::vector<GRMustacheTagDelegate*> GRMustacheContext::tagDelegateStack() const {
+    std::vector<GRMustacheTagDelegate*> stack;
+    for (const GRMustacheContext* node = top(Stack::TagDelegates); node; node = node->next(Stack::TagDelegates))
+        stack.push_back(node->object_.object()->asTagDelegate());
+    std::reverse(stack.begin(), stack.end());
+    return stack;
+}
+
+const GRMustacheInheritableSectionNode&
+GRMustacheContext::resolveTemplateASTNode(const GRMustacheInheritableSectionNode& node) const {
+    const GRMustacheInheritableSectionNode* current = &node;
+    std::vector<const GRMustacheTemplateAST*> used;  // a layout that inherits from itself has its say once
+    for (const GRMustacheContext* each = top(Stack::InheritedPartials); each;
+         each = each->next(Stack::InheritedPartials)) {
+        const GRMustacheTemplateAST* parent = &each->partial_->parentPartialNode().templateAST();
+        if (std::find(used.begin(), used.end(), parent) != used.end()) continue;
+        const auto* section = each->partial_->overridingTemplateAST().overridingSection(node.name());
+        if (!section || section == current) continue;
+        current = section;
+        used.push_back(parent);
+    }
+    return *current;
+}
+
+std::vector<const GRMustacheInheritedPartialNode*> GRMustacheContext::inheritedPartialNodeStack() const {
+    std::vector<const GRMustacheInheritedPartialNode*> stack;
+    for (const GRMustacheContext* node = top(Stack::InheritedPartials); node;
+         node = node->next(Stack::InheritedPartials))
+        stack.push_back(node->partial_);
+    std::reverse(stack.begin(), stack.end());
+    return stack;
+}
+
+}  // namespace qs

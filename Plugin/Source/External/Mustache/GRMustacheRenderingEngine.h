@@ -1,0 +1,71 @@
+// Walks over a tree and appends its text to a buffer.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Foundation/Result.h"
+#include "GRMustacheContentType.h"
+#include "GRMustacheTemplateAST.h"
+
+namespace qs {
+
+class GRMustacheContext;
+class GRMustacheTag;
+class GRMustacheTemplateRepository;
+class GRMustacheValue;
+
+class GRMustacheRenderingEngine final : public GRMustacheTemplateASTVisitor {
+public:
+    // Context and buffer must outlive the engine. What the buffer held before stays.
+    GRMustacheRenderingEngine(GRMustacheContentType contentType, const GRMustacheContext& context, std::string& buffer);
+
+    // The tree's text; `HTMLSafe` tells whether it is HTML.
+    static Result<std::string> renderTemplateAST(const GRMustacheTemplateAST& ast, GRMustacheContentType contentType,
+                                                 const GRMustacheContext& context, bool& HTMLSafe);
+
+    Result<void> visitTemplateAST(const GRMustacheTemplateAST& ast) override;
+    Result<void> visitTextNode(const GRMustacheTextNode& node) override;
+    Result<void> visitVariableTag(const GRMustacheVariableTag& tag) override;
+    Result<void> visitSectionTag(const GRMustacheSectionTag& tag) override;
+    Result<void> visitPartialNode(const GRMustachePartialNode& node) override;
+    Result<void> visitInheritedPartialNode(const GRMustacheInheritedPartialNode& node) override;
+    Result<void> visitInheritableSectionNode(const GRMustacheInheritableSectionNode& node) override;
+
+    // What this thread is rendering now; null and HTML's default when it renders nothing.
+    static std::shared_ptr<GRMustacheTemplateRepository> currentTemplateRepository();
+    static const GRMustacheContentType* currentContentType();
+
+    // While it lives, the repository is the thread's current one.
+    class RepositoryInUse {
+    public:
+        explicit RepositoryInUse(const std::shared_ptr<GRMustacheTemplateRepository>& repository);
+        ~RepositoryInUse();
+        RepositoryInUse(const RepositoryInUse&) = delete;
+        RepositoryInUse& operator=(const RepositoryInUse&) = delete;
+        const std::shared_ptr<GRMustacheTemplateRepository>& repository() const { return repository_; }
+
+    private:
+        const std::shared_ptr<GRMustacheTemplateRepository>& repository_;
+        const RepositoryInUse* before_;
+    };
+
+private:
+    class Visit;
+    struct Thread;
+
+    Result<void> visitNodes(const GRMustacheTemplateAST& ast);
+    Result<void> visitTag(const GRMustacheTag& tag);
+    Result<void> visitTag(const GRMustacheTag& tag, const GRMustacheValue& value, const GRMustacheContext& context);
+    Result<void> visitTagWithDelegates(const GRMustacheTag& tag, const GRMustacheValue& value,
+                                       const GRMustacheContext& context);
+    Result<void> render(const GRMustacheTag& tag, const GRMustacheValue& value, const GRMustacheContext& context);
+    bool escapes(const GRMustacheTag& tag) const;
+
+    GRMustacheContentType contentType_;
+    const GRMustacheContext& context_;
+    std::string& buffer_;
+    Thread& thread_;
+};
+
+}  // namespace qs
