@@ -4,6 +4,7 @@
 
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
+#include "Library/SearchText.h"
 
 namespace qs {
 
@@ -56,6 +57,14 @@ END;
 
 enum class Found { Nothing, Ours, Other };
 
+std::unique_ptr<Database> openDatabase(const std::filesystem::path& file, Database::Access access, int cacheKilobytes) {
+    auto database = std::make_unique<Database>(
+        file, Database::Options{.access = access, .cacheKilobytes = cacheKilobytes, .isDurable = false});
+    // LIKE knows only the case of ASCII.
+    database->addTextTest("contains_text", &containsIgnoringCase);
+    return database;
+}
+
 Found look(Database& database) {
     if (database.integer("SELECT count(*) FROM sqlite_master") == 0) return Found::Nothing;
     if (database.integer("PRAGMA user_version") != kVersion) return Found::Other;
@@ -85,7 +94,7 @@ void Index::openOrReplace(std::vector<std::string>& notices) {
     isInMemory_ = false;
     for (int attempt = 0; attempt < 2; ++attempt) {
         try {
-            writer_ = std::make_unique<Database>(file_, Database::Access::Write, kWriterCache);
+            writer_ = openDatabase(file_, Database::Access::Write, kWriterCache);
             const Found found = look(*writer_);
             if (found == Found::Nothing) begin(*writer_);
             if (found != Found::Other) return;
@@ -100,7 +109,7 @@ void Index::openOrReplace(std::vector<std::string>& notices) {
     notices.push_back("The library's index can't be written to the disk, so it is kept in memory until the program "
                       "ends. Your mail is "
                       "safe.");
-    writer_ = std::make_unique<Database>("", Database::Access::Write, kWriterCache);
+    writer_ = openDatabase({}, Database::Access::Write, kWriterCache);
     begin(*writer_);
     isInMemory_ = true;
 }
@@ -139,7 +148,7 @@ Index::Reading::Reading(Index& index) : index_(index), life_(index.life_) {
             index.pool_.pop_back();
         }
     }
-    if (!own_) own_ = std::make_unique<Database>(index.file_, Database::Access::Read, kReaderCache);
+    if (!own_) own_ = openDatabase(index.file_, Database::Access::Read, kReaderCache);
     database_ = own_.get();
 }
 
@@ -149,23 +158,7 @@ Index::Reading::~Reading() {
     if (index_.pool_.size() < kIdleReaders) index_.pool_.push_back(std::move(own_));
 }
 
-Index::Writing::Writing(Index& index) : life_(index.life_), writer_(index.writing_), database_(index.writer_.get()) {
-    database_->runScript("BEGIN IMMEDIATE");
-}
-
-Index::Writing::~Writing() {
-    if (!isOpen_) return;
-    try {
-        database_->runScript("ROLLBACK");
-    } catch (const DatabaseFailure& failure) {
-        // A failure that took the disk away has ended the transaction already.
-        logDebug("rolling back the library's index: " + std::string(failure.what()));
-    }
-}
-
-void Index::Writing::commit() {
-    database_->runScript("COMMIT");
-    isOpen_ = false;
-}
+Index::Writing::Writing(Index& index)
+    : life_(index.life_), writer_(index.writing_), database_(index.writer_.get()), transaction_(*database_) {}
 
 }  // namespace qs

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "Library/Database.h"
+#include "Database/Database.h"
 
 namespace qs {
 
@@ -47,12 +47,9 @@ public:
     // The connection to write with, in a transaction that ends without effect unless it is committed.
     class Writing {
     public:
-        ~Writing();
-        Writing(const Writing&) = delete;
-        Writing& operator=(const Writing&) = delete;
         Database& operator*() const { return *database_; }
         Database* operator->() const { return database_; }
-        void commit();
+        void commit() { transaction_.commit(); }
 
     private:
         friend class Index;
@@ -60,7 +57,7 @@ public:
         std::shared_lock<std::shared_mutex> life_;
         std::unique_lock<std::mutex> writer_;
         Database* database_;
-        bool isOpen_ = true;
+        Transaction transaction_;
     };
 
     Reading read() { return Reading(*this); }

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Library/Database.h"
+#include "Database/Database.h"
 #include "Mail/MessageCriterion.h"
 
 namespace qs {

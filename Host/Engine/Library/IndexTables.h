@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Foundation/Date.h"
-#include "Library/Database.h"
+#include "Database/Database.h"
 #include "Library/MessageFacts.h"
 #include "MailLibrary.h"
 

@@ -15,6 +15,10 @@ namespace {
 
 constexpr std::size_t kMostSearchWords = 32, kLongestSearch = 1000, kLongestEntity = 12;
 
+icu::UnicodeString folded(std::string_view text) {
+    return icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())}).foldCase();
+}
+
 bool hasWordCharacter(std::string_view word) {
     while (!word.empty()) {
         if (u_isalnum(static_cast<UChar32>(firstUtf8Character(word)))) return true;
@@ -72,9 +76,13 @@ std::size_t endOfElement(std::string_view html, std::size_t from, std::string_vi
 }  // namespace
 
 std::string foldedCase(std::string_view text) {
-    std::string folded;
-    icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())}).foldCase().toUTF8String(folded);
-    return folded;
+    std::string result;
+    folded(text).toUTF8String(result);
+    return result;
+}
+
+bool containsIgnoringCase(std::string_view text, std::string_view part) {
+    return folded(text).indexOf(folded(part)) >= 0;
 }
 
 std::string matchExpression(std::string_view typed) {

@@ -7,6 +7,7 @@
 namespace qs {
 
 std::string foldedCase(std::string_view text);
+bool containsIgnoringCase(std::string_view text, std::string_view part);  // in any script
 // What a person typed as an expression for the index of words: each word begins a word of the message, all must be
 // there. Whatever is typed is taken as words, never as an operator. Empty when there is nothing to look for.
 std::string matchExpression(std::string_view typed);
