@@ -1,0 +1,13 @@
+#include "Notes/QSNotebook.h"
+
+#include "Foundation/Format.h"
+
+namespace qs {
+
+std::string QSNotebook::description() const {
+    const std::string name = this->name().value_or("");
+    // The blank is one at which no line is broken.
+    return isBusiness() ? stringWithFormat("%@\u00A0(💼)", {name}) : name;
+}
+
+}  // namespace qs

@@ -1,0 +1,25 @@
+#include "Reminder/QSReminder.h"
+
+#include "Foundation/Format.h"
+
+namespace qs {
+
+std::optional<std::string> QSReminder::messageURLString() const {
+    const auto id = messageID();
+    if (!id) return {};
+    return stringWithFormat("message://%@", {*id});
+}
+
+std::optional<std::string> QSReminder::notesIncludingMessageURLStringInSingleLine(bool isSingleLine) const {
+    const auto text = notes(), url = messageURLString();
+    if (text && url) return stringWithFormat("%@%@%@", {*text, isSingleLine ? " | " : "\n\n", *url});
+    return text ? text : url;
+}
+
+void QSReminder::awakeFromInsert() {
+    setTransmitting(false);
+    setDirty(false);
+    setIsRemote(false);
+}
+
+}  // namespace qs
