@@ -207,6 +207,12 @@ void MailApplicationObject::setActive(bool active) {
         active ? NSApplicationDidBecomeActiveNotification : NSApplicationWillResignActiveNotification, this);
 }
 
+void MailApplicationObject::presentError(const Error& error) {
+    Alert alert;
+    alert.messageText = error.description;
+    alert.runModal();
+}
+
 void MailApplicationObject::addNotice(std::string text) {
     if (text.empty() || std::ranges::find(notices_, text, &Notice::text) != notices_.end()) return;
     logInfo("Told: " + text);

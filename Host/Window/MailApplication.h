@@ -64,7 +64,6 @@ public:
     // The list's contextual menu for the selection, filled by the host, then offered to willPresentContextualMenu:.
     virtual std::shared_ptr<Menu> contextualMenu() = 0;
 
-    virtual void addNotice(std::string text) = 0;
     virtual const std::vector<Notice>& notices() const = 0;
     virtual void dismissNotice(int id) = 0;
     virtual const std::string& applicationIconImage() const = 0;

@@ -45,6 +45,7 @@ public:
     std::string mainBundleImage(std::string_view name) const override;
     void showPreferencesPanel(HostObject* sender) override;
     void orderFrontCharacterPalette(HostObject* sender) override;
+    void presentError(const Error& error) override;
     bool sendAction(std::string_view selector, HostObject* target, HostObject* sender) override;
 
     void finishLaunching() override;

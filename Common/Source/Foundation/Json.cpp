@@ -40,7 +40,11 @@ Value valueOf(const json::value& from, JsonNulls nulls) {
     return {};
 }
 
-json::value jsonOf(const Value& value) {
+std::string outward(std::string text, JsonBytes bytes) {
+    return bytes == JsonBytes::Any ? std::move(text) : validUtf8(text);
+}
+
+json::value jsonOf(const Value& value, JsonBytes bytes) {
     switch (value.type()) {
     case Value::Type::Nil: break;
     case Value::Type::Boolean: return value.boolValue();
@@ -49,24 +53,24 @@ json::value jsonOf(const Value& value) {
         if (std::isfinite(value.doubleValue())) return value.doubleValue();
         break;
     case Value::Type::Date: return value.dateValue().value_or(Date()).secondsSince1970;
-    case Value::Type::String: return json::value(validUtf8(value.stringValue()));
+    case Value::Type::String: return json::value(outward(value.stringValue(), bytes));
     case Value::Type::Data: {
-        const std::string& bytes = value.dataValue().bytes;
+        const std::string& data = value.dataValue().bytes;
         namespace base64 = boost::beast::detail::base64;
-        std::string text(base64::encoded_size(bytes.size()), 0);
-        text.resize(base64::encode(text.data(), bytes.data(), bytes.size()));
+        std::string text(base64::encoded_size(data.size()), 0);
+        text.resize(base64::encode(text.data(), data.data(), data.size()));
         return json::value(text);
     }
     case Value::Type::Array: {
         json::array array;
         for (const Value& each : value.array())
-            array.push_back(jsonOf(each));
+            array.push_back(jsonOf(each, bytes));
         return array;
     }
     case Value::Type::Dictionary: {
         json::object object;
         for (const auto& [key, each] : value.dictionary())
-            object[validUtf8(key)] = jsonOf(each);
+            object[outward(key, bytes)] = jsonOf(each, bytes);
         return object;
     }
     }
@@ -83,9 +87,10 @@ std::string placeIn(std::string_view text, std::size_t at) {
 
 }  // namespace
 
-Result<Value> parseJson(std::string_view text, JsonNulls nulls) {
+Result<Value> parseJson(std::string_view text, JsonNulls nulls, JsonBytes bytes) {
     json::parse_options options;
     options.max_depth = kDeepest;
+    options.allow_invalid_utf8 = bytes == JsonBytes::Any;
     json::stream_parser parser(json::storage_ptr(), options);
     json::error_code wrong;
     std::size_t read = parser.write_some(text.data(), text.size(), wrong);
@@ -100,6 +105,6 @@ Result<Value> parseJson(std::string_view text, JsonNulls nulls) {
     return valueOf(parser.release(), nulls);
 }
 
-std::string jsonText(const Value& value) { return json::serialize(jsonOf(value)); }
+std::string jsonText(const Value& value, JsonBytes bytes) { return json::serialize(jsonOf(value, bytes)); }
 
 }  // namespace qs

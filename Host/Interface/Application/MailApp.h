@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "Foundation/Result.h"
 #include "Foundation/Runtime.h"
 #include "Foundation/Value.h"
 
@@ -50,6 +51,10 @@ public:
     virtual std::string mainBundleImage(std::string_view /*name*/) const { return {}; }
     virtual void showPreferencesPanel(HostObject* sender) = 0;
     virtual void orderFrontCharacterPalette(HostObject* sender) = 0;
+    // Shows the error's description in a modal dialog; returns when that is answered.
+    virtual void presentError(const Error& error) = 0;
+    // Shows a sentence at the edge of the page, until the person dismisses it.
+    virtual void addNotice(std::string text) = 0;
 
     // Sends an action along target or the chain of responders; false when nobody answers it or it is invalid now.
     virtual bool sendAction(std::string_view selector, HostObject* target, HostObject* sender) = 0;

@@ -2,6 +2,7 @@
 
 #include "Application/Preferences.h"
 #include "Core/QSLifecycleHooks.h"
+#include "Core/QSObjectStore.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSRunAlertPanel.h"
 #include "Core/QSSession.h"
@@ -45,8 +46,7 @@ void uninstall() {
     if (auto email = hooks.userEmail ? hooks.userEmail() : std::nullopt; email && hooks.removeKeychainItem)
         hooks.removeKeychainItem(*email);
     removeSettings();
-    if (auto info = Platform::current().processInfo)
-        (void)FileSystem::real().remove(info->documentsFolder() / "QuillsteadData.sqlite");
+    removeObjectStore();
     QSPluginDelegate::sharedDelegate().triggerHelperWithNotificationName("com.apple.Mail.Quillstead.Uninstall", {});
 }
 

@@ -1,4 +1,4 @@
-// What the lifecycle drives in the plug-in's other parts: account, store, services, tracking. Each part fills in its
+// What the lifecycle drives in the plug-in's other parts: account, services, tracking. Each part fills in its
 // own hooks when the session is made; an empty hook means that the part isn't there, and its step is passed over.
 //
 // Threads are those of the callers in QSPluginDelegate, told at each hook. What is called off the main thread must not
@@ -32,9 +32,6 @@ struct QSLifecycleHooks {
     std::function<void(std::shared_ptr<Window> window, bool registration)> showAccount;  // main
     std::function<void()> saveUser;                                                      // main
     std::function<void(const std::string& email)> removeKeychainItem;                    // main
-
-    // The object store.
-    std::function<void()> saveCoreData;  // main
 
     // Linked services.
     std::function<void()> syncLinkedServices;                                       // a global queue

@@ -6,6 +6,7 @@
 #include "Core/QSCrashReportOffer.h"
 #include "Core/QSLifecycleHooks.h"
 #include "Core/QSSession.h"
+#include "Core/Store/ManagedObjectContext.h"
 #include "CrashReporter/CrashReporter.h"
 #include "Foundation/Bundle.h"
 #include "Foundation/Format.h"
@@ -151,14 +152,21 @@ void QSPluginDelegate::offerAccount() {
 void QSPluginDelegate::appWillResignActive() {
     const auto& hooks = QSSession::current().lifecycleHooks();
     if (hooks.saveUser) hooks.saveUser();
-    if (hooks.saveCoreData) hooks.saveCoreData();
-    if (hooks.saveServices) hooks.saveServices();
+    saveStoreAndServices();
 }
 
-void QSPluginDelegate::appWillTerminate() {
-    const auto& hooks = QSSession::current().lifecycleHooks();
-    if (hooks.saveCoreData) hooks.saveCoreData();
-    if (hooks.saveServices) hooks.saveServices();
+void QSPluginDelegate::appWillTerminate() { saveStoreAndServices(); }
+
+void QSPluginDelegate::saveStoreAndServices() {
+    const auto saveServices = QSSession::current().lifecycleHooks().saveServices;
+    try {
+        saveCoreData();
+    } catch (...) {
+        // A store that can't be opened must not cost the list of services.
+        if (saveServices) saveServices();
+        throw;
+    }
+    if (saveServices) saveServices();
 }
 
 bool QSPluginDelegate::flagForKey(std::string_view key, std::string_view forUniqueID) const {

@@ -18,6 +18,7 @@
 
 namespace qs {
 
+class ManagedObjectContext;
 class Menu;
 class Observation;
 class Timer;
@@ -70,6 +71,13 @@ public:
     void updateGlobalMenuItems();
     void updateDockBadge();
 
+    // The objects of the plug-in's store, which is opened (made, brought to this version) at the first access. An
+    // assertion failure off the main thread, whenever it is asked, and when the store can't be opened.
+    ManagedObjectContext& managedObjectContext();
+    // Saves what has changed in the store, if there is one. Shows its own errors; what could not be saved is tried
+    // again the next time.
+    void saveCoreData();
+
     void applicationDidBecomeActive();
     void appWillResignActive();
     void appWillTerminate();
@@ -81,6 +89,7 @@ public:
 
 private:
     void offerAccount();
+    void saveStoreAndServices();
     void startCrashReporter();
 
     std::shared_ptr<Timer> heartbeatTimer_;
@@ -88,6 +97,9 @@ private:
     std::optional<Date> lastRegistrationDate_;
     bool showLoginNextTime_ = false;
     bool pluginInitialized_ = false;
+    std::unique_ptr<ManagedObjectContext> managedObjectContext_;
+    std::string toldStoreError_;
+    bool showsSaveError_ = false;
     mutable std::mutex flagLock_;
     std::map<std::string, bool> flagDict_;
     // Blocks that fire later ask it whether the plug-in is still there.

@@ -23,13 +23,13 @@ class QSNote : public ManagedObject {
 public:
     static constexpr std::string_view kEntityName = "Note";
     static constexpr Attribute<bool> kAddAttachments{"addAttachments"};
-    static constexpr Attribute<StringArray> kAttachments{"attachments"};
+    static constexpr Attribute<TextArray> kAttachments{"attachments"};
     static constexpr Attribute<std::string> kContent{"content"};
     static constexpr Attribute<bool> kIsRemote{"isRemote"};
-    static constexpr Attribute<StringDictionary> kMailInfo{"mailInfo"};
+    static constexpr Attribute<TextDictionary> kMailInfo{"mailInfo"};
     static constexpr Attribute<std::string> kMessageID{"messageID"};
     static constexpr Attribute<Date> kReminderDate{"reminderDate"};
-    static constexpr Attribute<StringSet> kTagNames{"tagNames"};
+    static constexpr Attribute<TextSet> kTagNames{"tagNames"};
     static constexpr Attribute<std::string> kTitle{"title"};
     static constexpr Attribute<std::string> kUniqueIdentifier{"uniqueIdentifier"};
     static constexpr Attribute<bool> kUseReminder{"useReminder"};
@@ -38,20 +38,20 @@ public:
 
     bool addAttachments() const { return get(kAddAttachments).value_or(false); }
     void setAddAttachments(bool flag) { set<bool>(kAddAttachments, flag); }
-    StringArray attachments() const { return get(kAttachments).value_or(StringArray()); }  // paths of files
-    void setAttachments(const StringArray& paths) { set<StringArray>(kAttachments, paths); }
+    TextArray attachments() const { return get(kAttachments).value_or(TextArray()); }  // paths of files
+    void setAttachments(const TextArray& paths) { set<TextArray>(kAttachments, paths); }
     std::optional<std::string> content() const { return get(kContent); }  // HTML; after the transfer the service's form
     void setContent(const std::optional<std::string>& content) { set(kContent, content); }
     bool isRemote() const { return get(kIsRemote).value_or(false); }  // the service holds it
     void setIsRemote(bool flag) { set<bool>(kIsRemote, flag); }
-    StringDictionary mailInfo() const { return get(kMailInfo).value_or(StringDictionary()); }
-    void setMailInfo(const StringDictionary& info) { set<StringDictionary>(kMailInfo, info); }
+    TextDictionary mailInfo() const { return get(kMailInfo).value_or(TextDictionary()); }
+    void setMailInfo(const TextDictionary& info) { set<TextDictionary>(kMailInfo, info); }
     std::optional<std::string> messageID() const { return get(kMessageID); }
     void setMessageID(const std::optional<std::string>& id) { set(kMessageID, id); }
     std::optional<Date> reminderDate() const { return get(kReminderDate); }
     void setReminderDate(std::optional<Date> date) { set(kReminderDate, date); }
-    StringSet tagNames() const { return get(kTagNames).value_or(StringSet()); }
-    void setTagNames(const StringSet& names) { set<StringSet>(kTagNames, names); }
+    TextSet tagNames() const { return get(kTagNames).value_or(TextSet()); }
+    void setTagNames(const TextSet& names) { set<TextSet>(kTagNames, names); }
     std::optional<std::string> title() const { return get(kTitle); }
     void setTitle(const std::optional<std::string>& title) { set(kTitle, title); }
     std::optional<std::string> uniqueIdentifier() const { return get(kUniqueIdentifier); }
@@ -60,8 +60,8 @@ public:
     void setUseReminder(bool flag) { set<bool>(kUseReminder, flag); }
     std::optional<std::string> remoteURL() const { return get(kRemoteURL); }
     void setRemoteURL(const std::optional<std::string>& url) { set(kRemoteURL, url); }
-    std::shared_ptr<QSNotebook> notebook() const { return get(kNotebook); }
-    void setNotebook(const std::shared_ptr<QSNotebook>& notebook) { set(kNotebook, notebook); }
+    std::shared_ptr<QSNotebook> notebook() const;
+    void setNotebook(const std::shared_ptr<QSNotebook>& notebook);
 
     std::optional<std::string> messageURLString() const;  // "message://..."; none without a messageID
 

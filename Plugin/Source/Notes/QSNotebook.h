@@ -29,7 +29,7 @@ public:
     void setServiceIdentifier(const std::optional<std::string>& id) { set(kServiceIdentifier, id); }
     std::optional<std::string> uniqueIdentifier() const { return get(kUniqueIdentifier); }  // the service's own
     void setUniqueIdentifier(const std::optional<std::string>& id) { set(kUniqueIdentifier, id); }
-    std::vector<std::shared_ptr<QSNote>> notes() const { return get(kNotes); }
+    std::vector<std::shared_ptr<QSNote>> notes() const;
 
     std::string description() const;  // what a menu of notebooks shows
 };

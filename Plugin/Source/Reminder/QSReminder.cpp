@@ -4,6 +4,9 @@
 
 namespace qs {
 
+std::shared_ptr<QSReminderList> QSReminder::list() const { return get(kList); }
+void QSReminder::setList(const std::shared_ptr<QSReminderList>& list) { set(kList, list); }
+
 std::optional<std::string> QSReminder::messageURLString() const {
     const auto id = messageID();
     if (!id) return {};

@@ -55,8 +55,8 @@ public:
     void setType(std::int64_t type) { set<std::int64_t>(kType, type); }
     std::optional<std::string> uniqueIdentifier() const { return get(kUniqueIdentifier); }
     void setUniqueIdentifier(const std::optional<std::string>& id) { set(kUniqueIdentifier, id); }
-    std::shared_ptr<QSReminderList> list() const { return get(kList); }
-    void setList(const std::shared_ptr<QSReminderList>& list) { set(kList, list); }
+    std::shared_ptr<QSReminderList> list() const;
+    void setList(const std::shared_ptr<QSReminderList>& list);
 
     std::optional<std::string> messageURLString() const;  // "message://..."; none without a messageID
     // Whichever of the two there is, or none.

@@ -4,6 +4,9 @@
 
 namespace qs {
 
+std::vector<std::shared_ptr<QSTrackingPixelOpen>> QSTrackingPixel::opens() const { return get(kOpens); }
+std::int64_t QSTrackingPixel::numOpens() const { return static_cast<std::int64_t>(opens().size()); }
+
 std::vector<std::shared_ptr<QSTrackingPixelOpen>> QSTrackingPixel::sortedOpensByDate() const {
     auto sorted = opens();
     std::ranges::stable_sort(sorted, [](const auto& a, const auto& b) { return a->date() > b->date(); });

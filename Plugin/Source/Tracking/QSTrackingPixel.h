@@ -33,11 +33,11 @@ public:
     std::optional<std::string> uuid() const { return get(kUuid); }  // upper case; its key
     void setUuid(const std::optional<std::string>& uuid) { set(kUuid, uuid); }
 
-    std::vector<std::shared_ptr<QSTrackingPixelOpen>> opens() const { return get(kOpens); }
+    std::vector<std::shared_ptr<QSTrackingPixelOpen>> opens() const;
     std::vector<std::shared_ptr<QSTrackingPixelOpen>> sortedOpensByDate() const;  // newest first
     std::optional<Date> firstOpen() const;
     std::optional<Date> lastOpen() const;
-    std::int64_t numOpens() const { return static_cast<std::int64_t>(opens().size()); }
+    std::int64_t numOpens() const;
 
     // A request that carries this record is under way. In memory only.
     bool transmitting() const { return flag(0); }

@@ -1,6 +1,5 @@
 // What the plug-in adds to the application: addresses, contextual menu, log file, uninstalling, the preference pane.
 #include <algorithm>
-#include <fstream>
 
 #include "Application/Preferences.h"
 #include "MainViewer.h"
@@ -189,8 +188,11 @@ TEST_F(ApplicationTest, TheLogFileIsOpenedWhenThereIsOne) {
 TEST_F(ApplicationTest, UninstallingAsksAndThenLeavesNothingBehind) {
     startHost();
     const auto store = Platform::current().processInfo->documentsFolder() / "QuillsteadData.sqlite";
-    std::filesystem::create_directories(store.parent_path());
-    std::ofstream(store) << "store";
+    (void)delegate().managedObjectContext();
+    const auto isThere = [&](const char* side) {
+        return std::filesystem::exists(std::filesystem::path(store).concat(side));
+    };
+    ASSERT_TRUE(isThere("") && isThere("-wal"));
     std::vector<std::string> steps;
     hooks().unlinkAllServices = [&] { steps.emplace_back("services"); };
     hooks().userEmail = [] { return std::optional<std::string>("ada@example.org"); };
@@ -203,7 +205,7 @@ TEST_F(ApplicationTest, UninstallingAsksAndThenLeavesNothingBehind) {
     answerNextAlert(0);
     choose("uninstallQuillstead:");
     EXPECT_EQ(workspace_->openedUrls.size(), 1u);
-    EXPECT_TRUE(std::filesystem::exists(store));
+    EXPECT_TRUE(isThere(""));
     EXPECT_EQ(defaults().integerForKey("QSSendDelaySeconds"), 45);
     EXPECT_THAT(steps, IsEmpty());
 
@@ -213,7 +215,10 @@ TEST_F(ApplicationTest, UninstallingAsksAndThenLeavesNothingBehind) {
     EXPECT_THAT(steps, ElementsAre("services", "ada@example.org"));
     EXPECT_TRUE(defaults().setValues().empty());
     EXPECT_FALSE(UserDefaults::suite("")->boolForKey("EnableContactPhotos"));
-    EXPECT_FALSE(std::filesystem::exists(store));
+    for (const char* side : {"", "-wal", "-shm"})
+        EXPECT_FALSE(isThere(side)) << side;
+    delegate().saveCoreData();
+    EXPECT_FALSE(isThere("")) << "nothing brings the store back";
     ASSERT_FALSE(distributed_->posted.empty());
     EXPECT_EQ(distributed_->posted.back().name, "com.apple.Mail.Quillstead.Uninstall");
     EXPECT_TRUE(distributed_->posted.back().userInfo.isNil());

@@ -1,11 +1,13 @@
 // Start, heartbeat, activation, the account offer, and the end.
 #include "Application/HostInstances.h"
 #include "Application/MailApp.h"
+#include "Core/Store/ManagedObjectContext.h"
 #include "Foundation/NotificationCenter.h"
 #include "MainViewer.h"
 #include "Models/Menu.h"
 #include "Models/View.h"
 #include "PluginTest.h"
+#include "Reminder/QSReminder.h"
 #include "Viewer/MessageViewer.h"
 
 namespace qs {
@@ -89,14 +91,19 @@ TEST_F(LifecycleTest, TheAccountIsOfferedOnceInHalfAnHourUnlessALoginWasAskedFor
 TEST_F(LifecycleTest, SavesInOrderWhenTheHostStepsBackAndWhenItEnds) {
     startHost();
     std::vector<std::string> saved;
-    hooks().saveUser = [&] { saved.emplace_back("user"); };
-    hooks().saveCoreData = [&] { saved.emplace_back("store"); };
-    hooks().saveServices = [&] { saved.emplace_back("services"); };
+    auto& store = delegate().managedObjectContext();
+    const auto note = [&](const char* what) {
+        saved.push_back(std::string(what) + (store.hasChanges() ? " before" : " after") + " the store");
+    };
+    hooks().saveUser = [&] { note("user"); };
+    hooks().saveServices = [&] { note("services"); };
+    store.insertNew<QSReminderList>()->setUniqueIdentifier("L1");
     post(NSApplicationWillResignActiveNotification);
-    EXPECT_THAT(saved, ElementsAre("user", "store", "services"));
+    EXPECT_THAT(saved, ElementsAre("user before the store", "services after the store"));
     saved.clear();
+    store.insertNew<QSReminderList>()->setUniqueIdentifier("L2");
     post(NSApplicationWillTerminateNotification);
-    EXPECT_THAT(saved, ElementsAre("store", "services"));
+    EXPECT_THAT(saved, ElementsAre("services after the store"));
     hooks() = {};
 }
 

@@ -22,24 +22,20 @@ struct Condition {
     std::vector<Value> values;     // of the attribute's type; CountIs: the number; LinksTo, IsRow: the row
     std::vector<Condition> parts;  // of And, Or, Not
 
-    friend Condition operator&&(Condition a, Condition b) {
-        return {Kind::And, {}, {}, {std::move(a), std::move(b)}};
-    }
-    friend Condition operator||(Condition a, Condition b) {
-        return {Kind::Or, {}, {}, {std::move(a), std::move(b)}};
-    }
+    friend Condition operator&&(Condition a, Condition b) { return {Kind::And, {}, {}, {std::move(a), std::move(b)}}; }
+    friend Condition operator||(Condition a, Condition b) { return {Kind::Or, {}, {}, {std::move(a), std::move(b)}}; }
     friend Condition operator!(Condition a) { return {Kind::Not, {}, {}, {std::move(a)}}; }
 };
 
 // Ascending order as the store knows it: no value first, false before true, texts byte by byte.
 int compareValues(const Value& a, const Value& b);
 
-using StringArray = std::vector<std::string>;
-using StringSet = std::set<std::string>;
-using StringDictionary = std::map<std::string, std::string>;
+using TextArray = std::vector<std::string>;
+using TextSet = std::set<std::string>;
+using TextDictionary = std::map<std::string, std::string>;
 
 // An attribute of a class of objects: its name in the model and the type of its values, one of bool, std::int64_t,
-// double, std::string, Date, StringArray, StringSet, StringDictionary.
+// double, std::string, Date, TextArray, TextSet, TextDictionary.
 template <class T>
 class Attribute {
 public:

@@ -82,8 +82,7 @@ SqlExpression sqlFor(const Condition& condition, const EntityDescription& entity
         return sql;
     }
     case Kind::CountIs: return count(condition, entity);
-    case Kind::LinksTo:
-        return tested(quotedName(condition.property), " = ", condition.values.front().integerValue());
+    case Kind::LinksTo: return tested(quotedName(condition.property), " = ", condition.values.front().integerValue());
     case Kind::IsRow: return {"_id = ?", {condition.values.front().integerValue()}};
     default: break;
     }

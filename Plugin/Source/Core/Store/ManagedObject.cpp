@@ -50,8 +50,8 @@ void ManagedObject::setValue(Value value, std::string_view forKey) {
     const std::size_t index = indexOr(entity_->attributeIndex(forKey), *entity_, forKey);
     auto fitting = valueOfType(value, entity_->attributes[index].type);
     if (!fitting)
-        raiseAssertion(stringWithFormat("The property %@ of the entity %@ takes no value of that type",
-                                        {forKey, entity_->name}));
+        raiseAssertion(
+            stringWithFormat("The property %@ of the entity %@ takes no value of that type", {forKey, entity_->name}));
     if (*fitting == values_[index]) return;
     values_[index] = std::move(*fitting);
     if (context_ && !isDeleted()) context_->attributeDidChange(*this, index);
@@ -112,8 +112,7 @@ bool ManagedObject::satisfies(const Condition& condition) const {
     const Value& value = values_[indexOr(entity_->attributeIndex(condition.property), *entity_, condition.property)];
     switch (condition.kind) {
     case Kind::Is: return value == condition.values.front();
-    case Kind::IsOneOf:
-        return !value.isNil() && std::ranges::find(condition.values, value) != condition.values.end();
+    case Kind::IsOneOf: return !value.isNil() && std::ranges::find(condition.values, value) != condition.values.end();
     case Kind::IsBelow: return !value.isNil() && compareValues(value, condition.values.front()) < 0;
     default: return !value.isNil() && compareValues(value, condition.values.front()) > 0;
     }
@@ -131,41 +130,41 @@ void ManagedObject::setFlag(unsigned bit, bool value) {
 }
 
 template <>
-StringArray fromValue<StringArray>(const Value& value) {
-    StringArray strings;
+TextArray fromValue<TextArray>(const Value& value) {
+    TextArray strings;
     for (const Value& each : value.array())
         strings.push_back(each.stringValue());
     return strings;
 }
 
 template <>
-StringSet fromValue<StringSet>(const Value& value) {
-    StringSet strings;
+TextSet fromValue<TextSet>(const Value& value) {
+    TextSet strings;
     for (const Value& each : value.array())
         strings.insert(each.stringValue());
     return strings;
 }
 
 template <>
-StringDictionary fromValue<StringDictionary>(const Value& value) {
-    StringDictionary strings;
+TextDictionary fromValue<TextDictionary>(const Value& value) {
+    TextDictionary strings;
     for (const auto& [key, each] : value.dictionary())
         strings[key] = each.stringValue();
     return strings;
 }
 
 template <>
-Value toValue<StringArray>(const StringArray& value) {
+Value toValue<TextArray>(const TextArray& value) {
     return Array(value.begin(), value.end());
 }
 
 template <>
-Value toValue<StringSet>(const StringSet& value) {
+Value toValue<TextSet>(const TextSet& value) {
     return Array(value.begin(), value.end());
 }
 
 template <>
-Value toValue<StringDictionary>(const StringDictionary& value) {
+Value toValue<TextDictionary>(const TextDictionary& value) {
     return Dictionary(value.begin(), value.end());
 }
 

@@ -33,7 +33,7 @@ public:
     const EntityDescription& entity() const { return *entity_; }
     std::int64_t row() const { return row_; }  // never another object's while the program runs
     ManagedObjectContext* managedObjectContext() const { return context_; }  // null when it belongs to none any more
-    bool isInserted() const { return state_ == State::Inserted; }  // and not saved yet; likewise the next two
+    bool isInserted() const { return state_ == State::Inserted; }            // and not saved yet; likewise the next two
     bool isUpdated() const { return state_ == State::Updated; }
     bool isDeleted() const { return state_ == State::Deleted || state_ == State::Gone; }
 
@@ -86,13 +86,13 @@ private:
     void checkThread() const;
     const Value& valueAt(std::size_t index) const { return values_[index]; }
 
-    const EntityDescription* entity_ = nullptr;
+    std::shared_ptr<const EntityDescription> entity_;  // keeps the model
     ManagedObjectContext* context_ = nullptr;
     std::int64_t row_ = 0;
-    std::int64_t version_ = 0;          // counts the saves of the row
-    std::vector<Value> values_;         // by the attribute's place in the entity
-    std::vector<std::int64_t> links_;   // by the relationship's place; 0 for none, and for those to many
-    std::uint64_t changed_ = 0;         // a bit for each attribute, then each relationship
+    std::int64_t version_ = 0;         // counts the saves of the row
+    std::vector<Value> values_;        // by the attribute's place in the entity
+    std::vector<std::int64_t> links_;  // by the relationship's place; 0 for none, and for those to many
+    std::uint64_t changed_ = 0;        // a bit for each attribute, then each relationship
     unsigned flags_ = 0;
     State state_ = State::Clean;
 };
@@ -125,17 +125,17 @@ inline Date fromValue<Date>(const Value& value) {
     return value.dateValue().value_or(Date{});
 }
 template <>
-StringArray fromValue<StringArray>(const Value& value);
+TextArray fromValue<TextArray>(const Value& value);
 template <>
-StringSet fromValue<StringSet>(const Value& value);
+TextSet fromValue<TextSet>(const Value& value);
 template <>
-StringDictionary fromValue<StringDictionary>(const Value& value);
+TextDictionary fromValue<TextDictionary>(const Value& value);
 template <>
-Value toValue<StringArray>(const StringArray& value);
+Value toValue<TextArray>(const TextArray& value);
 template <>
-Value toValue<StringSet>(const StringSet& value);
+Value toValue<TextSet>(const TextSet& value);
 template <>
-Value toValue<StringDictionary>(const StringDictionary& value);
+Value toValue<TextDictionary>(const TextDictionary& value);
 
 template <class T>
 std::optional<T> ManagedObject::get(const Attribute<T>& attribute) const {

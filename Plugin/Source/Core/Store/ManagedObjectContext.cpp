@@ -45,7 +45,7 @@ ManagedObjectContext::EntityState& ManagedObjectContext::stateOf(const EntityDes
 ManagedObjectRef ManagedObjectContext::makeObject(const EntityDescription& entity, std::int64_t row) {
     const auto cls = classes_.find(entity.className);
     ManagedObjectRef object = cls == classes_.end() ? std::make_shared<ManagedObject>() : cls->second();
-    object->entity_ = &entity;
+    object->entity_ = {store_->modelRef(), &entity};
     object->context_ = this;
     object->row_ = row;
     object->values_.resize(entity.attributes.size());

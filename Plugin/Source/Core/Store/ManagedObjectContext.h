@@ -1,8 +1,8 @@
 // The objects of a store that are in memory, with their unsaved changes: the one place where records are made, found,
 // changed, deleted and saved.
 //
-// Fetches see unsaved changes. Objects are kept alive by whoever holds them; the context itself holds those with unsaved
-// changes and those with flags in memory. Main thread only: the thread that made it.
+// Fetches see unsaved changes. Objects are kept alive by whoever holds them; the context itself holds those with
+// unsaved changes and those with flags in memory. Main thread only: the thread that made it.
 #pragma once
 
 #include <functional>
@@ -56,9 +56,8 @@ public:
     Result<std::vector<ManagedObjectRef>> executeFetchRequest(const FetchRequest& request);
     Result<std::size_t> countForFetchRequest(const FetchRequest& request);
     template <class T>
-    Result<std::vector<std::shared_ptr<T>>> fetch(Condition predicate = {},
-                                                  std::vector<SortDescriptor> sortDescriptors = {},
-                                                  std::size_t fetchLimit = 0);
+    Result<std::vector<std::shared_ptr<T>>>
+    fetch(Condition predicate = {}, std::vector<SortDescriptor> sortDescriptors = {}, std::size_t fetchLimit = 0);
 
     bool hasChanges() const;
     // Everything or nothing, durable when it returns. First all changed objects are validated: one fault is an error of
@@ -118,9 +117,8 @@ private:
 };
 
 template <class T>
-Result<std::vector<std::shared_ptr<T>>> ManagedObjectContext::fetch(Condition predicate,
-                                                                    std::vector<SortDescriptor> sortDescriptors,
-                                                                    std::size_t fetchLimit) {
+Result<std::vector<std::shared_ptr<T>>>
+ManagedObjectContext::fetch(Condition predicate, std::vector<SortDescriptor> sortDescriptors, std::size_t fetchLimit) {
     auto found = executeFetchRequest({T::kEntityName, std::move(predicate), std::move(sortDescriptors), fetchLimit});
     if (!found) return failed(found);
     std::vector<std::shared_ptr<T>> objects;

@@ -45,8 +45,7 @@ Error missingValue(const ManagedObject& object, const AttributeDescription& attr
     return storeError(StoreErrorCode::MissingMandatory,
                       stringWithFormat("%@ is a required value (%@).", {attribute.name, object.entity().name}),
                       {{std::string(NSValidationKeyErrorKey), attribute.name},
-                       {"NSValidationErrorObject",
-                        stringWithFormat("%@ %ld", {object.entity().name, object.row()})}});
+                       {"NSValidationErrorObject", stringWithFormat("%@ %ld", {object.entity().name, object.row()})}});
 }
 
 }  // namespace
@@ -91,8 +90,7 @@ std::vector<ManagedObjectRef> ManagedObjectContext::pendingWith(EntityState& sta
     const auto byRow = [](const auto& object) { return object->row_; };
     std::ranges::sort(candidates, {}, byRow);
     candidates.erase(std::ranges::unique(candidates).begin(), candidates.end());
-    std::erase_if(candidates,
-                  [&](const auto& object) { return object->isDeleted() || !object->satisfies(condition); });
+    std::erase_if(candidates, [&](const auto& object) { return object->isDeleted() || !object->satisfies(condition); });
     return candidates;
 }
 
@@ -114,8 +112,8 @@ void ManagedObjectContext::attributeDidChange(ManagedObject& object, std::size_t
 // The object at the other end has one object more or less, which the store does not know yet.
 void ManagedObjectContext::touchLinked(ManagedObject& object, std::size_t relationship) {
     if (object.links_[relationship] == 0) return;
-    const auto other = objectAtRow(object.entity_->relationships[relationship].destination,
-                                   object.links_[relationship]);
+    const auto other =
+        objectAtRow(object.entity_->relationships[relationship].destination, object.links_[relationship]);
     if (other && other->state_ == State::Clean) addPending(*other, State::Touched);
 }
 

@@ -17,8 +17,8 @@ struct MigrationPlan {
         std::vector<std::string> expressions;
         SqlValues values;  // for the placeholders in the expressions
     };
-    std::vector<Entity> entities;                 // of the newer model
-    std::vector<const EntityDescription*> gone;   // of the older one
+    std::vector<Entity> entities;                // of the newer model
+    std::vector<const EntityDescription*> gone;  // of the older one
 };
 
 // Fails with a sentence about the first change that can't be inferred.

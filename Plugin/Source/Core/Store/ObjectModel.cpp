@@ -114,9 +114,8 @@ Value listOf(const AttributeDescription& attribute) {
 }
 
 Value listOf(const RelationshipDescription& relationship) {
-    Dictionary list{{"name", relationship.name},
-                    {"destination", relationship.destination},
-                    {"inverse", relationship.inverse}};
+    Dictionary list{
+        {"name", relationship.name}, {"destination", relationship.destination}, {"inverse", relationship.inverse}};
     if (relationship.isToMany) list["toMany"] = true;
     if (relationship.deleteRule == DeleteRule::Cascade) list["deleteRule"] = "Cascade";
     putRenaming(list, relationship.name, relationship.renamingIdentifier);
@@ -235,10 +234,10 @@ Value ManagedObjectModel::propertyList() const {
     return Dictionary{{"version", version_}, {"entities", entities}};
 }
 
-ManagedObjectModel::Ref ManagedObjectModel::mergedModelFromBundles(const std::vector<std::shared_ptr<Bundle>>& bundles) {
+ManagedObjectModel::Ref ManagedObjectModel::mergedModelFromBundles(const std::vector<const Bundle*>& bundles) {
     std::int64_t version = 0;
     Array entities;
-    for (const auto& bundle : bundles) {
+    for (const Bundle* bundle : bundles) {
         const auto files = FileSystem::real().list(bundle->path() / "Resources");
         if (!files) continue;  // then it has none
         for (const FileInfo& file : *files) {

@@ -68,7 +68,7 @@ public:
     static Result<Ref> fromPropertyList(const Value& list);
     // All files *.qsmodel among the bundle's resources as one model; its version is the greatest of theirs. Null, with
     // a log line, when there is none or one of them can't be used.
-    static Ref mergedModelFromBundles(const std::vector<std::shared_ptr<Bundle>>& bundles);
+    static Ref mergedModelFromBundles(const std::vector<const Bundle*>& bundles);
 
     int version() const { return version_; }
     const std::vector<EntityDescription>& entities() const { return entities_; }

@@ -74,7 +74,11 @@ void update(Database& database, const StoreChange& change) {
 void remove(Database& database, const StoreChange& change) {
     database.run("DELETE FROM " + quotedName(change.entity->name) + " WHERE _id = ? AND _version = ?",
                  {change.row, change.version});
-    if (database.changes() != 1) throw MergeConflict();
+    if (database.changes() == 1) return;
+    // That somebody else has removed it is as good.
+    if (database.integer("SELECT count(*) FROM " + quotedName(change.entity->name) + " WHERE _id = ?", {change.row}) !=
+        0)
+        throw MergeConflict();
 }
 
 // A file that somebody put in the store's place can't make us run what stands in it.
@@ -129,11 +133,11 @@ Result<std::unique_ptr<PersistentStore>> PersistentStore::open(std::filesystem::
     if (auto made = files.makeFolder(folder); !made) return failed(made);
     const bool isNew = !files.exists(store->file_);
     return guarded(StoreErrorCode::Open, store->file_, [&]() -> Made {
-        store->database_ = std::make_unique<Database>(
-            store->file_, Database::Options{.access = Database::Access::Write,
-                                            .cacheKilobytes = kCacheKilobytes,
-                                            .isDurable = true,
-                                            .busyMilliseconds = kBusyMilliseconds});
+        store->database_ =
+            std::make_unique<Database>(store->file_, Database::Options{.access = Database::Access::Write,
+                                                                       .cacheKilobytes = kCacheKilobytes,
+                                                                       .isDurable = true,
+                                                                       .busyMilliseconds = kBusyMilliseconds});
         distrust(*store->database_);
         if (isNew)
             if (auto synced = files.syncFolder(folder); !synced) return failed(synced);
@@ -148,10 +152,10 @@ Result<std::unique_ptr<PersistentStore>> PersistentStore::openReadOnly(std::file
     std::unique_ptr<PersistentStore> store(new PersistentStore);
     store->file_ = std::move(file);
     return guarded(StoreErrorCode::Open, store->file_, [&]() -> Made {
-        store->database_ = std::make_unique<Database>(
-            store->file_, Database::Options{.access = Database::Access::ReadOnly,
-                                            .cacheKilobytes = kCacheKilobytes,
-                                            .busyMilliseconds = kBusyMilliseconds});
+        store->database_ =
+            std::make_unique<Database>(store->file_, Database::Options{.access = Database::Access::ReadOnly,
+                                                                       .cacheKilobytes = kCacheKilobytes,
+                                                                       .busyMilliseconds = kBusyMilliseconds});
         distrust(*store->database_);
         if (auto ours = store->checkIsOurs(); !ours) return failed(ours);
         auto model = store->storedModel();
@@ -184,8 +188,8 @@ Result<void> PersistentStore::prepare(FileSystem& files) {
 
 Result<void> PersistentStore::checkIsOurs() {
     if (database_->integer("PRAGMA application_id") != kStoreApplicationId)
-        return failure(unusable(StoreErrorCode::Open, "The file “%@” is no store of Quillstead's. It was left as it is.",
-                                file_));
+        return failure(
+            unusable(StoreErrorCode::Open, "The file “%@” is no store of Quillstead's. It was left as it is.", file_));
     if (database_->integer("PRAGMA user_version") > kStoreFormat) return failure(storeIsTooNew(file_));
     return {};
 }
@@ -201,8 +205,8 @@ void PersistentStore::findFreeRows() {
         freeRows_.push_back(database_->integer("SELECT max(_id) FROM " + quotedName(entity.name)) + 1);
 }
 
-Result<void> PersistentStore::forEachRow(const EntityDescription& entity, const Condition& condition,
-                                         std::size_t limit, const std::function<void(const StoredRow&)>& visit) {
+Result<void> PersistentStore::forEachRow(const EntityDescription& entity, const Condition& condition, std::size_t limit,
+                                         const std::function<void(const StoredRow&)>& visit) {
     return guarded(StoreErrorCode::Open, file_, [&]() -> Result<void> {
         SqlExpression where = sqlFor(condition, entity);
         std::string sql = selectSql(entity) + where.text + " ORDER BY _id";

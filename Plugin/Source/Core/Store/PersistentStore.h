@@ -42,8 +42,8 @@ struct StoreChange {
     const EntityDescription* entity = nullptr;
     std::int64_t row = 0;
     std::int64_t version = 0;  // that the row has in the store; each update adds one
-    // Of the object, not used for Delete. An update writes what `changed` names: a bit for each attribute, then for each
-    // relationship.
+    // Of the object, not used for Delete. An update writes what `changed` names: a bit for each attribute, then for
+    // each relationship.
     const std::vector<Value>* values = nullptr;
     const std::vector<std::int64_t>* links = nullptr;
     std::uint64_t changed = 0;
@@ -59,6 +59,7 @@ public:
     ~PersistentStore();
 
     const ManagedObjectModel& model() const { return *model_; }
+    const ManagedObjectModel::Ref& modelRef() const { return model_; }
     // Greater than that of every row that the entity had when the store was opened.
     std::int64_t firstFreeRow(const EntityDescription& entity) const { return freeRows_[model_->indexOf(entity)]; }
 
@@ -66,7 +67,7 @@ public:
     Result<void> forEachRow(const EntityDescription& entity, const Condition& condition, std::size_t limit,
                             const std::function<void(const StoredRow&)>& visit);
     Result<std::size_t> count(const EntityDescription& entity, const Condition& condition);
-    // All of them or none. A row that is not there in that version any more is a merge conflict.
+    // All of them or none. A row to be written that is not there in that version any more is a merge conflict.
     Result<void> write(const std::vector<StoreChange>& changes);
     // Looks through all of the file; what is wrong with it, as the database says it.
     Result<std::vector<std::string>> damage();

@@ -19,15 +19,15 @@ inline constexpr std::string_view NSValidationKeyErrorKey = "NSValidationErrorKe
 inline constexpr std::string_view NSFilePathErrorKey = "NSFilePath";
 
 enum class StoreErrorCode {
-    Damaged = 259,           // the file is no database, or not a whole one
-    MultipleErrors = 1560,   // several validation errors at once: NSDetailedErrorsKey
-    MissingMandatory = 1570, // an attribute that must have a value has none
-    MergeConflict = 133020,  // somebody else has changed or removed the object's row
-    Model = 134020,          // the description of the objects is not right
-    Save = 134030,           // the disk or the database refuses
+    Damaged = 259,            // the file is no database, or not a whole one
+    MultipleErrors = 1560,    // several validation errors at once: NSDetailedErrorsKey
+    MissingMandatory = 1570,  // an attribute that must have a value has none
+    MergeConflict = 133020,   // somebody else has changed or removed the object's row
+    Model = 134020,           // the description of the objects is not right
+    Save = 134030,            // the disk or the database refuses
     Open = 134080,
-    TooNew = 134100,         // the store was written by a newer version
-    Migration = 134110,      // the store can't be brought to the newer model
+    TooNew = 134100,     // the store was written by a newer version
+    Migration = 134110,  // the store can't be brought to the newer model
 };
 
 Error storeError(StoreErrorCode code, std::string description, Dictionary userInfo = {});

@@ -2,8 +2,8 @@
 // properties may have come, gone, or been renamed (by their renaming identifiers), attributes may have become optional
 // or, with a default, mandatory, and numbers may have become wider. Private to the store.
 //
-// Before it changes anything, a copy of the store is made in "<name> Copies" beside it; the last three are kept. A power
-// cut leaves the old store or the new one.
+// Before it changes anything, a copy of the store is made in "<name> Copies" beside it; the last three are kept. A
+// power cut leaves the old store or the new one.
 #pragma once
 
 #include <filesystem>
