@@ -9,6 +9,8 @@
 #include <memory>
 #include <mutex>
 
+#include "Text/IcuText.h"
+
 namespace qs {
 
 namespace {
@@ -29,15 +31,10 @@ std::string systemTimeZone() {
     static const std::string name = [] {
         const std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
         icu::UnicodeString id;
-        std::string text;
-        if (zone) zone->getID(id).toUTF8String(text);
+        const std::string text = zone ? utf8Text(zone->getID(id)) : "";
         return text.empty() ? "UTC" : text;
     }();
     return name;
-}
-
-icu::UnicodeString unicode(std::string_view text) {
-    return icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())});
 }
 
 icu::Locale localeNamed(const std::string& name) {
@@ -58,9 +55,9 @@ public:
         }
         UErrorCode status = U_ZERO_ERROR;
         auto made =
-            std::make_unique<icu::SimpleDateFormat>(unicode(format.pattern), localeNamed(format.locale), status);
+            std::make_unique<icu::SimpleDateFormat>(icuText(format.pattern), localeNamed(format.locale), status);
         if (U_FAILURE(status)) return nullptr;
-        made->adoptTimeZone(icu::TimeZone::createTimeZone(unicode(zone)));
+        made->adoptTimeZone(icu::TimeZone::createTimeZone(icuText(zone)));
         made->setLenient(false);
         entries_.push_front({key, std::move(made)});
         if (entries_.size() > kLimit) entries_.pop_back();
@@ -87,16 +84,14 @@ std::string formatDate(Date date, const DateFormat& format) {
     icu::SimpleDateFormat* formatter = formatters().formatter(format);
     if (!formatter) return {};
     icu::UnicodeString text;
-    std::string utf8;
-    formatter->format(date.secondsSince1970 * 1000, text).toUTF8String(utf8);
-    return utf8;
+    return utf8Text(formatter->format(date.secondsSince1970 * 1000, text));
 }
 
 std::optional<Date> parseDate(std::string_view text, const DateFormat& format) {
     icu::SimpleDateFormat* formatter = formatters().formatter(format);
     constexpr std::size_t kLongestText = 256;
     if (!formatter || text.size() > kLongestText) return {};
-    icu::UnicodeString wanted = unicode(text);
+    icu::UnicodeString wanted = icuText(text);
     wanted.trim();
     icu::ParsePosition position(0);
     // A zone in the text changes the zone of the calendar, so each parse begins with the format's own.
@@ -115,7 +110,7 @@ std::string localizedDatePattern(std::string_view skeleton, const std::string& l
     const std::unique_ptr<icu::DateTimePatternGenerator> generator(
         icu::DateTimePatternGenerator::createInstance(localeNamed(locale), status));
     std::string pattern;
-    if (U_SUCCESS(status)) generator->getBestPattern(unicode(skeleton), status).toUTF8String(pattern);
+    if (U_SUCCESS(status)) pattern = utf8Text(generator->getBestPattern(icuText(skeleton), status));
     return U_SUCCESS(status) ? pattern : std::string(skeleton);
 }
 

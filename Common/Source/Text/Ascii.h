@@ -11,6 +11,11 @@ constexpr char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<ch
 constexpr bool isAsciiLetter(char c) { return asciiLower(c) >= 'a' && asciiLower(c) <= 'z'; }
 constexpr bool isAsciiDigit(char c) { return c >= '0' && c <= '9'; }
 constexpr bool isAsciiSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f'; }
+// -1 for what is no hexadecimal digit.
+constexpr int hexDigitValue(char c) {
+    const char lower = asciiLower(c);
+    return isAsciiDigit(c) ? c - '0' : lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
 constexpr bool isAsciiControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
 
 std::string asciiLowered(std::string_view text);

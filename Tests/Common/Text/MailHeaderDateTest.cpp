@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Foundation/DateFormatter.h"
+#include "Text/ISO8601.h"
 
 namespace qs {
 namespace {
@@ -63,6 +64,23 @@ TEST_F(MailHeaderDate, OtherFormsGiveNothing) {
           "Sun 22 Nov 2026 22:00:00 +0000", "Sonntag, 22 Nov 2026 22:00:00 +0000", "2026-11-22 22:00:00 +0000",
           "Sun, 32 Nov 2026 22:00:00 +0000", "22 Foo 2026 22:00:00 +0000", ",", "\r\n\r\n"})
         EXPECT_FALSE(dateFromMailHeaderString(text)) << text;
+}
+
+TEST_F(MailHeaderDate, WebServicesGetAFormOfTheirOwn) {
+    const struct {
+        const char* zone;
+        Date date;
+        const char* text;
+    } cases[] = {
+        {"UTC", {1'795'384'800.7}, "2026-11-22T22:00:00Z"},
+        {"Asia/Kathmandu", {1'795'384'800}, "2026-11-23T03:45:00+05:45"},
+        {"America/New_York", {1'795'384'800}, "2026-11-22T17:00:00-05:00"},
+        {"Europe/Berlin", {1'774'746'000}, "2026-03-29T03:00:00+02:00"},
+    };
+    for (const auto& c : cases) {
+        setDefaultTimeZone(c.zone);
+        EXPECT_EQ(ISO8601String(c.date), c.text) << c.zone;
+    }
 }
 
 }  // namespace
