@@ -9,6 +9,7 @@
 
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
+#include "Text/Escapes.h"
 
 namespace qs {
 
@@ -33,21 +34,6 @@ std::string plain(std::string_view text) {
     return line;
 }
 
-std::string withoutMarkup(std::string_view text) {
-    std::string escaped;
-    for (const char c : text) {
-        if (c == '&')
-            escaped += "&amp;";
-        else if (c == '<')
-            escaped += "&lt;";
-        else if (c == '>')
-            escaped += "&gt;";
-        else
-            escaped += c;
-    }
-    return escaped;
-}
-
 class DesktopNotifier : public UserNotifier {
 public:
     void show(std::string_view title, std::string_view subtitle) override {
@@ -69,7 +55,7 @@ private:
             .withTimeout(kAnswerTime)
             .storeResultsTo(capabilities);
         if (std::find(capabilities.begin(), capabilities.end(), "body-markup") != capabilities.end())
-            subtitle = withoutMarkup(subtitle);
+            subtitle = stringByEscapingXMLEntities(subtitle);
         const std::map<std::string, sdbus::Variant> hints{{"desktop-entry", sdbus::Variant("quillstead")}};
         std::uint32_t shown = 0;
         service->callMethod("Notify")

@@ -1,12 +1,12 @@
 #include "StartPage.h"
 
-#include <cctype>
 #include <cstdlib>
 #include <string>
 #include <system_error>
 
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
+#include "Text/Escapes.h"
 #include "Workspace/Workspace.h"
 
 namespace qs {
@@ -17,19 +17,6 @@ std::filesystem::path fileIn(const std::filesystem::path& dataFolder) { return d
 bool isSet(const char* name) {
     const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nobody sets the environment
     return value && *value;
-}
-
-std::string fileAddress(const std::filesystem::path& file) {
-    constexpr std::string_view kHex = "0123456789ABCDEF";
-    std::string url = "file://";
-    for (const char c : file.string()) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (std::isalnum(byte) || std::string_view("/-._~").find(c) != std::string_view::npos)
-            url += c;
-        else
-            url += {'%', kHex[byte >> 4], kHex[byte & 15]};
-    }
-    return url;
 }
 
 }  // namespace
@@ -44,7 +31,7 @@ void openStartPage(Workspace& workspace, const std::filesystem::path& dataFolder
         std::string(link) + "\">\n<title>Quillstead</title>\n<p>Quillstead opens …</p>\n";
     const auto file = fileIn(dataFolder);
     auto opened = FileSystem::real().replace(file, html);
-    if (opened) opened = workspace.openURL(fileAddress(file));
+    if (opened) opened = workspace.openURL("file://" + percentEncoded(file.string(), "/"));
     if (!opened) logWarning("The browser could not be opened: " + opened.error().description);
 }
 

@@ -1,6 +1,6 @@
 #include "DataUrl.h"
 
-#include <openssl/evp.h>
+#include "Text/Base64.h"
 
 namespace qs {
 
@@ -11,12 +11,7 @@ bool isPictureType(std::string_view mimeType) {
 }
 
 std::string dataUrl(std::string_view mimeType, std::string_view content) {
-    std::string encoded(4 * ((content.size() + 2) / 3) + 1, '\0');
-    const int length =
-        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(encoded.data()),
-                        reinterpret_cast<const unsigned char*>(content.data()), static_cast<int>(content.size()));
-    encoded.resize(static_cast<std::size_t>(length));
-    return "data:" + std::string(mimeType) + ";base64," + encoded;
+    return "data:" + std::string(mimeType) + ";base64," + base64EncodedString(content);
 }
 
 }  // namespace qs

@@ -1,27 +1,15 @@
 #include "HttpTypes.h"
+#include "Text/Ascii.h"
 
 namespace qs {
 
 namespace {
 
-bool sameName(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
-}
-
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
-        text.remove_prefix(1);
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
-        text.remove_suffix(1);
-    return text;
-}
-
 // The value after "name=" among pieces parted by `separator`; empty for none.
 std::string valueIn(std::string_view text, char separator, std::string_view name) {
     while (!text.empty()) {
         const auto end = text.find(separator);
-        const auto piece = trimmed(text.substr(0, end));
+        const auto piece = trimmedAscii(text.substr(0, end));
         text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
         if (piece.size() > name.size() && piece.starts_with(name) && piece[name.size()] == '=')
             return std::string(piece.substr(name.size() + 1));
@@ -33,13 +21,13 @@ std::string valueIn(std::string_view text, char separator, std::string_view name
 
 std::string HttpRequest::header(std::string_view name) const {
     for (const auto& [key, value] : headers)
-        if (sameName(key, name)) return value;
+        if (equalsIgnoringCase(key, name)) return value;
     return {};
 }
 
 int HttpRequest::headerCount(std::string_view name) const {
     return static_cast<int>(std::count_if(headers.begin(), headers.end(),
-                                          [name](const auto& field) { return sameName(field.first, name); }));
+                                          [name](const auto& field) { return equalsIgnoringCase(field.first, name); }));
 }
 
 std::string HttpRequest::cookie(std::string_view name) const { return valueIn(header("Cookie"), ';', name); }

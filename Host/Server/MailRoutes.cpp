@@ -11,6 +11,7 @@
 #include "MailEngine.h"
 #include "MailLibrary.h"
 #include "Mime/MimeMessage.h"
+#include "Text/Escapes.h"
 
 namespace qs {
 
@@ -33,26 +34,11 @@ std::vector<std::string> pieces(std::string_view path) {
 
 HttpResponse notFound() { return HttpResponse::text(404, "That is gone."); }
 
-std::string percentEncoded(std::string_view text) {
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string result;
-    for (const unsigned char c : text) {
-        if (std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~') {
-            result += static_cast<char>(c);
-        } else {
-            result += '%';
-            result += kDigits[c >> 4];
-            result += kDigits[c & 15];
-        }
-    }
-    return result;
-}
-
 // Never shown in our own origin, whatever it says it is.
 HttpResponse download(std::string content, std::string_view name) {
     return {200,
             {{"Content-Type", "application/octet-stream"},
-             {"Content-Disposition", "attachment; filename*=UTF-8''" + percentEncoded(name)},
+             {"Content-Disposition", "attachment; filename*=UTF-8''" + urlEncodedString(name)},
              {"Content-Security-Policy", "default-src 'none'; sandbox"}},
             std::move(content)};
 }

@@ -1,11 +1,10 @@
 #include "Sessions.h"
 
 #include <openssl/crypto.h>
-#include <openssl/rand.h>
 
-#include "Foundation/Assertion.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
+#include "Text/Digests.h"
 
 namespace qs {
 
@@ -15,14 +14,7 @@ constexpr std::size_t kSecretBytes = 32;
 constexpr std::size_t kMostTickets = 100, kMostSessions = 100;
 
 std::string newSecret() {
-    unsigned char bytes[kSecretBytes];
-    assertThat(RAND_bytes(bytes, sizeof bytes) == 1, "The system has no random numbers.");
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (const unsigned char byte : bytes) {
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 15];
-    }
+    std::string text = hexadecimal(randomDataWithBytes(kSecretBytes));
     DDLog::maskSecret(text);
     return text;
 }

@@ -5,6 +5,7 @@
 
 #include "ComposeWindow.h"
 #include "Text/Ascii.h"
+#include "Text/Escapes.h"
 #include "Text/Utf8.h"
 
 namespace qs {
@@ -14,27 +15,8 @@ constexpr std::string_view kScheme = "mailto:";
 constexpr std::size_t kLongest = 100'000;
 constexpr std::size_t kMostRecipients = 500;
 
-int hexDigit(char c) {
-    if (isAsciiDigit(c)) return c - '0';
-    const char lower = asciiLower(c);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 // A "+" is a plus sign here, unlike in forms.
-std::string percentDecoded(std::string_view text) {
-    std::string decoded;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const int high = text[i] == '%' && i + 2 < text.size() ? hexDigit(text[i + 1]) : -1;
-        const int low = high >= 0 ? hexDigit(text[i + 2]) : -1;
-        if (low < 0) {
-            decoded += text[i];
-            continue;
-        }
-        decoded += static_cast<char>(high * 16 + low);
-        i += 2;
-    }
-    return validUtf8(decoded);
-}
+std::string decodedText(std::string_view text) { return validUtf8(percentDecoded(text)); }
 
 std::string onOneLine(std::string text) {
     for (char& c : text)
@@ -60,7 +42,7 @@ void addRecipients(std::vector<std::string>& recipients, std::string_view list) 
     while (!list.empty()) {
         const std::string_view one = list.substr(0, list.find(','));
         list.remove_prefix(std::min(list.size(), one.size() + 1));
-        std::string recipient = onOneLine(percentDecoded(one));
+        std::string recipient = onOneLine(decodedText(one));
         if (!recipient.empty() && recipients.size() < kMostRecipients) recipients.push_back(std::move(recipient));
     }
 }
@@ -78,14 +60,14 @@ std::optional<ComposeRequest> parseMailtoAddress(std::string_view url) {
     while (!url.empty()) {
         const std::string_view field = url.substr(0, url.find('&'));
         url.remove_prefix(std::min(url.size(), field.size() + 1));
-        const std::string name = asciiLowered(percentDecoded(field.substr(0, field.find('='))));
+        const std::string name = asciiLowered(decodedText(field.substr(0, field.find('='))));
         const auto equals = field.find('=');
         const std::string_view value = equals == std::string_view::npos ? "" : field.substr(equals + 1);
         if (name == "to") addRecipients(request.to, value);
         if (name == "cc") addRecipients(request.cc, value);
         if (name == "bcc") addRecipients(request.bcc, value);
-        if (name == "subject") request.subject = onOneLine(percentDecoded(value));
-        if (name == "body") request.plainBody = withLines(percentDecoded(value));
+        if (name == "subject") request.subject = onOneLine(decodedText(value));
+        if (name == "body") request.plainBody = withLines(decodedText(value));
     }
     return request;
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Html/HtmlTreeBuilder.h"
+#include "Text/Escapes.h"
 
 namespace qs {
 namespace {
@@ -192,7 +193,8 @@ TEST(HtmlPlainText, ReadsAsAPersonWould) {
 }
 
 TEST(EscapedHtml, ShowsTextAsItIs) {
-    EXPECT_EQ(HtmlDocument("<p title=\"" + escapedHtml("\"'<&>") + "\">" + escapedHtml("<b>&lt;") + "</p>")
+    EXPECT_EQ(HtmlDocument("<p title=\"" + stringByEscapingXMLEntities("\"'<&>") + "\">" +
+                           stringByEscapingXMLEntities("<b>&lt;") + "</p>")
                   .body()
                   .firstChild()
                   .outerHtml(),

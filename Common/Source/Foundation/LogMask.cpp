@@ -1,4 +1,6 @@
 #include "Foundation/LogMask.h"
+#include "Text/Escapes.h"
+#include "Text/Utf8.h"
 
 #include <algorithm>
 #include <array>
@@ -146,41 +148,6 @@ void replaceAll(std::string& text, std::string_view what) {
         text.replace(at, what.size(), kMasked);
 }
 
-std::string percentEncoded(std::string_view text) {
-    std::string result;
-    for (char c : text) {
-        if (isWordCharacter(c) || c == '.' || c == '~') {
-            result += c;
-        } else {
-            char escape[4];
-            std::snprintf(escape, sizeof escape, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
-            result += escape;
-        }
-    }
-    return result;
-}
-
-// The character at the front of `text` and its length; length 0 if the bytes are no UTF-8.
-struct Decoded {
-    std::uint32_t character = 0;
-    std::size_t length = 0;
-};
-Decoded decodeFirst(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<std::uint32_t>(static_cast<unsigned char>(text[i])); };
-    const std::uint32_t first = byte(0);
-    if (first < 0x80) return {first, 1};
-    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4 || text.size() < length) return {};
-    std::uint32_t character = first & (0xFFU >> (length + 1));
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0) != 0x80) return {};
-        character = character << 6 | (byte(i) & 0x3F);
-    }
-    constexpr std::array<std::uint32_t, 5> smallest = {0, 0, 0x80, 0x800, 0x10000};
-    if (character < smallest[length] || character > 0x10FFFF || (character >= 0xD800 && character <= 0xDFFF)) return {};
-    return {character, length};
-}
-
 bool mustBeEscaped(std::uint32_t c) {
     if (c == '\t') return false;
     return c < 0x20 || (c >= 0x7F && c <= 0x9F) || (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
@@ -199,7 +166,7 @@ std::string escapeOf(std::uint32_t c) {
 void LogMask::addSecret(std::string_view secret) {
     if (secret.size() < kShortestSecret) return;
     addForm(std::string(secret));
-    addForm(percentEncoded(secret));
+    addForm(urlEncodedString(secret));
 }
 
 void LogMask::addForm(std::string form) {
@@ -220,17 +187,18 @@ std::string singleLogLine(std::string_view text) {
     result.reserve(std::min(text.size(), kLongestLine) + 16);
     for (std::size_t at = 0; at < text.size();) {
         if (result.size() >= kLongestLine) return result + " (" + std::to_string(text.size() - at) + " bytes more)";
-        const Decoded decoded = decodeFirst(text.substr(at));
-        if (decoded.length == 0) {
+        const std::size_t length = utf8CharacterLength(text.substr(at));
+        const char32_t character = firstUtf8Character(text.substr(at));
+        if (length == 0) {
             result += escapeOf(static_cast<unsigned char>(text[at]));
             ++at;
             continue;
         }
-        if (mustBeEscaped(decoded.character))
-            result += escapeOf(decoded.character);
+        if (mustBeEscaped(character))
+            result += escapeOf(character);
         else
-            result.append(text, at, decoded.length);
-        at += decoded.length;
+            result.append(text, at, length);
+        at += length;
     }
     return result;
 }

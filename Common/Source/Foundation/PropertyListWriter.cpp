@@ -5,25 +5,12 @@
 
 #include "Foundation/Format.h"
 #include "Foundation/PropertyList.h"
+#include "Text/Base64.h"
+#include "Text/Utf8.h"
 
 namespace qs {
 
 namespace {
-
-// The length of the well-formed UTF-8 character at the start of a text; 0 if there is none.
-std::size_t characterLength(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
-    const auto continues = [&](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
-    const unsigned first = byte(0), second = byte(1);
-    if (first < 0x80) return 1;
-    if (first >= 0xC2 && first < 0xE0) return continues(1) ? 2 : 0;
-    if (first >= 0xE0 && first < 0xF0) {
-        const bool overlong = first == 0xE0 && second < 0xA0, surrogate = first == 0xED && second >= 0xA0;
-        return continues(1) && continues(2) && !overlong && !surrogate ? 3 : 0;
-    }
-    const bool outside = (first == 0xF0 && second < 0x90) || (first == 0xF4 && second >= 0x90);
-    return first >= 0xF0 && first < 0xF5 && continues(1) && continues(2) && continues(3) && !outside ? 4 : 0;
-}
 
 // Control characters pass as they are, as key equivalents consist of them. What no reader could take (a zero byte,
 // broken UTF-8) becomes the replacement character.
@@ -31,7 +18,7 @@ std::string escaped(std::string_view text) {
     std::string out;
     out.reserve(text.size());
     while (!text.empty()) {
-        const std::size_t length = text[0] == '\0' ? 0 : characterLength(text);
+        const std::size_t length = text[0] == '\0' ? 0 : utf8CharacterLength(text);
         if (length == 0)
             out += "\uFFFD";
         else if (text[0] == '&')
@@ -45,21 +32,6 @@ std::string escaped(std::string_view text) {
         else
             out += text.substr(0, length);
         text.remove_prefix(length == 0 ? 1 : length);
-    }
-    return out;
-}
-
-std::string base64(std::string_view bytes) {
-    static constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string out;
-    out.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const auto byte = [&](std::size_t k) {
-            return i + k < bytes.size() ? static_cast<unsigned char>(bytes[i + k]) : 0u;
-        };
-        const unsigned bits = byte(0) << 16 | byte(1) << 8 | byte(2);
-        for (std::size_t k = 0; k < 4; ++k)
-            out += i + k > bytes.size() ? '=' : digits[bits >> (18 - 6 * k) & 63];
     }
     return out;
 }
@@ -111,7 +83,7 @@ void append(std::string& out, const Value& value, std::size_t depth) {
     case Value::Type::Real: element("real", realText(value.doubleValue())); break;
     case Value::Type::String: element("string", escaped(value.stringValue())); break;
     case Value::Type::Date: element("date", dateText(*value.dateValue())); break;
-    case Value::Type::Data: element("data", base64(value.dataValue().bytes)); break;
+    case Value::Type::Data: element("data", base64EncodedString(value.dataValue().bytes)); break;
     case Value::Type::Array:
     case Value::Type::Dictionary: appendContainer(out, value, depth); break;
     }

@@ -220,20 +220,4 @@ std::string HtmlDocument::bodyHtml() const { return body().innerHtml(); }
 
 std::string HtmlDocument::plainText() const { return htmlPlainText(held_->tree->body()); }
 
-std::string escapedHtml(std::string_view text) {
-    std::string out;
-    out.reserve(text.size());
-    for (const char c : text) {
-        switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '"': out += "&quot;"; break;
-        case '\'': out += "&#39;"; break;
-        default: out += c;
-        }
-    }
-    return out;
-}
-
 }  // namespace qs

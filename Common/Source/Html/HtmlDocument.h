@@ -82,7 +82,4 @@ private:
     std::unique_ptr<Held> held_;
 };
 
-// Text as markup that shows it.
-std::string escapedHtml(std::string_view text);
-
 }  // namespace qs

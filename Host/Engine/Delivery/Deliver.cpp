@@ -1,6 +1,4 @@
 // How one message is delivered: claim, journal, transmit, journal, keep the sent copy, tidy. All on the queue's thread.
-#include <openssl/evp.h>
-
 #include <algorithm>
 
 #include "AccountBook.h"
@@ -12,6 +10,7 @@
 #include "MailLibrary.h"
 #include "Mime/MessageWriter.h"
 #include "Text/Ascii.h"
+#include "Text/Digests.h"
 
 namespace qs {
 
@@ -23,16 +22,7 @@ using Stage = DeliveryJournal::Stage;
 // anybody can choose a Message-Id, and some messages have none.
 std::string inboxName(std::string_view messageID, std::string_view recipient, std::string_view content) {
     const std::string text = std::string(messageID) + "\n" + asciiLowered(recipient) + "\n" + std::string(content);
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned length = 0;
-    EVP_Digest(text.data(), text.size(), digest, &length, EVP_sha256(), nullptr);
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string name = "in-";
-    for (unsigned i = 0; i < 16 && i < length; ++i) {
-        name += kDigits[digest[i] >> 4];
-        name += kDigits[digest[i] & 15];
-    }
-    return name;
+    return "in-" + SHA256HexDigest(text).substr(0, 32);
 }
 
 std::string sentences(const std::map<std::string, std::string>& refused) {

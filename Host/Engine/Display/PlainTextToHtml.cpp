@@ -3,6 +3,7 @@
 #include "Display/Sanitizer.h"
 #include "Html/HtmlDocument.h"
 #include "Text/Ascii.h"
+#include "Text/Escapes.h"
 #include "Text/Utf8.h"
 
 namespace qs {
@@ -34,14 +35,14 @@ void appendLine(std::string& html, std::string_view line) {
         const bool beginsWord = i == 0 || !(isAsciiLetter(line[i - 1]) || isAsciiDigit(line[i - 1]));
         const std::size_t length = beginsWord ? addressLength(line.substr(i)) : 0;
         if (length == 0) continue;
-        const std::string address = escapedHtml(line.substr(i, length));
-        html += escapedHtml(line.substr(plain, i - plain));
+        const std::string address = stringByEscapingXMLEntities(line.substr(i, length));
+        html += stringByEscapingXMLEntities(line.substr(plain, i - plain));
         html += "<a href=\"" + std::string(startsWithIgnoringCase(address, "www.") ? "http://" : "") + address + "\">" +
                 address + "</a>";
         i += length - 1;
         plain = i + 1;
     }
-    html += escapedHtml(line.substr(plain));
+    html += stringByEscapingXMLEntities(line.substr(plain));
 }
 
 // Takes the marks of quotation off a line: "> > text", ">> text".

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Text/Ascii.h"
+#include "Text/Escapes.h"
 #include "Text/Utf8.h"
 
 namespace qs {
@@ -31,11 +32,6 @@ std::string schemeOf(std::string_view address) {
     const std::size_t colon = address.find(':');
     if (colon == std::string_view::npos || address.find_first_of("/?#\\") < colon) return {};
     return asciiLowered(address.substr(0, colon));
-}
-
-int hexDigit(char c) {
-    c = asciiLower(c);
-    return isAsciiDigit(c) ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
 }  // namespace
@@ -74,19 +70,7 @@ std::string safePictureData(std::string_view address) {
 std::string contentIDOf(std::string_view address) {
     const std::string_view trimmed = trimmedAscii(address);
     if (!startsWithIgnoringCase(trimmed, "cid:")) return {};
-    const std::string_view id = trimmed.substr(4);
-    std::string out;
-    for (std::size_t i = 0; i < id.size(); ++i) {
-        const int high = id[i] == '%' && i + 2 < id.size() ? hexDigit(id[i + 1]) : -1;
-        const int low = high < 0 ? -1 : hexDigit(id[i + 2]);
-        if (low < 0) {
-            out += id[i];
-        } else {
-            out += static_cast<char>(high * 16 + low);
-            i += 2;
-        }
-    }
-    return out;
+    return percentDecoded(trimmed.substr(4));
 }
 
 bool isRemoteAddress(std::string_view address) {

@@ -1,13 +1,12 @@
 #include "Library/IndexTables.h"
 
-#include <openssl/evp.h>
 #include <unicode/uchar.h>
 
 #include <algorithm>
-#include <array>
 
 #include "Library/SearchText.h"
 #include "Maildir/MaildirFlags.h"
+#include "Text/Digests.h"
 #include "Text/Utf8.h"
 
 namespace qs {
@@ -19,13 +18,10 @@ constexpr std::size_t kLongestAddressWord = 60, kMostAddressWords = 8;
 constexpr const char* kFileColumns = "seq, id, mailbox, name, file, flags, delivered, sent";
 
 std::int64_t numberFrom(const std::string& text) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned length = 0;
-    if (EVP_Digest(text.data(), text.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1)
-        throw DatabaseFailure("no digest for a name", 0);
+    const std::string digest = SHA256Digest(text);
     std::uint64_t number = 0;
     for (std::size_t i = 0; i < 8; ++i)
-        number = number << 8 | digest[i];
+        number = number << 8 | static_cast<unsigned char>(digest[i]);
     number >>= 64 - kNumberBits;
     return static_cast<std::int64_t>(std::max<std::uint64_t>(number, 1));
 }

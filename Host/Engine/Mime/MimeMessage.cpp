@@ -13,6 +13,8 @@
 #include "Mime/FileNames.h"
 #include "Mime/MimeText.h"
 #include "Text/Ascii.h"
+#include "Text/Charsets.h"
+#include "Text/Escapes.h"
 
 namespace qs {
 
@@ -61,26 +63,6 @@ std::uint64_t decodedSize(GMimeObject* part) {
     const Owned<GMimeStream> nowhere(g_mime_stream_null_new());
     g_mime_data_wrapper_write_to_stream(content, nowhere.get());
     return GMIME_STREAM_NULL(nowhere.get())->written;
-}
-
-int hexDigit(char c) {
-    c = asciiLower(c);
-    return isAsciiDigit(c) ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-}
-
-std::string percentDecoded(std::string_view text) {
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const int high = text[i] == '%' && i + 2 < text.size() ? hexDigit(text[i + 1]) : -1;
-        const int low = high < 0 ? -1 : hexDigit(text[i + 2]);
-        if (low < 0) {
-            out += text[i];
-        } else {
-            out += static_cast<char>(high * 16 + low);
-            i += 2;
-        }
-    }
-    return out;
 }
 
 // All that stands behind "cid:" in a text.

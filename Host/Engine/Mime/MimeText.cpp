@@ -1,7 +1,6 @@
 #include "Mime/MimeText.h"
 
 #include <gmime/gmime.h>
-#include <unicode/unistr.h>
 
 #include <algorithm>
 #include <memory>
@@ -13,24 +12,6 @@
 namespace qs {
 
 namespace {
-
-std::string fromIcu(std::string_view bytes, const std::string& charset) {
-    constexpr std::size_t kLargest = std::size_t{256} << 20;
-    bytes = bytes.substr(0, kLargest);
-    const icu::UnicodeString text(bytes.data(), static_cast<int32_t>(bytes.size()), charset.c_str());
-    std::string utf8;
-    if (!text.isBogus()) text.toUTF8String(utf8);
-    return utf8;
-}
-
-bool isPlainAscii(std::string_view bytes) {
-    return std::all_of(bytes.begin(), bytes.end(), [](char c) { return static_cast<unsigned char>(c) < 128; });
-}
-
-// What programs mean when they say Latin-1 or ASCII.
-std::string guessed(std::string_view bytes) {
-    return isValidUtf8(bytes) ? std::string(bytes) : fromIcu(bytes, "windows-1252");
-}
 
 // The next line without its end; the text moves on behind it.
 std::string_view takeLine(std::string_view& text) {
@@ -54,18 +35,6 @@ std::string decodedHeaderText(std::string_view raw) {
     const std::unique_ptr<char, void (*)(gpointer)> decoded(g_mime_utils_header_decode_text(nullptr, text.c_str()),
                                                             g_free);
     return decoded ? validUtf8(decoded.get()) : text;
-}
-
-std::string utf8FromCharset(std::string_view bytes, std::string_view charset) {
-    const std::string name = asciiLowered(trimmedAscii(charset));
-    if (name == "utf-8" || name == "utf8") return validUtf8(bytes);
-    const bool isStateful = name.starts_with("utf-16") || name.starts_with("utf-32") || name.starts_with("utf-7") ||
-                            name.starts_with("iso-2022") || name.starts_with("hz");
-    if (!isStateful && isPlainAscii(bytes)) return std::string(bytes);
-    if (name.empty() || name == "us-ascii" || name == "ascii" || name == "unknown-8bit") return guessed(bytes);
-    if (name == "iso-8859-1" || name == "latin1") return fromIcu(bytes, "windows-1252");
-    std::string text = fromIcu(bytes, name == "gb2312" ? "gb18030" : name);
-    return text.empty() && !bytes.empty() ? guessed(bytes) : text;
 }
 
 std::string charsetInHtml(std::string_view html) {

@@ -1,5 +1,5 @@
-// Texts of mail as they come: in any character set, named rightly, wrongly or not at all; encoded words in headers;
-// flowed lines. Nothing here fails: what can't be read comes out as replacement characters.
+// Texts of mail as they come: encoded words in headers, character sets of HTML, flowed lines (bytes in a set are read
+// by Text/Charsets.h). Nothing here fails: what can't be read comes out as replacement characters.
 #pragma once
 
 #include <string>
@@ -11,8 +11,6 @@ namespace qs {
 void startMimeLibrary();
 // A header's raw value with "=?utf-8?Q?...?=" decoded. Bytes above 127 are taken as UTF-8, else as Latin-1.
 std::string decodedHeaderText(std::string_view raw);
-// Bytes in the named character set as UTF-8; a missing, unknown or plainly wrong name is guessed.
-std::string utf8FromCharset(std::string_view bytes, std::string_view charset);
 // What an HTML text says about its own character set, near its start; empty for nothing.
 std::string charsetInHtml(std::string_view html);
 // Joins the lines of a text with format=flowed (RFC 3676) into paragraphs. Line ends become "\n".

@@ -9,6 +9,7 @@
 #include "Foundation/Log.h"
 #include "Html/HtmlDocument.h"
 #include "Text/Ascii.h"
+#include "Text/Escapes.h"
 
 namespace qs {
 namespace {
@@ -112,7 +113,8 @@ std::string htmlFromText(std::string_view text) {
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(text.size(), line.size() + 1));
-        html += "<div>" + (trimmedAscii(line).empty() ? std::string("<br>") : escapedHtml(line)) + "</div>";
+        html +=
+            "<div>" + (trimmedAscii(line).empty() ? std::string("<br>") : stringByEscapingXMLEntities(line)) + "</div>";
     }
     return html;
 }

@@ -9,6 +9,7 @@
 #include "Mail/MessageHeaders.h"
 #include "Mime/Addresses.h"
 #include "Text/Ascii.h"
+#include "Text/Escapes.h"
 #include "Text/MailHeaderDate.h"
 
 namespace qs {
@@ -155,14 +156,16 @@ std::string attribution(const MessageHeaders& original) {
 }
 
 std::string quotedForReply(const MessageHeaders& original, std::string_view safeBody) {
-    return std::string(kRoomToWrite) + std::string(kOriginalBegins) + "<div>" + escapedHtml(attribution(original)) +
-           "</div><blockquote type=\"cite\">" + std::string(safeBody) + "</blockquote></div>";
+    return std::string(kRoomToWrite) + std::string(kOriginalBegins) + "<div>" +
+           stringByEscapingXMLEntities(attribution(original)) + "</div><blockquote type=\"cite\">" +
+           std::string(safeBody) + "</blockquote></div>";
 }
 
 std::string quotedForForward(const MessageHeaders& original, std::string_view safeBody) {
     std::string lines;
     const auto addLine = [&](std::string_view label, const std::string& text) {
-        if (!text.empty()) lines += "<div><b>" + std::string(label) + "</b> " + escapedHtml(text) + "</div>";
+        if (!text.empty())
+            lines += "<div><b>" + std::string(label) + "</b> " + stringByEscapingXMLEntities(text) + "</div>";
     };
     addLine("From:", textOfField(original, MCHeaderKeyFrom));
     addLine("Subject:", original.firstHeaderForKey(MCHeaderKeySubject).value_or(""));

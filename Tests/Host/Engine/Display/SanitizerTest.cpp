@@ -9,6 +9,7 @@
 
 #include "Html/HtmlDocument.h"
 #include "Text/Ascii.h"
+#include "Text/Escapes.h"
 
 namespace qs {
 namespace {
@@ -290,7 +291,7 @@ TEST(Sanitizer, KeepsTheStylesThatOnlyLayOut) {
              Case{"color:red;position:absolute", "color: red"},
          })
         EXPECT_EQ(sanitized("<p style=\"" + std::string(c.before) + "\">a</p>"),
-                  "<p style=\"" + escapedHtml(c.after) + "\">a</p>")
+                  "<p style=\"" + stringByEscapingXMLEntities(c.after) + "\">a</p>")
             << c.before;
     EXPECT_EQ(
         sanitized("<html><head><style>p.x>a:hover, #y { color:red; behavior:x } @media (max-width:600px){b{width:100%}}"

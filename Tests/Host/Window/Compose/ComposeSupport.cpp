@@ -9,6 +9,7 @@
 #include "Mime/MimeMessage.h"
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
+#include "Text/Escapes.h"
 
 namespace qs {
 namespace {
@@ -136,7 +137,7 @@ std::shared_ptr<ComposeWindow> ComposeJourney::openDraft(int index, MailboxKind 
 
 void ComposeJourney::type(ComposeWindow& window, std::string_view text) {
     ComposeUpdate update;
-    update.bodyHtml = "<div>" + escapedHtml(text) + "</div>";
+    update.bodyHtml = "<div>" + stringByEscapingXMLEntities(text) + "</div>";
     update.bodyRevision = window.bodyRevision();
     window.update(update);
 }
