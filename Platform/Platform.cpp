@@ -6,6 +6,7 @@
 
 #include "Adapters.h"
 #include "Http/HttpClient.h"
+#include "Images/ImageDecoder.h"
 #include "Keychain/Keychain.h"
 #include "Reachability/NetworkState.h"
 #include "SystemFacts/ProcessInfo.h"
@@ -15,12 +16,18 @@ namespace qs {
 
 namespace {
 
-// The helper is delivered beside the program. It works for this process and in its folders, and ends with it.
-void registerHelper(Workspace& workspace, const std::filesystem::path& dataFolder) {
+// Of the programs that are delivered beside this one.
+std::filesystem::path programBeside(std::string_view name) {
     std::error_code failed;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", failed);
-    const auto helper = program.parent_path() / "quillstead-helper";
-    if (failed || !std::filesystem::exists(helper, failed)) return;
+    return program.parent_path() / name;
+}
+
+// It works for this process and in its folders, and ends with it.
+void registerHelper(Workspace& workspace, const std::filesystem::path& dataFolder) {
+    std::error_code failed;
+    const auto helper = programBeside("quillstead-helper");
+    if (!std::filesystem::exists(helper, failed)) return;
     workspace.registerApplication("com.tallowbay.Quillstead", helper,
                                   {"--data", dataFolder.string(), "--bundles", (dataFolder / "Bundles").string(),
                                    "--for-process", std::to_string(::getpid())});
@@ -46,7 +53,8 @@ Platform Platform::make(const PlatformOptions& options) {
                       .crashReporter = makeCrashReporter(options.dataFolder / "Crash Reports"),
                       .keychain = makeKeychain(options),
                       .network = NetworkState::system(),
-                      .http = HttpClient::make({.userAgent = "Quillstead", .certificates = {}})};
+                      .http = HttpClient::make({.userAgent = "Quillstead", .certificates = {}}),
+                      .imageDecoder = ImageDecoder::inProcess(programBeside("quillstead-image-decoder"))};
     registerHelper(*platform.workspace, options.dataFolder);
     return platform;
 }

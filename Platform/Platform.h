@@ -9,6 +9,7 @@ namespace qs {
 class CrashReporter;
 class DistributedNotificationCenter;
 class HttpClient;
+class ImageDecoder;
 class Keychain;
 class NetworkState;
 class ProcessInfo;
@@ -29,6 +30,7 @@ struct Platform {
     std::shared_ptr<Keychain> keychain;
     std::shared_ptr<NetworkState> network;
     std::shared_ptr<HttpClient> http;  // to be dropped before the run loop
+    std::shared_ptr<ImageDecoder> imageDecoder;
 
     // The Linux adapters. The helper program, if it lies beside this one, is registered with the workspace under
     // "com.tallowbay.Quillstead", for the bundles in <data folder>/Bundles; registering it again changes that.

@@ -12,6 +12,7 @@
 #   hashes, random, TLS              OpenSSL::Crypto, OpenSSL::SSL
 #   D-Bus                            SDBusCpp::sdbus-c++
 #   logging                          spdlog::spdlog
+#   pictures: draw, decode, vectors  PkgConfig::CAIRO, PkgConfig::PIXBUF, PkgConfig::RSVG
 #   compression                      ZLIB::ZLIB
 #   results                          tl::expected (headers only, in the default include path)
 #   threads                          Threads::Threads
@@ -36,6 +37,9 @@ pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
 pkg_check_modules(LIBSECRET REQUIRED IMPORTED_TARGET libsecret-1)
 pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
 pkg_check_modules(GMIME REQUIRED IMPORTED_TARGET gmime-3.0)
+pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
+pkg_check_modules(PIXBUF REQUIRED IMPORTED_TARGET gdk-pixbuf-2.0)
+pkg_check_modules(RSVG REQUIRED IMPORTED_TARGET librsvg-2.0)
 
 # Tests and benchmarks come with their own packages, which a person who only runs the program need not have.
 find_package(GTest QUIET)
