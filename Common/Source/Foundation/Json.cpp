@@ -1,10 +1,10 @@
 #include "Foundation/Json.h"
 
 #include <algorithm>
-#include <boost/beast/core/detail/base64.hpp>
 #include <boost/json.hpp>
 #include <cmath>
 
+#include "Text/Base64.h"
 #include "Text/Utf8.h"
 
 namespace qs {
@@ -54,13 +54,7 @@ json::value jsonOf(const Value& value, JsonBytes bytes) {
         break;
     case Value::Type::Date: return value.dateValue().value_or(Date()).secondsSince1970;
     case Value::Type::String: return json::value(outward(value.stringValue(), bytes));
-    case Value::Type::Data: {
-        const std::string& data = value.dataValue().bytes;
-        namespace base64 = boost::beast::detail::base64;
-        std::string text(base64::encoded_size(data.size()), 0);
-        text.resize(base64::encode(text.data(), data.data(), data.size()));
-        return json::value(text);
-    }
+    case Value::Type::Data: return json::value(base64EncodedString(value.dataValue().bytes));
     case Value::Type::Array: {
         json::array array;
         for (const Value& each : value.array())

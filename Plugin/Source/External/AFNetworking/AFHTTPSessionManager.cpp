@@ -5,37 +5,12 @@
 #include "Foundation/RunLoop.h"
 #include "Platform.h"
 #include "Text/Ascii.h"
+#include "Text/Base64.h"
+#include "Text/Escapes.h"
 
 namespace qs {
 
 namespace {
-
-std::string percentEscaped(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (isAsciiLetter(c) || isAsciiDigit(c) || c == '-' || c == '.' || c == '_' || c == '~') {
-            result += c;
-            continue;
-        }
-        constexpr const char* digits = "0123456789ABCDEF";
-        result += {'%', digits[byte >> 4], digits[byte & 15]};
-    }
-    return result;
-}
-
-std::string base64(std::string_view text) {
-    constexpr const char* letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string result;
-    for (std::size_t at = 0; at < text.size(); at += 3) {
-        unsigned group = 0;
-        for (std::size_t i = 0; i < 3; ++i)
-            group = group << 8 | (at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0U);
-        for (unsigned i = 0; i < 4; ++i)
-            result += at + i > text.size() ? '=' : letters[group >> (18 - 6 * i) & 63];
-    }
-    return result;
-}
 
 void appendPairs(std::string& text, const std::string& name, const Value& value) {
     if (value.type() == Value::Type::Dictionary) {
@@ -46,8 +21,8 @@ void appendPairs(std::string& text, const std::string& name, const Value& value)
             appendPairs(text, name + "[]", each);
     } else if (!name.empty()) {
         const bool isTruth = value.type() == Value::Type::Boolean;
-        text += (text.empty() ? "" : "&") + percentEscaped(name) + "=" +
-                percentEscaped(isTruth ? (value.boolValue() ? "1" : "0") : value.stringValue());
+        text += (text.empty() ? "" : "&") + urlEncodedString(name) + "=" +
+                urlEncodedString(isTruth ? (value.boolValue() ? "1" : "0") : value.stringValue());
     }
 }
 
@@ -89,7 +64,7 @@ std::optional<std::string> AFHTTPRequestSerializer::valueForHTTPHeaderField(cons
 }
 
 void AFHTTPRequestSerializer::setAuthorizationHeaderField(std::string_view username, std::string_view password) {
-    headers_["Authorization"] = "Basic " + base64(std::string(username) + ":" + std::string(password));
+    headers_["Authorization"] = "Basic " + base64EncodedString(std::string(username) + ":" + std::string(password));
 }
 
 void AFHTTPRequestSerializer::setAuthorizationHeaderFieldWithCredential(const AFOAuthCredential& credential) {
