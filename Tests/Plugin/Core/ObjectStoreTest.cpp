@@ -190,7 +190,8 @@ TEST_F(ObjectStore, TellsOneFaultAsItIsAndSeveralAsAList) {
         EXPECT_THAT(dialogsOfSave(), ElementsAre(c.text)) << c.faults;
         EXPECT_TRUE(context().hasChanges()) << "the next save tries again";
     }
-    for (const auto& pixel : *context().fetch<QSTrackingPixel>())
+    const auto pixels = context().fetch<QSTrackingPixel>();
+    for (const auto& pixel : *pixels)
         pixel->setUuid("now with one");
     EXPECT_THAT(dialogsOfSave(), IsEmpty());
     EXPECT_FALSE(context().hasChanges());
