@@ -19,10 +19,11 @@ test('a draft survives a restart, and is gone once it is sent', async (t) => {
   };
   let compose = await write();
   await page.getByLabel('To', { exact: true }).fill('tobias@quillstead.example,');
-  await compose.locator('.subject-input').fill('Half a thought');
   await compose.locator('.editor').click();
   await page.keyboard.type('It begins like this, and then');
-  // The program saves what it has when it is told to stop; the page must have handed it over by then.
+  await compose.locator('.subject-input').fill('Half a thought');
+  // The program saves what it has when it is told to stop; the page must have handed it over by then. The title shows
+  // what it was given last.
   await page.waitForFunction(() => document.querySelector('.compose-title, .compose header')?.textContent.includes('Half a thought'));
   await host.restart();
 
