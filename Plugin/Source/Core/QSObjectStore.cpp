@@ -41,8 +41,21 @@ ObjectClasses objectClasses() {
             objectClass<QSReminderList>("QSReminderList")};
 }
 
-// Several validation errors as one, whose text lists them, or the first three of many.
-Error combined(const Error& error) {
+}  // namespace
+
+std::filesystem::path objectStoreFile() {
+    const auto info = Platform::current().processInfo;
+    assertThat(info != nullptr, "There is no documents folder");
+    return info->documentsFolder() / "QuillsteadData.sqlite";
+}
+
+void removeObjectStore() {
+    // The database first: without it the side files mean nothing to anybody.
+    for (const char* side : {"", "-wal", "-shm"})
+        (void)FileSystem::real().remove(objectStoreFile().concat(side));
+}
+
+Error withListOfDetails(const Error& error) {
     Array details = error.userInfo.contains(NSDetailedErrorsKey)
                         ? error.userInfo.find(NSDetailedErrorsKey)->second.array()
                         : Array{detailOf(error)};
@@ -60,20 +73,6 @@ Error combined(const Error& error) {
     result.description = text;
     result.userInfo[std::string(NSLocalizedDescriptionKey)] = text;
     return result;
-}
-
-}  // namespace
-
-std::filesystem::path objectStoreFile() {
-    const auto info = Platform::current().processInfo;
-    assertThat(info != nullptr, "There is no documents folder");
-    return info->documentsFolder() / "QuillsteadData.sqlite";
-}
-
-void removeObjectStore() {
-    // The database first: without it the side files mean nothing to anybody.
-    for (const char* side : {"", "-wal", "-shm"})
-        (void)FileSystem::real().remove(objectStoreFile().concat(side));
 }
 
 ManagedObjectContext& QSPluginDelegate::managedObjectContext() {
@@ -110,7 +109,7 @@ void QSPluginDelegate::saveCoreData() {
     showsSaveError_ = true;
     const std::weak_ptr<bool> alive = alive_;
     const bool isMultiple = error.code == static_cast<int>(StoreErrorCode::MultipleErrors);
-    application->presentError(isMultiple ? combined(error) : error);
+    application->presentError(isMultiple ? withListOfDetails(error) : error);
     if (!alive.expired()) showsSaveError_ = false;
 }
 

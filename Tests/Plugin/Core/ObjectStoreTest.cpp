@@ -193,6 +193,9 @@ TEST_F(ObjectStore, TellsOneFaultAsItIsAndSeveralAsAList) {
     const auto pixels = context().fetch<QSTrackingPixel>();
     for (const auto& pixel : *pixels)
         pixel->setUuid("now with one");
+    // Such an error without a list counts as one.
+    EXPECT_EQ(withListOfDetails({"Any", 1560, "All is wrong.", {{"key", 1}}}).description,
+              "1 validation errors have occurred:\nAll is wrong.\n");
     EXPECT_THAT(dialogsOfSave(), IsEmpty());
     EXPECT_FALSE(context().hasChanges());
 }

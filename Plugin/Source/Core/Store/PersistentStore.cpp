@@ -131,7 +131,6 @@ Result<std::unique_ptr<PersistentStore>> PersistentStore::open(std::filesystem::
     store->model_ = std::move(model);
     const std::filesystem::path folder = store->file_.parent_path();
     if (auto made = files.makeFolder(folder); !made) return failed(made);
-    const bool isNew = !files.exists(store->file_);
     return guarded(StoreErrorCode::Open, store->file_, [&]() -> Made {
         store->database_ =
             std::make_unique<Database>(store->file_, Database::Options{.access = Database::Access::Write,
@@ -139,8 +138,8 @@ Result<std::unique_ptr<PersistentStore>> PersistentStore::open(std::filesystem::
                                                                        .isDurable = true,
                                                                        .busyMilliseconds = kBusyMilliseconds});
         distrust(*store->database_);
-        if (isNew)
-            if (auto synced = files.syncFolder(folder); !synced) return failed(synced);
+        // The file's name, and that there is no journal any more from the time before it had a write-ahead log.
+        if (auto synced = files.syncFolder(folder); !synced) return failed(synced);
         if (auto prepared = store->prepare(files); !prepared) return failed(prepared);
         store->findFreeRows();
         return std::move(store);

@@ -8,8 +8,8 @@ namespace qs {
 namespace {
 
 Value with(Dictionary list, Dictionary more) {
-    list.merge(more);
-    return list;
+    more.merge(list);
+    return more;
 }
 
 }  // namespace
