@@ -7,6 +7,7 @@
 #include "Application/InterfaceClasses.h"
 #include "CombinedOutbox.h"
 #include "ComposeWindow.h"
+#include "ContactPictures.h"
 #include "DeliveryService.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/Format.h"
@@ -38,6 +39,7 @@ std::shared_ptr<MailApplication> MailApplication::make(MailEngine& engine) {
     MailApplicationObject::defineClass();
     ViewerObject::defineClasses();
     PreferencesWindowObject::defineClasses();
+    defineContactPictureClasses();
     ComposeWindow::defineClasses();
     registerHostSettings();
 
@@ -50,8 +52,20 @@ std::shared_ptr<MailApplication> MailApplication::make(MailEngine& engine) {
         const auto alive = weak.lock();
         return alive ? std::static_pointer_cast<MessageViewer>(alive->viewer().shared_from_this()) : nullptr;
     };
+    instances.singleMessageViewer =
+        [weak = std::weak_ptr(application)](const MessageRef& message) -> std::shared_ptr<MessageViewer> {
+        const auto alive = weak.lock();
+        return alive ? alive->viewerForMessage(*message) : nullptr;
+    };
     ComposeWindow::recover(*application);
     return application;
+}
+
+std::shared_ptr<MessageViewer> MailApplicationObject::viewerForMessage(const Message& message) {
+    if (terminated_) return nullptr;
+    auto viewer = std::make_shared<ViewerObject>(*this, "SingleMessageViewer");
+    viewer->beginWith(message);
+    return viewer;
 }
 
 MailApplicationObject::MailApplicationObject(MailEngine& engine)
@@ -199,6 +213,7 @@ void MailApplicationObject::terminate() {
     if (instances.application.get() != this) return;
     instances.application.reset();
     instances.frontmostViewer = nullptr;
+    instances.singleMessageViewer = nullptr;
 }
 
 void MailApplicationObject::setActive(bool active) {

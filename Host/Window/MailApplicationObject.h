@@ -12,6 +12,8 @@
 
 namespace qs {
 
+class Message;
+class MessageViewer;
 class PreferencesWindowObject;
 class ViewerObject;
 
@@ -34,6 +36,8 @@ public:
     std::string frontWindowIdentifier() const;
     // A sentence for the person, as an alert in a turn of its own.
     void tell(std::string title, std::string text);
+    // A viewer that isn't drawn, to act on one message; null while the program ends.
+    std::shared_ptr<MessageViewer> viewerForMessage(const Message& message);
 
     std::shared_ptr<Menu> mainMenu() const override { return menu_.menu(); }
     std::shared_ptr<Mailbox> _mailboxBeingViewed() const override;

@@ -1,6 +1,7 @@
 // The classes "MessageViewer" and "SingleMessageViewer": actions by selector, and when each of them can be done.
 #include <algorithm>
 
+#include "Application/HostInstances.h"
 #include "Compose/ComposeBackEnd.h"
 #include "Mail/Mailbox.h"
 #include "Models/Toolbar.h"
@@ -87,7 +88,12 @@ void ViewerObject::defineClasses() {
     addActions(cls);
     addTable(cls);
     addViewerToolbar(cls);
-    registry.define("SingleMessageViewer", &cls);
+    registry.define("SingleMessageViewer", &cls)
+        .addClassMethod(single_message_viewer::viewerForMessage,
+                        [](Class&, const MessageRef& message, bool, bool, const std::shared_ptr<HostObject>&) {
+                            const auto& make = HostInstances::current().singleMessageViewer;
+                            return make && message ? make(message) : nullptr;
+                        });
     MessageRows::defineClass();
 }
 

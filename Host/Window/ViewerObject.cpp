@@ -45,16 +45,26 @@ private:
 
 }  // namespace
 
-ViewerObject::ViewerObject(MailApplicationObject& application)
-    : MainViewer("MessageViewer"),
+ViewerObject::ViewerObject(MailApplicationObject& application, std::string_view className)
+    : MainViewer(className),
       application_(application),
       window_(std::make_shared<Window>("viewer")),
       rows_(application.engine().library()) {}
 
-void ViewerObject::begin() {
+void ViewerObject::makeTable() {
     const auto self = std::static_pointer_cast<ViewerObject>(shared_from_this());
     tableManager_ = std::make_shared<ViewerTableManager>(self);
     if (osMinor() == 11) listController_ = std::make_shared<MessageListController>("MessageListController");
+}
+
+void ViewerObject::beginWith(const Message& message) {
+    makeTable();
+    if (const auto mailbox = message.mailbox()) selectMailbox(mailbox->identifier());
+    selected_ = {message.libraryID()};
+}
+
+void ViewerObject::begin() {
+    makeTable();
     window_->setVisible(true);
     const auto accounts = MailAccount::mailAccounts();
     const auto inbox = accounts.empty() ? nullptr : accounts.front()->inboxMailbox();

@@ -16,8 +16,10 @@ class ViewerObject : public MainViewer {
 public:
     static void defineClasses();  // "MessageViewer", "SingleMessageViewer" and the row objects
 
-    explicit ViewerObject(MailApplicationObject& application);
-    void begin();        // makes what needs a shared pointer to this object, and shows the first inbox
+    explicit ViewerObject(MailApplicationObject& application, std::string_view className = "MessageViewer");
+    void begin();  // makes what needs a shared pointer to this object, and shows the first inbox
+    // The same for a SingleMessageViewer: the message is shown and selected. Its window is not drawn by any page.
+    void beginWith(const Message& message);
     void makeToolbar();  // asks for its items, of plug-ins as well
     void end();
     void libraryDidChange();
@@ -79,6 +81,7 @@ private:
     };
     std::vector<Target> targetsOfKind(const MessageList& messages, MailboxKind kind);
     Result<void> transfer(const std::vector<Target>& targets, const std::string& undoName, bool allowUndo);
+    void makeTable();
     Result<void> moveOrTakeBack(std::vector<std::int64_t> ids, Mailbox& to);
     Result<void> copyTo(const MessageList& messages, Mailbox& toMailbox);
     void moveSelection(MailboxKind kind, const std::string& undoName);

@@ -24,7 +24,7 @@ struct HostInstances {
     std::shared_ptr<LibraryStore> libraryStore;
     std::shared_ptr<DeliveryQueue> deliveryQueue;
     std::function<std::shared_ptr<MessageViewer>()> frontmostViewer;
-    // Opens a window for one message; may be empty.
+    // Makes a viewer for one message; may be empty.
     std::function<std::shared_ptr<MessageViewer>(const std::shared_ptr<Message>&)> singleMessageViewer;
     std::function<std::vector<std::shared_ptr<MailAccount>>()> mailAccounts;
 

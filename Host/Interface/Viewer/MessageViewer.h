@@ -55,6 +55,13 @@ public:
     virtual void sendForDraft(HostObject* sender, bool forDraft, MessageRef actualMessage) = 0;
 };
 
+// Class method of SingleMessageViewer: a viewer for one message, to act on it; null when there can be none.
+namespace single_message_viewer {
+inline const Operation<std::shared_ptr<MessageViewer>(MessageRef message, bool hiddenCopies, bool showRelatedMessages,
+                                                      std::shared_ptr<HostObject> expandedSelectedMailboxes)>
+    viewerForMessage{"viewerForMessage:hiddenCopies:showRelatedMessages:expandedSelectedMailboxes:"};
+}  // namespace single_message_viewer
+
 namespace message_viewer {
 // How the table manager is reached: tableManager, or on OS minor 11 messageListController then tableViewManager.
 inline const Operation<std::shared_ptr<HostObject>()> tableManager{"tableManager"};

@@ -28,7 +28,7 @@ class QSPopoverInfoView : public std::enable_shared_from_this<QSPopoverInfoView>
 public:
     // A hint with one button, which confirms that it was read. An empty identifier is remembered nowhere.
     QSPopoverInfoView(std::string identifier, std::string withInfoText, std::shared_ptr<View> forView);
-    ~QSPopoverInfoView();
+    virtual ~QSPopoverInfoView();
 
     const std::string& identifier() const { return identifier_; }
     const std::vector<std::string>& confirmations() const { return confirmations_; }

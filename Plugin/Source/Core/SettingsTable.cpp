@@ -65,7 +65,7 @@ const std::vector<Group>& groups() {
           {.kind = Kind::TimeOfDay, .key = "QSWorkingHoursBegin", .label = "The working day begins at"},
           {.kind = Kind::TimeOfDay, .key = "QSWorkingHoursEnd", .label = "and ends at"}}},
         {"Sending",
-         kNotYet,
+         "",
          {{.kind = Kind::CheckBox, .key = "QSSendDelay", .label = "Hold every message for a while after Send"},
           {.kind = Kind::Number,
            .key = "QSSendDelaySeconds",

@@ -8,6 +8,7 @@
 #include "Foundation/RunLoop.h"
 #include "Mail/MailAccount.h"
 #include "Mail/MessageHeaders.h"
+#include "Outgoing/QSDelayedSend.h"
 #include "Outgoing/QSHeaderKeys.h"
 #include "Outgoing/QSSendHooks.h"
 #include "Outgoing/QSSendLaterDialogController.h"
@@ -87,6 +88,7 @@ void send(HostObject& object, HostObject* from) {
 
 void announceInOutbox(const MessageRef& message) {
     auto headers = message->headersIfAvailable();
+    if (headers) closeCountdown(headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or(""));
     if (headers && headers->hasHeaderForKey(QSHeaderKeyXScheduledDate))
         return QSPopoverController::sharedController().queuePopoverWithIdentifier(
             "ScheduledInOutbox",
@@ -97,8 +99,7 @@ void announceInOutbox(const MessageRef& message) {
     auto& defaults = QSPluginDelegate::quillsteadDefaults();
     if (!defaults.boolForKey("QSShowUndoDialog") || !defaults.boolForKey("QSSendDelay")) return;
     RunLoop::main().after(kCountdownDelay, [message] {
-        auto* session = QSSession::currentIfLoaded();
-        if (session && session->sendHooks().showCountdown) session->sendHooks().showCountdown(message);
+        if (QSSession::currentIfLoaded()) showCountdown(message);
     });
 }
 

@@ -1,5 +1,5 @@
-// The application's patches and actions: contextual menu, addresses of the "quillstead" scheme, log file, preferences,
-// uninstalling. Main thread.
+// The application's patches and actions: contextual menu, held mail, addresses of the "quillstead" scheme, log file,
+// preferences, uninstalling. Main thread.
 #include "Application/MailApp.h"
 
 #include "Application/Preferences.h"
@@ -14,6 +14,7 @@
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "Models/Menu.h"
+#include "Outgoing/QSUndoSend.h"
 
 namespace qs {
 
@@ -82,6 +83,8 @@ void load() {
     PatchClass patch("MailApp_Quillstead");
     patch.add(quillstead_willPresentContextualMenu, willPresentContextualMenu);
     patch.add(quillstead_handleGURLAppleEvent, handleGURLAppleEvent);
+    patch.add(held_mail::sendNow, [](HostObject&, HostObject* argument) { sendNow(argument); });
+    patch.add(held_mail::undoSend, [](HostObject&, HostObject* argument) { undoSend(argument); });
     patch.add(Action("showQuillsteadPreferences:"), showQuillsteadPreferences);
     patch.add(Action("showQuillsteadLogFile:"), [](HostObject&, HostObject*) { showLogFile(); });
     patch.add(Action("uninstallQuillstead:"), [](HostObject&, HostObject*) { askAndUninstall(); });

@@ -1,9 +1,10 @@
-// What happens around a send in the plug-in's other parts: follow-ups, the countdown. Each part fills in its own hook
-// when the session is made; an empty hook is passed over. Main thread.
+// What happens around a send in the plug-in's other parts: follow-ups, pictures. Each part fills in its own hook when
+// the session is made; an empty hook is passed over. Main thread.
 #pragma once
 
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "Mail/Message.h"
 
@@ -15,8 +16,8 @@ class MailAccount;
 struct QSSendHooks {
     // The message stands in the outbox and the person wanted a follow-up.
     std::function<void(HeadersEditor& editor, const MessageRef& message, MailAccount& account)> createFollowUp;
-    // The message is held for a while and can be taken back.
-    std::function<void(const MessageRef& message)> showCountdown;
+    // A round picture of the person, as a data URL; empty for none. On OS minor 12 and up.
+    std::function<std::string(const std::string& email)> roundImageForEmail;
 };
 
 }  // namespace qs

@@ -30,12 +30,22 @@ export function isTextTarget(target: EventTarget | null): boolean {
 function pageKey(event: KeyboardEvent): boolean {
   if (event.key === 'F6') return focusNextPart(event.shiftKey ? -1 : 1);
   if (event.key === 'F10' && !event.shiftKey) return focusOn('[role="menubar"] [tabindex="0"], .menu-button');
+  if (event.key === 'Escape') return closeNewestHint(event.target);
   if (isTextTarget(event.target) || event.ctrlKey || event.metaKey || event.altKey) return false;
   if (event.key === '?') {
     ui.set({ shortcutSheet: true });
     return true;
   }
   return event.key === '/' && focusOn('.search input');
+}
+
+/** Not from a field: there Escape means the field. The text of a message has no use for it. */
+function closeNewestHint(target: EventTarget | null): boolean {
+  const inText = target instanceof HTMLElement && target.isContentEditable;
+  const newest = host.get().popovers.at(-1);
+  if (!newest || (isTextTarget(target) && !inText)) return false;
+  act('popover.close', { identifier: newest.identifier });
+  return true;
 }
 
 function menuKey(event: KeyboardEvent): boolean {
@@ -76,7 +86,8 @@ function focusOn(selector: string): boolean {
 
 /** The parts are marked with data-part and take the focus themselves or hand it on to the element inside. */
 function focusNextPart(step: number): boolean {
-  const parts = [...document.querySelectorAll<HTMLElement>('[data-part]')].filter((part) => part.offsetParent !== null);
+  // A part that floats has no offset parent.
+  const parts = [...document.querySelectorAll<HTMLElement>('[data-part]')].filter((part) => part.getClientRects().length > 0);
   if (parts.length === 0) return false;
   const current = parts.findIndex((part) => part.contains(document.activeElement));
   const next = parts[(current + step + parts.length) % parts.length];

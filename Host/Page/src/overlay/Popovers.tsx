@@ -1,16 +1,27 @@
 // Small cards that point at something on the page. What they point at is marked with data-anchor; a card whose anchor is
 // not on the page stands under the bars.
-import { useLayoutEffect, useRef, useState } from 'preact/hooks';
+//
+// They never take the focus by themselves: F6 leads to them, and Escape closes them from anywhere. What they say is
+// announced once; a countdown ticks in silence.
+import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { act } from '../actions';
 import { Icon } from '../base/Icon';
 import { Edge, placeBeside, type Placed } from '../base/place';
 import { useStore } from '../base/Store';
 import { Form } from '../forms/Form';
 import type { PopoverModel } from '../protocol';
-import { host } from '../state';
+import { announce, host } from '../state';
 
 export function Popovers() {
   const popovers = useStore(host, (model) => model.popovers);
+  const announced = useRef<string[]>([]);
+  useEffect(() => {
+    const fresh = popovers.filter((each) => !announced.current.includes(each.identifier)).at(-1);
+    if (fresh) announce(`${fresh.text || fresh.form?.title || 'Hint'} (Shift+F6 leads there.)`);
+    // So that the same words are news the next time.
+    else if (popovers.length < announced.current.length) announce('');
+    announced.current = popovers.map((each) => each.identifier);
+  }, [popovers]);
   return (
     <>
       {popovers.map((popover) => (
@@ -28,8 +39,25 @@ function findAnchor(name: string): Element | null {
   return document.querySelector(`[data-anchor="title:${CSS.escape(owner)}"]`);
 }
 
+/** Whoever was in the card when it went is brought back to where he came from. */
+function useWayBack(card: { current: HTMLElement | null }): (event: FocusEvent) => void {
+  const before = useRef<EventTarget | null>(null);
+  useLayoutEffect(() => () => {
+    const target = before.current;
+    const isInside = card.current?.contains(document.activeElement);
+    if (isInside && target instanceof HTMLElement && target.isConnected) target.focus({ preventScroll: true });
+  }, []);
+  return ({ relatedTarget }) => {
+    if (!(relatedTarget instanceof Node) || !card.current?.contains(relatedTarget)) before.current = relatedTarget;
+  };
+}
+
 function Popover({ popover }: { popover: PopoverModel }) {
   const card = useRef<HTMLDivElement>(null);
+  const onFocusIn = useWayBack(card);
+  // As wide as it was when it had most digits, so that nothing moves.
+  const digits = useRef(0);
+  digits.current = Math.max(digits.current, popover.countdown?.length ?? 0);
   const [placed, setPlaced] = useState<Placed | null>(null);
   useLayoutEffect(() => {
     const follow = (): void => {
@@ -58,21 +86,16 @@ function Popover({ popover }: { popover: PopoverModel }) {
   return (
     <div
       ref={card} class={`popover ${edge}`} role="dialog" aria-label={popover.text || popover.form?.title || 'Hint'} style={style}
+      data-part tabIndex={-1} onFocusIn={onFocusIn}
       onKeyDown={(event) => {
         if (event.key !== 'Escape') return;
         event.preventDefault();
         close();
       }}
     >
-      <button type="button" class="plain-button popover-close" aria-label="Close" onClick={close}>
-        <Icon name="close" size={12} />
-      </button>
       <div class="popover-content">
         {popover.image && <Icon name={popover.image} size={40} />}
-        <div>
-          {popover.text && <p class="popover-text" role="status">{popover.text}</p>}
-          {popover.countdown && <p class="popover-countdown" role="timer">{popover.countdown}</p>}
-        </div>
+        {popover.text && <p class="popover-text">{popover.text}</p>}
       </div>
       {popover.form && (
         <Form
@@ -87,8 +110,13 @@ function Popover({ popover }: { popover: PopoverModel }) {
           }
         />
       )}
-      {popover.buttons.length > 0 && (
-        <p class="popover-buttons">
+      {(popover.buttons.length > 0 || popover.countdown) && (
+        <div class="popover-buttons">
+          {popover.countdown && (
+            <span class="popover-countdown" role="timer" style={{ minWidth: `${digits.current}ch` }}>
+              {popover.countdown}
+            </span>
+          )}
           {popover.buttons.map((label, index) => (
             <button
               key={index} type="button" class="small-button"
@@ -98,8 +126,11 @@ function Popover({ popover }: { popover: PopoverModel }) {
               {label}
             </button>
           ))}
-        </p>
+        </div>
       )}
+      <button type="button" class="plain-button popover-close" aria-label="Close" onClick={close}>
+        <Icon name="close" size={12} />
+      </button>
     </div>
   );
 }

@@ -1,0 +1,17 @@
+// The host's own code of the classes in Viewer/ContactPictures.h: an address book without pictures, and round pictures
+// with initials.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace qs {
+
+void defineContactPictureClasses();
+
+// The first characters of the first and the last word, or of the only one; empty when there is no letter or digit.
+std::string initialsOf(std::string_view name);
+// As an SVG in a data URL; empty for no initials.
+std::string pictureWithInitials(std::string_view initials);
+
+}  // namespace qs

@@ -1,0 +1,51 @@
+// The library store's patch: what happens when messages come into mailboxes. It has no rules of its own, it calls those
+// of the parts concerned. Main thread.
+#include "Core/PatchClass.h"
+#include "Core/QSSession.h"
+#include "Mail/Library.h"
+#include "Mail/MailAccount.h"
+#include "Mail/Mailbox.h"
+#include "Outgoing/QSUndoSend.h"
+#include "Platform.h"
+
+namespace qs {
+
+namespace {
+
+const Operation<void(const MessageList&, const MessageList&, bool, unsigned)> quillstead_messagesWereAdded{
+    "quillstead_messagesWereAdded:secondaryMessages:duringOpen:options:"};
+
+bool isSame(const Mailbox& mailbox, const std::shared_ptr<Mailbox>& other) {
+    return other && other->identifier() == mailbox.identifier();
+}
+
+void messageWasAdded(const MessageRef& message) {
+    const auto mailbox = message->mailbox();
+    const auto account = mailbox ? mailbox->account() : nullptr;
+    if (!account || isSame(*mailbox, account->_outboxMailboxCreateIfNeeded(false))) return;
+    if (isSame(*mailbox, account->draftsMailboxCreateIfNeeded(false))) reopenAfterUndo(message);
+}
+
+void messagesWereAdded(HostObject& self, const MessageList& added, const MessageList& secondary, bool duringOpen,
+                       unsigned options) {
+    quillstead_messagesWereAdded(self, added, secondary, duringOpen, options);
+    if (duringOpen || !QSSession::currentIfLoaded()) return;
+    for (const MessageRef& message : added)
+        if (message) messageWasAdded(message);
+}
+
+void load() {
+    const Selector original = osMinor() >= 11 ? library_store::messagesWereAdded.selector()
+                                              : library_store::messagesWereAddedConversations.selector();
+    PatchClass patch("MFLibraryStore_Quillstead");
+    patch.add(quillstead_messagesWereAdded, messagesWereAdded);
+    patch.addAsCategoryOf("MFLibraryStore");
+    patch.exchange("MFLibraryStore", original, quillstead_messagesWereAdded.selector());
+    patch.finish();
+}
+
+const PatchClassRegistration registration(load);
+
+}  // namespace
+
+}  // namespace qs

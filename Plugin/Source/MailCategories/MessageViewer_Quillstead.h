@@ -1,0 +1,18 @@
+// What the plug-in adds to the host's viewer class.
+#pragma once
+
+#include <memory>
+
+#include "Viewer/MessageViewer.h"
+
+namespace qs {
+
+namespace message_viewer_quillstead {
+// Class method: a new viewer, to act on that message; null when the host can make none.
+inline const Operation<std::shared_ptr<MessageViewer>(MessageRef)> viewerForMessage{"viewerForMessage:"};
+}  // namespace message_viewer_quillstead
+
+// The frontmost viewer, else a new one for the message; null for neither. Main thread.
+std::shared_ptr<MessageViewer> frontmostViewerOrOneFor(const MessageRef& message);
+
+}  // namespace qs

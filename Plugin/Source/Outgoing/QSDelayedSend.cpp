@@ -1,0 +1,93 @@
+#include "Outgoing/QSDelayedSend.h"
+
+#include "Application/MailApp.h"
+#include "Core/QSPluginDelegate.h"
+#include "Core/QSPopoverController.h"
+#include "Core/QSSession.h"
+#include "Foundation/Format.h"
+#include "Mail/AddressScan.h"
+#include "Mail/MessageHeaders.h"
+#include "Outgoing/QSSendHooks.h"
+#include "Outgoing/QSUndoSend.h"
+#include "Platform.h"
+#include "Settings/UserDefaults.h"
+#include "Viewer/ContactPictures.h"
+
+namespace qs {
+
+namespace {
+
+constexpr std::string_view kIdentifier = "DelayedSend";
+constexpr int kListPhoto = 1;
+
+enum Segment { kSendNow = 0, kUndoSend = 1 };
+
+class CountdownView : public QSPopoverInfoView {
+public:
+    using QSPopoverInfoView::QSPopoverInfoView;
+    std::string uniqueID;  // of the message
+};
+
+std::string uniqueIDOf(const MessageHeaders& headers) {
+    return headers.firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or("");
+}
+
+std::string knownPicture(const ScannedAddress& recipient) {
+    if (osMinor() >= 12) {
+        const auto& roundImage = QSSession::current().sendHooks().roundImageForEmail;
+        return roundImage ? roundImage(recipient.address) : std::string();
+    }
+    const auto manager = address_manager::addressManager.onClass(QSClassFromString("MFAddressManager"));
+    return address_manager::imageForMailAddress(manager, recipient.address, recipient.name, kListPhoto, false, nullptr);
+}
+
+std::string initialsPicture(const ScannedAddress& recipient) {
+    Class* names = QSClassFromString("ABPersonInitials");
+    Class* pictures = QSClassFromString("ABCardViewImageLoading");
+    if (!names || !pictures) return {};
+    const std::string initials =
+        person_initials::initialsForName.onClass(names, recipient.name.empty() ? recipient.address : recipient.name);
+    return card_view_image_loading::imageWithInitials(std::make_shared<HostObject>(pictures->name()), initials);
+}
+
+std::string recipientPicture(const MessageHeaders& headers) {
+    const auto to = scanAddresses(headers.firstHeaderForKey(MCHeaderKeyTo).value_or(""));
+    if (to.empty()) return {};
+    std::string picture = knownPicture(to.front());
+    return picture.empty() ? initialsPicture(to.front()) : picture;
+}
+
+void perform(int segment, const MessageRef& message) {
+    const auto app = MailApp::shared();
+    if (segment == kUndoSend) held_mail::undoSend(app, message.get());
+    if (segment == kSendNow) held_mail::sendNow(app, message.get());
+}
+
+}  // namespace
+
+void showCountdown(const MessageRef& message) {
+    auto anchor = QSPluginDelegate::sharedDelegate().anchorViewForPopover();
+    const auto headers = message->headers();
+    if (!anchor || !headers) return;
+    const auto seconds = QSPluginDelegate::quillsteadDefaults().integerForKey("QSSendDelaySeconds");
+    const auto view = std::make_shared<CountdownView>(
+        std::string(kIdentifier),
+        stringWithFormat(QSLocalizedString("Your message will be sent automatically in %ld seconds."), {seconds}),
+        std::move(anchor));
+    view->uniqueID = uniqueIDOf(*headers);
+    view->image = recipientPicture(*headers);
+    view->actionButtonTitles = {QSLocalizedString("Send now"), QSLocalizedString("Undo send")};
+    view->actionButtonIcons = {"TB_SendTemplate", "plugin:TB_UndoSend"};
+    view->timeout = static_cast<double>(seconds);
+    view->showOnlyOnce = false;
+    view->completionHandler = [message](int segment) { perform(segment, message); };
+    QSPopoverController::sharedController().showPopoverView(view);
+}
+
+void closeCountdown(std::string_view uniqueID) {
+    const auto shown = std::dynamic_pointer_cast<CountdownView>(
+        QSPopoverController::sharedController().viewWithIdentifier(kIdentifier));
+    if (shown && shown->uniqueID == uniqueID) shown->hidePopover();
+}
+
+}  // namespace qs
