@@ -113,7 +113,7 @@ function Popover({ popover }: { popover: PopoverModel }) {
       {(popover.buttons.length > 0 || popover.countdown) && (
         <div class="popover-buttons">
           {popover.countdown && (
-            <span class="popover-countdown" role="timer" style={{ minWidth: `${digits.current}ch` }}>
+            <span class="popover-countdown" role="timer" style={{ minWidth: `max(40px, ${digits.current}ch)` }}>
               {popover.countdown}
             </span>
           )}
