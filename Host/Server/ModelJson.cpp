@@ -13,9 +13,8 @@ namespace json = boost::json;
 
 namespace {
 
-constexpr const char* kKindNames[] = {"text",     "textField", "secret",   "number",    "checkBox",
-                                      "popUp",    "segmented", "dateTime", "timeOfDay", "shortcut",
-                                      "textList", "button",    "separator"};
+constexpr const char* kKindNames[] = {"text",  "textField", "secret",    "number",   "checkBox", "popUp",  "segmented",
+                                      "radio", "dateTime",  "timeOfDay", "shortcut", "textList", "button", "separator"};
 
 json::array modifierNames(unsigned mask) {
     json::array names;
@@ -140,12 +139,15 @@ json::value controlJson(const FormControl& control) {
         if (control.maximum != 0) result["maximum"] = control.maximum;
         result["step"] = control.step;
     }
+    if (control.earliest) result["earliest"] = toJson(*control.earliest);
     if (!control.options.empty()) {
         json::array options;
         for (const auto& option : control.options) {
             json::object each{{"title", option.title}, {"value", toJson(option.value)}};
             if (!option.imageName.empty()) each["image"] = option.imageName;
             if (option.separator) each["separator"] = true;
+            if (!option.controls.empty())
+                each["controls"] = json::array(option.controls.begin(), option.controls.end());
             options.push_back(std::move(each));
         }
         result["options"] = std::move(options);

@@ -4,9 +4,11 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "Foundation/Date.h"
 #include "Foundation/Value.h"
 
 namespace qs {
@@ -16,6 +18,7 @@ struct FormOption {
     Value value;
     std::string imageName;
     bool separator = false;
+    std::vector<std::string> controls = {};  // Radio: ids of controls of the same group that stand in the option's line
 };
 
 struct FormControl {
@@ -27,6 +30,7 @@ struct FormControl {
         CheckBox,   // boolean
         PopUp,      // one of options
         Segmented,  // one of options, shown side by side
+        Radio,      // one of options, one below the other
         DateTime,   // date
         TimeOfDay,  // date of which hour and minute count, in the default time zone
         Shortcut,   // dictionary: key combination ("characters", "modifierFlags")
@@ -41,6 +45,7 @@ struct FormControl {
     bool enabled = true, hidden = false;
     std::vector<FormOption> options;
     double minimum = 0, maximum = 0, step = 1;  // for Number; maximum 0 is none
+    std::optional<Date> earliest;               // for DateTime: the first that can be chosen
     std::string unit;                           // shown after a number: "seconds"
     std::function<void(const Value&)> onChange;
 };

@@ -47,7 +47,7 @@ export type Value = null | boolean | number | string | Value[] | { [key: string]
 export interface FormControlModel {
   id: string;
   kind:
-    | 'text' | 'textField' | 'secret' | 'number' | 'checkBox' | 'popUp' | 'segmented' | 'dateTime' | 'timeOfDay'
+    | 'text' | 'textField' | 'secret' | 'number' | 'checkBox' | 'popUp' | 'segmented' | 'radio' | 'dateTime' | 'timeOfDay'
     | 'shortcut' | 'textList' | 'button' | 'separator';
   label: string;
   toolTip?: string;
@@ -55,7 +55,9 @@ export interface FormControlModel {
   value: Value;
   enabled: boolean;
   hidden?: boolean;
-  options?: { title: string; value: Value; image?: string; separator?: boolean }[];
+  // controls: of a radio's option, by id, the controls of the same group that stand in its line
+  options?: { title: string; value: Value; image?: string; separator?: boolean; controls?: string[] }[];
+  earliest?: Value; // of a dateTime
   minimum?: number;
   maximum?: number;
   step?: number;

@@ -89,6 +89,7 @@ test('dates go through local fields and come back', () => {
   assert.equal(toLocalInput(date), '2026-03-29T09:05');
   assert.deepEqual(fromLocalInput('2026-03-29T09:05'), { $date: date.getTime() / 1000 });
   assert.equal(fromLocalInput('2026-03-29'), null);
+  assert.equal(new Date(fromLocalInput('0020-02-29T10:00').$date * 1000).getFullYear(), 20, 'not 1920');
   const time = fromTimeInput('23:30', date);
   assert.equal(toLocalInput(new Date(time.$date * 1000)), '2026-03-29T23:30');
   assert.ok(sameValue({ $date: 5 }, { $date: 5 }) && !sameValue('1', 1));

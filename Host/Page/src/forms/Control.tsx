@@ -29,7 +29,7 @@ export function Control({ control, anchor, compact, onChange }: Props) {
       return <hr class="control-line" />;
     case 'text':
       return (
-        <div class="control text" title={control.toolTip} data-anchor={anchor}>
+        <div class="control text" title={control.toolTip} data-anchor={anchor} aria-live="polite">
           {control.label && <span class="control-label">{control.label}</span>}
           <p>{String(control.value ?? '')}</p>
         </div>

@@ -2,6 +2,7 @@
 import { useId } from 'preact/hooks';
 import type { FormModel, Value } from '../protocol';
 import { Control } from './Control';
+import { RadioLines } from './RadioLines';
 
 interface Props {
   form: FormModel;
@@ -51,16 +52,21 @@ interface GroupProps {
 
 function Group({ group, anchors, onChange }: GroupProps) {
   const title = useId();
-  const shown = group.controls.filter((control) => !control.hidden);
+  const inLines = new Set(group.controls.flatMap((control) => control.options ?? []).flatMap((option) => option.controls ?? []));
+  const shown = group.controls.filter((control) => !control.hidden && !inLines.has(control.id));
   if (shown.length === 0 && !group.note && !group.title) return null;
   return (
     <div class="group" role="group" aria-labelledby={group.title ? title : undefined}>
       {group.title && <h3 id={title} class="group-title">{group.title}</h3>}
-      {shown.map((control) => (
-        <Control
-          key={control.id} control={control} anchor={`${anchors}:${control.id}`} onChange={(value) => onChange(control.id, value)}
-        />
-      ))}
+      {shown.map((control) =>
+        control.kind === 'radio' ? (
+          <RadioLines key={control.id} control={control} others={group.controls} anchors={anchors} onChange={onChange} />
+        ) : (
+          <Control
+            key={control.id} control={control} anchor={`${anchors}:${control.id}`} onChange={(value) => onChange(control.id, value)}
+          />
+        ),
+      )}
       {group.note && <p class="group-note">{group.note}</p>}
     </div>
   );

@@ -21,7 +21,9 @@ export function fromLocalInput(text: string): Value {
   const found = /^(\d{4,6})-(\d\d)-(\d\d)T(\d\d):(\d\d)/.exec(text);
   if (!found) return null;
   const [year = 0, month = 0, day = 0, hour = 0, minute = 0] = found.slice(1).map(Number);
-  return { $date: new Date(year, month - 1, day, hour, minute).getTime() / 1000 };
+  const date = new Date(2000, month - 1, day, hour, minute);
+  date.setFullYear(year, month - 1, day); // a number below 100 would mean a year of the last century
+  return { $date: date.getTime() / 1000 };
 }
 
 /** The same day as `day` at that hour and minute; only these two count. */

@@ -34,6 +34,42 @@ test('each kind of control sends what was set', async (t) => {
   await sets('shortcut', null, () => page.click('[aria-label="Remove the shortcut"]'));
 });
 
+test('radio buttons walk with the arrow keys, and the controls of a choice stand in its line', async (t) => {
+  const { page, host } = await open(t);
+  const window = host.openCompose({ to: ['a@x.example'] });
+  await page.click('.compose .tool[aria-label^="Schedule"]');
+  await page.waitForSelector('.sheet');
+  const sets = (control) => callsOf(host, 'sheet.set').filter((each) => each.window === window && each.control === control);
+  assert.equal(await page.locator('.radio-line').filter({ hasText: 'Day' }).getByLabel('Time').count(), 1);
+  assert.equal(await page.getByLabel('Unit').count(), 1, 'a control in a line stands there alone');
+  await page.getByRole('radio', { name: 'Date' }).focus();
+  await page.keyboard.press('ArrowDown'); // round the end
+  await until(() => sets('mode').length === 1, 'the choice');
+  assert.equal(sets('mode')[0].value, 0);
+});
+
+test('a date that is being typed is left alone, and one before the earliest is not taken', async (t) => {
+  const { page, host } = await open(t);
+  host.openCompose({ to: ['a@x.example'] });
+  await page.click('.compose .tool[aria-label^="Schedule"]');
+  const field = page.getByLabel('Date and time');
+  await field.waitFor();
+  await page.clock.install();
+  const sets = () => callsOf(host, 'sheet.set').filter((each) => each.control === 'date').map((each) => new Date(each.value.$date * 1000));
+  await field.fill('0202-11-23T09:30');
+  await page.clock.runFor(2000); // longer than what is typed rests before it is sent
+  assert.deepEqual(sets(), []);
+  assert.equal(await field.inputValue(), '0202-11-23T09:30');
+  await field.fill('2031-11-23T09:30');
+  await page.clock.runFor(2000);
+  await until(() => sets().length === 1, 'the date');
+  assert.deepEqual([sets()[0].getFullYear(), sets()[0].getHours()], [2031, 9]);
+  await field.fill('1999-01-01T09:30');
+  await field.blur();
+  await until(() => sets().length === 2, 'the earliest date in its place');
+  assert.ok(Math.abs(sets()[1] - 1795330000000) < 60_000);
+});
+
 test('a field shows what the host makes of it, but not over what is being typed', async (t) => {
   const { page, host } = await open(t);
   await page.keyboard.press('Control+,');

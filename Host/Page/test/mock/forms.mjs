@@ -43,7 +43,25 @@ export const generalPane = () => ({
 
 export const scheduleSheet = () => ({
   identifier: 'schedule', title: 'Send this message later', message: 'It waits in the outbox until then.',
-  groups: [{ title: '', controls: [control('date', 'dateTime', 'Send at', { $date: 1795338000 }), control('repeat', 'checkBox', 'Also remind me if nobody answers', true)] }],
+  groups: [{
+    title: '',
+    controls: [
+      control('mode', 'radio', '', 2, {
+        toolTip: 'When to send',
+        options: [
+          { ...option('Day', 0), controls: ['day', 'time'] },
+          { ...option('After', 1), controls: ['count', 'unit'] },
+          { ...option('Date', 2), controls: ['date'] },
+        ],
+      }),
+      control('day', 'popUp', '', 1, { toolTip: 'Day', enabled: false, options: [option('Today', 0), option('Tomorrow', 1)] }),
+      control('time', 'timeOfDay', '', { $date: 1795334400 }, { toolTip: 'Time', enabled: false }),
+      control('count', 'number', '', 2, { toolTip: 'How many', enabled: false, minimum: 0, maximum: 999 }),
+      control('unit', 'popUp', '', 1, { toolTip: 'Unit', enabled: false, options: [option('Minutes', 0), option('Hours', 1)] }),
+      control('date', 'dateTime', '', { $date: 1795338000 }, { toolTip: 'Date and time', earliest: { $date: 1795330000 } }),
+      control('told', 'text', '', 'Sunday, 22 November 2026 at 10:00'),
+    ],
+  }],
   buttons: [{ title: 'Cancel', isCancel: true }, { title: 'Schedule', isDefault: true }],
 });
 
