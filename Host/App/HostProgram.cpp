@@ -12,6 +12,7 @@
 #include "DeliveryService.h"
 #include "Demo/DemoData.h"
 #include "Foundation/FileSystem.h"
+#include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
 #include "Foundation/Runtime.h"
@@ -25,7 +26,7 @@
 #include "Settings/UserDefaults.h"
 #include "StartPage.h"
 #include "StopSignals.h"
-#include "UninstallFallback.h"
+#include "UninstallWatch.h"
 
 namespace qs {
 namespace {
@@ -86,7 +87,7 @@ private:
 
     void makePlatform() {
         auto platform = Platform::make({.dataFolder = data_.path, .osMinor = options_.osMinor});
-        installUninstallFallback(platform, data_.path);
+        watchUninstall(platform, data_.path, [this] { loop_->post([this] { giveHeldMailBack(); }); });
         Platform::install(std::move(platform));
         UserDefaults::setFolder(data_.path / "Settings");
     }
@@ -151,11 +152,31 @@ private:
         if (options_.noPlugIn) return {};
         const auto place = linkPlugIn(data_.path, folderOr(options_.bundles, "Bundles"), options_.reinstall);
         if (!place) return failed(place);
-        if (*place == PlugInPlace::Uninstalled) tell("The plug-in was uninstalled; --reinstall brings it back.");
+        if (*place == PlugInPlace::Uninstalled) {
+            tell("The plug-in was uninstalled; --reinstall brings it back.");
+            giveHeldMailBack();
+        }
         // The loader has logged them; mail goes on without.
         for (auto& sentence : bundles_.loadAll({data_.path / "Bundles"}))
             application_->addNotice(std::move(sentence));
         return {};
+    }
+
+    // Nobody is left who knows what became of the plans for it, so it doesn't leave by itself.
+    void giveHeldMailBack() {
+        if (!engine_ || stopping_) return;  // the next start does it
+        engine_->deliveries().turnHeldIntoDrafts([this](int moved, const Result<void>& result) {
+            if (moved > 0)
+                application_->addNotice(
+                    moved == 1
+                        ? "A message that was waiting to leave is a draft now, as Quillstead was removed."
+                        : stringWithFormat(
+                              "%ld messages that were waiting to leave are drafts now, as Quillstead was removed.",
+                              {moved}));
+            if (!result)
+                application_->addNotice("Not all of the waiting messages could be made drafts. " +
+                                        result.error().description);
+        });
     }
 
     // Settings that were found damaged, the plug-in's included.
@@ -172,7 +193,13 @@ private:
     // goes on while a delivery under way ends, which may wait for a turn of the main thread.
     void stop() {
         if (std::exchange(stopping_, true)) return;
-        if (server_) server_->sayGoodbye(kGoodbye);
+        const int waiting = engine_ ? engine_->deliveries().waitingCount() : 0;
+        const std::string rest = waiting == 0 ? ""
+                                 : waiting == 1
+                                     ? " A message waits in the outbox until then."
+                                     : stringWithFormat(" %ld messages wait in the outbox until then.", {waiting});
+        if (waiting > 0) tell(std::string(kGoodbye) + rest);
+        if (server_) server_->sayGoodbye(std::string(kGoodbye) + rest);
         StopSignals::afterAMoment([this] {
             loop_->postToGlobalQueue([this] {
                 if (engine_) engine_->deliveries().stop();

@@ -8,11 +8,14 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Foundation/Date.h"
 #include "Foundation/Result.h"
 #include "Mail/DeliveryQueue.h"
 #include "Mail/Message.h"
@@ -29,11 +32,13 @@ struct OutgoingMessage;
 struct DeliveryStatus {
     enum class State { Waiting, Sending, Failed, InDoubt };
     State state = State::Waiting;
-    std::string uniqueID;
+    std::string account, uniqueID;
     std::int64_t libraryID = 0;  // 0 once it is claimed
     std::string subject, to;
     int attempts = 0;
     std::string lastAnswer;  // a sentence
+    // Waiting: held until then. Failed: tried again then. Nothing: with the next walk, or not before somebody asks.
+    std::optional<Date> until;
 };
 
 class DeliveryService {
@@ -61,6 +66,9 @@ public:
     // a crash.
     virtual std::vector<DeliveryStatus> taken() const = 0;
     virtual std::vector<DeliveryStatus> statuses() const = 0;  // of those and of everything in outboxes
+    virtual int waitingCount() const = 0;                      // how many these are
+    // When the first of the held messages may leave; nothing when none is held.
+    virtual std::optional<Date> firstHeldUntil() const = 0;
     // Of a message that stands in an outbox.
     virtual DeliveryStatus status(std::int64_t libraryID) const = 0;
     // Answers to "perhaps sent".
@@ -68,6 +76,10 @@ public:
     virtual Result<void> markSent(std::string_view uniqueID) = 0;
     // The person asks for an attempt now, whatever earlier ones ended with.
     virtual Result<void> tryNow(std::string_view uniqueID) = 0;
+
+    // What is held becomes drafts of its accounts, on the queue's own thread, before anything that is asked of the
+    // queue later. `done` gets the number of those that moved, and why others did not; main thread.
+    virtual void turnHeldIntoDrafts(std::function<void(int moved, Result<void> result)> done) = 0;
 };
 
 // Posted on the default centre, main thread, when a status changed.

@@ -6,6 +6,8 @@
 
 #include "DeliveryService.h"
 #include "Foundation/DateFormatter.h"
+#include "Foundation/RunLoop.h"
+#include "ListDates.h"
 #include "Mail/Mailbox.h"
 #include "Mail/MessageHeaders.h"
 #include "MailApplication.h"
@@ -67,9 +69,11 @@ std::shared_ptr<MimeMessage> parsedMessage(MailLibrary& library, std::int64_t id
 }  // namespace
 
 json::value deliveryJson(const DeliveryStatus& status) {
-    return json::object{{"state", kDeliveryStates[static_cast<int>(status.state)]},
-                        {"attempts", status.attempts},
-                        {"lastAnswer", status.lastAnswer}};
+    json::object model{{"state", kDeliveryStates[static_cast<int>(status.state)]},
+                       {"attempts", status.attempts},
+                       {"lastAnswer", status.lastAnswer}};
+    if (status.until) model["until"] = untilText(*status.until, RunLoop::main().now());
+    return model;
 }
 
 json::value rowJson(MailApplication& application, const ViewerRow& row) {

@@ -41,12 +41,10 @@ json::value appSection(MailApplication& application) {
     json::array notices;
     for (const auto& notice : application.notices())
         notices.push_back(json::object{{"id", notice.id}, {"text", notice.text}});
-    std::size_t waiting = application.engine().deliveries().taken().size();
-    if (auto outbox = application.outbox()) waiting += static_cast<std::size_t>(outbox->messageCount());
     return json::object{{"title", "Quillstead Mail"},
                         {"icon", application.applicationIconImage()},
                         {"notices", std::move(notices)},
-                        {"waiting", waiting},
+                        {"waiting", application.engine().deliveries().waitingCount()},
                         {"version", kVersion}};
 }
 
@@ -55,6 +53,7 @@ json::value accountsSection(MailApplication& application) {
     for (const auto& record : application.engine().accounts().all()) {
         json::array mailboxes;
         for (const auto& mailbox : application.engine().library().mailboxes(record.identifier)) {
+            if (!application.listsMailbox(*mailbox)) continue;
             const std::string name = mailbox->displayName();
             mailboxes.push_back(json::object{{"id", mailbox->identifier()},
                                              {"name", name},

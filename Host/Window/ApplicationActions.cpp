@@ -5,6 +5,7 @@
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
+#include "ListDates.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "MailApplicationObject.h"
@@ -149,14 +150,17 @@ void MailApplicationObject::checkNewMail() {
 
 // What waits in the outbox leaves only while the program runs, so whoever quits is told of it.
 void MailApplicationObject::quit() {
-    const auto waiting = engine_.deliveries().statuses().size();
+    const int waiting = engine_.deliveries().waitingCount();
     if (waiting > 0) {
         Alert alert;
         alert.messageText = waiting == 1 ? "A message has not been sent yet"
-                                         : stringWithFormat("%ld messages have not been sent yet",
-                                                            {static_cast<std::int64_t>(waiting)});
-        alert.informativeText = "What waits in the outbox is sent only while Quillstead Mail is running. Do you want "
-                                "to quit all the same?";
+                                         : stringWithFormat("%ld messages have not been sent yet", {waiting});
+        alert.informativeText = "What waits in the outbox is sent only while Quillstead Mail is running. ";
+        if (const auto first = engine_.deliveries().firstHeldUntil())
+            alert.informativeText +=
+                stringWithFormat(waiting == 1 ? "This one is to leave on %@. " : "The first is to leave on %@. ",
+                                 {longDateText(*first)});
+        alert.informativeText += "Do you want to quit all the same?";
         alert.buttons = {"Quit", "Cancel"};
         if (alert.runModal() != kAlertFirstButtonReturn) return;
     }

@@ -40,6 +40,12 @@ std::string dateWithTimeText(Date date, Date now) {
     return text(date, yearOf(date) == yearOf(now) ? "MMMdjm" : "yMMMdjm");
 }
 
+std::string untilText(Date date, Date now) {
+    constexpr TimeInterval kSecondsCount = 600;
+    if (date - now < kSecondsCount) return text(date, "jms");
+    return dayOf(date) == dayOf(now) ? todayText(date) : dateWithTimeText(date, now);
+}
+
 std::string longDateText(Date date) { return text(date, "yMMMMEEEEdjm"); }
 
 std::string listDateText(Date date, Date now) {

@@ -19,6 +19,7 @@
 #include "Mail/Mailbox.h"
 #include "MailApplicationObject.h"
 #include "MailLibrary.h"
+#include "MailboxesOutlineObject.h"
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
 #include "Models/View.h"
@@ -41,6 +42,7 @@ std::shared_ptr<MailApplication> MailApplication::make(MailEngine& engine) {
     PreferencesWindowObject::defineClasses();
     defineContactPictureClasses();
     ComposeWindow::defineClasses();
+    MailboxesOutlineObject::defineClass();
     registerHostSettings();
 
     auto application = std::make_shared<MailApplicationObject>(engine);
@@ -72,6 +74,7 @@ MailApplicationObject::MailApplicationObject(MailEngine& engine)
     : MailApplication("MailApp"), engine_(engine), icon_(hostImage("ApplicationIcon")) {}
 
 void MailApplicationObject::begin() {
+    outline_ = std::make_shared<MailboxesOutlineObject>(engine_);
     viewer_ = std::make_shared<ViewerObject>(*this);
     viewer_->begin();
     preferences_ = std::make_shared<PreferencesWindowObject>();
@@ -87,10 +90,13 @@ void MailApplicationObject::observe() {
         menu_.showMailboxes(MailAccount::mailAccounts());
         viewer_->libraryDidChange();
         takeNotices();
+        outline_->waitingDidChange();
         noteModelChange();
     }));
-    observations_.push_back(
-        centre.addObserver(std::string(DeliveryStatusDidChangeNotification), [](const auto&) { noteModelChange(); }));
+    observations_.push_back(centre.addObserver(std::string(DeliveryStatusDidChangeNotification), [this](const auto&) {
+        outline_->waitingDidChange();
+        noteModelChange();
+    }));
     observations_.push_back(centre.addObserver("MailDeliveryDidFail", [this](const Notification& notification) {
         const std::string text = notification.userInfo["text"].stringValue();
         addNotice(text.empty() ? "A message could not be sent. It waits in the outbox." : text);
@@ -102,6 +108,11 @@ void MailApplicationObject::takeNotices() {
         addNotice(std::move(text));
     for (auto& text : engine_.library().takeNotices())
         addNotice(std::move(text));
+}
+
+bool MailApplicationObject::listsMailbox(const Mailbox& mailbox) const {
+    const auto viewed = viewer_->mailbox();
+    return outline_->lists(mailbox, viewed.get());
 }
 
 MainViewer& MailApplicationObject::viewer() { return *viewer_; }

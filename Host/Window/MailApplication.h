@@ -64,6 +64,9 @@ public:
     // The list's contextual menu for the selection, filled by the host, then offered to willPresentContextualMenu:.
     virtual std::shared_ptr<Menu> contextualMenu() = 0;
 
+    // In the list of mailboxes: an outbox stands there only while something waits in it, or it is looked at.
+    virtual bool listsMailbox(const Mailbox& mailbox) const = 0;
+
     virtual const std::vector<Notice>& notices() const = 0;
     virtual void dismissNotice(int id) = 0;
     virtual const std::string& applicationIconImage() const = 0;

@@ -12,6 +12,7 @@
 
 namespace qs {
 
+class MailboxesOutlineObject;
 class Message;
 class MessageViewer;
 class PreferencesWindowObject;
@@ -76,7 +77,10 @@ public:
     void setQuitHandler(std::function<void()> handler) override { quitHandler_ = std::move(handler); }
     void openAddress(std::string_view url) override;
 
+    bool listsMailbox(const Mailbox& mailbox) const override;
+
     std::shared_ptr<PreferencesWindowObject> preferencesObject() const { return preferences_; }
+    std::shared_ptr<MailboxesOutlineObject> outline() const { return outline_; }
 
 private:
     ResponderChain responders() const;
@@ -89,6 +93,7 @@ private:
     MainMenu menu_;
     std::shared_ptr<ViewerObject> viewer_;
     std::shared_ptr<PreferencesWindowObject> preferences_;
+    std::shared_ptr<MailboxesOutlineObject> outline_;
     std::vector<std::shared_ptr<ComposeWindow>> composeWindows_;
     bool viewerInFront_ = true, active_ = false, launched_ = false, terminated_ = false;
     std::vector<Notice> notices_;

@@ -72,6 +72,7 @@ public:
     void restart();
     // The two halves of it, for looking at the data folder in between.
     void shutDown();
+    void passWhileDown(TimeInterval seconds) { now_ = now_ + seconds; }
     void start();
 
     // A new message as a person writes it: window, text, send. Settles.

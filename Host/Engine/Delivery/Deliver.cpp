@@ -35,19 +35,25 @@ std::string sentences(const std::map<std::string, std::string>& refused) {
 }  // namespace
 
 int DeliveryServiceObject::deliver(const MessageRef& message, MailAccount& account) {
+    const Date now = RunLoop::main().now();
+    if (mayLeave_ != message->libraryID() && message->dateReceived().isAheadOf(now)) {
+        hold(*message, message->dateReceived());
+        return kDeliveryNotDelivered;
+    }
     const AccountRecord* found = accounts_.find(account.identifier());
-    const std::string key = keyOf(message->libraryID());
-    if (!found || key.empty() || isBeingTakenBack(message->libraryID())) return kDeliveryNotDelivered;
+    const auto summary = library_.summary(message->libraryID());
+    if (!found || !summary || isBeingTakenBack(summary->id)) return kDeliveryNotDelivered;
     const AccountRecord record = *found;
+    const std::string key = keyOf(*summary);
     const DeliveryRecord past = records_.record(key);
-    const Date now = RunLoop::main().now(), due = records_.dueDate(key, now);
+    const Date due = records_.dueDate(key, now);
     if (past.refused) return kDeliveryNotDelivered;
     if (due > now) {
         walkAgainAt(due);
         return kDeliveryNotDelivered;
     }
     // Shown before it leaves the outbox: whoever counts the messages must not miss it in between.
-    showTaking(message->libraryID(), key, past);
+    showTaking(*summary, record.identifier, key, past);
     auto claimed = library_.claim(message->libraryID(), claimedFolder(record.identifier));
     if (!claimed) {
         unshow(key);

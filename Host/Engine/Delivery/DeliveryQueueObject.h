@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 
 #include "Delivery/DeliveryJournal.h"
 #include "Delivery/DeliveryRecords.h"
@@ -22,6 +23,7 @@ namespace qs {
 
 class Mailbox;
 struct AccountRecord;
+struct MessageSummary;
 
 class DeliveryServiceObject;
 
@@ -31,9 +33,12 @@ public:
     DeliveryQueueObject(std::string_view className, DeliveryServiceObject& service)
         : DeliveryQueue(className), service_(&service) {}
     void resetStateAndReprocessQueue() override;
+    void messageIsHeldUntil(const Message& message, Date date) override;
+    void messageMayLeaveNow(const Message& message) override;
     // The host's own code of performDelivery. Delivery thread.
     int performDelivery(const MessageRef& message, const std::shared_ptr<MailAccount>& account);
-    void detach();  // the service goes; the object may live on in somebody's hand
+    void clockTicks();  // of the service's clock; any thread
+    void detach();      // the service goes; the object may live on in somebody's hand
 
 private:
     std::mutex lock_;
@@ -56,9 +61,15 @@ public:
     Result<void> markSent(std::string_view uniqueID) override;
     Result<void> tryNow(std::string_view uniqueID) override;
     Result<void> takeBack(const std::vector<std::int64_t>& ids, Mailbox& to) override;
+    int waitingCount() const override;
+    std::optional<Date> firstHeldUntil() const override;
+    void turnHeldIntoDrafts(std::function<void(int, Result<void>)> done) override;
 
     void process();  // walk the outboxes, soon
     int deliver(const MessageRef& message, MailAccount& account);
+    void hold(const Message& message, Date until);
+    void letGo(const Message& message);
+    void clockTicks();
     std::shared_ptr<DeliveryQueueObject> queueObject() const { return queueObject_; }
 
 private:
@@ -71,7 +82,10 @@ private:
     };
 
     void walk();
+    // Also without anybody who starts the queue from time to time: a walk at that time. By the wall clock, and beside
+    // the main thread.
     void walkAgainAt(Date date);
+    void setClock();  // under the lock
     void attempt(const MessageRef& message, const std::shared_ptr<MailAccount>& account);
     MessageRef asItStandsNow(const MessageRef& message, const std::shared_ptr<MailAccount>& account);
     int transmitAndSettle(Delivery& delivery, const AccountRecord& account);
@@ -120,13 +134,18 @@ private:
     bool isBeingTakenBack(std::int64_t libraryID) const;
     std::string nameOf(std::int64_t libraryID) const;  // the unique part of its file's name; empty when it is gone
 
+    std::vector<MessageSummary> waitingIn(const std::string& account) const;
+    Result<void> turnHeldIntoDrafts(const std::string& account, int& moved);
     std::filesystem::path outboxFolder(const std::string& account) const;
     std::filesystem::path claimedFolder(const std::string& account) const { return outboxFolder(account) / "claimed"; }
     std::vector<std::filesystem::path> claimedFiles(const std::string& account);
-    std::string keyOf(std::int64_t libraryID) const;  // empty when the message is gone
+    // By which records and statuses know the message.
+    std::string keyOf(const MessageSummary& summary) const;
+    DeliveryStatus statusOf(const MessageSummary& summary) const;
     std::optional<Delivery> takeDoubtful(std::string_view uniqueID);
     Result<void> settleDoubt(std::string_view uniqueID, const std::function<Result<void>(Delivery&)>& settle);
-    void showTaking(std::int64_t libraryID, const std::string& key, const DeliveryRecord& past);
+    void showTaking(const MessageSummary& summary, const std::string& account, const std::string& key,
+                    const DeliveryRecord& past);
     void show(const Delivery& delivery, DeliveryStatus::State state, const std::string& answer);
     void unshow(std::string_view uniqueID);
     bool isShown(std::string_view uniqueID) const;
@@ -145,12 +164,19 @@ private:
     std::map<std::string, DeliveryStatus, std::less<>> taken_;  // by unique id
     std::map<std::string, Delivery, std::less<>> inDoubt_;
     std::map<std::string, TakingBack, std::less<>> takingBack_;  // by the name of the queued file
-    std::set<std::filesystem::path> doubtful_;  // files of those in doubt, also while the answer is carried out
+    std::set<std::filesystem::path> doubtful_;          // files of those in doubt, also while the answer is carried out
+    std::unordered_map<std::int64_t, Date> heldUntil_;  // by library id
     std::optional<Date> nextWalk_;
-    std::optional<Error> lastFailure_;  // of the host's own code in the attempt under way; delivery thread
-    std::atomic<bool> started_ = false, stopping_ = false, walkWaits_ = false;
+    TimerRef clock_;  // of nextWalk_
+    // Of the queue's own thread.
+    std::optional<Error> lastFailure_;      // of the host's own code in the attempt under way
+    std::optional<std::int64_t> mayLeave_;  // the message of that attempt, if somebody said so
+    // In the last walk. What others hung on these objects lasts until the next one.
+    std::unordered_map<std::int64_t, MessageRef> seen_;
+    std::atomic<bool> started_ = false, stopping_ = false, walkWaits_ = false, changeIsTold_ = false;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
-    OperationQueue queue_{1};  // the queue's own thread; last, so that it ends first
+    // The queue's own thread, which no other work can keep busy; last, so that it ends first.
+    OperationQueue queue_{1, OperationQueue::Threads::Own};
 };
 
 // The host's own code of handleFailedDelivery, shared by the classes that have it: tells the person, once for each

@@ -22,7 +22,8 @@ namespace qs {
 
 namespace {
 
-constexpr int kMostListed = 10'000;
+constexpr TimeInterval kLongestStep = 60;  // of the delivery clock
+constexpr TimeInterval kRounding = 0.001;  // sums of waits may differ from their dates in the last bits
 
 Class& defineQueueClass(const char* name) {
     Class& cls = ClassRegistry::current().define(name);
@@ -84,6 +85,10 @@ void DeliveryServiceObject::start() {
 
 void DeliveryServiceObject::stop() {
     stopping_ = true;
+    {
+        const std::scoped_lock lock(lock_);
+        if (clock_) clock_->invalidate();
+    }
     queue_.cancelWaiting();
     queue_.waitUntilFinished();
 }
@@ -98,49 +103,70 @@ void DeliveryServiceObject::process() {
     });
 }
 
-// Also without anybody who starts the queue from time to time, a message is tried again when its wait is over.
 void DeliveryServiceObject::walkAgainAt(Date date) {
-    std::scoped_lock lock(lock_);
+    const std::scoped_lock lock(lock_);
     if (nextWalk_ && *nextWalk_ <= date) return;
     nextWalk_ = date;
-    RunLoop::main().after(date - RunLoop::main().now(), [this, alive = std::weak_ptr<bool>(alive_)] {
-        if (alive.expired()) return;
-        {
-            std::scoped_lock guard(lock_);
-            nextWalk_.reset();
-        }
-        process();
+    setClock();
+}
+
+// In steps, since a wait notices neither that somebody sets the clock nor that the machine sleeps.
+void DeliveryServiceObject::setClock() {
+    if (clock_) clock_->invalidate();
+    const TimeInterval wait = std::min(*nextWalk_ - RunLoop::main().now(), kLongestStep);
+    clock_ = RunLoop::main().afterOnGlobalQueue(wait, [weak = std::weak_ptr(queueObject_)] {
+        if (const auto queue = weak.lock()) queue->clockTicks();
     });
+}
+
+void DeliveryServiceObject::clockTicks() {
+    {
+        const std::scoped_lock lock(lock_);
+        if (!nextWalk_) return;
+        if (*nextWalk_ - RunLoop::main().now() > kRounding) return setClock();
+        nextWalk_.reset();
+    }
+    process();
 }
 
 void DeliveryServiceObject::walk() {
     takeUpLeftovers();
     settleTakingBack();
+    std::unordered_map<std::int64_t, MessageRef> seen;
     for (const auto& record : accounts_.all()) {
         auto account = MailAccount::accountWithIdentifier(record.identifier);
         auto outbox = library_.mailbox(record.identifier, MailboxKind::Outbox, false);
         if (!account || !outbox) continue;
         auto messages = library_.messagesMatchingCriterion(outbox->criterion(), 0, kSearchStore);
         std::reverse(messages.begin(), messages.end());  // first in, first out
-        for (const auto& message : messages) {
+        for (auto& message : messages) {
             if (stopping_) return;
             attempt(message, account);
+            const auto id = message->libraryID();
+            seen.emplace(id, std::move(message));
         }
     }
+    seen_ = std::move(seen);
+    const std::scoped_lock lock(lock_);
+    std::erase_if(heldUntil_, [this](const auto& held) { return !seen_.contains(held.first); });
 }
 
 void DeliveryServiceObject::attempt(const MessageRef& message, const std::shared_ptr<MailAccount>& account) {
     int result = kDeliveryNotDelivered;
     lastFailure_.reset();
+    mayLeave_.reset();
     try {
         result = delivery_queue::performDelivery(queueObject_, message, account);
     } catch (const std::exception& fault) {
         logError("The delivery of a message failed: " + std::string(fault.what()));
     }
     if (result == kDeliveryDelivered || result == kDeliveryInDoubt) return;
+    const bool waitsAsBefore = !lastFailure_ && seen_.contains(message->libraryID());
+    if (waitsAsBefore) return;
     Error error = lastFailure_.value_or(
         Error{std::string(kDeliveryErrorDomain), static_cast<int>(DeliveryError::NotTried), "The message waits.", {}});
-    RunLoop::main().post([this, alive = std::weak_ptr<bool>(alive_), message = asItStandsNow(message, account),
+    RunLoop::main().post([this, alive = std::weak_ptr<bool>(alive_),
+                          message = lastFailure_ ? asItStandsNow(message, account) : message,
                           error = std::move(error)] {
         if (!alive.expired())
             delivery_queue::handleFailedDelivery.onClass(failureHandler(*queueObject_), message, error);
@@ -191,10 +217,8 @@ Result<MessageRef> DeliveryServiceObject::append(std::string_view account, const
     return added;
 }
 
-std::string DeliveryServiceObject::keyOf(std::int64_t libraryID) const {
-    const auto summary = library_.summary(libraryID);
-    if (!summary) return {};
-    return summary->uniqueID.empty() ? nameOf(libraryID) : summary->uniqueID;
+std::string DeliveryServiceObject::keyOf(const MessageSummary& summary) const {
+    return summary.uniqueID.empty() ? nameOf(summary.id) : summary.uniqueID;
 }
 
 std::vector<DeliveryStatus> DeliveryServiceObject::taken() const {
@@ -209,43 +233,39 @@ std::vector<DeliveryStatus> DeliveryServiceObject::taken() const {
 std::vector<DeliveryStatus> DeliveryServiceObject::statuses() const {
     const std::vector<DeliveryStatus> before = taken();
     std::vector<DeliveryStatus> result;
+    std::set<std::string> shown;
     for (const auto& record : accounts_.all())
-        if (auto outbox = library_.mailbox(record.identifier, MailboxKind::Outbox, false))
-            for (const auto& summary : library_.page(outbox->criterion(), {}, 0, kMostListed).rows)
-                result.push_back(status(summary.id));
+        for (const auto& summary : waitingIn(record.identifier)) {
+            result.push_back(statusOf(summary));
+            shown.insert(result.back().uniqueID);
+        }
     for (const auto& list : {taken(), before})
         for (const DeliveryStatus& status : list)
-            if (std::none_of(result.begin(), result.end(),
-                             [&](const auto& r) { return r.uniqueID == status.uniqueID; }))
-                result.push_back(status);
+            if (shown.insert(status.uniqueID).second) result.push_back(status);
     return result;
 }
 
 DeliveryStatus DeliveryServiceObject::status(std::int64_t libraryID) const {
-    DeliveryStatus status;
-    status.libraryID = libraryID;
-    auto summary = library_.summary(libraryID);
-    if (!summary) return status;
-    status.uniqueID = keyOf(libraryID);
-    const DeliveryRecord record = records_.record(status.uniqueID);
-    status.subject = summary->subject;
-    status.to = summary->to;
-    status.attempts = record.attempts;
-    status.lastAnswer = record.lastAnswer;
-    status.state = record.attempts > 0 ? DeliveryStatus::State::Failed : DeliveryStatus::State::Waiting;
-    return status;
+    const auto summary = library_.summary(libraryID);
+    if (summary) return statusOf(*summary);
+    DeliveryStatus gone;
+    gone.libraryID = libraryID;
+    return gone;
 }
 
-void DeliveryServiceObject::showTaking(std::int64_t libraryID, const std::string& key, const DeliveryRecord& past) {
-    const auto summary = library_.summary(libraryID);
+void DeliveryServiceObject::showTaking(const MessageSummary& summary, const std::string& account,
+                                       const std::string& key, const DeliveryRecord& past) {
     {
         std::scoped_lock lock(lock_);
+        heldUntil_.erase(summary.id);
         taken_[key] = {.state = DeliveryStatus::State::Sending,
+                       .account = account,
                        .uniqueID = key,
-                       .subject = summary ? summary->subject : "",
-                       .to = summary ? summary->to : "",
+                       .subject = summary.subject,
+                       .to = summary.to,
                        .attempts = past.attempts,
-                       .lastAnswer = past.lastAnswer};
+                       .lastAnswer = past.lastAnswer,
+                       .until = {}};
     }
     statusDidChange();
 }
@@ -253,8 +273,14 @@ void DeliveryServiceObject::showTaking(std::int64_t libraryID, const std::string
 void DeliveryServiceObject::show(const Delivery& delivery, DeliveryStatus::State state, const std::string& answer) {
     {
         std::scoped_lock lock(lock_);
-        taken_[delivery.state.uniqueID] = {state,       delivery.state.uniqueID, 0,     delivery.subject,
-                                           delivery.to, delivery.state.attempts, answer};
+        taken_[delivery.state.uniqueID] = {.state = state,
+                                           .account = delivery.state.account,
+                                           .uniqueID = delivery.state.uniqueID,
+                                           .subject = delivery.subject,
+                                           .to = delivery.to,
+                                           .attempts = delivery.state.attempts,
+                                           .lastAnswer = answer,
+                                           .until = {}};
     }
     statusDidChange();
 }
@@ -272,8 +298,14 @@ bool DeliveryServiceObject::isShown(std::string_view uniqueID) const {
     return taken_.contains(uniqueID);
 }
 
+// Many may change in one walk, and one notice does for all.
 void DeliveryServiceObject::statusDidChange() {
-    RunLoop::main().post([] { NotificationCenter::defaultCenter().post(DeliveryStatusDidChangeNotification); });
+    if (changeIsTold_.exchange(true)) return;
+    RunLoop::main().post([this, alive = std::weak_ptr<bool>(alive_)] {
+        if (alive.expired()) return;
+        changeIsTold_ = false;
+        NotificationCenter::defaultCenter().post(DeliveryStatusDidChangeNotification);
+    });
 }
 
 void DeliveryServiceObject::tell(std::string sentence, std::string uniqueID) {
@@ -292,6 +324,19 @@ void DeliveryQueueObject::resetStateAndReprocessQueue() {
 int DeliveryQueueObject::performDelivery(const MessageRef& message, const std::shared_ptr<MailAccount>& account) {
     // Only called from within a walk, which the service waits for before it goes.
     return service_ && message && account ? service_->deliver(message, *account) : kDeliveryNotDelivered;
+}
+
+void DeliveryQueueObject::messageIsHeldUntil(const Message& message, Date date) {
+    if (service_) service_->hold(message, date);
+}
+
+void DeliveryQueueObject::messageMayLeaveNow(const Message& message) {
+    if (service_) service_->letGo(message);
+}
+
+void DeliveryQueueObject::clockTicks() {
+    const std::scoped_lock lock(lock_);
+    if (service_) service_->clockTicks();
 }
 
 void DeliveryQueueObject::detach() {

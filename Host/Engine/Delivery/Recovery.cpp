@@ -41,9 +41,11 @@ void DeliveryServiceObject::lookThroughClaimed() {
         for (const auto& file : claimedFiles(account.identifier))
             if (auto delivery = read({.account = account.identifier, .claimedFile = file}))
                 taken_[delivery->state.uniqueID] = {.state = DeliveryStatus::State::Sending,
+                                                    .account = account.identifier,
                                                     .uniqueID = delivery->state.uniqueID,
                                                     .subject = delivery->subject,
-                                                    .to = delivery->to};
+                                                    .to = delivery->to,
+                                                    .until = {}};
 }
 
 void DeliveryServiceObject::recover() {

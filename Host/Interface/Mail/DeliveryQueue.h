@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "Foundation/Date.h"
 #include "Foundation/Result.h"
 #include "Foundation/Runtime.h"
 
@@ -24,6 +25,15 @@ public:
     // Forgets the state of earlier attempts and walks all outboxes again, soon, on the queue's own thread. From every
     // thread; a walk under way is followed by one more.
     virtual void resetStateAndReprocessQueue() = 0;
+
+    // For code in front of performDelivery, about the message of the attempt under way. Delivery thread.
+    //
+    // It is held until then: the person is told so, and the queue tries again at that time, if nobody asks for it
+    // earlier.
+    virtual void messageIsHeldUntil(const Message& message, Date date) = 0;
+    // It may leave now. Otherwise the host's own code keeps mail whose date lies ahead until that date, so that nothing
+    // that was scheduled leaves early for want of the plug-in that scheduled it.
+    virtual void messageMayLeaveNow(const Message& message) = 0;
 };
 
 namespace delivery_queue {
@@ -32,7 +42,8 @@ namespace delivery_queue {
 inline const Operation<int(std::shared_ptr<Message> message, std::shared_ptr<MailAccount> account)> performDelivery{
     "_performDeliveryOfMessage:accountUsed:"};
 // Exchangeable class method, of DeliveryQueue (11 and up) or DocumentEditor (10): tells the user that a message could
-// not be delivered. Called on the main thread after an attempt that ended without delivery.
+// not be delivered. Called on the main thread after an attempt that ended without delivery; for a message that nothing
+// is to be said of, as it only waits, after the first of them alone.
 inline const Operation<void(std::shared_ptr<Message> message, const Error& error)> handleFailedDelivery{
     "handleFailedDeliveryOfMessage:error:"};
 }  // namespace delivery_queue

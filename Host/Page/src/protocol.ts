@@ -113,6 +113,7 @@ export interface Delivery {
   state: 'waiting' | 'sending' | 'failed' | 'inDoubt';
   attempts: number;
   lastAnswer: string; // a sentence; empty before the first attempt
+  until?: string; // waiting: held until then; failed: tried again then; a text
 }
 export interface MessageRow {
   id: Id;

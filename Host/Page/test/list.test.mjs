@@ -64,6 +64,11 @@ test('a range keeps its anchor while it grows and shrinks', () => {
 test('state, attempts and last answer of a waiting message are always told', () => {
   assert.equal(describeDelivery({ state: 'failed', attempts: 1, lastAnswer: 'Refused.' }), 'Not sent · 1 attempt · Refused.');
   assert.equal(describeDelivery({ state: 'waiting', attempts: 0, lastAnswer: '' }), 'Waiting to be sent');
+  assert.equal(describeDelivery({ state: 'waiting', attempts: 0, lastAnswer: '', until: '09:00' }), 'Waiting until 09:00');
+  assert.equal(
+    describeDelivery({ state: 'failed', attempts: 2, lastAnswer: 'Try later.', until: '14:05:30' }),
+    'Not sent · 2 attempts · next attempt 14:05:30 · Try later.',
+  );
   assert.equal(describeDelivery({ state: 'inDoubt', attempts: 2, lastAnswer: '' }), 'Perhaps sent · 2 attempts');
 });
 

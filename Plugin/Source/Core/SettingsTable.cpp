@@ -54,7 +54,7 @@ const std::vector<Group>& groups() {
            .label = "Create quick note",
            .afterChange = updateMenus}}},
         {"Working hours",
-         kNotYet,
+         "",
          {{.kind = Kind::CheckBox, .key = "QSMondayIsWorkingDay", .label = "Monday"},
           {.kind = Kind::CheckBox, .key = "QSTuesdayIsWorkingDay", .label = "Tuesday"},
           {.kind = Kind::CheckBox, .key = "QSWednesdayIsWorkingDay", .label = "Wednesday"},

@@ -1,5 +1,5 @@
-// The compose controller's patches: the send chain ahead of the host's own send, and what follows once the message
-// stands in the outbox. All of it runs on the main thread.
+// The compose controller's patches: the send chain ahead of the host's own send, sending later, and what follows once
+// the message stands in the outbox. All of it runs on the main thread.
 #include "Compose/HeadersEditor.h"
 #include "Core/PatchClass.h"
 #include "Core/QSPluginDelegate.h"
@@ -12,6 +12,7 @@
 #include "Outgoing/QSHeaderKeys.h"
 #include "Outgoing/QSSendHooks.h"
 #include "Outgoing/QSSendLaterDialogController.h"
+#include "Outgoing/SendLaterItem.h"
 #include "Outgoing/SendSteps.h"
 #include "Platform.h"
 #include "Settings/UserDefaults.h"
@@ -26,6 +27,10 @@ constexpr TimeInterval kCountdownDelay = 0.5;
 const Operation<void(HostObject* sender)> quillstead_send{"quillstead_send:"};
 const Operation<void(ComposeBackEnd&, const OutboxAppendResult&)> quillstead_backEndDidAppendMessageToOutbox{
     "quillstead_backEndDidAppendMessageToOutbox:result:"};
+
+const Operation<void(HostObject* sender)> sendLater{"sendLater:"};
+const Operation<bool(ToolbarItem&)> quillstead_validateToolbarItem{"quillstead_validateToolbarItem:"};
+const Operation<bool(MenuItem&)> quillstead_validateMenuItem{"quillstead_validateMenuItem:"};
 
 ComposeController& controller(HostObject& self) { return static_cast<ComposeController&>(self); }
 
@@ -75,15 +80,46 @@ void finishSend(const WeakObject& self, const WeakObject& sender) {
     hostSend(self, sender);
 }
 
-void send(HostObject& object, HostObject* from) {
-    if (!QSSession::currentIfLoaded()) return quillstead_send(object, from);
+void finishSendLater(const WeakObject& self, const WeakObject& sender) {
+    auto locked = self.lock();
+    if (!locked) return;
+    send_steps::addTrackingPixelToMessageBody(*locked);
+    auto backEnd = controller(*locked).backEnd();
+    if (!backEnd) return;
+    auto dialog = std::make_shared<QSSendLaterDialogController>(send_steps::composeWindow(*locked));
+    dialog->showSchedulingDialogForDate(
+        scheduledDateOfOriginal(*backEnd), [self, sender, backEnd](int code, std::optional<Date> date) {
+            if (code == kSendLaterCancelled || !date) return;
+            setSendLaterDate(*backEnd, date->isAheadOf(RunLoop::main().now()) ? date : std::nullopt);
+            hostSend(self, sender);
+        });
+}
+
+// The steps that both ways of sending begin with.
+void checkThen(HostObject& object, HostObject* from, void (*finish)(const WeakObject& self, const WeakObject& sender)) {
     const WeakObject self = weak(&object), sender = weak(from);
-    send_steps::checkForMissingAttachments(object, [self, sender](int missing) {
+    send_steps::checkForMissingAttachments(object, [self, sender, finish](int missing) {
         if (missing != 0) return;
-        send_steps::checkForAttachmentUploading(self.lock(), [self, sender](int upload) {
-            if (upload == 0) finishSend(self, sender);
+        send_steps::checkForAttachmentUploading(self.lock(), [self, sender, finish](int upload) {
+            if (upload == 0) finish(self, sender);
         });
     });
+}
+
+void send(HostObject& object, HostObject* from) {
+    if (!QSSession::currentIfLoaded()) return quillstead_send(object, from);
+    checkThen(object, from, finishSend);
+}
+
+// A message that can't be sent can't be scheduled either.
+bool validateToolbarItem(HostObject& self, ToolbarItem& item) {
+    if (item.itemIdentifier() != kSendLaterItem) return quillstead_validateToolbarItem(self, item);
+    return QSSession::currentIfLoaded() && controller(self).sendButtonShouldBeEnabled();
+}
+
+bool validateMenuItem(HostObject& self, MenuItem& item) {
+    if (item.tag() != kTagSendLater) return quillstead_validateMenuItem(self, item);
+    return QSSession::currentIfLoaded() && controller(self).sendButtonShouldBeEnabled();
 }
 
 void announceInOutbox(const MessageRef& message) {
@@ -129,6 +165,11 @@ void load() {
     patch.add(quillstead_send, send);
     patch.add(quillstead_backEndDidAppendMessageToOutbox, backEndDidAppendMessageToOutbox);
     patch.add(send_steps::composeWindow, composeWindow);
+    patch.add(sendLater, [](HostObject& self, HostObject* sender) {
+        if (QSSession::currentIfLoaded()) checkThen(self, sender, finishSendLater);
+    });
+    patch.add(quillstead_validateToolbarItem, validateToolbarItem);
+    patch.add(quillstead_validateMenuItem, validateMenuItem);
     // Nothing looks at attachments and no picture is added until the parts that do so take these steps over.
     patch.add(send_steps::checkForMissingAttachments, [](HostObject&, const SendStepBlock& block) { block(0); });
     patch.add(send_steps::checkForAttachmentUploading, [](HostObject&, const SendStepBlock& block) { block(0); });
@@ -137,6 +178,8 @@ void load() {
     patch.exchange(host, compose_controller::send.selector(), quillstead_send.selector());
     patch.exchange(host, compose_controller::backEndDidAppendMessageToOutbox.selector(),
                    quillstead_backEndDidAppendMessageToOutbox.selector());
+    patch.exchange(host, toolbar_delegate::validateToolbarItem.selector(), quillstead_validateToolbarItem.selector());
+    patch.exchange(host, compose_controller::validateMenuItem.selector(), quillstead_validateMenuItem.selector());
     patch.finish();
 }
 

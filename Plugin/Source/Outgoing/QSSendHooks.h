@@ -1,9 +1,10 @@
-// What happens around a send in the plug-in's other parts: follow-ups, pictures. Each part fills in its own hook when
-// the session is made; an empty hook is passed over. Main thread.
+// What happens around a send in the plug-in's other parts: follow-ups, pictures, tracking. Each part fills in its own
+// hook when the session is made; an empty hook is passed over. Main thread.
 #pragma once
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "Mail/Message.h"
@@ -18,6 +19,13 @@ struct QSSendHooks {
     std::function<void(HeadersEditor& editor, const MessageRef& message, MailAccount& account)> createFollowUp;
     // A round picture of the person, as a data URL; empty for none. On OS minor 12 and up.
     std::function<std::string(const std::string& email)> roundImageForEmail;
+    // A message was delivered, and with it its pixel. May be told more than once.
+    std::function<void(const std::string& trackingUUID, const std::string& messageID)> pixelWasDelivered;
+    // A message was delivered: its follow-up, if it has one, bears its unique id. May be told more than once. Without a
+    // Message-Id the follow-up can't be tied to the message.
+    std::function<void(const std::string& uniqueID, const std::optional<std::string>& messageID,
+                       const std::string& notes)>
+        followUpWasDelivered;
 };
 
 }  // namespace qs

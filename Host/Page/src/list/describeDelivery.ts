@@ -7,8 +7,9 @@ const states: Record<Delivery['state'], string> = {
   inDoubt: 'Perhaps sent',
 };
 
-/** One line: the state, how often it was tried, what was answered last. */
-export function describeDelivery(delivery: Delivery): string {
-  const tries = delivery.attempts === 0 ? '' : delivery.attempts === 1 ? '1 attempt' : `${delivery.attempts} attempts`;
-  return [states[delivery.state], tries, delivery.lastAnswer].filter(Boolean).join(' · ');
+/** One line: the state, until when it lasts, how often it was tried, what was answered last. */
+export function describeDelivery({ state, attempts, lastAnswer, until }: Delivery): string {
+  const tries = attempts === 0 ? '' : attempts === 1 ? '1 attempt' : `${attempts} attempts`;
+  if (state === 'waiting' && until) return [`Waiting until ${until}`, tries, lastAnswer].filter(Boolean).join(' · ');
+  return [states[state], tries, until && `next attempt ${until}`, lastAnswer].filter(Boolean).join(' · ');
 }

@@ -41,7 +41,7 @@ export function makeOutbox() {
     date: '11:32', dateLong: 'Sunday, 22 November 2026 at 11:32', address: 'emmy@goettingen.example',
   };
   return [
-    { ...row, id: 1, from: 'Emmy Noether', subject: 'On invariants', delivery: { state: 'waiting', attempts: 0, lastAnswer: 'Scheduled for tomorrow, 8:00.' } },
+    { ...row, id: 1, from: 'Emmy Noether', subject: 'On invariants', delivery: { state: 'waiting', attempts: 0, lastAnswer: '', until: '23 Nov, 08:00' } },
     { ...row, id: 2, from: 'Torben Ægidius', subject: 'The boat', delivery: { state: 'failed', attempts: 3, lastAnswer: 'The server does not know this address (550).' } },
   ];
 }

@@ -1,4 +1,4 @@
-#include "UninstallFallback.h"
+#include "UninstallWatch.h"
 
 #include <string>
 
@@ -16,12 +16,14 @@ namespace fs = std::filesystem;
 constexpr std::string_view kHelperIdentifier = "com.tallowbay.Quillstead";
 constexpr std::string_view kUninstall = "com.apple.Mail.Quillstead.Uninstall";
 
-class CenterWithFallback : public DistributedNotificationCenter {
+class WatchedCenter : public DistributedNotificationCenter {
 public:
-    CenterWithFallback(std::shared_ptr<DistributedNotificationCenter> bus, fs::path dataFolder)
-        : bus_(std::move(bus)), dataFolder_(std::move(dataFolder)) {}
+    WatchedCenter(std::shared_ptr<DistributedNotificationCenter> bus, fs::path dataFolder,
+                  std::function<void()> uninstalled)
+        : bus_(std::move(bus)), dataFolder_(std::move(dataFolder)), uninstalled_(std::move(uninstalled)) {}
 
     void postNotificationName(std::string_view name, std::string_view object, const Value& userInfo) override {
+        if (name == kUninstall) uninstalled_();
         if (name == kUninstall && !bus_->isConnected())
             removeBundle();
         else
@@ -41,16 +43,17 @@ private:
 
     const std::shared_ptr<DistributedNotificationCenter> bus_;
     const fs::path dataFolder_;
+    const std::function<void()> uninstalled_;
 };
 
 }  // namespace
 
-void installUninstallFallback(Platform& platform, const fs::path& dataFolder) {
+void watchUninstall(Platform& platform, const fs::path& dataFolder, std::function<void()> uninstalled) {
     // It would only say that nobody can talk to it, and end.
     if (!platform.distributedNotifications->isConnected())
         platform.workspace->registerApplication(kHelperIdentifier, {});
-    platform.distributedNotifications =
-        std::make_shared<CenterWithFallback>(std::move(platform.distributedNotifications), dataFolder);
+    platform.distributedNotifications = std::make_shared<WatchedCenter>(std::move(platform.distributedNotifications),
+                                                                        dataFolder, std::move(uninstalled));
 }
 
 }  // namespace qs

@@ -1,0 +1,55 @@
+#include "MailboxesOutlineObject.h"
+
+#include <algorithm>
+
+#include "Application/HostInstances.h"
+#include "DeliveryService.h"
+#include "Mail/MailAccount.h"
+#include "MailApplicationObject.h"
+#include "MailEngine.h"
+#include "Models/ModelChanges.h"
+
+namespace qs {
+namespace {
+
+constexpr const char* kClassName = "MailboxesOutlineViewStateStorage";
+namespace storage = mailboxes_outline_view_state_storage;
+
+}  // namespace
+
+void MailboxesOutlineObject::defineClass() {
+    Class& cls = ClassRegistry::current().define(kClassName);
+    cls.addClassMethod(storage::sharedInstance, [](Class&) -> std::shared_ptr<MailboxesOutlineViewStateStorage> {
+        const auto application = std::dynamic_pointer_cast<MailApplicationObject>(MailApp::shared());
+        return application ? application->outline() : nullptr;
+    });
+    cls.add(storage::setShouldShowOutbox,
+            [](HostObject& self, bool flag) { static_cast<MailboxesOutlineObject&>(self).setShouldShowOutbox(flag); });
+}
+
+MailboxesOutlineObject::MailboxesOutlineObject(MailEngine& engine)
+    : MailboxesOutlineViewStateStorage(kClassName), engine_(engine) {}
+
+void MailboxesOutlineObject::setShouldShowOutbox(bool flag) {
+    if (std::exchange(shouldShowOutbox_, flag) != flag) noteModelChange();
+}
+
+bool MailboxesOutlineObject::lists(const Mailbox& mailbox, const Mailbox* viewed) const {
+    if (mailbox.kind() != MailboxKind::Outbox || isWaitedIn(mailbox)) return true;
+    if (viewed && viewed->identifier() == mailbox.identifier()) return true;
+    return shouldShowOutbox_ && engine_.deliveries().waitingCount() == 0;
+}
+
+bool MailboxesOutlineObject::isWaitedIn(const Mailbox& outbox) const {
+    if (outbox.messageCount() > 0) return true;
+    const auto account = outbox.account();
+    const auto taken = engine_.deliveries().taken();
+    return account && std::ranges::any_of(
+                          taken, [&](const DeliveryStatus& status) { return status.account == account->identifier(); });
+}
+
+void MailboxesOutlineObject::waitingDidChange() {
+    if (shouldShowOutbox_ && engine_.deliveries().waitingCount() == 0) setShouldShowOutbox(false);
+}
+
+}  // namespace qs
