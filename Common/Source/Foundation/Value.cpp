@@ -122,10 +122,9 @@ std::string Value::stringValue() const {
     }
 }
 
-const std::string& Value::string() const {
+const std::string& Value::emptyString() {
     static const std::string none;
-    const std::string* text = std::get_if<std::string>(&held_);
-    return text ? *text : none;
+    return none;
 }
 
 std::optional<Date> Value::dateValue() const {
@@ -139,16 +138,14 @@ const Data& Value::dataValue() const {
     return data ? *data : none;
 }
 
-const Array& Value::array() const {
+const Array& Value::emptyArray() {
     static const Array none;
-    const auto* array = std::get_if<std::shared_ptr<const Array>>(&held_);
-    return array ? **array : none;
+    return none;
 }
 
-const Dictionary& Value::dictionary() const {
+const Dictionary& Value::emptyDictionary() {
     static const Dictionary none;
-    const auto* dictionary = std::get_if<std::shared_ptr<const Dictionary>>(&held_);
-    return dictionary ? **dictionary : none;
+    return none;
 }
 
 const Value& Value::operator[](std::string_view key) const {

@@ -54,17 +54,33 @@ public:
     std::int64_t integerValue() const;  // reals are cut towards zero, strings read as far as they are a number
     double doubleValue() const;
     std::string stringValue() const;    // numbers in decimal; anything else that is no string gives ""
-    const std::string& string() const;  // without a copy; empty unless a string
+    // Without a copy; empty unless a string.
+    const std::string& string() const {
+        const auto* text = std::get_if<std::string>(&held_);
+        return text ? *text : emptyString();
+    }
     std::optional<Date> dateValue() const;
-    const Data& dataValue() const;                        // empty unless a data value
-    const Array& array() const;                           // empty unless an array
-    const Dictionary& dictionary() const;                 // empty unless a dictionary
+    const Data& dataValue() const;  // empty unless a data value
+    // Empty unless an array.
+    const Array& array() const {
+        const auto* array = std::get_if<std::shared_ptr<const Array>>(&held_);
+        return array ? **array : emptyArray();
+    }
+    // Empty unless a dictionary.
+    const Dictionary& dictionary() const {
+        const auto* dictionary = std::get_if<std::shared_ptr<const Dictionary>>(&held_);
+        return dictionary ? **dictionary : emptyDictionary();
+    }
     const Value& operator[](std::string_view key) const;  // nil for a missing key or a value that is no dictionary
 
     // Same type and same content: the number 1 and the string "1" differ, and so do 1 and 1.0.
     friend bool operator==(const Value& a, const Value& b);
 
 private:
+    static const std::string& emptyString();
+    static const Array& emptyArray();
+    static const Dictionary& emptyDictionary();
+
     std::variant<std::monostate, bool, std::int64_t, double, std::string, Date, Data, std::shared_ptr<const Array>,
                  std::shared_ptr<const Dictionary>>
         held_;

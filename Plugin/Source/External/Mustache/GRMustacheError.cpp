@@ -35,7 +35,9 @@ Error mustacheParseError(const GRMustacheToken& at, std::string_view message) {
     std::string text =
         at.templateID ? stringWithFormat("Parse error at line %lu of template %@: %@", {line, *at.templateID, message})
                       : stringWithFormat("Parse error at line %lu: %@", {line, message});
-    return mustacheErrorAt(at, mustacheError(GRMustacheErrorCodeParseError, std::move(text)));
+    Error error = mustacheError(GRMustacheErrorCodeParseError, std::move(text));
+    error.userInfo.emplace(GRMustacheErrorMessageKey, message);
+    return mustacheErrorAt(at, std::move(error));
 }
 
 Error mustacheNilTemplateString() {

@@ -23,6 +23,8 @@ enum GRMustacheErrorCode : int {
 inline constexpr std::string_view GRMustacheErrorLineKey = "GRMustacheErrorLine";
 inline constexpr std::string_view GRMustacheErrorColumnKey = "GRMustacheErrorColumn";
 inline constexpr std::string_view GRMustacheErrorTemplateIDKey = "GRMustacheErrorTemplateID";
+// Of a parse error: what is wrong, without the place that the description begins with.
+inline constexpr std::string_view GRMustacheErrorMessageKey = "GRMustacheErrorMessage";
 
 Error mustacheError(GRMustacheErrorCode code, std::string description);
 // "Parse error at line 3 of template x: <message>"

@@ -6,6 +6,7 @@
 #include "Foundation/Format.h"
 #include "GRMustacheContext.h"
 #include "GRMustacheError.h"
+#include "GRMustacheExpression.h"
 #include "GRMustacheExpressionInvocation.h"
 #include "GRMustacheLimits.h"
 #include "GRMustacheRendering.h"
@@ -104,7 +105,10 @@ Result<void> GRMustacheRenderingEngine::visitNodes(const GRMustacheTemplateAST& 
     thread_.steps += 1 + ast.templateASTNodes().size();
     if (thread_.steps > GRMustacheLimits::steps) return failure(renderingError("The rendering takes too many steps"));
     for (const GRMustacheTemplateASTNode* node : ast.templateASTNodes()) {
-        if (auto visited = node->acceptTemplateASTVisitor(*this); !visited) return visited;
+        if (node->kind() == GRMustacheTemplateASTNode::Kind::Text)
+            buffer_ += static_cast<const GRMustacheTextNode*>(node)->text();
+        else if (auto visited = node->acceptTemplateASTVisitor(*this); !visited)
+            return visited;
         if (buffer_.size() > GRMustacheLimits::output) return failure(renderingError("The rendering is too long"));
     }
     return {};
@@ -133,13 +137,24 @@ Result<void> GRMustacheRenderingEngine::visitInheritableSectionNode(const GRMust
 }
 
 Result<void> GRMustacheRenderingEngine::visitTag(const GRMustacheTag& tag) {
-    GRMustacheExpressionInvocation invocation(tag.expression(), context_);
+    const GRMustacheExpression& expression = tag.expression();
+    if (expression.kind() == GRMustacheExpression::Kind::Identifier) {  // nearly every tag, and it never fails
+        bool isProtected = false;
+        const GRMustacheValue value = context_.valueForMustacheKey(expression.identifier(), &isProtected);
+        return visitTag(tag, value, isProtected);
+    }
+    GRMustacheExpressionInvocation invocation(expression, context_);
     if (auto invoked = invocation.invokeReturningError(); !invoked)
         return failure(mustacheErrorAt(tag.token(), invoked.error()));
-    if (!invocation.valueIsProtected()) return visitTag(tag, invocation.value(), context_);
+    return visitTag(tag, invocation.value(), invocation.valueIsProtected());
+}
+
+Result<void> GRMustacheRenderingEngine::visitTag(const GRMustacheTag& tag, const GRMustacheValue& value,
+                                                 bool isProtected) {
+    if (!isProtected) return visitTag(tag, value, context_);
     // What a protected value holds must not come out through the stack.
-    const GRMustacheContext hiding = context_.contextByAddingHiddenObject(invocation.value());
-    return visitTag(tag, invocation.value(), hiding);
+    const GRMustacheContext hiding = context_.contextByAddingHiddenObject(value.borrowed());
+    return visitTag(tag, value, hiding);
 }
 
 Result<void> GRMustacheRenderingEngine::visitTag(const GRMustacheTag& tag, const GRMustacheValue& value,

@@ -56,6 +56,7 @@ private:
 
     Result<void> visitNodes(const GRMustacheTemplateAST& ast);
     Result<void> visitTag(const GRMustacheTag& tag);
+    Result<void> visitTag(const GRMustacheTag& tag, const GRMustacheValue& value, bool isProtected);
     Result<void> visitTag(const GRMustacheTag& tag, const GRMustacheValue& value, const GRMustacheContext& context);
     Result<void> visitTagWithDelegates(const GRMustacheTag& tag, const GRMustacheValue& value,
                                        const GRMustacheContext& context);

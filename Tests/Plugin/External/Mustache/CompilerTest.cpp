@@ -70,7 +70,8 @@ TEST(MustacheCompiler, TellsThePlaceOfAnErrorInItsUserInfo) {
     ASSERT_FALSE(inPartial);
     EXPECT_EQ(inPartial.error().userInfo, (Dictionary{{std::string(GRMustacheErrorLineKey), 2},
                                                       {std::string(GRMustacheErrorColumnKey), 3},
-                                                      {std::string(GRMustacheErrorTemplateIDKey), "p"}}));
+                                                      {std::string(GRMustacheErrorTemplateIDKey), "p"},
+                                                      {std::string(GRMustacheErrorMessageKey), "Unexpected {{/x}} closing tag"}}));
     const auto missing = repository->templateFromString("\n  {{>q}}");
     ASSERT_FALSE(missing);
     EXPECT_EQ(missing.error().userInfo,
