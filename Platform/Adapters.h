@@ -15,6 +15,7 @@ class Workspace;
 
 std::shared_ptr<CrashReporter> makeCrashReporter(std::filesystem::path folder);
 std::shared_ptr<DistributedNotificationCenter> makeDistributedNotificationCenter();
+std::shared_ptr<DistributedNotificationCenter> makeLocalNotificationCenter();
 std::shared_ptr<ProcessInfo> makeProcessInfo(const PlatformOptions& options);
 std::shared_ptr<RunningApplications> makeRunningApplications();
 std::shared_ptr<Workspace> makeWorkspace();

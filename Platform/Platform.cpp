@@ -40,7 +40,7 @@ std::shared_ptr<Keychain> makeKeychain(const PlatformOptions& options) {
     if (credentials) vault.key = std::filesystem::path(credentials) / "quillstead-vault-key";
     std::error_code failed;
     if (!std::filesystem::exists(vault.key, failed)) vault.key.clear();
-    return Keychain::standard(vault);
+    return options.isApart ? Keychain::vault(vault) : Keychain::standard(vault);
 }
 
 }  // namespace
@@ -48,7 +48,8 @@ std::shared_ptr<Keychain> makeKeychain(const PlatformOptions& options) {
 Platform Platform::make(const PlatformOptions& options) {
     Platform platform{.processInfo = makeProcessInfo(options),
                       .workspace = makeWorkspace(),
-                      .distributedNotifications = makeDistributedNotificationCenter(),
+                      .distributedNotifications =
+                          options.isApart ? makeLocalNotificationCenter() : makeDistributedNotificationCenter(),
                       .runningApplications = makeRunningApplications(),
                       .crashReporter = makeCrashReporter(options.dataFolder / "Crash Reports"),
                       .keychain = makeKeychain(options),

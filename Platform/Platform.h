@@ -19,6 +19,9 @@ class Workspace;
 struct PlatformOptions {
     std::filesystem::path dataFolder;
     int osMinor = 12;
+    // Keeps off the desktop session: no keyring, and no notifications to other programs or from them. For a demo, which
+    // must not meet the person's own program.
+    bool isApart = false;
 };
 
 struct Platform {

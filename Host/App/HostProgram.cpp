@@ -86,7 +86,8 @@ private:
     }
 
     void makePlatform() {
-        auto platform = Platform::make({.dataFolder = data_.path, .osMinor = options_.osMinor});
+        auto platform =
+            Platform::make({.dataFolder = data_.path, .osMinor = options_.osMinor, .isApart = data_.isDemo});
         watchUninstall(platform, data_.path, [this] { loop_->post([this] { giveHeldMailBack(); }); });
         Platform::install(std::move(platform));
         UserDefaults::setFolder(data_.path / "Settings");

@@ -13,6 +13,7 @@ namespace qs {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::SizeIs;
 
 class DistributedNotifications : public ::testing::Test {
 protected:
@@ -90,6 +91,25 @@ TEST(DistributedNotificationsWithoutBus, ArePostedToNobody) {
     const auto observation = center->addObserver("a", [](std::string_view, const Value&) { ADD_FAILURE(); });
     center->postNotificationName("a", "", {});
     EXPECT_THAT(log.messages(LogLevel::Error), ::testing::IsEmpty());
+}
+
+// A demo must not make a real program's helper remove the real plug-in.
+TEST_F(DistributedNotifications, OfAProgramThatKeepsApartStayInIt) {
+    const auto bus = makeDistributedNotificationCenter(), apart = makeLocalNotificationCenter();
+    std::vector<std::string> within;
+    const auto outside = bus->addObserver("", recorder());
+    const auto inside =
+        apart->addObserver("a", [&](std::string_view name, const Value&) { within.emplace_back(name); });
+    {
+        const auto ended = apart->addObserver("a", [&](std::string_view, const Value&) { ADD_FAILURE(); });
+        apart->postNotificationName("a", "", {});
+    }
+    apart->postNotificationName("b", "", {});
+    bus->postNotificationName("last", "", {});
+    waitFor("last");
+    EXPECT_THAT(heard_, SizeIs(1));
+    EXPECT_THAT(within, ElementsAre("a"));
+    EXPECT_FALSE(apart->isConnected());
 }
 
 }  // namespace
