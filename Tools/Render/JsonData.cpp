@@ -49,13 +49,13 @@ tl::unexpected<Error> failureAt(std::string_view text, std::size_t at, const std
 Result<Value> valueFromJson(std::string_view text) {
     json::parse_options options;
     options.max_depth = kMostDepth;
-    json::parser parser({}, options);
+    json::stream_parser parser({}, options);
     json::error_code error;
     std::size_t read = parser.write_some(text.data(), text.size(), error);
     if (error) return failureAt(text, read, error.message());
     read += std::min(text.find_first_not_of(" \t\r\n", read), text.size()) - read;
     if (read < text.size()) return failureAt(text, read, "there is more behind the end of the data");
-    if (!parser.done()) return failureAt(text, read, "the data end too early");
+    if (parser.finish(error); error) return failureAt(text, read, "the data end too early");
     return valueOf(parser.release());
 }
 
