@@ -171,7 +171,8 @@ json::value alertsSection(MailApplication&) {
     for (const Alert* alert : AlertCentre::shared().shown()) {
         json::object model{{"id", alert->identifier},     {"window", alert->windowIdentifier},
                            {"title", alert->messageText}, {"text", alert->informativeText},
-                           {"icon", alert->iconName},     {"buttons", strings(alert->buttons)}};
+                           {"icon", alert->iconName},     {"buttons", strings(alert->buttons)},
+                           {"cancel", alert->cancelButtonIndex()}};
         if (alert->buttons.empty()) model["buttons"] = json::array{"OK"};
         if (alert->showsSuppressionButton) model["suppression"] = alert->suppressionState;
         alerts.push_back(std::move(model));

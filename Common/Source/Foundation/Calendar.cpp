@@ -40,4 +40,15 @@ Date dateByAdding(const CalendarDifference& difference, Date to, const std::stri
     return {calendar.getTime(status) / 1000 + fraction};
 }
 
+Date dateBySettingTimeOfDay(int hour, int minute, int second, Date ofDate, const std::string& timeZone) {
+    icu::GregorianCalendar calendar = calendarAt(ofDate, timeZone);
+    calendar.setSkippedWallTimeOption(UCAL_WALLTIME_NEXT_VALID);
+    calendar.setRepeatedWallTimeOption(UCAL_WALLTIME_FIRST);
+    calendar.set(UCAL_HOUR_OF_DAY, hour);
+    calendar.set(UCAL_MINUTE, minute);
+    calendar.set(UCAL_SECOND, second);
+    UErrorCode status = U_ZERO_ERROR;
+    return {calendar.getTime(status) / 1000};
+}
+
 }  // namespace qs

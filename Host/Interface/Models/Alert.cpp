@@ -39,13 +39,20 @@ int Alert::runModal() {
 
     const auto answered = [&] { return std::ranges::find(centre.answers_, identifier, &std::pair<int, int>::first); };
     if (!loop.runUntil([&] { return answered() != centre.answers_.end(); }))
-        return kAlertFirstButtonReturn + static_cast<int>(buttons.size()) - 1;
+        return kAlertFirstButtonReturn + cancelButtonIndex();
     return kAlertFirstButtonReturn + answered()->second;
 }
 
 int Alert::runModalSheetForWindow(Window& window) {
     windowIdentifier = window.identifier();
     return runModal();
+}
+
+int Alert::cancelButtonIndex() const {
+    const int count = static_cast<int>(buttons.size());
+    if (cancelButton >= 0 && cancelButton < count) return cancelButton;
+    const auto found = std::ranges::find(buttons, "Cancel");
+    return found != buttons.end() ? static_cast<int>(found - buttons.begin()) : std::max(count - 1, 0);
 }
 
 AlertCentre& AlertCentre::shared() {

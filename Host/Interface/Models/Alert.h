@@ -20,15 +20,17 @@ struct Alert {
     std::string windowTitle, messageText, informativeText;
     std::string iconName;
     std::vector<std::string> buttons;  // empty: one button "OK"
+    int cancelButton = -1;             // the index of the one that Escape presses; -1: "Cancel", else the last
     bool showsSuppressionButton = false;
     bool suppressionState = false;  // the check box, before and after
     int identifier = 0;             // given when it is shown
     std::string windowIdentifier;   // of the window that it is a sheet of; empty for one of the application
 
-    // Main thread. Returns the code of the pressed button; kAlertFirstButtonReturn + (last button) when the program is
-    // stopped while it waits, since the last button is the one that changes nothing.
+    // Main thread. Returns the code of the pressed button; that of the cancel button when the program is stopped while
+    // it waits.
     int runModal();
     int runModalSheetForWindow(Window& window);
+    int cancelButtonIndex() const;
 };
 
 // The alerts that are shown now, for who draws them and answers them. Main thread.

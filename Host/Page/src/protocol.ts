@@ -78,6 +78,7 @@ export interface AlertModel {
   text: string;
   icon?: string;
   buttons: string[]; // the first is the default
+  cancel: number; // the button that Escape presses
   suppression?: boolean; // with a check box "Do not show this message again", ticked at first or not
 }
 export interface PopoverModel {

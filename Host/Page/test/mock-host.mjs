@@ -138,7 +138,7 @@ class MockHost {
     this.push({ compose: this.models.compose.filter((each) => each.window !== name) });
   }
   alert(fields) {
-    const alert = { id: ++this.lastAlert, window: '', title: '', text: '', buttons: ['OK'], ...fields };
+    const alert = { id: ++this.lastAlert, window: '', title: '', text: '', buttons: ['OK'], cancel: (fields.buttons?.length ?? 1) - 1, ...fields };
     this.push({ alerts: [...this.models.alerts, alert] });
     return alert.id;
   }

@@ -51,18 +51,12 @@ Address parse(std::string_view url) {
 
 // Percent escapes read as ASCII: nothing for an escape that is none, or for a byte beyond ASCII.
 std::optional<std::string> decoded(std::string_view text) {
-    auto digit = [](char c) {
-        return c >= '0' && c <= '9'   ? c - '0'
-               : c >= 'a' && c <= 'f' ? c - 'a' + 10
-               : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                      : -1;
-    };
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         int code = static_cast<unsigned char>(text[i]);
         if (text[i] == '%') {
-            if (i + 2 >= text.size() || digit(text[i + 1]) < 0 || digit(text[i + 2]) < 0) return std::nullopt;
-            code = digit(text[i + 1]) * 16 + digit(text[i + 2]);
+            if (i + 2 >= text.size() || hexDigitValue(text[i + 1]) < 0 || hexDigitValue(text[i + 2]) < 0) return std::nullopt;
+            code = hexDigitValue(text[i + 1]) * 16 + hexDigitValue(text[i + 2]);
             i += 2;
         }
         if (code >= 0x80) return std::nullopt;

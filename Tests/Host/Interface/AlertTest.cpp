@@ -100,6 +100,18 @@ TEST_F(AlertTest, StoppingTheProgramAnswersAllWithWhatChangesNothing) {
     EXPECT_THAT(shown(), IsEmpty());
 }
 
+TEST_F(AlertTest, EscapeBelongsToTheButtonThatCancels) {
+    const struct {
+        std::vector<std::string> buttons;
+        int named, cancel;
+    } cases[] = {
+        {{"Send", "Cancel", "Attach"}, -1, 1},     {{"Yes", "No"}, -1, 1},     {{"OK"}, -1, 0},
+        {{"Senden", "Abbrechen", "Anhang"}, 1, 1}, {{"Send", "Cancel"}, 7, 1}, {{}, -1, 0},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ((Alert{.buttons = c.buttons, .cancelButton = c.named}.cancelButtonIndex()), c.cancel);
+}
+
 TEST_F(AlertTest, ASheetKnowsItsWindowAndTheCheckBoxItsState) {
     Window window("compose-7");
     Alert alert;

@@ -36,13 +36,13 @@ function Alert({ alert }: { alert: AlertModel }) {
   };
   const onKeyDown = (event: KeyboardEvent): void => {
     event.stopPropagation();
-    if (event.key === 'Escape') answer(buttons.length - 1);
+    if (event.key === 'Escape') answer(alert.cancel);
     else if (event.key === 'Enter' && !(event.target instanceof HTMLButtonElement)) answer(0);
     else return;
     event.preventDefault();
   };
   return (
-    <div class={alert.window ? 'overlay of-window' : 'overlay'}>
+    <div class={alert.window ? 'overlay of-window' : 'overlay over-all'}>
       <div
         ref={box} class="alert" role="alertdialog" aria-modal="true" aria-labelledby={title} aria-describedby={text}
         data-blocks={alert.window ? 'window' : 'page'} tabIndex={-1} onKeyDown={onKeyDown}

@@ -154,6 +154,24 @@ test('an alert of the program stands over everything and tells whether it may co
   assert.deepEqual(callsOf(host, 'alert.answer'), [{ id, button: 0, suppression: true }]);
 });
 
+test('an alert has the keyboard at once, lies over hints, and Escape presses its cancel button, wherever that is', async (t) => {
+  const { page, host } = await open(t);
+  const hint = { identifier: 'hint', edge: 1, text: 'Look here', buttons: ['Yes'], buttonIcons: [], anchor: 'toolbar:viewer:Snooze' };
+  host.push({ popovers: [hint] });
+  const id = host.alert({ title: 'Send without?', buttons: ['Send', 'Cancel', 'Attach'], cancel: 1, suppression: true });
+  await page.waitForSelector('.alert');
+  assert.equal(await page.evaluate(() => document.activeElement.textContent), 'Send');
+  assert.ok(await page.isChecked('.alert input[type="checkbox"]'), 'the box shows the state that the host told');
+  const onTop = await page.evaluate(() => {
+    const { left, top } = document.querySelector('.popover').getBoundingClientRect();
+    return document.elementFromPoint(left + 4, top + 4).className;
+  });
+  assert.match(onTop, /overlay/);
+  await page.keyboard.press('Escape');
+  await page.waitForSelector('.alert', { state: 'detached' });
+  assert.deepEqual(callsOf(host, 'alert.answer'), [{ id, button: 1, suppression: true }]);
+});
+
 test('controls of plug-ins and sheets send their values under their names', async (t) => {
   const { page, host } = await open(t);
   const window = host.openCompose({ to: ['a@x.example'] });
