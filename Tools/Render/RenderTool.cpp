@@ -5,10 +5,10 @@
 #include <ostream>
 
 #include "Foundation/FileSystem.h"
+#include "Foundation/Json.h"
 #include "GRMustacheError.h"
 #include "GRMustacheTemplate.h"
 #include "GRMustacheTemplateRepository.h"
-#include "Render/JsonData.h"
 
 namespace qs {
 
@@ -66,7 +66,7 @@ public:
         if (!options_.dataName.empty()) {
             const auto json = contentOf(options_.dataName);
             if (!json) return complain(shown(options_.dataName), json.error());
-            auto value = valueFromJson(*json);
+            auto value = parseJson(*json);
             if (!value) return complainAt(shown(options_.dataName), value.error(), kJsonLineKey, kJsonColumnKey);
             data = std::move(*value);
         }
@@ -123,9 +123,10 @@ private:
     }
 
     int complain(const std::string& place, const Error& error) {
-        const auto message = error.userInfo.find(GRMustacheErrorMessageKey);  // without the place
-        streams_.errors << place << ": "
-                        << (message == error.userInfo.end() ? error.description : message->second.string()) << "\n";
+        std::string what = error.description;
+        for (const auto key : {GRMustacheErrorMessageKey, kJsonFaultKey})  // without the place
+            if (const auto found = error.userInfo.find(key); found != error.userInfo.end()) what = found->second.string();
+        streams_.errors << place << ": " << what << "\n";
         return 1;
     }
 

@@ -71,12 +71,20 @@ json::value jsonOf(const Value& value, JsonBytes bytes) {
     return nullptr;
 }
 
-std::string placeIn(std::string_view text, std::size_t at) {
-    const std::string_view before = text.substr(0, std::min(at, text.size()));
-    const auto lines = std::count(before.begin(), before.end(), '\n');
-    const auto start = before.rfind('\n');
-    const std::size_t column = start == std::string_view::npos ? before.size() : before.size() - start - 1;
-    return "line " + std::to_string(lines + 1) + ", column " + std::to_string(column + 1);
+tl::unexpected<Error> failureAt(std::string_view text, std::size_t at, const json::error_code& wrong) {
+    const std::string_view before = text.substr(0, at);
+    const std::string_view lineBefore = before.substr(before.rfind('\n') + 1);  // npos + 1 is 0
+    const auto isFirstByte = [](char c) { return (c & '\xC0') != '\x80'; };
+    const std::int64_t line = 1 + std::count(before.begin(), before.end(), '\n');
+    const std::int64_t column = 1 + std::count_if(lineBefore.begin(), lineBefore.end(), isFirstByte);
+    Error error{"com.tallowbay.Quillstead.json", wrong.value(),
+                "This is no JSON at line " + std::to_string(line) + ", column " + std::to_string(column) + ": " +
+                    wrong.message() + ".",
+                {}};
+    error.userInfo.emplace(kJsonLineKey, line);
+    error.userInfo.emplace(kJsonColumnKey, column);
+    error.userInfo.emplace(kJsonFaultKey, wrong.message());
+    return failure(std::move(error));
 }
 
 }  // namespace
@@ -88,14 +96,12 @@ Result<Value> parseJson(std::string_view text, JsonNulls nulls, JsonBytes bytes)
     json::stream_parser parser(json::storage_ptr(), options);
     json::error_code wrong;
     std::size_t read = parser.write_some(text.data(), text.size(), wrong);
-    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
-    if (!wrong) parser.finish(wrong);
-    while (!wrong && read < text.size() && isBlank(text[read]))
-        ++read;
-    if (!wrong && read < text.size()) wrong = json::error::extra_data;
-    if (wrong)
-        return failure("com.tallowbay.Quillstead.json", wrong.value(),
-                       "This is no JSON at " + placeIn(text, read) + ": " + wrong.message() + ".");
+    if (!wrong) {
+        read = std::min(text.find_first_not_of(" \t\n\r", read), text.size());
+        if (read < text.size()) wrong = json::error::extra_data;
+        else parser.finish(wrong);
+    }
+    if (wrong) return failureAt(text, read, wrong);
     return valueOf(parser.release(), nulls);
 }
 

@@ -9,6 +9,10 @@
 
 namespace qs {
 
+// In the user info of an error: where the text stops making sense, counted from 1, a column being a character; and what
+// is wrong there, without the place.
+inline constexpr std::string_view kJsonLineKey = "Line", kJsonColumnKey = "Column", kJsonFaultKey = "Fault";
+
 enum class JsonNulls { Keep, Drop };  // Drop leaves out the keys of objects whose value is null; arrays keep theirs
 
 // Bytes that are no UTF-8: an error when read and replaced when written, or kept as they are both ways, which is for

@@ -59,9 +59,9 @@ TEST_F(RenderTool, TellsFileLineAndColumnOfAFault) {
     EXPECT_EQ(run({"DIR/latin.txt"}), "1||DIR/latin.txt: Template DIR/latin.txt is not in UTF-8\n");
     EXPECT_EQ(run({"-"}, "{{a b}}"), "1||standard input:1:1: Invalid expression\n");
     EXPECT_THAT(run({"DIR/outer.txt", "DIR/bad.json"}), testing::StartsWith("1||DIR/bad.json:2:"));
-    EXPECT_EQ(run({"DIR/outer.txt", "DIR/cut.json"}), "1||DIR/cut.json:1:7: the data end too early\n");
+    EXPECT_EQ(run({"DIR/outer.txt", "DIR/cut.json"}), "1||DIR/cut.json:1:6: incomplete JSON\n");
     EXPECT_EQ(run({"DIR/outer.txt", "DIR/more.json"}),
-              "1||DIR/more.json:2:2: there is more behind the end of the data\n");
+              "1||DIR/more.json:2:2: extra data\n");
     EXPECT_THAT(run({"DIR/outer.txt", "DIR/big.json"}), testing::StartsWith("1||DIR/big.json:1:"));
 }
 
