@@ -99,19 +99,22 @@ bool GRMustacheContext::isHidden(const GRMustacheValue& object) const {
 }
 
 GRMustacheValue GRMustacheContext::valueForMustacheKey(std::string_view key, bool* isProtected) const {
+    GRMustacheValue value;
+    const auto has = [&](const GRMustacheContext* node) {
+        return GRMustacheKeyAccess::findValueForMustacheKey(key, node->object_, unsafeKeyAccess_, value);
+    };
     if (isProtected) *isProtected = false;
     for (const GRMustacheContext* node = top(Stack::Protected); node; node = node->next(Stack::Protected)) {
-        GRMustacheValue value = GRMustacheKeyAccess::valueForMustacheKey(key, node->object_, unsafeKeyAccess_);
-        if (value.isNil()) continue;
+        if (!has(node)) continue;
         if (isProtected) *isProtected = true;
         return value;
     }
+    const bool hasHidden = top(Stack::Hidden) != nullptr;
     for (const GRMustacheContext* node = top(Stack::Objects); node; node = node->next(Stack::Objects)) {
-        if (top(Stack::Hidden) && isHidden(node->object_)) continue;
-        GRMustacheValue value = GRMustacheKeyAccess::valueForMustacheKey(key, node->object_, unsafeKeyAccess_);
-        if (!value.isNil()) return value;
+        if (hasHidden && isHidden(node->object_)) continue;
+        if (has(node)) break;
     }
-    return {};
+    return value;
 }
 
 Result<void> GRMustacheContext::hasValue(GRMustacheValue& value, std::string_view forMustacheExpression) const {
@@ -126,11 +129,23 @@ Result<void> GRMustacheContext::hasValue(GRMustacheValue& value, std::string_vie
 }
 
 std::vector<GRMustacheTagDelegate*> GRMustacheContext::tagDelegateStack() const {
-    std::vector<GRMustacheTagDelegate*> stack;
-    for (const GRMustacheContext* node = top(Stack::TagDelegates); node; node = node->next(Stack::TagDelegates))
-        stack.push_back(node->object_.object()->asTagDelegate());
-    std::reverse(stack.begin(), stack.end());
+    std::vector<GRMustacheTagDelegate*> stack(tagDelegateCount());
+    copyTagDelegates(stack);
     return stack;
+}
+
+std::size_t GRMustacheContext::tagDelegateCount() const {
+    std::size_t count = 0;
+    for (const GRMustacheContext* node = top(Stack::TagDelegates); node; node = node->next(Stack::TagDelegates))
+        ++count;
+    return count;
+}
+
+void GRMustacheContext::copyTagDelegates(std::span<GRMustacheTagDelegate*> room) const {
+    std::size_t left = room.size();
+    for (const GRMustacheContext* node = top(Stack::TagDelegates); node && left > 0;
+         node = node->next(Stack::TagDelegates))
+        room[--left] = node->object_.object()->asTagDelegate();
 }
 
 const GRMustacheInheritableSectionNode&

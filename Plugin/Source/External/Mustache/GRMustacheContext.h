@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -62,6 +63,9 @@ public:
 
     bool unsafeKeyAccess() const { return unsafeKeyAccess_; }
     bool hasTagDelegates() const { return top(Stack::TagDelegates) != nullptr; }
+    std::size_t tagDelegateCount() const;
+    // Into room for just as many, bottom first.
+    void copyTagDelegates(std::span<GRMustacheTagDelegate*> room) const;
     std::vector<GRMustacheTagDelegate*> tagDelegateStack() const;                          // bottom first
     std::vector<const GRMustacheInheritedPartialNode*> inheritedPartialNodeStack() const;  // bottom first
     // The section that is rendered in place of this one: the oldest inherited partial has the last word.

@@ -116,14 +116,24 @@ std::span<const Getter> keysOf(const GRMustacheValue& value) {
 
 GRMustacheValue GRMustacheKeyAccess::valueForMustacheKey(std::string_view key, const GRMustacheValue& inObject,
                                                          bool unsafeKeyAccess) {
-    if (inObject.isKeyed()) return inObject.objectForKeyedSubscript(key);
+    GRMustacheValue value;
+    findValueForMustacheKey(key, inObject, unsafeKeyAccess, value);
+    return value;
+}
+
+bool GRMustacheKeyAccess::findValueForMustacheKey(std::string_view key, const GRMustacheValue& inObject,
+                                                  bool unsafeKeyAccess, GRMustacheValue& value) {
+    if (inObject.isKeyed()) return inObject.findKeyedSubscript(key, value);
     if (const GRMustacheObject* object = inObject.object()) {
-        GRMustacheValue value = object->valueForMustacheKey(key, unsafeKeyAccess);
-        if (!value.isNil()) return value.keptWith(inObject);
+        value = object->valueForMustacheKey(key, unsafeKeyAccess).keptWith(inObject);
+        if (!value.isNil()) return true;
     }
-    for (const Getter& each : keysOf(inObject))
-        if (each.key == key) return each.get(inObject);
-    return {};
+    for (const Getter& each : keysOf(inObject)) {
+        if (each.key != key) continue;
+        value = each.get(inObject);
+        return !value.isNil();
+    }
+    return false;
 }
 
 }  // namespace qs

@@ -13,6 +13,9 @@ public:
     // Nil for a key that the object doesn't have or doesn't expose.
     static GRMustacheValue valueForMustacheKey(std::string_view key, const GRMustacheValue& inObject,
                                                bool unsafeKeyAccess);
+    // The same into `value`, which must be Nil; false for such a key.
+    static bool findValueForMustacheKey(std::string_view key, const GRMustacheValue& inObject, bool unsafeKeyAccess,
+                                        GRMustacheValue& value);
 };
 
 }  // namespace qs

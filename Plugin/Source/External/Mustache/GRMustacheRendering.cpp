@@ -3,9 +3,7 @@
 #include <utility>
 
 #include "Foundation/Assertion.h"
-#include "GRMustacheContext.h"
-#include "GRMustacheError.h"
-#include "GRMustacheTag.h"
+#include "GRMustacheRenderingEngine.h"
 
 namespace qs {
 
@@ -44,46 +42,21 @@ private:
     GRMustacheValue value_;
 };
 
-// Whether a section puts the value on the context stack before it shows its content.
-bool isPushed(const GRMustacheValue& value, bool asEnumerationItem, bool inverted) {
-    if (value.isNil()) return false;
-    if (asEnumerationItem) return true;
-    if (value.isNothing() || value.isNumber()) return false;
-    return !(value.isString() && inverted);
-}
+}  // namespace
 
-Result<void> appendItems(const GRMustacheValue& list, const GRMustacheTag& tag, const GRMustacheContext& context,
-                         std::string& out, bool& HTMLSafe) {
-    const std::size_t count = list.count();
-    if (count == 0 && tag.isInverted()) return tag.appendContentWithContext(context, out, HTMLSafe);
-    for (std::size_t i = 0; i < count; ++i) {
-        bool isItemSafe = false;
-        auto rendered = GRMustacheRendering::append(list.itemAt(i), tag, true, context, out, isItemSafe);
-        if (!rendered) return rendered;
-        if (i == 0) HTMLSafe = isItemSafe;
-        if (isItemSafe == HTMLSafe) continue;
-        Error error =
-            mustacheError(GRMustacheErrorCodeRenderingError, "Inconsistant HTML escaping of items in enumeration");
-        error.userInfo.emplace("GRMustacheException", GRMustacheRenderingException);
-        return failure(std::move(error));
-    }
+Result<void> GRMustacheRendering::appendRendering(const GRMustacheTag& tag, bool /*asEnumerationItem*/,
+                                                  const GRMustacheContext& context, std::string& out,
+                                                  bool& HTMLSafe) const {
+    const auto text = renderForMustacheTag(tag, context, HTMLSafe);
+    if (!text) return failed(text);
+    out += *text;
     return {};
 }
 
-}  // namespace
-
-Result<std::string> GRMustacheRendering::renderForMustacheTagAsEnumerationItem(const GRMustacheTag& tag,
-                                                                               bool /*asEnumerationItem*/,
-                                                                               const GRMustacheContext& context,
-                                                                               bool& HTMLSafe) const {
-    return renderForMustacheTag(tag, context, HTMLSafe);
-}
-
-Result<void> GRMustacheRendering::appendRendering(const GRMustacheTag& tag, bool asEnumerationItem,
-                                                  const GRMustacheContext& context, std::string& out,
-                                                  bool& HTMLSafe) const {
-    const auto text = asEnumerationItem ? renderForMustacheTagAsEnumerationItem(tag, true, context, HTMLSafe)
-                                        : renderForMustacheTag(tag, context, HTMLSafe);
+Result<void> GRMustacheRenderingWithIterationSupport::appendRendering(const GRMustacheTag& tag, bool asEnumerationItem,
+                                                                      const GRMustacheContext& context,
+                                                                      std::string& out, bool& HTMLSafe) const {
+    const auto text = renderForMustacheTagAsEnumerationItem(tag, asEnumerationItem, context, HTMLSafe);
     if (!text) return failed(text);
     out += *text;
     return {};
@@ -117,18 +90,7 @@ bool GRMustacheRendering::boolValueOf(const GRMustacheValue& value) {
 
 Result<void> GRMustacheRendering::append(const GRMustacheValue& value, const GRMustacheTag& tag, bool asEnumerationItem,
                                          const GRMustacheContext& context, std::string& out, bool& HTMLSafe) {
-    HTMLSafe = false;
-    const GRMustacheRendering* own = value.object() ? value.object()->asRendering() : nullptr;
-    if (own) return own->appendRendering(tag, asEnumerationItem, context, out, HTMLSafe);
-    if (value.isCollection() && !asEnumerationItem) return appendItems(value, tag, context, out, HTMLSafe);
-    if (tag.type() == GRMustacheTagType::Variable && !value.isCollection()) {
-        value.appendDescription(out);
-        return {};
-    }
-    if (!isPushed(value, asEnumerationItem, tag.isInverted()))
-        return tag.appendContentWithContext(context, out, HTMLSafe);
-    const GRMustacheContext inner = context.contextByAddingObject(value.borrowed());
-    return tag.appendContentWithContext(inner, out, HTMLSafe);
+    return GRMustacheRenderingEngine::appendValue(value, tag, asEnumerationItem, context, out, HTMLSafe);
 }
 
 }  // namespace qs

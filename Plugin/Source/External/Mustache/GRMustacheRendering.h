@@ -23,10 +23,6 @@ public:
     // escaped where the tag says so.
     virtual Result<std::string> renderForMustacheTag(const GRMustacheTag& tag, const GRMustacheContext& context,
                                                      bool& HTMLSafe) const = 0;
-    // `asEnumerationItem`: the object is an item of a list that is being rendered.
-    virtual Result<std::string> renderForMustacheTagAsEnumerationItem(const GRMustacheTag& tag, bool asEnumerationItem,
-                                                                      const GRMustacheContext& context,
-                                                                      bool& HTMLSafe) const;
     // The same at the end of `out`, for objects that needn't make a text of their own. What a failure leaves there
     // counts for nothing. What stands in `out` already is none of the object's business.
     virtual Result<void> appendRendering(const GRMustacheTag& tag, bool asEnumerationItem,
@@ -46,6 +42,20 @@ public:
     static bool boolValueOf(const GRMustacheValue& value);
     static Result<void> append(const GRMustacheValue& value, const GRMustacheTag& tag, bool asEnumerationItem,
                                const GRMustacheContext& context, std::string& out, bool& HTMLSafe);
+};
+
+// An object that renders differently as an item of a list.
+class GRMustacheRenderingWithIterationSupport : public GRMustacheRendering {
+public:
+    virtual Result<std::string> renderForMustacheTagAsEnumerationItem(const GRMustacheTag& tag, bool asEnumerationItem,
+                                                                      const GRMustacheContext& context,
+                                                                      bool& HTMLSafe) const = 0;
+    Result<std::string> renderForMustacheTag(const GRMustacheTag& tag, const GRMustacheContext& context,
+                                             bool& HTMLSafe) const override {
+        return renderForMustacheTagAsEnumerationItem(tag, false, context, HTMLSafe);
+    }
+    Result<void> appendRendering(const GRMustacheTag& tag, bool asEnumerationItem, const GRMustacheContext& context,
+                                 std::string& out, bool& HTMLSafe) const override;
 };
 
 }  // namespace qs

@@ -1,6 +1,8 @@
 #include "GRMustacheRenderingEngine.h"
 
 #include <algorithm>
+#include <array>
+#include <span>
 #include <vector>
 
 #include "Foundation/Format.h"
@@ -58,6 +60,97 @@ private:
     const GRMustacheContentType* before_;
 };
 
+// The rules for every value, at one place: what is appended is not escaped.
+class GRMustacheRenderingEngine::Appending {
+public:
+    Appending(const GRMustacheTag& tag, const GRMustacheContext& context, std::string& out, Thread& thread)
+        : tag_(tag), context_(context), out_(out), thread_(thread) {}
+
+    Result<void> append(const GRMustacheValue& value, bool asEnumerationItem, bool& HTMLSafe) {
+        HTMLSafe = false;
+        const GRMustacheRendering* own = value.object() ? value.object()->asRendering() : nullptr;
+        if (own) return own->appendRendering(tag_, asEnumerationItem, context_, out_, HTMLSafe);
+        const bool isCollection = value.isCollection();
+        if (isCollection && !asEnumerationItem) return appendItems(value, HTMLSafe);
+        if (tag_.type() == GRMustacheTagType::Variable && !isCollection) {
+            value.appendDescription(out_);
+            return {};
+        }
+        if (!isPushed(value, asEnumerationItem)) return appendContent(context_, HTMLSafe);
+        const GRMustacheContext inner = context_.contextByAddingObject(value.borrowed());
+        return appendContent(inner, HTMLSafe);
+    }
+
+    Result<void> appendContent(const GRMustacheContext& context, bool& HTMLSafe) {
+        HTMLSafe = tag_.contentType() == GRMustacheContentType::HTML;
+        if (tag_.type() != GRMustacheTagType::Section) return {};
+        const GRMustacheTemplateAST& inner = static_cast<const GRMustacheSectionTag&>(tag_).innerTemplateAST();
+        return GRMustacheRenderingEngine(inner.contentType(), context, out_, thread_).visitTemplateAST(inner);
+    }
+
+private:
+    // Whether a section puts the value on the context stack before it shows its content.
+    bool isPushed(const GRMustacheValue& value, bool asEnumerationItem) const {
+        if (value.isNil()) return false;
+        if (asEnumerationItem) return true;
+        if (value.isNothing() || value.isNumber()) return false;
+        return !(value.isString() && tag_.isInverted());
+    }
+
+    Result<void> appendItems(const GRMustacheValue& list, bool& HTMLSafe) {
+        const std::size_t count = list.count();
+        if (count == 0 && tag_.isInverted()) return appendContent(context_, HTMLSafe);
+        for (std::size_t i = 0; i < count; ++i) {
+            bool isItemSafe = false;
+            if (auto rendered = append(list.itemAt(i), true, isItemSafe); !rendered) return rendered;
+            if (i == 0) HTMLSafe = isItemSafe;
+            if (isItemSafe == HTMLSafe) continue;
+            Error error = renderingError("Inconsistant HTML escaping of items in enumeration");
+            error.userInfo.emplace("GRMustacheException", GRMustacheRenderingException);
+            return failure(std::move(error));
+        }
+        return {};
+    }
+
+    const GRMustacheTag& tag_;
+    const GRMustacheContext& context_;
+    std::string& out_;
+    Thread& thread_;
+};
+
+Result<void> GRMustacheRenderingEngine::appendValue(const GRMustacheValue& value, const GRMustacheTag& tag,
+                                                    bool asEnumerationItem, const GRMustacheContext& context,
+                                                    std::string& out, bool& HTMLSafe) {
+    return Appending(tag, context, out, Thread::current()).append(value, asEnumerationItem, HTMLSafe);
+}
+
+Result<void> GRMustacheRenderingEngine::appendContent(const GRMustacheTag& tag, const GRMustacheContext& context,
+                                                      std::string& out, bool& HTMLSafe) {
+    return Appending(tag, context, out, Thread::current()).appendContent(context, HTMLSafe);
+}
+
+// A context's tag delegates, bottom first, without a piece of memory for the usual few.
+class GRMustacheRenderingEngine::Delegates {
+public:
+    explicit Delegates(const GRMustacheContext& context) {
+        const std::size_t count = context.tagDelegateCount();
+        if (count > few_.size()) many_.resize(count);
+        all_ = count > few_.size() ? std::span(many_) : std::span(few_).first(count);
+        context.copyTagDelegates(all_);
+    }
+    Delegates(const Delegates&) = delete;
+    Delegates& operator=(const Delegates&) = delete;
+    auto begin() const { return all_.begin(); }
+    auto end() const { return all_.end(); }
+    auto rbegin() const { return all_.rbegin(); }
+    auto rend() const { return all_.rend(); }
+
+private:
+    std::array<GRMustacheTagDelegate*, 8> few_;
+    std::vector<GRMustacheTagDelegate*> many_;
+    std::span<GRMustacheTagDelegate*> all_;
+};
+
 GRMustacheRenderingEngine::RepositoryInUse::RepositoryInUse(
     const std::shared_ptr<GRMustacheTemplateRepository>& repository)
     : repository_(repository), before_(Thread::current().repository) {
@@ -96,7 +189,7 @@ Result<void> GRMustacheRenderingEngine::visitTemplateAST(const GRMustacheTemplat
     if (ast.contentType() == contentType_) return visitNodes(ast);
 
     const std::size_t start = buffer_.size();
-    auto rendered = GRMustacheRenderingEngine(ast.contentType(), context_, buffer_).visitTemplateAST(ast);
+    auto rendered = GRMustacheRenderingEngine(ast.contentType(), context_, buffer_, thread_).visitTemplateAST(ast);
     if (rendered && contentType_ == GRMustacheContentType::HTML) GRMustacheTranslateHTMLFrom(buffer_, start);
     return rendered;
 }
@@ -105,10 +198,17 @@ Result<void> GRMustacheRenderingEngine::visitNodes(const GRMustacheTemplateAST& 
     thread_.steps += 1 + ast.templateASTNodes().size();
     if (thread_.steps > GRMustacheLimits::steps) return failure(renderingError("The rendering takes too many steps"));
     for (const GRMustacheTemplateASTNode* node : ast.templateASTNodes()) {
-        if (node->kind() == GRMustacheTemplateASTNode::Kind::Text)
+        switch (node->kind()) {
+        case GRMustacheTemplateASTNode::Kind::Text:
             buffer_ += static_cast<const GRMustacheTextNode*>(node)->text();
-        else if (auto visited = node->acceptTemplateASTVisitor(*this); !visited)
-            return visited;
+            break;
+        case GRMustacheTemplateASTNode::Kind::Variable:
+        case GRMustacheTemplateASTNode::Kind::Section:
+            if (auto visited = visitTag(*static_cast<const GRMustacheTag*>(node)); !visited) return visited;
+            break;
+        default:
+            if (auto visited = node->acceptTemplateASTVisitor(*this); !visited) return visited;
+        }
         if (buffer_.size() > GRMustacheLimits::output) return failure(renderingError("The rendering is too long"));
     }
     return {};
@@ -129,7 +229,7 @@ Result<void> GRMustacheRenderingEngine::visitPartialNode(const GRMustachePartial
 
 Result<void> GRMustacheRenderingEngine::visitInheritedPartialNode(const GRMustacheInheritedPartialNode& node) {
     const GRMustacheContext inner = context_.contextByAddingInheritedPartialNode(node);
-    return GRMustacheRenderingEngine(contentType_, inner, buffer_).visitPartialNode(node.parentPartialNode());
+    return GRMustacheRenderingEngine(contentType_, inner, buffer_, thread_).visitPartialNode(node.parentPartialNode());
 }
 
 Result<void> GRMustacheRenderingEngine::visitInheritableSectionNode(const GRMustacheInheritableSectionNode& node) {
@@ -165,7 +265,7 @@ Result<void> GRMustacheRenderingEngine::visitTag(const GRMustacheTag& tag, const
 
 Result<void> GRMustacheRenderingEngine::visitTagWithDelegates(const GRMustacheTag& tag, const GRMustacheValue& value,
                                                               const GRMustacheContext& context) {
-    const std::vector<GRMustacheTagDelegate*> delegates = context.tagDelegateStack();
+    const Delegates delegates(context);
     GRMustacheValue object = value;
     std::for_each(delegates.rbegin(), delegates.rend(),
                   [&](GRMustacheTagDelegate* each) { object = each->mustacheTagWillRenderObject(tag, object); });
@@ -199,7 +299,7 @@ Result<void> GRMustacheRenderingEngine::render(const GRMustacheTag& tag, const G
     }
     const std::size_t start = buffer_.size();
     bool HTMLSafe = false;
-    auto rendered = GRMustacheRendering::append(value, tag, false, context, buffer_, HTMLSafe);
+    auto rendered = Appending(tag, context, buffer_, thread_).append(value, false, HTMLSafe);
     if (!rendered) return failure(mustacheErrorAt(tag.token(), rendered.error()));
     if (escapes(tag) && !HTMLSafe) GRMustacheTranslateHTMLFrom(buffer_, start);
     return {};

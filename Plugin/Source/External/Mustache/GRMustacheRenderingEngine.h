@@ -24,6 +24,13 @@ public:
     static Result<std::string> renderTemplateAST(const GRMustacheTemplateAST& ast, GRMustacheContentType contentType,
                                                  const GRMustacheContext& context, bool& HTMLSafe);
 
+    // The rules for every value: its rendering at the end of `out`, not escaped.
+    static Result<void> appendValue(const GRMustacheValue& value, const GRMustacheTag& tag, bool asEnumerationItem,
+                                    const GRMustacheContext& context, std::string& out, bool& HTMLSafe);
+    // The content of a section at the end of `out`; nothing for a variable tag.
+    static Result<void> appendContent(const GRMustacheTag& tag, const GRMustacheContext& context, std::string& out,
+                                      bool& HTMLSafe);
+
     Result<void> visitTemplateAST(const GRMustacheTemplateAST& ast) override;
     Result<void> visitTextNode(const GRMustacheTextNode& node) override;
     Result<void> visitVariableTag(const GRMustacheVariableTag& tag) override;
@@ -52,7 +59,13 @@ public:
 
 private:
     class Visit;
+    class Delegates;
     struct Thread;
+    GRMustacheRenderingEngine(GRMustacheContentType contentType, const GRMustacheContext& context, std::string& buffer,
+                              Thread& thread)
+        : contentType_(contentType), context_(context), buffer_(buffer), thread_(thread) {}
+    // Renders values at one place, in one context.
+    class Appending;
 
     Result<void> visitNodes(const GRMustacheTemplateAST& ast);
     Result<void> visitTag(const GRMustacheTag& tag);

@@ -28,10 +28,7 @@ Result<std::string> GRMustacheTag::renderContentWithContext(const GRMustacheCont
 
 Result<void> GRMustacheTag::appendContentWithContext(const GRMustacheContext& context, std::string& out,
                                                      bool& HTMLSafe) const {
-    HTMLSafe = contentType_ == GRMustacheContentType::HTML;
-    if (kind() != Kind::Section) return {};
-    const GRMustacheTemplateAST& inner = static_cast<const GRMustacheSectionTag&>(*this).innerTemplateAST();
-    return GRMustacheRenderingEngine(inner.contentType(), context, out).visitTemplateAST(inner);
+    return GRMustacheRenderingEngine::appendContent(*this, context, out, HTMLSafe);
 }
 
 }  // namespace qs

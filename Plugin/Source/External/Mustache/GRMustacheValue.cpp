@@ -21,10 +21,10 @@ GRMustacheValue::GRMustacheValue(const Value& value) {
     case ValueType::Boolean:
     case ValueType::Integer:
     case ValueType::Real:
-    case ValueType::Date: *this = borrowing(value); break;
+    case ValueType::Date: referTo(value, nullptr); break;
     default: {
         const auto kept = std::make_shared<const Value>(value);
-        *this = referring(*kept, kept);
+        referTo(*kept, kept);
     }
     }
 }
@@ -47,7 +47,11 @@ GRMustacheValue GRMustacheValue::null() {
     return null;
 }
 
-GRMustacheValue GRMustacheValue::borrowing(const Value& value) { return referring(value, nullptr); }
+GRMustacheValue GRMustacheValue::borrowing(const Value& value) {
+    GRMustacheValue borrowed;
+    borrowed.referTo(value, nullptr);
+    return borrowed;
+}
 
 GRMustacheValue GRMustacheValue::borrowingString(std::string_view text) {
     GRMustacheValue string;
@@ -63,25 +67,52 @@ GRMustacheValue GRMustacheValue::borrowing(GRMustacheObject& object) {
     return value;
 }
 
-GRMustacheValue GRMustacheValue::referring(const Value& value, const std::shared_ptr<const void>& owner) {
-    GRMustacheValue result;
+void GRMustacheValue::referTo(const Value& value, const std::shared_ptr<const void>& owner) {
     switch (value.type()) {
-    case ValueType::Nil: return result;
-    case ValueType::Boolean: return value.boolValue();
-    case ValueType::Integer: return value.integerValue();
-    case ValueType::Real: return value.doubleValue();
-    case ValueType::String: result = borrowingString(value.string()); break;
+    case ValueType::Nil: kind_ = Kind::Nil; return;
+    case ValueType::Boolean:
+        kind_ = Kind::Boolean;
+        held_.boolean = value.boolValue();
+        return;
+    case ValueType::Integer:
+        kind_ = Kind::Integer;
+        held_.integer = value.integerValue();
+        return;
+    case ValueType::Real:
+        kind_ = Kind::Real;
+        held_.real = value.doubleValue();
+        return;
     case ValueType::Date:
-        result.kind_ = Kind::Date;
-        result.held_.real = value.dateValue()->secondsSince1970;
-        return result;
-    case ValueType::Data: result.kind_ = Kind::Data; break;
-    case ValueType::Array: result.kind_ = Kind::PlistArray; break;
-    case ValueType::Dictionary: result.kind_ = Kind::PlistDictionary; break;
+        kind_ = Kind::Date;
+        held_.real = value.dateValue()->secondsSince1970;
+        return;
+    case ValueType::String: {
+        const std::string& text = value.string();
+        kind_ = Kind::String;
+        held_.text = {text.data(), text.size()};
+        break;
     }
-    if (result.kind_ != Kind::String) result.held_.plist = &value;
-    result.owner_ = owner;
-    return result;
+    case ValueType::Data:
+        kind_ = Kind::Data;
+        held_.plist = &value;
+        break;
+    case ValueType::Array:
+        kind_ = Kind::PlistArray;
+        held_.plist = &value;
+        break;
+    case ValueType::Dictionary:
+        kind_ = Kind::PlistDictionary;
+        held_.plist = &value;
+        break;
+    }
+    owner_ = owner;
+}
+
+void GRMustacheValue::referToElement(const Value& value, const std::shared_ptr<const void>& owner) {
+    if (value.isNil())
+        kind_ = Kind::Null;
+    else
+        referTo(value, owner);
 }
 
 GRMustacheValue GRMustacheValue::keptWith(const GRMustacheValue& other) const {
@@ -119,10 +150,6 @@ GRMustacheValue GRMustacheValue::retained() const {
     }
 }
 
-std::string_view GRMustacheValue::string() const {
-    return kind_ == Kind::String ? std::string_view(held_.text.start, held_.text.length) : std::string_view();
-}
-
 bool GRMustacheValue::boolValue() const {
     switch (kind_) {
     case Kind::Boolean: return held_.boolean;
@@ -132,8 +159,6 @@ bool GRMustacheValue::boolValue() const {
     default: return false;
     }
 }
-
-GRMustacheObject* GRMustacheValue::object() const { return kind_ == Kind::Object ? held_.object : nullptr; }
 
 Value GRMustacheValue::plistValue() const {
     switch (kind_) {
@@ -177,8 +202,9 @@ std::size_t GRMustacheValue::count() const {
 
 GRMustacheValue GRMustacheValue::itemAt(std::size_t index) const {
     if (kind_ == Kind::PlistArray) {
-        const Value& item = held_.plist->array()[index];
-        return item.isNil() ? null() : referring(item, owner_);
+        GRMustacheValue item;
+        item.referToElement(held_.plist->array()[index], owner_);
+        return item;
     }
     if (kind_ == Kind::List) {
         const GRMustacheValue& item = (*held_.array)[index];
@@ -189,26 +215,30 @@ GRMustacheValue GRMustacheValue::itemAt(std::size_t index) const {
     return {};
 }
 
-bool GRMustacheValue::isKeyed() const {
-    return kind_ == Kind::PlistDictionary || kind_ == Kind::Table ||
-           (kind_ == Kind::Object && held_.object->asKeyedSubscript());
-}
+bool GRMustacheValue::isKeyedObject() const { return held_.object->asKeyedSubscript() != nullptr; }
 
 GRMustacheValue GRMustacheValue::objectForKeyedSubscript(std::string_view key) const {
+    GRMustacheValue value;
+    findKeyedSubscript(key, value);
+    return value;
+}
+
+bool GRMustacheValue::findKeyedSubscript(std::string_view key, GRMustacheValue& value) const {
     if (kind_ == Kind::PlistDictionary) {
         const qs::Dictionary& entries = held_.plist->dictionary();
         const auto found = entries.find(key);
-        if (found == entries.end()) return {};
-        return found->second.isNil() ? null() : referring(found->second, owner_);
+        if (found == entries.end()) return false;
+        value.referToElement(found->second, owner_);
+        return true;
     }
     if (kind_ == Kind::Table) {
         const auto found = held_.dictionary->find(key);
-        if (found == held_.dictionary->end()) return {};
-        return found->second.isNil() ? null() : found->second.keptWith(*this);
+        if (found == held_.dictionary->end()) return false;
+        value = found->second.isNil() ? null() : found->second.keptWith(*this);
+        return true;
     }
-    if (kind_ == Kind::Object && held_.object->asKeyedSubscript())
-        return held_.object->asKeyedSubscript()->objectForKeyedSubscript(key).keptWith(*this);
-    return {};
+    if (isKeyed()) value = held_.object->asKeyedSubscript()->objectForKeyedSubscript(key).keptWith(*this);
+    return !value.isNil();
 }
 
 std::optional<std::vector<std::string>> GRMustacheValue::keysOfDictionary() const {

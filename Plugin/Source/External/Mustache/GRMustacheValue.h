@@ -85,10 +85,14 @@ public:
     bool isNothing() const { return kind_ == Kind::Nil || kind_ == Kind::Null; }
     bool isNumber() const { return kind_ >= Kind::Boolean && kind_ <= Kind::Real; }
     bool isString() const { return kind_ == Kind::String; }
-    std::string_view string() const;   // empty unless a string
-    bool boolValue() const;            // of numbers and texts; false for others
-    GRMustacheObject* object() const;  // null unless an object
-    Value plistValue() const;          // nil for objects, in containers too
+    bool boolValue() const;  // of numbers and texts; false for others
+    // Empty unless a string.
+    std::string_view string() const {
+        return kind_ == Kind::String ? std::string_view(held_.text.start, held_.text.length) : std::string_view();
+    }
+    // Null unless an object.
+    GRMustacheObject* object() const { return kind_ == Kind::Object ? held_.object : nullptr; }
+    Value plistValue() const;  // nil for objects, in containers too
 
     // Arrays, and objects that can be enumerated. Dictionaries are none.
     bool isCollection() const;
@@ -96,9 +100,13 @@ public:
     GRMustacheValue itemAt(std::size_t index) const;  // kept alive as this value is
 
     // Dictionaries, and objects that answer keys like one.
-    bool isKeyed() const;
+    bool isKeyed() const {
+        return kind_ == Kind::PlistDictionary || kind_ == Kind::Table || (kind_ == Kind::Object && isKeyedObject());
+    }
     // Nil for an unknown key. Kept alive as this value is.
     GRMustacheValue objectForKeyedSubscript(std::string_view key) const;
+    // The same into `value`, which must be Nil; false for an unknown key.
+    bool findKeyedSubscript(std::string_view key, GRMustacheValue& value) const;
 
     // The keys of a dictionary, in their order; nothing for other values, keyed objects among them.
     std::optional<std::vector<std::string>> keysOfDictionary() const;
@@ -111,7 +119,10 @@ public:
     bool isSameObject(const GRMustacheValue& other) const;
 
 private:
-    static GRMustacheValue referring(const Value& value, const std::shared_ptr<const void>& owner);
+    bool isKeyedObject() const;
+    void referTo(const Value& value, const std::shared_ptr<const void>& owner);
+    // As an element of a container, in which nil is a value.
+    void referToElement(const Value& value, const std::shared_ptr<const void>& owner);
 
     struct Text {
         const char* start;

@@ -68,10 +68,11 @@ TEST(MustacheCompiler, TellsThePlaceOfAnErrorInItsUserInfo) {
     const auto repository = GRMustacheTemplateRepository::templateRepositoryWithDictionary({{"p", "a\né {{/x}}"}});
     const auto inPartial = repository->templateFromString("{{>p}}");
     ASSERT_FALSE(inPartial);
-    EXPECT_EQ(inPartial.error().userInfo, (Dictionary{{std::string(GRMustacheErrorLineKey), 2},
-                                                      {std::string(GRMustacheErrorColumnKey), 3},
-                                                      {std::string(GRMustacheErrorTemplateIDKey), "p"},
-                                                      {std::string(GRMustacheErrorMessageKey), "Unexpected {{/x}} closing tag"}}));
+    EXPECT_EQ(inPartial.error().userInfo,
+              (Dictionary{{std::string(GRMustacheErrorLineKey), 2},
+                          {std::string(GRMustacheErrorColumnKey), 3},
+                          {std::string(GRMustacheErrorTemplateIDKey), "p"},
+                          {std::string(GRMustacheErrorMessageKey), "Unexpected {{/x}} closing tag"}}));
     const auto missing = repository->templateFromString("\n  {{>q}}");
     ASSERT_FALSE(missing);
     EXPECT_EQ(missing.error().userInfo,

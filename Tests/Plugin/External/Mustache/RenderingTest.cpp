@@ -137,22 +137,19 @@ TEST(MustacheRendering, ShowsOneOfTwoHalves) {
 }
 
 // An object that tells what it was asked for.
-class Teller final : public GRMustacheRendering {
+class Teller final : public GRMustacheRenderingWithIterationSupport {
 public:
     explicit Teller(bool safe, bool truth = true) : safe_(safe), truth_(truth) {}
-    Result<std::string> renderForMustacheTag(const GRMustacheTag& tag, const GRMustacheContext& context,
-                                             bool& HTMLSafe) const override {
+    Result<std::string> renderForMustacheTagAsEnumerationItem(const GRMustacheTag& tag, bool asEnumerationItem,
+                                                              const GRMustacheContext& context,
+                                                              bool& HTMLSafe) const override {
         bool contentIsSafe = false;
         const auto content = tag.renderContentWithContext(context, contentIsSafe);
         if (!content) return failed(content);
         HTMLSafe = safe_;
+        if (asEnumerationItem) return "<item>";
         return "<" + std::string(tag.type() == GRMustacheTagType::Section ? "section " : "variable ") +
                std::string(tag.innerTemplateString()) + (tag.isInverted() ? " inverted" : "") + "=" + *content + ">";
-    }
-    Result<std::string> renderForMustacheTagAsEnumerationItem(const GRMustacheTag&, bool asEnumerationItem,
-                                                              const GRMustacheContext&, bool& HTMLSafe) const override {
-        HTMLSafe = safe_;
-        return asEnumerationItem ? "<item>" : "<no item>";
     }
     bool mustacheBoolValue() const override { return truth_; }
 
