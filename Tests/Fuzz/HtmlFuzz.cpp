@@ -1,5 +1,5 @@
-// Feeds any bytes to the HTML parser. What it makes of them must be a document that it reads again as it is, with a text
-// in UTF-8 to it, and must take edits.
+// Feeds any bytes to the HTML parser. What it makes of them must be a document that it reads again as it is, with a
+// text in UTF-8 to it, and must take edits.
 #include <cstdlib>
 
 #include "Html/HtmlDocument.h"

@@ -1,5 +1,5 @@
-// Feeds any bytes to the sanitizer. Nothing of the result may run, load, submit or navigate by itself, and sanitizing it
-// again must change nothing.
+// Feeds any bytes to the sanitizer. Nothing of the result may run, load, submit or navigate by itself, and sanitizing
+// it again must change nothing.
 #include <array>
 #include <cstdlib>
 
@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kOwnPicture = "data:image/png;base64,AA==";
 constexpr std::array<std::string_view, 19> kForbidden{
-    "script", "iframe", "frame", "frameset", "object", "embed", "applet",   "form", "input", "button",
+    "script", "iframe", "frame", "frameset", "object", "embed", "applet",   "form",  "input", "button",
     "base",   "meta",   "link",  "style",    "svg",    "math",  "template", "video", "audio"};
 
 void demand(bool isTrue) {
