@@ -141,16 +141,19 @@ interface Completion {
 }
 
 function useCompletion(text: string): Completion {
-  const [shown, setShown] = useState<string[]>([]);
+  const [answered, setAnswered] = useState({ prefix: '', found: [] as string[] });
   const [active, setActive] = useState(-1);
   const asked = useRef(0);
+  const prefix = text.trim();
+  // While the next answer is on its way, of the last one only what still fits the text is offered.
+  const fits = (address: string): boolean => answered.prefix === prefix || address.toLowerCase().includes(prefix.toLowerCase());
+  const shown = prefix ? answered.found.filter(fits) : [];
   const clear = (): void => {
     ++asked.current;
-    setShown([]);
+    setAnswered({ prefix: '', found: [] });
     setActive(-1);
   };
   useEffect(() => {
-    const prefix = text.trim();
     if (!prefix) {
       clear();
       return;
@@ -159,15 +162,14 @@ function useCompletion(text: string): Completion {
     call('addresses.complete', { prefix })
       .then((answer) => {
         if (question !== asked.current) return; // the person went on typing
-        const found = (answer as unknown as { addresses?: string[] } | null)?.addresses ?? [];
-        setShown(found);
-        setActive(found.length ? 0 : -1);
+        setAnswered({ prefix, found: (answer as unknown as { addresses?: string[] } | null)?.addresses ?? [] });
+        setActive(0);
       })
       .catch(clear); // without completion one can still type
   }, [text]);
   return {
     shown,
-    active,
+    active: Math.min(active, shown.length - 1),
     move: (by) => setActive((before) => (before + by + shown.length) % shown.length),
     clear,
   };

@@ -53,7 +53,10 @@ function menuKey(event: KeyboardEvent): boolean {
   const press = { key, code, shiftKey, ctrlKey, altKey, metaKey, altGraph: event.getModifierState('AltGraph') };
   const editing = isTextTarget(event.target);
   if (editing && isTextEditing(press, isMac)) return false;
-  const item = itemForPress(host.get().menu, press, isMac, editing);
+  const { menu } = host.get();
+  // What was typed just now may be what enables it: the host, which sees that first, decides.
+  const inCompose = event.target instanceof Element && event.target.closest('.compose') !== null;
+  const item = itemForPress(menu, press, isMac, editing) ?? (inCompose ? itemForPress(menu, press, isMac, editing, 'all') : null);
   if (!item) return false;
   act('menu.choose', { item: item.id, menu: 'main' });
   return true;
@@ -90,7 +93,9 @@ function focusNextPart(step: number): boolean {
   const parts = [...document.querySelectorAll<HTMLElement>('[data-part]')].filter((part) => part.getClientRects().length > 0);
   if (parts.length === 0) return false;
   const current = parts.findIndex((part) => part.contains(document.activeElement));
-  const next = parts[(current + step + parts.length) % parts.length];
+  // Backwards, the newest hint comes first wherever one is: it was announced with these keys, and may not wait.
+  const hint = parts[current]?.matches('.popover') || step > 0 ? undefined : parts.filter((part) => part.matches('.popover')).at(-1);
+  const next = hint ?? parts[(current + step + parts.length) % parts.length];
   (next?.tabIndex === 0 ? next : ((next && focusableIn(next)[0]) ?? next))?.focus();
   return true;
 }

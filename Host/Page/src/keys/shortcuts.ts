@@ -75,15 +75,17 @@ export function matches(press: Press, wanted: Combination): boolean {
   return letter && press.altKey && press.code === `Key${wanted.key.toUpperCase()}`;
 }
 
-/** The first enabled item that the press means, at any depth; `editing`: the press goes to a text. */
-export function itemForPress(menu: MenuItemModel[], press: Press, mac: boolean, editing: boolean): MenuItemModel | null {
+/** The first item that the press means, at any depth, among those that are enabled; `editing`: the press goes to a text. */
+export function itemForPress(
+  menu: MenuItemModel[], press: Press, mac: boolean, editing: boolean, which: 'enabled' | 'all' = 'enabled',
+): MenuItemModel | null {
   for (const item of menu) {
     if (item.submenu) {
-      const found = itemForPress(item.submenu, press, mac, editing);
+      const found = itemForPress(item.submenu, press, mac, editing, which);
       if (found) return found;
       continue;
     }
-    if (item.separator || item.enabled === false) continue;
+    if (item.separator || (item.enabled === false && which === 'enabled')) continue;
     const wanted = combinationOf(item.key, item.modifiers ?? [], mac);
     const bare = wanted && !wanted.ctrl && !wanted.alt && !wanted.meta;
     if (!wanted || (editing && bare)) continue;

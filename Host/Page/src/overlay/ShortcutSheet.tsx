@@ -21,7 +21,7 @@ export function ShortcutSheet() {
         />
         Single keys act while you read
       </label>
-      <div class="shortcut-columns">
+      <div class="shortcut-columns" role="region" aria-label="Keys and what they do" tabIndex={0}>
         <Keys title="While you read" keys={single} />
         <Keys title="Everywhere" keys={pageKeys} />
         {menu.map((item) => (
