@@ -23,8 +23,8 @@ const screens = {
   preferences: async (page) => {
     await row(page, 'Ten years').waitFor();
     await page.keyboard.press('Control+,');
-    await page.getByRole('dialog').getByText('Quillstead', { exact: true }).first().click();
-    await page.getByRole('dialog').locator('input').first().waitFor();
+    await page.locator('.preferences').getByText('Quillstead', { exact: true }).first().click();
+    await page.locator('.preferences input').first().waitFor();
   },
 };
 // The next page is one of the same program, which shows what is open.
@@ -35,7 +35,7 @@ const leave = {
   },
   preferences: async (page) => {
     await page.keyboard.press('Escape');
-    await page.getByRole('dialog').waitFor({ state: 'detached' });
+    await page.locator('.preferences').waitFor({ state: 'detached' });
   },
 };
 const shapes = {

@@ -35,7 +35,7 @@ bool QSPopoverInfoView::isShown() const { return popover_->isShown(); }
 
 void QSPopoverInfoView::showPopover() {
     popover_->content.text = infoText;
-    popover_->content.imageName = image;
+    popover_->content.imageName = imageView;
     popover_->content.buttonTitles = actionButtonTitles;
     popover_->content.buttonIcons = actionButtonIcons;
     popover_->onButton = [self = weak_from_this()](int segment) {

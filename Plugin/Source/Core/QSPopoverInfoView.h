@@ -37,7 +37,7 @@ public:
     std::string infoText;
     std::vector<std::string> actionButtonTitles;  // the segments of the action button
     std::vector<std::string> actionButtonIcons;   // by index; may be shorter
-    std::string image;                            // a picture's name or data URL; empty: none
+    std::string imageView;                        // a picture's name or data URL; empty: none
     double timeout = 0;                           // seconds; 1.0 or less: it does not count down
     std::shared_ptr<View> associatedView;
     int preferredEdge = 3;  // 0 left, 1 below, 2 right, 3 above

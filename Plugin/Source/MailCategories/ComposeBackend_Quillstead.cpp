@@ -1,10 +1,10 @@
 // The message writer's patch: puts the schedule and the tracking id on every message that is built from a compose
 // window, drafts and autosaves included. Main thread.
 #include "Core/PatchClass.h"
-#include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
 #include "Foundation/RunLoop.h"
 #include "Mail/MessageHeaders.h"
+#include "Outgoing/QSDelayedSend.h"
 #include "Outgoing/QSHeaderKeys.h"
 #include "Outgoing/SendSteps.h"
 #include "Text/MailHeaderDate.h"
@@ -37,10 +37,8 @@ std::shared_ptr<OutgoingMessage> newOutgoingMessage(HostObject& self, MessageWri
         headers->setHeader(text, MCHeaderKeyDate);
         headers->setHeader(text, QSHeaderKeyXScheduledDate);
     }
-    // Whatever was asked for an earlier version of this message is not asked for this one.
     if (!isDraft && QSSession::currentIfLoaded())
-        if (auto uniqueID = headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier))
-            QSPluginDelegate::sharedDelegate().setFlag(false, QSMessageFlagSendImmediately, *uniqueID);
+        forgetHeldVersion(headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or(""));
     if (auto uuid = trackingPixelUUID(backEnd)) headers->setHeader(*uuid, QSHeaderKeyXTrackingUUID);
     return quillstead_newOutgoingMessage(self, writer, contents, std::move(headers), isDraft, shouldBePlainText);
 }

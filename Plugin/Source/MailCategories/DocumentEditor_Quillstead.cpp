@@ -124,7 +124,6 @@ bool validateMenuItem(HostObject& self, MenuItem& item) {
 
 void announceInOutbox(const MessageRef& message) {
     auto headers = message->headersIfAvailable();
-    if (headers) closeCountdown(headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or(""));
     if (headers && headers->hasHeaderForKey(QSHeaderKeyXScheduledDate))
         return QSPopoverController::sharedController().queuePopoverWithIdentifier(
             "ScheduledInOutbox",

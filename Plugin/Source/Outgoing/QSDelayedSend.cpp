@@ -75,7 +75,7 @@ void showCountdown(const MessageRef& message) {
         stringWithFormat(QSLocalizedString("Your message will be sent automatically in %ld seconds."), {seconds}),
         std::move(anchor));
     view->uniqueID = uniqueIDOf(*headers);
-    view->image = recipientPicture(*headers);
+    view->imageView = recipientPicture(*headers);
     view->actionButtonTitles = {QSLocalizedString("Send now"), QSLocalizedString("Undo send")};
     view->actionButtonIcons = {"TB_SendTemplate", "plugin:TB_UndoSend"};
     view->timeout = static_cast<double>(seconds);
@@ -84,7 +84,8 @@ void showCountdown(const MessageRef& message) {
     QSPopoverController::sharedController().showPopoverView(view);
 }
 
-void closeCountdown(std::string_view uniqueID) {
+void forgetHeldVersion(std::string_view uniqueID) {
+    QSPluginDelegate::sharedDelegate().setFlag(false, QSMessageFlagSendImmediately, uniqueID);
     const auto shown = std::dynamic_pointer_cast<CountdownView>(
         QSPopoverController::sharedController().viewWithIdentifier(kIdentifier));
     if (shown && shown->uniqueID == uniqueID) shown->hidePopover();

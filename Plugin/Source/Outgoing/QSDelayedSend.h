@@ -11,7 +11,8 @@ namespace qs {
 // when its time has come.
 void showCountdown(const MessageRef& message);
 
-// The message with that unique id was taken back or sent anew: the countdown of the earlier one must not speak for it.
-void closeCountdown(std::string_view uniqueID);
+// The message with that unique id is taken back or about to be sent anew: neither the countdown nor the "Send now" of
+// the version that is held must count for what comes after it.
+void forgetHeldVersion(std::string_view uniqueID);
 
 }  // namespace qs

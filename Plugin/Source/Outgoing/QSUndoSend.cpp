@@ -67,6 +67,7 @@ void takeBack(const MessageRef& message, const std::string& uniqueID) {
     const auto viewer = frontmostViewerOrOneFor(message);
     if (!viewer) return logError(stringWithFormat("Could not create MessageViewer for message %@", {nameOf(*message)}));
     auto& delegate = QSPluginDelegate::sharedDelegate();
+    forgetHeldVersion(uniqueID);
     delegate.setFlag(true, QSMessageOpenAfterUndo, uniqueID);
     const auto moved = viewer->transferMessages(
         {message}, *drafts,
@@ -103,7 +104,6 @@ void undoSend(HostObject* argument) {
     for (const MessageRef& message : messagesMeantBy(argument)) {
         const std::string uniqueID = uniqueIDOf(message);
         if (uniqueID.empty()) continue;
-        closeCountdown(uniqueID);
         for (const MessageRef& held : inOutbox(uniqueID))
             takeBack(held, uniqueID);
     }
@@ -119,8 +119,8 @@ void reopenAfterUndo(const MessageRef& message) {
             return logError(stringWithFormat("Could not create MessageViewer for message %@", {nameOf(*message)}));
         auto& delegate = QSPluginDelegate::sharedDelegate();
         delegate.setFlag(false, QSMessageOpenAfterUndo, uniqueID);
-        // Sent anew, it is held anew, whatever was asked for the first time.
-        delegate.setFlag(false, QSMessageFlagSendImmediately, uniqueID);
+        // Sent anew, it is held anew.
+        forgetHeldVersion(uniqueID);
         viewer->sendForDraft(nullptr, true, message);
     });
 }
