@@ -10,7 +10,17 @@ namespace qs {
 
 namespace {
 
-enum : unsigned char { kUnreserved = 1, kSubDelimiter = 2, kHex = 4, kSchemeTail = 8 };
+enum : unsigned char {
+    kUnreserved = 1,
+    kSubDelimiter = 2,
+    kHex = 4,
+    kSchemeTail = 8,
+    kSchemeEnd = 16,
+    // What pieces may hold beside unreserved characters, sub-delimiters and escapes.
+    kUser = 32,
+    kPath = 64,
+    kQuery = 128,
+};
 
 constexpr std::array<unsigned char, 256> makeTraits() {
     std::array<unsigned char, 256> traits{};
@@ -27,6 +37,11 @@ constexpr std::array<unsigned char, 256> makeTraits() {
     add("-._~", kUnreserved);
     add("+-.", kSchemeTail);
     add("!$&'()*+,;=", kSubDelimiter);
+    add(":/?#", kSchemeEnd);
+    add(":", kUser | kPath | kQuery);
+    // Brackets are common in paths and queries, though the syntax wants them escaped; every reader takes them alike.
+    add("/@[]", kPath | kQuery);
+    add("?", kQuery);
     return traits;
 }
 constexpr std::array<unsigned char, 256> kTraits = makeTraits();
@@ -37,14 +52,13 @@ bool isEscape(std::string_view text, std::size_t i) {
     return text[i] == '%' && i + 2 < text.size() && has(text[i + 1], kHex) && has(text[i + 2], kHex);
 }
 
-// Letters, digits, sub-delimiters, escapes, and `others`.
-bool consistsOfLegal(std::string_view text, std::string_view others) {
+// Unreserved characters, sub-delimiters, escapes, and those with the trait.
+bool consistsOfLegal(std::string_view text, unsigned char trait = 0) {
+    const auto legal = static_cast<unsigned char>(kUnreserved | kSubDelimiter | trait);
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (has(text[i], kUnreserved | kSubDelimiter)) continue;
-        if (isEscape(text, i))
-            i += 2;
-        else if (others.find(text[i]) == others.npos)
-            return false;
+        if (has(text[i], legal)) continue;
+        if (!isEscape(text, i)) return false;
+        i += 2;
     }
     return true;
 }
@@ -72,25 +86,27 @@ public:
         cutTail('#', url_.fragment_);
         cutTail('?', url_.query_);
         url_.specifier_ = {specifier, end_ - specifier, true};
-        if (!isLegal(url_.query_, "/?:@[]") || !isLegal(url_.fragment_, "/?:@[]")) return false;
+        if (!isLegal(url_.query_, kQuery) || !isLegal(url_.fragment_, kQuery)) return false;
         url_.opaque_ = url_.scheme_.isThere && !rest().starts_with('/');
-        if (url_.opaque_) return consistsOfLegal(rest(), "/:@[]");
+        if (url_.opaque_) return consistsOfLegal(rest(), kPath);
         if (rest().starts_with("//") && !parseAuthority()) return false;
         url_.path_ = {at_, end_ - at_, true};
-        // Paths with brackets are common, though the syntax wants them escaped; every reader takes them alike.
-        return isLegal(url_.path_, "/:@[]");
+        return isLegal(url_.path_, kPath);
     }
 
 private:
     std::string_view rest() const { return std::string_view(url_.text_).substr(at_, end_ - at_); }
-    bool isLegal(Piece piece, std::string_view others) const {
-        return !piece.isThere || consistsOfLegal(*url_.piece(piece), others);
+    bool isLegal(Piece piece, unsigned char trait) const {
+        return !piece.isThere || consistsOfLegal(*url_.piece(piece), trait);
     }
 
     bool parseScheme() {
-        const std::size_t end = rest().find_first_of(":/?#");
-        if (end == std::string_view::npos || rest()[end] != ':') return true;  // relative
-        const std::string_view scheme = rest().substr(0, end);
+        const std::string_view text = url_.text_;
+        std::size_t end = 0;
+        while (end < text.size() && !has(text[end], kSchemeEnd))
+            ++end;
+        if (end == text.size() || text[end] != ':') return true;  // relative
+        const std::string_view scheme = text.substr(0, end);
         if (scheme.empty() || !isAsciiLetter(scheme.front())) return false;
         for (const char c : scheme)
             if (!has(c, kSchemeTail)) return false;
@@ -111,7 +127,7 @@ private:
         const std::string_view authority = rest().substr(0, rest().find('/'));
         const std::size_t after = at_ + authority.size();
         if (const std::size_t at = authority.find('@'); at != std::string_view::npos) {
-            if (!consistsOfLegal(authority.substr(0, at), ":")) return false;
+            if (!consistsOfLegal(authority.substr(0, at), kUser)) return false;
             const std::size_t colon = std::min(authority.find(':'), at);
             url_.user_ = {at_, colon, true};
             if (colon < at) url_.password_ = {at_ + colon + 1, at - colon - 1, true};
@@ -127,7 +143,7 @@ private:
         if (colon != text.npos && text.find(']', colon) != text.npos) colon = text.npos;  // of an IPv6 address
         const std::string_view host = text.substr(0, colon);
         url_.host_ = {at_, host.size(), true};
-        if (!consistsOfLegal(host, "") && !isIpLiteral(host)) return false;
+        if (!consistsOfLegal(host) && !isIpLiteral(host)) return false;
         if (colon == text.npos || colon + 1 == text.size()) return true;
         return parsePort(text.substr(colon + 1));
     }

@@ -1,7 +1,7 @@
 #include "HTML2EM/ENHTMLInput.h"
 
 #include <algorithm>
-#include <cstring>
+#include <iterator>
 
 #include "HTML2EM/ENXMLText.h"
 #include "Text/Ascii.h"
@@ -11,53 +11,72 @@ namespace qs {
 
 namespace {
 
-constexpr std::string_view kMarkStart = "<![";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::size_t kLongestMark = 256;
 
-std::size_t findMarkStart(std::string_view text) {
-    // Looks at many bytes in one step, unlike find().
-    const void* found = memmem(text.data(), text.size(), kMarkStart.data(), kMarkStart.size());
-    return found ? static_cast<std::size_t>(static_cast<const char*>(found) - text.data()) : text.npos;
+// Tags of an element that has no content and no meaning but where a line may break, by how they begin.
+constexpr std::string_view kBreakTags[] = {"<wbr", "</wbr"};
+constexpr std::string_view kConditionStart = "<![";
+
+// Asked at every tag of a document, hence first of all cheap.
+bool mayBeMark(std::string_view text) {
+    const auto isBreak = [text](std::size_t at) { return text.size() > at && asciiLower(text[at]) == 'w'; };
+    return (text.size() > 1 && text[1] == '!') || isBreak(1) || (isBreak(2) && text[1] == '/');
+}
+
+bool isBreakTag(std::string_view text) {
+    return std::any_of(std::begin(kBreakTags), std::end(kBreakTags), [text](std::string_view start) {
+        if (!startsWithIgnoringCase(text, start) || text.size() == start.size()) return false;
+        const char next = text[start.size()];
+        return next == '>' || next == '/' || isAsciiSpace(next);
+    });
+}
+
+bool isCondition(std::string_view text) {
+    if (!text.starts_with(kConditionStart)) return false;
+    text.remove_prefix(kConditionStart.size());
+    return startsWithIgnoringCase(text, "if") || startsWithIgnoringCase(text, "endif");
 }
 
 // The length of the mark that the text begins with; 0 for none. "<![endif]-->" ends a comment, and is left alone.
 std::size_t markLength(std::string_view text) {
-    std::string_view inside = text.substr(kMarkStart.size(), kLongestMark);
-    if (!startsWithIgnoringCase(inside, "if") && !startsWithIgnoringCase(inside, "endif")) return 0;
-    const std::size_t end = inside.find_first_of("<>");
-    if (end == inside.npos || inside[end] == '<' || inside[end - 1] != ']') return 0;
-    return kMarkStart.size() + end + 1;
+    const bool isConditional = isCondition(text);
+    if (!isConditional && !isBreakTag(text)) return 0;
+    const std::size_t end = text.substr(0, kLongestMark).find_first_of("<>", 1);
+    if (end == text.npos || text[end] == '<' || (isConditional && text[end - 1] != ']')) return 0;
+    return end + 1;
+}
+
+struct Mark {
+    std::size_t start, length;
+};
+// The first one; its start is npos when there is none.
+Mark findMark(std::string_view text) {
+    for (std::size_t at = text.find('<'); at != text.npos; at = text.find('<', at + 1)) {
+        const std::string_view rest = text.substr(at);
+        if (!mayBeMark(rest)) continue;
+        if (const std::size_t length = markLength(rest)) return {at, length};
+    }
+    return {text.npos, 0};
 }
 
 // How much of the end may be a mark that goes on in the next chunk.
 std::size_t openMark(std::string_view text) {
     const std::string_view tail = text.substr(text.size() - std::min(text.size(), kLongestMark));
     const std::size_t start = tail.rfind('<');
-    if (start == tail.npos) return 0;
+    if (start == tail.npos || tail.find('>', start) != tail.npos) return 0;
     const std::string_view mark = tail.substr(start);
-    if (mark.size() < kMarkStart.size()) return kMarkStart.starts_with(mark) ? mark.size() : 0;
-    return mark.starts_with(kMarkStart) && mark.find('>') == mark.npos ? mark.size() : 0;
-}
-
-// How much of the end may be a character that goes on in the next chunk.
-std::size_t openCharacter(std::string_view text) {
-    for (std::size_t length = 1; length <= std::min<std::size_t>(text.size(), 3); ++length) {
-        const std::string_view tail = text.substr(text.size() - length);
-        const auto first = static_cast<unsigned char>(tail.front());
-        if (first < 0x80) return 0;
-        if (first < 0xC0) continue;
-        const std::size_t wanted = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-        return length < wanted ? length : 0;
-    }
-    return 0;
+    const auto mayBecome = [mark](std::string_view wanted) {
+        const std::size_t length = std::min(mark.size(), wanted.size());
+        return equalsIgnoringCase(mark.substr(0, length), wanted.substr(0, length));
+    };
+    return mayBecome(kConditionStart) || mayBecome(kBreakTags[0]) || mayBecome(kBreakTags[1]) ? mark.size() : 0;
 }
 
 void appendCleaned(std::string& target, std::string_view text) {
-    for (std::size_t start = findMarkStart(text); start != text.npos; start = findMarkStart(text)) {
-        const std::size_t length = markLength(text.substr(start));
-        appendLegalXml(target, text.substr(0, length == 0 ? start + 1 : start));
-        text.remove_prefix(length == 0 ? start + 1 : start + length);
+    for (Mark mark = findMark(text); mark.length > 0; mark = findMark(text)) {
+        appendLegalXml(target, text.substr(0, mark.start));
+        text.remove_prefix(mark.start + mark.length);
     }
     appendLegalXml(target, text);
 }
@@ -70,11 +89,11 @@ std::string_view ENHTMLInput::add(std::string_view chunk) {
         joined = waiting_.append(chunk);
         chunk = joined;
     }
-    const std::size_t open = std::max(openMark(chunk), openCharacter(chunk));
+    const std::size_t open = std::max(openMark(chunk), cutOffCharacterLength(chunk));
     waiting_ = chunk.substr(chunk.size() - open);
     chunk.remove_suffix(open);
     chunk = dropByteOrderMark(chunk);
-    if (joined.empty() && findMarkStart(chunk) == chunk.npos && legalXmlPrefix(chunk) == chunk.size()) return chunk;
+    if (joined.empty() && findMark(chunk).length == 0 && legalXmlPrefix(chunk) == chunk.size()) return chunk;
     ready_.clear();
     appendCleaned(ready_, chunk);
     return ready_;

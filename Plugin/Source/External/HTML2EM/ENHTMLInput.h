@@ -1,6 +1,7 @@
 // HTML on its way to the parser, chunk by chunk, cut anywhere: made to hold only what may stand in an XML document, and
-// freed of the marks "<![if ...]>" and "<![endif]>" that some mail programs put around parts of a page. A browser takes
-// these for comments, libxml2 takes them for text. A byte order mark at the start goes too.
+// freed of marks that browsers pass over and libxml2 stumbles on: "<![if ...]>" and "<![endif]>" around parts of a
+// page, which it takes for text, and "<wbr>", in which it puts all that follows. A byte order mark at the start goes
+// too.
 #pragma once
 
 #include <string>

@@ -1,5 +1,7 @@
 #include "HTML2EM/ENHTMLtoENMLConverter.h"
 
+#include <utility>
+
 #include "HTML2EM/ENMLConstants.h"
 #include "HTML2EM/ENMLWriter.h"
 #include "HTML2EM/ENXMLText.h"
@@ -50,14 +52,14 @@ std::string ENHTMLtoENMLConverter::enmlFromHTMLContent(std::string_view html) {
     enml_.clear();
     htmlParser().parseContents(html);
     handOnRest();
-    return enml_;
+    return std::exchange(enml_, {});
 }
 
 std::string ENHTMLtoENMLConverter::enmlFromContentsOfHTMLFile(const std::filesystem::path& file) {
     enml_.clear();
     htmlParser().parseContentsOfFile(file);
     handOnRest();
-    return enml_;
+    return std::exchange(enml_, {});
 }
 
 void ENHTMLtoENMLConverter::writeData(std::string_view data) { htmlParser().appendData(data); }
@@ -135,11 +137,14 @@ void ENHTMLtoENMLConverter::handOnRest() {
 }
 
 void ENHTMLtoENMLConverter::xmlWriterDidGenerateData(ENXMLWriter&, std::string_view data) {
-    if (cutOffCharacter_.empty() && legalXmlPrefix(data) == data.size()) return handOn(data);
-    const std::string joined = std::exchange(cutOffCharacter_, {}).append(data);
-    const std::size_t whole = legalXmlPrefix(joined);
-    cutOffCharacter_ = joined.substr(whole);
-    handOn(std::string_view(joined).substr(0, whole));
+    std::string joined;
+    if (!cutOffCharacter_.empty()) {
+        joined = std::exchange(cutOffCharacter_, {}).append(data);
+        data = joined;
+    }
+    const std::size_t open = cutOffCharacterLength(data);
+    cutOffCharacter_ = data.substr(data.size() - open);
+    handOn(data.substr(0, data.size() - open));
 }
 
 void ENHTMLtoENMLConverter::handOn(std::string_view text) {

@@ -9,9 +9,12 @@ namespace {
 
 std::string orEmpty(std::optional<std::string_view> piece) { return std::string(piece.value_or("")); }
 
+// In any case of letters: readers take "JavaScript:" for the same scheme.
 bool containsScript(std::string_view scheme) {
-    // In any case of letters: readers take "JavaScript:" for the same scheme.
-    return asciiLowered(scheme).find("script") != std::string::npos;
+    constexpr std::string_view script = "script";
+    for (std::size_t at = 0; at + script.size() <= scheme.size(); ++at)
+        if (startsWithIgnoringCase(scheme.substr(at), script)) return true;
+    return false;
 }
 
 std::string authorityOf(const Url& url) {
@@ -25,6 +28,7 @@ std::string authorityOf(const Url& url) {
 
 // The pattern's path and the parser's, the latter as files have it: without escapes and without a slash at the end.
 std::optional<std::string> pathMismatch(std::string_view encoded, const Url& url) {
+    if (url.encodedPath() == encoded) return std::nullopt;  // which stays so without escapes
     std::string path = percentDecodedUtf8(encoded).value_or("");
     const std::string parsed = url.path().value_or("");
     if (path == parsed) return std::nullopt;
@@ -54,7 +58,9 @@ URLCheck checkURLComponents(const std::optional<Url>& url) {
         if (group != piece) check.mismatches.push_back(stringWithFormat(format, {group, piece}));
     };
     compare("Scheme '%@' does not match scheme '%@'", groups.scheme, scheme);
-    compare("Authority '%@' does not match authority '%@'", groups.authority, authorityOf(*url));
+    const bool isHostAlone = !url->user() && !url->password() && !url->port();
+    compare("Authority '%@' does not match authority '%@'", groups.authority,
+            isHostAlone ? url->host().value_or("") : authorityOf(*url));
     if (auto mismatch = pathMismatch(groups.path, *url)) check.mismatches.push_back(*std::move(mismatch));
     compare("Query '%@' does not match query '%@'", groups.query, orEmpty(url->query()));
     compare("Fragment '%@' does not match fragment '%@'", groups.fragment, orEmpty(url->fragment()));
@@ -69,15 +75,24 @@ URLGroups groupsOfURL(std::string_view url) {
         url.remove_prefix(piece.size());
         return piece;
     };
-    if (const std::size_t end = url.find_first_of(":/?#"); end != url.npos && end > 0 && url[end] == ':') {
+    const auto findAny = [&url](auto isWanted) {
+        std::size_t at = 0;
+        while (at < url.size() && !isWanted(url[at]))
+            ++at;
+        return at;
+    };
+    const auto endsPath = [](char c) { return c == '?' || c == '#'; };
+    const auto endsAuthority = [=](char c) { return c == '/' || endsPath(c); };
+    const std::size_t end = findAny([=](char c) { return c == ':' || endsAuthority(c); });
+    if (end > 0 && url.substr(end).starts_with(':')) {
         groups.scheme = cut(end);
         cut(1);
     }
     if (url.starts_with("//")) {
         cut(2);
-        groups.authority = cut(url.find_first_of("/?#"));
+        groups.authority = cut(findAny(endsAuthority));
     }
-    groups.path = cut(url.find_first_of("?#"));
+    groups.path = cut(findAny(endsPath));
     if (url.starts_with('?')) {
         cut(1);
         groups.query = cut(url.find('#'));

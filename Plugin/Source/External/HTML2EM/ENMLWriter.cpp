@@ -1,5 +1,7 @@
 #include "HTML2EM/ENMLWriter.h"
 
+#include <algorithm>
+
 #include "Foundation/Assertion.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
@@ -13,6 +15,17 @@ namespace qs {
 namespace {
 
 constexpr std::string_view kPlatformPrefix = "x-apple-";
+
+bool isOfPlatform(const ENXMLAttribute& attribute) {
+    return attribute.name.size() > kPlatformPrefix.size() &&
+           isAttributeName(attribute.name.substr(0, kPlatformPrefix.size()), kPlatformPrefix);
+}
+
+// The attribute of the element that holds an address to be checked; empty for none.
+std::string_view urlAttributeOf(std::string_view element) {
+    if (element == "a") return "href";
+    return element == "img" ? "src" : "";
+}
 
 std::string hexDigits(const std::array<unsigned char, 16>& bytes) {
     constexpr std::string_view digits = "0123456789abcdef";
@@ -68,22 +81,37 @@ void ENMLWriter::endDocument() {
 bool ENMLWriter::startElement(std::string_view name, const ENXMLAttributes& attributes) {
     const ENXMLElement* element = dtd() ? dtd()->element(name) : nullptr;
     if (!element || !isInPlace(*element)) return false;
-    const std::string_view url = name == "a" ? "href" : name == "img" ? "src" : "";
-    if (url.empty() && !element->hasRules()) return ENXMLWriter::startElement(name, attributes);
-
-    ENXMLAttributes filtered = attributes;
-    if (name == "a")
-        std::erase_if(filtered, [](const ENXMLAttribute& attribute) {
-            return startsWithIgnoringCase(attribute.name, kPlatformPrefix);
-        });
-    if (!url.empty()) filtered = validateURLAttribute(url, std::move(filtered));
-    if (element->hasRules()) {
-        std::erase_if(filtered, [element](const ENXMLAttribute& attribute) {
-            return !element->takesValue(attribute.name, attribute.value.value_or(""));
-        });
-        if (!element->hasAllRequired(filtered)) return false;
+    if (isFine(*element, attributes)) {
+        startLegalElement(name, element);
+        writeAttributes(attributes);
+        return true;
     }
-    return ENXMLWriter::startElement(name, filtered);
+    const ENXMLAttributes filtered = this->filtered(*element, attributes);
+    if (!element->hasAllRequired(filtered)) return false;
+    startLegalElement(name, element);
+    writeAttributes(filtered);
+    return true;
+}
+
+// Most elements need no copy of their attributes.
+bool ENMLWriter::isFine(const ENXMLElement& element, const ENXMLAttributes& attributes) {
+    if (element.hasRules()) return false;
+    const std::string_view url = urlAttributeOf(element.name());
+    if (url.empty()) return true;
+    const ENXMLAttribute* attribute = attributeNamed(attributes, url);
+    if (attribute && !checkURLComponents(Url::parse(attribute->value.value_or(""))).isValid) return false;
+    return element.name() != "a" || std::none_of(attributes.begin(), attributes.end(), isOfPlatform);
+}
+
+ENXMLAttributes ENMLWriter::filtered(const ENXMLElement& element, ENXMLAttributes attributes) {
+    if (element.name() == "a") std::erase_if(attributes, isOfPlatform);
+    const std::string_view url = urlAttributeOf(element.name());
+    if (!url.empty()) attributes = validateURLAttribute(url, std::move(attributes));
+    if (element.hasRules())
+        std::erase_if(attributes, [&element](const ENXMLAttribute& attribute) {
+            return !element.takesValue(attribute.name, attribute.value.value_or(""));
+        });
+    return attributes;
 }
 
 bool ENMLWriter::isInPlace(const ENXMLElement& element) const {
@@ -106,7 +134,7 @@ ENXMLAttributes ENMLWriter::validateURLAttribute(std::string_view name, ENXMLAtt
         logWarning(stringWithFormat("Unable to validate URL:%@ in attributes:%@",
                                     {attribute->value.value_or("(null)"), shown(attributes)}));
     }
-    std::erase_if(attributes, [name](const ENXMLAttribute& other) { return equalsIgnoringCase(other.name, name); });
+    std::erase_if(attributes, [name](const ENXMLAttribute& other) { return isAttributeName(other.name, name); });
     return attributes;
 }
 
@@ -115,7 +143,7 @@ bool ENMLWriter::writeResourceWithDataHash(const std::array<unsigned char, 16>& 
     const std::string digits = hexDigits(hash);
     ENXMLAttributes all = attributes;
     std::erase_if(all, [](const ENXMLAttribute& attribute) {
-        return equalsIgnoringCase(attribute.name, "type") || equalsIgnoringCase(attribute.name, "hash");
+        return isAttributeName(attribute.name, "type") || isAttributeName(attribute.name, "hash");
     });
     all.push_back({"type", mime.empty() ? ENMIMETypeOctetStream : mime});
     all.push_back({"hash", digits});

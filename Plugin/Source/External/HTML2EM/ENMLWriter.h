@@ -52,6 +52,8 @@ public:
 
 private:
     bool isInPlace(const ENXMLElement& element) const;
+    static bool isFine(const ENXMLElement& element, const ENXMLAttributes& attributes);
+    ENXMLAttributes filtered(const ENXMLElement& element, ENXMLAttributes attributes);
 
     ENLogBudget log_;
 };

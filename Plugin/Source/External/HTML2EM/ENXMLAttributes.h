@@ -16,10 +16,18 @@ struct ENXMLAttribute {
 };
 using ENXMLAttributes = std::vector<ENXMLAttribute>;
 
-// In any case of letters; null for none.
+// `lowerCase` is in lower case, `name` in any. Asked for every attribute of a document, hence not equalsIgnoringCase().
+inline bool isAttributeName(std::string_view name, std::string_view lowerCase) {
+    if (name.size() != lowerCase.size()) return false;
+    for (std::size_t i = 0; i < name.size(); ++i)
+        if (asciiLower(name[i]) != lowerCase[i]) return false;
+    return true;
+}
+
+// By a name in lower case; null for none.
 inline const ENXMLAttribute* attributeNamed(const ENXMLAttributes& attributes, std::string_view name) {
     for (const ENXMLAttribute& attribute : attributes)
-        if (attribute.name.size() == name.size() && equalsIgnoringCase(attribute.name, name)) return &attribute;
+        if (isAttributeName(attribute.name, name)) return &attribute;
     return nullptr;
 }
 

@@ -5,13 +5,17 @@
 #include <libxml/parser.h>
 #include <libxml/valid.h>
 
+#include <array>
 #include <map>
 #include <mutex>
+#include <utility>
+#include <vector>
 
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "HTML2EM/ENEntityLoader.h"
 #include "HTML2EM/ENLibXML.h"
+#include "HTML2EM/ENShortName.h"
 #include "HTML2EM/ENXMLElement.h"
 
 namespace qs {
@@ -51,6 +55,8 @@ std::filesystem::path folderBesideThisCode() {
 }  // namespace
 
 struct ENXMLDTD::Parsed {
+    using Elements = std::map<std::string, ENXMLElement, std::less<>>;
+
     explicit Parsed(xmlDtd* given) : dtd(given) {}
     ~Parsed() { xmlFreeDtd(dtd); }
     Parsed(const Parsed&) = delete;
@@ -58,20 +64,37 @@ struct ENXMLDTD::Parsed {
 
     void addElements() {
         const auto add = [](void* payload, void* data, const xmlChar*) {
-            auto& all = *static_cast<std::map<std::string, ENXMLElement, std::less<>>*>(data);
+            auto& all = *static_cast<Elements*>(data);
             const ENXMLElement element(*static_cast<const xmlElement*>(payload), all.size());
             all.emplace(element.name(), element);
         };
         if (dtd->elements) xmlHashScan(static_cast<xmlHashTable*>(dtd->elements), add, &elements);
-        for (auto& [name, element] : elements)
+        for (auto& [name, element] : elements) {
+            byShortName[shortName(name) % kBuckets].emplace_back(shortName(name), &element);
             element.addChildren([this](const std::string& child) -> std::optional<std::size_t> {
                 const auto found = elements.find(child);
                 return found == elements.end() ? std::nullopt : std::optional(found->second.number());
             });
+        }
+    }
+
+    const ENXMLElement* find(std::string_view name) const {
+        const std::uint64_t number = shortName(name);
+        if (number == 0) {
+            const auto found = elements.find(name);
+            return found == elements.end() ? nullptr : &found->second;
+        }
+        for (const auto& [known, element] : byShortName[number % kBuckets])
+            if (known == number) return element;
+        return nullptr;
     }
 
     xmlDtd* dtd;
-    std::map<std::string, ENXMLElement, std::less<>> elements;
+    Elements elements;
+
+private:
+    static constexpr std::size_t kBuckets = 251;
+    std::array<std::vector<std::pair<std::uint64_t, const ENXMLElement*>>, kBuckets> byShortName;
 };
 
 ENXMLDTD::ENXMLDTD(std::unique_ptr<Parsed> parsed, std::string name, std::string docTypeDeclaration)
@@ -183,9 +206,6 @@ bool ENXMLDTD::isAttributeLegal(std::string_view attribute, std::string_view ele
     return sanitized && sanitized->size() == 1;
 }
 
-const ENXMLElement* ENXMLDTD::element(std::string_view name) const {
-    const auto found = parsed_->elements.find(name);
-    return found == parsed_->elements.end() ? nullptr : &found->second;
-}
+const ENXMLElement* ENXMLDTD::element(std::string_view name) const { return parsed_->find(name); }
 
 }  // namespace qs

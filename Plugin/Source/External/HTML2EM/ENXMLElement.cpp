@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "HTML2EM/ENLibXML.h"
+#include "HTML2EM/ENShortName.h"
 
 namespace qs {
 
@@ -35,20 +36,26 @@ ENXMLElement::ENXMLElement(const xmlElement& declaration, std::size_t number)
     for (const xmlAttribute* attribute = declaration.attributes; attribute; attribute = attribute->nexth) {
         attributes_.push_back({asciiLowered(qualifiedName(attribute->prefix, attribute->name)),
                                permittedValues(*attribute), attribute->def == XML_ATTRIBUTE_REQUIRED});
+        shortNames_.push_back(shortName(attributes_.back().name));
         hasRules_ = hasRules_ || attributes_.back().isRequired || !attributes_.back().values.empty();
     }
 }
 
-const ENXMLElement::Attribute* ENXMLElement::attribute(std::string_view name) const {
-    for (const Attribute& attribute : attributes_)
-        if (equalsIgnoringCase(attribute.name, name)) return &attribute;
-    return nullptr;
+std::size_t ENXMLElement::attributeNumber(std::string_view name) const {
+    // HTML's parser gives names in lower case, so this is mostly all.
+    if (const std::uint64_t number = shortName(name); number != 0)
+        for (std::size_t i = 0; i < shortNames_.size(); ++i)
+            if (shortNames_[i] == number) return i;
+    for (std::size_t i = 0; i < attributes_.size(); ++i)
+        if (isAttributeName(name, attributes_[i].name)) return i;
+    return kNone;
 }
 
 bool ENXMLElement::takesValue(std::string_view name, std::string_view value) const {
-    const Attribute* found = attribute(name);
-    return found && (found->values.empty() ||
-                     std::find(found->values.begin(), found->values.end(), value) != found->values.end());
+    const std::size_t number = attributeNumber(name);
+    if (number == kNone) return false;
+    const auto& values = attributes_[number].values;
+    return values.empty() || std::find(values.begin(), values.end(), value) != values.end();
 }
 
 bool ENXMLElement::hasAllRequired(const ENXMLAttributes& given) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,7 +33,7 @@ public:
         return takesAnything_ || (child.number_ < children_.size() && children_[child.number_]);
     }
 
-    bool takesAttribute(std::string_view name) const { return attribute(name) != nullptr; }
+    bool takesAttribute(std::string_view name) const { return attributeNumber(name) != kNone; }
     // Whether there is more to ask about attributes than their names.
     bool hasRules() const { return hasRules_; }
     // False for a value that the definition does not leave free: another one than it fixes, or none of those it lists.
@@ -45,14 +46,17 @@ private:
         std::vector<std::string> values;  // all that it may have; empty for any
         bool isRequired = false;
     };
-    const Attribute* attribute(std::string_view name) const;
+    // By a name in any case of letters; npos for none.
+    std::size_t attributeNumber(std::string_view name) const;
     std::vector<std::string> namesOfChildren() const;
 
     const _xmlElement& declaration_;
     std::string name_;
     std::size_t number_;
     std::vector<bool> children_;  // by number
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
     std::vector<Attribute> attributes_;
+    std::vector<std::uint64_t> shortNames_;  // of the attributes, in the same order
     bool takesText_ = false, takesAnything_ = false, hasRules_ = false;
 };
 

@@ -36,10 +36,15 @@ public:
 private:
     struct Events;  // what libxml2 calls
     using Name = const unsigned char*;
+    static constexpr unsigned kEventsBetweenLooksAtTheClock = 256;
 
     void feed(std::string_view bytes);
     void parse(std::string_view bytes, bool isLast);
-    void checkTime();
+    // Called at every event; looks at the clock now and then.
+    void checkTime() {
+        if (++events_ % kEventsBetweenLooksAtTheClock == 0) lookAtTheClock();
+    }
+    void lookAtTheClock();
     // Stops. Told at once, or when libxml2 has returned.
     void fail(ENXMLSaxParserError code, std::string message);
     void tellFailure();

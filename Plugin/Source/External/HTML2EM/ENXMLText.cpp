@@ -1,5 +1,7 @@
 #include "HTML2EM/ENXMLText.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 
@@ -11,12 +13,15 @@ namespace {
 
 bool isLegalAscii(unsigned char c) { return c >= 0x20 || c == '\t' || c == '\n' || c == '\r'; }
 
-// Eight at once: no byte has its high bit set or is below 0x20. A line end makes it look closer.
-bool areEightPrintable(const char* bytes) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes, sizeof word);
+// Many at once: no byte has its high bit set or is below 0x20. A line end makes it look closer.
+template <std::size_t words>
+bool arePrintable(const char* bytes) {
+    std::uint64_t word[words], all = 0;
+    std::memcpy(word, bytes, sizeof word);
     constexpr std::uint64_t high = 0x8080808080808080u, blanks = 0x2020202020202020u;
-    return ((word | (word - blanks)) & high) == 0;
+    for (const std::uint64_t each : word)
+        all |= each | (each - blanks);
+    return (all & high) == 0;
 }
 
 // The length of the legal character at the start; 0 when there is none.
@@ -27,12 +32,44 @@ std::size_t legalCharacterLength(std::string_view text) {
     return utf8CharacterLength(text);
 }
 
+std::string_view escapeOf(char c) {
+    switch (c) {
+    case '&': return "&amp;";
+    case '<': return "&lt;";
+    case '>': return "&gt;";
+    case '"': return "&quot;";
+    case '\r': return "&#13;";
+    default: return {};
+    }
+}
+
+constexpr std::array<bool, 256> makePlain() {
+    std::array<bool, 256> plain{};
+    for (std::size_t c = 0x20; c < 0x80; ++c)
+        plain[c] = c != '&' && c != '<' && c != '>' && c != '"';
+    plain['\t'] = plain['\n'] = true;
+    return plain;
+}
+constexpr std::array<bool, 256> kPlain = makePlain();
+
+// ASCII that stands for itself.
+std::size_t plainPrefix(std::string_view text) {
+    std::size_t i = 0;
+    while (i < text.size() && kPlain[static_cast<unsigned char>(text[i])])
+        ++i;
+    return i;
+}
+
 }  // namespace
 
 std::size_t legalXmlPrefix(std::string_view text) {
     std::size_t i = 0;
     while (i < text.size()) {
-        if (text.size() - i >= 8 && areEightPrintable(text.data() + i)) {
+        if (text.size() - i >= 32 && arePrintable<4>(text.data() + i)) {
+            i += 32;
+            continue;
+        }
+        if (text.size() - i >= 8 && arePrintable<1>(text.data() + i)) {
             i += 8;
             continue;
         }
@@ -41,6 +78,18 @@ std::size_t legalXmlPrefix(std::string_view text) {
         i += length;
     }
     return i;
+}
+
+std::size_t cutOffCharacterLength(std::string_view text) {
+    for (std::size_t length = 1; length <= std::min<std::size_t>(text.size(), 3); ++length) {
+        const std::string_view tail = text.substr(text.size() - length);
+        const auto first = static_cast<unsigned char>(tail.front());
+        if (first < 0x80) return 0;
+        if (first < 0xC0) continue;
+        const std::size_t wanted = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+        return length < wanted ? length : 0;
+    }
+    return 0;
 }
 
 void appendLegalXml(std::string& target, std::string_view text) {
@@ -55,6 +104,22 @@ void appendLegalXml(std::string& target, std::string_view text) {
         else if (text.front() == '\f')
             target += ' ';
         text.remove_prefix(length == 0 ? 1 : length);
+    }
+}
+
+void appendEscapedXml(std::string& target, std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t plain = plainPrefix(text);
+        target.append(text.substr(0, plain));
+        text.remove_prefix(plain);
+        if (text.empty()) return;
+        const std::string_view escaped = escapeOf(text.front());
+        const std::size_t length = escaped.empty() ? std::max<std::size_t>(utf8CharacterLength(text), 1) : 1;
+        if (escaped.empty())
+            appendLegalXml(target, text.substr(0, length));
+        else
+            target.append(escaped);
+        text.remove_prefix(length);
     }
 }
 

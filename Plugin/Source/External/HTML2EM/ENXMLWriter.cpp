@@ -61,6 +61,9 @@ void ENXMLWriter::startDocument() {
     if (dtd_ && !dtd_->docTypeDeclaration().empty()) {
         check(xmlTextWriterStartDocument(writer_, nullptr, "UTF-8", "no"), "xmlTextWriterStartDocument");
         writeRawString(dtd_->docTypeDeclaration());
+        // What follows is UTF-8 already, and need not be converted into it.
+        flush();
+        buffer->encoder = nullptr;
     }
     writeRawString("\n");
 }
@@ -80,18 +83,26 @@ void ENXMLWriter::flush() {
 bool ENXMLWriter::startElement(std::string_view name) {
     const ENXMLElement* element = dtd_ ? dtd_->element(name) : nullptr;
     if (dtd_ && !element) return false;
+    startLegalElement(name, element);
+    return true;
+}
+
+void ENXMLWriter::startLegalElement(std::string_view name, const ENXMLElement* element) {
     name_ = name;
     check(xmlTextWriterStartElement(writer_, xmlChars(name_)), "xmlTextWriterStartElement");
     openElements_.push_back(element);
     currentElement_ = element;
-    return true;
 }
 
 bool ENXMLWriter::startElement(std::string_view name, const ENXMLAttributes& attributes) {
     if (!startElement(name)) return false;
+    writeAttributes(attributes);
+    return true;
+}
+
+void ENXMLWriter::writeAttributes(const ENXMLAttributes& attributes) {
     for (const ENXMLAttribute& attribute : attributes)
         writeAttributeName(attribute.name, attribute.value);
-    return true;
 }
 
 void ENXMLWriter::endElement() {
@@ -115,9 +126,13 @@ bool ENXMLWriter::writeAttributeName(std::string_view name, std::optional<std::s
     }
     name_ = name;
     text_.clear();
-    appendLegalXml(text_, value.value_or(std::string_view()));
-    for (auto at = text_.find('&'); at != text_.npos; at = text_.find('&', at + 1))
-        text_.replace(at, 1, "&#38;");
+    std::string_view rest = value.value_or(std::string_view());
+    for (std::size_t at = rest.find('&'); at != rest.npos; at = rest.find('&')) {
+        appendLegalXml(text_, rest.substr(0, at));
+        text_ += "&#38;";
+        rest.remove_prefix(at + 1);
+    }
+    appendLegalXml(text_, rest);
     check(xmlTextWriterWriteAttribute(writer_, xmlChars(name_), xmlChars(text_)), "xmlTextWriterWriteAttribute");
     return true;
 }
@@ -136,8 +151,10 @@ void ENXMLWriter::writeRawString(std::string_view text) {
 }
 
 void ENXMLWriter::writeString(std::string_view text) {
-    if (text.empty()) return;
-    check(xmlTextWriterWriteString(writer_, legal(text)), "xmlTextWriterWriteString");
+    // Escaped here, in one pass with the look at each character, as libxml2's own escaping would copy it twice more.
+    text_.clear();
+    appendEscapedXml(text_, text);
+    writeRawString(text_);
 }
 
 void ENXMLWriter::startCDATA() {
@@ -167,9 +184,8 @@ void ENXMLWriter::endCDATA() {
     isInCDATA_ = false;
 }
 
-void ENXMLWriter::check(int result, const char* function) {
+void ENXMLWriter::raise(int result, const char* function) {
     if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
-    if (result >= 0) return;
     throw ENXMLWriterLibXMLError(
         stringWithFormat("%@ returned result=%i, error=%@", {function, result, takeLastXmlMessage()}));
 }

@@ -74,10 +74,16 @@ public:
 protected:
     // The innermost open element as the definition has it; null for none, and when there is no definition.
     const ENXMLElement* innermostElement() const { return openElements_.empty() ? nullptr : openElements_.back(); }
+    // Without asking the definition; null when there is none.
+    void startLegalElement(std::string_view name, const ENXMLElement* element);
+    void writeAttributes(const ENXMLAttributes& attributes);
 
 private:
     struct Output;
-    void check(int result, const char* function);
+    void check(int result, const char* function) {
+        if (result < 0 || thrown_) raise(result, function);
+    }
+    [[noreturn]] void raise(int result, const char* function);
     const unsigned char* legal(std::string_view text);
 
     ENXMLWriterDelegate* delegate_;

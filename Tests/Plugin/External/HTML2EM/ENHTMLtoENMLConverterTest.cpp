@@ -14,6 +14,8 @@ struct ConverterTest : ENMLTest {};
 
 struct Case {
     const char *why, *html, *content;
+
+    friend void PrintTo(const Case& each, std::ostream* out) { *out << each.why; }
 };
 class ContentTest : public ENMLTest, public testing::WithParamInterface<Case> {};
 
@@ -38,6 +40,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"a style sheet in the body", "<body><style>p { color: red }</style><p>a</p></body>", "<p>a</p>"},
         Case{"comments, conditional ones too", "<body>a<!-- b --><!--[if mso]><b>c</b><![endif]-->d</body>", "ad"},
         Case{"the marks around parts for other programs", "<body>a<![if !mso]>b<![endif]>c</body>", "abc"},
+        Case{"places where a line may break", "<body><p>long<wbr>word <WBR/>and</wbr> more",
+             "<p>longword and more</p>"},
         Case{"processing instructions and foreign namespaces", "<body>a<?xml:namespace prefix=o ?><o:p>x</o:p>b</body>",
              "ab"},
         Case{"names in upper case", "<BODY><P ALIGN=CENTER>a</P></BODY>", "<p align=\"CENTER\">a</p>"},

@@ -147,7 +147,9 @@ struct ENMLWriterTest : ENMLTest {
                                                          0xE9, 0x80, 0x09, 0x98, 0xEC, 0xF8, 0x42, 0x7E};
 };
 
-TEST_F(ENMLWriterTest, AnEmptyNote) { EXPECT_EQ(ENMLWriter::emptyNote(), std::string(kNoteHead) + "<en-note/>\n"); }
+TEST_F(ENMLWriterTest, AnEmptyNote) {
+    EXPECT_EQ(ENMLWriter::emptyNote(), std::string(kNoteHead).append("<en-note/>\n"));
+}
 
 TEST_F(ENMLWriterTest, TheServicesOwnElements) {
     EXPECT_EQ(written([](ENMLWriter& w) {
