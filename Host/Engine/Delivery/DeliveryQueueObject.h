@@ -105,6 +105,7 @@ private:
     bool standsAmongSent(const Delivery& delivery);
     void putAside(const std::filesystem::path& file, const Error& error);
     void tellRefused(const Delivery& delivery);
+    void tellSettled(const Delivery& delivery);
     void tellUnsettled(const Delivery& delivery, DeliveryStatus::State state, const std::string& sentence);
 
     // Settling what a crash or a failing disk left; in Recovery.cpp.

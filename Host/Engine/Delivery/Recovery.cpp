@@ -101,7 +101,10 @@ void DeliveryServiceObject::recoverClaimed(const std::filesystem::path& file, co
     Result<void> settled;
     switch (delivery->state.stage) {
     case Stage::Claimed: settled = putBack(*delivery); break;
-    case Stage::FinalDot: keepInDoubt(*delivery, "The program ended before the server had answered."); return;
+    case Stage::FinalDot:
+        if (keepInDoubt(*delivery, "The program ended before the server had answered.") == kDeliveryDelivered)
+            tellSettled(*delivery);
+        return;
     case Stage::Accepted:
         if (!isShown(delivery->state.uniqueID)) tellRefused(*delivery);
         settled = saveSentCopyAndTidy(*delivery);
@@ -111,7 +114,10 @@ void DeliveryServiceObject::recoverClaimed(const std::filesystem::path& file, co
     if (!settled)
         return tellUnsettled(*delivery, DeliveryStatus::State::Failed,
                              "It could not be settled yet: " + settled.error().description);
-    if (delivery->state.stage != Stage::Claimed) records_.forget(delivery->state.uniqueID);
+    if (delivery->state.stage != Stage::Claimed) {
+        records_.forget(delivery->state.uniqueID);
+        tellSettled(*delivery);
+    }
     unshow(delivery->state.uniqueID);
 }
 
@@ -163,7 +169,9 @@ Result<void> DeliveryServiceObject::markSent(std::string_view uniqueID) {
     return settleDoubt(uniqueID, [this](Delivery& delivery) -> Result<void> {
         if (auto noted = journal_.noteStage(delivery.state, Stage::Accepted); !noted) return noted;
         delivery.state.stage = Stage::Accepted;
-        return saveSentCopyAndTidy(delivery);
+        auto saved = saveSentCopyAndTidy(delivery);
+        if (saved) tellSettled(delivery);
+        return saved;
     });
 }
 

@@ -7,6 +7,7 @@
 #include "Delivery/DeliveryQueueObject.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
+#include "Foundation/NotificationCenter.h"
 #include "Mail/Mailbox.h"
 #include "Mail/MessageHeaders.h"
 #include "MailLibrary.h"
@@ -142,6 +143,15 @@ void DeliveryServiceObject::tellRefused(const Delivery& delivery) {
     for (const auto& [recipient, why] : delivery.state.refused)
         text += " " + why;
     tell(std::move(text), delivery.state.uniqueID);
+}
+
+void DeliveryServiceObject::tellSettled(const Delivery& delivery) {
+    for (const auto& copy : library_.messagesWithMessageIDHeader(delivery.messageID)) {
+        const auto mailbox = copy->mailbox();
+        if (!mailbox || mailbox->kind() != MailboxKind::Sent) continue;
+        return RunLoop::main().post(
+            [copy] { NotificationCenter::defaultCenter().post(DeliveryWasSettledNotification, copy.get()); });
+    }
 }
 
 // Shown at once, told once for each new reason: it is tried again with every walk.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
@@ -47,5 +48,10 @@ inline const Operation<int(std::shared_ptr<Message> message, std::shared_ptr<Mai
 inline const Operation<void(std::shared_ptr<Message> message, const Error& error)> handleFailedDelivery{
     "handleFailedDeliveryOfMessage:error:"};
 }  // namespace delivery_queue
+
+// Posted on the default centre, main thread, when a message turns out to have been delivered although no attempt told
+// so: it was cut off, or its outcome was in doubt. Object: the message's copy among the sent mail. Perhaps more than
+// once.
+inline constexpr std::string_view DeliveryWasSettledNotification = "DeliveryWasSettled";
 
 }  // namespace qs

@@ -13,6 +13,8 @@
 #include "Foundation/NotificationCenter.h"
 #include "Foundation/RunLoop.h"
 #include "Mail/DeliveryQueue.h"
+#include "Mail/Message.h"
+#include "Outgoing/AfterDelivery.h"
 #include "Platform.h"
 #include "Settings/UserDefaults.h"
 #include "Viewer/MessageViewer.h"
@@ -41,6 +43,11 @@ QSPluginDelegate::QSPluginDelegate() {
     observe(NSApplicationWillTerminateNotification, &QSPluginDelegate::appWillTerminate);
     observe(NSApplicationWillResignActiveNotification, &QSPluginDelegate::appWillResignActive);
     observe(MailApplicationDidFinishLaunchingNotification, &QSPluginDelegate::mailApplicationDidFinishLaunching);
+    observations_.push_back(NotificationCenter::defaultCenter().addObserver(
+        std::string(DeliveryWasSettledNotification), [](const Notification& notification) {
+            const auto* message = dynamic_cast<const Message*>(notification.object);
+            if (auto headers = message ? message->headersIfAvailable() : nullptr) finishDelivery(std::move(headers));
+        }));
 }
 
 QSPluginDelegate::~QSPluginDelegate() {

@@ -12,6 +12,7 @@
 #include "Outgoing/QSSendHooks.h"
 #include "Outgoing/SendSteps.h"
 #include "PluginTest.h"
+#include "Support/RecordingSmtpServer.h"
 #include "Text/MailHeaderDate.h"
 
 namespace qs {
@@ -95,6 +96,7 @@ TEST_F(HoldTest, AScheduledMessageLeavesAtItsTimeOnEveryVersion) {
 
 TEST_F(HoldTest, TheDelayHoldsEveryMessageForItsSecondsAndThreeMore) {
     startHost();
+    defaults().setObject(false, "QSShowUndoDialog");  // whose countdown sends at zero
     defaults().setObject(true, "QSSendDelay");
     defaults().setObject(20, "QSSendDelaySeconds");
     send();
@@ -203,6 +205,33 @@ TEST_F(HoldTest, PixelAndFollowUpLearnTheMessageId) {
     beat();
     EXPECT_THAT(pixels, SizeIs(1));
     EXPECT_THAT(followUps, SizeIs(2));
+}
+
+// No attempt ended with the delivery: the server hung up, and the person knows better.
+TEST_F(HoldTest, ADeliveryThatWasInDoubtIsFinishedAfterwards) {
+    RecordingSmtpServer server;
+    server.add({.stage = SmtpStage::FinalDot, .hangsUp = true});
+    AccountRecord sam = localAccount("sam", "Sam", "sam@example.org");
+    sam.hasServer = true;
+    sam.server.host = "127.0.0.1";
+    sam.server.port = server.port();
+    sam.server.security = TransportSecurity::None;
+    startHost({.accounts = {sam}});
+    std::vector<std::string> followUps;
+    QSSession::current().sendHooks().followUpWasDelivered =
+        [&](const std::string& uniqueID, const std::optional<std::string>& messageID, const std::string&) {
+            followUps.push_back(uniqueID + " " + messageID.value_or("none"));
+        };
+    OutgoingMessage message;
+    message.content = "From: sam@example.org\r\nTo: far@example.com\r\nSubject: x\r\nMessage-Id: <m1@example.org>\r\n"
+                      "X-Universally-Unique-Identifier: U1\r\n\r\nText\r\n";
+    ASSERT_TRUE(host_->engine().deliveries().append("sam", message));
+    beat();
+    ASSERT_EQ(host_->engine().deliveries().taken().size(), 1u);
+    EXPECT_THAT(followUps, IsEmpty());
+    ASSERT_TRUE(host_->engine().deliveries().markSent("U1"));
+    host_->settle();
+    EXPECT_THAT(followUps, ElementsAre("U1 m1@example.org"));
 }
 
 // The host asks the class that its version has.

@@ -200,6 +200,8 @@ protected:
 struct Generation {
     int minor;
     const char *queueClass, *failureClass;
+
+    friend void PrintTo(const Generation& each, std::ostream* out) { *out << each.failureClass; }
 };
 
 class HeldMailIn : public HeldMail, public ::testing::WithParamInterface<Generation> {};
@@ -215,7 +217,7 @@ TEST_P(HeldMailIn, WaitsUntilThePlugInLetsItGo) {
     send("ada", testMail("ada", "ben@example.org", "1"));
     walk();
     EXPECT_EQ(asked_, 2) << "asked with every walk";
-    EXPECT_EQ(told_, 2) << "the host cannot know that it is held";
+    EXPECT_EQ(told_, 1) << "the host cannot know that it is held, but not with every walk";
     EXPECT_THAT(notices_, IsEmpty());
     EXPECT_EQ(onlyStatus().state, State::Waiting);
     EXPECT_EQ(onlyStatus().attempts, 0);
@@ -223,10 +225,10 @@ TEST_P(HeldMailIn, WaitsUntilThePlugInLetsItGo) {
     holds_ = false;
     walk();
     EXPECT_EQ(subjects("ben", MailboxKind::Inbox), "1");
-    EXPECT_EQ(told_, 2);
+    EXPECT_EQ(told_, 1);
 
     send("ada", testMail("ada", "eve@example.org", "2"));
-    EXPECT_EQ(told_, 3);
+    EXPECT_EQ(told_, 2);
     EXPECT_EQ(notices_.size(), 1u);
     close();
     Platform::install({});
