@@ -1,7 +1,7 @@
 // Makes the page's files: node build.mjs <output folder> [--dev]
 //
 // Each entry of src/ becomes <name>.js, with the styles it imports beside it as <name>.css; public/ is copied as it is.
-// The emoji list is copied too, so that the page asks no other server for it. src/icons/*.svg become the module "icons".
+// The emoji list is copied too, so that the page asks no other server for it, and the content policy. src/icons/*.svg become the module "icons".
 import { cp, mkdir, readdir, readFile, rm } from "node:fs/promises";
 import { existsSync } from "node:fs";
 import { createRequire } from "node:module";
@@ -65,4 +65,5 @@ try {
 
 const emoji = createRequire(import.meta.url).resolve("emoji-picker-element-data/en/emojibase/data.json");
 await cp(emoji, join(output, "emoji.json"));
+await cp(join(here, "CSP.txt"), join(output, "CSP.txt")); // for the host, which sends it along with the page
 if (existsSync(join(here, "public"))) await cp(join(here, "public"), output, { recursive: true });

@@ -1,5 +1,6 @@
 // Calls about alerts, sheets, popovers and preferences.
 #include <boost/json.hpp>
+#include <functional>
 
 #include "Calls.h"
 #include "ComposeWindow.h"
@@ -26,21 +27,45 @@ std::shared_ptr<Window> windowNamed(CallContext& context, const std::string& nam
     return nullptr;
 }
 
-struct SheetOf {
-    std::shared_ptr<Window> window;
-    std::shared_ptr<FormModel> form;
-};
-
-SheetOf sheetOf(CallContext& context, const json::object& args) {
-    auto window = windowNamed(context, arguments::text(args, "window"));
-    auto form = window ? window->currentSheet() : nullptr;
-    if (!form || form->identifier != arguments::text(args, "form")) throw CallRefused("That dialog is closed.");
-    return {window, form};
+Popover* shownPopover(std::string_view identifier) {
+    for (Popover* popover : Popover::allShown())
+        if (popover->identifier() == identifier) return popover;
+    return nullptr;
 }
 
-json::value setSheetControl(CallContext& context, const json::object& args) {
-    auto sheet = sheetOf(context, args);
-    FormControl* control = sheet.form->control(arguments::text(args, "control"));
+// A form that is open somewhere, and what a button without an action of its own does there.
+struct OpenForm {
+    std::shared_ptr<FormModel> form;
+    std::function<void(int code)> end;
+};
+
+constexpr std::string_view kPopoverPrefix = "popover:";
+
+// "popover:<identifier>", "preferences" for the selected pane, or a window for its sheet; a sheet of the preferences
+// goes before their pane.
+OpenForm openForm(CallContext& context, const json::object& args) {
+    const std::string name = arguments::text(args, "window"), identifier = arguments::text(args, "form");
+    const auto isMeant = [&](const auto& form) { return form && form->identifier == identifier; };
+    if (name.starts_with(kPopoverPrefix)) {
+        Popover* popover = shownPopover(std::string_view(name).substr(kPopoverPrefix.size()));
+        if (popover && isMeant(popover->content.form))
+            return {popover->content.form, [id = popover->identifier()](int) {
+                        if (Popover* shown = shownPopover(id)) shown->close();
+                    }};
+    }
+    if (const auto window = windowNamed(context, name); window && isMeant(window->currentSheet()))
+        return {window->currentSheet(),
+                [window, form = window->currentSheet()](int code) { window->endSheet(*form, code); }};
+    auto& preferences = context.application.preferences();
+    const auto preferenceWindow = preferences.preferenceWindow();
+    if (preferenceWindow && preferenceWindow->isVisible() && preferenceWindow->identifier() == name)
+        if (const auto form = preferences.form(); isMeant(form)) return {form, [](int) {}};
+    throw CallRefused("That dialog is closed.");
+}
+
+json::value setControl(CallContext& context, const json::object& args) {
+    const OpenForm open = openForm(context, args);
+    FormControl* control = open.form->control(arguments::text(args, "control"));
     if (!control || !control->enabled) throw CallRefused("That can't be changed right now.");
     const json::value* value = args.if_contains("value");
     control->value = value ? fromJson(*value) : Value();
@@ -49,31 +74,29 @@ json::value setSheetControl(CallContext& context, const json::object& args) {
     return nullptr;
 }
 
-json::value pressSheetButton(CallContext& context, const json::object& args) {
-    auto sheet = sheetOf(context, args);
+json::value pressButton(CallContext& context, const json::object& args) {
+    const OpenForm open = openForm(context, args);
     const auto index = static_cast<std::size_t>(arguments::number(args, "button"));
-    if (index >= sheet.form->buttons.size()) throw CallRefused("That dialog has changed.");
-    const FormButton button = sheet.form->buttons[index];
+    if (index >= open.form->buttons.size()) throw CallRefused("That dialog has changed.");
+    const FormButton button = open.form->buttons[index];
     if (button.action)
         button.action();
     else
-        sheet.window->endSheet(*sheet.form, button.code);
+        open.end(button.code);
     noteModelChange();
     return nullptr;
 }
 
 Popover& popoverOf(const json::object& args) {
-    const std::string identifier = arguments::text(args, "identifier");
-    for (Popover* popover : Popover::allShown())
-        if (popover->identifier() == identifier) return *popover;
+    if (Popover* popover = shownPopover(arguments::text(args, "identifier"))) return *popover;
     throw CallRefused("That hint is closed.");
 }
 
 }  // namespace
 
 void addDialogCalls(CallTable& table) {
-    table["sheet.set"] = setSheetControl;
-    table["sheet.button"] = pressSheetButton;
+    table["sheet.set"] = setControl;
+    table["sheet.button"] = pressButton;
     table["alert.answer"] = [](CallContext&, const json::object& args) -> json::value {
         if (!AlertCentre::shared().answer(static_cast<int>(arguments::number(args, "id")),
                                           static_cast<int>(arguments::number(args, "button")),

@@ -1,5 +1,7 @@
 #include "PageFiles.h"
 
+#include <algorithm>
+
 #include "Foundation/FileSystem.h"
 
 namespace qs {
@@ -20,14 +22,24 @@ const char* typeOf(const std::filesystem::path& file) {
     return "application/octet-stream";
 }
 
-// Scripts, styles and connections of our own only. The editor needs inline styles; pictures of messages are data
-// addresses, attachments that the page shows are blobs; a message is shown in a frame made of text (srcdoc).
-std::string contentPolicy(const std::string& host) {
-    return "default-src 'none'; script-src 'self'; style-src 'self' 'unsafe-inline'; img-src 'self' data: blob:; "
-           "font-src 'self'; connect-src 'self' ws://" +
-           host +
-           "; frame-src 'self' blob:; manifest-src 'self'; base-uri 'none'; form-action 'none'; "
-           "frame-ancestors 'none'; object-src 'none'";
+// One directive a line, lines that begin with # are remarks.
+std::string policyFrom(std::string_view text) {
+    std::string policy;
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+        if (line.empty() || line.front() == '#') continue;
+        if (!policy.empty()) policy += "; ";
+        policy += line;
+    }
+    return policy;
+}
+
+std::string withHost(std::string policy, std::string_view host) {
+    constexpr std::string_view kPlace = "{host}";
+    for (auto at = policy.find(kPlace); at != std::string::npos; at = policy.find(kPlace, at + host.size()))
+        policy.replace(at, kPlace.size(), host);
+    return policy;
 }
 
 }  // namespace
@@ -47,6 +59,11 @@ Result<PageFiles> PageFiles::load(const std::filesystem::path& folder) {
         return failure("HostServer", 1,
                        "The page's files are missing in " + folder.string() + ". Build the page first.");
     page.files_["/"] = page.files_["/index.html"];
+    const auto policy = page.files_.extract("/CSP.txt");
+    if (policy) page.policy_ = policyFrom(policy.mapped().content);
+    if (page.policy_.empty())
+        return failure("HostServer", 2,
+                       "The page's content policy is missing in " + folder.string() + ". Build the page again.");
     return page;
 }
 
@@ -57,7 +74,7 @@ HttpResponse PageFiles::answer(const HttpRequest& request) const {
     if (found == files_.end()) return HttpResponse::text(404, "There is nothing here.");
     if (request.method != "GET" && request.method != "HEAD") return HttpResponse::text(405, "Only GET is known here.");
     HttpResponse response{200, {{"Content-Type", found->second.type}}, found->second.content};
-    response.headers.emplace_back("Content-Security-Policy", contentPolicy(request.header("Host")));
+    response.headers.emplace_back("Content-Security-Policy", withHost(policy_, request.header("Host")));
     response.headers.emplace_back("Permissions-Policy", "camera=(), microphone=(), geolocation=()");
     return response;
 }

@@ -13,7 +13,8 @@ namespace qs {
 
 class PageFiles {
 public:
-    // Fails when the folder has no index.html.
+    // Fails when the folder has no index.html, or no CSP.txt with the content policy (Host/Page/CSP.txt tells its
+    // form).
     static Result<PageFiles> load(const std::filesystem::path& folder);
     // 404 for a path that is none of the files. "/" is index.html, which carries the content policy for the host's
     // name.
@@ -25,6 +26,7 @@ private:
         std::string type, content;
     };
     std::map<std::string, File, std::less<>> files_;
+    std::string policy_;  // with "{host}" for the host's name
 };
 
 }  // namespace qs

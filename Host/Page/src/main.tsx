@@ -4,6 +4,7 @@ import { act, complain, flushEdits, hasUnsentEdits, receive, setConnection } fro
 import { Connection } from './connection';
 import { followAppearance } from './base/appearance';
 import { listenForKeys } from './keys/keyboard';
+import { keepPaneHistory } from './layout/paneHistory';
 import { App } from './layout/App';
 import { forgetSession, openSession } from './session';
 import { ui } from './state';
@@ -37,6 +38,7 @@ async function start(): Promise<void> {
   if (!root) throw new Error('index.html has no element "page"');
   render(<App />, root);
   listenForKeys();
+  keepPaneHistory();
   followAppearance();
   const state = await openSession();
   if (state !== 'ready') {

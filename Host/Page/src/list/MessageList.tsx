@@ -1,17 +1,18 @@
 // The list of messages. Only the rows in view exist in the page; the focus stays on the grid itself, which names the
 // current row to screen readers, so that rows may come and go.
 import { useCallback, useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
-import { act, call, complain, select, selectedIds } from '../actions';
+import { act, call, complain, selectedIds } from '../actions';
 import { useStore } from '../base/Store';
-import type { Id, ListModel, Sections } from '../protocol';
+import type { Id, Sections } from '../protocol';
 import { host, ui } from '../state';
 import { ContextMenu, type ContextRequest } from './ContextMenu';
+import { useCursor } from './cursor';
 import { ListHeader } from './ListHeader';
 import { MessageRowView } from './MessageRowView';
 import { scrollFrameBy } from '../reading/frameScroll';
-import { idAt, idsBetween, indexOf } from './rows';
+import { indexOf } from './rows';
 import { Taken } from './Taken';
-import { extend, keyTarget, nothingSelected, selectOnly, type Selection, toggle } from './selection';
+import { keyTarget } from './selection';
 import { rowsToDraw, scrollToShow, windowToAsk } from './windowing';
 
 const rowHeight = 78; // pixels, as in list.css
@@ -21,7 +22,7 @@ export function MessageList() {
   const selection = useStore(ui, (value) => value.selection);
   const scroller = useRef<HTMLDivElement>(null);
   const [view, setView] = useState({ top: 0, height: 600 });
-  const [chosen, setChosen] = useState<Selection>(nothingSelected);
+  const cursor = useCursor();
   const [context, setContext] = useState<ContextRequest | null>(null);
   const selected = new Set(selection ?? list.selected);
   const inOutbox = useStore(host, (model) => isOutbox(model, model.list.mailbox));
@@ -41,18 +42,8 @@ export function MessageList() {
   }, []);
   useRowsInView(view);
 
-  // The host moves the selection as well, for instance after a deletion; then the keys go on from there.
-  const current = selection ?? list.selected;
-  const ours = current.length === chosen.ids.length && current.every((id) => chosen.ids.includes(id));
-  const focused = ours ? chosen.focus : (current.at(-1) ?? null);
-  const focusedIndex = useLastIndex(list, focused);
+  const { focus: focused, index: focusedIndex, isOurs } = cursor.standing();
 
-  const anchor = ours ? (chosen.anchor ?? focused) : focused;
-
-  const take = (next: Selection): void => {
-    setChosen(next);
-    select(next.ids);
-  };
   const reveal = (index: number): void => {
     const element = scroller.current;
     if (element) element.scrollTop = scrollToShow(index, element.scrollTop, element.clientHeight, rowHeight);
@@ -61,36 +52,24 @@ export function MessageList() {
   // Chosen by the host: shown, where it is known where.
   useEffect(() => {
     const index = indexOf(list, list.selected.length === 1 ? (list.selected[0] ?? null) : null);
-    if (index >= 0 && !ours) reveal(index);
+    if (index >= 0 && !isOurs) reveal(index);
   }, [list.selected.join()]);
 
-  const goTo = async (index: number, extending: boolean): Promise<void> => {
-    reveal(index);
-    const id = await idAt(index);
-    if (id === null) return;
-    const from = indexOf(host.get().list, anchor);
-    if (extending && from >= 0) take(extend({ ...chosen, anchor }, id, await idsBetween(from, index)));
-    else take(selectOnly(id));
-  };
-
-  const onRowPress = async (id: Id, event: MouseEvent): Promise<void> => {
-    if (event.shiftKey) {
-      const from = indexOf(list, anchor);
-      const to = indexOf(list, id);
-      if (from >= 0 && to >= 0) take(extend({ ...chosen, anchor }, id, await idsBetween(from, to)));
-      else take(selectOnly(id));
-    } else if (event.ctrlKey || event.metaKey) take(toggle({ ...chosen, ids: selectedIds() }, id));
+  const onRowPress = (id: Id, event: MouseEvent): void => {
+    if (event.shiftKey) cursor.extendTo(id);
+    else if (event.ctrlKey || event.metaKey) cursor.toggle(id);
     else {
-      take(selectOnly(id));
+      cursor.selectOnly(id);
       ui.set({ pane: 'message' });
     }
   };
 
   const onKeyDown = (event: KeyboardEvent): void => {
     const main = event.ctrlKey || event.metaKey;
-    const target = main ? null : keyTarget(event.key, focusedIndex, list.total, Math.floor(view.height / rowHeight));
-    if (target !== null) void goTo(target, event.shiftKey).catch(complain);
-    else if (main && event.key === 'a') selectAll();
+    const pageSize = Math.floor(view.height / rowHeight);
+    if (!main && keyTarget(event.key, focusedIndex, list.total, pageSize) !== null)
+      cursor.step(event.key, pageSize, event.shiftKey, reveal);
+    else if (main && event.key === 'a') cursor.selectAll();
     else if (event.key === 'Enter' && !main && focused !== null) {
       ui.set({ pane: 'message' });
       act('message.open', { id: focused });
@@ -99,12 +78,6 @@ export function MessageList() {
     else return;
     event.preventDefault();
   };
-  const selectAll = (): void => {
-    idsBetween(0, list.total - 1)
-      .then((ids) => take({ ...chosen, ids }))
-      .catch(complain);
-  };
-
   const openContextAtRow = (): void => {
     const row = document.getElementById(`row-${focused}`) ?? scroller.current;
     const box = row?.getBoundingClientRect();
@@ -114,10 +87,7 @@ export function MessageList() {
   const openContext = useCallback((id: Id, x: number, y: number): void => {
     // A press outside of the selection means the row under it, as on the desktop.
     const ids = selectedIds().includes(id) ? selectedIds() : [id];
-    if (!selectedIds().includes(id)) {
-      setChosen(selectOnly(id));
-      select([id]);
-    }
+    if (!selectedIds().includes(id)) cursor.selectOnly(id);
     setContext({ ids, x, y });
   }, []);
 
@@ -151,14 +121,6 @@ export function MessageList() {
       {context && <ContextMenu request={context} onClose={() => setContext(null)} />}
     </section>
   );
-}
-
-/** Where the row stands, or stood when it was last among the loaded ones; -1 for none. */
-function useLastIndex(list: ListModel, id: Id | null): number {
-  const last = useRef({ id, index: -1 });
-  const index = indexOf(list, id);
-  if (index >= 0 || last.current.id !== id) last.current = { id, index };
-  return Math.min(last.current.index, list.total - 1);
 }
 
 /** Another mailbox or search starts at the top. */

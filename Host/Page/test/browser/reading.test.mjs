@@ -162,3 +162,22 @@ test('a lost connection is said and mended', async (t) => {
   await page.click('#row-1002');
   await until(() => selected(host)?.[0] === 1002, 'a selection after the pause');
 });
+
+test('on a narrow page the browser’s way back leads from a message to the list, and no further than one came', async (t) => {
+  const { page } = await open(t, { width: 400, height: 800 });
+  const shows = (pane) => until(() => page.isVisible(pane === 'list' ? '.list-scroller' : '.reading-back'), pane);
+  const entries = () => page.evaluate(() => history.length);
+  const before = await entries();
+  await page.click('#row-1001');
+  await shows('message');
+  assert.equal(await entries(), before + 1);
+  await page.goBack();
+  await shows('list');
+  await page.goForward();
+  await page.click('#row-1002');
+  await shows('message');
+  await page.click('.reading-back');
+  await shows('list');
+  await until(() => page.evaluate(() => history.state === null), 'the way back used up');
+  assert.equal(await entries(), before + 1);
+});
