@@ -95,6 +95,7 @@ bool GRMustacheCompiler::openSection(const GRMustacheToken& token) {
     const bool hasOpposite =
         !openings_.empty() && isSection(openings_.back().token->type) && openings_.back().token->type != token.type;
     if (hasOpposite && (empty || (*expression)->isEqual(*openings_.back().expression))) {
+        assertSameSource(*openings_.back().token, token);
         // The other half of the open section. The value stays, though this tag may not name it.
         appendSection(openings_.back(), token.range.location);
         openings_.back().token = kept;

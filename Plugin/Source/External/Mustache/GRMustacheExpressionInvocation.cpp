@@ -14,15 +14,15 @@ namespace qs {
 
 namespace {
 
-// "<what> in tag `{{f(x)}}` at line 3 of template x: <detail>"
-Error filterError(std::string_view what, const GRMustacheToken* tag, std::string_view detail) {
+// "<what> in tag `{{f(x)}}` at line 3 of template x<detail>"
+Error filterError(std::string_view what, const GRMustacheToken* tag, const std::string& detail = {}) {
     std::string text(what);
     if (tag) {
         const auto line = static_cast<std::int64_t>(tag->line);
         text += stringWithFormat(" in tag `%@` at line %lu", {tag->templateSubstring(), line});
         if (tag->templateID) text += stringWithFormat(" of template %@", {*tag->templateID});
     }
-    if (!detail.empty()) text += stringWithFormat(": %@", {detail});
+    text += detail;
     Error error = mustacheError(GRMustacheErrorCodeRenderingError, std::move(text));
     return tag ? mustacheErrorAt(*tag, std::move(error)) : error;
 }
@@ -54,11 +54,11 @@ Result<void> GRMustacheExpressionInvocation::applyFilter(const GRMustacheFiltere
     GRMustacheExpressionInvocation argument(expression.argumentExpression(), context_);
     if (auto invoked = argument.invokeReturningError(); !invoked) return failed(invoked);
 
-    if (filter.value_.isNil()) return failure(filterError("Missing filter", expression.token(), {}));
+    if (filter.value_.isNil()) return failure(filterError("Missing filter", expression.token()));
     const GRMustacheFilter* callable = filter.value_.object() ? filter.value_.object()->asFilter() : nullptr;
     if (!callable)
         return failure(filterError("Object does not conform to GRMustacheFilter protocol", expression.token(),
-                                   filter.value_.description()));
+                                   ": " + filter.value_.debugDescription()));
     if (expression.isCurried()) {
         if (auto curried = callable->filterByCurryingArgument(argument.value_)) {
             value_ = std::move(curried);

@@ -155,6 +155,7 @@ Result<std::shared_ptr<GRMustacheTemplate>> GRMustacheTemplateRepository::templa
 
 Result<std::shared_ptr<GRMustacheTemplate>>
 GRMustacheTemplateRepository::templateFromString(std::optional<std::string_view> text) {
+    const std::lock_guard guard(lock_);
     return templateFromString(text, configuration_.contentType());
 }
 

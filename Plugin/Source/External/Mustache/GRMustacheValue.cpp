@@ -260,6 +260,11 @@ std::string GRMustacheValue::description() const {
     return text;
 }
 
+std::string GRMustacheValue::debugDescription() const {
+    if (isNil()) return "(null)";
+    return kind_ == Kind::Null ? "<null>" : description();
+}
+
 void GRMustacheValue::appendDescription(std::string& out) const {
     switch (kind_) {
     case Kind::Nil:

@@ -114,6 +114,8 @@ public:
     // What a tag shows: text for people as far as the value has one. Nothing for Nil and Null.
     std::string description() const;
     void appendDescription(std::string& out) const;
+    // For error texts: the same, but "(null)" for Nil and "<null>" for Null.
+    std::string debugDescription() const;
 
     // The same object, not only an equal one. Numbers and nothing are no objects.
     bool isSameObject(const GRMustacheValue& other) const;

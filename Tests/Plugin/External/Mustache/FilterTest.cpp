@@ -46,6 +46,7 @@ TEST(MustacheFilter, AppliesOneToAnother) {
                                     {"sum", adder()}, {"failing", failing},
                                     {"make", maker},  {"lib", GRMustacheDictionary{{"b", bracket}}},
                                     {"one", 1},       {"two", 2},
+                                    {"empty", ""},    {"null", GRMustacheValue::null()},
                                     {"text", "<a>"},  {"user", Dictionary{{"name", "Ada"}}}};
     const Case cases[] = {
         {"{{b(one)}}", "[1]"},
@@ -68,6 +69,10 @@ TEST(MustacheFilter, AppliesOneToAnother) {
          "error 2: Object does not conform to GRMustacheFilter protocol in tag `{{one(two)}}` at line 1: 1"},
         {"{{b(one)(two)}}",
          "error 2: Object does not conform to GRMustacheFilter protocol in tag `{{b(one)(two)}}` at line 1: [1]"},
+        {"{{empty(two)}}",
+         "error 2: Object does not conform to GRMustacheFilter protocol in tag `{{empty(two)}}` at line 1: "},
+        {"{{null(two)}}",
+         "error 2: Object does not conform to GRMustacheFilter protocol in tag `{{null(two)}}` at line 1: <null>"},
         {"{{failing(one)}}", "error 7: no luck"},
     };
     for (const Case& c : cases)

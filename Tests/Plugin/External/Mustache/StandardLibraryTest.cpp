@@ -137,6 +137,7 @@ TEST(MustacheStandardLibrary, CountsWithEach) {
                           {"rows", Array{Array{1, 2}, Array{3}}},
                           {"none", Array{}},
                           {"mixed", Array{"<", 1, Value()}},
+                          {"null", Value()},
                           {"number", 5}};
     const Case cases[] = {
         {"{{#each(items)}}{{@index}}{{/}}", "012"},
@@ -154,6 +155,12 @@ TEST(MustacheStandardLibrary, CountsWithEach) {
         {"{{each(number)}}",
          "error 2: each filter in tag <GRMustacheVariableTag `{{each(number)}}` at line 1> expects its "
          "arguments to conform to the NSFastEnumeration protocol. 5 is not."},
+        {"{{#mixed}}{{each(.)}}{{/mixed}}",
+         "error 2: each filter in tag <GRMustacheVariableTag `{{each(.)}}` at line 1> expects its arguments to conform "
+         "to the NSFastEnumeration protocol. < is not."},
+        {"{{each(null)}}",
+         "error 2: each filter in tag <GRMustacheVariableTag `{{each(null)}}` at line 1> expects its arguments to "
+         "conform to the NSFastEnumeration protocol. <null> is not."},
         {"{{#each(missing)}}{{/}}",
          "error 2: each filter in tag <GRMustacheSectionTag `{{#each(missing)}}` at line 1> expects its arguments to "
          "conform to the NSFastEnumeration protocol. (null) is not."},

@@ -126,7 +126,7 @@ Result<GRMustacheValue> GRMustacheEachFilter::transformedValue(const GRMustacheV
         if (auto keys = keysOf(object))
             return GRMustacheValue(std::make_shared<EachItems>(itemsOf(object, std::move(*keys))));
     if (object.isCollection()) return GRMustacheValue(std::make_shared<EachItems>(itemsOf(object)));
-    return GRMustacheValue(std::make_shared<NoEnumeration>(object.isNil() ? "(null)" : object.description()));
+    return GRMustacheValue(std::make_shared<NoEnumeration>(object.debugDescription()));
 }
 
 }  // namespace qs
