@@ -54,14 +54,23 @@ void noteVersion(UserDefaults& defaults, const Bundle& bundle) {
     }
 }
 
-// Earlier releases kept their keys among the host's own.
+// Earlier releases kept their keys among the host's own. These are two files, so a key must be safe in the one before
+// it goes from the other.
+void takeOverFromHost(UserDefaults& defaults, UserDefaults& standard) {
+    Dictionary keys = standard.dictionaryRepresentation();
+    std::erase_if(keys, [](const auto& entry) { return !entry.first.starts_with("QS"); });
+    if (keys.empty()) return;
+    for (const auto& [key, value] : keys)
+        defaults.setObject(value, key);
+    if (const auto saved = defaults.synchronize(); !saved)
+        return logError("The settings of an earlier release stay where they were, too: " + saved.error().description);
+    for (const auto& [key, value] : keys)
+        standard.removeObjectForKey(key);
+}
+
 void migrateFromHost(UserDefaults& defaults) {
     auto standard = UserDefaults::suite("");
-    for (const auto& [key, value] : standard->dictionaryRepresentation()) {
-        if (!key.starts_with("QS")) continue;
-        defaults.setObject(value, key);
-        standard->removeObjectForKey(key);
-    }
+    takeOverFromHost(defaults, *standard);
     standard->setObject(true, "EnableContactPhotos");
     viewer_preferences::postContactPhotoPreferenceChanged.onClass(NSClassFromString("ViewerPreferences"));
 }

@@ -73,7 +73,7 @@ FormGroup QSQuillsteadPreferenceModule::updatesGroup() {
 
 void QSQuillsteadPreferenceModule::automaticUpdatesDidChange(bool enabled) {
     auto self = shared_from_this();  // the sheet below may outlive the window that called
-    auto panel = preferences::sharedPreferences.onClass(NSClassFromString("NSPreferences"));
+    auto panel = preferences::sharedPreferences.onClass(QSClassFromString("NSPreferences"));
     auto window = panel ? panel->preferencesPanel() : nullptr;
     if (!enabled && window) {
         const int answer = QSRunAlertSheet(

@@ -124,16 +124,18 @@ void handleFailedDelivery(Class& cls, const MessageRef& message, const Error& er
 }
 
 void load() {
-    const bool toldByEditor = osMinor() == 10;
+    const int minor = osMinor();
+    const bool toldByEditor = minor == 10;
     PatchClass patch("DeliveryQueue_Quillstead");
     patch.add(quillstead_performDelivery, performDelivery);
     patch.addClassMethod(quillstead_handleFailedDelivery, handleFailedDelivery);
     patch.addAsCategoryOf("DeliveryQueue");
     if (toldByEditor) patch.addAsCategoryOf("DocumentEditor");
     patch.exchange("DeliveryQueue", delivery_queue::performDelivery.selector(), quillstead_performDelivery.selector());
-    patch.exchangeClassMethods(toldByEditor ? "DocumentEditor" : "DeliveryQueue",
-                               delivery_queue::handleFailedDelivery.selector(),
-                               quillstead_handleFailedDelivery.selector());
+    if (minor >= 10)
+        patch.exchangeClassMethods(toldByEditor ? "DocumentEditor" : "DeliveryQueue",
+                                   delivery_queue::handleFailedDelivery.selector(),
+                                   quillstead_handleFailedDelivery.selector());
     patch.finish();
 }
 

@@ -1,5 +1,7 @@
 // The compose controller's patches: the send chain ahead of the host's own send, sending later, and what follows once
 // the message stands in the outbox. All of it runs on the main thread.
+#include "MailCategories/DocumentEditor_Quillstead.h"
+
 #include "Compose/HeadersEditor.h"
 #include "Core/PatchClass.h"
 #include "Core/QSPluginDelegate.h"
@@ -32,7 +34,8 @@ const Operation<void(HostObject* sender)> sendLater{"sendLater:"};
 const Operation<bool(ToolbarItem&)> quillstead_validateToolbarItem{"quillstead_validateToolbarItem:"};
 const Operation<bool(MenuItem&)> quillstead_validateMenuItem{"quillstead_validateMenuItem:"};
 
-ComposeController& controller(HostObject& self) { return static_cast<ComposeController&>(self); }
+// The methods are a category of the window's controller, too, which has nothing to send.
+ComposeController& controller(HostObject& self) { return dynamic_cast<ComposeController&>(self); }
 
 // The date for which the message that this window edits is still scheduled; a message written anew has none.
 std::optional<Date> scheduledDateOfOriginal(const ComposeBackEnd& backEnd) {
@@ -158,7 +161,8 @@ std::shared_ptr<Window> composeWindow(HostObject& self) {
 void load() {
     const int minor = osMinor();
     if (minor < 10) return;
-    const char* host = minor >= 11 ? "ComposeViewController" : "DocumentEditor";
+    const std::string_view host = minor >= 11 ? "ComposeViewController" : "DocumentEditor";
+    const std::string_view windowHost = minor >= 11 ? "ComposeWindowController" : host;
 
     PatchClass patch("DocumentEditor_Quillstead");
     patch.add(quillstead_send, send);
@@ -173,12 +177,15 @@ void load() {
     patch.add(send_steps::checkForMissingAttachments, [](HostObject&, const SendStepBlock& block) { block(0); });
     patch.add(send_steps::checkForAttachmentUploading, [](HostObject&, const SendStepBlock& block) { block(0); });
     patch.add(send_steps::addTrackingPixelToMessageBody, [](HostObject&) {});
+    addComposeToolbarMethods(patch);
     patch.addAsCategoryOf(host);
+    if (windowHost != host) patch.addAsCategoryOf(windowHost);
     patch.exchange(host, compose_controller::send.selector(), quillstead_send.selector());
     patch.exchange(host, compose_controller::backEndDidAppendMessageToOutbox.selector(),
                    quillstead_backEndDidAppendMessageToOutbox.selector());
     patch.exchange(host, toolbar_delegate::validateToolbarItem.selector(), quillstead_validateToolbarItem.selector());
     patch.exchange(host, compose_controller::validateMenuItem.selector(), quillstead_validateMenuItem.selector());
+    exchangeComposeToolbarMethods(patch, windowHost);
     patch.finish();
 }
 

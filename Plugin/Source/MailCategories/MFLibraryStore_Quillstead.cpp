@@ -35,12 +35,16 @@ void messagesWereAdded(HostObject& self, const MessageList& added, const Message
 }
 
 void load() {
-    const Selector original = osMinor() >= 11 ? library_store::messagesWereAdded.selector()
-                                              : library_store::messagesWereAddedConversations.selector();
+    const int minor = osMinor();
     PatchClass patch("MFLibraryStore_Quillstead");
     patch.add(quillstead_messagesWereAdded, messagesWereAdded);
     patch.addAsCategoryOf("MFLibraryStore");
-    patch.exchange("MFLibraryStore", original, quillstead_messagesWereAdded.selector());
+    if (minor >= 11)
+        patch.exchange("MFLibraryStore", library_store::messagesWereAdded.selector(),
+                       quillstead_messagesWereAdded.selector());
+    if (minor == 10)
+        patch.exchange("MFLibraryStore", library_store::messagesWereAddedConversations.selector(),
+                       quillstead_messagesWereAdded.selector());
     patch.finish();
 }
 

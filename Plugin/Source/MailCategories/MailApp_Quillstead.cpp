@@ -75,7 +75,7 @@ void showQuillsteadPreferences(HostObject& self, HostObject*) {
     auto& app = static_cast<MailApp&>(self);
     app.activateIgnoringOtherApps(true);
     app.showPreferencesPanel(nullptr);
-    if (auto panel = preferences::sharedPreferences.onClass(NSClassFromString("NSPreferences")))
+    if (auto panel = preferences::sharedPreferences.onClass(QSClassFromString("NSPreferences")))
         panel->showPreferencesPanelForOwner(module);
 }
 

@@ -2,8 +2,11 @@
 #include <fstream>
 
 #include "Foundation/DateFormatter.h"
+#include "Foundation/FileSystem.h"
+#include "Foundation/PropertyList.h"
 #include "Models/Menu.h"
 #include "PluginTest.h"
+#include "SystemFacts/ProcessInfo.h"
 
 namespace qs {
 namespace {
@@ -43,6 +46,32 @@ TEST_F(SettingsTest, TheFirstRunTakesOverTheHostsKeysAndNoLaterOneDoes) {
     restart();
     EXPECT_FALSE(UserDefaults::suite("")->boolForKey("EnableContactPhotos"));
     EXPECT_EQ(defaults().integerForKey("QSSendDelaySeconds"), 45);
+}
+
+// They are two files: a power cut must find a key in one of them at least.
+TEST_F(SettingsTest, WhatIsTakenOverIsOnDiskBeforeTheHostLosesIt) {
+    std::filesystem::path file;
+    const auto seed = [](int seconds) {
+        UserDefaults::suite("")->setObject(seconds, "QSSendDelaySeconds");
+        ASSERT_TRUE(UserDefaults::suite("")->synchronize());
+    };
+    startHost({.prepareSettings = [&] { seed(45); }});
+    file = host_->dataFolder() / "Settings" / "com.tallowbay.Quillstead.plist";
+    const auto text = FileSystem::real().read(file);
+    ASSERT_TRUE(text) << text.error().description;
+    EXPECT_EQ(parsePropertyList(*text).value()["QSSendDelaySeconds"].integerValue(), 45);
+    TearDown();
+
+    // A disk that takes nothing.
+    startHost({.prepareSettings = [&] {
+        seed(46);
+        UserDefaults::suite("com.tallowbay.Quillstead");
+        std::filesystem::create_directories(Platform::current().processInfo->dataFolder() / "Settings" /
+                                            "com.tallowbay.Quillstead.plist" / "in the way");
+    }});
+    EXPECT_EQ(defaults().integerForKey("QSSendDelaySeconds"), 46);
+    EXPECT_EQ(UserDefaults::suite("")->integerForKey("QSSendDelaySeconds"), 46);
+    std::filesystem::remove_all(host_->dataFolder() / "Settings" / "com.tallowbay.Quillstead.plist");
 }
 
 TEST_F(SettingsTest, ShippedTimesOfDayAreTimesOfThePersonsZone) {

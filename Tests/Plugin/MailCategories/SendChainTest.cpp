@@ -67,6 +67,32 @@ TEST_F(SendChainTest, TheRoadOfOneMessageOnEveryVersion) {
     startHost();
 }
 
+TEST_F(SendChainTest, WhatTheVersionSplitInTwoGetsTheSamePatchClassTwice) {
+    for (const int minor : {10, 11, 12}) {
+        startHost({.osMinor = minor});
+        const auto answers = [](const char* name, const char* selector) {
+            const Class* cls = NSClassFromString(name);
+            return cls && cls->find(MethodKind::Instance, Selector(selector)) != nullptr;
+        };
+        for (const char* name : {"ComposeViewController", "ComposeWindowController", "DocumentEditor"})
+            for (const char* selector : {"quillstead_send:", "sendLater:", "quillstead_toolbarDefaultItemIdentifiers:"})
+                EXPECT_EQ(answers(name, selector), (minor == 10) == (std::string_view(name) == "DocumentEditor"))
+                    << minor << name << selector;
+        EXPECT_THAT(log_.messages(LogLevel::Error), IsEmpty()) << minor;
+        TearDown();
+    }
+    startHost();
+}
+
+TEST_F(SendChainTest, AVersionThatNobodyKnowsKeepsItsOwnWays) {
+    startHost({.osMinor = 9});
+    host_->composeAndSend("ada", "ben@example.org", "Minutes", "All agreed.");
+    host_->advance(31);
+    EXPECT_THAT(host_->inboxOf("ben"), SizeIs(1));
+    EXPECT_EQ(NSClassFromString("DocumentEditor")->find(MethodKind::Instance, Selector("quillstead_send:")), nullptr);
+    EXPECT_THAT(log_.messages(LogLevel::Error), IsEmpty());
+}
+
 TEST_F(SendChainTest, StepsComeInOrderAndEachCanStopTheSend) {
     for (const std::string stopAt : {"", "attachments", "upload", "silence"}) {
         startHost();

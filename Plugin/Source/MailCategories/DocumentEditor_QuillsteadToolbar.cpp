@@ -1,5 +1,4 @@
-// The patches of what builds a compose window's toolbar: an item of the plug-in's own, second from the left. Main
-// thread.
+// The compose window's toolbar: an item of the plug-in's own, second from the left. Main thread.
 #include <algorithm>
 
 #include "Compose/ComposeController.h"
@@ -8,6 +7,7 @@
 #include "Core/QSPopoverController.h"
 #include "Core/QSSession.h"
 #include "Foundation/RunLoop.h"
+#include "MailCategories/DocumentEditor_Quillstead.h"
 #include "Models/Menu.h"
 #include "Models/Toolbar.h"
 #include "Models/View.h"
@@ -74,12 +74,9 @@ Identifiers withSendLater(Identifiers identifiers) {
     return identifiers;
 }
 
-void load() {
-    const int minor = osMinor();
-    if (minor < 10) return;
-    const char* host = minor >= 11 ? "ComposeWindowController" : "DocumentEditor";
+}  // namespace
 
-    PatchClass patch("ComposeWindowController_Quillstead");
+void addComposeToolbarMethods(PatchClass& patch) {
     patch.add(quillstead_itemForItemIdentifier, itemForItemIdentifier);
     patch.add(quillstead_toolbarDefaultItemIdentifiers, [](HostObject& self, Toolbar& toolbar) {
         return withSendLater(quillstead_toolbarDefaultItemIdentifiers(self, toolbar));
@@ -87,18 +84,15 @@ void load() {
     patch.add(quillstead_toolbarAllowedItemIdentifiers, [](HostObject& self, Toolbar& toolbar) {
         return withSendLater(quillstead_toolbarAllowedItemIdentifiers(self, toolbar));
     });
-    patch.addAsCategoryOf(host);
-    patch.exchange(host, toolbar_delegate::itemForItemIdentifier.selector(),
-                   quillstead_itemForItemIdentifier.selector());
-    patch.exchange(host, toolbar_delegate::defaultItemIdentifiers.selector(),
-                   quillstead_toolbarDefaultItemIdentifiers.selector());
-    patch.exchange(host, toolbar_delegate::allowedItemIdentifiers.selector(),
-                   quillstead_toolbarAllowedItemIdentifiers.selector());
-    patch.finish();
 }
 
-const PatchClassRegistration registration(load);
-
-}  // namespace
+void exchangeComposeToolbarMethods(PatchClass& patch, std::string_view hostClass) {
+    patch.exchange(hostClass, toolbar_delegate::itemForItemIdentifier.selector(),
+                   quillstead_itemForItemIdentifier.selector());
+    patch.exchange(hostClass, toolbar_delegate::defaultItemIdentifiers.selector(),
+                   quillstead_toolbarDefaultItemIdentifiers.selector());
+    patch.exchange(hostClass, toolbar_delegate::allowedItemIdentifiers.selector(),
+                   quillstead_toolbarAllowedItemIdentifiers.selector());
+}
 
 }  // namespace qs
