@@ -79,6 +79,7 @@ json::value pressButton(CallContext& context, const json::object& args) {
     const auto index = static_cast<std::size_t>(arguments::number(args, "button"));
     if (index >= open.form->buttons.size()) throw CallRefused("That dialog has changed.");
     const FormButton button = open.form->buttons[index];
+    if (!button.enabled) throw CallRefused("That can't be done right now.");
     if (button.action)
         button.action();
     else

@@ -169,6 +169,7 @@ json::value formJson(const FormModel& form) {
         json::object each{{"title", button.title}};
         if (button.isDefault) each["isDefault"] = true;
         if (button.isCancel) each["isCancel"] = true;
+        if (!button.enabled) each["enabled"] = false;
         buttons.push_back(std::move(each));
     }
     json::object result{{"identifier", form.identifier},
@@ -176,6 +177,7 @@ json::value formJson(const FormModel& form) {
                         {"groups", std::move(groups)},
                         {"buttons", std::move(buttons)}};
     if (!form.message.empty()) result["message"] = form.message;
+    if (form.refusals) result["refusals"] = form.refusals;
     return result;
 }
 

@@ -122,6 +122,7 @@ void PreferencesWindowObject::show(std::string_view moduleName) {
     if (moduleNamed(wanted)) selected_ = wanted;
     window_->setVisible(true);
     noteModelChange();
+    if (const auto module = moduleNamed(selected_)) module->willBeDisplayed();
 }
 
 void PreferencesWindowObject::close() { window_->setVisible(false); }

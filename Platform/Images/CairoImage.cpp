@@ -51,11 +51,14 @@ public:
     }
 
     void clipToOval() {
-        cairo_save(context_.get());
-        cairo_scale(context_.get(), size_.width / 2.0, size_.height / 2.0);
-        cairo_arc(context_.get(), 1, 1, 1, 0, 2 * std::numbers::pi);
-        cairo_restore(context_.get());
+        addOval();
         cairo_clip(context_.get());
+    }
+    void strokeOval(const Color& color, double width) {
+        addOval();
+        cairo_set_source_rgba(context_.get(), color.red, color.green, color.blue, color.alpha);
+        cairo_set_line_width(context_.get(), width);
+        cairo_stroke(context_.get());
     }
     void fill(const Color& color, cairo_operator_t how = CAIRO_OPERATOR_OVER) {
         cairo_set_operator(context_.get(), how);
@@ -83,6 +86,13 @@ public:
     }
 
 private:
+    void addOval() {
+        cairo_save(context_.get());
+        cairo_scale(context_.get(), size_.width / 2.0, size_.height / 2.0);
+        cairo_arc(context_.get(), 1, 1, 1, 0, 2 * std::numbers::pi);
+        cairo_restore(context_.get());
+    }
+
     ImageSize size_;
     Surface surface_;
     Context context_;
@@ -156,6 +166,14 @@ Image Image::resizedCleanImageWithSize(ImageSize size, const Color& withBgColor)
     canvas.clipToOval();
     canvas.fill(withBgColor);
     canvas.draw(*this, (this->size().width - side) / 2, (this->size().height - side) / 2, side, side);
+    return canvas.finish();
+}
+
+Image Image::imageInOvalWithLine(const Color& color, double width) const {
+    Canvas canvas(size());
+    canvas.clipToOval();
+    canvas.draw(*this);
+    canvas.strokeOval(color, width);
     return canvas.finish();
 }
 

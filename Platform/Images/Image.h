@@ -53,6 +53,9 @@ public:
     // oval.
     Image resizedCleanImageWithSize(ImageSize size,
                                     const Color& withBgColor = {.red = 1, .green = 1, .blue = 1, .alpha = 1}) const;
+    // In the oval that its size holds, with a line along that, half of whose width lies outside and is not seen. Clear
+    // outside of the oval.
+    Image imageInOvalWithLine(const Color& color, double width) const;
     // The colour wherever the picture is not clear, as thick as its alpha says.
     Image imageTintedWithColor(const Color& color) const;
 

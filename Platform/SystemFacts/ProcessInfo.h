@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace qs {
 
@@ -22,6 +23,12 @@ public:
     // Where the plug-in's store lives; below the data folder.
     virtual std::filesystem::path documentsFolder() const = 0;
     virtual std::filesystem::path logFolder() const = 0;
+    // The same for this machine from start to start, made for this program alone: nobody learns from it what other
+    // programs call the machine. Empty when the system does not tell, as in the next two.
+    virtual std::string machineIdentifier() const { return {}; }
+    virtual std::string machineModel() const { return {}; }  // as its maker names it
+    // In this order, such as "de-DE", "en".
+    virtual std::vector<std::string> preferredLanguages() const { return {}; }
 };
 
 }  // namespace qs

@@ -110,6 +110,7 @@ protected:
             platform.distributedNotifications = distributed_;
             platform.runningApplications = applications_;
             platform.crashReporter = crashReporter_;
+            if (preparePlatform_) preparePlatform_(platform);
         };
         host_ = std::make_unique<TemporaryHost>(std::move(options));
         load();
@@ -138,6 +139,7 @@ protected:
     std::shared_ptr<RecordingDistributedCenter> distributed_ = std::make_shared<RecordingDistributedCenter>();
     std::shared_ptr<PretendedApplications> applications_ = std::make_shared<PretendedApplications>();
     std::shared_ptr<RecordingCrashReporter> crashReporter_;  // none, unless a test makes one first
+    std::function<void(Platform&)> preparePlatform_;         // puts in what else a test needs; at each start
     LogCapture log_;
     std::unique_ptr<TemporaryHost> host_;
 };

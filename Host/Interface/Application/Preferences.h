@@ -19,6 +19,7 @@ public:
     using HostObject::HostObject;
     virtual std::shared_ptr<FormModel> form() = 0;  // asked again after every change
     virtual std::string imageName() const = 0;
+    virtual void willBeDisplayed() {}  // called when it comes into sight
 };
 
 class Preferences : public HostObject {

@@ -60,6 +60,7 @@ struct FormButton {
     int code = 0;            // what the sheet ends with; ignored where `action` is set
     bool isDefault = false;  // Return
     bool isCancel = false;   // Escape
+    bool enabled = true;
     std::function<void()> action;
 };
 
@@ -67,6 +68,9 @@ struct FormModel {
     std::string identifier, title, message;
     std::vector<FormGroup> groups;
     std::vector<FormButton> buttons;
+    // A sheet that is shown anew, by another identifier, with more of them than before shakes its head: what was
+    // entered was not accepted.
+    int refusals = 0;
 
     FormControl* control(std::string_view id);  // null for none
 };

@@ -68,7 +68,8 @@ export interface FormModel {
   title: string;
   message?: string;
   groups: { title: string; note?: string; controls: FormControlModel[] }[];
-  buttons: { title: string; isDefault?: boolean; isCancel?: boolean }[];
+  buttons: { title: string; isDefault?: boolean; isCancel?: boolean; enabled?: boolean }[];
+  refusals?: number; // how often what was entered was not accepted
 }
 
 export interface AlertModel {

@@ -15,13 +15,16 @@ namespace {
 
 using Kind = FormControl::Kind;
 
-constexpr std::array<std::pair<std::string_view, Kind>, 7> kKinds{{{"text", Kind::Text},
-                                                                   {"radio", Kind::Radio},
-                                                                   {"popUp", Kind::PopUp},
-                                                                   {"number", Kind::Number},
-                                                                   {"dateTime", Kind::DateTime},
-                                                                   {"timeOfDay", Kind::TimeOfDay},
-                                                                   {"checkBox", Kind::CheckBox}}};
+constexpr std::array<std::pair<std::string_view, Kind>, 10> kKinds{{{"text", Kind::Text},
+                                                                    {"textField", Kind::TextField},
+                                                                    {"secret", Kind::Secret},
+                                                                    {"button", Kind::Button},
+                                                                    {"radio", Kind::Radio},
+                                                                    {"popUp", Kind::PopUp},
+                                                                    {"number", Kind::Number},
+                                                                    {"dateTime", Kind::DateTime},
+                                                                    {"timeOfDay", Kind::TimeOfDay},
+                                                                    {"checkBox", Kind::CheckBox}}};
 
 std::string localized(const Value& text) {
     const std::string key = text.stringValue();
@@ -45,6 +48,7 @@ Result<FormControl> controlFrom(const Value& entry) {
     control.id = entry["id"].stringValue();
     control.label = localized(entry["label"]);
     control.toolTip = localized(entry["toolTip"]);
+    control.placeholder = localized(entry["placeholder"]);
     control.minimum = entry["minimum"].doubleValue();
     control.maximum = entry["maximum"].doubleValue();
     for (const Value& option : entry["options"].array())

@@ -1,5 +1,6 @@
 #include "Core/QSMailBundle.h"
 
+#include "Account/AccountHooks.h"
 #include "Application/Bundles.h"
 #include "Core/PatchClass.h"
 #include "Core/QSPluginDelegate.h"
@@ -52,6 +53,7 @@ void QSMailBundle::initialize() {
     if (superclass && cls.superclass() != superclass) cls.setSuperclass(superclass);
     if (cls.find(MethodKind::Class, mail_bundle::registerBundle.selector())) mail_bundle::registerBundle.onClass(&cls);
 
+    installAccountHooks(session);
     auto& defaults = QSPluginDelegate::quillsteadDefaults();
     if (defaults.boolForKey("QSUpdateBetaVersions")) defaults.setObject(true, "QSEnableBetaUpdatesOption");
     QSPluginDelegate::sharedDelegate().initializePlugin();

@@ -1,5 +1,7 @@
 #include "Core/QSQuillsteadPreferenceModule.h"
 
+#include "Account/AccountSettings.h"
+#include "Core/QSLifecycleHooks.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSRunAlertPanel.h"
 #include "Core/QSSession.h"
@@ -47,8 +49,12 @@ std::shared_ptr<FormModel> QSQuillsteadPreferenceModule::form() {
     form->identifier = "Quillstead";
     form->title = "Quillstead";
     form->groups = settingsGroups();
-    form->groups.insert(form->groups.begin() + 1, updatesGroup());
+    form->groups.insert(form->groups.begin() + 1, {accountGroup(), updatesGroup()});
     return form;
+}
+
+void QSQuillsteadPreferenceModule::willBeDisplayed() {
+    if (const auto& fetch = QSSession::current().lifecycleHooks().fetchRemoteInfo) fetch(false, nullptr);
 }
 
 FormGroup QSQuillsteadPreferenceModule::updatesGroup() {

@@ -14,6 +14,7 @@ public:
     static std::shared_ptr<QSQuillsteadPreferenceModule> sharedInstance();
 
     std::shared_ptr<FormModel> form() override;
+    void willBeDisplayed() override;
     std::string imageName() const override { return "plugin:Quillstead"; }
 
 private:

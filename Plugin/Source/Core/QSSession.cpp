@@ -34,6 +34,8 @@ QSSession::QSSession(std::shared_ptr<Bundle> bundle)
 
 QSSession::~QSSession() {
     globalQueue_.reset();
+    while (!parts_.empty())
+        parts_.pop_back();
     popoverController_.reset();
     delegate_.reset();
     for (const auto& logger : loggers_)

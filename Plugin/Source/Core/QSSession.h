@@ -6,6 +6,8 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <typeindex>
+#include <utility>
 #include <vector>
 
 namespace qs {
@@ -41,6 +43,16 @@ public:
     // For work off the main thread that reaches into the plug-in: the session ends only when what runs here is done. So
     // nothing here may wait for the main thread.
     OperationQueue& globalQueue() { return *globalQueue_; }
+    // The one object of a part that needs no place of its own here, made at the first call and gone with the session;
+    // what was made later goes first. Main thread.
+    template <class T>
+    T& part() {
+        for (const auto& [type, object] : parts_)
+            if (type == std::type_index(typeid(T))) return *static_cast<T*>(object.get());
+        auto made = std::make_shared<T>();
+        parts_.emplace_back(typeid(T), made);
+        return *made;
+    }
     // The pane in the preferences; null until it was asked for.
     std::shared_ptr<HostObject>& preferenceModule() { return preferenceModule_; }
     // Adds a logger for as long as the session lives.
@@ -58,6 +70,7 @@ private:
     std::unique_ptr<UserDefaultsController> defaultsController_;
     std::unique_ptr<QSPluginDelegate> delegate_;
     std::shared_ptr<HostObject> preferenceModule_;
+    std::vector<std::pair<std::type_index, std::shared_ptr<void>>> parts_;
     std::unique_ptr<OperationQueue> globalQueue_;
 };
 

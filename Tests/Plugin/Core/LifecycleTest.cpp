@@ -325,6 +325,7 @@ TEST_F(LifecycleTest, PopoversPointAtTheViewerElseAtTheMenuBar) {
     hooks().fetchRemoteInfo = [](bool, const std::function<void()>& completion) {
         if (completion) RunLoop::main().post(completion);
     };
+    hooks().hasCredentials = [] { return false; };
     hooks().showAccount = [&](const std::shared_ptr<Window>& window, bool) { offeredOn.push_back(window); };
     delegate().applicationDidBecomeActive();
     host_->advance(2);

@@ -18,7 +18,7 @@ export function Form({ form, anchors, onChange, onButton }: Props) {
       class="form" autocomplete="off"
       onSubmit={(event) => {
         event.preventDefault();
-        if (defaultButton >= 0) onButton(defaultButton);
+        if (form.buttons[defaultButton] && form.buttons[defaultButton]?.enabled !== false) onButton(defaultButton);
       }}
     >
       {form.groups.map((group, index) => (
@@ -29,7 +29,7 @@ export function Form({ form, anchors, onChange, onButton }: Props) {
           {form.buttons.map((button, index) => (
             <button
               key={`${index} ${button.title}`} type={button.isDefault ? 'submit' : 'button'}
-              class={`button${button.isDefault ? ' default' : ''}`}
+              class={`button${button.isDefault ? ' default' : ''}`} disabled={button.enabled === false}
               onClick={() => {
                 if (button.isDefault) return; // the form's submission
                         onButton(index);

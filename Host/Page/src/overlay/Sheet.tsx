@@ -19,7 +19,7 @@ function SheetBox({ window: owner, form }: { window: string; form: FormModel }) 
   return (
     <div class="overlay of-window">
       <div
-        ref={box} class="sheet" role="dialog" aria-modal="true" aria-labelledby={title} tabIndex={-1} data-blocks="window"
+        ref={box} class={`sheet${form.refusals ? ' refused' : ''}`} role="dialog" aria-modal="true" aria-labelledby={title} tabIndex={-1} data-blocks="window"
         data-anchor={`sheet:${owner}`}
         onKeyDown={(event) => {
           event.stopPropagation();

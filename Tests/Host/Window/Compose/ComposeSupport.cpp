@@ -83,27 +83,6 @@ Result<void> FailingDisk::makeFolder(const std::filesystem::path& f) {
     return real().makeFolder(f);
 }
 
-AlertAnswers::AlertAnswers() {
-    setModelChangeHandler([this] { answer(); });
-}
-
-AlertAnswers::~AlertAnswers() { setModelChangeHandler({}); }
-
-void AlertAnswers::answer() {
-    AlertCentre& centre = AlertCentre::shared();
-    if (centre.shown().empty()) return;
-    const Alert& alert = *centre.shown().back();
-    seen.push_back(alert.messageText);
-    std::size_t button = alert.buttons.size() - 1;
-    if (!answers_.empty()) {
-        const auto found = std::find(alert.buttons.begin(), alert.buttons.end(), answers_.front());
-        ASSERT_NE(found, alert.buttons.end()) << "“" << alert.messageText << "” has no button " << answers_.front();
-        button = static_cast<std::size_t>(found - alert.buttons.begin());
-        answers_.pop_front();
-    }
-    centre.answer(alert.identifier, static_cast<int>(button), false);
-}
-
 void ComposeJourney::start(TemporaryHostOptions options) {
     alerts.reset();
     host.reset();

@@ -14,6 +14,7 @@
 #include "Compose/ComposeController.h"
 #include "ComposeWindow.h"
 #include "Foundation/FileSystem.h"
+#include "Support/AlertAnswers.h"
 #include "Support/LogCapture.h"
 #include "Support/TemporaryHost.h"
 
@@ -56,19 +57,6 @@ private:
     std::atomic<int> steps_ = 0;
     int failingStep_ = 0;
     bool lasting_ = false;
-};
-
-// Answers alerts as they come, in order, by button title; an alert without an answer left gets its last button.
-class AlertAnswers {
-public:
-    AlertAnswers();
-    ~AlertAnswers();
-    void give(std::string buttonTitle) { answers_.push_back(std::move(buttonTitle)); }
-    std::vector<std::string> seen;  // titles
-
-private:
-    void answer();
-    std::deque<std::string> answers_;
 };
 
 class ComposeJourney : public testing::Test {
