@@ -73,12 +73,22 @@ private:
     const std::weak_ptr<CurlHttpClient> client_;
 };
 
+using TellPiece = std::function<void(int status, std::string_view piece)>;
+
+TellPiece onMainThread(TellPiece tell) {
+    return [tell = std::make_shared<TellPiece>(std::move(tell))](int status, std::string_view piece) {
+        RunLoop* loop = RunLoop::mainIfInstalled();
+        if (loop) loop->post([tell, status, copy = std::string(piece)] { (*tell)(status, copy); });
+    };
+}
+
 HttpTaskRef CurlHttpClient::send(HttpRequest request, HttpCompletion completion) {
     std::function<void(std::uint64_t, std::uint64_t)> told;
     if (request.uploadProgress)
         told = [progress = request.uploadProgress](std::uint64_t sent, std::uint64_t total) {
             if (RunLoop* loop = RunLoop::mainIfInstalled()) loop->post([=] { progress(sent, total); });
         };
+    if (request.bodyArrives) request.bodyArrives = onMainThread(std::move(request.bodyArrives));
     const auto cancelled = std::make_shared<std::atomic<bool>>(false);
     Job job{std::make_unique<CurlTransfer>(std::move(request), options_, cancelled, std::move(told)),
             std::move(completion), RunLoop::main().holdTime()};

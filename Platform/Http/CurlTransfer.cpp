@@ -322,8 +322,13 @@ std::size_t CurlTransfer::bodyCame(char* bytes, std::size_t size, std::size_t co
     }
     long status = 0;
     curl_easy_getinfo(transfer.easy_.get(), CURLINFO_RESPONSE_CODE, &status);
+    const bool isSuccess = status >= 200 && status < 300;
+    if (isSuccess && transfer.request_.bodyArrives) {
+        transfer.request_.bodyArrives(static_cast<int>(status), {bytes, length});
+        return length;
+    }
     // What a server says instead of the file is an answer to be read.
-    if (transfer.request_.saveAnswer.empty() || status < 200 || status >= 300) {
+    if (transfer.request_.saveAnswer.empty() || !isSuccess) {
         transfer.response_.body.append(bytes, length);
         return length;
     }

@@ -16,8 +16,8 @@ namespace qs {
 class CurlTransfer {
 public:
     using Flag = std::shared_ptr<std::atomic<bool>>;
-    // `told` is called on the client's thread with what has left of the body. `cancelled` may be set by any thread, and
-    // takes effect within a second.
+    // `told` is called on the client's thread with what has left of the body; the request's `bodyArrives` likewise.
+    // `cancelled` may be set by any thread, and takes effect within a second.
     CurlTransfer(HttpRequest request, const HttpClient::Options& options, Flag cancelled,
                  std::function<void(std::uint64_t sent, std::uint64_t total)> told);
     ~CurlTransfer();

@@ -47,12 +47,15 @@ struct HttpRequest {
     bool acceptsAnyCertificate = false;  // never with a login; for pictures of web sites
     // Bytes of the body that have left, of how many. Main thread.
     std::function<void(std::uint64_t sent, std::uint64_t total)> uploadProgress;
+    // Gets the body of a success in pieces, as they come, instead of the answer. Main thread, before the completion;
+    // after cancel() some may still be on their way. Not together with `saveAnswer`.
+    std::function<void(int status, std::string_view piece)> bodyArrives;
 };
 
 struct HttpResponse {
     int status = 0;
     HttpHeaders headers;
-    std::string body;      // empty when it went into a file
+    std::string body;      // empty when it went into a file or to `bodyArrives`
     std::string finalUrl;  // after redirects
 
     std::optional<std::string> header(std::string_view name) const;

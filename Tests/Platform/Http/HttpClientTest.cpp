@@ -110,6 +110,34 @@ TEST_F(Http, FilesGoAndComeWithoutBeingHeld) {
               HttpError::CannotOpenFile);
 }
 
+TEST_F(Http, ABodyArrivesInPiecesWhereThatIsAskedFor) {
+    const std::string big(500'000, 'x');
+    ScriptedWebServer server([&](const WebRequest& request) -> WebAnswer {
+        if (request.path == "/moved") return {.status = 302, .headers = {{"Location", "/big"}}, .body = "elsewhere"};
+        if (request.path == "/refused") return {.status = 500, .body = "why"};
+        return {.body = big, .hangsUpAfter = request.path == "/cut" ? 300'000u : 0u};
+    });
+    std::string came;
+    int pieces = 0;
+    const auto arrives = [&](int status, std::string_view piece) {
+        EXPECT_TRUE(loop_->isMainThread());
+        EXPECT_EQ(status, 200);
+        ++pieces;
+        came += piece;
+    };
+    const auto answer = send({.url = server.url("/moved"), .bodyArrives = arrives});
+    ASSERT_TRUE(answer) << answer.error().description;
+    EXPECT_EQ(answer->body, "");
+    EXPECT_EQ(came, big);
+    EXPECT_GT(pieces, 1);
+    came.clear();
+    EXPECT_EQ(errorOf({.url = server.url("/cut"), .bodyArrives = arrives}), HttpError::ConnectionLost);
+    EXPECT_EQ(came, big.substr(0, 300'000)) << "what came before the cut";
+    const auto refused = send({.url = server.url("/refused"), .bodyArrives = arrives});
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->body, "why") << "what a server says instead is an answer";
+}
+
 TEST_F(Http, CredentialsNeverFollowToAnotherHostOrToPlainText) {
     ScriptedWebServer other([](const WebRequest&) -> WebAnswer { return {.body = "other"}; });
     ScriptedWebServer server([&](const WebRequest& request) -> WebAnswer {

@@ -9,6 +9,7 @@
 #include "HTML2EM/ENMLUrlCheck.h"
 #include "HTML2EM/ENXMLDTD.h"
 #include "HTML2EM/ENXMLElement.h"
+#include "Text/Digests.h"
 
 namespace qs {
 
@@ -25,16 +26,6 @@ bool isOfPlatform(const ENXMLAttribute& attribute) {
 std::string_view urlAttributeOf(std::string_view element) {
     if (element == "a") return "href";
     return element == "img" ? "src" : "";
-}
-
-std::string hexDigits(const std::array<unsigned char, 16>& bytes) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (const unsigned char byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
 }
 
 std::string shown(const ENXMLAttributes& attributes) {
@@ -140,7 +131,7 @@ ENXMLAttributes ENMLWriter::validateURLAttribute(std::string_view name, ENXMLAtt
 
 bool ENMLWriter::writeResourceWithDataHash(const std::array<unsigned char, 16>& hash, std::string_view mime,
                                            const ENXMLAttributes& attributes) {
-    const std::string digits = hexDigits(hash);
+    const std::string digits = hexadecimal({reinterpret_cast<const char*>(hash.data()), hash.size()});
     ENXMLAttributes all = attributes;
     std::erase_if(all, [](const ENXMLAttribute& attribute) {
         return isAttributeName(attribute.name, "type") || isAttributeName(attribute.name, "hash");

@@ -1,24 +1,15 @@
-// What ENXMLSaxParser needs of a network to read a document from there. The library has none of its own: the program
-// gives the parser a maker of connections.
+// A document on its way from the network to ENXMLSaxParser, through the platform's HTTP client.
 #pragma once
 
-#include <functional>
 #include <memory>
-#include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
-
-#include "Foundation/Result.h"
 
 namespace qs {
 
-struct ENURLRequest {
-    std::string url;
-    std::vector<std::pair<std::string, std::string>> headers;
-};
+struct Error;
+struct HttpRequest;
 
-// Told on the main thread, never from inside the call that makes the connection.
+// Told on the main thread, never from inside the call that starts the connection.
 class ENURLConnectionDelegate {
 public:
     virtual ~ENURLConnectionDelegate() = default;
@@ -29,13 +20,12 @@ public:
     virtual void connectionDidFailWithError(const Error& error) = 0;
 };
 
-// A transfer under way. Dropping it cancels it too; after cancel() its delegate hears nothing.
 class ENURLConnection {
 public:
-    virtual ~ENURLConnection() = default;
-    virtual void cancel() = 0;
+    // The delegate must outlive what is returned. Main thread.
+    static std::unique_ptr<ENURLConnection> start(HttpRequest request, ENURLConnectionDelegate& delegate);
+    virtual ~ENURLConnection() = default;  // cancels it too
+    virtual void cancel() = 0;             // its delegate hears nothing after this
 };
-using ENURLConnectionMaker =
-    std::function<std::unique_ptr<ENURLConnection>(const ENURLRequest& request, ENURLConnectionDelegate& delegate)>;
 
 }  // namespace qs

@@ -133,11 +133,7 @@ struct ENXMLSaxParser::Context::Events {
 };
 
 ENXMLSaxParser::Context::Context(ENXMLSaxParser& parser, ENXMLSaxParserDelegate* delegate, const ENXMLLimits& limits)
-    : parser_(parser),
-      delegate_(delegate),
-      callbacks_(delegate ? delegate->answeredCallbacks() : 0),
-      limits_(limits),
-      started_(uptimeBy(limits)) {
+    : parser_(parser), delegate_(delegate), callbacks_(delegate ? delegate->answeredCallbacks() : 0), limits_(limits) {
     xmlSAXHandler sax{};
     Events::install(sax, *this);
     if (parser.isHTML()) {
@@ -197,7 +193,7 @@ void ENXMLSaxParser::Context::feed(std::string_view bytes) {
 }
 
 void ENXMLSaxParser::Context::lookAtTheClock() {
-    if (isStopped_ || uptimeBy(limits_) - started_ <= limits_.seconds) return;
+    if (isStopped_ || spent_ + uptimeBy(limits_) - parseBegan_ <= limits_.seconds) return;
     fail(ENXMLSaxParserError::Limit,
          tooMuch("The document takes longer than %ld seconds.", static_cast<std::size_t>(limits_.seconds)));
 }
@@ -205,11 +201,13 @@ void ENXMLSaxParser::Context::lookAtTheClock() {
 void ENXMLSaxParser::Context::parse(std::string_view bytes, bool isLast) {
     if (bytes.empty() && !isLast) return;
     isParsing_ = true;
+    parseBegan_ = uptimeBy(limits_);
     if (parser_.isHTML())
         htmlParseChunk(context_, bytes.data(), static_cast<int>(bytes.size()), isLast);
     else
         xmlParseChunk(context_, bytes.data(), static_cast<int>(bytes.size()), isLast);
     isParsing_ = false;
+    spent_ += uptimeBy(limits_) - parseBegan_;
     if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
     if (failure_) return tellFailure();
     const bool hasGivenUp = context_->instate == XML_PARSER_EOF && !isLast && !hasEnded_ && !isStopped_;

@@ -77,7 +77,7 @@ private:
     std::exception_ptr thrown_;     // likewise
     std::size_t bytes_ = 0;
     unsigned events_ = 0;
-    TimeInterval started_ = 0;
+    TimeInterval parseBegan_ = 0, spent_ = 0;  // spent_: before that
     bool isParsing_ = false, isStopped_ = false, hasStarted_ = false, hasEnded_ = false;
 };
 

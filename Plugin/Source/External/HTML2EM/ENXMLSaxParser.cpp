@@ -4,12 +4,15 @@
 
 #include <fstream>
 
+#include "Foundation/Assertion.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
+#include "HTML2EM/ENURLConnection.h"
 #include "HTML2EM/ENXMLDTD.h"
 #include "HTML2EM/ENXMLSaxContext.h"
+#include "Http/HttpClient.h"
 #include "Text/Url.h"
 
 namespace qs {
@@ -20,8 +23,8 @@ public:
     explicit Transfer(ENXMLSaxParser& parser) : parser_(parser) { parser.transfer_ = this; }
     ~Transfer() override { parser_.transfer_ = nullptr; }
 
-    bool run(const ENURLRequest& request) {
-        connection_ = parser_.makeConnection_(request, *this);
+    bool run(HttpRequest request) {
+        connection_ = ENURLConnection::start(std::move(request), *this);
         RunLoop::main().runUntil([this] { return parser_.isHalted_; });
         if (!parser_.isHalted_) parser_.stopParser();  // the loop ended first
         cancel();
@@ -90,8 +93,6 @@ void ENXMLSaxParser::setDelegate(ENXMLSaxParserDelegate* delegate) {
     if (context_) context_->setDelegate(delegate);
 }
 
-void ENXMLSaxParser::setConnectionMaker(ENURLConnectionMaker maker) { makeConnection_ = std::move(maker); }
-
 bool ENXMLSaxParser::parseContents(std::string_view contents) { return parseData(contents); }
 
 bool ENXMLSaxParser::parseData(std::string_view data) {
@@ -119,6 +120,7 @@ bool ENXMLSaxParser::parseContentsOfFile(const std::filesystem::path& file) {
         stream.read(page.data(), static_cast<std::streamsize>(page.size()));
         appendBytes(page.data(), static_cast<std::size_t>(stream.gcount()));
     }
+    if (!stream && !stream.eof()) logError(stringWithFormat("The file %@ cannot be read", {file.string()}));
     finalizeParser();
     return true;
 }
@@ -126,23 +128,20 @@ bool ENXMLSaxParser::parseContentsOfFile(const std::filesystem::path& file) {
 bool ENXMLSaxParser::parseContentsOfURL(std::string_view text) {
     const auto url = Url::parse(text);
     if (url && url->scheme() == "file") return parseContentsOfFile(url->path().value_or(""));
-    return parseContentsOfURLWithRequest({std::string(text), {}});
+    return parseContentsOfURLWithRequest({.url = std::string(text)});
 }
 
-bool ENXMLSaxParser::parseContentsOfURLWithRequest(const ENURLRequest& request) {
+bool ENXMLSaxParser::parseContentsOfURLWithRequest(HttpRequest request) {
     if (request.url.empty() || !delegate_) return false;
-    if (!makeConnection_) {
-        logError(stringWithFormat("There is no network to read %@ from", {request.url}));
-        return false;
-    }
     startAnew();
-    return Transfer(*this).run(request);
+    return Transfer(*this).run(std::move(request));
 }
 
 void ENXMLSaxParser::appendData(std::string_view data) { appendBytes(data.data(), data.size()); }
 
 void ENXMLSaxParser::appendBytes(const char* bytes, std::size_t length) {
     if (length == 0) return;
+    assertOutsideCallback();
     if (!context_) {
         isHalted_ = false;
         context_ = std::make_unique<Context>(*this, delegate_, limits_);
@@ -179,9 +178,15 @@ const _xmlEntity* ENXMLSaxParser::lookupEntity(std::string_view name) const {
 
 // A document that was begun before and never ended is forgotten.
 void ENXMLSaxParser::startAnew() {
+    assertOutsideCallback();
     stopParser();
     context_.reset();
     isHalted_ = false;
+}
+
+// libxml2 is in the middle of its work then.
+void ENXMLSaxParser::assertOutsideCallback() const {
+    assertThat(!context_ || !context_->isInsideCallback(), "A parser gets nothing to read from inside its callbacks");
 }
 
 }  // namespace qs

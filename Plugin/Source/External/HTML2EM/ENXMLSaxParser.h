@@ -14,7 +14,6 @@
 
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
-#include "HTML2EM/ENURLConnection.h"
 #include "HTML2EM/ENXMLAttributes.h"
 
 struct _xmlEntity;
@@ -23,6 +22,7 @@ namespace qs {
 
 class ENXMLDTD;
 class ENXMLSaxParser;
+struct HttpRequest;
 
 inline constexpr std::string_view ENXMLSaxParserErrorDomain = "ENXMLSaxParserErrorDomain";
 enum class ENXMLSaxParserError {
@@ -34,9 +34,9 @@ enum class ENXMLSaxParserError {
 // Bounds of one document, far above what a mail has. They keep a hostile one from taking minutes or all memory.
 struct ENXMLLimits {
     std::size_t bytes = 32u << 20;
-    std::size_t depth = 1000;       // of elements inside each other
-    std::size_t attributes = 1000;  // of one element
-    TimeInterval seconds = 20;
+    std::size_t depth = 1000;                   // of elements inside each other
+    std::size_t attributes = 1000;              // of one element
+    TimeInterval seconds = 20;                  // of work; waiting for more of it does not count
     std::function<TimeInterval()> uptime = {};  // that of the run loop when not given; without either there's no bound
 };
 
@@ -80,20 +80,19 @@ public:
     bool isHTML() const { return isHTML_; }
     // Not owned; must outlive the parser or be taken away. What it answers counts from the next document on.
     void setDelegate(ENXMLSaxParserDelegate* delegate);
-    void setConnectionMaker(ENURLConnectionMaker maker);
 
     // A whole document. True, whatever was in it: failures go to the delegate and the log.
     bool parseContents(std::string_view contents);
     bool parseData(std::string_view data);
-    // False when the file cannot be read or is empty.
+    // False when there is no such file or it is empty. What cannot be read of it goes to the log.
     bool parseContentsOfFile(const std::filesystem::path& file);
     // A file by its URL, or a document from the network: runs the run loop until it is read. False when it could not be
     // fetched, or when there is no delegate.
     bool parseContentsOfURL(std::string_view url);
-    bool parseContentsOfURLWithRequest(const ENURLRequest& request);
+    bool parseContentsOfURLWithRequest(HttpRequest request);
 
     // A document in chunks, of any size and cut anywhere, ended by finalizeParser(). What the delegate throws comes out
-    // of these and stops the parser.
+    // of these and stops the parser. Not to be called from inside a callback.
     void appendData(std::string_view data);
     void appendBytes(const char* bytes, std::size_t length);
     void finalizeParser();
@@ -108,11 +107,11 @@ private:
     class Context;
     class Transfer;
     void startAnew();
+    void assertOutsideCallback() const;
 
     bool isHTML_, isHalted_ = false;
     ENXMLSaxParserDelegate* delegate_;
     ENXMLLimits limits_;
-    ENURLConnectionMaker makeConnection_;
     std::array<std::shared_ptr<const ENXMLDTD>, 3> dtds_;
     std::unique_ptr<Context> context_;
     Transfer* transfer_ = nullptr;  // of the call of parseContentsOfURLWithRequest() that runs

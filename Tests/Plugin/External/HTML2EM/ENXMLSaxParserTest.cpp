@@ -3,7 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "ENMLSupport.h"
-#include "Foundation/RunLoop.h"
+#include "ENXMLRecorder.h"
+#include "Foundation/Assertion.h"
 #include "Support/LogCapture.h"
 #include "Support/TemporaryFolder.h"
 
@@ -12,41 +13,10 @@ namespace {
 
 using testing::HasSubstr;
 
-// Writes what it is told into one line; pieces of text that belong together are joined.
-class Recorder : public ENXMLSaxParserDelegate {
-public:
-    explicit Recorder(unsigned callbacks = ~0u) : callbacks_(callbacks) {}
-    unsigned answeredCallbacks() const override { return callbacks_; }
-    void parserDidStartDocument(ENXMLSaxParser&) override { add("{"); }
-    void parserDidEndDocument(ENXMLSaxParser&) override { add("}"); }
-    void parserDidStartElement(ENXMLSaxParser& parser, std::string_view name, const ENXMLAttributes& all) override {
-        add("<" + std::string(name));
-        for (const ENXMLAttribute& one : all)
-            add(" " + std::string(one.name) + (one.value ? "=" + std::string(*one.value) : ""));
-        add(">");
-        if (name == stopsAt) parser.stopParser();
-        if (name == throwsAt) throw std::runtime_error("no more");
-    }
-    void parserDidEndElement(ENXMLSaxParser&, std::string_view name) override { add("</" + std::string(name) + ">"); }
-    void parserFoundCharacters(ENXMLSaxParser&, std::string_view text) override { add(std::string(text)); }
-    void parserFoundCDATA(ENXMLSaxParser&, std::string_view text) override { add("[" + std::string(text) + "]"); }
-    void parserFoundComment(ENXMLSaxParser&, std::string_view text) override { add("(" + std::string(text) + ")"); }
-    void parserDidFailWithError(ENXMLSaxParser&, const Error& error) override {
-        errors.push_back(error);
-        add("!" + std::to_string(error.code));
-    }
-    std::string heard, stopsAt, throwsAt;
-    std::vector<Error> errors;
-
-private:
-    void add(const std::string& text) { heard += text; }
-    unsigned callbacks_;
-};
-
 struct ENXMLSaxParserTest : ENMLTest {
     static std::string heardOf(std::string_view document, bool isHTML = false, unsigned callbacks = ~0u,
                                ENXMLLimits limits = {}) {
-        Recorder recorder(callbacks);
+        ENXMLRecorder recorder(callbacks);
         ENXMLSaxParser parser(isHTML, &recorder, std::move(limits));
         EXPECT_TRUE(parser.parseContents(document));
         EXPECT_TRUE(document.empty() || parser.isHalted());
@@ -115,7 +85,7 @@ TEST_F(ENXMLSaxParserTest, LogsFaultsButNotWithoutEnd) {
 
 TEST_F(ENXMLSaxParserTest, TellsWhenItGivesUp) {
     const LogCapture log;
-    Recorder recorder;
+    ENXMLRecorder recorder;
     ENXMLSaxParser(false, &recorder).parseContents("<?xml version='1.0' encoding='no-such-encoding'?><a/>");
     ASSERT_EQ(recorder.errors.size(), 1u);
     EXPECT_EQ(recorder.errors[0].domain, "ENXMLSaxParserErrorDomain");
@@ -153,7 +123,7 @@ TEST_F(ENXMLSaxParserTest, KeepsToItsBounds) {
                                    manyElements("<b>x</b>"),
                                    {.seconds = 5, .uptime = slowClock},
                                    "The document takes longer than 5 seconds."}}) {
-            Recorder recorder;
+            ENXMLRecorder recorder;
             ENXMLSaxParser(isHTML, &recorder, c.limits).parseContents(c.document);
             ASSERT_EQ(recorder.errors.size(), 1u) << c.why;
             EXPECT_EQ(recorder.errors[0].code, 1003) << c.why;
@@ -183,7 +153,7 @@ TEST_F(ENXMLSaxParserTest, DoesNotCompareEndlessAttributes) {
 
 TEST_F(ENXMLSaxParserTest, StopsAtOnce) {
     for (const bool isHTML : {true, false}) {
-        Recorder recorder;
+        ENXMLRecorder recorder;
         recorder.stopsAt = "b";
         ENXMLSaxParser parser(isHTML, &recorder);
         parser.appendData("<body><p>x</p><b>y</b><i>z</i>");
@@ -195,7 +165,7 @@ TEST_F(ENXMLSaxParserTest, StopsAtOnce) {
 }
 
 TEST_F(ENXMLSaxParserTest, WhatTheDelegateThrowsComesOutAndTheNextDocumentIsRead) {
-    Recorder recorder;
+    ENXMLRecorder recorder;
     recorder.throwsAt = "b";
     ENXMLSaxParser parser(false, &recorder);
     EXPECT_THROW(parser.parseContents("<a><b/><c/></a>"), std::runtime_error);
@@ -205,7 +175,7 @@ TEST_F(ENXMLSaxParserTest, WhatTheDelegateThrowsComesOutAndTheNextDocumentIsRead
 }
 
 TEST_F(ENXMLSaxParserTest, ANewDocumentEndsTheOneThatWasBegun) {
-    Recorder recorder;
+    ENXMLRecorder recorder;
     ENXMLSaxParser parser(false, &recorder);
     parser.appendData("<a><b>");
     recorder.heard.clear();
@@ -217,7 +187,7 @@ TEST_F(ENXMLSaxParserTest, ReadsWhatComesByteByByte) {
     for (const bool isHTML : {true, false}) {
         const std::string document =
             "<body><p a='\"x > y\"' b=\"it's\">\xE6\x97\xA5 &amp; <!-- - -- --><b>z</b></p></body>";
-        Recorder recorder;
+        ENXMLRecorder recorder;
         ENXMLSaxParser parser(isHTML, &recorder);
         for (const char& c : document)
             parser.appendBytes(&c, 1);
@@ -228,11 +198,41 @@ TEST_F(ENXMLSaxParserTest, ReadsWhatComesByteByByte) {
     }
 }
 
+TEST_F(ENXMLSaxParserTest, ACallbackMayNotBeginAnotherDocument) {
+    for (const bool isHTML : {true, false}) {
+        ENXMLRecorder recorder;
+        recorder.readsMoreAt = "b";
+        ENXMLSaxParser parser(isHTML, &recorder);
+        EXPECT_THROW(parser.parseContents("<body><b>x</b></body>"), AssertionFailure);
+        EXPECT_TRUE(recorder.heard.ends_with("<b>")) << recorder.heard;
+    }
+}
+
+TEST_F(ENXMLSaxParserTest, WaitingForTheNextChunkIsNoWork) {
+    double time = 0;
+    ENXMLRecorder recorder;
+    ENXMLSaxParser parser(true, &recorder, {.seconds = 5, .uptime = [&time] { return time; }});
+    for (int i = 0; i < 1000; ++i, time += 1)
+        parser.appendData("<p>x</p>");
+    parser.finalizeParser();
+    EXPECT_TRUE(recorder.heard.ends_with("</body></html>}")) << recorder.heard;
+}
+
+TEST_F(ENXMLSaxParserTest, TellsOfAFileThatCannotBeRead) {
+    const LogCapture log;
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder / "no-file");
+    ENXMLRecorder recorder;
+    EXPECT_TRUE(ENXMLSaxParser(false, &recorder).parseContentsOfFile(folder / "no-file"));
+    EXPECT_EQ(recorder.heard, "");
+    EXPECT_TRUE(log.contains("no-file cannot be read"));
+}
+
 TEST_F(ENXMLSaxParserTest, ReadsFilesByTheirUrl) {
     const TemporaryFolder folder;
     folder.write("a b.xml", "<a>" + std::string(10'000, 'x') + "</a>");
     folder.write("stops.xml", "<a><b/>" + std::string(10'000, 'x') + "</a>");
-    Recorder recorder;
+    ENXMLRecorder recorder;
     recorder.stopsAt = "b";
     ENXMLSaxParser parser(false, &recorder);
     EXPECT_TRUE(parser.parseContentsOfURL("file://" + folder.path().string() + "/a%20b.xml"));
@@ -241,95 +241,6 @@ TEST_F(ENXMLSaxParserTest, ReadsFilesByTheirUrl) {
     recorder.heard.clear();
     EXPECT_TRUE(parser.parseContentsOfFile(folder / "stops.xml"));
     EXPECT_EQ(recorder.heard, "{<a><b>");
-}
-
-// A network that answers on the main thread, later, with what the test says.
-class ScriptedConnection final : public ENURLConnection {
-public:
-    using Script = std::function<void(ENURLConnectionDelegate&)>;
-    static ENURLConnectionMaker maker(Script script, ENURLRequest* asked = nullptr, bool* wasCancelled = nullptr) {
-        return [=](const ENURLRequest& request, ENURLConnectionDelegate& delegate) {
-            if (asked) *asked = request;
-            auto connection = std::make_unique<ScriptedConnection>();
-            connection->wasCancelled_ = wasCancelled;
-            RunLoop::main().post([=, &delegate] { script(delegate); });
-            return connection;
-        };
-    }
-    void cancel() override {
-        if (wasCancelled_) *wasCancelled_ = true;
-    }
-
-private:
-    bool* wasCancelled_ = nullptr;
-};
-
-struct NetworkTest : ENXMLSaxParserTest {
-    std::unique_ptr<RunLoop> loop_ = RunLoop::make(RunLoop::Clock::Virtual);
-    Recorder recorder_;
-    ENXMLSaxParser parser_{false, &recorder_};
-};
-
-TEST_F(NetworkTest, ReadsADocumentAsItComes) {
-    ENURLRequest asked;
-    parser_.setConnectionMaker(ScriptedConnection::maker(
-        [](ENURLConnectionDelegate& delegate) {
-            delegate.connectionDidReceiveResponse(200);
-            delegate.connectionDidReceiveData("<a>x");
-            delegate.connectionDidReceiveData("y</a>");
-            delegate.connectionDidFinishLoading();
-        },
-        &asked));
-    EXPECT_TRUE(parser_.parseContentsOfURLWithRequest({"https://h/d.xml", {{"Accept", "text/xml"}}}));
-    EXPECT_EQ(recorder_.heard, "{<a>xy</a>}");
-    EXPECT_EQ(asked.url, "https://h/d.xml");
-    ASSERT_EQ(asked.headers.size(), 1u);
-}
-
-TEST_F(NetworkTest, AnotherAnswerThanOkIsAFailure) {
-    bool wasCancelled = false;
-    parser_.setConnectionMaker(ScriptedConnection::maker(
-        [](ENURLConnectionDelegate& delegate) {
-            delegate.connectionDidReceiveResponse(404);
-            delegate.connectionDidReceiveData("<html>not here</html>");
-            delegate.connectionDidFinishLoading();
-        },
-        nullptr, &wasCancelled));
-    EXPECT_FALSE(parser_.parseContentsOfURL("https://h/d.xml"));
-    EXPECT_EQ(recorder_.heard, "!1002");
-    ASSERT_EQ(recorder_.errors.size(), 1u);
-    EXPECT_EQ(recorder_.errors[0].userInfo["response"].integerValue(), 404);
-    EXPECT_TRUE(wasCancelled);
-}
-
-TEST_F(NetworkTest, ABrokenConnectionDoesNotEndTheDocument) {
-    parser_.setConnectionMaker(ScriptedConnection::maker([](ENURLConnectionDelegate& delegate) {
-        delegate.connectionDidReceiveResponse(200);
-        delegate.connectionDidReceiveData("<a>x<b>");
-        delegate.connectionDidFailWithError(Error{"Network", 7, "The line is cut.", {}});
-    }));
-    EXPECT_FALSE(parser_.parseContentsOfURL("https://h/d.xml"));
-    EXPECT_EQ(recorder_.heard, "{<a>x<b>!7");
-}
-
-TEST_F(NetworkTest, CanBeStoppedFromInside) {
-    recorder_.stopsAt = "a";
-    parser_.setConnectionMaker(ScriptedConnection::maker([](ENURLConnectionDelegate& delegate) {
-        delegate.connectionDidReceiveResponse(200);
-        delegate.connectionDidReceiveData("<a>x");
-    }));
-    EXPECT_FALSE(parser_.parseContentsOfURL("https://h/d.xml"));
-    EXPECT_EQ(recorder_.heard, "{<a>");
-}
-
-TEST_F(NetworkTest, NeedsANetworkAndADelegate) {
-    const LogCapture log;
-    EXPECT_FALSE(parser_.parseContentsOfURL("https://h/d.xml"));
-    EXPECT_TRUE(log.contains("There is no network to read https://h/d.xml from"));
-    parser_.setConnectionMaker(ScriptedConnection::maker([](ENURLConnectionDelegate&) { FAIL(); }));
-    EXPECT_FALSE(parser_.parseContentsOfURL(""));
-    parser_.setDelegate(nullptr);
-    EXPECT_FALSE(parser_.parseContentsOfURL("https://h/d.xml"));
 }
 
 }  // namespace
