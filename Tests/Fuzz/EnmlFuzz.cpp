@@ -8,7 +8,9 @@
 #include <string_view>
 
 #include "HTML2EM/ENHTMLtoENMLConverter.h"
+#include "HTML2EM/ENURLConnection.h"
 #include "HTML2EM/ENXMLDTD.h"
+#include "Http/HttpClient.h"
 
 namespace {
 
@@ -42,6 +44,9 @@ bool isValid(const std::string& note) {
 }
 
 }  // namespace
+
+// Nothing is read from the network here.
+std::unique_ptr<qs::ENURLConnection> qs::ENURLConnection::start(HttpRequest, ENURLConnectionDelegate&) { std::abort(); }
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     qs::ENXMLDTD::setResourceFolder(QS_ENML_RESOURCES);
