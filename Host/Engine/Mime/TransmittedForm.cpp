@@ -1,11 +1,10 @@
 #include <algorithm>
-#include <array>
-#include <random>
 
 #include "Mail/MessageHeaders.h"
 #include "Mime/Addresses.h"
 #include "Mime/MessageWriter.h"
 #include "Text/Ascii.h"
+#include "Text/Uuid.h"
 
 namespace qs {
 
@@ -15,21 +14,6 @@ bool staysHere(std::string_view field) {
     const std::string_view name = trimmedAscii(field.substr(0, field.find(':')));
     return equalsIgnoringCase(name, MCHeaderKeyBcc) || equalsIgnoringCase(name, "Resent-Bcc") ||
            equalsIgnoringCase(name, MCHeaderKeyXUniversallyUniqueIdentifier);
-}
-
-std::array<unsigned, 4> randomNumbers() {
-    std::random_device device;  // the system's source
-    std::array<unsigned, 4> numbers{};
-    for (unsigned& number : numbers)
-        number = device();
-    return numbers;
-}
-
-std::string hex(unsigned number, int digits) {
-    std::string text;
-    for (int i = digits - 1; i >= 0; --i)
-        text += "0123456789ABCDEF"[number >> (4 * i) & 15];
-    return text;
 }
 
 }  // namespace
@@ -73,12 +57,7 @@ std::string transmittedForm(std::string_view content) {
     return out.append(text, at);
 }
 
-std::string newUniqueIdentifier() {
-    const auto r = randomNumbers();
-    // Version 4, variant 1 (RFC 4122).
-    return hex(r[0], 8) + "-" + hex(r[1] >> 16, 4) + "-4" + hex(r[1] & 0xFFF, 3) + "-" +
-           hex((r[2] >> 16 & 0x3FFF) | 0x8000, 4) + "-" + hex(r[2] & 0xFFFF, 4) + hex(r[3], 8);
-}
+std::string newUniqueIdentifier() { return newUUIDString(); }
 
 std::string newMessageID(std::string_view fromAddress) {
     const std::size_t at = fromAddress.rfind('@');

@@ -29,6 +29,7 @@ public:
     virtual void insertFile(HostObject* sender) = 0;
     // sendButtonShouldBeEnabled on OS minor 12 and up, _sendButtonShouldBeEnabled below.
     virtual bool sendButtonShouldBeEnabled() const = 0;
+    virtual bool isPlainText() const = 0;
 };
 
 // Exchangeable operations of the compose controller; toolbar operations are in toolbar_delegate.
@@ -37,6 +38,8 @@ inline const Operation<void(HostObject* sender)> send{"send:"};
 inline const Operation<void()> updateAttachmentStatus{"updateAttachmentStatus"};
 inline const Operation<void(ComposeBackEnd& backEnd, const OutboxAppendResult& result)> backEndDidAppendMessageToOutbox{
     "backEndDidAppendMessageToOutbox:result:"};
+// 0: plain text, 1: rich text. The window shows it at once.
+inline const Operation<void(int mode)> changeComposeMode{"changeComposeModeInBackEndAndView:"};
 inline const Operation<bool(MenuItem& item)> validateMenuItem{"validateMenuItem:"};
 }  // namespace compose_controller
 

@@ -81,6 +81,19 @@ std::optional<std::string> MessageHeaders::firstMessageIDForKey(std::string_view
     return {};
 }
 
+std::vector<std::string> MessageHeaders::messageIDListForKey(std::string_view key) const {
+    std::vector<std::string> ids;
+    for (const std::string& value : allHeadersForKey(key)) {
+        std::string_view rest = value;
+        for (auto start = rest.find('<'); start != std::string_view::npos; start = rest.find('<')) {
+            rest.remove_prefix(start);
+            if (std::string id = firstIdIn(rest); !id.empty()) ids.push_back(std::move(id));
+            rest.remove_prefix(1);
+        }
+    }
+    return ids;
+}
+
 std::optional<std::string> MessageHeaders::firstAddressForKey(std::string_view key) const {
     for (const std::string& value : allHeadersForKey(key))
         for (ScannedAddress& found : scanAddresses(value))

@@ -36,6 +36,8 @@ public:
 
     // The id without its angle brackets; nothing when there is none in the header.
     std::optional<std::string> firstMessageIDForKey(std::string_view key) const;
+    // All ids of the header, such as "References", in order, without their angle brackets.
+    std::vector<std::string> messageIDListForKey(std::string_view key) const;
     // The bare address of the first mailbox in the header ("ada@example.org").
     std::optional<std::string> firstAddressForKey(std::string_view key) const;
 

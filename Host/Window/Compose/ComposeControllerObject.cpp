@@ -72,6 +72,9 @@ void addControllerOperations(Class& cls) {
     // The window does its own work after this, whatever plug-ins add here.
     cls.add(compose_controller::backEndDidAppendMessageToOutbox,
             [](HostObject&, ComposeBackEnd&, const OutboxAppendResult&) { noteModelChange(); });
+    cls.add(compose_controller::changeComposeMode, [](HostObject& self, int mode) {
+        withSession(self, [mode](ComposeSession& session) { session.setPlainText(mode == 0); });
+    });
     cls.add(compose_controller::validateMenuItem,
             [](HostObject& self, MenuItem& item) { return isValid(self, item.action()); });
     cls.add(toolbar_delegate::validateToolbarItem,
@@ -138,6 +141,11 @@ void ComposeControllerObject::insertFile(HostObject*) {
 bool ComposeControllerObject::sendButtonShouldBeEnabled() const {
     const auto session = session_.lock();
     return session && session->canDo("send:");
+}
+
+bool ComposeControllerObject::isPlainText() const {
+    const auto window = session();
+    return window && window->isPlainText();
 }
 
 ComposeWindowControllerObject::ComposeWindowControllerObject(std::weak_ptr<ComposeController> controller)

@@ -123,8 +123,12 @@ void ComposeSession::tellAttachmentsChanged() {
 void ComposeSession::attachmentsDidChange() { headers_->showStatusRow(!attachments_->all().empty()); }
 
 void ComposeSession::togglePlainText() {
-    if (!canDo("togglePlainText:")) return;
-    plainText_ = !plainText_;
+    if (canDo("togglePlainText:")) setPlainText(!plainText_);
+}
+
+void ComposeSession::setPlainText(bool plainText) {
+    if (plainText_ == plainText) return;
+    plainText_ = plainText;
     touch();
 }
 

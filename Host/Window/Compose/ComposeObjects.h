@@ -122,6 +122,7 @@ public:
     std::shared_ptr<Window> window() const override;
     void insertFile(HostObject* sender) override;
     bool sendButtonShouldBeEnabled() const override;
+    bool isPlainText() const override;
 
     std::shared_ptr<ComposeSession> session() const { return session_.lock(); }  // null once the window is closed
 

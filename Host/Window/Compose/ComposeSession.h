@@ -58,6 +58,7 @@ public:
     void saveAsAsked();
     void discardAsAsked();
     void togglePlainText();
+    void setPlainText(bool plainText);
     void chooseFile();
 
     // Whether this window edits the message with that unique id.

@@ -9,6 +9,7 @@
 #include "Platform.h"
 #include "Settings/UserDefaults.h"
 #include "SystemFacts/ProcessInfo.h"
+#include "Tracking/TrackingHooks.h"
 
 namespace qs {
 
@@ -54,6 +55,7 @@ void QSMailBundle::initialize() {
     if (cls.find(MethodKind::Class, mail_bundle::registerBundle.selector())) mail_bundle::registerBundle.onClass(&cls);
 
     installAccountHooks(session);
+    installTrackingHooks(session);
     auto& defaults = QSPluginDelegate::quillsteadDefaults();
     if (defaults.boolForKey("QSUpdateBetaVersions")) defaults.setObject(true, "QSEnableBetaUpdatesOption");
     QSPluginDelegate::sharedDelegate().initializePlugin();

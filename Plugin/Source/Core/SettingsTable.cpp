@@ -96,7 +96,9 @@ const std::vector<Group>& groups() {
            .label = "Put the list",
            .choices = {{"Below my new text", 0}, {"At the top of the message", 1}}}}},
         {"Read tracking",
-         kNotYet,
+         "For who is signed in to a backend. A tracked message holds an invisible picture, which tells when it is "
+         "looked "
+         "at.",
          {{.kind = Kind::CheckBox, .key = "QSEnableReadTracking", .label = "Track new messages by default"}}},
         {"Compose window",
          kNotYet,

@@ -19,6 +19,7 @@
 #include "Platform.h"
 #include "Settings/UserDefaults.h"
 #include "Text/MailHeaderDate.h"
+#include "Tracking/TrackingPixelElement.h"
 
 namespace qs {
 
@@ -173,10 +174,11 @@ void load() {
     });
     patch.add(quillstead_validateToolbarItem, validateToolbarItem);
     patch.add(quillstead_validateMenuItem, validateMenuItem);
-    // Nothing looks at attachments and no picture is added until the parts that do so take these steps over.
+    // Nothing looks at attachments until the parts that do so take these steps over.
     patch.add(send_steps::checkForMissingAttachments, [](HostObject&, const SendStepBlock& block) { block(0); });
     patch.add(send_steps::checkForAttachmentUploading, [](HostObject&, const SendStepBlock& block) { block(0); });
-    patch.add(send_steps::addTrackingPixelToMessageBody, [](HostObject&) {});
+    patch.add(send_steps::addTrackingPixelToMessageBody,
+              [](HostObject& self) { addTrackingPixelToMessageBody(controller(self)); });
     addComposeToolbarMethods(patch);
     patch.addAsCategoryOf(host);
     if (windowHost != host) patch.addAsCategoryOf(windowHost);

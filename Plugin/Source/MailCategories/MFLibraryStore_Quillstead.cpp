@@ -5,6 +5,8 @@
 #include "Mail/Library.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
+#include "Mail/MessageHeaders.h"
+#include "Outgoing/QSSendHooks.h"
 #include "Outgoing/QSUndoSend.h"
 #include "Platform.h"
 
@@ -19,10 +21,20 @@ bool isSame(const Mailbox& mailbox, const std::shared_ptr<Mailbox>& other) {
     return other && other->identifier() == mailbox.identifier();
 }
 
+// Who answers a message has read it.
+void tellReferences(const Message& message) {
+    const auto& wasAnswered = QSSession::current().sendHooks().messagesWereAnswered;
+    const auto headers = wasAnswered ? message.headersIfAvailable() : nullptr;
+    if (!headers) return;
+    if (const auto ids = headers->messageIDListForKey(MCHeaderKeyReferences); !ids.empty())
+        wasAnswered(ids, message.dateReceived());
+}
+
 void messageWasAdded(const MessageRef& message) {
     const auto mailbox = message->mailbox();
     const auto account = mailbox ? mailbox->account() : nullptr;
     if (!account || isSame(*mailbox, account->_outboxMailboxCreateIfNeeded(false))) return;
+    tellReferences(*message);
     if (isSame(*mailbox, account->draftsMailboxCreateIfNeeded(false))) reopenAfterUndo(message);
 }
 

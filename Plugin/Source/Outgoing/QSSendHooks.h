@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Mail/Message.h"
 
@@ -26,6 +27,8 @@ struct QSSendHooks {
     std::function<void(const std::string& uniqueID, const std::optional<std::string>& messageID,
                        const std::string& notes)>
         followUpWasDelivered;
+    // A message came in at that time which refers to those of these ids.
+    std::function<void(const std::vector<std::string>& messageIDs, Date received)> messagesWereAnswered;
 };
 
 }  // namespace qs

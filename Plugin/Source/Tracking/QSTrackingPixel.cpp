@@ -2,7 +2,11 @@
 
 #include <algorithm>
 
+#include "Account/QSBackend.h"
+
 namespace qs {
+
+std::string QSTrackingPixel::urlString() const { return QSBackend::baseURL() + "/tracking/" + uuid().value_or(""); }
 
 std::vector<std::shared_ptr<QSTrackingPixelOpen>> QSTrackingPixel::opens() const { return get(kOpens); }
 std::int64_t QSTrackingPixel::numOpens() const { return static_cast<std::int64_t>(opens().size()); }

@@ -33,6 +33,8 @@ public:
     std::optional<std::string> uuid() const { return get(kUuid); }  // upper case; its key
     void setUuid(const std::optional<std::string>& uuid) { set(kUuid, uuid); }
 
+    std::string urlString() const;  // where the picture lies, at the backend
+
     std::vector<std::shared_ptr<QSTrackingPixelOpen>> opens() const;
     std::vector<std::shared_ptr<QSTrackingPixelOpen>> sortedOpensByDate() const;  // newest first
     std::optional<Date> firstOpen() const;
