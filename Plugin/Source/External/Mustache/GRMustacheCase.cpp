@@ -4,10 +4,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
-
-#include "Text/Ascii.h"
+#include <optional>
+#include <utility>
 
 namespace qs {
 
@@ -29,8 +30,28 @@ UCaseMap* threadsMap() {
     return map.get();
 }
 
-bool isAscii(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+constexpr std::uint64_t everyByte(unsigned byte) { return 0x0101010101010101u * byte; }
+
+// In each of eight ASCII characters, turns the case of the letters from `first` to `last`.
+std::uint64_t withTurnedCase(std::uint64_t characters, unsigned first, unsigned last) {
+    // Sums that reach the top bit, without going beyond it.
+    const std::uint64_t reachesFirst = characters + everyByte(0x80 - first);
+    const std::uint64_t passesLast = characters + everyByte(0x7F - last);
+    return characters ^ ((reachesFirst & ~passesLast & everyByte(0x80)) >> 2);  // 0x20 tells the cases apart
+}
+
+// Nothing when other characters than ASCII are in the text.
+std::optional<std::string> asciiWithTurnedCase(std::string_view text, char first, char last) {
+    std::string out(text);
+    for (std::size_t at = 0; at < out.size(); at += 8) {
+        const std::size_t length = std::min<std::size_t>(8, out.size() - at);
+        std::uint64_t characters = 0;
+        std::memcpy(&characters, out.data() + at, length);
+        if (characters & everyByte(0x80)) return {};
+        characters = withTurnedCase(characters, static_cast<unsigned char>(first), static_cast<unsigned char>(last));
+        std::memcpy(out.data() + at, &characters, length);
+    }
+    return out;
 }
 
 // The text as it is when ICU can't map it, which happens with texts beyond its range of lengths only.
@@ -51,15 +72,13 @@ std::string mapped(std::string_view text, Map mapping) {
 }  // namespace
 
 std::string mustacheUppercase(std::string_view text) {
-    if (!isAscii(text)) return mapped(text, ucasemap_utf8ToUpper);
-    std::string out(text);
-    for (char& c : out)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    return out;
+    auto ascii = asciiWithTurnedCase(text, 'a', 'z');
+    return ascii ? std::move(*ascii) : mapped(text, ucasemap_utf8ToUpper);
 }
 
 std::string mustacheLowercase(std::string_view text) {
-    return isAscii(text) ? asciiLowered(text) : mapped(text, ucasemap_utf8ToLower);
+    auto ascii = asciiWithTurnedCase(text, 'A', 'Z');
+    return ascii ? std::move(*ascii) : mapped(text, ucasemap_utf8ToLower);
 }
 
 std::string mustacheCapitalized(std::string_view text) { return mapped(text, ucasemap_utf8ToTitle); }

@@ -98,23 +98,28 @@ bool GRMustacheContext::isHidden(const GRMustacheValue& object) const {
     return false;
 }
 
-GRMustacheValue GRMustacheContext::valueForMustacheKey(std::string_view key, bool* isProtected) const {
+GRMustacheValue GRMustacheContext::valueForMustacheKey(const GRMustacheName& key, bool* isProtected) const {
     GRMustacheValue value;
-    const auto has = [&](const GRMustacheContext* node) {
+    bool found = false;
+    findValueForMustacheKey(key, value, isProtected ? *isProtected : found);
+    return value;
+}
+
+void GRMustacheContext::findValueForMustacheKey(const GRMustacheName& key, GRMustacheValue& value,
+                                                bool& isProtected) const {
+    const auto findIn = [&](const GRMustacheContext* node) {
         return GRMustacheKeyAccess::findValueForMustacheKey(key, node->object_, unsafeKeyAccess_, value);
     };
-    if (isProtected) *isProtected = false;
     for (const GRMustacheContext* node = top(Stack::Protected); node; node = node->next(Stack::Protected)) {
-        if (!has(node)) continue;
-        if (isProtected) *isProtected = true;
-        return value;
+        isProtected = findIn(node);
+        if (isProtected) return;
     }
+    isProtected = false;
     const bool hasHidden = top(Stack::Hidden) != nullptr;
     for (const GRMustacheContext* node = top(Stack::Objects); node; node = node->next(Stack::Objects)) {
         if (hasHidden && isHidden(node->object_)) continue;
-        if (has(node)) break;
+        if (findIn(node)) return;
     }
-    return value;
 }
 
 Result<void> GRMustacheContext::hasValue(GRMustacheValue& value, std::string_view forMustacheExpression) const {

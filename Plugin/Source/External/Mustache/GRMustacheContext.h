@@ -56,7 +56,9 @@ public:
     // Nil when nothing was pushed.
     GRMustacheValue topMustacheObject() const;
     // Protected objects come before all others. Nil when nobody has the key.
-    GRMustacheValue valueForMustacheKey(std::string_view key, bool* isProtected = nullptr) const;
+    GRMustacheValue valueForMustacheKey(const GRMustacheName& key, bool* isProtected = nullptr) const;
+    // The same into `value`, which must be Nil.
+    void findValueForMustacheKey(const GRMustacheName& key, GRMustacheValue& value, bool& isProtected) const;
     // The value of an expression such as "user.name" or "uppercase(name)"; fails when it can't be read or evaluated.
     // The value may be borrowed from the context.
     Result<void> hasValue(GRMustacheValue& value, std::string_view forMustacheExpression) const;

@@ -9,6 +9,8 @@ namespace qs {
 
 namespace {
 
+const Result<void> kSuccess;
+
 std::int64_t columnOf(const GRMustacheToken& token) {
     const std::string_view before = token.templateString.substr(0, token.range.location);
     const std::string_view line = before.substr(before.rfind('\n') + 1);  // npos + 1 is 0
@@ -17,6 +19,8 @@ std::int64_t columnOf(const GRMustacheToken& token) {
 }
 
 }  // namespace
+
+Result<void> mustacheSuccess() { return kSuccess; }
 
 Error mustacheError(GRMustacheErrorCode code, std::string description) {
     return {std::string(GRMustacheErrorDomain), code, std::move(description), {}};

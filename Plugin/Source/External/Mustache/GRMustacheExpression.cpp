@@ -13,7 +13,7 @@ GRMustacheFilteredExpression::GRMustacheFilteredExpression(const GRMustacheToken
       curried_(curried) {}
 
 bool GRMustacheExpression::isEqual(const GRMustacheExpression& other) const {
-    if (kind_ != other.kind_ || identifier_ != other.identifier_ || depth_ != other.depth_) return false;
+    if (kind_ != other.kind_ || identifier() != other.identifier() || depth_ != other.depth_) return false;
     if (kind_ == Kind::Scoped)
         return static_cast<const GRMustacheScopedExpression&>(*this).baseExpression().isEqual(
             static_cast<const GRMustacheScopedExpression&>(other).baseExpression());

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "GRMustacheName.h"
+
 namespace qs {
 
 struct GRMustacheToken;
@@ -18,7 +20,8 @@ public:
     // The tag that the expression stands in; null when it stands in none.
     const GRMustacheToken* token() const { return token_; }
     // The name of an identifier or scoped expression; empty for the others.
-    std::string_view identifier() const { return identifier_; }
+    std::string_view identifier() const { return name_.text(); }
+    const GRMustacheName& name() const { return name_; }
     // How many expressions stand inside one another here, this one not counted.
     std::size_t depth() const { return depth_; }
 
@@ -26,11 +29,11 @@ public:
 
 protected:
     GRMustacheExpression(Kind kind, const GRMustacheToken* token, std::string_view identifier, std::size_t depth)
-        : token_(token), identifier_(identifier), depth_(depth), kind_(kind) {}
+        : token_(token), name_(identifier), depth_(depth), kind_(kind) {}
 
 private:
     const GRMustacheToken* token_;
-    std::string_view identifier_;
+    GRMustacheName name_;
     std::size_t depth_;
     Kind kind_;
 };

@@ -32,20 +32,20 @@ Error filterError(std::string_view what, const GRMustacheToken* tag, const std::
 Result<void> GRMustacheExpressionInvocation::invokeReturningError() {
     using Kind = GRMustacheExpression::Kind;
     switch (expression_.kind()) {
-    case Kind::ImplicitIterator: value_ = context_.topMustacheObject(); return {};
+    case Kind::ImplicitIterator: value_ = context_.topMustacheObject(); return mustacheSuccess();
     case Kind::Identifier:
-        value_ = context_.valueForMustacheKey(expression_.identifier(), &valueIsProtected_);
-        return {};
+        context_.findValueForMustacheKey(expression_.name(), value_, valueIsProtected_);
+        return mustacheSuccess();
     case Kind::Scoped: {
         const auto& scoped = static_cast<const GRMustacheScopedExpression&>(expression_);
         GRMustacheExpressionInvocation base(scoped.baseExpression(), context_);
         if (auto invoked = base.invokeReturningError(); !invoked) return failed(invoked);
-        value_ = GRMustacheKeyAccess::valueForMustacheKey(scoped.identifier(), base.value_, context_.unsafeKeyAccess());
-        return {};
+        value_ = GRMustacheKeyAccess::valueForMustacheKey(scoped.name(), base.value_, context_.unsafeKeyAccess());
+        return mustacheSuccess();
     }
     case Kind::Filtered: return applyFilter(static_cast<const GRMustacheFilteredExpression&>(expression_));
     }
-    return {};
+    return mustacheSuccess();
 }
 
 Result<void> GRMustacheExpressionInvocation::applyFilter(const GRMustacheFilteredExpression& expression) {
@@ -62,13 +62,13 @@ Result<void> GRMustacheExpressionInvocation::applyFilter(const GRMustacheFiltere
     if (expression.isCurried()) {
         if (auto curried = callable->filterByCurryingArgument(argument.value_)) {
             value_ = std::move(curried);
-            return {};
+            return mustacheSuccess();
         }
     }
     auto transformed = callable->transformedValue(argument.value_);
     if (!transformed) return failed(transformed);
     value_ = std::move(*transformed);
-    return {};
+    return mustacheSuccess();
 }
 
 }  // namespace qs

@@ -114,16 +114,15 @@ std::span<const Getter> keysOf(const GRMustacheValue& value) {
 
 }  // namespace
 
-GRMustacheValue GRMustacheKeyAccess::valueForMustacheKey(std::string_view key, const GRMustacheValue& inObject,
+GRMustacheValue GRMustacheKeyAccess::valueForMustacheKey(const GRMustacheName& key, const GRMustacheValue& inObject,
                                                          bool unsafeKeyAccess) {
     GRMustacheValue value;
     findValueForMustacheKey(key, inObject, unsafeKeyAccess, value);
     return value;
 }
 
-bool GRMustacheKeyAccess::findValueForMustacheKey(std::string_view key, const GRMustacheValue& inObject,
-                                                  bool unsafeKeyAccess, GRMustacheValue& value) {
-    if (inObject.isKeyed()) return inObject.findKeyedSubscript(key, value);
+bool GRMustacheKeyAccess::findExposed(std::string_view key, const GRMustacheValue& inObject, bool unsafeKeyAccess,
+                                      GRMustacheValue& value) {
     if (const GRMustacheObject* object = inObject.object()) {
         value = object->valueForMustacheKey(key, unsafeKeyAccess).keptWith(inObject);
         if (!value.isNil()) return true;

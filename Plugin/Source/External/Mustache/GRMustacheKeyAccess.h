@@ -2,20 +2,26 @@
 // texts, numbers, dates, data and lists answer those of a fixed table.
 #pragma once
 
-#include <string_view>
+#include "GRMustacheName.h"
+#include "GRMustacheValue.h"
 
 namespace qs {
-
-class GRMustacheValue;
 
 class GRMustacheKeyAccess {
 public:
     // Nil for a key that the object doesn't have or doesn't expose.
-    static GRMustacheValue valueForMustacheKey(std::string_view key, const GRMustacheValue& inObject,
+    static GRMustacheValue valueForMustacheKey(const GRMustacheName& key, const GRMustacheValue& inObject,
                                                bool unsafeKeyAccess);
     // The same into `value`, which must be Nil; false for such a key.
-    static bool findValueForMustacheKey(std::string_view key, const GRMustacheValue& inObject, bool unsafeKeyAccess,
-                                        GRMustacheValue& value);
+    static bool findValueForMustacheKey(const GRMustacheName& key, const GRMustacheValue& inObject,
+                                        bool unsafeKeyAccess, GRMustacheValue& value) {
+        return inObject.isKeyed() ? inObject.findKeyedSubscript(key, value)
+                                  : findExposed(key.text(), inObject, unsafeKeyAccess, value);
+    }
+
+private:
+    static bool findExposed(std::string_view key, const GRMustacheValue& inObject, bool unsafeKeyAccess,
+                            GRMustacheValue& value);
 };
 
 }  // namespace qs

@@ -74,7 +74,7 @@ public:
         if (isCollection && !asEnumerationItem) return appendItems(value, HTMLSafe);
         if (tag_.type() == GRMustacheTagType::Variable && !isCollection) {
             value.appendDescription(out_);
-            return {};
+            return mustacheSuccess();
         }
         if (!isPushed(value, asEnumerationItem)) return appendContent(context_, HTMLSafe);
         const GRMustacheContext inner = context_.contextByAddingObject(value.borrowed());
@@ -83,7 +83,7 @@ public:
 
     Result<void> appendContent(const GRMustacheContext& context, bool& HTMLSafe) {
         HTMLSafe = tag_.contentType() == GRMustacheContentType::HTML;
-        if (tag_.type() != GRMustacheTagType::Section) return {};
+        if (tag_.type() != GRMustacheTagType::Section) return mustacheSuccess();
         const GRMustacheTemplateAST& inner = static_cast<const GRMustacheSectionTag&>(tag_).innerTemplateAST();
         return GRMustacheRenderingEngine(inner.contentType(), context, out_, thread_).visitTemplateAST(inner);
     }
@@ -109,7 +109,7 @@ private:
             error.userInfo.emplace("GRMustacheException", GRMustacheRenderingException);
             return failure(std::move(error));
         }
-        return {};
+        return mustacheSuccess();
     }
 
     const GRMustacheTag& tag_;
@@ -211,12 +211,12 @@ Result<void> GRMustacheRenderingEngine::visitNodes(const GRMustacheTemplateAST& 
         }
         if (buffer_.size() > GRMustacheLimits::output) return failure(renderingError("The rendering is too long"));
     }
-    return {};
+    return mustacheSuccess();
 }
 
 Result<void> GRMustacheRenderingEngine::visitTextNode(const GRMustacheTextNode& node) {
     buffer_ += node.text();
-    return {};
+    return mustacheSuccess();
 }
 
 Result<void> GRMustacheRenderingEngine::visitVariableTag(const GRMustacheVariableTag& tag) { return visitTag(tag); }
@@ -239,8 +239,9 @@ Result<void> GRMustacheRenderingEngine::visitInheritableSectionNode(const GRMust
 Result<void> GRMustacheRenderingEngine::visitTag(const GRMustacheTag& tag) {
     const GRMustacheExpression& expression = tag.expression();
     if (expression.kind() == GRMustacheExpression::Kind::Identifier) {  // nearly every tag, and it never fails
+        GRMustacheValue value;
         bool isProtected = false;
-        const GRMustacheValue value = context_.valueForMustacheKey(expression.identifier(), &isProtected);
+        context_.findValueForMustacheKey(expression.name(), value, isProtected);
         return visitTag(tag, value, isProtected);
     }
     GRMustacheExpressionInvocation invocation(expression, context_);
@@ -249,18 +250,17 @@ Result<void> GRMustacheRenderingEngine::visitTag(const GRMustacheTag& tag) {
     return visitTag(tag, invocation.value(), invocation.valueIsProtected());
 }
 
-Result<void> GRMustacheRenderingEngine::visitTag(const GRMustacheTag& tag, const GRMustacheValue& value,
-                                                 bool isProtected) {
+inline Result<void> GRMustacheRenderingEngine::visitTag(const GRMustacheTag& tag, const GRMustacheValue& value,
+                                                        bool isProtected) {
     if (!isProtected) return visitTag(tag, value, context_);
     // What a protected value holds must not come out through the stack.
     const GRMustacheContext hiding = context_.contextByAddingHiddenObject(value.borrowed());
     return visitTag(tag, value, hiding);
 }
 
-Result<void> GRMustacheRenderingEngine::visitTag(const GRMustacheTag& tag, const GRMustacheValue& value,
-                                                 const GRMustacheContext& context) {
-    if (context.hasTagDelegates()) return visitTagWithDelegates(tag, value, context);
-    return render(tag, value, context);
+inline Result<void> GRMustacheRenderingEngine::visitTag(const GRMustacheTag& tag, const GRMustacheValue& value,
+                                                        const GRMustacheContext& context) {
+    return context.hasTagDelegates() ? visitTagWithDelegates(tag, value, context) : render(tag, value, context);
 }
 
 Result<void> GRMustacheRenderingEngine::visitTagWithDelegates(const GRMustacheTag& tag, const GRMustacheValue& value,
@@ -279,30 +279,33 @@ Result<void> GRMustacheRenderingEngine::visitTagWithDelegates(const GRMustacheTa
     const std::string_view rendering = std::string_view(buffer_).substr(start);
     for (GRMustacheTagDelegate* each : delegates)
         each->mustacheTagDidRenderObjectAs(tag, object, rendering);
-    return {};
+    return mustacheSuccess();
 }
 
-bool GRMustacheRenderingEngine::escapes(const GRMustacheTag& tag) const {
+inline bool GRMustacheRenderingEngine::escapes(const GRMustacheTag& tag) const {
     return tag.escapesHTML() && contentType_ == GRMustacheContentType::HTML;
 }
 
-Result<void> GRMustacheRenderingEngine::render(const GRMustacheTag& tag, const GRMustacheValue& value,
-                                               const GRMustacheContext& context) {
+inline Result<void> GRMustacheRenderingEngine::render(const GRMustacheTag& tag, const GRMustacheValue& value,
+                                                      const GRMustacheContext& context) {
+    if (tag.type() != GRMustacheTagType::Variable || !value.isString()) return renderByRules(tag, value, context);
+    if (escapes(tag))
+        GRMustacheAppendTranslatedHTML(buffer_, value.string());
+    else
+        buffer_ += value.string();
+    return mustacheSuccess();
+}
+
+Result<void> GRMustacheRenderingEngine::renderByRules(const GRMustacheTag& tag, const GRMustacheValue& value,
+                                                      const GRMustacheContext& context) {
     const bool isSection = tag.type() == GRMustacheTagType::Section;
-    if (isSection && GRMustacheRendering::boolValueOf(value) == tag.isInverted()) return {};
-    if (!isSection && value.isString()) {
-        if (escapes(tag))
-            GRMustacheAppendTranslatedHTML(buffer_, value.string());
-        else
-            buffer_ += value.string();
-        return {};
-    }
+    if (isSection && GRMustacheRendering::boolValueOf(value) == tag.isInverted()) return mustacheSuccess();
     const std::size_t start = buffer_.size();
     bool HTMLSafe = false;
     auto rendered = Appending(tag, context, buffer_, thread_).append(value, false, HTMLSafe);
     if (!rendered) return failure(mustacheErrorAt(tag.token(), rendered.error()));
     if (escapes(tag) && !HTMLSafe) GRMustacheTranslateHTMLFrom(buffer_, start);
-    return {};
+    return mustacheSuccess();
 }
 
 }  // namespace qs

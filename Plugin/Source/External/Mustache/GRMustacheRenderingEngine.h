@@ -74,6 +74,8 @@ private:
     Result<void> visitTagWithDelegates(const GRMustacheTag& tag, const GRMustacheValue& value,
                                        const GRMustacheContext& context);
     Result<void> render(const GRMustacheTag& tag, const GRMustacheValue& value, const GRMustacheContext& context);
+    Result<void> renderByRules(const GRMustacheTag& tag, const GRMustacheValue& value,
+                               const GRMustacheContext& context);
     bool escapes(const GRMustacheTag& tag) const;
 
     GRMustacheContentType contentType_;

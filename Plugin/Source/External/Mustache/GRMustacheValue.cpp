@@ -5,6 +5,7 @@
 #include <charconv>
 
 #include "Foundation/Format.h"
+#include "GRMustacheName.h"
 #include "GRMustacheObject.h"
 
 namespace qs {
@@ -217,13 +218,13 @@ GRMustacheValue GRMustacheValue::itemAt(std::size_t index) const {
 
 bool GRMustacheValue::isKeyedObject() const { return held_.object->asKeyedSubscript() != nullptr; }
 
-GRMustacheValue GRMustacheValue::objectForKeyedSubscript(std::string_view key) const {
+GRMustacheValue GRMustacheValue::objectForKeyedSubscript(const GRMustacheName& key) const {
     GRMustacheValue value;
     findKeyedSubscript(key, value);
     return value;
 }
 
-bool GRMustacheValue::findKeyedSubscript(std::string_view key, GRMustacheValue& value) const {
+bool GRMustacheValue::findKeyedSubscript(const GRMustacheName& key, GRMustacheValue& value) const {
     if (kind_ == Kind::PlistDictionary) {
         const qs::Dictionary& entries = held_.plist->dictionary();
         const auto found = entries.find(key);
@@ -237,7 +238,7 @@ bool GRMustacheValue::findKeyedSubscript(std::string_view key, GRMustacheValue& 
         value = found->second.isNil() ? null() : found->second.keptWith(*this);
         return true;
     }
-    if (isKeyed()) value = held_.object->asKeyedSubscript()->objectForKeyedSubscript(key).keptWith(*this);
+    if (isKeyed()) value = held_.object->asKeyedSubscript()->objectForKeyedSubscript(key.text()).keptWith(*this);
     return !value.isNil();
 }
 

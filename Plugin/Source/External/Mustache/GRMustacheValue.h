@@ -20,6 +20,7 @@
 
 namespace qs {
 
+class GRMustacheName;
 class GRMustacheObject;
 class GRMustacheValue;
 using GRMustacheArray = std::vector<GRMustacheValue>;
@@ -104,9 +105,9 @@ public:
         return kind_ == Kind::PlistDictionary || kind_ == Kind::Table || (kind_ == Kind::Object && isKeyedObject());
     }
     // Nil for an unknown key. Kept alive as this value is.
-    GRMustacheValue objectForKeyedSubscript(std::string_view key) const;
+    GRMustacheValue objectForKeyedSubscript(const GRMustacheName& key) const;
     // The same into `value`, which must be Nil; false for an unknown key.
-    bool findKeyedSubscript(std::string_view key, GRMustacheValue& value) const;
+    bool findKeyedSubscript(const GRMustacheName& key, GRMustacheValue& value) const;
 
     // The keys of a dictionary, in their order; nothing for other values, keyed objects among them.
     std::optional<std::vector<std::string>> keysOfDictionary() const;

@@ -4,6 +4,7 @@
 #include "GRMustacheConfiguration.h"
 #include "GRMustacheFilter.h"
 #include "GRMustacheKeyAccess.h"
+#include "GRMustacheName.h"
 #include "GRMustacheTagDelegate.h"
 #include "MustacheTest.h"
 
@@ -38,6 +39,22 @@ TEST(MustacheContext, LetsANullHideWhatLiesBelow) {
     const auto base = GRMustacheContext::contextWithObject(Dictionary{{"a", "low"}});
     const GRMustacheContext high = base->contextByAddingObject(Dictionary{{"a", Value()}});
     EXPECT_EQ(high.valueForMustacheKey("a").kind(), GRMustacheValue::Kind::Null);
+}
+
+TEST(MustacheName, IsOrderedAsTextsAre) {
+    using namespace std::string_literals;
+    std::vector<std::string> keys{""};
+    // Lengths around those of the pieces that are compared at once, with equal beginnings, zeros and high bytes.
+    for (std::size_t length = 1; length <= 18; ++length)
+        for (const std::string& last : {"\0"s, "a"s, "b"s, "\x7F"s, "\xFF"s})
+            keys.push_back(std::string(length - 1, 'a') + last);
+    keys.insert(keys.end(), {"linkColor", "linkedInLink", "links", "b\0\0"s, "abcdefg\0"s, "abcdefg", "abcdefgh"});
+    for (const std::string& a : keys) {
+        for (const std::string& b : keys) {
+            ASSERT_EQ(a < GRMustacheName(b), a < b) << a << " and " << b;
+            ASSERT_EQ(GRMustacheName(a) < b, a < b) << a << " and " << b;
+        }
+    }
 }
 
 TEST(MustacheContext, NeverLetsAProtectedKeyBeOverridden) {

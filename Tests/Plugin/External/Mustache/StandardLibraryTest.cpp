@@ -45,6 +45,26 @@ TEST(MustacheStandardLibrary, ChangesCase) {
         EXPECT_EQ(rendered(c.text, data), c.result) << c.text;
 }
 
+TEST(MustacheStandardLibrary, ChangesCaseAtEveryLengthAndPlace) {
+    // Whole words, leftovers, and the neighbours of letters.
+    for (std::size_t length = 1; length <= 20; ++length) {
+        for (char c = 1; c < 0x7F; ++c) {
+            std::string text(length, '[');
+            text[length - 1] = text[length / 2] = c;
+            const auto changed = [&](char from, char to, char shift) {
+                std::string all = text;
+                for (char& each : all)
+                    if (each >= from && each <= to) each = static_cast<char>(each + shift);
+                return all;
+            };
+            const Dictionary data{{"v", text}};
+            ASSERT_EQ(rendered("{{{uppercase(v)}}}", data), changed('a', 'z', 'A' - 'a'));
+            ASSERT_EQ(rendered("{{{lowercase(v)}}}", data), changed('A', 'Z', 'a' - 'A'));
+        }
+    }
+    EXPECT_EQ(rendered("{{uppercase(v)}}", Dictionary{{"v", "twelve letters é"}}), "TWELVE LETTERS É");
+}
+
 TEST(MustacheStandardLibrary, KnowsBlankAndEmpty) {
     struct ValueCase {
         const char* what;

@@ -7,6 +7,7 @@
 #include "Foundation/Format.h"
 #include "GRMustacheContext.h"
 #include "GRMustacheError.h"
+#include "GRMustacheName.h"
 #include "GRMustacheRendering.h"
 #include "GRMustacheTag.h"
 
