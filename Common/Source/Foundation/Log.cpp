@@ -91,6 +91,7 @@ void DDLog::log(LogLine line) {
         return;
     }
     std::lock_guard guard(state().lock);
+    if (state().loggers.empty()) return;
     line.message = singleLogLine(state().mask.masked(std::move(line.message)));
     isLogging = true;
     for (const auto& logger : state().loggers) {

@@ -32,7 +32,7 @@ std::size_t legalCharacterLength(std::string_view text) {
     return utf8CharacterLength(text);
 }
 
-std::string_view escapeOf(char c) {
+std::string_view escapeInText(char c) {
     switch (c) {
     case '&': return "&amp;";
     case '<': return "&lt;";
@@ -43,21 +43,54 @@ std::string_view escapeOf(char c) {
     }
 }
 
-constexpr std::array<bool, 256> makePlain() {
-    std::array<bool, 256> plain{};
+std::string_view escapeInValue(char c) {
+    switch (c) {
+    case '&': return "&amp;#38;";
+    case '\n': return "&#10;";
+    case '\t': return "&#9;";
+    default: return escapeInText(c);
+    }
+}
+
+using Plain = std::array<bool, 256>;
+constexpr Plain makePlain(bool hasLines) {
+    Plain plain{};
     for (std::size_t c = 0x20; c < 0x80; ++c)
         plain[c] = c != '&' && c != '<' && c != '>' && c != '"';
-    plain['\t'] = plain['\n'] = true;
+    plain['\t'] = plain['\n'] = hasLines;
     return plain;
 }
-constexpr std::array<bool, 256> kPlain = makePlain();
+constexpr Plain kPlainInText = makePlain(true), kPlainInValue = makePlain(false);
 
 // ASCII that stands for itself.
-std::size_t plainPrefix(std::string_view text) {
+std::size_t plainPrefix(std::string_view text, const Plain& plain) {
     std::size_t i = 0;
-    while (i < text.size() && kPlain[static_cast<unsigned char>(text[i])])
+    while (i < text.size() && plain[static_cast<unsigned char>(text[i])])
         ++i;
     return i;
+}
+
+std::size_t beyondAsciiPrefix(std::string_view text) {
+    std::size_t i = 0;
+    while (i < text.size() && static_cast<unsigned char>(text[i]) >= 0x80)
+        ++i;
+    return i;
+}
+
+void appendEscaped(std::string& target, std::string_view text, const Plain& plain, std::string_view (*escapeOf)(char)) {
+    while (!text.empty()) {
+        const std::size_t length = plainPrefix(text, plain);
+        target.append(text.substr(0, length));
+        text.remove_prefix(length);
+        if (text.empty()) return;
+        const std::string_view escaped = escapeOf(text.front());
+        const std::size_t taken = std::max<std::size_t>(escaped.empty() ? beyondAsciiPrefix(text) : 1, 1);
+        if (escaped.empty())
+            appendLegalXml(target, text.substr(0, taken));
+        else
+            target.append(escaped);
+        text.remove_prefix(taken);
+    }
 }
 
 }  // namespace
@@ -108,19 +141,11 @@ void appendLegalXml(std::string& target, std::string_view text) {
 }
 
 void appendEscapedXml(std::string& target, std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t plain = plainPrefix(text);
-        target.append(text.substr(0, plain));
-        text.remove_prefix(plain);
-        if (text.empty()) return;
-        const std::string_view escaped = escapeOf(text.front());
-        const std::size_t length = escaped.empty() ? std::max<std::size_t>(utf8CharacterLength(text), 1) : 1;
-        if (escaped.empty())
-            appendLegalXml(target, text.substr(0, length));
-        else
-            target.append(escaped);
-        text.remove_prefix(length);
-    }
+    appendEscaped(target, text, kPlainInText, escapeInText);
+}
+
+void appendEscapedXmlValue(std::string& target, std::string_view value) {
+    appendEscaped(target, value, kPlainInValue, escapeInValue);
 }
 
 }  // namespace qs

@@ -18,5 +18,7 @@ void appendLegalXml(std::string& target, std::string_view text);
 // The same, with what is markup escaped as libxml2 escapes it: "&", "<", ">", the quotation mark and the carriage
 // return.
 void appendEscapedXml(std::string& target, std::string_view text);
+// For the value of an attribute: with tabs and line ends as references, too. An "&" becomes "&amp;#38;".
+void appendEscapedXmlValue(std::string& target, std::string_view value);
 
 }  // namespace qs

@@ -14,6 +14,7 @@
 
 #include "HTML2EM/ENXMLAttributes.h"
 
+struct _xmlOutputBuffer;
 struct _xmlTextWriter;
 
 namespace qs {
@@ -74,7 +75,7 @@ public:
 protected:
     // The innermost open element as the definition has it; null for none, and when there is no definition.
     const ENXMLElement* innermostElement() const { return openElements_.empty() ? nullptr : openElements_.back(); }
-    // Without asking the definition; null when there is none.
+    // Without asking the definition, which declares `element`; null when there is none.
     void startLegalElement(std::string_view name, const ENXMLElement* element);
     void writeAttributes(const ENXMLAttributes& attributes);
 
@@ -85,14 +86,17 @@ private:
     }
     [[noreturn]] void raise(int result, const char* function);
     const unsigned char* legal(std::string_view text);
+    bool isLegalAttribute(std::string_view name) const;
 
     ENXMLWriterDelegate* delegate_;
     std::shared_ptr<const ENXMLDTD> dtd_;
     std::string contents_, name_, text_;
     _xmlTextWriter* writer_ = nullptr;
+    _xmlOutputBuffer* xmlOutputBuffer_ = nullptr;  // the writer's
     std::vector<const ENXMLElement*> openElements_;
     const ENXMLElement* currentElement_ = nullptr;  // from its start on to any end
-    bool isInCDATA_ = false;
+    bool isInCDATA_ = false, isUTF8Declared_ = false;
+    bool isTagOpen_ = false;     // the last thing written was a start tag, and its end is still to come
     std::exception_ptr thrown_;  // by the delegate, on its way through libxml2
 };
 

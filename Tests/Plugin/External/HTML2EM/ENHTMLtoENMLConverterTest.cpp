@@ -200,7 +200,7 @@ TEST_F(ConverterTest, ADelegateGetsTheNoteInstead) {
     ENHTMLtoENMLConverter converter;
     converter.setDelegate(&listener);
     EXPECT_EQ(converter.enmlFromHTMLContent("<body>a</body>"), "");
-    EXPECT_EQ(listener.note, std::string(kNoteHead) + "<en-note>a</en-note>\n");
+    EXPECT_EQ(listener.note, std::string(kNoteHead).append("<en-note>a</en-note>\n"));
     EXPECT_EQ(listener.heard, "start,finish,");
 }
 

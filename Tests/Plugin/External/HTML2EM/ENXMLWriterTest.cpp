@@ -64,7 +64,38 @@ TEST_F(ENXMLWriterTest, RefusesWhatTheDefinitionDoesNotKnow) {
     EXPECT_FALSE(writer.writeAttributeName("align", "left")) << "behind an end there is no element to take it";
     EXPECT_TRUE(log.contains("Error retrieving element:"));
     writer.endDocument();
-    EXPECT_EQ(writer.contents(), std::string(kNoteHead) + "<en-note><p align=\"left\"/></en-note>\n");
+    EXPECT_EQ(writer.contents(), std::string(kNoteHead).append("<en-note><p align=\"left\"/></en-note>\n"));
+}
+
+// Attributes of a start tag are written together, one by one through libxml2: a reader must not see which.
+TEST_F(ENXMLWriterTest, AttributesComeOutAlikeTogetherAndOneByOne) {
+    std::string everyByte;
+    for (int c = 1; c < 256; ++c)
+        everyByte += static_cast<char>(c);
+    const ENXMLAttributes attributes{{"style", "plain"},
+                                     {"onclick", "x"},
+                                     {"lang", std::nullopt},
+                                     {"title", everyByte},
+                                     {"dir", "&&amp;<\">' \t\r\n"},
+                                     {"xml:lang", "\xC3\xA4\xE6\x97\xA5\xF0\x9F\x98\x80\xEF\xBF\xBF \xE6\x97z"}};
+    const auto written = [&](bool isTogether) {
+        ENMLWriter writer;
+        writer.startDocument();
+        if (isTogether) {
+            writer.startElement("p", attributes);
+        } else {
+            writer.startElement("p", ENXMLAttributes{});
+            for (const ENXMLAttribute& each : attributes)
+                writer.writeAttributeName(each.name, each.value);
+        }
+        writer.endElement();
+        writer.startElement("b", {{"title", "t"}});
+        writer.writeString("x");
+        writer.endDocument();
+        return writer.contents();
+    };
+    EXPECT_EQ(written(true), written(false));
+    EXPECT_THAT(written(true), HasSubstr("title=\"t\">x</b>"));
 }
 
 TEST_F(ENXMLWriterTest, AWrongOrderOfCallsIsAnException) {
