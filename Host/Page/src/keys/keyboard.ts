@@ -90,7 +90,7 @@ function focusOn(selector: string): boolean {
 /** The parts are marked with data-part and take the focus themselves or hand it on to the element inside. */
 function focusNextPart(step: number): boolean {
   // A part that floats has no offset parent.
-  const parts = [...document.querySelectorAll<HTMLElement>('[data-part]')].filter((part) => part.getClientRects().length > 0);
+  const parts = [...document.querySelectorAll<HTMLElement>('[data-part]:not([inert])')].filter((part) => part.getClientRects().length > 0);
   if (parts.length === 0) return false;
   const current = parts.findIndex((part) => part.contains(document.activeElement));
   // Backwards, the newest hint comes first wherever one is: it was announced with these keys, and may not wait.

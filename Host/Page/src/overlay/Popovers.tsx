@@ -39,6 +39,14 @@ function findAnchor(name: string): Element | null {
   return document.querySelector(`[data-anchor="title:${CSS.escape(owner)}"]`);
 }
 
+/** Behind a sheet of its window, or a dialog over the page. */
+function isCovered(anchor: Element): boolean {
+  return [...document.querySelectorAll('[aria-modal="true"][data-blocks]')].some((modal) => {
+    const blocked = modal.getAttribute('data-blocks') === 'page' ? document.body : modal.closest('.overlay')?.parentElement;
+    return blocked?.contains(anchor) && !modal.contains(anchor);
+  });
+}
+
 /** Whoever was in the card when it went is brought back to where he came from. */
 function useWayBack(card: { current: HTMLElement | null }): (event: FocusEvent) => void {
   const before = useRef<EventTarget | null>(null);
@@ -63,7 +71,10 @@ function Popover({ popover }: { popover: PopoverModel }) {
     const follow = (): void => {
       const size = card.current?.getBoundingClientRect();
       if (!size) return;
-      const box = findAnchor(popover.anchor)?.getBoundingClientRect();
+      const target = findAnchor(popover.anchor);
+      // A hint about what a sheet covers would lie in the way of that. Countdowns do not wait.
+      if (target && !popover.countdown && isCovered(target)) return setPlaced(null);
+      const box = target?.getBoundingClientRect();
       const anchor = box ?? { left: innerWidth / 2, top: 76, width: 0, height: 0 };
       const next = placeBeside(anchor, size, box ? popover.edge : Edge.Below, { width: innerWidth, height: innerHeight });
       setPlaced((before) => (before && JSON.stringify(before) === JSON.stringify(next) ? before : next));
@@ -86,7 +97,7 @@ function Popover({ popover }: { popover: PopoverModel }) {
   return (
     <div
       ref={card} class={`popover ${edge}`} role="dialog" aria-label={popover.text || popover.form?.title || 'Hint'} style={style}
-      data-part tabIndex={-1} onFocusIn={onFocusIn}
+      data-part tabIndex={-1} inert={!placed} onFocusIn={onFocusIn}
       onKeyDown={(event) => {
         if (event.key !== 'Escape') return;
         event.preventDefault();
