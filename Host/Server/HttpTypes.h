@@ -12,6 +12,9 @@
 #include <vector>
 
 namespace qs {
+// Host and plug-in meet in one process, and Platform/Http/HttpClient.h has types of the same names for the other
+// direction.
+inline namespace served {
 
 struct HttpRequest {
     std::string method;  // "GET"
@@ -47,4 +50,5 @@ public:
     std::function<void()> onClose;
 };
 
+}  // namespace served
 }  // namespace qs
