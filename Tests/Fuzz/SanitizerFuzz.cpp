@@ -11,9 +11,9 @@
 namespace {
 
 constexpr std::string_view kOwnPicture = "data:image/png;base64,AA==";
-constexpr std::array<std::string_view, 19> kForbidden{
-    "script", "iframe", "frame", "frameset", "object", "embed", "applet",   "form",  "input", "button",
-    "base",   "meta",   "link",  "style",    "svg",    "math",  "template", "video", "audio"};
+constexpr std::array<std::string_view, 18> kForbidden{"script", "iframe", "frame", "frameset", "object", "embed",
+                                                      "applet", "form",   "input", "button",   "base",   "meta",
+                                                      "link",   "svg",    "math",  "template", "video",  "audio"};
 
 void demand(bool isTrue) {
     if (!isTrue) std::abort();
@@ -27,18 +27,22 @@ bool isAllowedLink(std::string_view address) {
     return address.empty();
 }
 
+void checkCss(std::string_view css) {
+    const std::string style = qs::asciiLowered(css);
+    demand(!contains(style, "expression") && !contains(style, "@import") && !contains(style, "javascript:"));
+    demand(!contains(style, "url(") || contains(style, "url(\"data:"));
+}
+
 void checkElement(const qs::HtmlNode& element) {
     for (const std::string_view name : kForbidden)
         demand(element.name() != name);
+    if (element.name() == "style") checkCss(element.textContent());
     for (const auto& [name, value] : element.attributes()) {
         demand(!name.starts_with("on"));
         demand(name != "srcset" && name != "background" && name != "action" && name != "formaction" && name != "ping");
         if (name == "src") demand(value == kOwnPicture);
         if (name == "href") demand(isAllowedLink(value));
-        if (name != "style") continue;
-        const std::string style = qs::asciiLowered(value);
-        demand(!contains(style, "expression") && !contains(style, "@import") && !contains(style, "javascript:"));
-        demand(!contains(style, "url(") || contains(style, "url(\"data:"));
+        if (name == "style") checkCss(value);
     }
 }
 
