@@ -10,7 +10,7 @@ after(() => browser?.close());
 
 async function holdMessages(page, seconds) {
   await page.keyboard.press('Control+,');
-  const preferences = page.getByRole('dialog', { name: 'Preferences' });
+  const preferences = page.locator('.preferences');
   await preferences.getByText('Quillstead', { exact: true }).first().click();
   await preferences.getByLabel('Hold every message for a while after Send').check();
   const field = preferences.getByLabel('For', { exact: true });
