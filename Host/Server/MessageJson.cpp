@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "DeliveryService.h"
-#include "Foundation/DateFormatter.h"
 #include "Foundation/RunLoop.h"
 #include "ListDates.h"
 #include "Mail/Mailbox.h"
@@ -107,17 +106,17 @@ json::value messageSection(MailApplication& application) {
     auto parsed = parsedMessage(library, summary->id);
     const MailboxKind kind = kindOf(application, summary->mailbox);
     auto senders = parseAddresses(summary->from);
-    json::object model{{"id", summary->id},
-                       {"subject", summary->subject},
-                       {"from", senders.empty() || senders.front().name.empty() ? summary->from : senders.front().name},
-                       {"fromAddress", senders.empty() ? "" : senders.front().address},
-                       {"date", formatDate(kind == MailboxKind::Sent || kind == MailboxKind::Outbox ? summary->sent
-                                                                                                    : summary->received,
-                                           {"EEEE, d MMMM yyyy, HH:mm", "", ""})},
-                       {"flags", json::object{{"unread", !summary->flags.seen},
-                                              {"flagged", summary->flags.flagged},
-                                              {"colour", summary->flags.colour}}},
-                       {"canEditDraft", kind == MailboxKind::Drafts || kind == MailboxKind::Outbox}};
+    json::object model{
+        {"id", summary->id},
+        {"subject", summary->subject},
+        {"from", senders.empty() || senders.front().name.empty() ? summary->from : senders.front().name},
+        {"fromAddress", senders.empty() ? "" : senders.front().address},
+        {"date",
+         longDateText(kind == MailboxKind::Sent || kind == MailboxKind::Outbox ? summary->sent : summary->received)},
+        {"flags", json::object{{"unread", !summary->flags.seen},
+                               {"flagged", summary->flags.flagged},
+                               {"colour", summary->flags.colour}}},
+        {"canEditDraft", kind == MailboxKind::Drafts || kind == MailboxKind::Outbox}};
     auto headers = parsed ? parsed->headers() : nullptr;
     for (const auto& [name, key] : {std::pair{"to", MCHeaderKeyTo}, {"cc", MCHeaderKeyCc}, {"bcc", MCHeaderKeyBcc}})
         model[name] = headers ? addressesJson(*headers, key) : json::array();

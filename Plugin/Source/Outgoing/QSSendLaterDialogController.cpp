@@ -1,10 +1,10 @@
 #include "Outgoing/QSSendLaterDialogController.h"
 
 #include <algorithm>
-#include <array>
 
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
+#include "Core/QSWorkingHours.h"
 #include "Foundation/DateFormatter.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
@@ -35,21 +35,11 @@ constexpr std::pair<std::string_view, int> kCodes[] = {{"confirmDialog:", kSendL
                                                        {"cancelDialog:", kSendLaterCancelled},
                                                        {"ignoreDialog:", kSendLaterIgnored}};
 
-// "Monday, 23 November 2026 at 09:00", in the person's language.
+// "Monday, 23 November 2026 at 09:00", as the person's language writes it. Without seconds: the text is read out when
+// it changes.
 std::string dateInWords(Date date) {
-    return stringWithFormat(QSLocalizedString("%@ at %@"),
-                            {formatDate(date, {"EEEE, d MMMM yyyy", "", ""}), formatDate(date, {"HH:mm", "", ""})});
-}
-
-WorkingDays workingDays(const UserDefaults& defaults) {
-    constexpr std::array<std::string_view, 7> kKeys = {
-        "QSSundayIsWorkingDay",   "QSMondayIsWorkingDay", "QSTuesdayIsWorkingDay", "QSWednesdayIsWorkingDay",
-        "QSThursdayIsWorkingDay", "QSFridayIsWorkingDay", "QSSaturdayIsWorkingDay"};
-    WorkingDays days;
-    std::transform(kKeys.begin(), kKeys.end(), days.isWorkingDay.begin(),
-                   [&](std::string_view key) { return defaults.boolForKey(key); });
-    days.begin = defaults.objectForKey("QSWorkingHoursBegin").dateValue();
-    return days;
+    static const std::string pattern = localizedDatePattern("yMMMMEEEEdjm");
+    return formatDate(date, {.pattern = pattern, .locale = {}});
 }
 
 std::shared_ptr<FormModel> panelNamed(QSInterface& interface, std::string_view name) {
@@ -177,7 +167,7 @@ std::optional<Date> QSSendLaterDialogController::_dateForDialog() const {
         if (!time) time = dialogPanel_->control(kTimePicker)->value.dateValue();
         if (!time) return std::nullopt;
         return specialSendDate(now, *time, valueOf("QSSendLaterSpecialDateKey").integerValue(),
-                               workingDays(defaultsController_.defaults()));
+                               workingHoursOfSettings());
     }
     case kSendLaterDistance:
         return distantSendDate(now, valueOf("QSSendLaterDistanceCounterKey").integerValue(),

@@ -1,4 +1,6 @@
 // The send chain and the message writer, driven through the class runtime on every version of the host.
+#include <algorithm>
+
 #include "Compose/HeadersEditor.h"
 #include "ComposeWindow.h"
 #include "Foundation/Runtime.h"
@@ -252,10 +254,11 @@ TEST_F(SendChainTest, ThePictureIsAddedBeforeTheQuestionAndTheWindowIsThatOfTheV
 
 TEST_F(SendChainTest, SendingWhatIsStillScheduledAsksAndDoesAsAnswered) {
     struct Case {
-        int button;
+        const char* button;
         bool sent, scheduled;
     };
-    for (const Case& c : {Case{0, true, true}, Case{1, true, false}, Case{2, false, false}}) {
+    for (const Case& c :
+         {Case{"Keep Schedule", true, true}, Case{"Send Now", true, false}, Case{"Cancel", false, false}}) {
         startHost({.startDeliveries = false});
         auto window = reopenScheduled(86400);
         ASSERT_NE(window, nullptr);
@@ -263,7 +266,9 @@ TEST_F(SendChainTest, SendingWhatIsStillScheduledAsksAndDoesAsAnswered) {
         host_->settle();
         auto sheet = window->window()->currentSheet();
         ASSERT_NE(sheet, nullptr);
-        window->window()->endSheet(*sheet, sheet->buttons[static_cast<std::size_t>(c.button)].code);
+        const auto button = std::ranges::find(sheet->buttons, c.button, &FormButton::title);
+        ASSERT_NE(button, sheet->buttons.end()) << c.button;
+        window->window()->endSheet(*sheet, button->code);
         host_->settle();
         auto outbox = inAda(MailboxKind::Outbox);
         ASSERT_THAT(outbox, SizeIs(c.sent ? 1 : 0)) << c.button;

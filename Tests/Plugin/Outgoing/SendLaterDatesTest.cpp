@@ -13,12 +13,11 @@ constexpr const char* kMondayToFriday = ".MTWTF.";
 Date at(std::string_view text) { return parseDate(text, {kPattern, "en_US_POSIX", ""}).value(); }
 Date timeOfDay(std::string_view text) { return at("2001-01-01 " + std::string(text)); }
 
-WorkingDays week(std::string_view letters, const char* begin) {
-    WorkingDays days;
+WorkingHours week(std::string_view letters, const char* begin) {
+    WorkingHours hours{.begin = timeOfDay(begin)};
     for (std::size_t i = 0; i < 7; ++i)
-        days.isWorkingDay[i] = letters[i] != '.';
-    if (begin) days.begin = timeOfDay(begin);
-    return days;
+        hours.workingDays[i] = letters[i] != '.';
+    return hours;
 }
 
 class SendLaterDates : public ::testing::Test {
@@ -34,15 +33,15 @@ TEST_F(SendLaterDates, ATimeOnASpecialDay) {
     };
     // 2026-11-27 is a Friday.
     for (const Case& c : {
-             Case{"later today", "UTC", "2026-11-23 08:00:00", "09:30:00", 0, ".......", nullptr,
+             Case{"later today", "UTC", "2026-11-23 08:00:00", "09:30:00", 0, ".......", "00:00:00",
                   "2026-11-23 09:30:00"},
-             Case{"earlier today", "UTC", "2026-11-23 18:20:40", "09:30:00", 0, ".......", nullptr,
+             Case{"earlier today", "UTC", "2026-11-23 18:20:40", "09:30:00", 0, ".......", "00:00:00",
                   "2026-11-23 09:30:00"},
              Case{"a day that is none of the three is today", "UTC", "2026-11-23 08:00:00", "09:30:00", 7, ".......",
-                  nullptr, "2026-11-23 09:30:00"},
-             Case{"tomorrow in the next year", "Asia/Tokyo", "2026-12-31 23:59:59", "00:00:00", 1, ".......", nullptr,
-                  "2027-01-01 00:00:00"},
-             Case{"tomorrow is a leap day", "UTC", "2028-02-28 12:00:00", "09:00:00", 1, ".......", nullptr,
+                  "00:00:00", "2026-11-23 09:30:00"},
+             Case{"tomorrow in the next year", "Asia/Tokyo", "2026-12-31 23:59:59", "00:00:00", 1, ".......",
+                  "00:00:00", "2027-01-01 00:00:00"},
+             Case{"tomorrow is a leap day", "UTC", "2028-02-28 12:00:00", "09:00:00", 1, ".......", "00:00:00",
                   "2028-02-29 09:00:00"},
 
              Case{"Friday after work has begun: Monday", "Europe/Berlin", "2026-11-27 10:00:00", "09:00:00", 2,
@@ -63,19 +62,19 @@ TEST_F(SendLaterDates, ATimeOnASpecialDay) {
                   "09:00:00", 2, ".....F.", "09:00:00", "2026-12-04 09:00:00"},
              Case{"none at all, early or late: in a week", "UTC", "2026-11-27 07:00:00", "09:00:00", 2, ".......",
                   "09:00:00", "2026-12-04 09:00:00"},
-             Case{"nobody said when work begins: not today", "UTC", "2026-11-27 00:00:01", "09:00:00", 2, "SMTWTFS",
-                  nullptr, "2026-11-28 09:00:00"},
+             Case{"work begins at midnight: not today", "UTC", "2026-11-27 00:00:01", "09:00:00", 2, "SMTWTFS",
+                  "00:00:00", "2026-11-28 09:00:00"},
 
              Case{"the night when the clocks go forward", "Europe/Berlin", "2026-03-28 22:15:00", "09:00:00", 1,
-                  ".......", nullptr, "2026-03-29 09:00:00"},
+                  ".......", "00:00:00", "2026-03-29 09:00:00"},
              Case{"the night when they go back", "Europe/Berlin", "2026-10-24 22:15:00", "09:00:00", 1, ".......",
-                  nullptr, "2026-10-25 09:00:00"},
+                  "00:00:00", "2026-10-25 09:00:00"},
              Case{"a working day behind such a night", "America/New_York", "2026-10-30 17:00:00", "09:00:00", 2,
                   kMondayToFriday, "09:00:00", "2026-11-02 09:00:00"},
              Case{"within the day itself, forward: an hour late", "Europe/Berlin", "2026-03-29 01:00:00", "09:00:00", 0,
-                  ".......", nullptr, "2026-03-29 10:00:00"},
+                  ".......", "00:00:00", "2026-03-29 10:00:00"},
              Case{"within the day itself, back: an hour early", "Europe/Berlin", "2026-10-25 01:00:00", "09:00:00", 0,
-                  ".......", nullptr, "2026-10-25 08:00:00"},
+                  ".......", "00:00:00", "2026-10-25 08:00:00"},
          }) {
         setDefaultTimeZone(c.zone);
         const Date result = specialSendDate(at(c.now), timeOfDay(c.time), c.day, week(c.week, c.begin));
