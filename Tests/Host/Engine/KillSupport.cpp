@@ -14,13 +14,14 @@ std::string variable(const char* name) {
     return value ? value : "";
 }
 
-int runPart(const std::string& test, const std::vector<std::string>& assignments, const std::filesystem::path& log,
-            const std::function<void(pid_t)>& started, const std::function<void()>& ended) {
+pid_t startPart(const std::string& test, const std::vector<std::string>& assignments,
+                const std::filesystem::path& log) {
     std::vector<char*> environment;
-    for (char** each = environ; *each; ++each)
-        environment.push_back(*each);
+    // Of two values for one name the first counts.
     for (const std::string& each : assignments)
         environment.push_back(const_cast<char*>(each.c_str()));
+    for (char** each = environ; *each; ++each)
+        environment.push_back(*each);
     environment.push_back(nullptr);
     const std::string filter = "--gtest_filter=" + test;
     const char* const arguments[] = {"/proc/self/exe", filter.c_str(), "--gtest_also_run_disabled_tests", nullptr};
@@ -33,6 +34,12 @@ int runPart(const std::string& test, const std::vector<std::string>& assignments
         posix_spawn(&child, arguments[0], &actions, nullptr, const_cast<char* const*>(arguments), environment.data()),
         0);
     posix_spawn_file_actions_destroy(&actions);
+    return child;
+}
+
+int runPart(const std::string& test, const std::vector<std::string>& assignments, const std::filesystem::path& log,
+            const std::function<void(pid_t)>& started, const std::function<void()>& ended) {
+    const pid_t child = startPart(test, assignments, log);
     if (started) started(child);
     // Not reaped yet, so that its number stays its own until nobody can kill it any more.
     siginfo_t facts{};

@@ -18,8 +18,10 @@ namespace qs {
 // Of the environment; empty for none.
 std::string variable(const char* name);
 
-// Runs that test in a process of its own, with these assignments in its environment, and waits for its end. `started`
-// gets the process; `ended` is called when it has ended and its number is still its own. Returns waitpid's status.
+// Starts that test in a process of its own, with these assignments in its environment. Its output goes to `log`.
+pid_t startPart(const std::string& test, const std::vector<std::string>& assignments, const std::filesystem::path& log);
+// The same, and waits for its end. `started` gets the process; `ended` is called when it has ended and its number is
+// still its own. Returns waitpid's status.
 int runPart(const std::string& test, const std::vector<std::string>& assignments, const std::filesystem::path& log,
             const std::function<void(pid_t)>& started = {}, const std::function<void()>& ended = {});
 bool wasKilled(int status);

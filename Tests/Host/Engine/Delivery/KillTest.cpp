@@ -1,8 +1,10 @@
 // Kills the program with SIGKILL at chosen points of its work and starts it again, until all is done: every message
 // must have been delivered once, or be shown in doubt, and none may be lost.
 //
-// It runs on a real disk with a real clock. It dies by its own hand before or after a given file operation, or by the
-// server's while that speaks with it: no timing is involved.
+// It runs on a real disk with a real clock. It dies by its own hand before or after a given file operation, by the
+// server's while that speaks with it, or by a watcher's before a given system call: no timing is involved.
+//
+// QUILLSTEAD_FULL_TESTS=1 looks at every operation and every call, and dies 500 times at random.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -21,6 +23,7 @@
 #include "Foundation/Log.h"
 #include "KillSupport.h"
 #include "Mail/Mailbox.h"
+#include "TracedPart.h"
 
 namespace qs {
 namespace {
@@ -29,6 +32,7 @@ struct Part {
     std::filesystem::path folder;
     int port = 0, messages = 0, dieAt = 0;
     bool diesAfter = false;
+    bool isTraced = false;  // then it stops before it queues anything
 };
 
 // One life of the program: queue what is not queued yet, deliver, and end when nothing is left to do.
@@ -45,8 +49,12 @@ public:
     }
 
     void run() {
+        std::vector<int> unknown;
         for (int i = 0; i < part_.messages; ++i)
-            if (!isKnown(i)) append(i);
+            if (!isKnown(i)) unknown.push_back(i);
+        if (part_.isTraced) raise(SIGSTOP);
+        for (const int i : unknown)
+            append(i);
         engine_->deliveries().start();
         const bool done = loop_->runUntil([this] { return isSettled(); });
         if (!done) throw std::runtime_error("it did not come to an end");
@@ -106,6 +114,7 @@ TEST(DeliveryProgram, DISABLED_Runs) {
     part.messages = std::atoi(variable("QS_KILL_MESSAGES").c_str());
     part.dieAt = std::atoi(variable("QS_KILL_AT").c_str());
     part.diesAfter = variable("QS_KILL_AFTER") == "1";
+    part.isTraced = variable("QS_KILL_TRACED") == "1";
     ASSERT_FALSE(part.folder.empty());
     DDLog::addLogger(DDTTYLogger::sharedInstance());
     Life(part).run();
@@ -155,6 +164,21 @@ protected:
         }
         EXPECT_TRUE(endedWell(status)) << "see " << folder_ / "life.log";
         return endedWell(status);
+    }
+
+    // One life that is killed when it is about to make that system call. True when it ended before.
+    bool liveToCall(int call) {
+        const auto end = runPartToCall("DeliveryProgram.DISABLED_Runs",
+                                       {"QS_KILL_FOLDER=" + folder_.path().string(),
+                                        "QS_KILL_MESSAGES=" + std::to_string(messages_), "QS_KILL_TRACED=1"},
+                                       folder_ / "life.log", call);
+        if (wasKilled(end.status)) {
+            ++kills_;
+            return false;
+        }
+        EXPECT_TRUE(endedWell(end.status)) << "see " << folder_ / "life.log";
+        EXPECT_GT(end.calls, 20) << "too few to be those of two messages";
+        return true;
     }
 
     void killVictim() {
@@ -211,6 +235,18 @@ TEST_F(Kill, AtEveryFileOperationOfADelivery) {
             if (!variable("QUILLSTEAD_FULL_TESTS").empty()) continue;
             at += 2;  // the long form looks at each of them
         }
+    }
+    expectEachOnceOrInDoubt();
+}
+
+TEST_F(Kill, AtEverySystemCallOfTwoSends) {
+    const int stride = variable("QUILLSTEAD_FULL_TESTS").empty() ? 47 : 1;
+    for (int call = 1;; call += stride) {
+        ASSERT_LT(call, 3000);
+        messages_ += 2;
+        if (liveToCall(call)) break;
+        if (HasFailure()) return;
+        ASSERT_TRUE(live({})) << "after a death before call " << call;
     }
     expectEachOnceOrInDoubt();
 }
