@@ -79,6 +79,13 @@ json::value resolveDoubt(CallContext& context, const json::object& args) {
     return nullptr;
 }
 
+// Also of a message that a server has refused for good: the person may know better, or have mended what was wrong.
+json::value tryAgain(CallContext& context, const json::object& args) {
+    auto& deliveries = context.application.engine().deliveries();
+    require(deliveries.tryNow(deliveries.status(arguments::number(args, "id")).uniqueID));
+    return nullptr;
+}
+
 json::value completeAddresses(CallContext& context, const json::object& args) {
     json::array addresses;
     for (auto& address : context.application.engine().library().completeAddress(arguments::text(args, "prefix"), 8))
@@ -134,6 +141,7 @@ void addViewerCalls(CallTable& table) {
         return nullptr;
     };
     table["message.resolveDoubt"] = resolveDoubt;
+    table["message.tryAgain"] = tryAgain;
     table["addresses.complete"] = completeAddresses;
 }
 

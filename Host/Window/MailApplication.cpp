@@ -90,16 +90,19 @@ void MailApplicationObject::observe() {
         menu_.showMailboxes(MailAccount::mailAccounts());
         viewer_->libraryDidChange();
         takeNotices();
+        dropSettledNotices();
         outline_->waitingDidChange();
         noteModelChange();
     }));
     observations_.push_back(centre.addObserver(std::string(DeliveryStatusDidChangeNotification), [this](const auto&) {
+        dropSettledNotices();
         outline_->waitingDidChange();
         noteModelChange();
     }));
     observations_.push_back(centre.addObserver("MailDeliveryDidFail", [this](const Notification& notification) {
         const std::string text = notification.userInfo["text"].stringValue();
-        addNotice(text.empty() ? "A message could not be sent. It waits in the outbox." : text);
+        addNotice(text.empty() ? "A message could not be sent. It waits in the outbox." : text,
+                  notification.userInfo["waiting"].stringValue());
     }));
 }
 
@@ -108,6 +111,23 @@ void MailApplicationObject::takeNotices() {
         addNotice(std::move(text));
     for (auto& text : engine_.library().takeNotices())
         addNotice(std::move(text));
+}
+
+// What was said of a message that has left, or was taken back, would only make somebody wonder.
+void MailApplicationObject::dropSettledNotices() {
+    if (waitingOfNotice_.empty()) return;
+    const auto taken = engine_.deliveries().taken();
+    std::erase_if(waitingOfNotice_, [&](const auto& entry) {
+        const auto& [notice, uniqueID] = entry;
+        const auto criterion = MessageCriterion::with(MessageCriterion::Kind::UniqueIDIs, uniqueID);
+        const MessageList copies = engine_.library().messagesMatchingCriterion(criterion, 0, kSearchStore);
+        const bool waits = std::ranges::find(taken, uniqueID, &DeliveryStatus::uniqueID) != taken.end() ||
+                           std::ranges::any_of(copies, [](const MessageRef& copy) {
+                               return copy->mailbox() && copy->mailbox()->kind() == MailboxKind::Outbox;
+                           });
+        if (!waits) std::erase_if(notices_, [&](const Notice& each) { return each.id == notice; });
+        return !waits;
+    });
 }
 
 bool MailApplicationObject::listsMailbox(const Mailbox& mailbox) const {
@@ -239,11 +259,12 @@ void MailApplicationObject::presentError(const Error& error) {
     alert.runModal();
 }
 
-void MailApplicationObject::addNotice(std::string text) {
+void MailApplicationObject::addNotice(std::string text, std::string waiting) {
     if (text.empty() || std::ranges::find(notices_, text, &Notice::text) != notices_.end()) return;
     logInfo("Told: " + text);
     if (notices_.size() == kMostNotices) notices_.erase(notices_.begin());
     notices_.push_back({++lastNotice_, std::move(text)});
+    if (!waiting.empty()) waitingOfNotice_[lastNotice_] = std::move(waiting);
     noteModelChange();
 }
 

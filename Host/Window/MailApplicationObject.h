@@ -1,6 +1,7 @@
 // The application as it is implemented; private to this folder.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -68,7 +69,7 @@ public:
     bool isEnabled(MenuItem& item) override;
     bool choose(MenuItem& item) override;
     std::shared_ptr<Menu> contextualMenu() override;
-    void addNotice(std::string text) override;
+    void addNotice(std::string text) override { addNotice(std::move(text), {}); }
     const std::vector<Notice>& notices() const override { return notices_; }
     void dismissNotice(int id) override;
     const std::string& applicationIconImage() const override { return icon_; }
@@ -85,7 +86,9 @@ public:
 private:
     ResponderChain responders() const;
     void observe();
+    void addNotice(std::string text, std::string waiting);
     void takeNotices();
+    void dropSettledNotices();
     void showWindowsInMenu();
     std::vector<std::shared_ptr<Window>> windowsByAge() const;
 
@@ -97,6 +100,7 @@ private:
     std::vector<std::shared_ptr<ComposeWindow>> composeWindows_;
     bool viewerInFront_ = true, active_ = false, launched_ = false, terminated_ = false;
     std::vector<Notice> notices_;
+    std::map<int, std::string> waitingOfNotice_;  // by the notice: the message whose waiting it tells of
     int lastNotice_ = 0;
     std::string icon_;
     std::function<void(std::string_view, std::string_view)> pageRequestHandler_;

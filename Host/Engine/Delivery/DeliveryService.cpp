@@ -191,10 +191,12 @@ MessageRef DeliveryServiceObject::asItStandsNow(const MessageRef& message,
 void reportFailedDelivery(const MessageRef& message, const Error& error) {
     if (error.code == static_cast<int>(DeliveryError::NotTried)) return;
     const std::string subject = message ? message->subject() : std::string();
-    NotificationCenter::defaultCenter().post(
-        "MailDeliveryDidFail", message.get(),
-        Dictionary{{"text", (subject.empty() ? "A message" : "\"" + subject + "\"") + " could not be sent. " +
-                                error.description}});
+    const auto headers = message ? message->headers() : nullptr;
+    const auto uniqueID = headers ? headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier) : std::nullopt;
+    NotificationCenter::defaultCenter().post("MailDeliveryDidFail", message.get(),
+                                             Dictionary{{"text", (subject.empty() ? "A message" : "“" + subject + "”") +
+                                                                     " could not be sent. " + error.description},
+                                                        {"waiting", uniqueID.value_or(std::string())}});
 }
 
 Result<MessageRef> DeliveryServiceObject::append(std::string_view account, const OutgoingMessage& message) {
@@ -308,11 +310,12 @@ void DeliveryServiceObject::statusDidChange() {
     });
 }
 
-void DeliveryServiceObject::tell(std::string sentence, std::string uniqueID) {
+// A sentence about a message that waits, by its unique id, means nothing once that waits no more.
+void DeliveryServiceObject::tell(std::string sentence, std::string waiting) {
     logWarning(sentence);
-    RunLoop::main().post([sentence = std::move(sentence), uniqueID = std::move(uniqueID)] {
+    RunLoop::main().post([sentence = std::move(sentence), waiting = std::move(waiting)] {
         NotificationCenter::defaultCenter().post("MailDeliveryDidFail", nullptr,
-                                                 Dictionary{{"text", sentence}, {"uniqueID", uniqueID}});
+                                                 Dictionary{{"text", sentence}, {"waiting", waiting}});
     });
 }
 

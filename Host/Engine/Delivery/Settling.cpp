@@ -142,7 +142,7 @@ void DeliveryServiceObject::tellRefused(const Delivery& delivery) {
     std::string text = "“" + delivery.subject + "” did not reach everybody.";
     for (const auto& [recipient, why] : delivery.state.refused)
         text += " " + why;
-    tell(std::move(text), delivery.state.uniqueID);
+    tell(std::move(text));
 }
 
 void DeliveryServiceObject::tellSettled(const Delivery& delivery) {

@@ -163,8 +163,7 @@ bool DeliveryServiceObject::stands(const TakeBackNote& note, const Mailbox& mail
 }
 
 void DeliveryServiceObject::tellTakenBack(const TakeBackNote& note, const Mailbox& mailbox) {
-    tell(stringWithFormat("“%@” was taken back. You find it in “%@”.", {note.subject, mailbox.displayName()}),
-         note.uniqueID);
+    tell(stringWithFormat("“%@” was taken back. You find it in “%@”.", {note.subject, mailbox.displayName()}));
 }
 
 }  // namespace qs

@@ -140,13 +140,19 @@ std::string sentenceFor(CURLcode code, const SubmissionServer& server, const cha
     return "The connection to " + server.host + " failed: " + text + ".";
 }
 
+// Servers end their words with a full stop or without one.
+std::string asSentence(std::string text) {
+    if (std::string_view(".!?").find(text.back()) == std::string_view::npos) text += '.';
+    return text;
+}
+
 // What the server itself said beats curl's words for it.
 SmtpOutcome failedOutcome(CURLcode code, const Transfer& transfer, const SubmissionServer& server,
                           const char* details) {
     using Kind = SmtpOutcome::Kind;
     if (transfer.noteFailed)
         return {Kind::Temporary, "The delivery could not be noted on the disk, so nothing was sent.", {}};
-    const std::string said = "The server " + server.host + " answered: " + transfer.lastReply;
+    const std::string said = asSentence("The server " + server.host + " answered: " + transfer.lastReply);
     if (transfer.dotMayBeOut) {
         if (!transfer.codeAfterDot || *transfer.codeAfterDot < 400)
             return {Kind::InDoubt, "The connection to " + server.host + " broke before it had answered.", {}};

@@ -254,6 +254,7 @@ export interface Calls {
   'message.open': { id: Id }; // a double click: drafts open for editing
   'message.setFlags': { ids: Id[]; seen?: boolean; flagged?: boolean; colour?: number };
   'message.move': { ids: Id[]; mailbox: string };
+  'message.tryAgain': { id: Id }; // in an outbox
   'message.resolveDoubt': { uniqueID: string; choice: 'sendAgain' | 'markSent' };
   'compose.new': { to?: string[] };
   'compose.update': {

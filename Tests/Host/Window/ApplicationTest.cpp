@@ -152,6 +152,32 @@ TEST_F(ApplicationTest, AFailedDeliveryIsToldInTheWordsOfWhoKnows) {
     EXPECT_EQ(host->application().notices()[0].text, "“Minutes” could not be sent.");
 }
 
+TEST_F(ApplicationTest, WhatWasSaidOfAMessageThatWaitsGoesWhenItWaitsNoMore) {
+    start();
+    const auto tell = [](const char* text, const std::string& waiting) {
+        NotificationCenter::defaultCenter().post("MailDeliveryDidFail", nullptr,
+                                                 Dictionary{{"text", text}, {"waiting", waiting}});
+    };
+    for (const char* subject : {"Minutes", "Report"})
+        host->composeAndSend("ada", "nobody@nowhere.example", subject, "Text.");
+    tell("Something else.", {});
+    const auto texts = [&] {
+        std::string all;
+        for (const Notice& notice : host->application().notices())
+            all += notice.text.substr(0, notice.text.find('.')) + "|";
+        return all;
+    };
+    EXPECT_EQ(texts(), "“Minutes” could not be sent|“Report” could not be sent|Something else|");
+    host->advance(3600);
+    EXPECT_EQ(texts(), "“Minutes” could not be sent|“Report” could not be sent|Something else|") << "they still wait";
+    for (const auto& message : host->messagesOf("ada", MailboxKind::Outbox))
+        if (message.subject == "Minutes") {
+            EXPECT_TRUE(host->viewer().moveTo({message.id}, "ada/Drafts"));
+        }
+    host->settle();
+    EXPECT_EQ(texts(), "“Report” could not be sent|Something else|");
+}
+
 TEST_F(ApplicationTest, QuittingWithMailThatWaitsIsAskedAbout) {
     start({.startDeliveries = false});
     int quits = 0;

@@ -51,6 +51,11 @@ export function Message({ message }: { message: MessageModel }) {
         {message.delivery && (
           <div class="note">
             <DeliveryLine delivery={message.delivery} />
+            {message.delivery.state === 'failed' && (
+              <button type="button" class="small-button" onClick={() => act('message.tryAgain', { id: message.id })}>
+                Try again
+              </button>
+            )}
           </div>
         )}
         {message.attachments.length > 0 && <Attachments id={message.id} attachments={message.attachments} />}

@@ -77,6 +77,7 @@ TEST_F(Submission, WhatTheServerAnswersDecides) {
         EXPECT_EQ(status.state, State::Failed);
         EXPECT_EQ(status.attempts, 1);
         EXPECT_THAT(status.lastAnswer, HasSubstr(c.answer));
+        EXPECT_TRUE(status.lastAnswer.ends_with('.')) << "a sentence, whatever follows it";
         EXPECT_EQ(subjects("sam", MailboxKind::Outbox), id);
         EXPECT_EQ(notices_.size(), 1u);
         expectTidy();
