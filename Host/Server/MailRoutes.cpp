@@ -7,11 +7,13 @@
 #include "ComposeWindow.h"
 #include "DataUrl.h"
 #include "Display/Sanitizer.h"
+#include "Foundation/Assertion.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
 #include "MailLibrary.h"
 #include "Mime/MimeMessage.h"
 #include "Text/Escapes.h"
+#include "Viewer/WebDocument.h"
 
 namespace qs {
 
@@ -53,12 +55,24 @@ std::string inlinePicture(const MimeMessage& message, std::string_view contentID
     return {};
 }
 
+// As plug-ins want it displayed.
+std::string displayedHtml(const std::string& html) {
+    const auto document = std::make_shared<WebDocument>();
+    try {
+        web_document::setHtml(*document, html);
+    } catch (const std::exception&) {
+        logCaughtException("A plug-in could not look at a message's text");
+        return html;
+    }
+    return document->html;
+}
+
 HttpResponse body(const MimeMessage& message) {
     json::object answer;
-    if (auto html = message.htmlBody()) {
-        auto safe = sanitizeHtml(*html, {.inlinePicture = [&message](std::string_view contentID) {
-            return inlinePicture(message, contentID);
-        }});
+    if (const auto html = message.htmlBody()) {
+        auto safe = sanitizeHtml(displayedHtml(*html), {.inlinePicture = [&message](std::string_view contentID) {
+                                     return inlinePicture(message, contentID);
+                                 }});
         answer = {{"html", std::move(safe.html)}, {"remoteBlocked", safe.remoteBlocked}, {"plain", false}};
     } else {
         answer = {{"html", plainTextToHtml(message.plainBody().value_or(""))}, {"remoteBlocked", 0}, {"plain", true}};

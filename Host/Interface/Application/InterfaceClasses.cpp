@@ -3,6 +3,7 @@
 #include "Application/Bundles.h"
 #include "Foundation/Runtime.h"
 #include "Platform.h"
+#include "Viewer/WebDocument.h"
 
 namespace qs {
 
@@ -17,6 +18,9 @@ void defineInterfaceClasses() {
     registry.define("BorderlessToolbarItem", &registry.define("NSToolbarItem"));
     if (osMinor() == 11) registry.define("MessageListController");
 
+    registry.define("MUIWebDocument").add(web_document::setHtml, [](HostObject& self, const std::string& html) {
+        static_cast<WebDocument&>(self).html = html;
+    });
     registry.define("MVMailBundle").addClassMethod(mail_bundle::registerBundle, [](Class& principalClass) {
         MailBundleRegistry::add(principalClass);
     });

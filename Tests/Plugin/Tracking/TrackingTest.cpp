@@ -11,6 +11,7 @@
 #include "Mail/MessageHeaders.h"
 #include "Outgoing/QSHeaderKeys.h"
 #include "Tracking/QSTrackingPixelManager.h"
+#include "Viewer/WebDocument.h"
 
 namespace qs {
 namespace {
@@ -293,6 +294,30 @@ TEST_F(TrackingTest, AReplyCountsAsAnOpenUnlessOneCameBefore) {
     host_->advance(60);
     reply("<1@example.org>");
     EXPECT_EQ(record->numOpens(), 1) << "it was read by then";
+}
+
+TEST_F(TrackingTest, WhatIsDisplayedAsksForNoPixelOfOnesOwn) {
+    begin();
+    const std::string mine = "AAAAAAAA-1111-4111-8111-111111111111", theirs = "BBBBBBBB-1111-4111-8111-111111111111";
+    pixel(mine.c_str());
+    const std::string zero = "00000000-0000-0000-0000-000000000000", address = backend_.url("/tracking/");
+    struct Case {
+        const char* why;
+        std::string html, shown;
+    };
+    for (const Case& c :
+         {Case{"one's own, twice", "<img src='" + address + mine + "'><img src='" + address + mine + "'/>",
+               "<img src='" + address + zero + "'><img src='" + address + zero + "'/>"},
+          Case{"another sender's", "<img src='" + address + theirs + "'>", "<img src='" + address + theirs + "'>"},
+          Case{"another place's", "<img src='https://other.example/tracking/" + mine + "'>",
+               "<img src='https://other.example/tracking/" + mine + "'>"},
+          Case{"an id that goes on", address + mine + "0", address + mine + "0"},
+          Case{"one that ends the text", address, address}, Case{"none at all", "<p>Hello</p>", "<p>Hello</p>"},
+          Case{"nothing", "", ""}}) {
+        const auto document = std::make_shared<WebDocument>();
+        web_document::setHtml(*document, c.html);
+        EXPECT_EQ(document->html, c.shown) << c.why;
+    }
 }
 
 TEST_F(TrackingTest, IdsAreComparedExactlyAndZeroIsNone) {

@@ -1,0 +1,13 @@
+// Keeps the person's own looking at a tracked message out of the count.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace qs {
+
+// With the ids of pixels that have a record here replaced by zeros; other senders' pixels stay as they are. Main
+// thread.
+std::string htmlWithOwnPixelsBlanked(std::string_view html);
+
+}  // namespace qs
