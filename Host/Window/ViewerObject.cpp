@@ -75,6 +75,7 @@ void ViewerObject::begin() {
 void ViewerObject::end() {
     ended_ = true;
     selected_.clear();
+    selectedInOutbox_.clear();
     if (midnight_) midnight_->invalidate();
     window_->setVisible(false);
 }
@@ -102,6 +103,7 @@ std::shared_ptr<Mailbox> ViewerObject::mailbox() const {
 void ViewerObject::selectMailbox(std::string_view identifier) {
     if (!identifier.empty() && !library().mailboxWithIdentifier(identifier)) return;
     mailbox_ = identifier;
+    selectedInOutbox_.clear();
     setSelection({});
     showFromFirstRow({});
 }
@@ -141,6 +143,18 @@ void ViewerObject::libraryDidChange() {
     const std::size_t before = selected_.size();
     std::erase_if(selected_, [&](std::int64_t id) { return !isListed(id); });
     if (selected_.size() != before) noteModelChange();
+    if (selected_.empty() && !selectedInOutbox_.empty()) selectAgainInOutbox();
+}
+
+// An attempt to deliver takes a message out and, when it fails, puts it back as another one. To the person who looks at
+// it it is the same.
+void ViewerObject::selectAgainInOutbox() {
+    const auto shown = mailbox();
+    if (!shown || shown->kind() != MailboxKind::Outbox) return;
+    const auto criterion = MessageCriterion::allOf(
+        {shown->criterion(), MessageCriterion::with(MessageCriterion::Kind::UniqueIDIs, selectedInOutbox_)});
+    const MessageList found = library().messagesMatchingCriterion(criterion, 0, kSearchStore);
+    if (found.size() == 1) setSelection({found.front()->libraryID()});
 }
 
 // Only what is in the shown mailbox can be selected.
@@ -153,6 +167,10 @@ void ViewerObject::setSelection(std::vector<std::int64_t> ids) {
     rowLastAsked_.reset();
     if (ids == selected_) return;
     selected_ = std::move(ids);
+    const auto shown = mailbox();
+    const bool isOneInOutbox = selected_.size() == 1 && shown && shown->kind() == MailboxKind::Outbox;
+    const auto summary = isOneInOutbox ? library().summary(selected_.front()) : std::nullopt;
+    selectedInOutbox_ = summary ? summary->uniqueID : std::string();
     rows_.selectionChanged();
     noteModelChange();
     if (selected_.size() == 1) markReadSoon();

@@ -95,6 +95,7 @@ private:
     MailLibrary& library() const;
     std::optional<MailboxKind> kindOf(const MessageRef& message) const;
     bool isListed(std::int64_t id) const;
+    void selectAgainInOutbox();
     bool selectionIsIn(MailboxKind kind) const;  // every selected message, and there is one
     void tellFailure(const std::string& title, const Result<void>& result);
 
@@ -105,6 +106,7 @@ private:
     mutable MessageRows rows_;
     std::string mailbox_;  // identifier; empty: all of them
     std::vector<std::int64_t> selected_;
+    std::string selectedInOutbox_;  // the unique id of the one that is selected there; empty: none or several
     std::optional<std::pair<int, std::int64_t>> rowLastAsked_;
     MoveHistory moves_;
     TimerRef midnight_;

@@ -152,6 +152,22 @@ TEST_F(ApplicationTest, AFailedDeliveryIsToldInTheWordsOfWhoKnows) {
     EXPECT_EQ(host->application().notices()[0].text, "“Minutes” could not be sent.");
 }
 
+TEST_F(ApplicationTest, AMessageStaysSelectedThroughAnAttemptThatFails) {
+    start();
+    for (const char* subject : {"Minutes", "Report"})
+        host->composeAndSend("ada", "nobody@nowhere.example", subject, "Text.");
+    host->viewer().selectMailbox("ada/Outbox");
+    const auto waiting = host->messagesOf("ada", MailboxKind::Outbox);
+    ASSERT_THAT(waiting, SizeIs(2));
+    host->viewer().selectIDs({waiting[0].id});
+    ASSERT_TRUE(host->engine().deliveries().tryNow(waiting[0].uniqueID));
+    host->settle();
+    const auto selected = host->viewer().selectedMessage();
+    ASSERT_TRUE(selected);
+    EXPECT_EQ(selected->subject(), waiting[0].subject);
+    EXPECT_EQ(host->engine().deliveries().status(selected->libraryID()).attempts, 2);
+}
+
 TEST_F(ApplicationTest, WhatWasSaidOfAMessageThatWaitsGoesWhenItWaitsNoMore) {
     start();
     const auto tell = [](const char* text, const std::string& waiting) {
