@@ -23,9 +23,10 @@
 #include "MailEngine.h"
 #include "Platform.h"
 #include "PlugInLink.h"
+#include "Process/StopSignals.h"
 #include "Settings/UserDefaults.h"
 #include "StartPage.h"
-#include "StopSignals.h"
+
 #include "UninstallWatch.h"
 
 namespace qs {

@@ -1,5 +1,3 @@
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <csignal>
@@ -11,17 +9,11 @@
 
 #include "HostOptions.h"
 #include "HostProgram.h"
+#include "Process/PrivateMemory.h"
 
 extern const char quillsteadFoundationVersion[];
 
 namespace {
-
-// Mail and passwords are in memory: no core file holds them, and no other process of the user reads them there.
-void keepMemoryPrivate() {
-    const rlimit none{0, 0};
-    ::setrlimit(RLIMIT_CORE, &none);
-    ::prctl(PR_SET_DUMPABLE, 0);
-}
 
 std::filesystem::path programFolder(const char* name) {
     std::error_code error;
@@ -34,7 +26,7 @@ std::filesystem::path programFolder(const char* name) {
 
 int main(int count, char** arguments) {
     ::umask(S_IRWXG | S_IRWXO);
-    keepMemoryPrivate();
+    qs::keepMemoryPrivate();
     std::signal(SIGPIPE, SIG_IGN);
     const auto options = qs::parseHostOptions(std::vector<std::string>(arguments + 1, arguments + count));
     if (!options) {

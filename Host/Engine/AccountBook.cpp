@@ -5,8 +5,8 @@
 
 #include "Foundation/FileSystem.h"
 #include "Foundation/PropertyList.h"
-#include "Mime/Addresses.h"
 #include "Text/Ascii.h"
+#include "Text/MailAddresses.h"
 
 namespace qs {
 

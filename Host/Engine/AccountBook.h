@@ -9,23 +9,11 @@
 #include <vector>
 
 #include "Foundation/Result.h"
+#include "Smtp/SubmissionServer.h"
 
 namespace qs {
 
 class FileSystem;
-
-enum class TransportSecurity { None, StartTls, Tls };
-
-// Where an account hands in its mail. The password comes from a command of the user's (as in `pass show mail`), so that
-// no secret stands in any file of ours; its output's first line counts. Without one, no authentication.
-struct SubmissionServer {
-    std::string host;
-    int port = 587;
-    TransportSecurity security = TransportSecurity::StartTls;
-    std::string user;
-    std::vector<std::string> passwordCommand;
-    std::string certificateAuthorities;  // a PEM file to trust instead of the system's; empty for the system's
-};
 
 struct AccountRecord {
     std::string identifier;  // letters, digits, "-"; also the folder's name

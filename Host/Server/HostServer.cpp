@@ -1,9 +1,10 @@
 #include "HostServer.h"
 
 #include <boost/json.hpp>
+#include <cerrno>
 
 #include "BundleLoader.h"
-#include "HttpServer.h"
+#include "HttpServer/HttpServer.h"
 #include "MailApplication.h"
 #include "MailRoutes.h"
 #include "Models/Alert.h"
@@ -145,8 +146,12 @@ private:
 Result<std::unique_ptr<HostServer>> HostServer::listen(const HostServerOptions& options) {
     auto files = PageFiles::load(options.pageFolder);
     if (!files) return failed(files);
-    auto http = HttpServer::listen(options.port);
-    if (!http) return failed(http);
+    auto http = HttpServer::listen({.port = options.port});
+    if (!http) {
+        Error error = http.error();
+        if (error.code == EADDRINUSE) error.description += " Choose another with --port.";
+        return failure(std::move(error));
+    }
     return std::unique_ptr<HostServer>(std::make_unique<Server>(std::move(*http), std::move(*files)));
 }
 

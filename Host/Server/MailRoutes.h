@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "HttpTypes.h"
+#include "HttpServer/HttpTypes.h"
 
 namespace qs {
 

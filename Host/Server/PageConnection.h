@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "HttpTypes.h"
+#include "HttpServer/HttpTypes.h"
 #include "PageState.h"
 
 namespace qs {

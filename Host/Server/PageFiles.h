@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "Foundation/Result.h"
-#include "HttpTypes.h"
+#include "HttpServer/HttpTypes.h"
 
 namespace qs {
 

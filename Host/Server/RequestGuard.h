@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "HttpTypes.h"
+#include "HttpServer/HttpTypes.h"
 
 namespace qs {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "Foundation/Date.h"
-#include "HttpTypes.h"
+#include "HttpServer/HttpTypes.h"
 
 namespace qs {
 

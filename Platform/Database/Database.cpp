@@ -124,6 +124,18 @@ std::string Query::text(int column) const {
     return guarded([&] { return statement_->getColumn(column).getString(); });
 }
 
+int Query::columns() const { return statement_->getColumnCount(); }
+
+SqlValue Query::value(int column) const {
+    return guarded([&]() -> SqlValue {
+        const SQLite::Column found = statement_->getColumn(column);
+        if (found.isNull()) return nullptr;
+        if (found.isInteger()) return found.getInt64();
+        if (found.isFloat()) return found.getDouble();
+        return found.getString();
+    });
+}
+
 Database::Database(const std::filesystem::path& file, const Options& options) {
     guarded([&] {
         if (!file.empty() && options.access == Access::Write) makeOurs(file);

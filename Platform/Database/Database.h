@@ -54,6 +54,8 @@ public:
     std::int64_t integer(int column = 0) const;
     double real(int column = 0) const;
     std::string text(int column = 0) const;
+    int columns() const;
+    SqlValue value(int column) const;  // as it is stored
 
 private:
     friend class Database;

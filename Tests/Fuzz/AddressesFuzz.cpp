@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "Mime/Addresses.h"
+#include "Text/MailAddresses.h"
 #include "Text/Utf8.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, std::size_t size) {

@@ -15,5 +15,7 @@ std::optional<std::string> emailAddress(std::string_view text);
 std::optional<std::string> domainComponent(std::string_view text);
 // Whether all of the text is ^.+@([A-Za-z0-9-]+\.)+[A-Za-z]{2}[A-Za-z]*$.
 bool isValidEmail(std::string_view text);
+// Whether mail may be handed to a server for this bare address (RFC 5321, with internationalised addresses).
+bool isDeliverableAddress(std::string_view bareAddress);
 
 }  // namespace qs

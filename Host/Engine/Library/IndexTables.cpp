@@ -7,6 +7,7 @@
 #include "Library/SearchText.h"
 #include "Maildir/MaildirFlags.h"
 #include "Text/Digests.h"
+#include "Text/MailAddresses.h"
 #include "Text/Utf8.h"
 
 namespace qs {

@@ -15,6 +15,5 @@ struct MailAddress {
 
 // Groups are flattened; pieces that are no address come back with an empty `address` and the piece as `name`.
 std::vector<MailAddress> parseAddresses(std::string_view field);
-bool isDeliverableAddress(std::string_view bareAddress);
 
 }  // namespace qs

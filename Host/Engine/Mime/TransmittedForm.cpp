@@ -1,9 +1,9 @@
 #include <algorithm>
 
 #include "Mail/MessageHeaders.h"
-#include "Mime/Addresses.h"
 #include "Mime/MessageWriter.h"
 #include "Text/Ascii.h"
+#include "Text/MailAddresses.h"
 #include "Text/Uuid.h"
 
 namespace qs {

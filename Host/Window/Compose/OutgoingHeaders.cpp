@@ -4,6 +4,7 @@
 #include "Mail/MessageHeaders.h"
 #include "Mime/Addresses.h"
 #include "Text/Ascii.h"
+#include "Text/MailAddresses.h"
 #include "Text/MailHeaderDate.h"
 #include "Text/Utf8.h"
 

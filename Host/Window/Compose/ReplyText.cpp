@@ -10,6 +10,7 @@
 #include "Mime/Addresses.h"
 #include "Text/Ascii.h"
 #include "Text/Escapes.h"
+#include "Text/MailAddresses.h"
 #include "Text/MailHeaderDate.h"
 
 namespace qs {

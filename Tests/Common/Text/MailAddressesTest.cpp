@@ -110,5 +110,13 @@ TEST(MailAddresses, AreFoundInTextsOfAnyLength) {
     EXPECT_FALSE(isValidEmail("a@" + pairs));
 }
 
+TEST(MailAddresses, TellsDeliverableOnes) {
+    for (const char* good : {"a@b.c", "a.b+c@localhost", "jörg@müller.example", "\"a b\"@c.d", "a@[127.0.0.1]"})
+        EXPECT_TRUE(isDeliverableAddress(good)) << good;
+    for (const char* bad : {"", "a", "@b.c", "a@", "a b@c.d", "a@b c", "a@b.c\r\nRCPT TO:<x@y.z>", "a@b..c", "a@-b.c",
+                            "a@b.c>", "<a@b.c>", "\"a\"b\"@c.d", ".a@b.c", "a@b@c.d\x01"})
+        EXPECT_FALSE(isDeliverableAddress(bad)) << bad;
+}
+
 }  // namespace
 }  // namespace qs

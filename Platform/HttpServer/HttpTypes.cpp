@@ -1,4 +1,4 @@
-#include "HttpTypes.h"
+#include "HttpServer/HttpTypes.h"
 #include "Text/Ascii.h"
 
 namespace qs {

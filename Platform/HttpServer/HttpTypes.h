@@ -17,12 +17,14 @@ namespace qs {
 inline namespace served {
 
 struct HttpRequest {
-    std::string method;  // "GET"
-    std::string path;    // percent-decoded, without the query; "" when it could not be decoded
-    std::string query;   // as it came
+    std::string method;   // "GET"
+    std::string path;     // percent-decoded, without the query; "" when it could not be decoded
+    std::string rawPath;  // the same as it came
+    std::string query;    // as it came
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
     bool isWebSocketUpgrade = false;
+    std::string peer;  // the address of the other side of the connection, as a number
 
     // The value of the first header of that name, in any case; empty for none.
     std::string header(std::string_view name) const;

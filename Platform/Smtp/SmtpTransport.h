@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "AccountBook.h"
+#include "Smtp/SubmissionServer.h"
 
 namespace qs {
 

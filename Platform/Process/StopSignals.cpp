@@ -1,4 +1,4 @@
-#include "StopSignals.h"
+#include "Process/StopSignals.h"
 
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>

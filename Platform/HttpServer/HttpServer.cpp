@@ -1,4 +1,4 @@
-#include "HttpServer.h"
+#include "HttpServer/HttpServer.h"
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/co_spawn.hpp>
@@ -32,11 +32,8 @@ using Stream = beast::tcp_stream;
 using WebSocket = websocket::stream<Stream>;
 using Parser = http::request_parser<http::string_body>;
 
-constexpr auto kHeadTimeout = std::chrono::seconds(30);
-constexpr auto kBodyTimeout = std::chrono::minutes(10);
 constexpr std::uint32_t kHeadLimit = 16 * 1024;
 constexpr std::size_t kLiveMessageLimit = 32 * 1024 * 1024;
-constexpr std::size_t kMostConnections = 256;
 
 std::string percentDecoded(std::string_view text) {
     std::string result;
@@ -56,12 +53,14 @@ std::string percentDecoded(std::string_view text) {
 }
 
 template <class Body>
-HttpRequest requestFrom(const http::request<Body>& message) {
+HttpRequest requestFrom(const http::request<Body>& message, const tcp::endpoint& peer) {
     HttpRequest request;
+    request.peer = peer.address().to_string();
     request.method = std::string(message.method_string());
     const std::string_view target(message.target().data(), message.target().size());
     const auto question = target.find('?');
-    request.path = percentDecoded(target.substr(0, question));
+    request.rawPath = target.substr(0, question);
+    request.path = percentDecoded(request.rawPath);
     if (question != std::string_view::npos) request.query = target.substr(question + 1);
     for (const auto& field : message)
         request.headers.emplace_back(std::string(field.name_string()), std::string(field.value()));
@@ -147,13 +146,17 @@ private:
 
 class BeastServer : public HttpServer {
 public:
-    BeastServer(std::vector<tcp::acceptor> acceptors, int port) : acceptors_(std::move(acceptors)), port_(port) {}
+    BeastServer(std::vector<tcp::acceptor> acceptors, int port, const HttpServerOptions& options)
+        : acceptors_(std::move(acceptors)),
+          port_(port),
+          mostConnections_(options.mostConnections),
+          idleTime_(options.idleSeconds),
+          transferTime_(options.transferSeconds) {}
 
     ~BeastServer() override {
         *alive_ = false;
+        stopAccepting();
         error_code ignored;
-        for (auto& acceptor : acceptors_)
-            acceptor.close(ignored);
         for (auto* socket : sockets_)
             socket->close(ignored);
     }
@@ -166,10 +169,17 @@ public:
             asio::co_spawn(ioContextOf(RunLoop::main()), accept(acceptor), asio::detached);
     }
 
+    void stopAccepting() override {
+        isStopping_ = true;
+        error_code ignored;
+        for (auto& acceptor : acceptors_)
+            acceptor.close(ignored);
+    }
+
 private:
     asio::awaitable<void> accept(tcp::acceptor& acceptor) {
         auto alive = alive_;
-        while (*alive) {
+        while (*alive && !isStopping_) {
             error_code error;
             auto socket = co_await acceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
             if (!*alive) co_return;
@@ -180,7 +190,7 @@ private:
                 co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, error));
                 continue;
             }
-            if (sockets_.size() < kMostConnections)
+            if (sockets_.size() < mostConnections_)
                 asio::co_spawn(ioContextOf(RunLoop::main()), serve(std::move(socket)), asio::detached);
         }
     }
@@ -202,19 +212,23 @@ private:
 
     asio::awaitable<void> serve(tcp::socket accepted) {
         auto alive = alive_;
+        error_code error;
+        const auto peer = accepted.remote_endpoint(error);
+        if (error) co_return;
+        accepted.set_option(tcp::no_delay(true), error);
         Stream stream(std::move(accepted));
         beast::flat_buffer buffer;
         std::optional<http::request<http::string_body>> upgrade;
         {
             Registered registered(*this, &stream.socket());
-            while (*alive && co_await answerOne(stream, buffer, upgrade)) {
+            while (*alive && co_await answerOne(stream, peer, buffer, upgrade)) {
             }
         }
-        if (*alive && upgrade) co_await serveLive(std::move(stream), std::move(*upgrade));
+        if (*alive && upgrade) co_await serveLive(std::move(stream), peer, std::move(*upgrade));
     }
 
     // True when the connection is good for another request.
-    asio::awaitable<bool> answerOne(Stream& stream, beast::flat_buffer& buffer,
+    asio::awaitable<bool> answerOne(Stream& stream, const tcp::endpoint& peer, beast::flat_buffer& buffer,
                                     std::optional<http::request<http::string_body>>& upgrade) {
         auto alive = alive_;
         auto handlers = handlers_;
@@ -222,10 +236,10 @@ private:
         Parser parser;
         parser.header_limit(kHeadLimit);
         parser.body_limit(boost::none);  // set below, once the head tells what it is
-        stream.expires_after(kHeadTimeout);
+        stream.expires_after(idleTime_);
         co_await http::async_read_header(stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
         if (error || !*alive) co_return false;
-        const HttpRequest head = requestFrom(parser.get());
+        const HttpRequest head = requestFrom(parser.get(), peer);
         const unsigned version = parser.get().version();
         if (auto refusal = handlers->refuse(head)) {
             // The body is not read, so the connection can't go on.
@@ -242,14 +256,43 @@ private:
             co_return false;
         }
         parser.body_limit(limit);
-        stream.expires_after(kBodyTimeout);
+        stream.expires_after(transferTime_);
         co_await http::async_read(stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
         if (error || !*alive) co_return false;
         auto message = parser.release();
-        HttpRequest request = requestFrom(message);
+        HttpRequest request = requestFrom(message, peer);
         request.body = std::move(message.body());
-        const bool keepAlive = message.keep_alive();
-        co_return co_await write(stream, messageFrom(answer(*handlers, request), version, keepAlive)) && keepAlive;
+        bool keepAlive = message.keep_alive();
+        HttpResponse response;
+        if (handlers->respondLater) {
+            stream.expires_never();
+            response = co_await laterAnswer(*handlers, std::move(request));
+            if (!*alive) co_return false;
+        } else {
+            response = answer(*handlers, request);
+        }
+        keepAlive = keepAlive && !isStopping_;
+        co_return co_await write(stream, messageFrom(std::move(response), version, keepAlive)) && keepAlive;
+    }
+
+    static asio::awaitable<HttpResponse> laterAnswer(const HttpHandlers& handlers, HttpRequest request) {
+        struct Waiting {
+            asio::steady_timer gate{ioContextOf(RunLoop::main()), asio::steady_timer::time_point::max()};
+            std::optional<HttpResponse> response;
+        };
+        auto waiting = std::make_shared<Waiting>();
+        handlers.respondLater(std::move(request), [waiting](HttpResponse response) {
+            auto deliver = [waiting, response = std::move(response)]() mutable {
+                waiting->response = std::move(response);
+                waiting->gate.cancel();
+            };
+            if (RunLoop::main().isMainThread()) return deliver();
+            RunLoop::main().post(std::move(deliver));
+        });
+        error_code cancelled;
+        while (!waiting->response)
+            co_await waiting->gate.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+        co_return std::move(*waiting->response);
     }
 
     static HttpResponse answer(const HttpHandlers& handlers, const HttpRequest& request) {
@@ -261,18 +304,19 @@ private:
         }
     }
 
-    static asio::awaitable<bool> write(Stream& stream, http::response<http::string_body> message) {
+    asio::awaitable<bool> write(Stream& stream, http::response<http::string_body> message) {
         error_code error;
-        stream.expires_after(kBodyTimeout);
+        stream.expires_after(transferTime_);
         co_await http::async_write(stream, message, asio::redirect_error(asio::use_awaitable, error));
         if (message.need_eof() || error) stream.socket().shutdown(tcp::socket::shutdown_send, error);
         co_return !error && !message.need_eof();
     }
 
-    asio::awaitable<void> serveLive(Stream stream, http::request<http::string_body> request) {
+    asio::awaitable<void> serveLive(Stream stream, tcp::endpoint peer, http::request<http::string_body> request) {
         auto alive = alive_;
         auto handlers = handlers_;
-        auto protocol = handlers->acceptLive(requestFrom(request));
+        auto protocol =
+            handlers->acceptLive ? handlers->acceptLive(requestFrom(request, peer)) : std::optional<std::string>();
         if (!protocol) {
             co_await write(stream, messageFrom(HttpResponse::text(403, "Please open the page by its start link."),
                                                request.version(), false));
@@ -295,6 +339,9 @@ private:
 
     std::vector<tcp::acceptor> acceptors_;
     int port_;
+    std::size_t mostConnections_;
+    std::chrono::seconds idleTime_, transferTime_;
+    bool isStopping_ = false;
     std::shared_ptr<HttpHandlers> handlers_;
     std::list<tcp::socket*> sockets_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
@@ -310,28 +357,54 @@ error_code bindAndListen(tcp::acceptor& acceptor, const tcp::endpoint& endpoint)
     return error;
 }
 
-}  // namespace
+tl::unexpected<Error> notListening(error_code error, const std::string& where, int port) {
+    if (error == asio::error::address_in_use)
+        return failure("HttpServer", EADDRINUSE, "Port " + std::to_string(port) + " is in use by another program.");
+    return failure("HttpServer", error.value(),
+                   "Cannot listen on port " + std::to_string(port) + where + ": " + error.message() + ".");
+}
 
-Result<std::unique_ptr<HttpServer>> HttpServer::listen(int port) {
+using Acceptors = std::vector<tcp::acceptor>;
+
+Result<Acceptors> listenOnLoopback(int port) {
     auto& context = ioContextOf(RunLoop::main());
-    std::vector<tcp::acceptor> acceptors;
+    Acceptors acceptors;
     tcp::acceptor v4(context);
     if (auto error = bindAndListen(v4, {asio::ip::address_v4::loopback(), static_cast<unsigned short>(port)}))
-        return failure("HttpServer", error.value(),
-                       error == asio::error::address_in_use
-                           ? "Port " + std::to_string(port) +
-                                 " is in use by another program. Choose another with --port."
-                           : "Cannot listen on port " + std::to_string(port) + ": " + error.message() + ".");
-    const int taken = v4.local_endpoint().port();
+        return notListening(error, "", port);
+    const auto taken = v4.local_endpoint().port();
     acceptors.push_back(std::move(v4));
     // Machines without IPv6 do without; another program on the same port there would get our visitors, so that counts.
     tcp::acceptor v6(context);
-    auto error = bindAndListen(v6, {asio::ip::address_v6::loopback(), static_cast<unsigned short>(taken)});
+    auto error = bindAndListen(v6, {asio::ip::address_v6::loopback(), taken});
     if (!error) acceptors.push_back(std::move(v6));
-    if (error == asio::error::address_in_use && port != 0)
-        return failure("HttpServer", error.value(),
-                       "Port " + std::to_string(port) + " is in use by another program. Choose another with --port.");
-    return std::unique_ptr<HttpServer>(std::make_unique<BeastServer>(std::move(acceptors), taken));
+    if (error == asio::error::address_in_use && port != 0) return notListening(error, "", port);
+    return acceptors;
+}
+
+Result<Acceptors> listenOn(const std::vector<std::string>& addresses, int port) {
+    Acceptors acceptors;
+    for (const std::string& text : addresses) {
+        error_code error;
+        const auto address = asio::ip::make_address(text, error);
+        tcp::acceptor acceptor(ioContextOf(RunLoop::main()));
+        if (!error) error = bindAndListen(acceptor, {address, static_cast<unsigned short>(port)});
+        if (error) return notListening(error, " of " + text, port);
+        // All of them get the port that the first was given.
+        port = acceptor.local_endpoint().port();
+        acceptors.push_back(std::move(acceptor));
+    }
+    return acceptors;
+}
+
+}  // namespace
+
+Result<std::unique_ptr<HttpServer>> HttpServer::listen(const HttpServerOptions& options) {
+    auto acceptors =
+        options.addresses.empty() ? listenOnLoopback(options.port) : listenOn(options.addresses, options.port);
+    if (!acceptors) return failed(acceptors);
+    const int port = acceptors->front().local_endpoint().port();
+    return std::unique_ptr<HttpServer>(std::make_unique<BeastServer>(std::move(*acceptors), port, options));
 }
 
 }  // namespace qs

@@ -10,9 +10,9 @@
 
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
-#include "Mime/Addresses.h"
 #include "Smtp/PasswordCommand.h"
 #include "Text/Ascii.h"
+#include "Text/MailAddresses.h"
 
 namespace qs {
 
