@@ -14,6 +14,8 @@
 #   logging                          spdlog::spdlog
 #   pictures: draw, decode, vectors  PkgConfig::CAIRO, PkgConfig::PIXBUF, PkgConfig::RSVG
 #   compression                      ZLIB::ZLIB
+#   places of network addresses      PkgConfig::MAXMINDDB
+#   PostgreSQL, for a big backend    PkgConfig::POSTGRES
 #   results                          tl::expected (headers only, in the default include path)
 #   threads                          Threads::Threads
 #   tests, benchmarks                GTest::gtest, GTest::gmock, benchmark::benchmark (when QS_TESTS, QS_BENCHMARKS)
@@ -36,6 +38,8 @@ pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
 pkg_check_modules(LIBSECRET REQUIRED IMPORTED_TARGET libsecret-1)
 pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
+pkg_check_modules(MAXMINDDB REQUIRED IMPORTED_TARGET libmaxminddb)
+pkg_check_modules(POSTGRES REQUIRED IMPORTED_TARGET libpq)
 pkg_check_modules(GMIME REQUIRED IMPORTED_TARGET gmime-3.0)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 pkg_check_modules(PIXBUF REQUIRED IMPORTED_TARGET gdk-pixbuf-2.0)
