@@ -108,7 +108,82 @@ TEST_F(OAuthTest, ErrorsAreReportedAsToldAndSuccessAfterThem) {
     EXPECT_THAT(ask(R"({"error": "invalid_grant"})", 400), ElementsAre(HasSubstr("status 400")));
     EXPECT_EQ(error_->userInfo[AFNetworkingOperationFailingURLResponseDataErrorKey],
               Value(Data{R"({"error": "invalid_grant"})"}));
+    Platform::current().network = NetworkState::fixed(false);
     answer_ = {.hangsUp = true};
+    std::optional<Error> told;
+    manager().authenticateUsingOAuthWithScope("token", std::nullopt, nullptr,
+                                              [&](const std::optional<Error>& error) { told = error; });
+    host_->settle();
+    EXPECT_EQ(told.value().domain, kHttpErrorDomain) << "a machine reaches itself without a network";
+}
+
+TEST_F(OAuthTest, EqualRefreshesAtOnceAreOneAndLaterOnesAreNot) {
+    answer_ = {.body = R"({"access_token": "a", "token_type": "Bearer", "refresh_token": "next"})"};
+    std::vector<std::string> ends;
+    const auto refresh = [&](const char* name, const char* token) {
+        return manager().authenticateUsingOAuthWithRefreshToken(
+            "token", token, [&ends, name](const AFOAuthCredential&) { ends.push_back(name); },
+            [&ends, name](const std::optional<Error>& error) {
+                ends.push_back(std::string(name) + " " + std::to_string(error.value().code));
+            });
+    };
+    refresh("first", "single use");
+    refresh("given up", "single use")->cancel();
+    refresh("third", "single use");
+    refresh("another", "of another account");
+    host_->settle();
+    EXPECT_THAT(ends, ::testing::UnorderedElementsAre("first", "given up -999", "third", "another"));
+    EXPECT_EQ(server_.requests().size(), 2u);
+    refresh("later", "single use");
+    host_->settle();
+    EXPECT_EQ(server_.requests().size(), 3u);
+}
+
+// Answers with what the test says, without any network.
+class PretendedHttp : public HttpClient {
+public:
+    Result<HttpResponse> answer;
+    int requests = 0;
+    HttpTaskRef send(HttpRequest, HttpCompletion completion) override {
+        ++requests;
+        RunLoop::main().post([completion = std::move(completion), answer = answer] { completion(answer); });
+        return nullptr;
+    }
+};
+
+TEST_F(OAuthTest, BeingOfflineIsNoRefusalOfATokenRequest) {
+    const auto http = std::make_shared<PretendedHttp>();
+    const auto network = NetworkState::fixed(true);
+    Platform::current().http = http;
+    Platform::current().network = network;
+    std::vector<std::string> ends;
+    const auto refresh = [&] {
+        AFOAuth2Manager("https://login.example", "c", "s")
+            .authenticateUsingOAuthWithRefreshToken(
+                "token", "old",
+                [&](const AFOAuthCredential& credential) { ends.push_back(credential.accessToken().value_or("")); },
+                [&](const std::optional<Error>& error) { ends.push_back(std::to_string(error.value().code)); });
+        host_->settle();
+    };
+    http->answer = failure(kHttpErrorDomain, static_cast<int>(HttpError::CannotConnect), "The server is down.");
+    refresh();
+    EXPECT_THAT(ends, ElementsAre("-1004")) << "with a network the other side is to blame";
+
+    for (const NetworkState::Facts& away :
+         {NetworkState::Facts{}, {.isReachable = true, .isInterventionRequired = true}}) {
+        ends.clear();
+        network->set(away);
+        http->answer = failure(kHttpErrorDomain, static_cast<int>(HttpError::SecureConnectionFailed), "Portal.");
+        http->requests = 0;
+        refresh();
+        host_->advance(3600);
+        EXPECT_THAT(ends, ::testing::IsEmpty());
+        EXPECT_EQ(http->requests, 1);
+        http->answer = HttpResponse{.status = 200, .body = R"({"access_token": "fresh"})"};
+        network->set({.isReachable = true});
+        host_->settle();
+        EXPECT_THAT(ends, ElementsAre("fresh"));
+    }
 }
 
 TEST_F(OAuthTest, FaultsOfTheCallerAreAssertions) {

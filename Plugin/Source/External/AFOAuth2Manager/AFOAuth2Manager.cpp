@@ -1,7 +1,9 @@
 #include "External/AFOAuth2Manager/AFOAuth2Manager.h"
 
 #include "Core/QSSession.h"
+#include "External/AFOAuth2Manager/TokenRequests.h"
 #include "Foundation/Assertion.h"
+#include "Foundation/Bundle.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
@@ -46,8 +48,9 @@ std::optional<std::string> describedCode(std::string_view code) {
          "issued to another client."},
         {"unauthorized_client", "The authenticated client is not authorized to use this authorization grant type."},
         {"unsupported_grant_type", "The authorization grant type is not supported by the authorization server."}};
+    const auto bundle = Bundle::mainBundle();
     for (const auto& [known, text] : texts)
-        if (code == known) return QSLocalizedString(text);
+        if (code == known) return bundle ? bundle->localizedStringForKey(text, {}, "AFOAuth2Manager") : text;
     return std::nullopt;
 }
 
@@ -159,8 +162,8 @@ HttpTaskRef AFOAuth2Manager::authenticateUsingOAuthWithParameters(std::string_vi
         parameters["client_id"] = clientID_;
         parameters["client_secret"] = secret_;
     }
-    return POST(
-        urlString, Value(parameters),
+    return QSSession::current().part<TokenRequests>().send(
+        *this, urlString, parameters,
         [parameters, success = std::move(success), failure](const Value& answer, const HttpResponse&) {
             if (answer.isNil()) {
                 if (failure) failure(std::nullopt);

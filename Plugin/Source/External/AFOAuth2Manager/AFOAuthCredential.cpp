@@ -74,7 +74,8 @@ std::optional<AFOAuthCredential> AFOAuthCredential::unarchived(const Value& arch
     return made;
 }
 
-bool AFOAuthCredential::storeCredential(const AFOAuthCredential& credential, std::string_view identifier) {
+bool AFOAuthCredential::storeCredential(const AFOAuthCredential& credential, std::string_view identifier,
+                                        std::string_view /*accessibility*/) {
     const KeychainName name = nameOf(identifier);
     const auto& keychain = Platform::current().keychain;
     if (!keychain) return false;
@@ -110,6 +111,15 @@ std::optional<AFOAuthCredential> AFOAuthCredential::retrieveCredentialWithIdenti
     auto credential = unarchived(*archive);
     if (credential) hideFromLogs(*credential);
     return credential;
+}
+
+bool AFOAuthCredential::isMissing(std::string_view identifier) {
+    const auto& keychain = Platform::current().keychain;
+    const auto found = keychain ? keychain->read(nameOf(identifier))
+                                : failure(kKeychainErrorDomain, static_cast<int>(KeychainError::Unreachable), "");
+    if (!found) return keychainError(found.error()) == KeychainError::Missing;
+    const auto archive = parsePropertyList(*found);
+    return !archive || !unarchived(*archive);
 }
 
 }  // namespace qs

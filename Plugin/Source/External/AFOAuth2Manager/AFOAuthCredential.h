@@ -11,6 +11,10 @@
 
 namespace qs {
 
+// Values of kSecAttrAccessible.
+inline constexpr std::string_view kSecAttrAccessibleWhenUnlocked = "ak";
+inline constexpr std::string_view kSecAttrAccessibleAfterFirstUnlock = "ck";
+
 class AFOAuthCredential {
 public:
     static AFOAuthCredential credentialWithOAuthToken(std::optional<std::string> token,
@@ -31,10 +35,14 @@ public:
     std::string description() const;
 
     // True on success. A credential without an access token never replaces one that has one.
-    static bool storeCredential(const AFOAuthCredential& credential, std::string_view identifier);
+    // The keychain here gives its items out while it is unlocked and never else, whatever accessibility is asked for.
+    static bool storeCredential(const AFOAuthCredential& credential, std::string_view identifier,
+                                std::string_view accessibility = kSecAttrAccessibleWhenUnlocked);
     static bool deleteCredentialWithIdentifier(std::string_view identifier);
     // Nothing when there is none, when it can't be read now, or when it is damaged.
     static std::optional<AFOAuthCredential> retrieveCredentialWithIdentifier(std::string_view identifier);
+    // Whether there is none for certain, or a damaged one; false while the keychain can't be read.
+    static bool isMissing(std::string_view identifier);
 
     Value archived() const;  // by the names of the fields
     static std::optional<AFOAuthCredential> unarchived(const Value& archive);
