@@ -1,0 +1,125 @@
+#include "Redirects/LoopbackRedirect.h"
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+
+#include "Foundation/RunLoop.h"
+#include "Foundation/RunLoopAsio.h"
+#include "Text/Escapes.h"
+
+namespace qs {
+
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+using asio::ip::tcp;
+using boost::system::error_code;
+using Answer = http::response<http::string_body>;
+
+constexpr auto kPatience = std::chrono::seconds(10);
+constexpr std::uint32_t kHeadLimit = 16 * 1024;
+constexpr int kMostConnections = 8;
+
+// What the connections share with the listener; the listener may go first.
+struct Wait {
+    LoopbackRedirect::Wanted wanted;  // `arrived` is empty when it is over
+    std::string host;
+    int connections = 0;
+};
+
+Answer answerTo(const http::request<http::empty_body>& request, Wait& wait, std::string& query) {
+    const std::string_view target(request.target().data(), request.target().size());
+    const auto host = request[http::field::host];
+    const auto question = std::min(target.find('?'), target.size());
+    const std::string given(target.substr(std::min(question + 1, target.size())));
+    const bool isIt = wait.wanted.arrived && request.method() == http::verb::get &&
+                      std::string_view(host.data(), host.size()) == wait.host &&
+                      target.substr(0, question) == "/" + wait.wanted.path && wait.wanted.accepts(given);
+    Answer answer{isIt ? http::status::ok : http::status::not_found, 11};
+    if (isIt) query = given;
+    answer.set(http::field::content_type, "text/html; charset=utf-8");
+    answer.set(http::field::cache_control, "no-store");
+    answer.set("Referrer-Policy", "no-referrer");
+    answer.set("Content-Security-Policy", "default-src 'none'; frame-ancestors 'none'");
+    answer.set("X-Content-Type-Options", "nosniff");
+    answer.keep_alive(false);
+    const std::string text = isIt ? stringByEscapingXMLEntities(wait.wanted.sentence) : "There is nothing here.";
+    answer.body() = "<!doctype html><meta charset=\"utf-8\"><title>Quillstead</title><p>" + text + "</p>";
+    answer.prepare_payload();
+    return answer;
+}
+
+asio::awaitable<void> serve(beast::tcp_stream stream, std::shared_ptr<Wait> wait) {
+    const auto counted = std::shared_ptr<void>(nullptr, [wait](void*) { --wait->connections; });
+    ++wait->connections;
+    error_code error;
+    beast::flat_buffer buffer(kHeadLimit);
+    http::request_parser<http::empty_body> parser;
+    parser.header_limit(kHeadLimit);
+    stream.expires_after(kPatience);
+    co_await http::async_read_header(stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
+    if (error) co_return;
+    std::string query;
+    Answer answer = answerTo(parser.get(), *wait, query);
+    auto arrived = query.empty() ? nullptr : std::exchange(wait->wanted.arrived, nullptr);
+    stream.expires_after(kPatience);
+    co_await http::async_write(stream, answer, asio::redirect_error(asio::use_awaitable, error));
+    stream.socket().shutdown(tcp::socket::shutdown_both, error);
+    if (arrived) RunLoop::main().post([arrived = std::move(arrived), query = std::move(query)] { arrived(query); });
+}
+
+asio::awaitable<void> accept(std::shared_ptr<tcp::acceptor> acceptor, std::shared_ptr<Wait> wait) {
+    while (wait->wanted.arrived) {
+        error_code error;
+        auto socket = co_await acceptor->async_accept(asio::redirect_error(asio::use_awaitable, error));
+        if (error) co_return;
+        if (wait->connections < kMostConnections)
+            asio::co_spawn(acceptor->get_executor(), serve(beast::tcp_stream(std::move(socket)), wait), asio::detached);
+    }
+}
+
+class AsioLoopbackRedirect : public LoopbackRedirect {
+public:
+    AsioLoopbackRedirect(std::shared_ptr<tcp::acceptor> acceptor, std::shared_ptr<Wait> wait)
+        : acceptor_(std::move(acceptor)), wait_(std::move(wait)) {
+        asio::co_spawn(acceptor_->get_executor(), accept(acceptor_, wait_), asio::detached);
+    }
+    ~AsioLoopbackRedirect() override {
+        wait_->wanted.arrived = nullptr;
+        error_code ignored;
+        acceptor_->close(ignored);
+    }
+    std::string address() const override { return "http://" + wait_->host + "/" + wait_->wanted.path; }
+
+private:
+    std::shared_ptr<tcp::acceptor> acceptor_;
+    std::shared_ptr<Wait> wait_;
+};
+
+}  // namespace
+
+Result<std::unique_ptr<LoopbackRedirect>> LoopbackRedirect::listen(Wanted wanted) {
+    auto acceptor = std::make_shared<tcp::acceptor>(ioContextOf(RunLoop::main()));
+    const tcp::endpoint anyPort(asio::ip::address_v4::loopback(), 0);
+    error_code error;
+    acceptor->open(anyPort.protocol(), error);
+    if (!error) acceptor->bind(anyPort, error);
+    if (!error) acceptor->listen(asio::socket_base::max_listen_connections, error);
+    const auto port = error ? 0 : acceptor->local_endpoint(error).port();
+    if (error)
+        return failure("LoopbackRedirect", 1, "The browser's answer can't be waited for: " + error.message() + ".");
+    auto wait = std::make_shared<Wait>(
+        Wait{.wanted = std::move(wanted), .host = "127.0.0.1:" + std::to_string(port), .connections = 0});
+    return std::unique_ptr<LoopbackRedirect>(
+        std::make_unique<AsioLoopbackRedirect>(std::move(acceptor), std::move(wait)));
+}
+
+}  // namespace qs
