@@ -7,6 +7,7 @@
 #include "Core/QSSession.h"
 #include "Foundation/Log.h"
 #include "Platform.h"
+#include "Services/ServiceHooks.h"
 #include "Settings/UserDefaults.h"
 #include "SystemFacts/ProcessInfo.h"
 #include "Tracking/TrackingHooks.h"
@@ -55,6 +56,7 @@ void QSMailBundle::initialize() {
     if (cls.find(MethodKind::Class, mail_bundle::registerBundle.selector())) mail_bundle::registerBundle.onClass(&cls);
 
     installAccountHooks(session);
+    installServiceHooks(session);
     installTrackingHooks(session);
     auto& defaults = QSPluginDelegate::quillsteadDefaults();
     if (defaults.boolForKey("QSUpdateBetaVersions")) defaults.setObject(true, "QSEnableBetaUpdatesOption");

@@ -55,7 +55,8 @@ std::optional<std::string> decoded(std::string_view text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         int code = static_cast<unsigned char>(text[i]);
         if (text[i] == '%') {
-            if (i + 2 >= text.size() || hexDigitValue(text[i + 1]) < 0 || hexDigitValue(text[i + 2]) < 0) return std::nullopt;
+            if (i + 2 >= text.size() || hexDigitValue(text[i + 1]) < 0 || hexDigitValue(text[i + 2]) < 0)
+                return std::nullopt;
             code = hexDigitValue(text[i + 1]) * 16 + hexDigitValue(text[i + 2]);
             i += 2;
         }
@@ -65,26 +66,11 @@ std::optional<std::string> decoded(std::string_view text) {
     return result;
 }
 
-std::map<std::string, std::string> queryDictionary(std::string_view query) {
-    std::map<std::string, std::string> result;
-    while (!query.empty()) {
-        auto end = query.find('&');
-        auto piece = query.substr(0, end);
-        query = end == std::string_view::npos ? std::string_view() : query.substr(end + 1);
-        auto equals = piece.find('=');
-        if (equals == std::string_view::npos) continue;
-        auto value = piece.substr(equals + 1);
-        auto key = decoded(piece.substr(0, equals)), text = decoded(value.substr(0, value.find('=')));
-        if (key && text) result[*key] = *text;
-    }
-    return result;
-}
-
 // All services of the type that wait for an answer get the code; the others ignore even a good one.
 void passCode(MailApp& app, int serviceType, std::string_view query) {
     const auto& redirectTargets = QSSession::current().lifecycleHooks().redirectTargets;
     if (!redirectTargets) return;
-    const auto values = queryDictionary(query);
+    const auto values = redirectValues(query);
     auto code = values.find("code");
     for (const auto& target : redirectTargets(serviceType)) {
         if (target.linked || !target.linking) continue;
@@ -104,6 +90,21 @@ void showLogin() {
 }
 
 }  // namespace
+
+std::map<std::string, std::string> redirectValues(std::string_view query) {
+    std::map<std::string, std::string> result;
+    while (!query.empty()) {
+        auto end = query.find('&');
+        auto piece = query.substr(0, end);
+        query = end == std::string_view::npos ? std::string_view() : query.substr(end + 1);
+        auto equals = piece.find('=');
+        if (equals == std::string_view::npos) continue;
+        auto value = piece.substr(equals + 1);
+        auto key = decoded(piece.substr(0, equals)), text = decoded(value.substr(0, value.find('=')));
+        if (key && text) result[*key] = *text;
+    }
+    return result;
+}
 
 bool handleAddress(MailApp& app, std::string_view url) {
     const Address address = parse(url);

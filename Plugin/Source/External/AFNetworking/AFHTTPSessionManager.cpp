@@ -113,7 +113,8 @@ HttpTaskRef AFHTTPSessionManager::request(std::string_view method, std::string_v
 }
 
 HttpTaskRef AFHTTPSessionManager::POST(std::string_view path, const std::vector<AFMultipartPart>& parts,
-                                       Success success, Failure failure) {
+                                       Success success, Failure failure,
+                                       std::function<void(std::uint64_t, std::uint64_t)> uploadProgress) {
     // Long enough never to stand in a part by chance, and looked for all the same.
     std::string boundary = "Quillstead-5f1d2b7c9a3e48d0";
     for (const AFMultipartPart& part : parts)
@@ -125,7 +126,7 @@ HttpTaskRef AFHTTPSessionManager::POST(std::string_view path, const std::vector<
             result += c == '"' ? std::string("%22") : c == '\r' ? "%0D" : c == '\n' ? "%0A" : std::string(1, c);
         return "\"" + result + "\"";
     };
-    HttpRequest request{.method = "POST", .url = urlOf(path)};
+    HttpRequest request{.method = "POST", .url = urlOf(path), .uploadProgress = std::move(uploadProgress)};
     for (const AFMultipartPart& part : parts) {
         request.body += "--" + boundary + "\r\nContent-Disposition: form-data; name=" + quoted(part.name);
         if (!part.fileName.empty()) request.body += "; filename=" + quoted(part.fileName);

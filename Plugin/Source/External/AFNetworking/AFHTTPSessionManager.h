@@ -88,8 +88,8 @@ public:
     HttpTaskRef DELETE(std::string_view path, const Value& parameters, Success success, Failure failure) {
         return request("DELETE", path, parameters, std::move(success), std::move(failure));
     }
-    HttpTaskRef POST(std::string_view path, const std::vector<AFMultipartPart>& parts, Success success,
-                     Failure failure);
+    HttpTaskRef POST(std::string_view path, const std::vector<AFMultipartPart>& parts, Success success, Failure failure,
+                     std::function<void(std::uint64_t sent, std::uint64_t total)> uploadProgress = nullptr);
     // With all headers of the serializer that the request has not itself; for uploads from a file.
     HttpTaskRef send(HttpRequest request, Success success, Failure failure);
 
