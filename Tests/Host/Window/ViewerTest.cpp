@@ -242,6 +242,13 @@ TEST_F(ViewerTest, AMailboxThatGoesLeavesTheInbox) {
     ASSERT_EQ(host->viewer().mailbox()->identifier(), identifier);
     host->viewer().selectMailbox("nowhere/at-all");
     EXPECT_EQ(host->viewer().mailbox()->identifier(), identifier) << "an unknown mailbox changes nothing";
+
+    std::filesystem::remove_all(host->dataFolder() / "Mail" / "ada" / ".Projects");
+    host->library().rescan(identifier);
+    host->settle();
+    ASSERT_EQ(host->library().mailboxWithIdentifier(identifier), nullptr);
+    ASSERT_NE(host->viewer().mailbox(), nullptr);
+    EXPECT_EQ(host->viewer().mailbox()->kind(), MailboxKind::Inbox);
 }
 
 }  // namespace

@@ -185,6 +185,26 @@ TEST_F(ApplicationTest, TheLogFileIsOpenedWhenThereIsOne) {
     EXPECT_TRUE(log_.contains("Could not find valid log file."));
 }
 
+TEST_F(ApplicationTest, WithoutAFileLoggerThereIsABeepAndALine) {
+    startHost();
+    for (const auto& logger : DDLog::allLoggers())
+        if (std::dynamic_pointer_cast<DDFileLogger>(logger)) DDLog::removeLogger(logger);
+    int beeps = 0;
+    setBeepHandler([&] { ++beeps; });
+    choose("showQuillsteadLogFile:");
+    setBeepHandler({});
+    EXPECT_THAT(workspace_->openedFiles, IsEmpty());
+    EXPECT_EQ(beeps, 1);
+    EXPECT_TRUE(log_.contains("Could not find valid file logger for requested log file."));
+}
+
+TEST_F(ApplicationTest, AFaultIsReportedOnTheMakersPage) {
+    startHost();
+    choose("reportQuillsteadBug:");
+    ASSERT_THAT(workspace_->openedUrls, SizeIs(1));
+    EXPECT_THAT(workspace_->openedUrls[0], ::testing::EndsWith("/issues/new"));
+}
+
 TEST_F(ApplicationTest, UninstallingAsksAndThenLeavesNothingBehind) {
     startHost();
     const auto store = Platform::current().processInfo->documentsFolder() / "QuillsteadData.sqlite";
@@ -198,14 +218,26 @@ TEST_F(ApplicationTest, UninstallingAsksAndThenLeavesNothingBehind) {
     hooks().userEmail = [] { return std::optional<std::string>("ada@example.org"); };
     hooks().removeKeychainItem = [&](const std::string& email) { steps.push_back(email); };
     defaults().setObject(45, "QSSendDelaySeconds");
+    int announcements = 0;
+    const Operation<void()> announced("test_contactPhotoPreferenceChanged");
+    Class& viewer = *NSClassFromString("ViewerPreferences");
+    viewer.addClassMethod(announced, [&](Class&) {
+        EXPECT_FALSE(UserDefaults::suite("")->boolForKey("EnableContactPhotos"));
+        ++announcements;
+    });
+    ASSERT_TRUE(viewer.jr_swizzleClassMethod(viewer_preferences::postContactPhotoPreferenceChanged.selector(),
+                                             announced.selector()));
+    ASSERT_TRUE(UserDefaults::suite("")->boolForKey("EnableContactPhotos"));
 
     answerNextAlert(2);
     choose("uninstallQuillstead:");
     EXPECT_EQ(alertTitle_, "Uninstall Quillstead");
     answerNextAlert(0);
     choose("uninstallQuillstead:");
-    EXPECT_EQ(workspace_->openedUrls.size(), 1u);
+    ASSERT_EQ(workspace_->openedUrls.size(), 1u);
+    EXPECT_THAT(workspace_->openedUrls[0], ::testing::EndsWith("/support"));
     EXPECT_TRUE(isThere(""));
+    EXPECT_EQ(announcements, 0);
     EXPECT_EQ(defaults().integerForKey("QSSendDelaySeconds"), 45);
     EXPECT_THAT(steps, IsEmpty());
 
@@ -215,6 +247,7 @@ TEST_F(ApplicationTest, UninstallingAsksAndThenLeavesNothingBehind) {
     EXPECT_THAT(steps, ElementsAre("services", "ada@example.org"));
     EXPECT_TRUE(defaults().setValues().empty());
     EXPECT_FALSE(UserDefaults::suite("")->boolForKey("EnableContactPhotos"));
+    EXPECT_EQ(announcements, 1);
     for (const char* side : {"", "-wal", "-shm"})
         EXPECT_FALSE(isThere(side)) << side;
     delegate().saveCoreData();

@@ -5,6 +5,7 @@
 #include "Foundation/NotificationCenter.h"
 #include "MainViewer.h"
 #include "Models/Menu.h"
+#include "Models/Toolbar.h"
 #include "Models/View.h"
 #include "PluginTest.h"
 #include "Reminder/QSReminder.h"
@@ -68,24 +69,34 @@ TEST_F(LifecycleTest, TheAccountIsOfferedOnceInHalfAnHourUnlessALoginWasAskedFor
     hooks().showAccount = [&](const std::shared_ptr<Window>&, bool registration) { offers.push_back(registration); };
 
     delegate().applicationDidBecomeActive();
-    host_->advance(1.2);
+    host_->advance(1.125);
     EXPECT_THAT(offers, IsEmpty());
-    host_->advance(0.1);
+    host_->advance(0.125);
     EXPECT_THAT(offers, ElementsAre(true));
-    host_->advance(1798);
+    host_->advance(1797);
+    delegate().applicationDidBecomeActive();
+    host_->advance(1.75);  // exactly half an hour after the first
     delegate().applicationDidBecomeActive();
     host_->advance(2);
     EXPECT_THAT(offers, ElementsAre(true));
+    delegate().applicationDidBecomeActive();
+    host_->advance(2);
+    EXPECT_THAT(offers, ElementsAre(true, true)) << "the half hour is over";
     delegate().setShowLoginNextTime(true);
     delegate().applicationDidBecomeActive();
     host_->advance(2);
-    EXPECT_THAT(offers, ElementsAre(true, false));
+    EXPECT_THAT(offers, ElementsAre(true, true, false)) << "asked for, it does not wait";
     delegate().setShowLoginNextTime(false);
+    delegate().applicationDidBecomeActive();
+    host_->advance(2);
+    EXPECT_THAT(offers, ElementsAre(true, true, false)) << "and counts as an offer";
     host_->advance(1900);
     credentials = true;
     delegate().applicationDidBecomeActive();
+    delegate().setShowLoginNextTime(true);
+    delegate().applicationDidBecomeActive();
     host_->advance(2);
-    EXPECT_THAT(offers, ElementsAre(true, false));
+    EXPECT_THAT(offers, ElementsAre(true, true, false)) << "there is nothing to log in to";
 }
 
 TEST_F(LifecycleTest, SavesInOrderWhenTheHostStepsBackAndWhenItEnds) {
@@ -249,6 +260,12 @@ TEST_F(LifecycleTest, MenuItemsStandWhereTheyBelongOnceWithTheShortcutsOfTheSett
     EXPECT_EQ(std::vector(help.end() - 4, help.end()),
               (std::vector<std::string>{"-", "Show Quillstead log file", "-", "Uninstall Quillstead"}));
 
+    for (const auto& [tag, key] : {std::pair{4416, "q"}, {4417, "n"}, {4419, "d"}, {4420, "z"}}) {
+        EXPECT_EQ(message->itemWithTag(tag)->keyEquivalent(), key);
+        EXPECT_EQ(message->itemWithTag(tag)->keyEquivalentModifierMask(), kCommandKey | kOptionKey | kShiftKey);
+    }
+    const auto send = message->itemAtIndex(0);
+    EXPECT_EQ(send->keyEquivalent(), "Enter") << "the host's items keep their keys";
     defaults().setObject(Dictionary{{"charactersIgnoringModifiers", "K"}, {"modifierFlags", (1 << 20) | (1 << 17)}},
                          "QSSnoozeShortcut");
     delegate().updateGlobalMenuItems();
@@ -307,6 +324,39 @@ TEST_F(LifecycleTest, TheListIsRedrawnAndKeepsItsSelectionOnEveryVersion) {
         TearDown();
     }
     startHost();
+}
+
+// As the host's, without a place for a title.
+class UntitledViewer : public MessageViewer {
+public:
+    explicit UntitledViewer(std::shared_ptr<Toolbar> toolbar)
+        : MessageViewer("MessageViewer"), toolbar_(std::move(toolbar)) {}
+    std::shared_ptr<Window> window() const override { return nullptr; }
+    std::shared_ptr<Toolbar> toolbar() const override { return toolbar_; }
+    MessageList selectedMessages() const override { return {}; }
+    MessageList messagesTargetedByAction(std::string_view) const override { return {}; }
+    std::shared_ptr<Mailbox> mailbox() const override { return nullptr; }
+    Result<void> transferMessages(const MessageList&, Mailbox&, TransferOptions) override { return {}; }
+    void sendForDraft(HostObject*, bool, MessageRef) override {}
+
+private:
+    std::shared_ptr<Toolbar> toolbar_;
+};
+
+TEST_F(LifecycleTest, PopoversPointAtTheFirstToolbarItemOfAViewerWithoutATitle) {
+    startHost();
+    auto menuBar = std::make_shared<View>("menubar", std::weak_ptr<Window>());
+    hooks().menubarView = [&] { return menuBar; };
+    const auto toolbar = host_->viewer().toolbar();
+    ASSERT_FALSE(toolbar->visibleItems().empty());
+    ASSERT_NE(toolbar->visibleItems().front()->view(), nullptr);
+    std::shared_ptr<MessageViewer> viewer = std::make_shared<UntitledViewer>(toolbar);
+    HostInstances::current().frontmostViewer = [&] { return viewer; };
+    EXPECT_EQ(delegate().anchorViewForPopover(), toolbar->visibleItems().front()->view());
+    viewer = std::make_shared<UntitledViewer>(std::make_shared<Toolbar>("empty"));
+    EXPECT_EQ(delegate().anchorViewForPopover(), menuBar);
+    viewer = std::make_shared<UntitledViewer>(nullptr);
+    EXPECT_EQ(delegate().anchorViewForPopover(), menuBar);
 }
 
 TEST_F(LifecycleTest, PopoversPointAtTheViewerElseAtTheMenuBar) {

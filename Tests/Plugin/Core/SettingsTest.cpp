@@ -1,6 +1,7 @@
 // The settings: defaults, version notes, what is taken over from the host at the first run.
 #include <fstream>
 
+#include "Application/Preferences.h"
 #include "Foundation/DateFormatter.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/PropertyList.h"
@@ -27,7 +28,12 @@ TEST_F(SettingsTest, TheVersionIsNewForExactlyOneStart) {
 }
 
 TEST_F(SettingsTest, TheFirstRunTakesOverTheHostsKeysAndNoLaterOneDoes) {
-    startHost({.prepareSettings = [] {
+    int announcements = 0;
+    startHost({.prepareSettings = [&] {
+        // Before the host's own method of that name, which then stays away.
+        ClassRegistry::current()
+            .define("ViewerPreferences")
+            .addClassMethod(viewer_preferences::postContactPhotoPreferenceChanged, [&](Class&) { ++announcements; });
         auto standard = UserDefaults::suite("");
         if (!standard->boolForKey("Seeded")) {
             standard->setObject(true, "Seeded");
@@ -40,12 +46,14 @@ TEST_F(SettingsTest, TheFirstRunTakesOverTheHostsKeysAndNoLaterOneDoes) {
     EXPECT_FALSE(standard->setValues().contains("QSSendDelaySeconds"));
     EXPECT_EQ(standard->stringForKey("OtherKey"), "kept");
     EXPECT_TRUE(standard->boolForKey("EnableContactPhotos"));
+    EXPECT_EQ(announcements, 1);
 
     standard->setObject(false, "EnableContactPhotos");
     standard->setObject(90, "QSSendDelaySeconds");
     restart();
     EXPECT_FALSE(UserDefaults::suite("")->boolForKey("EnableContactPhotos"));
     EXPECT_EQ(defaults().integerForKey("QSSendDelaySeconds"), 45);
+    EXPECT_EQ(announcements, 1);
 }
 
 // They are two files: a power cut must find a key in one of them at least.

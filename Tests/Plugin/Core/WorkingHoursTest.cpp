@@ -9,8 +9,7 @@ namespace {
 Date at(std::string_view text) { return parseDate(text, {"yyyy-MM-dd HH:mm"}).value(); }
 
 TEST_F(PluginTest, WorkingHoursAreThoseOfTheSettings) {
-    setDefaultTimeZone("America/New_York");
-    startHost();
+    startHost({.timeZone = "America/New_York"});
     // As shipped: Monday to Friday, 9 to 18 o'clock wherever one is. 2026-11-27 is a Friday.
     EXPECT_TRUE(isWorkingHourDate(at("2026-11-27 09:00")));
     EXPECT_FALSE(isWorkingHourDate(at("2026-11-27 18:01")));
@@ -27,7 +26,6 @@ TEST_F(PluginTest, WorkingHoursAreThoseOfTheSettings) {
 
     defaults().setObject("nonsense", "QSWorkingHoursBegin");
     EXPECT_TRUE(isWorkingHourDate(at("2026-11-27 00:00"))) << "what is no time counts as midnight";
-    setDefaultTimeZone("");
 }
 
 }  // namespace

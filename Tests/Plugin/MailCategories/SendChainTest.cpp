@@ -123,12 +123,14 @@ TEST_F(SendChainTest, AWindowClosedWhileAStepWaitsSendsNothing) {
     SendStepBlock waiting;
     replaceStep(send_steps::checkForAttachmentUploading, [&](const SendStepBlock& block) { waiting = block; });
     auto window = compose();
+    const std::weak_ptr<ComposeController> controller = window->controller();
     window->send();
     host_->settle();
     window->close(ComposeWindow::Closing::Discard);
     window.reset();
     host_->settle();
     ASSERT_TRUE(waiting);
+    EXPECT_TRUE(controller.expired()) << "nothing that waits keeps the window";
     waiting(0);
     host_->advance(31);
     EXPECT_THAT(host_->inboxOf("ben"), IsEmpty());
@@ -317,11 +319,13 @@ TEST_F(SendChainTest, TheOutboxIsAnnouncedAsTheMessageAsksFor) {
         const char* header;
         bool delay, dialog;
         std::string popover;  // that is shown
+        bool followUp = true;
     };
     for (const Case& c : {Case{"a delay with its dialog", "", true, true, "DelayedSend"},
                           Case{"no dialog", "", true, false, ""}, Case{"no delay", "", false, true, ""},
                           Case{"scheduled", "X-Quillstead-Scheduled-Date", true, true, "ScheduledInOutbox"},
-                          Case{"an unsubscribe message", "X-Quillstead-Unsubscribe", true, true, ""}}) {
+                          Case{"an unsubscribe message", "X-Quillstead-Unsubscribe", true, true, ""},
+                          Case{"no follow-up wanted", "", true, true, "DelayedSend", false}}) {
         startHost({.startDeliveries = false});
         defaults().setObject(c.delay, "QSSendDelay");
         defaults().setObject(c.dialog, "QSShowUndoDialog");
@@ -332,7 +336,7 @@ TEST_F(SendChainTest, TheOutboxIsAnnouncedAsTheMessageAsksFor) {
         };
         auto window = compose();
         auto controller = window->controller();
-        controller->headersEditor()->setAssociatedObject("enableFollowUp", true);
+        controller->headersEditor()->setAssociatedObject("enableFollowUp", c.followUp);
         // The header is put on as another writer of headers would do it.
         const Operation<std::shared_ptr<OutgoingMessage>(MessageWriter&, const ComposeContents&,
                                                          std::shared_ptr<MessageHeaders>, bool, bool)>
@@ -358,7 +362,11 @@ TEST_F(SendChainTest, TheOutboxIsAnnouncedAsTheMessageAsksFor) {
         if (!Popover::allShown().empty()) {
             EXPECT_EQ(Popover::allShown()[0]->preferredEdge(), 3);
         }
-        EXPECT_EQ(followUps, 1) << c.why;
+        if (c.popover == "ScheduledInOutbox") {
+            EXPECT_EQ(Popover::allShown()[0]->content.text,
+                      "Your scheduled emails will be stored in your outbox until the configured send time is reached.");
+        }
+        EXPECT_EQ(followUps, c.followUp ? 1 : 0) << c.why;
         controller.reset();
         window.reset();
         TearDown();

@@ -269,6 +269,7 @@ TEST_F(SendJourney, AFaultAtAnyStepNeitherLosesNorDoublesTheMessage) {
         host->settle();
         EXPECT_EQ(openWindows(), 0u) << "step " << step;
     }
+    EXPECT_GT(subjects.size(), 5u) << "steps at which it failed";
     host->engine().deliveries().start();
     host->advance(60);
     std::vector<std::string> arrived;
