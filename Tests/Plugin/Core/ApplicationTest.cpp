@@ -2,6 +2,9 @@
 #include <algorithm>
 
 #include "Application/Preferences.h"
+#include "ComposeWindow.h"
+#include "Foundation/FileSystem.h"
+#include "Foundation/PropertyList.h"
 #include "MainViewer.h"
 #include "Models/Alert.h"
 #include "Models/Form.h"
@@ -72,8 +75,12 @@ TEST_F(ApplicationTest, RedirectsReachTheServicesThatWaitAndNoOthers) {
 
 TEST_F(ApplicationTest, TheLoginAddressShowsTheAccountAndOtherSchemesStayWithTheHost) {
     startHost();
+    const auto front = host_->compose("ada", "", "", "");
     std::vector<bool> shown;
-    hooks().showAccount = [&](const std::shared_ptr<Window>&, bool registration) { shown.push_back(registration); };
+    hooks().showAccount = [&](const std::shared_ptr<Window>& window, bool registration) {
+        EXPECT_EQ(window, front->window()) << "the window in front, not the viewer's";
+        shown.push_back(registration);
+    };
     host_->application().openAddress("quillstead://login");
     host_->advance(0.29);
     EXPECT_THAT(shown, IsEmpty());
@@ -81,7 +88,7 @@ TEST_F(ApplicationTest, TheLoginAddressShowsTheAccountAndOtherSchemesStayWithThe
     EXPECT_THAT(shown, ElementsAre(false));
     host_->application().openAddress("mailto:ben@example.org?subject=Hi");
     host_->settle();
-    EXPECT_EQ(host_->application().composeWindows().size(), 1u);
+    EXPECT_EQ(host_->application().composeWindows().size(), 2u);
 }
 
 TEST_F(ApplicationTest, TheContextualMenuHasUndoInTheOutboxOnlyAndSnoozeEverywhere) {
@@ -218,6 +225,12 @@ TEST_F(ApplicationTest, UninstallingAsksAndThenLeavesNothingBehind) {
     hooks().userEmail = [] { return std::optional<std::string>("ada@example.org"); };
     hooks().removeKeychainItem = [&](const std::string& email) { steps.push_back(email); };
     defaults().setObject(45, "QSSendDelaySeconds");
+    const auto settingsOnDisk = [this] {
+        const auto file = host_->dataFolder() / "Settings" / "com.tallowbay.Quillstead.plist";
+        return parsePropertyList(FileSystem::real().read(file).value_or("")).value_or(Value()).dictionary();
+    };
+    ASSERT_TRUE(defaults().synchronize());
+    ASSERT_TRUE(settingsOnDisk().contains("QSSendDelaySeconds"));
     int announcements = 0;
     const Operation<void()> announced("test_contactPhotoPreferenceChanged");
     Class& viewer = *NSClassFromString("ViewerPreferences");
@@ -246,6 +259,7 @@ TEST_F(ApplicationTest, UninstallingAsksAndThenLeavesNothingBehind) {
     host_->settle();
     EXPECT_THAT(steps, ElementsAre("services", "ada@example.org"));
     EXPECT_TRUE(defaults().setValues().empty());
+    EXPECT_THAT(settingsOnDisk(), IsEmpty()) << "at once, not when the program ends";
     EXPECT_FALSE(UserDefaults::suite("")->boolForKey("EnableContactPhotos"));
     EXPECT_EQ(announcements, 1);
     for (const char* side : {"", "-wal", "-shm"})

@@ -9,6 +9,7 @@
 #include "MainViewer.h"
 #include "Models/Form.h"
 #include "Models/Popover.h"
+#include "Models/Toolbar.h"
 #include "Models/View.h"
 #include "Outgoing/QSHeaderKeys.h"
 #include "Outgoing/QSSendHooks.h"
@@ -80,7 +81,16 @@ TEST_F(SendChainTest, WhatTheVersionSplitInTwoGetsTheSamePatchClassTwice) {
             for (const char* selector : {"quillstead_send:", "sendLater:", "quillstead_toolbarDefaultItemIdentifiers:"})
                 EXPECT_EQ(answers(name, selector), (minor == 10) == (std::string_view(name) == "DocumentEditor"))
                     << minor << name << selector;
+        auto window = compose();
+        auto toolbar = window->window()->toolbar();
+        for (const auto& identifiers : {toolbar_delegate::defaultItemIdentifiers(toolbar->delegate(), *toolbar),
+                                        toolbar_delegate::allowedItemIdentifiers(toolbar->delegate(), *toolbar)}) {
+            ASSERT_GT(identifiers.size(), 1u) << minor;
+            EXPECT_EQ(identifiers[1], "SendLater") << minor;
+        }
         EXPECT_THAT(log_.messages(LogLevel::Error), IsEmpty()) << minor;
+        toolbar.reset();
+        window.reset();
         TearDown();
     }
     startHost();
@@ -264,6 +274,7 @@ TEST_F(SendChainTest, SendingWhatIsStillScheduledAsksAndDoesAsAnswered) {
         startHost({.startDeliveries = false});
         auto window = reopenScheduled(86400);
         ASSERT_NE(window, nullptr);
+        setSendLaterDate(*window->controller()->backEnd(), RunLoop::main().now() + 60);  // of an earlier send
         window->send();
         host_->settle();
         auto sheet = window->window()->currentSheet();
@@ -356,8 +367,9 @@ TEST_F(SendChainTest, TheOutboxIsAnnouncedAsTheMessageAsksFor) {
                 identifiers += popover->identifier();
             return identifiers;
         };
+        host_->advance(0.4);
         EXPECT_NE(shown(), "DelayedSend") << c.why << ": half a second later only";
-        host_->advance(0.6);
+        host_->advance(0.2);
         EXPECT_EQ(shown(), c.popover) << c.why;
         if (!Popover::allShown().empty()) {
             EXPECT_EQ(Popover::allShown()[0]->preferredEdge(), 3);
