@@ -77,14 +77,16 @@ public:
                    .signatureTemplates = ground_.signatureTemplates},
           workers_(std::make_unique<OperationQueue>(threadsFor(ground_), OperationQueue::Threads::Own)) {
         ground_.http->start({
-            .refuse = [this](const HttpRequest& head) { return refuse(head); },
+            .refuse = [this](const HttpServerRequest& head) { return refuse(head); },
             .bodyLimit =
-                [](const HttpRequest& head) {
+                [](const HttpServerRequest& head) {
                     const RouteEntry* entry = findRoute(head);
                     return entry ? entry->bodyLimit : 0;
                 },
-            .respondLater = [this](HttpRequest request,
-                                   std::function<void(HttpResponse)> reply) { respond(std::move(request), reply); },
+            .respondLater =
+                [this](HttpServerRequest request, std::function<void(HttpServerResponse)> reply) {
+                    respond(std::move(request), reply);
+                },
         });
         if (ground_.metricsHttp) startMetrics();
         letters_.start();
@@ -120,13 +122,13 @@ public:
     }
 
 private:
-    static std::optional<HttpResponse> refuse(const HttpRequest& head) {
-        if (head.isWebSocketUpgrade) return HttpResponse::text(400, "There is nothing live here.");
+    static std::optional<HttpServerResponse> refuse(const HttpServerRequest& head) {
+        if (head.isWebSocketUpgrade) return HttpServerResponse::text(400, "There is nothing live here.");
         if (head.rawPath.starts_with(kPixelPath) || findRoute(head)) return std::nullopt;
         return noRouteAnswer(head);
     }
 
-    void respond(HttpRequest request, const std::function<void(HttpResponse)>& reply) {
+    void respond(HttpServerRequest request, const std::function<void(HttpServerResponse)>& reply) {
         Call facts{request, RunLoop::main().now(), peerOf(request, ground_.configuration.trustedProxies)};
         if (request.rawPath.starts_with(kPixelPath)) return reply(answerPixel(facts));
         const RouteEntry& entry = *findRoute(request);
@@ -135,9 +137,9 @@ private:
             return reply(errorAnswer(503, "The server is busy. Please try again later."));
         }
         ++underWay_;
-        workers_->add([this, &entry, request = std::make_shared<HttpRequest>(std::move(request)), now = facts.now,
+        workers_->add([this, &entry, request = std::make_shared<HttpServerRequest>(std::move(request)), now = facts.now,
                        peer = std::move(facts.peer), reply] {
-            HttpResponse response = answerOf(entry, service_, {*request, now, peer});
+            HttpServerResponse response = answerOf(entry, service_, {*request, now, peer});
             count(entry.name, response.status);
             RunLoop::main().post([this, reply, response = std::move(response), alive = alive_]() mutable {
                 if (!*alive) return;
@@ -148,10 +150,10 @@ private:
     }
 
     // Alike for ids that are known, unknown, zero or none at all.
-    HttpResponse answerPixel(const Call& call) {
+    HttpServerResponse answerPixel(const Call& call) {
         if (call.http.method != "GET") {
             count("pixel", 405);
-            return HttpResponse::text(405, "This is not how to ask for this.");
+            return HttpServerResponse::text(405, "This is not how to ask for this.");
         }
         count("pixel", 200);
         if (auto uuid = pixelId(std::string_view(call.http.rawPath).substr(kPixelPath.size())))
@@ -165,15 +167,15 @@ private:
 
     void startMetrics() {
         ground_.metricsHttp->start({
-            .refuse = [](const HttpRequest& head) -> std::optional<HttpResponse> {
+            .refuse = [](const HttpServerRequest& head) -> std::optional<HttpServerResponse> {
                 if (head.method == "GET" && head.path == "/metrics" && !head.isWebSocketUpgrade) return std::nullopt;
-                return HttpResponse::text(404, "There is only /metrics here.");
+                return HttpServerResponse::text(404, "There is only /metrics here.");
             },
-            .bodyLimit = [](const HttpRequest&) { return 0; },
+            .bodyLimit = [](const HttpServerRequest&) { return 0; },
             .respond =
-                [this](const HttpRequest&) {
+                [this](const HttpServerRequest&) {
                     metrics_.set("requests_under_way", underWay_);
-                    HttpResponse response = HttpResponse::text(200, "");
+                    HttpServerResponse response = HttpServerResponse::text(200, "");
                     response.body = metrics_.text();
                     return response;
                 },

@@ -33,11 +33,11 @@ struct Service {
 };
 
 struct Call {
-    const HttpRequest& http;
+    const HttpServerRequest& http;
     Date now;
     std::string peer;  // the client's address
 };
 
-using Route = HttpResponse (*)(Service& service, const Call& call);
+using Route = HttpServerResponse (*)(Service& service, const Call& call);
 
 }  // namespace qs

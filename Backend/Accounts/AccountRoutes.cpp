@@ -31,7 +31,7 @@ std::string fact(const FormFields& fields, std::string_view name) {
 
 }  // namespace
 
-HttpResponse addUser(Service& service, const Call& call) {
+HttpServerResponse addUser(Service& service, const Call& call) {
     const FormFields fields = formFields(call.http.body);
     const std::string email = normalisedAddress(field(fields, "email"));
     const std::string password = field(fields, "password");
@@ -43,7 +43,7 @@ HttpResponse addUser(Service& service, const Call& call) {
     const std::string peer = limitKeyOf(call.peer);
     if (!service.limits.signUpsByPeer.take(peer, call.now)) {
         const int wait = service.limits.signUpsByPeer.secondsToWait(peer, call.now);
-        HttpResponse response = jsonAnswer(
+        HttpServerResponse response = jsonAnswer(
             429, Dictionary{{"email", Array{"There were too many tries. Please wait a little and try again."}}});
         response.headers.emplace_back("Retry-After", std::to_string(wait));
         return response;
@@ -66,7 +66,7 @@ HttpResponse addUser(Service& service, const Call& call) {
     return jsonAnswer(200, Dictionary{{"email", email}, {"status", "confirmation_sent"}});
 }
 
-HttpResponse showProfile(Service& service, const Call& call) {
+HttpServerResponse showProfile(Service& service, const Call& call) {
     const auto account = service.signIn.account(call);
     if (!account) return account.error();
     Dictionary profile{{"id", account->id},
@@ -78,7 +78,7 @@ HttpResponse showProfile(Service& service, const Call& call) {
     return jsonAnswer(200, profile);
 }
 
-HttpResponse takeProperties(Service& service, const Call& call) {
+HttpServerResponse takeProperties(Service& service, const Call& call) {
     constexpr std::array known = {"number_of_accounts",        "number_of_signatures",           "number_of_subfolders",
                                   "number_of_emails_in_inbox", "number_of_sent_emails_per_week", "country",
                                   "preferred_language"};
@@ -94,7 +94,7 @@ HttpResponse takeProperties(Service& service, const Call& call) {
     return jsonAnswer(200, Dictionary{{"status", "ok"}});
 }
 
-HttpResponse takeDevice(Service& service, const Call& call) {
+HttpServerResponse takeDevice(Service& service, const Call& call) {
     const auto account = service.signIn.account(call);
     if (!account) return account.error();
     const FormFields fields = formFields(call.http.body);
@@ -110,7 +110,7 @@ HttpResponse takeDevice(Service& service, const Call& call) {
     return jsonAnswer(200, Dictionary{{"status", "ok"}});
 }
 
-HttpResponse showPicture(Service& service, const Call& call) {
+HttpServerResponse showPicture(Service& service, const Call& call) {
     std::string_view name = call.http.path;
     name.remove_prefix(name.rfind('/') + 1);
     const bool isPublic = call.http.path.starts_with("/pictures/");
@@ -119,7 +119,7 @@ HttpResponse showPicture(Service& service, const Call& call) {
         return isPublic ? pictureWithHash(database, std::string(name)) : pictureWithKey(database, std::string(name));
     });
     const auto picture = base64 ? dataFromBase64String(*base64) : std::nullopt;
-    if (!picture) return HttpResponse::text(404, "There is no such picture.");
+    if (!picture) return HttpServerResponse::text(404, "There is no such picture.");
     // Mail programs of other origins may show it.
     return {200,
             {{"Content-Type", "image/png"},

@@ -6,13 +6,13 @@
 
 namespace qs {
 
-HttpResponse addUser(Service& service, const Call& call);
-HttpResponse showProfile(Service& service, const Call& call);
-HttpResponse takeProperties(Service& service, const Call& call);
-HttpResponse takeDevice(Service& service, const Call& call);
+HttpServerResponse addUser(Service& service, const Call& call);
+HttpServerResponse showProfile(Service& service, const Call& call);
+HttpServerResponse takeProperties(Service& service, const Call& call);
+HttpServerResponse takeDevice(Service& service, const Call& call);
 
 // "/pictures/<MD5 of the address>.jpg", for everybody who knows the address, and "/avatars/<key>", which only the
 // profile tells.
-HttpResponse showPicture(Service& service, const Call& call);
+HttpServerResponse showPicture(Service& service, const Call& call);
 
 }  // namespace qs

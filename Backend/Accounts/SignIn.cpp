@@ -22,8 +22,8 @@ namespace {
 constexpr TimeInterval kKnownFor = 900;
 constexpr std::size_t kMostKnown = 20'000;
 
-HttpResponse refusal(std::string_view sentence) {
-    HttpResponse response = errorAnswer(401, sentence);
+HttpServerResponse refusal(std::string_view sentence) {
+    HttpServerResponse response = errorAnswer(401, sentence);
     response.headers.emplace_back("WWW-Authenticate", "Basic realm=\"Quillstead\", charset=\"UTF-8\"");
     return response;
 }
@@ -36,14 +36,14 @@ SignIn::SignIn(SqlPool& database, PasswordHasher& passwords, RateLimits& limits)
       limits_(limits),
       key_(randomDataWithBytes(crypto_generichash_KEYBYTES)) {}
 
-tl::expected<Account, HttpResponse> SignIn::account(const Call& call) {
+tl::expected<Account, HttpServerResponse> SignIn::account(const Call& call) {
     const auto credentials = basicCredentials(call.http.header("Authorization"));
     if (!credentials) return tl::unexpected(refusal("Please sign in with your email address and password."));
     return account(call, credentials->user, credentials->password);
 }
 
-tl::expected<Account, HttpResponse> SignIn::account(const Call& call, const std::string& address,
-                                                    const std::string& password) {
+tl::expected<Account, HttpServerResponse> SignIn::account(const Call& call, const std::string& address,
+                                                          const std::string& password) {
     const std::string email = normalisedAddress(address);
     std::string waiting;
     const auto found = database_.transaction([&](SqlConnection& database) {

@@ -22,9 +22,9 @@ public:
 
     // By Basic authorisation; else the answer to give: 401 for credentials that are wrong, 429 after too many failures
     // or calls. Throws SqlFailure.
-    tl::expected<Account, HttpResponse> account(const Call& call);
-    tl::expected<Account, HttpResponse> account(const Call& call, const std::string& email,
-                                                const std::string& password);
+    tl::expected<Account, HttpServerResponse> account(const Call& call);
+    tl::expected<Account, HttpServerResponse> account(const Call& call, const std::string& email,
+                                                      const std::string& password);
 
 private:
     // The plug-in signs each call. What was right a moment ago is known here by a keyed digest, which covers the kept

@@ -39,7 +39,7 @@ img.picture { width: 6rem; height: 6rem; border-radius: 50%; object-fit: cover; 
 
 std::string escaped(std::string_view text) { return stringByEscapingXMLEntities(text); }
 
-HttpResponse htmlPage(int status, std::string_view title, std::string_view body) {
+HttpServerResponse htmlPage(int status, std::string_view title, std::string_view body) {
     std::string page = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
                        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
                        "<meta name=\"robots\" content=\"noindex\">\n"
@@ -53,11 +53,11 @@ HttpResponse htmlPage(int status, std::string_view title, std::string_view body)
             std::move(page)};
 }
 
-HttpResponse messagePage(int status, std::string_view title, std::string_view sentence) {
+HttpServerResponse messagePage(int status, std::string_view title, std::string_view sentence) {
     return htmlPage(status, title, "<p>" + escaped(sentence) + "</p>\n");
 }
 
-HttpResponse styleSheet() {
+HttpServerResponse styleSheet() {
     return {200,
             {{"Content-Type", "text/css; charset=utf-8"}, {"Cache-Control", "public, max-age=3600"}},
             std::string(kStyle)};

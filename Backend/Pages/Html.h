@@ -11,10 +11,10 @@ namespace qs {
 // Safe in texts and attributes.
 std::string escaped(std::string_view text);
 // `body` is HTML, `title` text.
-HttpResponse htmlPage(int status, std::string_view title, std::string_view body);
+HttpServerResponse htmlPage(int status, std::string_view title, std::string_view body);
 // A title and a paragraph of text.
-HttpResponse messagePage(int status, std::string_view title, std::string_view sentence);
-HttpResponse styleSheet();
+HttpServerResponse messagePage(int status, std::string_view title, std::string_view sentence);
+HttpServerResponse styleSheet();
 
 // One labelled field of a form. `attributes` is HTML, such as `autocomplete="email"`.
 std::string inputField(std::string_view label, std::string_view name, std::string_view type,

@@ -20,17 +20,17 @@ namespace {
 
 constexpr std::string_view kPasswordRule = "autocomplete=\"new-password\" required minlength=\"6\" maxlength=\"200\"";
 
-HttpResponse deadLink() {
+HttpServerResponse deadLink() {
     return htmlPage(410, "This link leads nowhere any more",
                     "<p>It was used already, or is too old.</p>\n<p>You can ask for "
                     "<a href=\"/password/email\">a new password</a>, or sign up again.</p>\n");
 }
 
-HttpResponse tooMany() {
+HttpServerResponse tooMany() {
     return messagePage(429, "Too many tries", "There were too many tries. Please wait a little and try again.");
 }
 
-HttpResponse resetForm(int status, const std::string& token, std::string_view fault) {
+HttpServerResponse resetForm(int status, const std::string& token, std::string_view fault) {
     return htmlPage(status, "Choose a new password",
                     faultNote(fault) + "<form method=\"post\" action=\"/password/reset\">\n" +
                         hiddenField("token", token) +
@@ -39,7 +39,7 @@ HttpResponse resetForm(int status, const std::string& token, std::string_view fa
                         "<button type=\"submit\">Set password</button>\n</form>\n");
 }
 
-HttpResponse requestForm(int status, std::string_view fault) {
+HttpServerResponse requestForm(int status, std::string_view fault) {
     return htmlPage(
         status, "A new password",
         "<p>Tell us your email address, and we send you a letter with a link to choose a new password."
@@ -55,7 +55,7 @@ bool mayTryToken(Service& service, const Call& call) {
 
 }  // namespace
 
-HttpResponse showConfirmation(Service& service, const Call& call) {
+HttpServerResponse showConfirmation(Service& service, const Call& call) {
     if (!mayTryToken(service, call)) return tooMany();
     const std::string token = field(formFields(call.http.query), "token");
     const bool isGood = service.database.transaction(
@@ -66,7 +66,7 @@ HttpResponse showConfirmation(Service& service, const Call& call) {
                         hiddenField("token", token) + "<button type=\"submit\">Confirm</button>\n</form>\n");
 }
 
-HttpResponse confirm(Service& service, const Call& call) {
+HttpServerResponse confirm(Service& service, const Call& call) {
     if (!mayTryToken(service, call)) return tooMany();
     const std::string token = field(formFields(call.http.body), "token");
     const auto email = service.database.transaction(
@@ -77,9 +77,9 @@ HttpResponse confirm(Service& service, const Call& call) {
                        "The address " + *email + " is confirmed. You can sign in with it in Quillstead now.");
 }
 
-HttpResponse showResetRequest(Service&, const Call&) { return requestForm(200, {}); }
+HttpServerResponse showResetRequest(Service&, const Call&) { return requestForm(200, {}); }
 
-HttpResponse requestReset(Service& service, const Call& call) {
+HttpServerResponse requestReset(Service& service, const Call& call) {
     const std::string email = normalisedAddress(field(formFields(call.http.body), "email"));
     if (const std::string fault = faultOfAddress(email); !fault.empty()) return requestForm(422, fault);
     if (!service.limits.resetsByPeer.take(limitKeyOf(call.peer), call.now)) return tooMany();
@@ -99,7 +99,7 @@ HttpResponse requestReset(Service& service, const Call& call) {
         "you choose a new password, within an hour.");
 }
 
-HttpResponse showReset(Service& service, const Call& call) {
+HttpServerResponse showReset(Service& service, const Call& call) {
     if (!mayTryToken(service, call)) return tooMany();
     const std::string token = field(formFields(call.http.query), "token");
     const auto account = service.database.transaction(
@@ -107,7 +107,7 @@ HttpResponse showReset(Service& service, const Call& call) {
     return account ? resetForm(200, token, {}) : deadLink();
 }
 
-HttpResponse resetPassword(Service& service, const Call& call) {
+HttpServerResponse resetPassword(Service& service, const Call& call) {
     if (!mayTryToken(service, call)) return tooMany();
     const FormFields fields = formFields(call.http.body);
     const std::string token = field(fields, "token");
@@ -130,14 +130,14 @@ HttpResponse resetPassword(Service& service, const Call& call) {
     return messagePage(200, "Your password is set", "Please sign in with the new password in Quillstead.");
 }
 
-HttpResponse showFrontPage(Service&, const Call&) {
+HttpServerResponse showFrontPage(Service&, const Call&) {
     return htmlPage(200, "A Quillstead backend",
                     "<p>This server keeps accounts for Quillstead and tells senders when their tracked mail was opened."
                     "</p>\n<ul>\n<li><a href=\"/password/email\">A new password</a></li>\n"
                     "<li><a href=\"/terms\">What is kept, and for how long</a></li>\n</ul>\n");
 }
 
-HttpResponse showTerms(Service& service, const Call&) {
+HttpServerResponse showTerms(Service& service, const Call&) {
     const BackendConfiguration& configuration = service.configuration;
     const std::string addresses = configuration.addressDetail == AddressDetail::Full ? "the network address"
                                   : configuration.addressDetail == AddressDetail::Shortened

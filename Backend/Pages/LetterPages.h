@@ -7,17 +7,17 @@
 
 namespace qs {
 
-HttpResponse showConfirmation(Service& service, const Call& call);
-HttpResponse confirm(Service& service, const Call& call);
+HttpServerResponse showConfirmation(Service& service, const Call& call);
+HttpServerResponse confirm(Service& service, const Call& call);
 
-HttpResponse showResetRequest(Service& service, const Call& call);
+HttpServerResponse showResetRequest(Service& service, const Call& call);
 // The same answer whether there is an account or not.
-HttpResponse requestReset(Service& service, const Call& call);
+HttpServerResponse requestReset(Service& service, const Call& call);
 
-HttpResponse showReset(Service& service, const Call& call);
-HttpResponse resetPassword(Service& service, const Call& call);
+HttpServerResponse showReset(Service& service, const Call& call);
+HttpServerResponse resetPassword(Service& service, const Call& call);
 
-HttpResponse showFrontPage(Service& service, const Call& call);
-HttpResponse showTerms(Service& service, const Call& call);
+HttpServerResponse showFrontPage(Service& service, const Call& call);
+HttpServerResponse showTerms(Service& service, const Call& call);
 
 }  // namespace qs

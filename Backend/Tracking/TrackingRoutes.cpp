@@ -49,7 +49,7 @@ Value toldOpen(const Open& open) {
 
 }  // namespace
 
-HttpResponse takePixels(Service& service, const Call& call) {
+HttpServerResponse takePixels(Service& service, const Call& call) {
     const auto account = service.signIn.account(call);
     if (!account) return account.error();
     const auto body = parseJson(call.http.body);
@@ -68,7 +68,7 @@ HttpResponse takePixels(Service& service, const Call& call) {
     return jsonAnswer(200, taken);
 }
 
-HttpResponse showPixels(Service& service, const Call& call) {
+HttpServerResponse showPixels(Service& service, const Call& call) {
     const auto account = service.signIn.account(call);
     if (!account) return account.error();
     const std::string text = field(formFields(call.http.query), "updated_since");
@@ -100,7 +100,7 @@ std::optional<std::string> pixelId(std::string_view text) {
     return id;
 }
 
-HttpResponse pixelAnswer() {
+HttpServerResponse pixelAnswer() {
     // A GIF of one clear point.
     static const std::string picture(
         "GIF89a\x01\0\x01\0\x80\0\0\0\0\0\xFF\xFF\xFF!\xF9\x04\x01\0\0\0\0,\0\0\0\0\x01\0\x01\0\0"

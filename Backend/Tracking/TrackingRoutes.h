@@ -10,12 +10,12 @@
 
 namespace qs {
 
-HttpResponse takePixels(Service& service, const Call& call);
-HttpResponse showPixels(Service& service, const Call& call);
+HttpServerResponse takePixels(Service& service, const Call& call);
+HttpServerResponse showPixels(Service& service, const Call& call);
 
 // A UUID in upper case; nothing for another form, and for the one of zeros, which stands for no pixel.
 std::optional<std::string> pixelId(std::string_view text);
 // The picture that is the pixel. The same whatever id was asked for.
-HttpResponse pixelAnswer();
+HttpServerResponse pixelAnswer();
 
 }  // namespace qs

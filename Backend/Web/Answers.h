@@ -9,10 +9,10 @@
 
 namespace qs {
 
-HttpResponse jsonAnswer(int status, const Value& value);
+HttpServerResponse jsonAnswer(int status, const Value& value);
 // {"error": sentence}: what the plug-in shows to its user.
-HttpResponse errorAnswer(int status, std::string_view sentence);
+HttpServerResponse errorAnswer(int status, std::string_view sentence);
 // 429, with the header that says when to come back.
-HttpResponse tooManyAnswer(int seconds);
+HttpServerResponse tooManyAnswer(int seconds);
 
 }  // namespace qs

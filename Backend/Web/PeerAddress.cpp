@@ -40,7 +40,7 @@ std::string blankedAfter(std::string_view address, std::size_t bytesOfFour, std:
 
 }  // namespace
 
-std::string peerOf(const HttpRequest& request, const std::vector<std::string>& trustedProxies) {
+std::string peerOf(const HttpServerRequest& request, const std::vector<std::string>& trustedProxies) {
     const auto isTrusted = [&](const std::string& address) {
         return std::find(trustedProxies.begin(), trustedProxies.end(), address) != trustedProxies.end();
     };

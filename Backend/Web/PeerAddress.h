@@ -11,7 +11,7 @@ namespace qs {
 
 // Who asked: the other side of the connection, or, when that is one of the trusted proxies, whom these name last in
 // "X-Forwarded-For" without being one of them. What stands before that in the header is anybody's claim.
-std::string peerOf(const HttpRequest& request, const std::vector<std::string>& trustedProxies);
+std::string peerOf(const HttpServerRequest& request, const std::vector<std::string>& trustedProxies);
 
 // With the last part blanked, so that it names a neighbourhood instead of a household: 24 bits stay of an IPv4 address,
 // 48 of an IPv6 one. Empty for what is no address.

@@ -39,12 +39,12 @@ constexpr std::array kRoutes = {
     RouteEntry{"GET", "/", "page", kNoBody, showFrontPage},
 };
 
-bool fits(const RouteEntry& entry, const HttpRequest& head) {
+bool fits(const RouteEntry& entry, const HttpServerRequest& head) {
     const bool isFolder = entry.path.size() > 1 && entry.path.back() == '/';
     return isFolder ? head.path.starts_with(entry.path) : head.path == entry.path;
 }
 
-bool isInterface(const HttpRequest& head) { return head.path.starts_with("/api/"); }
+bool isInterface(const HttpServerRequest& head) { return head.path.starts_with("/api/"); }
 
 // Compares all of it, so that the time says nothing about how much was right.
 bool isSameSecret(std::string_view a, std::string_view b) {
@@ -54,9 +54,9 @@ bool isSameSecret(std::string_view a, std::string_view b) {
     return difference == 0;
 }
 
-HttpResponse faultAnswer(const HttpRequest& head) {
+HttpServerResponse faultAnswer(const HttpServerRequest& head) {
     constexpr std::string_view sentence = "The server can't do this just now. Please try again later.";
-    HttpResponse response =
+    HttpServerResponse response =
         isInterface(head) ? errorAnswer(503, sentence) : messagePage(503, "Please try again", sentence);
     response.headers.emplace_back("Retry-After", "60");
     return response;
@@ -64,24 +64,25 @@ HttpResponse faultAnswer(const HttpRequest& head) {
 
 }  // namespace
 
-const RouteEntry* findRoute(const HttpRequest& head) {
+const RouteEntry* findRoute(const HttpServerRequest& head) {
     for (const RouteEntry& entry : kRoutes)
         if (entry.method == head.method && fits(entry, head)) return &entry;
     return nullptr;
 }
 
-HttpResponse noRouteAnswer(const HttpRequest& head) {
+HttpServerResponse noRouteAnswer(const HttpServerRequest& head) {
     std::string allowed;
     for (const RouteEntry& entry : kRoutes)
         if (fits(entry, head)) allowed += std::string(allowed.empty() ? "" : ", ") + std::string(entry.method);
     const int status = allowed.empty() ? 404 : 405;
     const std::string_view sentence = allowed.empty() ? "There is nothing here." : "This is not how to ask for this.";
-    HttpResponse response = isInterface(head) ? errorAnswer(status, sentence) : HttpResponse::text(status, sentence);
+    HttpServerResponse response =
+        isInterface(head) ? errorAnswer(status, sentence) : HttpServerResponse::text(status, sentence);
     if (!allowed.empty()) response.headers.emplace_back("Allow", allowed);
     return response;
 }
 
-HttpResponse answerOf(const RouteEntry& entry, Service& service, const Call& call) {
+HttpServerResponse answerOf(const RouteEntry& entry, Service& service, const Call& call) {
     // It identifies the program, not a user, so it is no matter of signing in.
     const std::string& key = service.configuration.clientKey;
     if (isInterface(call.http) && !key.empty() && !isSameSecret(call.http.header("X-Authorization"), key))

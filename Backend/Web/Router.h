@@ -16,10 +16,10 @@ struct RouteEntry {
 };
 
 // The entry, or the answer to give instead: 404, or 405 for a path that knows other methods.
-const RouteEntry* findRoute(const HttpRequest& head);
-HttpResponse noRouteAnswer(const HttpRequest& head);
+const RouteEntry* findRoute(const HttpServerRequest& head);
+HttpServerResponse noRouteAnswer(const HttpServerRequest& head);
 
 // Runs the route: what fails in it becomes 503, as a fault of ours is no refusal. Logs that.
-HttpResponse answerOf(const RouteEntry& entry, Service& service, const Call& call);
+HttpServerResponse answerOf(const RouteEntry& entry, Service& service, const Call& call);
 
 }  // namespace qs

@@ -98,9 +98,9 @@ void backendPixels(benchmark::State& state) {
     auto server = BackendServer::start(configuration, FileSystem::real(), {});
     if (!server) return state.SkipWithError(server.error().description.c_str());
     auto constant = HttpServer::listen({});
-    (*constant)->start({.refuse = [](const HttpRequest&) { return std::nullopt; },
-                        .bodyLimit = [](const HttpRequest&) { return 0; },
-                        .respond = [](const HttpRequest&) { return pixelAnswer(); }});
+    (*constant)->start({.refuse = [](const HttpServerRequest&) { return std::nullopt; },
+                        .bodyLimit = [](const HttpServerRequest&) { return 0; },
+                        .respond = [](const HttpServerRequest&) { return pixelAnswer(); }});
     double ours = 0, floor = 0;
     int round = 0;
     for (auto _ : state) {

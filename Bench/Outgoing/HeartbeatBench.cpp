@@ -56,17 +56,18 @@ public:
         }
     }
 
-    // One at a time, as there is one host in a process.
+    // One at a time, as there is one host in a process. It has to go before main() ends: the plug-in's own statics go
+    // after that.
     static Outbox& of(int count) {
-        static std::unique_ptr<Outbox> outbox;
-        static int size = 0;
         if (size != count) {
-            outbox.reset();
-            outbox = std::make_unique<Outbox>(count);
+            shared.reset();
+            shared = std::make_unique<Outbox>(count);
             size = count;
         }
-        return *outbox;
+        return *shared;
     }
+    static inline std::unique_ptr<Outbox> shared;
+    static inline int size = 0;
 
 private:
     TemporaryHost host_;
@@ -102,3 +103,10 @@ BENCHMARK(headersFromTheIndex)->Arg(10'000)->Unit(benchmark::kMillisecond)->UseR
 
 }  // namespace
 }  // namespace qs
+
+int main(int count, char** arguments) {
+    benchmark::Initialize(&count, arguments);
+    benchmark::RunSpecifiedBenchmarks();
+    qs::Outbox::shared.reset();
+    benchmark::Shutdown();
+}

@@ -46,11 +46,11 @@ public:
             tellAll(json::serialize(json::object{{"type", what}, {"window", window}}));
         });
         http_->start({
-            .refuse = [this](const HttpRequest& head) { return refuse(head); },
+            .refuse = [this](const HttpServerRequest& head) { return refuse(head); },
             .bodyLimit =
-                [](const HttpRequest& head) { return isAttachmentUpload(head) ? kAttachmentLimit : kSmallBody; },
-            .respond = [this](const HttpRequest& request) { return respond(request); },
-            .acceptLive = [this](const HttpRequest& head) { return acceptLive(head); },
+                [](const HttpServerRequest& head) { return isAttachmentUpload(head) ? kAttachmentLimit : kSmallBody; },
+            .respond = [this](const HttpServerRequest& request) { return respond(request); },
+            .acceptLive = [this](const HttpServerRequest& head) { return acceptLive(head); },
             .openLive = [this](std::shared_ptr<LiveChannel> channel) { openLive(std::move(channel)); },
         });
     }
@@ -69,38 +69,38 @@ public:
     }
 
 private:
-    std::optional<HttpResponse> refuse(const HttpRequest& head) const {
+    std::optional<HttpServerResponse> refuse(const HttpServerRequest& head) const {
         if (auto refusal = guard_.refuse(head)) return refusal;
         // Everything but the page itself and its start belongs to a session; the live connection is checked when it
         // is accepted.
         const bool open = head.isWebSocketUpgrade || head.path == "/session" || files_.has(head.path);
         if (open || sessions_.isKnown(head, head.header(kTokenHeader))) return std::nullopt;
-        return HttpResponse::text(403, "Please open the page by its start link.");
+        return HttpServerResponse::text(403, "Please open the page by its start link.");
     }
 
-    HttpResponse respond(const HttpRequest& request) {
+    HttpServerResponse respond(const HttpServerRequest& request) {
         if (request.path == "/session") return startSession(request);
         if (auto answer = answerMailRoute(*application_, *bundles_, request)) return std::move(*answer);
         return files_.answer(request);
     }
 
-    HttpResponse startSession(const HttpRequest& request) {
-        if (request.method != "POST") return HttpResponse::text(405, "Only POST is known here.");
+    HttpServerResponse startSession(const HttpServerRequest& request) {
+        if (request.method != "POST") return HttpServerResponse::text(405, "Only POST is known here.");
         json::error_code error;
         const json::value body = json::parse(request.body, error);
         const json::value* ticket = !error && body.is_object() ? body.get_object().if_contains("ticket") : nullptr;
         auto session =
             ticket && ticket->is_string() ? sessions_.redeem(std::string(ticket->get_string())) : std::nullopt;
         if (!session)
-            return HttpResponse::text(
+            return HttpServerResponse::text(
                 403, "This start link was used already or is older than a minute. ./run gives a new one.");
-        auto response = HttpResponse::json(json::serialize(json::object{{"token", session->token}}));
+        auto response = HttpServerResponse::json(json::serialize(json::object{{"token", session->token}}));
         response.headers.emplace_back("Set-Cookie", Sessions::cookieName(port()) + "=" + session->cookie +
                                                         "; Path=/; HttpOnly; SameSite=Strict");
         return response;
     }
 
-    std::optional<std::string> acceptLive(const HttpRequest& head) const {
+    std::optional<std::string> acceptLive(const HttpServerRequest& head) const {
         const std::string protocol = head.header("Sec-WebSocket-Protocol");
         if (head.path != "/live" || !protocol.starts_with(kProtocolPrefix)) return std::nullopt;
         if (!sessions_.isKnown(head, std::string_view(protocol).substr(kProtocolPrefix.size()))) return std::nullopt;

@@ -34,10 +34,10 @@ std::vector<std::string> pieces(std::string_view path) {
     return result;
 }
 
-HttpResponse notFound() { return HttpResponse::text(404, "That is gone."); }
+HttpServerResponse notFound() { return HttpServerResponse::text(404, "That is gone."); }
 
 // Never shown in our own origin, whatever it says it is.
-HttpResponse download(std::string content, std::string_view name) {
+HttpServerResponse download(std::string content, std::string_view name) {
     return {200,
             {{"Content-Type", "application/octet-stream"},
              {"Content-Disposition", "attachment; filename*=UTF-8''" + urlEncodedString(name)},
@@ -67,7 +67,7 @@ std::string displayedHtml(const std::string& html) {
     return document->html;
 }
 
-HttpResponse body(const MimeMessage& message) {
+HttpServerResponse body(const MimeMessage& message) {
     json::object answer;
     if (const auto html = message.htmlBody()) {
         auto safe = sanitizeHtml(displayedHtml(*html), {.inlinePicture = [&message](std::string_view contentID) {
@@ -77,10 +77,10 @@ HttpResponse body(const MimeMessage& message) {
     } else {
         answer = {{"html", plainTextToHtml(message.plainBody().value_or(""))}, {"remoteBlocked", 0}, {"plain", true}};
     }
-    return HttpResponse::json(json::serialize(answer));
+    return HttpServerResponse::json(json::serialize(answer));
 }
 
-HttpResponse part(const MimeMessage& message, const std::string& number) {
+HttpServerResponse part(const MimeMessage& message, const std::string& number) {
     for (const auto& each : message.attachments())
         if (each.part == number)
             if (auto content = message.partContent(number)) return download(std::move(*content), each.fileName);
@@ -88,12 +88,12 @@ HttpResponse part(const MimeMessage& message, const std::string& number) {
 }
 
 // /messages/<id>/body, /messages/<id>/source, /messages/<id>/parts/<part>
-HttpResponse messageRoute(MailApplication& application, const std::vector<std::string>& path) {
+HttpServerResponse messageRoute(MailApplication& application, const std::vector<std::string>& path) {
     std::int64_t id = 0;
     const auto& text = path[1];
     if (std::from_chars(text.data(), text.data() + text.size(), id).ptr != text.data() + text.size()) return notFound();
     auto content = application.engine().library().content(id);
-    if (!content) return HttpResponse::text(404, content.error().description);
+    if (!content) return HttpServerResponse::text(404, content.error().description);
     if (path.size() == 3 && path[2] == "source")
         return {200, {{"Content-Type", "text/plain; charset=utf-8"}}, std::move(*content)};
     auto message = MimeMessage::parse(*content);
@@ -118,15 +118,15 @@ std::string decodedFileName(std::string_view encoded) {
 }
 
 // /compose/<window>/attachments and /compose/<window>/attachments/<id>
-HttpResponse composeRoute(MailApplication& application, const HttpRequest& request,
-                          const std::vector<std::string>& path) {
+HttpServerResponse composeRoute(MailApplication& application, const HttpServerRequest& request,
+                                const std::vector<std::string>& path) {
     auto window = application.composeWindow(path[1]);
     if (!window) return notFound();
     if (request.method == "POST" && path.size() == 3) {
         auto added = window->addAttachment(decodedFileName(request.header("X-File-Name")), request.body,
                                            request.header("X-Inline") == "1");
-        if (!added) return HttpResponse::text(422, added.error().description);
-        return HttpResponse::json(json::serialize(json::object{{"id", *added}}));
+        if (!added) return HttpServerResponse::text(422, added.error().description);
+        return HttpServerResponse::json(json::serialize(json::object{{"id", *added}}));
     }
     if (request.method == "GET" && path.size() == 4)
         for (const auto& attachment : window->attachments())
@@ -137,7 +137,7 @@ HttpResponse composeRoute(MailApplication& application, const HttpRequest& reque
 }
 
 // /images/<name>
-HttpResponse image(const BundleLoader& bundles, std::string name) {
+HttpServerResponse image(const BundleLoader& bundles, std::string name) {
     if (name.starts_with("plugin:")) name.erase(0, 7);
     std::string svg = bundles.image(name);
     if (svg.empty()) return notFound();
@@ -149,13 +149,13 @@ HttpResponse image(const BundleLoader& bundles, std::string name) {
 
 }  // namespace
 
-bool isAttachmentUpload(const HttpRequest& head) {
+bool isAttachmentUpload(const HttpServerRequest& head) {
     const auto path = pieces(head.path);
     return head.method == "POST" && path.size() == 3 && path[0] == "compose" && path[2] == "attachments";
 }
 
-std::optional<HttpResponse> answerMailRoute(MailApplication& application, const BundleLoader& bundles,
-                                            const HttpRequest& request) {
+std::optional<HttpServerResponse> answerMailRoute(MailApplication& application, const BundleLoader& bundles,
+                                                  const HttpServerRequest& request) {
     const auto path = pieces(request.path);
     if (path.size() >= 3 && path[0] == "messages" && request.method == "GET") return messageRoute(application, path);
     if (path.size() >= 3 && path[0] == "compose" && path[2] == "attachments")

@@ -15,9 +15,9 @@ class MailApplication;
 inline constexpr std::uint64_t kAttachmentLimit = 64ull * 1024 * 1024;  // bytes
 
 // Nothing for a path that is not one of these.
-std::optional<HttpResponse> answerMailRoute(MailApplication& application, const BundleLoader& bundles,
-                                            const HttpRequest& request);
+std::optional<HttpServerResponse> answerMailRoute(MailApplication& application, const BundleLoader& bundles,
+                                                  const HttpServerRequest& request);
 // A request that brings an attachment.
-bool isAttachmentUpload(const HttpRequest& head);
+bool isAttachmentUpload(const HttpServerRequest& head);
 
 }  // namespace qs

@@ -69,11 +69,12 @@ Result<PageFiles> PageFiles::load(const std::filesystem::path& folder) {
 
 bool PageFiles::has(std::string_view path) const { return files_.find(path) != files_.end(); }
 
-HttpResponse PageFiles::answer(const HttpRequest& request) const {
+HttpServerResponse PageFiles::answer(const HttpServerRequest& request) const {
     const auto found = files_.find(request.path);
-    if (found == files_.end()) return HttpResponse::text(404, "There is nothing here.");
-    if (request.method != "GET" && request.method != "HEAD") return HttpResponse::text(405, "Only GET is known here.");
-    HttpResponse response{200, {{"Content-Type", found->second.type}}, found->second.content};
+    if (found == files_.end()) return HttpServerResponse::text(404, "There is nothing here.");
+    if (request.method != "GET" && request.method != "HEAD")
+        return HttpServerResponse::text(405, "Only GET is known here.");
+    HttpServerResponse response{200, {{"Content-Type", found->second.type}}, found->second.content};
     response.headers.emplace_back("Content-Security-Policy", withHost(policy_, request.header("Host")));
     response.headers.emplace_back("Permissions-Policy", "camera=(), microphone=(), geolocation=()");
     return response;

@@ -18,7 +18,7 @@ public:
     static Result<PageFiles> load(const std::filesystem::path& folder);
     // 404 for a path that is none of the files. "/" is index.html, which carries the content policy for the host's
     // name.
-    HttpResponse answer(const HttpRequest& request) const;
+    HttpServerResponse answer(const HttpServerRequest& request) const;
     bool has(std::string_view path) const;
 
 private:

@@ -7,7 +7,7 @@ namespace {
 constexpr std::string_view kNames[] = {"127.0.0.1", "localhost", "[::1]"};
 
 // A person types or follows an address: the only request that may come without an origin of ours.
-bool isTopLevelPageVisit(const HttpRequest& request) {
+bool isTopLevelPageVisit(const HttpServerRequest& request) {
     if (request.method != "GET" || request.path != "/" || request.isWebSocketUpgrade) return false;
     const std::string mode = request.header("Sec-Fetch-Mode"), destination = request.header("Sec-Fetch-Dest");
     return (mode.empty() || mode == "navigate") && (destination.empty() || destination == "document");
@@ -26,8 +26,8 @@ bool RequestGuard::isOurOrigin(std::string_view origin, std::string_view host) c
     return origin == "http://" + std::string(host);
 }
 
-std::optional<HttpResponse> RequestGuard::refuse(const HttpRequest& request) const {
-    const auto refusal = [] { return HttpResponse::text(403, "This address only answers its own page."); };
+std::optional<HttpServerResponse> RequestGuard::refuse(const HttpServerRequest& request) const {
+    const auto refusal = [] { return HttpServerResponse::text(403, "This address only answers its own page."); };
     const std::string host = request.header("Host");
     if (request.headerCount("Host") != 1 || !isOurHost(host)) return refusal();
     if (request.headerCount("Origin") > 1) return refusal();

@@ -14,7 +14,7 @@ class RequestGuard {
 public:
     explicit RequestGuard(int port) : port_(port) {}
     // The 403 to answer with, or nothing for a request that may go on.
-    std::optional<HttpResponse> refuse(const HttpRequest& request) const;
+    std::optional<HttpServerResponse> refuse(const HttpServerRequest& request) const;
 
 private:
     bool isOurHost(std::string_view host) const;

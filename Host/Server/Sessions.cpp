@@ -49,7 +49,7 @@ std::optional<Sessions::Session> Sessions::redeem(std::string_view ticket) {
     return session;
 }
 
-bool Sessions::isKnown(const HttpRequest& request, std::string_view token) const {
+bool Sessions::isKnown(const HttpServerRequest& request, std::string_view token) const {
     const auto found = tokens_.find(request.cookie(cookieName(port_)));
     return found != tokens_.end() && !token.empty() && sameSecret(found->second, token);
 }

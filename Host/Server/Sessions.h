@@ -24,7 +24,7 @@ public:
     // Nothing for a ticket that is unknown, used or too old.
     std::optional<Session> redeem(std::string_view ticket);
     // Cookie and token belong to one session. The token is taken from its header, or from a WebSocket's subprotocol.
-    bool isKnown(const HttpRequest& request, std::string_view token) const;
+    bool isKnown(const HttpServerRequest& request, std::string_view token) const;
 
     static std::string cookieName(int port);
     explicit Sessions(int port) : port_(port) {}

@@ -53,8 +53,8 @@ std::string percentDecoded(std::string_view text) {
 }
 
 template <class Body>
-HttpRequest requestFrom(const http::request<Body>& message, const tcp::endpoint& peer) {
-    HttpRequest request;
+HttpServerRequest requestFrom(const http::request<Body>& message, const tcp::endpoint& peer) {
+    HttpServerRequest request;
     request.peer = peer.address().to_string();
     request.method = std::string(message.method_string());
     const std::string_view target(message.target().data(), message.target().size());
@@ -78,7 +78,7 @@ void addCommonHeaders(http::response<http::string_body>& message) {
     message.set("X-Frame-Options", "DENY");
 }
 
-http::response<http::string_body> messageFrom(HttpResponse response, unsigned version, bool keepAlive) {
+http::response<http::string_body> messageFrom(HttpServerResponse response, unsigned version, bool keepAlive) {
     http::response<http::string_body> message{static_cast<http::status>(response.status), version};
     addCommonHeaders(message);
     for (const auto& [name, value] : response.headers)
@@ -239,7 +239,7 @@ private:
         stream.expires_after(idleTime_);
         co_await http::async_read_header(stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
         if (error || !*alive) co_return false;
-        const HttpRequest head = requestFrom(parser.get(), peer);
+        const HttpServerRequest head = requestFrom(parser.get(), peer);
         const unsigned version = parser.get().version();
         if (auto refusal = handlers->refuse(head)) {
             // The body is not read, so the connection can't go on.
@@ -252,7 +252,7 @@ private:
         }
         const auto limit = handlers->bodyLimit(head);
         if (parser.content_length() && *parser.content_length() > limit) {
-            co_await write(stream, messageFrom(HttpResponse::text(413, "That is too large."), version, false));
+            co_await write(stream, messageFrom(HttpServerResponse::text(413, "That is too large."), version, false));
             co_return false;
         }
         parser.body_limit(limit);
@@ -260,10 +260,10 @@ private:
         co_await http::async_read(stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
         if (error || !*alive) co_return false;
         auto message = parser.release();
-        HttpRequest request = requestFrom(message, peer);
+        HttpServerRequest request = requestFrom(message, peer);
         request.body = std::move(message.body());
         bool keepAlive = message.keep_alive();
-        HttpResponse response;
+        HttpServerResponse response;
         if (handlers->respondLater) {
             stream.expires_never();
             response = co_await laterAnswer(*handlers, std::move(request));
@@ -275,13 +275,13 @@ private:
         co_return co_await write(stream, messageFrom(std::move(response), version, keepAlive)) && keepAlive;
     }
 
-    static asio::awaitable<HttpResponse> laterAnswer(const HttpHandlers& handlers, HttpRequest request) {
+    static asio::awaitable<HttpServerResponse> laterAnswer(const HttpHandlers& handlers, HttpServerRequest request) {
         struct Waiting {
             asio::steady_timer gate{ioContextOf(RunLoop::main()), asio::steady_timer::time_point::max()};
-            std::optional<HttpResponse> response;
+            std::optional<HttpServerResponse> response;
         };
         auto waiting = std::make_shared<Waiting>();
-        handlers.respondLater(std::move(request), [waiting](HttpResponse response) {
+        handlers.respondLater(std::move(request), [waiting](HttpServerResponse response) {
             auto deliver = [waiting, response = std::move(response)]() mutable {
                 waiting->response = std::move(response);
                 waiting->gate.cancel();
@@ -295,12 +295,12 @@ private:
         co_return std::move(*waiting->response);
     }
 
-    static HttpResponse answer(const HttpHandlers& handlers, const HttpRequest& request) {
+    static HttpServerResponse answer(const HttpHandlers& handlers, const HttpServerRequest& request) {
         try {
             return handlers.respond(request);
         } catch (const std::exception& fault) {
             logError("The answer to " + request.path + " failed: " + fault.what());
-            return HttpResponse::text(500, "Something went wrong. The log tells more.");
+            return HttpServerResponse::text(500, "Something went wrong. The log tells more.");
         }
     }
 
@@ -318,7 +318,7 @@ private:
         auto protocol =
             handlers->acceptLive ? handlers->acceptLive(requestFrom(request, peer)) : std::optional<std::string>();
         if (!protocol) {
-            co_await write(stream, messageFrom(HttpResponse::text(403, "Please open the page by its start link."),
+            co_await write(stream, messageFrom(HttpServerResponse::text(403, "Please open the page by its start link."),
                                                request.version(), false));
             co_return;
         }

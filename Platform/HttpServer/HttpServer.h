@@ -16,14 +16,14 @@ namespace qs {
 
 struct HttpHandlers {
     // Asked with the head alone, before a body is read: an answer refuses the request.
-    std::function<std::optional<HttpResponse>(const HttpRequest& head)> refuse;
-    std::function<std::uint64_t(const HttpRequest& head)> bodyLimit;  // bytes
-    std::function<HttpResponse(const HttpRequest& request)> respond;
+    std::function<std::optional<HttpServerResponse>(const HttpServerRequest& head)> refuse;
+    std::function<std::uint64_t(const HttpServerRequest& head)> bodyLimit;  // bytes
+    std::function<HttpServerResponse(const HttpServerRequest& request)> respond;
     // Instead of `respond`, where an answer takes work elsewhere: `reply` may be called at any time from any thread,
     // once. Without a call the request stays open as long as the server.
-    std::function<void(HttpRequest request, std::function<void(HttpResponse)> reply)> respondLater;
+    std::function<void(HttpServerRequest request, std::function<void(HttpServerResponse)> reply)> respondLater;
     // The subprotocol to accept a WebSocket with; nothing refuses it with 403. Missing: WebSockets are refused.
-    std::function<std::optional<std::string>(const HttpRequest& head)> acceptLive;
+    std::function<std::optional<std::string>(const HttpServerRequest& head)> acceptLive;
     std::function<void(std::shared_ptr<LiveChannel> channel)> openLive;
 };
 

@@ -19,26 +19,26 @@ std::string valueIn(std::string_view text, char separator, std::string_view name
 
 }  // namespace
 
-std::string HttpRequest::header(std::string_view name) const {
+std::string HttpServerRequest::header(std::string_view name) const {
     for (const auto& [key, value] : headers)
         if (equalsIgnoringCase(key, name)) return value;
     return {};
 }
 
-int HttpRequest::headerCount(std::string_view name) const {
+int HttpServerRequest::headerCount(std::string_view name) const {
     return static_cast<int>(std::count_if(headers.begin(), headers.end(),
                                           [name](const auto& field) { return equalsIgnoringCase(field.first, name); }));
 }
 
-std::string HttpRequest::cookie(std::string_view name) const { return valueIn(header("Cookie"), ';', name); }
+std::string HttpServerRequest::cookie(std::string_view name) const { return valueIn(header("Cookie"), ';', name); }
 
-std::string HttpRequest::queryValue(std::string_view name) const { return valueIn(query, '&', name); }
+std::string HttpServerRequest::queryValue(std::string_view name) const { return valueIn(query, '&', name); }
 
-HttpResponse HttpResponse::text(int status, std::string_view sentence) {
+HttpServerResponse HttpServerResponse::text(int status, std::string_view sentence) {
     return {status, {{"Content-Type", "text/plain; charset=utf-8"}}, std::string(sentence) + "\n"};
 }
 
-HttpResponse HttpResponse::json(std::string body) {
+HttpServerResponse HttpServerResponse::json(std::string body) {
     return {200, {{"Content-Type", "application/json"}}, std::move(body)};
 }
 

@@ -12,11 +12,8 @@
 #include <vector>
 
 namespace qs {
-// Host and plug-in meet in one process, and Platform/Http/HttpClient.h has types of the same names for the other
-// direction.
-inline namespace served {
 
-struct HttpRequest {
+struct HttpServerRequest {
     std::string method;   // "GET"
     std::string path;     // percent-decoded, without the query; "" when it could not be decoded
     std::string rawPath;  // the same as it came
@@ -33,13 +30,13 @@ struct HttpRequest {
     std::string queryValue(std::string_view name) const;
 };
 
-struct HttpResponse {
+struct HttpServerResponse {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
 
-    static HttpResponse text(int status, std::string_view sentence);
-    static HttpResponse json(std::string body);
+    static HttpServerResponse text(int status, std::string_view sentence);
+    static HttpServerResponse json(std::string body);
 };
 
 // One live connection to a page. Main thread. After onClose nothing comes or goes.
@@ -52,5 +49,4 @@ public:
     std::function<void()> onClose;
 };
 
-}  // namespace served
 }  // namespace qs

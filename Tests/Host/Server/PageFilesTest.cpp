@@ -10,8 +10,8 @@ namespace {
 
 using testing::HasSubstr;
 
-HttpRequest get(std::string path) {
-    HttpRequest request;
+HttpServerRequest get(std::string path) {
+    HttpServerRequest request;
     request.method = "GET";
     request.path = std::move(path);
     request.headers = {{"Host", "127.0.0.1:4711"}};

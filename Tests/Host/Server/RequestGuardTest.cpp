@@ -8,8 +8,9 @@ namespace {
 
 constexpr int kPort = 4711;
 
-HttpRequest request(std::string method, std::string path, std::vector<std::pair<std::string, std::string>> headers) {
-    HttpRequest made;
+HttpServerRequest request(std::string method, std::string path,
+                          std::vector<std::pair<std::string, std::string>> headers) {
+    HttpServerRequest made;
     made.method = std::move(method);
     made.path = std::move(path);
     made.headers = std::move(headers);
@@ -20,9 +21,9 @@ TEST(RequestGuard, OwnRequestsPass) {
     const RequestGuard guard(kPort);
     struct Case {
         const char* why;
-        HttpRequest request;
+        HttpServerRequest request;
     };
-    HttpRequest live = request("GET", "/live", {{"Host", "localhost:4711"}, {"Origin", "http://localhost:4711"}});
+    HttpServerRequest live = request("GET", "/live", {{"Host", "localhost:4711"}, {"Origin", "http://localhost:4711"}});
     live.isWebSocketUpgrade = true;
     for (const Case& c :
          std::vector<Case>{{"typed address", request("GET", "/",
@@ -68,7 +69,7 @@ TEST(RequestGuard, EveryForeignOriginIsRefusedOnEveryRoute) {
         for (const char* origin :
              {"null", "http://evil.example", "http://127.0.0.1", "http://127.0.0.1:4712", "https://127.0.0.1:4711",
               "http://localhost:4711", "http://127.0.0.1:4711.evil.example", "http://127.0.0.1:4711/", "file://", ""}) {
-            HttpRequest made = request(method, path, {{"Host", "127.0.0.1:4711"}});
+            HttpServerRequest made = request(method, path, {{"Host", "127.0.0.1:4711"}});
             made.isWebSocketUpgrade = made.path == "/live";
             if (*origin) made.headers.emplace_back("Origin", origin);
             EXPECT_TRUE(guard.refuse(made)) << method << " " << path << " from " << origin;

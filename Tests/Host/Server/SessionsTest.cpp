@@ -8,8 +8,8 @@ namespace {
 
 class SessionsTest : public VirtualClockTest {
 protected:
-    HttpRequest with(const std::string& cookie) {
-        HttpRequest request;
+    HttpServerRequest with(const std::string& cookie) {
+        HttpServerRequest request;
         request.headers = {{"Cookie", "other=1; " + Sessions::cookieName(4711) + "=" + cookie}};
         return request;
     }
@@ -36,9 +36,9 @@ TEST_F(SessionsTest, CookieAndTokenMustBelongTogether) {
     EXPECT_FALSE(sessions_.isKnown(with(one.cookie), two.token));
     EXPECT_FALSE(sessions_.isKnown(with(one.cookie), ""));
     EXPECT_FALSE(sessions_.isKnown(with(""), one.token));
-    EXPECT_FALSE(sessions_.isKnown(HttpRequest(), one.token));
+    EXPECT_FALSE(sessions_.isKnown(HttpServerRequest(), one.token));
     // Another port's cookie is another name.
-    HttpRequest other;
+    HttpServerRequest other;
     other.headers = {{"Cookie", Sessions::cookieName(4712) + "=" + one.cookie}};
     EXPECT_FALSE(sessions_.isKnown(other, one.token));
 }
