@@ -36,13 +36,15 @@ Result<BackendConfiguration> configurationFor(const BackendOptions& options, con
 }
 
 Result<std::unique_ptr<BackendServer>> startServer(const BackendOptions& options, BackendConfiguration configuration,
-                                                   FileSystem& files) {
+                                                   const fs::path& shippedFolder, FileSystem& files) {
+    const BackendServer::Options serverOptions{.imageDecoder =
+                                                   shippedFolder.parent_path() / "bin/quillstead-image-decoder"};
     if (options.port) configuration.port = *options.port;
-    auto server = BackendServer::start(configuration, files, {});
+    auto server = BackendServer::start(configuration, files, serverOptions);
     if (options.demoFolder.empty()) return server;
     if (!server && server.error().code == EADDRINUSE && !options.port) {
         configuration.port = 0;
-        server = BackendServer::start(configuration, files, {});
+        server = BackendServer::start(configuration, files, serverOptions);
     }
     if (!server) return server;
     if (auto kept = files.replace(options.demoFolder / kPortFile, std::to_string((*server)->port())); !kept)
@@ -63,7 +65,7 @@ int runBackend(const BackendOptions& options, const fs::path& shippedFolder) {
         return 2;
     }
     const auto loop = RunLoop::make(RunLoop::Clock::Real);
-    auto server = startServer(options, *configuration, files);
+    auto server = startServer(options, *configuration, shippedFolder, files);
     if (!server) {
         std::fprintf(stderr, "%s\n", server.error().description.c_str());
         return 1;

@@ -10,6 +10,7 @@
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
 #include "HttpServer/HttpServer.h"
+#include "Images/ImageDecoder.h"
 #include "Mail/LetterQueue.h"
 #include "Mail/MailSender.h"
 #include "Metrics.h"
@@ -54,6 +55,7 @@ class Server : public BackendServer {
 public:
     Server(Ground ground, const Options& options)
         : ground_(std::move(ground)),
+          images_(options.imageDecoder.empty() ? nullptr : ImageDecoder::inProcess(options.imageDecoder)),
           passwords_(options.cost),
           signIn_(*ground_.database, passwords_, limits_),
           baseUrl_(ground_.configuration.baseUrl.empty() ? "http://" + ground_.configuration.listenAddresses.at(0) +
@@ -74,6 +76,7 @@ public:
                    .metrics = metrics_,
                    .opens = opens_,
                    .letters = letters_,
+                   .images = images_.get(),
                    .signatureTemplates = ground_.signatureTemplates},
           workers_(std::make_unique<OperationQueue>(threadsFor(ground_), OperationQueue::Threads::Own)) {
         ground_.http->start({
@@ -198,6 +201,7 @@ private:
     }
 
     Ground ground_;
+    const std::shared_ptr<ImageDecoder> images_;
     Metrics metrics_;
     RateLimits limits_;
     PasswordHasher passwords_;

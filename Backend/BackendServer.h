@@ -1,6 +1,7 @@
 // The server as a whole: sockets, routes, threads and the regular work around them. Main thread.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -17,6 +18,7 @@ class BackendServer {
 public:
     struct Options {
         PasswordHasher::Cost cost = PasswordHasher::Cost::Usual;
+        std::filesystem::path imageDecoder;  // the program that decodes pictures; empty: none are taken
     };
     // Opens the database, listens and answers. Fails with a sentence for whoever runs the server.
     static Result<std::unique_ptr<BackendServer>> start(const BackendConfiguration& configuration, FileSystem& files,

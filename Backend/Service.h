@@ -12,6 +12,7 @@ namespace qs {
 
 struct BackendConfiguration;
 struct RateLimits;
+class ImageDecoder;
 class LetterQueue;
 class Metrics;
 class OpenLog;
@@ -29,6 +30,7 @@ struct Service {
     Metrics& metrics;
     OpenLog& opens;
     LetterQueue& letters;
+    ImageDecoder* images;      // null: pictures are not taken
     Array signatureTemplates;  // as the profile tells them
 };
 

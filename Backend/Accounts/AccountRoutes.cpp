@@ -6,6 +6,7 @@
 #include "Accounts/PasswordHasher.h"
 #include "Accounts/RateLimiter.h"
 #include "Accounts/SignIn.h"
+#include "Images/ImageDecoder.h"
 #include "Mail/LetterQueue.h"
 #include "Mail/Letters.h"
 #include "Metrics.h"
@@ -22,6 +23,7 @@ namespace qs {
 namespace {
 
 constexpr std::size_t kLongestFact = 200;  // bytes
+constexpr int kPictureSide = 256;          // pixels
 
 std::string fact(const FormFields& fields, std::string_view name) {
     std::string value = field(fields, name);
@@ -108,6 +110,25 @@ HttpServerResponse takeDevice(Service& service, const Call& call) {
                             .macModel = fact(fields, "mac_model")};
     service.database.transaction([&](SqlConnection& database) { setDevice(database, account->id, facts, call.now); });
     return jsonAnswer(200, Dictionary{{"status", "ok"}});
+}
+
+HttpServerResponse takePicture(Service& service, const Call& call) {
+    const auto account = service.signIn.account(call);
+    if (!account) return account.error();
+    if (call.http.method == "DELETE") {
+        service.database.transaction([&](SqlConnection& database) { setPicture(database, account->id, std::nullopt); });
+        return jsonAnswer(200, Dictionary{{"status", "ok"}});
+    }
+    if (!service.images) return errorAnswer(501, "This server takes no pictures.");
+    // Drawn anew: what a camera wrote beside the picture, such as the place, does not go out.
+    const auto image = service.images->imageWithData(call.http.body);
+    if (!image) return errorAnswer(422, "This is no picture.");
+    const std::string png = image->resizedCleanImageWithSize({kPictureSide, kPictureSide}).pngData();
+    const Picture picture{.base64 = base64EncodedString(png),
+                          .key = hexadecimal(randomDataWithBytes(32)),
+                          .hash = MD5Email(account->email)};
+    service.database.transaction([&](SqlConnection& database) { setPicture(database, account->id, picture); });
+    return jsonAnswer(200, Dictionary{{"privateAvatarURL", service.baseUrl + "/avatars/" + picture.key}});
 }
 
 HttpServerResponse showPicture(Service& service, const Call& call) {

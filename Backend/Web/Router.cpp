@@ -7,6 +7,7 @@
 #include "Configuration.h"
 #include "Foundation/Log.h"
 #include "Metrics.h"
+#include "Pages/AccountPages.h"
 #include "Pages/Html.h"
 #include "Pages/LetterPages.h"
 #include "Store/SqlConnection.h"
@@ -17,7 +18,7 @@ namespace qs {
 
 namespace {
 
-constexpr std::uint64_t kNoBody = 0, kForm = 16 * 1024, kPixels = 4 << 20;
+constexpr std::uint64_t kNoBody = 0, kForm = 16 * 1024, kPixels = 4 << 20, kPicture = 4 << 20;
 
 constexpr std::array kRoutes = {
     RouteEntry{"POST", "/api/v1/addUser", "addUser", kForm, addUser},
@@ -26,8 +27,14 @@ constexpr std::array kRoutes = {
     RouteEntry{"POST", "/api/v1/device", "device", kForm, takeDevice},
     RouteEntry{"POST", "/api/v1/tracking", "tracking", kPixels, takePixels},
     RouteEntry{"GET", "/api/v1/tracking", "tracking", kNoBody, showPixels},
+    RouteEntry{"PUT", "/api/v1/picture", "picture", kPicture, takePicture},
+    RouteEntry{"DELETE", "/api/v1/picture", "picture", kNoBody, takePicture},
     RouteEntry{"GET", "/avatars/", "picture", kNoBody, showPicture},
     RouteEntry{"GET", "/pictures/", "picture", kNoBody, showPicture},
+    RouteEntry{"GET", "/account", "page", kNoBody, showNamePage},
+    RouteEntry{"POST", "/account", "page", kForm, changeName},
+    RouteEntry{"GET", "/account/delete", "page", kNoBody, showDeletionPage},
+    RouteEntry{"POST", "/account/delete", "page", kForm, deleteAccount},
     RouteEntry{"GET", "/confirm", "page", kNoBody, showConfirmation},
     RouteEntry{"POST", "/confirm", "page", kForm, confirm},
     RouteEntry{"GET", "/password/email", "page", kNoBody, showResetRequest},

@@ -3,6 +3,7 @@
 #include "BackendFixture.h"
 #include "Foundation/FileSystem.h"
 #include "Store/SqlConnection.h"
+#include "Text/Digests.h"
 
 namespace qs {
 namespace {
@@ -202,6 +203,57 @@ TEST_F(BackendAccounts, FloodNobodysMailbox) {
     EXPECT_THAT(refused.json()["email"].array(), SizeIs(1)) << "where the plug-in looks for a text";
     loop_->advance(3600);
     EXPECT_EQ(post("/api/v1/addUser", "email=z@example.org&password=secret1").status, 200);
+}
+
+TEST_F(BackendAccounts, HaveANameThatTheirOwnerGives) {
+    makeAccount(ada_);
+    EXPECT_EQ(post("/account", "email=ada@example.org&password=wrong&name=Mallory").status, 422);
+    EXPECT_EQ(getAs(ada_, "/api/v1/profile").json()["name"].stringValue(), "");
+    EXPECT_EQ(post("/account", "email=ada@example.org&password=correct+horse&name=Ada+%3CL%3E").status, 200);
+    EXPECT_EQ(getAs(ada_, "/api/v1/profile").json()["name"].stringValue(), "Ada <L>");
+    EXPECT_EQ(post("/account", "email=ada@example.org&password=correct+horse&name=" + std::string(300, 'x')).status,
+              422);
+}
+
+TEST_F(BackendAccounts, ShowAPictureUntilItIsTakenAway) {
+    makeAccount(ada_);
+    const std::string picture = "/pictures/" + MD5Email("ada@example.org") + ".jpg";
+    const auto ask = [&](const char* method, const std::string& body) {
+        return BackendFixture::ask(
+            {.method = method, .path = "/api/v1/picture", .body = body, .headers = signedBy(ada_)});
+    };
+    EXPECT_FALSE(getAs(ada_, "/api/v1/profile").json().dictionary().contains("privateAvatarURL"));
+    EXPECT_EQ(get(picture).status, 404);
+    EXPECT_EQ(ask("PUT", "no picture").status, 422);
+    EXPECT_EQ(
+        ask("PUT", "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'><rect width='9' height='9'/></svg>")
+            .status,
+        200);
+    const Reply shown = get(picture);
+    EXPECT_EQ(shown.status, 200);
+    EXPECT_EQ(shown.headers.at("content-type"), "image/png");
+    EXPECT_THAT(shown.body, HasSubstr("PNG"));
+    const std::string url = getAs(ada_, "/api/v1/profile").json()["privateAvatarURL"].stringValue();
+    ASSERT_THAT(url, HasSubstr("/avatars/"));
+    EXPECT_EQ(get(url.substr(url.find("/avatars/"))).body, shown.body);
+    EXPECT_EQ(get("/avatars/").status, 404);
+    EXPECT_EQ(ask("DELETE", "").status, 200);
+    EXPECT_EQ(get(picture).status, 404);
+}
+
+TEST_F(BackendAccounts, GoWithAllThatIsKeptOfThem) {
+    makeAccount(ada_);
+    postAs(ada_, "/api/v1/properties", "country=Germany");
+    postAs(ada_, "/api/v1/tracking",
+           R"({"pixels":[{"uuid":"0A1B2C3D-0000-4000-8000-00000000000A","messageID":"<1@example.org>"}]})");
+    get("/tracking/0A1B2C3D-0000-4000-8000-00000000000A");
+    loop_->advance(1);
+    ASSERT_NE(value("SELECT ip FROM opens"), "(none)");
+    EXPECT_EQ(post("/account/delete", "email=ada@example.org&password=wrong").status, 422);
+    EXPECT_EQ(post("/account/delete", "email=ada@example.org&password=correct+horse").status, 200);
+    EXPECT_EQ(getAs(ada_, "/api/v1/profile").status, 401);
+    for (const char* table : {"accounts", "properties", "pixels", "opens"})
+        EXPECT_EQ(value(std::string("SELECT 'left' FROM ") + table), "(none)") << table;
 }
 
 TEST_F(BackendAccounts, OutliveARestart) {

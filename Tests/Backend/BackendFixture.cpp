@@ -53,7 +53,8 @@ BackendFixture::BackendFixture() : configuration_(demoBackendConfiguration(folde
 BackendFixture::~BackendFixture() { server_.reset(); }
 
 void BackendFixture::start() {
-    auto started = BackendServer::start(configuration_, FileSystem::real(), {.cost = PasswordHasher::Cost::Least});
+    auto started = BackendServer::start(configuration_, FileSystem::real(),
+                                        {.cost = PasswordHasher::Cost::Least, .imageDecoder = QS_IMAGE_DECODER});
     if (!started) throw std::runtime_error(started.error().description);
     server_ = std::move(*started);
 }
