@@ -13,8 +13,9 @@ namespace json = boost::json;
 
 namespace {
 
-constexpr const char* kKindNames[] = {"text",  "textField", "secret",    "number",   "checkBox", "popUp",  "segmented",
-                                      "radio", "dateTime",  "timeOfDay", "shortcut", "textList", "button", "separator"};
+constexpr const char* kKindNames[] = {"text",     "textField", "secret", "number",   "checkBox",
+                                      "popUp",    "segmented", "radio",  "dateTime", "timeOfDay",
+                                      "shortcut", "textList",  "list",   "button",   "separator"};
 
 json::array modifierNames(unsigned mask) {
     json::array names;
@@ -148,10 +149,14 @@ json::value controlJson(const FormControl& control) {
             if (option.separator) each["separator"] = true;
             if (!option.controls.empty())
                 each["controls"] = json::array(option.controls.begin(), option.controls.end());
+            if (!option.detail.empty()) each["detail"] = option.detail;
+            if (!option.state.empty()) each["state"] = option.state;
+            if (!option.stateColor.empty()) each["stateColor"] = option.stateColor;
             options.push_back(std::move(each));
         }
         result["options"] = std::move(options);
     }
+    if (!control.controls.empty()) result["controls"] = json::array(control.controls.begin(), control.controls.end());
     return result;
 }
 

@@ -19,6 +19,8 @@ struct FormOption {
     std::string imageName;
     bool separator = false;
     std::vector<std::string> controls = {};  // Radio: ids of controls of the same group that stand in the option's line
+    // List: a second line, and a word about the state with the colour ("#AABBCC") that goes with it.
+    std::string detail = {}, state = {}, stateColor = {};
 };
 
 struct FormControl {
@@ -35,6 +37,7 @@ struct FormControl {
         TimeOfDay,  // date of which hour and minute count, in the default time zone
         Shortcut,   // dictionary: key combination ("characters", "modifierFlags")
         TextList,   // array of strings
+        List,       // options as rows with pictures; the value is the array of those that are selected
         Button,     // no value; onChange is the click
         Separator,
     };
@@ -47,6 +50,7 @@ struct FormControl {
     double minimum = 0, maximum = 0, step = 1;  // for Number; maximum 0 is none
     std::optional<Date> earliest;               // for DateTime: the first that can be chosen
     std::string unit;                           // shown after a number: "seconds"
+    std::vector<std::string> controls = {};     // List: ids of controls of the same group that stand below it in a row
     std::function<void(const Value&)> onChange;
 };
 

@@ -44,11 +44,21 @@ export interface ToolbarItemModel {
 export type Value = null | boolean | number | string | Value[] | { [key: string]: Value };
 // Dates travel as {"$date": seconds since 1970}.
 
+export interface FormOptionModel {
+  title: string;
+  value: Value;
+  image?: string;
+  separator?: boolean;
+  controls?: string[];
+  detail?: string;
+  state?: string;
+  stateColor?: string;
+}
 export interface FormControlModel {
   id: string;
   kind:
     | 'text' | 'textField' | 'secret' | 'number' | 'checkBox' | 'popUp' | 'segmented' | 'radio' | 'dateTime' | 'timeOfDay'
-    | 'shortcut' | 'textList' | 'button' | 'separator';
+    | 'shortcut' | 'textList' | 'list' | 'button' | 'separator';
   label: string;
   toolTip?: string;
   placeholder?: string;
@@ -56,7 +66,9 @@ export interface FormControlModel {
   enabled: boolean;
   hidden?: boolean;
   // controls: of a radio's option, by id, the controls of the same group that stand in its line
-  options?: { title: string; value: Value; image?: string; separator?: boolean; controls?: string[] }[];
+  // detail, state: of a list's row, a second line, and a word about its state with its colour ("#AABBCC")
+  options?: FormOptionModel[];
+  controls?: string[]; // of a list, by id, the controls of the same group that stand below it in a row
   earliest?: Value; // of a dateTime
   minimum?: number;
   maximum?: number;

@@ -8,7 +8,7 @@ import { readFile } from 'node:fs/promises';
 import { createServer } from 'node:http';
 import { extname, join, resolve } from 'node:path';
 import { fileURLToPath, pathToFileURL } from 'node:url';
-import { generalPane, sendingPane, scheduleSheet, composeRows } from './mock/forms.mjs';
+import { generalPane, sendingPane, servicesPane, scheduleSheet, composeRows } from './mock/forms.mjs';
 import { addresses, longBody, makeInbox, makeOutbox, newsBody, taken } from './mock/mail.mjs';
 import { composeToolbar, contextMenu, mainMenu, viewerToolbar } from './mock/menus.mjs';
 import { acceptSocket } from './mock/socket.mjs';
@@ -207,7 +207,7 @@ class MockHost {
         this.push({ popovers: this.models.popovers.filter((each) => each.identifier !== args.identifier) });
         return null;
       case 'preferences.show':
-        this.push({ preferences: { ...this.models.preferences, visible: true, selected: args.module ?? 'Sending', form: args.module === 'General' ? generalPane() : args.module === 'Sending' ? sendingPane() : undefined } });
+        this.push({ preferences: { ...this.models.preferences, visible: true, selected: args.module ?? 'Sending', form: args.module === 'General' ? generalPane() : args.module === 'Sending' ? sendingPane() : args.module === 'Plug-ins' ? servicesPane() : undefined } });
         return null;
       case 'preferences.close':
         this.push({ preferences: { ...this.models.preferences, visible: false } });

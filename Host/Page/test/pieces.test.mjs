@@ -7,6 +7,7 @@ const { placeBeside, placeMenu, Edge } = await load('base/place.ts');
 const { describeSize } = await load('base/size.ts');
 const { hostNamedBy, factsOfLink } = await load('reading/links.ts');
 const { fromLocalInput, toLocalInput, fromTimeInput, sameValue } = await load('forms/values.ts');
+const { chosenRows, stepOfKey } = await load('forms/listRows.ts');
 const { Outgoing } = await load('compose/Outgoing.ts');
 
 const line = { id: '', title: '', separator: true };
@@ -30,6 +31,28 @@ test('typing finds an item: one letter goes on, several look for that beginning'
   assert.equal(typeAhead(items, 'reply a', 1), 3);
   assert.equal(typeAhead(items, 'ren', 1), 4);
   assert.equal(typeAhead(items, 'x', 0), -1);
+});
+
+test('rows of a list are chosen by keys and clicks as lists are used', () => {
+  const keys = ['a', 'b', 'c', 'd'];
+  const key = (name, more = {}) => stepOfKey({ key: name, shiftKey: false, ctrlKey: false, metaKey: false, ...more });
+  let state = { chosen: new Set(['b']), active: 1, anchor: -1 };
+  const after = (step) => {
+    state = chosenRows(keys, state, step);
+    return `${[...state.chosen].sort().join('')} ${state.active}`;
+  };
+  assert.equal(after(key('ArrowDown')), 'c 2');
+  assert.equal(after(key('ArrowUp', { shiftKey: true })), 'bc 1');
+  assert.equal(after(key('ArrowUp', { shiftKey: true })), 'abc 0', 'from where the choice began');
+  assert.equal(after(key('ArrowUp')), 'a 0', 'and no further than the end');
+  assert.equal(after(key('End', { shiftKey: true })), 'abcd 3');
+  assert.equal(after({ to: 1, extend: false, toggle: true }), 'acd 1');
+  assert.equal(after(key(' ', { ctrlKey: true })), 'abcd 1');
+  assert.equal(after(key(' ')), 'b 1');
+  assert.equal(after(key('a', { ctrlKey: true })), 'abcd 1');
+  assert.equal(key('a'), null);
+  assert.equal(key('Tab'), null);
+  assert.deepEqual(chosenRows([], state, key('End')).chosen, new Set());
 });
 
 test('no separator stands at an end or beside another', () => {

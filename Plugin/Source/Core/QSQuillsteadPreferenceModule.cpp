@@ -6,9 +6,11 @@
 #include "Core/QSRunAlertPanel.h"
 #include "Core/QSSession.h"
 #include "Core/SettingsTable.h"
+#include "Foundation/RunLoop.h"
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
 #include "Models/View.h"
+#include "Services/QSServicesPane.h"
 #include "Settings/UserDefaults.h"
 
 namespace qs {
@@ -36,7 +38,8 @@ void checkForUpdates(Dictionary userInfo) {
 }  // namespace
 
 QSQuillsteadPreferenceModule::QSQuillsteadPreferenceModule()
-    : PreferencesModule((ClassRegistry::current().define(kClassName), kClassName)) {}
+    : PreferencesModule((ClassRegistry::current().define(kClassName), kClassName)),
+      services_(std::make_shared<QSServicesPane>()) {}
 
 std::shared_ptr<QSQuillsteadPreferenceModule> QSQuillsteadPreferenceModule::sharedInstance() {
     auto& held = QSSession::current().preferenceModule();
@@ -50,11 +53,15 @@ std::shared_ptr<FormModel> QSQuillsteadPreferenceModule::form() {
     form->title = "Quillstead";
     form->groups = settingsGroups();
     form->groups.insert(form->groups.begin() + 1, {accountGroup(), updatesGroup()});
+    const auto services = services_->groups();
+    form->groups.insert(form->groups.begin() + 3, services.begin(), services.end());
     return form;
 }
 
 void QSQuillsteadPreferenceModule::willBeDisplayed() {
-    if (const auto& fetch = QSSession::current().lifecycleHooks().fetchRemoteInfo) fetch(false, nullptr);
+    auto& session = QSSession::current();
+    if (const auto& fetch = session.lifecycleHooks().fetchRemoteInfo) fetch(false, nullptr);
+    if (const auto& sync = session.lifecycleHooks().syncLinkedServices) session.globalQueue().add(sync);
 }
 
 FormGroup QSQuillsteadPreferenceModule::updatesGroup() {

@@ -7,6 +7,8 @@
 
 namespace qs {
 
+class QSServicesPane;
+
 class QSQuillsteadPreferenceModule : public PreferencesModule {
 public:
     QSQuillsteadPreferenceModule();
@@ -20,6 +22,8 @@ public:
 private:
     void automaticUpdatesDidChange(bool enabled);
     FormGroup updatesGroup();
+
+    std::shared_ptr<QSServicesPane> services_;
 };
 
 }  // namespace qs

@@ -1,7 +1,8 @@
 // Draws any form: groups of labelled controls and a row of buttons. Values go to the owner as they change.
 import { useId } from 'preact/hooks';
-import type { FormModel, Value } from '../protocol';
+import type { FormControlModel, FormModel, Value } from '../protocol';
 import { Control } from './Control';
+import { ListBox } from './ListBox';
 import { RadioLines } from './RadioLines';
 
 interface Props {
@@ -44,6 +45,16 @@ export function Form({ form, anchors, onChange, onButton }: Props) {
   );
 }
 
+/** Controls that hold others of their group. */
+interface CompositeProps {
+  control: FormControlModel;
+  others: FormControlModel[]; // among them those that it names
+  anchors: string;
+  onChange(control: string, value: Value): void;
+}
+
+const Composite = (props: CompositeProps) => (props.control.kind === 'radio' ? <RadioLines {...props} /> : <ListBox {...props} />);
+
 interface GroupProps {
   group: FormModel['groups'][number];
   anchors: string;
@@ -52,15 +63,17 @@ interface GroupProps {
 
 function Group({ group, anchors, onChange }: GroupProps) {
   const title = useId();
-  const inLines = new Set(group.controls.flatMap((control) => control.options ?? []).flatMap((option) => option.controls ?? []));
+  const inLines = new Set(
+    group.controls.flatMap((control) => [control, ...(control.options ?? [])]).flatMap((holder) => holder.controls ?? []),
+  );
   const shown = group.controls.filter((control) => !control.hidden && !inLines.has(control.id));
   if (shown.length === 0 && !group.note && !group.title) return null;
   return (
     <div class="group" role="group" aria-labelledby={group.title ? title : undefined}>
       {group.title && <h3 id={title} class="group-title">{group.title}</h3>}
       {shown.map((control) =>
-        control.kind === 'radio' ? (
-          <RadioLines key={control.id} control={control} others={group.controls} anchors={anchors} onChange={onChange} />
+        control.kind === 'radio' || control.kind === 'list' ? (
+          <Composite key={control.id} control={control} others={group.controls} anchors={anchors} onChange={onChange} />
         ) : (
           <Control
             key={control.id} control={control} anchor={`${anchors}:${control.id}`} onChange={(value) => onChange(control.id, value)}

@@ -88,6 +88,26 @@ test('a field shows what the host makes of it, but not over what is being typed'
   assert.equal(await page.inputValue(name), 'Mine');
 });
 
+test('a list is chosen from by mouse and keys, and tells its states in words', async (t) => {
+  const { page, host } = await open(t);
+  await page.keyboard.press('Control+,');
+  await page.getByRole('tab', { name: 'Plug-ins' }).click();
+  const list = page.getByRole('listbox', { name: 'Services' });
+  const chosen = () => callsOf(host, 'preferences.set').filter((each) => each.control === 'services').at(-1)?.value;
+  const becomes = (wanted) => until(() => JSON.stringify(chosen()) === JSON.stringify(wanted), `${wanted}, which is ${chosen()}`);
+  assert.equal(await list.getByRole('option', { selected: true }).getByText('Linking…').count(), 1);
+  await list.getByText('Three').click();
+  await becomes(['three']);
+  await page.keyboard.press('ArrowUp');
+  await becomes(['two']);
+  await page.keyboard.press('Shift+Home');
+  await becomes(['one', 'two']);
+  assert.equal(await list.getByRole('option', { selected: true }).count(), 2);
+  await page.keyboard.press('Tab');
+  await page.keyboard.press('Enter');
+  await until(() => callsOf(host, 'preferences.set').some((each) => each.control === 'link'), 'the button below the list');
+});
+
 test('the preferences walk with the arrow keys', async (t) => {
   const { page, host } = await open(t);
   await page.keyboard.press('Control+,');

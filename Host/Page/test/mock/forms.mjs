@@ -36,6 +36,25 @@ export const sendingPane = () => ({
   ],
 });
 
+export const servicesPane = () => ({
+  identifier: 'services', title: 'Services', buttons: [],
+  groups: [{
+    title: 'Services',
+    controls: [
+      control('services', 'list', '', ['two'], {
+        toolTip: 'Services', controls: ['link', 'remove'],
+        options: [
+          { ...option('One', 'one'), detail: 'Attachment Upload', state: 'Linked', stateColor: '#33C74A', image: 'link' },
+          { ...option('Two (ada@x.example)', 'two'), detail: 'Tasks/Reminders', state: 'Linking…', stateColor: '#FCBF40', image: 'link' },
+          { ...option('Three', 'three'), detail: 'Contact Images', state: 'Not linked', stateColor: '#E0E0E0', image: 'link' },
+        ],
+      }),
+      control('link', 'button', 'Link', null),
+      control('remove', 'button', 'Remove', null, { enabled: false }),
+    ],
+  }],
+});
+
 export const generalPane = () => ({
   identifier: 'general', title: 'General', buttons: [],
   groups: [{ title: 'Reading', controls: [control('photos', 'checkBox', 'Show pictures of people', false), control('size', 'popUp', 'Text size', 'medium', { options: [option('Small', 'small'), option('Medium', 'medium'), option('Large', 'large')] })] }],
