@@ -156,8 +156,8 @@ const std::vector<std::shared_ptr<Bundle>>& BundleLoader::bundles() const { retu
 
 std::string BundleLoader::image(std::string_view name) const {
     // Names come from the page.
-    const bool isPlain =
-        std::ranges::all_of(name, [](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || c == '_' || c == '-'; });
+    const bool isPlain = std::ranges::all_of(
+        name, [](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || c == '_' || c == '-' || c == '+'; });
     if (!isPlain) return {};
     for (const auto& bundle : held_->bundles) {
         const auto path = bundle->pathForResource(name, "svg");

@@ -209,9 +209,10 @@ bool QSServicesPane::isConfigured(const QSService& service) {
         names += (names.empty() ? "" : ", ") + key;
     const std::string type = QSService::nameForServiceType(service.serviceType()).value_or("");
     alert(stringWithFormat(QSLocalizedString("%@ Is Not Set Up"), {type}),
-          stringWithFormat(QSLocalizedString("This copy of Quillstead is not registered at %@ yet: %@ is missing. The "
-                                             "README tells where to get and where to put it."),
-                           {type, names}));
+          stringWithFormat(
+              QSLocalizedString("This copy of Quillstead is not registered at %@ yet. What it needs: %@. The "
+                                "README tells where to get and where to put it."),
+              {type, names}));
     return false;
 }
 

@@ -124,7 +124,7 @@ TEST_F(ServicesPaneTest, AServiceWithoutItsKeysSaysSo) {
     answerNextAlert();
     press("linkService");
     EXPECT_THAT(alerted_, ElementsAre(HasSubstr("Box Is Not Set Up: This copy of Quillstead is not registered at Box "
-                                                "yet: ClientID, ClientSecret is missing.")));
+                                                "yet. What it needs: ClientID, ClientSecret.")));
     EXPECT_FALSE(box->linking());
     EXPECT_THAT(workspace_->openedUrls, IsEmpty());
 }
