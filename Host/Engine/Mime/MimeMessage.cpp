@@ -15,6 +15,7 @@
 #include "Text/Ascii.h"
 #include "Text/Charsets.h"
 #include "Text/Escapes.h"
+#include "Text/Utf8.h"
 
 namespace qs {
 
@@ -232,7 +233,10 @@ private:
         MimePart found;
         found.part = number;
         found.mimeType = mimeTypeOf(part);
+        // One that is no text is an id that nothing can refer to.
         found.contentID = textOrEmpty(g_mime_object_get_content_id(part));
+        if (!isValidUtf8(found.contentID) || std::ranges::any_of(found.contentID, isAsciiControl))
+            found.contentID.clear();
         found.size = decodedSize(part);
         found.fileName = nameOf(part, found);
         attachments_.push_back(std::move(found));

@@ -134,6 +134,15 @@ TEST(MimeMessage, ShowsDamagedMailAsFarAsItCan) {
         EXPECT_NO_THROW(MimeMessage::parse(odd)->plainBody()) << odd;
 }
 
+TEST(MimeMessage, AnIdThatIsNoTextIsNone) {
+    for (const char* id : {"a\x1A@b", "<\x01>"}) {
+        const auto message = MimeMessage::parse(std::string("Content-Type: image/png\r\nContent-ID: ") + id +
+                                                "\r\nContent-Transfer-Encoding: base64\r\n\r\niVBORw0KGgo=\r\n");
+        ASSERT_EQ(message->attachments().size(), 1u);
+        EXPECT_EQ(message->attachments()[0].contentID, "");
+    }
+}
+
 TEST(MimeMessage, IsBoundedInDepthAndParts) {
     std::string deep;
     for (int i = 0; i < 5000; ++i)
