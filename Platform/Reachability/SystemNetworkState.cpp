@@ -1,3 +1,4 @@
+#include <arpa/inet.h>
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <atomic>
@@ -161,7 +162,11 @@ std::shared_ptr<NetworkState::Fixed> NetworkState::fixed(bool isReachable) {
 }
 
 bool isOwnHost(std::string_view host) {
-    return equalsIgnoringCase(host, "localhost") || host.starts_with("127.") || host == "::1" || host == "[::1]";
+    // Only a whole address counts: 127.0.0.1.example.org is somebody else's.
+    in_addr ipv4{};
+    const bool isAddress = ::inet_pton(AF_INET, std::string(host).c_str(), &ipv4) == 1;
+    return equalsIgnoringCase(host, "localhost") || (isAddress && host.starts_with("127.")) || host == "::1" ||
+           host == "[::1]";
 }
 
 }  // namespace qs

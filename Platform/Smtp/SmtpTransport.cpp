@@ -10,6 +10,7 @@
 
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
+#include "Reachability/NetworkState.h"
 #include "Smtp/PasswordCommand.h"
 #include "Text/Ascii.h"
 #include "Text/MailAddresses.h"
@@ -169,8 +170,6 @@ SmtpOutcome failedOutcome(CURLcode code, const Transfer& transfer, const Submiss
     return {Kind::Temporary, sentenceFor(code, server, details), {}};
 }
 
-bool isLoopback(std::string_view host) { return host == "localhost" || host == "127.0.0.1" || host == "::1"; }
-
 std::string urlOf(const SubmissionServer& server) {
     const bool isIPv6 = server.host.find(':') != std::string::npos;
     return std::string(server.security == TransportSecurity::Tls ? "smtps://" : "smtp://") +
@@ -193,7 +192,7 @@ void setSecurity(const Easy& easy, const SubmissionServer& server) {
 // A sentence when the account can't sign in as it is set up; else empty.
 std::string setPassword(const Easy& easy, const SubmissionServer& server) {
     if (server.user.empty()) return {};
-    if (server.security == TransportSecurity::None && !isLoopback(server.host))
+    if (server.security == TransportSecurity::None && !isOwnHost(server.host))
         return "The account would send its password over an open connection, so nothing was sent. Choose TLS or "
                "STARTTLS for it.";
     auto password = runPasswordCommand(server.passwordCommand);
