@@ -2,7 +2,7 @@
 // becomes of it when the program or the plug-in goes.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { axeFaults, chooseFromMenu, chooseMailbox, row, startBrowser } from './support/browser.mjs';
+import { axeFaults, chooseFromMenu, chooseMailbox, row, startBrowser, write } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
 import { LivePage } from './support/live.mjs';
 
@@ -12,17 +12,6 @@ after(() => browser?.close());
 
 // Sunday, 22 November 2026, 09:59 in UTC.
 const clock = ['--virtual-clock', '1795341540'];
-
-async function write(page, subject, to = 'tobias@quillstead.example') {
-  await row(page, 'Ten years').waitFor();
-  await page.keyboard.press('c');
-  const compose = page.locator('.compose');
-  await page.getByLabel('From', { exact: true }).selectOption('mira');
-  await page.getByLabel('To', { exact: true }).fill(`${to},`);
-  await compose.locator('.token', { hasText: to }).waitFor();
-  await compose.locator('.subject-input').fill(subject);
-  return compose;
-}
 
 /** Plans a message over the live connection alone. */
 async function plan(live, subject, days) {
@@ -109,7 +98,7 @@ test('a time that has passed is said to mean at once', async (t) => {
 test('what could not be sent says why, and is tried again when somebody asks', async (t) => {
   const host = await startHost(t, { args: ['--demo', ...clock] });
   const page = await browser.open(t, host);
-  const compose = await write(page, 'Nowhere to go', 'nobody@nowhere.example');
+  const compose = await write(page, 'Nowhere to go', '', 'nobody@nowhere.example');
   await page.keyboard.press('Control+Enter');
   await compose.waitFor({ state: 'detached' });
   await chooseMailbox(page, 'mira/Outbox');

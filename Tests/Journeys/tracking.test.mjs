@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import { createServer } from 'node:http';
 import { after, before, test } from 'node:test';
-import { axeFaults, row, startBrowser } from './support/browser.mjs';
+import { axeFaults, row, startBrowser, write } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
@@ -29,17 +29,6 @@ async function startBackend(t) {
   await new Promise((done) => server.listen(0, '127.0.0.1', done));
   t.after(() => server.close());
   return { address: `http://127.0.0.1:${server.address().port}`, asked };
-}
-
-async function write(page, subject) {
-  await page.keyboard.press('c');
-  const compose = page.locator('.compose');
-  await compose.waitFor();
-  await page.getByLabel('From', { exact: true }).selectOption('mira');
-  await page.getByLabel('To', { exact: true }).fill('tobias@quillstead.example,');
-  await compose.locator('.token', { hasText: 'tobias@quillstead.example' }).waitFor();
-  await compose.locator('.subject-input').fill(subject);
-  return compose;
 }
 
 test('signed in, tracked, registered', async (t) => {

@@ -1,7 +1,7 @@
 // A message that is held for a while after Send: taken back, changed, sent again, and at last sent at once.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { axeFaults, chooseMailbox, row, shownText, startBrowser } from './support/browser.mjs';
+import { axeFaults, chooseMailbox, row, shownText, startBrowser, write } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
@@ -18,19 +18,6 @@ async function holdMessages(page, seconds) {
   await field.press('Enter');
   await page.keyboard.press('Escape');
   await preferences.waitFor({ state: 'detached' });
-}
-
-async function write(page, subject, text) {
-  await page.keyboard.press('c');
-  const compose = page.locator('.compose');
-  await compose.waitFor();
-  await page.getByLabel('From', { exact: true }).selectOption('mira');
-  await page.getByLabel('To', { exact: true }).fill('tobias@quillstead.example,');
-  await compose.locator('.token', { hasText: 'tobias@quillstead.example' }).waitFor();
-  await compose.locator('.subject-input').fill(subject);
-  await compose.locator('.editor').click();
-  await page.keyboard.type(text);
-  return compose;
 }
 
 for (const minor of ['10', '11', '12'])

@@ -53,6 +53,23 @@ export async function chooseFromMenu(page, menu, item) {
   await page.getByRole('menuitem', { name: item, exact: true }).click();
 }
 
+/** Begins a message from Mira, for Tobias unless somebody else is named, and leaves it open. */
+export async function write(page, subject, text = '', to = 'tobias@quillstead.example') {
+  await row(page, 'Ten years').waitFor();
+  await page.keyboard.press('c');
+  const compose = page.locator('.compose');
+  await compose.waitFor();
+  await page.getByLabel('From', { exact: true }).selectOption('mira');
+  await page.getByLabel('To', { exact: true }).fill(`${to},`);
+  await compose.locator('.token', { hasText: to }).waitFor();
+  await compose.locator('.subject-input').fill(subject);
+  if (text) {
+    await compose.locator('.editor').click();
+    await page.keyboard.type(text);
+  }
+  return compose;
+}
+
 const axe = readFileSync(pagePackages.resolve('axe-core/axe.min.js'), 'utf8');
 
 /** What axe-core finds serious or critical. By way of the debugger, since the page's policy forbids strange scripts. */
