@@ -17,6 +17,9 @@ namespace qs {
 namespace {
 
 std::string whoIsSignedIn(const QSQuillsteadUser& user) {
+    if (!QSBackend::isConfigured() && !QSPluginDelegate::quillsteadDefaults().stringForKey("QSBackendURL").empty())
+        return QSLocalizedString(
+            "This address can't be used. It has to begin with https://, as your password goes there.");
     if (!QSBackend::isConfigured())
         return QSLocalizedString("Read tracking needs a backend. Enter the address of yours, or leave this empty.");
     if (!user.hasCredentials()) return QSLocalizedString("Nobody is signed in.");

@@ -1,6 +1,7 @@
 #include "Account/QSBackend.h"
 
 #include "Core/QSPluginDelegate.h"
+#include "Reachability/NetworkState.h"
 #include "Services/Reachability.h"
 #include "Settings/UserDefaults.h"
 #include "Text/Url.h"
@@ -12,15 +13,22 @@ namespace {
 // Tells the backend's operator that a plug-in of this build asks. No secret: it lies in everybody's copy.
 constexpr const char* kBuildKey = QS_BACKEND_KEY;
 
+// Every call bears the password: it goes out over TLS, or not at all.
+bool mayBeAsked(std::string_view address) {
+    const auto url = Url::parse(address);
+    if (!url || !url->host() || url->host()->empty()) return false;
+    const auto scheme = url->scheme();
+    return scheme == "https" || (scheme == "http" && isOwnHost(*url->host()));
+}
+
 }  // namespace
 
 std::string baseURL() {
     std::string url = QSPluginDelegate::quillsteadDefaults().stringForKey("QSBackendURL");
     if (url.empty()) url = QS_BACKEND_URL;
-    if (!url.starts_with("https://") && !url.starts_with("http://")) return {};
     while (url.ends_with('/'))
         url.pop_back();
-    return url;
+    return mayBeAsked(url) ? url : std::string();
 }
 
 bool isConfigured() { return !baseURL().empty(); }

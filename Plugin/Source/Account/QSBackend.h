@@ -14,7 +14,8 @@ inline constexpr std::string_view QSErrorDomain = "com.tallowbay.Quillstead.erro
 namespace QSBackend {
 
 bool isConfigured();
-std::string baseURL();  // without a slash at its end; empty when there is none
+// Without a slash at its end. Empty when there is none, and for an address without TLS that is not this machine's.
+std::string baseURL();
 // Whether a call can be made now: the network is there, and nobody has to sign in to it first.
 bool isReachable();
 // With the key that tells the backend that a plug-in asks, and "Accept: application/json". Keys of answers whose value

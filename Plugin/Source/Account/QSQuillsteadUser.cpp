@@ -134,12 +134,18 @@ void QSQuillsteadUser::unarchive(const Value& archive) {
     lastSyncDate = archive["lastSyncDate"].dateValue();
     lastPropertiesTransmissionDate = archive["lastPropertiesTransmissionDate"].dateValue();
     signatureTemplates = archive["signatureTemplates"];
-    if (email) password = NUKeychain::passwordFromKeychainItem(kKeychainLabel, *email);
+    readPassword();
     if (hasCredentials())
         _fetchAvatarImage();
-    else
+    else if (!isSet(email) || NUKeychain::isMissingKeychainItem(kKeychainLabel, *email))
         resetUser();
+    else
+        isLocked_ = true;
     if (QSPluginDelegate::quillsteadDefaults().boolForKey(kNewVersionKey)) lastPropertiesTransmissionDate = kLongAgo;
+}
+
+void QSQuillsteadUser::readPassword() {
+    if (isSet(email)) password = NUKeychain::passwordFromKeychainItem(kKeychainLabel, *email);
 }
 
 void QSQuillsteadUser::save() {
@@ -150,6 +156,7 @@ void QSQuillsteadUser::save() {
 }
 
 void QSQuillsteadUser::resetUser() {
+    isLocked_ = false;
     userID = 0;
     name.reset();
     avatarURL.reset();
@@ -187,25 +194,26 @@ void QSQuillsteadUser::attemptLoginWithEmail(const std::string& loginEmail, cons
 }
 
 void QSQuillsteadUser::fetchRemoteInfoNow(bool now, Completion completion) {
+    if (isLocked_ && !hasCredentials()) readPassword();
     const bool isFilled = userID != 0 && hasCredentials();
     if (!now && isFilled && lastSyncDate && RunLoop::main().now() - *lastSyncDate < kProfileIsFresh)
         return complete(completion, std::nullopt);
     if (auto error = obstacle(hasCredentials())) return complete(completion, error);
     const auto asked = std::pair(*email, *password);
     // Who signs out or in as somebody else meanwhile is not this answer's business.
-    const auto isStillAsked = [this, alive = std::weak_ptr(alive_), asked] {
-        return !alive.expired() && email == asked.first && password == asked.second;
-    };
+    const auto isStillAsked = [this, asked] { return email == asked.first && password == asked.second; };
     QSBackend::manager(asked.first, asked.second)
         .GET(
             "/api/v1/profile", {},
-            [this, completion, isStillAsked](const Value& answer, const HttpResponse&) {
-                if (!isStillAsked()) return;
+            [this, completion, isStillAsked, alive = std::weak_ptr(alive_)](const Value& answer, const HttpResponse&) {
+                if (alive.expired()) return;
+                if (!isStillAsked()) return complete(completion, missingCredentials());
                 takeProfile(answer);
                 complete(completion, std::nullopt);
             },
-            [this, completion, isStillAsked](const Error& error) {
-                if (isStillAsked()) profileFailed(error, completion);
+            [this, completion, isStillAsked, alive = std::weak_ptr(alive_)](const Error& error) {
+                if (alive.expired()) return;
+                isStillAsked() ? profileFailed(error, completion) : complete(completion, missingCredentials());
             });
 }
 

@@ -25,7 +25,8 @@ class QSQuillsteadUser {
 public:
     using Completion = std::function<void(bool success, const std::optional<Error>& error)>;
 
-    // Reads what save() wrote. Without a password in the keychain it begins anew, but keeps the address.
+    // Reads what save() wrote. Without a password in the keychain it begins anew, but keeps the address; while the
+    // keychain can't be asked nothing is forgotten.
     static QSQuillsteadUser& me();
     QSQuillsteadUser();  // for the session, which makes me()
 
@@ -54,6 +55,7 @@ public:
 private:
     Value archived() const;
     void unarchive(const Value& archive);
+    void readPassword();
     void takeProfile(const Value& answer);
     void profileFailed(const Error& error, const Completion& completion);
     void _fetchAvatarImage();
@@ -62,6 +64,7 @@ private:
 
     std::optional<Image> avatarImage_;
     bool fetchingAvatar_ = false;
+    bool isLocked_ = false;  // the keychain could not be asked at the start: the password is read when it is needed
     // Answers that come later ask it whether the record is still there.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

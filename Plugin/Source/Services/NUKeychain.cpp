@@ -48,6 +48,11 @@ bool NUKeychain::checkForExistanceOfKeychainItem(std::string_view label, std::st
     return read(label, account).has_value();
 }
 
+bool NUKeychain::isMissingKeychainItem(std::string_view label, std::string_view account) {
+    const auto found = read(label, account);
+    return !found && keychainError(found.error()) == KeychainError::Missing;
+}
+
 bool NUKeychain::setPassword(std::string_view password, std::string_view label, std::string_view account) {
     if (checkForExistanceOfKeychainItem(label, account)) return _modifyKeychainItem(label, account, password);
     return write(label, account, password);

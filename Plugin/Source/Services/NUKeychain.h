@@ -14,6 +14,8 @@ class NUKeychain {
 public:
     // Whether an item is there for certain.
     static bool checkForExistanceOfKeychainItem(std::string_view label, std::string_view account);
+    // Whether none is there for certain; false also when the keychain is locked or does not answer.
+    static bool isMissingKeychainItem(std::string_view label, std::string_view account);
     // Updates the item, or adds it.
     static bool setPassword(std::string_view password, std::string_view label, std::string_view account);
     // Nothing when there is no item, when its password is empty or no UTF-8, or when it can't be read.

@@ -132,6 +132,59 @@ TEST_F(UserTest, AProfileIsTakenAndKeptWithoutThePassword) {
     EXPECT_THAT(user().email, Optional(Eq("ada@example.org"))) << "but the form offers the address again";
 }
 
+// A keychain that is locked until the test opens it.
+class LockedKeychain : public Keychain {
+public:
+    explicit LockedKeychain(std::shared_ptr<Keychain> inner) : inner_(std::move(inner)) {}
+    bool isLocked = true;
+    Result<std::string> read(const KeychainName& name) override {
+        if (isLocked) return failure(kKeychainErrorDomain, static_cast<int>(KeychainError::Locked), "It is locked.");
+        return inner_->read(name);
+    }
+    Result<void> write(const KeychainName& name, std::string_view secret) override {
+        return inner_->write(name, secret);
+    }
+    Result<void> remove(const KeychainName& name) override {
+        ADD_FAILURE() << "nothing may be removed";
+        return inner_->remove(name);
+    }
+    bool unlock() override { return false; }
+
+private:
+    std::shared_ptr<Keychain> inner_;
+};
+
+TEST_F(UserTest, ALockedKeychainSignsNobodyOut) {
+    startWithBackend();
+    signIn();
+    answers_["/api/v1/profile"] = {.body = kProfile};
+    EXPECT_EQ(fetch(true), "ok");
+    std::shared_ptr<LockedKeychain> locked;
+    MailBundleUnload();
+    Platform::current().keychain = locked = std::make_shared<LockedKeychain>(Platform::current().keychain);
+    load();
+    EXPECT_FALSE(user().hasCredentials());
+    EXPECT_EQ(user().userID, 18u) << "the record stays";
+    locked->isLocked = false;
+    EXPECT_EQ(fetch(true), "ok") << "and goes on when the keychain is open";
+    EXPECT_TRUE(user().hasCredentials());
+}
+
+TEST_F(UserTest, APasswordGoesOutOverTlsOrNotAtAll) {
+    startHost();
+    struct Case {
+        const char *setting, *base;
+    };
+    for (const Case& c : {Case{"https://backend.example.org//", "https://backend.example.org"},
+                          Case{"http://127.0.0.1:80/", "http://127.0.0.1:80"},
+                          Case{"http://[::1]:80", "http://[::1]:80"}, Case{"http://backend.example.org", ""},
+                          Case{"http://127.0.0.1.example.org", ""}, Case{"http://localhost@example.org", ""},
+                          Case{"ftp://localhost", ""}, Case{"localhost", ""}, Case{"https://", ""}}) {
+        defaults().setObject(c.setting, "QSBackendURL");
+        EXPECT_EQ(QSBackend::baseURL(), c.base) << c.setting;
+    }
+}
+
 TEST_F(UserTest, AProfileOfLessThanSixHoursIsGoodEnough) {
     startWithBackend();
     signIn();
