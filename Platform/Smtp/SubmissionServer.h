@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-namespace qs {
+#include "Transport/TransportSecurity.h"
 
-enum class TransportSecurity { None, StartTls, Tls };
+namespace qs {
 
 // The password comes from a command (as in `pass show mail`), so that no secret stands in any file of ours; its output's
 // first line counts. Without one, no authentication.
