@@ -60,56 +60,19 @@ Mark findMark(std::string_view text) {
     return {text.npos, 0};
 }
 
-// How much of the end may be a mark that goes on in the next chunk.
-std::size_t openMark(std::string_view text) {
-    const std::string_view tail = text.substr(text.size() - std::min(text.size(), kLongestMark));
-    const std::size_t start = tail.rfind('<');
-    if (start == tail.npos || tail.find('>', start) != tail.npos) return 0;
-    const std::string_view mark = tail.substr(start);
-    const auto mayBecome = [mark](std::string_view wanted) {
-        const std::size_t length = std::min(mark.size(), wanted.size());
-        return equalsIgnoringCase(mark.substr(0, length), wanted.substr(0, length));
-    };
-    return mayBecome(kConditionStart) || mayBecome(kBreakTags[0]) || mayBecome(kBreakTags[1]) ? mark.size() : 0;
-}
-
-void appendCleaned(std::string& target, std::string_view text) {
-    for (Mark mark = findMark(text); mark.length > 0; mark = findMark(text)) {
-        appendLegalXml(target, text.substr(0, mark.start));
-        text.remove_prefix(mark.start + mark.length);
-    }
-    appendLegalXml(target, text);
-}
-
 }  // namespace
 
-std::string_view ENHTMLInput::add(std::string_view chunk) {
-    std::string joined;
-    if (!waiting_.empty()) {
-        joined = waiting_.append(chunk);
-        chunk = joined;
+std::string_view cleanedHTML(std::string_view html, std::string& room) {
+    if (html.starts_with(kByteOrderMark)) html.remove_prefix(kByteOrderMark.size());
+    Mark mark = findMark(html);
+    if (mark.length == 0 && legalXmlPrefix(html) == html.size()) return html;
+    room.clear();
+    for (; mark.length > 0; mark = findMark(html)) {
+        appendLegalXml(room, html.substr(0, mark.start));
+        html.remove_prefix(mark.start + mark.length);
     }
-    const std::size_t open = std::max(openMark(chunk), cutOffCharacterLength(chunk));
-    waiting_ = chunk.substr(chunk.size() - open);
-    chunk.remove_suffix(open);
-    chunk = dropByteOrderMark(chunk);
-    if (joined.empty() && findMark(chunk).length == 0 && legalXmlPrefix(chunk) == chunk.size()) return chunk;
-    ready_.clear();
-    appendCleaned(ready_, chunk);
-    return ready_;
-}
-
-std::string_view ENHTMLInput::finish() {
-    ready_.clear();
-    appendCleaned(ready_, dropByteOrderMark(waiting_));
-    waiting_.clear();
-    return ready_;
-}
-
-std::string_view ENHTMLInput::dropByteOrderMark(std::string_view text) {
-    if (!hasStarted_ && text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
-    hasStarted_ = hasStarted_ || !text.empty();
-    return text;
+    appendLegalXml(room, html);
+    return room;
 }
 
 }  // namespace qs

@@ -9,6 +9,7 @@
 #include <cstdio>
 
 #include "Foundation/RunLoop.h"
+#include "HTML2EM/ENHTMLInput.h"
 #include "HTML2EM/ENLibXML.h"
 #include "HTML2EM/ENXMLDTD.h"
 #include "Text/Ascii.h"
@@ -159,20 +160,34 @@ ENXMLSaxParser::Context::~Context() {
 }
 
 void ENXMLSaxParser::Context::append(std::string_view bytes) {
-    if (isStopped_ || hasEnded_) return;  // what stands behind the end is none of its business
-    if (limits_.bytes - bytes_ < bytes.size())
-        return fail(ENXMLSaxParserError::Limit, tooMuch("The document is larger than %ld bytes.", limits_.bytes));
-    bytes_ += bytes.size();
-    feed(parser_.isHTML() ? input_.add(bytes) : bytes);
+    if (!isWithinBound(bytes)) return;
+    if (parser_.isHTML())
+        held_.append(bytes);
+    else
+        feed(bytes);
 }
 
-void ENXMLSaxParser::Context::finish() {
-    if (parser_.isHTML()) held_.append(input_.finish());
-    if (!isStopped_ && !held_.empty()) parse(std::exchange(held_, {}), false);
+void ENXMLSaxParser::Context::finish(std::string_view lastBytes) {
+    if (isWithinBound(lastBytes)) {
+        const std::string_view rest = held_.empty() ? lastBytes : held_.append(lastBytes);
+        std::string cleaned;
+        parse(parser_.isHTML() ? cleanedHTML(rest, cleaned) : rest, false);
+    }
     if (!isStopped_) parse({}, true);
     // libxml2 (2.9) forgets to tell the end of HTML that ends in a long text.
     if (parser_.isHTML() && hasStarted_ && !hasEnded_ && !isStopped_) endDocument();
     isStopped_ = true;
+}
+
+// False, too, for what comes when the document has ended or was stopped.
+bool ENXMLSaxParser::Context::isWithinBound(std::string_view bytes) {
+    if (isStopped_ || hasEnded_) return false;
+    if (limits_.bytes - bytes_ < bytes.size()) {
+        fail(ENXMLSaxParserError::Limit, tooMuch("The document is larger than %ld bytes.", limits_.bytes));
+        return false;
+    }
+    bytes_ += bytes.size();
+    return true;
 }
 
 void ENXMLSaxParser::Context::stop() {
@@ -180,13 +195,11 @@ void ENXMLSaxParser::Context::stop() {
     xmlStopParser(context_);
 }
 
-// When a chunk ends inside a quoted value or a comment, libxml2 (2.9) forgets where it was and waits for the end of the
-// document. It looks again at all that it has not read when it is told that it has seen nothing of it. That would be
-// slow for much text in small chunks, so it gets them together then.
+// Looking for the end of something long, libxml2 begins anew with each chunk. So that much text in small chunks isn't
+// slow, it gets them together then.
 void ENXMLSaxParser::Context::feed(std::string_view bytes) {
     const xmlParserInput* input = context_->input;
     const std::size_t unread = input ? static_cast<std::size_t>(input->end - input->cur) : 0;
-    if (parser_.isHTML()) context_->checkIndex = 0;
     if (held_.empty() && (unread <= kLittle || bytes.size() >= unread)) return parse(bytes, false);
     held_.append(bytes);
     if (held_.size() >= unread) parse(std::exchange(held_, {}), false);

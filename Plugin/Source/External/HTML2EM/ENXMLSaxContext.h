@@ -1,5 +1,6 @@
 // One document on its way through libxml2's push parsers, for ENXMLSaxParser: feeds them, watches the bounds, and
-// hands the events on.
+// hands the events on. HTML is collected first: what libxml2 (2.9) reads in tag soup depends on where it is cut, down
+// to text that vanishes.
 #pragma once
 
 #include <exception>
@@ -9,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include "HTML2EM/ENHTMLInput.h"
 #include "HTML2EM/ENLogBudget.h"
 #include "HTML2EM/ENXMLSaxParser.h"
 
@@ -27,7 +27,7 @@ public:
     Context& operator=(const Context&) = delete;
 
     void append(std::string_view bytes);
-    void finish();
+    void finish(std::string_view lastBytes);
     void stop();
     void setDelegate(ENXMLSaxParserDelegate* delegate) { delegate_ = delegate; }
     bool isStopped() const { return isStopped_; }
@@ -38,6 +38,7 @@ private:
     using Name = const unsigned char*;
     static constexpr unsigned kEventsBetweenLooksAtTheClock = 256;
 
+    bool isWithinBound(std::string_view bytes);
     void feed(std::string_view bytes);
     void parse(std::string_view bytes, bool isLast);
     // Called at every event; looks at the clock now and then.
@@ -66,8 +67,7 @@ private:
     const ENXMLLimits& limits_;
     _xmlParserCtxt* context_ = nullptr;
     _xmlDoc* entities_ =
-        nullptr;  // libxml2 notes things in an entity that it uses, and those of the definitions are shared
-    ENHTMLInput input_;
+        nullptr;        // libxml2 notes things in an entity that it uses, and those of the definitions are shared
     std::string held_;  // bytes that libxml2 gets with the next ones
     ENLogBudget log_;
     std::vector<Name> open_;  // the elements that have begun; the names are libxml2's

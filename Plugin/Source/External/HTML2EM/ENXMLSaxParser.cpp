@@ -97,8 +97,8 @@ bool ENXMLSaxParser::parseContents(std::string_view contents) { return parseData
 
 bool ENXMLSaxParser::parseData(std::string_view data) {
     startAnew();
-    appendData(data);
-    finalizeParser();
+    if (!data.empty()) startContext();
+    finish(data);
     return true;
 }
 
@@ -142,26 +142,33 @@ void ENXMLSaxParser::appendData(std::string_view data) { appendBytes(data.data()
 void ENXMLSaxParser::appendBytes(const char* bytes, std::size_t length) {
     if (length == 0) return;
     assertOutsideCallback();
-    if (!context_) {
-        isHalted_ = false;
-        context_ = std::make_unique<Context>(*this, delegate_, limits_);
-    }
+    startContext();
     context_->append({bytes, length});
     if (context_->isStopped()) isHalted_ = true;
 }
 
 void ENXMLSaxParser::finalizeParser() {
     if (context_ && context_->isInsideCallback()) return stopParser();
-    isHalted_ = true;
-    if (!context_) return;
+    finish({});
+}
+
+void ENXMLSaxParser::startContext() {
+    if (context_) return;
+    isHalted_ = false;
+    context_ = std::make_unique<Context>(*this, delegate_, limits_);
+}
+
+void ENXMLSaxParser::finish(std::string_view lastBytes) {
+    struct End {
+        ENXMLSaxParser& self;
+        ~End() {
+            self.context_.reset();
+            self.isHalted_ = true;
+        }
+    };
     // The delegate may still ask for things, so the context stays where it is until the end is told.
-    try {
-        context_->finish();
-    } catch (...) {
-        context_.reset();
-        throw;
-    }
-    context_.reset();
+    const End end{*this};
+    if (context_) context_->finish(lastBytes);
 }
 
 void ENXMLSaxParser::stopParser() {

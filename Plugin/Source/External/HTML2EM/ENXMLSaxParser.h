@@ -1,8 +1,9 @@
 // Reads HTML as it comes (tag soup) or XML, whole or in chunks, and tells its delegate what it finds.
 //
-// HTML is UTF-8, whatever the document claims; bytes that are none become U+FFFD. XML keeps the encoding that it
-// declares, is read in spite of faults as far as that goes, and loads nothing: the entities that it may use are those
-// of XHTML. Used by one thread at a time. From the network (parseContentsOfURL) on the main thread only.
+// HTML is UTF-8, whatever the document claims; bytes that are none become U+FFFD. It is told when all of it is there,
+// so that chunks don't change what it says. XML is told as it comes, keeps the encoding that it declares, is read in
+// spite of faults as far as that goes, and loads nothing: the entities that it may use are those of XHTML. Used by one
+// thread at a time. From the network (parseContentsOfURL) on the main thread only.
 #pragma once
 
 #include <array>
@@ -107,6 +108,8 @@ private:
     class Context;
     class Transfer;
     void startAnew();
+    void startContext();
+    void finish(std::string_view lastBytes);
     void assertOutsideCallback() const;
 
     bool isHTML_, isHalted_ = false;

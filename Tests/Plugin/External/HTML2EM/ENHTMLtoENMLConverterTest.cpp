@@ -230,6 +230,25 @@ TEST_F(ConverterTest, TheSizeOfTheChunksDoesNotMatter) {
     }
 }
 
+// What libxml2's push parser makes of each of these depends on where it is cut.
+TEST_F(ConverterTest, NeitherDoesItForWhatIsBroken) {
+    using namespace std::string_view_literals;
+    for (const std::string_view html :
+         {"<p style=a\" title=\"1/div>\n<p style=2\" title=\"b\">x"sv, "<body>a</b> b"sv, "</y>\fy"sv, "<!-->x"sv,
+          "<body>a<!-<wbr>->b"sv, "<body>x<!DOCTYPE"sv, "<!DOCTYPE a PUBLIC \"b>c\">d"sv, "<a href=\0\0ttp://h>x"sv}) {
+        const std::string whole = ENHTMLtoENMLConverter().enmlFromHTMLContent(html);
+        for (std::size_t size = 1; size < html.size(); ++size) {
+            Listener listener;
+            ENHTMLtoENMLConverter converter;
+            converter.setDelegate(&listener);
+            for (std::size_t at = 0; at < html.size(); at += size)
+                converter.writeData(html.substr(at, size));
+            converter.finish();
+            EXPECT_EQ(listener.note, whole) << html << " in chunks of " << size;
+        }
+    }
+}
+
 TEST_F(ConverterTest, CancellingEndsIt) {
     for (const bool isFromInside : {false, true}) {
         Listener listener;
@@ -237,13 +256,12 @@ TEST_F(ConverterTest, CancellingEndsIt) {
         converter.setDelegate(&listener);
         if (isFromInside) listener.cancelsAt = 1;
         converter.writeData("<body>" + std::string(20'000, 'x') + "<p>");
-        const std::size_t before = listener.note.size();
         if (!isFromInside) converter.cancel();
         converter.writeData(std::string(20'000, 'y') + "</body>");
         converter.finish();
         EXPECT_EQ(listener.note.find('y'), std::string::npos);
-        EXPECT_EQ(listener.note.size(), before);
-        EXPECT_EQ(listener.heard, "start,");
+        EXPECT_EQ(listener.note.empty(), !isFromInside);
+        EXPECT_EQ(listener.heard, isFromInside ? "start," : "");
     }
 }
 
