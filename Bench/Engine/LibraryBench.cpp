@@ -51,8 +51,7 @@ public:
                                      (i % 5 == 0 ? "" : "S")))
                 << message(i);
         book_ = *AccountBook::open(folder_ / "Accounts.plist", FileSystem::real());
-        (void)book_->put(
-            {.identifier = "ada", .displayName = {}, .fullName = {}, .addresses = {"ada@example.org"}, .server = {}});
+        (void)book_->put({.identifier = "ada", .identities = {{"", "ada@example.org"}}});
     }
     std::shared_ptr<MailLibrary> open() const {
         return MailLibrary::open(folder_.path(), book_, FileSystem::real()).value();

@@ -3,100 +3,17 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "Accounts/RecordForm.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/PropertyList.h"
 #include "Text/Ascii.h"
-#include "Text/MailAddresses.h"
 
 namespace qs {
 
 namespace {
 
-constexpr std::string_view kErrorDomain = "AccountBook";
-enum AccountBookError { kDamaged = 1, kInvalidIdentifier = 2, kInvalidAddress = 3, kInvalidServer = 4 };
-
-constexpr std::size_t kLongestIdentifier = 64;
-
-const char* nameOf(TransportSecurity security) {
-    switch (security) {
-    case TransportSecurity::None: return "none";
-    case TransportSecurity::StartTls: return "starttls";
-    case TransportSecurity::Tls: return "tls";
-    }
-    return "starttls";
-}
-
-// What is not known is taken for the safe form.
-TransportSecurity securityNamed(const std::string& name) {
-    if (name == "none") return TransportSecurity::None;
-    return name == "tls" ? TransportSecurity::Tls : TransportSecurity::StartTls;
-}
-
-Array listOf(const std::vector<std::string>& texts) { return {texts.begin(), texts.end()}; }
-
-std::vector<std::string> textsIn(const Value& list) {
-    std::vector<std::string> texts;
-    for (const Value& each : list.array())
-        texts.push_back(each.stringValue());
-    return texts;
-}
-
-Value valueOf(const AccountRecord& record) {
-    Dictionary value{{"Identifier", record.identifier},
-                     {"DisplayName", record.displayName},
-                     {"FullName", record.fullName},
-                     {"Addresses", listOf(record.addresses)}};
-    if (record.hasServer) {
-        const SubmissionServer& server = record.server;
-        value["Server"] = Dictionary{{"Host", server.host},
-                                     {"Port", server.port},
-                                     {"Security", nameOf(server.security)},
-                                     {"User", server.user},
-                                     {"PasswordCommand", listOf(server.passwordCommand)},
-                                     {"CertificateAuthorities", server.certificateAuthorities}};
-    }
-    return value;
-}
-
-AccountRecord recordFrom(const Value& value) {
-    AccountRecord record{.identifier = value["Identifier"].stringValue(),
-                         .displayName = value["DisplayName"].stringValue(),
-                         .fullName = value["FullName"].stringValue(),
-                         .addresses = textsIn(value["Addresses"]),
-                         .hasServer = !value["Server"].isNil(),
-                         .server = {}};
-    if (!record.hasServer) return record;
-    const Value& server = value["Server"];
-    record.server.host = server["Host"].stringValue();
-    if (const auto port = server["Port"].integerValue(); port > 0 && port < 65536)
-        record.server.port = static_cast<int>(port);
-    record.server.security = securityNamed(server["Security"].stringValue());
-    record.server.user = server["User"].stringValue();
-    record.server.passwordCommand = textsIn(server["PasswordCommand"]);
-    record.server.certificateAuthorities = server["CertificateAuthorities"].stringValue();
-    return record;
-}
-
-Result<void> check(const AccountRecord& record) {
-    const std::string& identifier = record.identifier;
-    const bool isName = !identifier.empty() && identifier.size() <= kLongestIdentifier && identifier.front() != '-' &&
-                        std::all_of(identifier.begin(), identifier.end(),
-                                    [](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || c == '-'; });
-    if (!isName)
-        return failure(std::string(kErrorDomain), kInvalidIdentifier,
-                       "An account's identifier consists of letters, digits and “-”.");
-    if (record.addresses.empty())
-        return failure(std::string(kErrorDomain), kInvalidAddress, "An account needs at least one address.");
-    for (const std::string& address : record.addresses)
-        if (!isDeliverableAddress(address))
-            return failure(std::string(kErrorDomain), kInvalidAddress, "“" + address + "” is no mail address.");
-    if (record.hasServer && (record.server.host.empty() || record.server.port < 1 || record.server.port > 65535))
-        return failure(std::string(kErrorDomain), kInvalidServer, "The mail server needs a host name and a port.");
-    return {};
-}
-
 tl::unexpected<Error> damaged(const std::filesystem::path& file, const std::string& why) {
-    return failure(std::string(kErrorDomain), kDamaged,
+    return failure(kAccountBookErrorDomain, kAccountDamaged,
                    "The list of accounts, " + file.string() + ", can't be read: " + why + " It was left as it is.");
 }
 
@@ -111,10 +28,10 @@ Result<std::shared_ptr<AccountBook>> AccountBook::open(std::filesystem::path fil
     if (!list) return damaged(book->file_, list.error().description);
     if ((*list)["Accounts"].type() != Value::Type::Array) return damaged(book->file_, "It has no accounts in it.");
     for (const Value& value : (*list)["Accounts"].array()) {
-        auto record = std::make_shared<const AccountRecord>(recordFrom(value));
-        if (const auto checked = check(*record); !checked) return damaged(book->file_, checked.error().description);
+        auto record = accountRecordFrom(value);
+        if (!record) return damaged(book->file_, record.error().description);
         if (book->find(record->identifier)) return damaged(book->file_, "“" + record->identifier + "” is in it twice.");
-        book->records_.push_back(std::move(record));
+        book->records_.push_back(std::make_shared<const AccountRecord>(std::move(*record)));
     }
     return book;
 }
@@ -127,6 +44,12 @@ std::vector<AccountRecord> AccountBook::all() const {
     return all;
 }
 
+std::vector<AccountRecord> AccountBook::inUse() const {
+    auto records = all();
+    std::erase_if(records, [](const AccountRecord& record) { return !record.isEnabled; });
+    return records;
+}
+
 const AccountRecord* AccountBook::find(std::string_view identifier) const {
     const std::lock_guard hold(lock_);
     for (const RecordRef& record : records_)
@@ -137,13 +60,13 @@ const AccountRecord* AccountBook::find(std::string_view identifier) const {
 const AccountRecord* AccountBook::withAddress(std::string_view bareAddress) const {
     const std::lock_guard hold(lock_);
     for (const RecordRef& record : records_)
-        for (const std::string& address : record->addresses)
-            if (equalsIgnoringCase(address, bareAddress)) return record.get();
+        for (const MailIdentity& identity : record->identities)
+            if (record->isEnabled && equalsIgnoringCase(identity.address, bareAddress)) return record.get();
     return nullptr;
 }
 
 Result<void> AccountBook::put(AccountRecord record) {
-    if (auto checked = check(record); !checked) return checked;
+    if (auto checked = checkAccount(record); !checked) return checked;
     const std::lock_guard hold(lock_);
     auto records = records_;
     auto fresh = std::make_shared<const AccountRecord>(std::move(record));
@@ -153,6 +76,17 @@ Result<void> AccountBook::put(AccountRecord record) {
         records.push_back(fresh);
     else
         *old = fresh;
+    return save(std::move(records));
+}
+
+Result<void> AccountBook::remove(std::string_view identifier) {
+    const std::lock_guard hold(lock_);
+    auto records = records_;
+    if (std::erase_if(records, [&](const RecordRef& each) { return each->identifier == identifier; }) == 0) return {};
+    return save(std::move(records));
+}
+
+Result<void> AccountBook::save(std::vector<RecordRef> records) {
     Array list;
     for (const RecordRef& each : records)
         list.push_back(valueOf(*each));

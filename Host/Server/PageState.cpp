@@ -50,7 +50,7 @@ json::value appSection(MailApplication& application) {
 
 json::value accountsSection(MailApplication& application) {
     json::array accounts;
-    for (const auto& record : application.engine().accounts().all()) {
+    for (const auto& record : application.engine().accounts().inUse()) {
         json::array mailboxes;
         for (const auto& mailbox : application.engine().library().mailboxes(record.identifier)) {
             if (!application.listsMailbox(*mailbox)) continue;
@@ -64,7 +64,7 @@ json::value accountsSection(MailApplication& application) {
         }
         accounts.push_back(json::object{{"id", record.identifier},
                                         {"name", record.displayName},
-                                        {"address", record.addresses.empty() ? "" : record.addresses.front()},
+                                        {"address", record.mainAddress()},
                                         {"mailboxes", std::move(mailboxes)}});
     }
     return accounts;
@@ -147,9 +147,9 @@ json::value composeJson(MailApplication& application, ComposeWindow& compose, co
 
 json::value composeSection(MailApplication& application) {
     json::array accounts, windows;
-    for (const auto& record : application.engine().accounts().all()) {
-        const std::string address = record.addresses.empty() ? std::string() : record.addresses.front();
-        accounts.push_back(json::object{{"id", record.identifier}, {"label", record.fullName + " <" + address + ">"}});
+    for (const auto& record : application.engine().accounts().inUse()) {
+        accounts.push_back(
+            json::object{{"id", record.identifier}, {"label", record.fullName() + " <" + record.mainAddress() + ">"}});
     }
     for (const auto& window : application.composeWindows())
         windows.push_back(composeJson(application, *window, accounts));
@@ -169,9 +169,12 @@ json::value takenSection(MailApplication& application) {
 json::value alertsSection(MailApplication&) {
     json::array alerts;
     for (const Alert* alert : AlertCentre::shared().shown()) {
-        json::object model{{"id", alert->identifier},     {"window", alert->windowIdentifier},
-                           {"title", alert->messageText}, {"text", alert->informativeText},
-                           {"icon", alert->iconName},     {"buttons", strings(alert->buttons)},
+        json::object model{{"id", alert->identifier},
+                           {"window", alert->windowIdentifier},
+                           {"title", alert->messageText},
+                           {"text", alert->informativeText},
+                           {"icon", alert->iconName},
+                           {"buttons", strings(alert->buttons)},
                            {"cancel", alert->cancelButtonIndex()}};
         if (alert->buttons.empty()) model["buttons"] = json::array{"OK"};
         if (alert->showsSuppressionButton) model["suppression"] = alert->suppressionState;

@@ -77,11 +77,11 @@ private:
 };
 
 std::string serverText(const AccountRecord& account) {
-    if (!account.hasServer) return "Delivers to the other accounts of this program only";
-    const char* security = account.server.security == TransportSecurity::Tls        ? "TLS"
-                           : account.server.security == TransportSecurity::StartTls ? "STARTTLS"
+    if (!account.outgoing) return "Delivers to the other accounts of this program only";
+    const char* security = account.outgoing->security == TransportSecurity::Tls        ? "TLS"
+                           : account.outgoing->security == TransportSecurity::StartTls ? "STARTTLS"
                                                                                     : "without encryption";
-    return stringWithFormat("Sends through %@, port %ld, %@", {account.server.host, account.server.port, security});
+    return stringWithFormat("Sends through %@, port %ld, %@", {account.outgoing->host, account.outgoing->port, security});
 }
 
 class AccountPreferences : public PreferencesModule {
@@ -98,12 +98,12 @@ public:
                         ". It is read when the program starts, and can be changed with any text editor.";
         for (const AccountRecord& account : accounts_.all()) {
             std::string addresses;
-            for (const std::string& address : account.addresses)
+            for (const std::string& address : account.addresses())
                 addresses += (addresses.empty() ? "" : ", ") + address;
             form->groups.push_back(
                 {.title = account.displayName,
                  .note = {},
-                 .controls = {sentence(account.identifier + ".name", "Name", account.fullName),
+                 .controls = {sentence(account.identifier + ".name", "Name", account.fullName()),
                               sentence(account.identifier + ".address", "Address", addresses),
                               sentence(account.identifier + ".server", "Server", serverText(account))}});
         }

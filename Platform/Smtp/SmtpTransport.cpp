@@ -195,7 +195,7 @@ std::string setPassword(const Easy& easy, const SubmissionServer& server) {
     if (server.security == TransportSecurity::None && !isOwnHost(server.host))
         return "The account would send its password over an open connection, so nothing was sent. Choose TLS or "
                "STARTTLS for it.";
-    auto password = runPasswordCommand(server.passwordCommand);
+    auto password = server.secret ? server.secret() : runPasswordCommand(server.passwordCommand);
     if (!password) return password.error().description;
     set(easy, CURLOPT_USERNAME, server.user.c_str());
     set(easy, CURLOPT_PASSWORD, password->c_str());

@@ -46,8 +46,7 @@ AccountRecord localAccount(std::string identifier, std::string fullName, std::st
     AccountRecord record;
     record.identifier = std::move(identifier);
     record.displayName = address;
-    record.fullName = std::move(fullName);
-    record.addresses = {std::move(address)};
+    record.identities = {{std::move(fullName), std::move(address)}};
     return record;
 }
 
@@ -171,7 +170,7 @@ MessageRef TemporaryHost::receive(std::string_view account, std::string_view fro
     if (!record) throw std::runtime_error("No account " + std::string(account));
     const Date now = loop().now();
     std::string content =
-        "From: " + std::string(from) + "\r\nTo: " + record->addresses.front() + "\r\nSubject: " + std::string(subject) +
+        "From: " + std::string(from) + "\r\nTo: " + record->mainAddress() + "\r\nSubject: " + std::string(subject) +
         "\r\nDate: " + formatDate(now, {.pattern = "EEE, dd MMM yyyy HH:mm:ss Z"}) + "\r\nMessage-Id: <received-" +
         std::to_string(++received_) + "@example.org>\r\n" + std::string(extraHeaders) +
         "MIME-Version: 1.0\r\nContent-Type: text/plain; charset=utf-8" + "\r\n\r\n" + std::string(body) + "\r\n";

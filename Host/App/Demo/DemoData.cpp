@@ -15,8 +15,7 @@ AccountRecord account(std::string identifier, std::string fullName, std::string 
     AccountRecord record;
     record.identifier = std::move(identifier);
     record.displayName = address;
-    record.fullName = std::move(fullName);
-    record.addresses = {std::move(address)};
+    record.identities = {{std::move(fullName), std::move(address)}};
     return record;
 }
 

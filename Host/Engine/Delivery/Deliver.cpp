@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "AccountBook.h"
+#include "Accounts/AccountSecrets.h"
 #include "Delivery/DeliveryQueueObject.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
@@ -89,14 +90,16 @@ int DeliveryServiceObject::transmitAndSettle(Delivery& delivery, const AccountRe
 
 SmtpOutcome DeliveryServiceObject::transmit(Delivery& delivery, const AccountRecord& account) {
     if (delivery.recipients.empty()) return {SmtpOutcome::Kind::Refused, "It has no recipients.", {}};
-    if (!account.hasServer) return deliverLocally(delivery, account);
+    if (!account.outgoing) return deliverLocally(delivery, account);
     const std::string content = transmittedForm(delivery.content);
     const auto noteFinalDot = [&](const std::map<std::string, std::string>& refused) {
         if (!noteRefused(delivery, refused) || !journal_.noteStage(delivery.state, Stage::FinalDot)) return false;
         delivery.state.stage = Stage::FinalDot;
         return true;
     };
-    return sendOverSmtp(account.server, {delivery.from, delivery.recipients, content},
+    SubmissionServer server = *account.outgoing;
+    server.secret = [&account] { return account_secrets::secretFor(account, ServerSide::Outgoing); };
+    return sendOverSmtp(server, {delivery.from, delivery.recipients, content},
                         {.beforeFinalDot = noteFinalDot,
                          .accepted = [&] { noteAccepted(delivery); },
                          .isCancelled = [this] { return stopping_.load(); }});

@@ -97,12 +97,12 @@ std::string LibraryAccount::displayName() const {
 
 std::string LibraryAccount::fullName() const {
     const AccountRecord* record = book_->find(identifier_);
-    return record ? record->fullName : std::string();
+    return record ? record->fullName() : std::string();
 }
 
 std::vector<std::string> LibraryAccount::emailAddresses() const {
     const AccountRecord* record = book_->find(identifier_);
-    return record ? record->addresses : std::vector<std::string>();
+    return record ? record->addresses() : std::vector<std::string>();
 }
 
 std::vector<std::shared_ptr<Mailbox>> LibraryAccount::mailboxes() const {

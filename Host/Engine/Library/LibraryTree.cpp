@@ -27,7 +27,7 @@ std::filesystem::path LibraryCore::folderOfAccount(std::string_view account) con
 std::vector<LibraryMailboxRef> LibraryCore::refreshTree() {
     const std::lock_guard oneAtATime(refreshing_);
     std::vector<std::shared_ptr<LibraryAccount>> accounts;
-    for (const AccountRecord& record : book_->all()) {
+    for (const AccountRecord& record : book_->inUse()) {
         auto account = accountNamed(record.identifier);
         if (!account)
             account = std::make_shared<LibraryAccount>(record.identifier, book_,

@@ -111,7 +111,7 @@ bool ComposeSession::canDo(std::string_view action) const {
 OutgoingFields ComposeSession::fields(Purpose purpose) const {
     OutgoingFields fields;
     if (const AccountRecord* account = engine_.accounts().find(accountIdentifier()))
-        fields.fromName = account->fullName;
+        fields.fromName = account->fullName();
     fields.fromAddress = fromAddress_;
     fields.to = to();
     fields.cc = cc();

@@ -94,8 +94,9 @@ std::vector<std::string> recipientsOfDraft(const MessageHeaders& headers, std::s
 OwnAddresses ownAddresses(MailEngine& engine, const std::string& account) {
     OwnAddresses own;
     for (const AccountRecord& record : engine.accounts().all()) {
-        own.all.insert(own.all.end(), record.addresses.begin(), record.addresses.end());
-        if (record.identifier == account) own.account = record.addresses;
+        const auto addresses = record.addresses();
+        own.all.insert(own.all.end(), addresses.begin(), addresses.end());
+        if (record.identifier == account) own.account = addresses;
     }
     return own;
 }
@@ -103,16 +104,20 @@ OwnAddresses ownAddresses(MailEngine& engine, const std::string& account) {
 // The account of the request, of the message, the chosen one, the first: whichever is there.
 std::string accountOf(const ComposeRequest& request, MailEngine& engine) {
     AccountBook& book = engine.accounts();
-    if (!request.account.empty() && book.find(request.account)) return request.account;
+    const auto isInUse = [&](const std::string& identifier) {
+        const AccountRecord* record = book.find(identifier);
+        return record && record->isEnabled;
+    };
+    if (isInUse(request.account)) return request.account;
     if (request.message) {
         auto account = request.message->account();
         if (!account)
             if (const auto headers = request.message->headers())
                 account = MailAccount::accountForHeaders(*headers, request.message.get());
-        if (account && book.find(account->identifier())) return account->identifier();
+        if (account && isInUse(account->identifier())) return account->identifier();
     }
-    if (const std::string chosen = defaultAccountIdentifier(); !chosen.empty() && book.find(chosen)) return chosen;
-    const auto all = book.all();
+    if (const std::string chosen = defaultAccountIdentifier(); isInUse(chosen)) return chosen;
+    const auto all = book.inUse();
     return all.empty() ? std::string() : all.front().identifier;
 }
 
@@ -124,7 +129,7 @@ std::string fromAddressFor(MailEngine& engine, const std::string& account, const
     for (const std::string_view key : keys)
         for (const std::string& value : headers.allHeadersForKey(key))
             for (const MailAddress& one : parseAddresses(value))
-                for (const std::string& own : record->addresses)
+                for (const std::string& own : record->addresses())
                     if (equalsIgnoringCase(own, one.address)) return own;
     return mainAddress(engine, account);
 }
@@ -198,7 +203,7 @@ void takeAsOriginal(ComposeStart& start, const MessageRef& message, const Source
 
 std::string mainAddress(MailEngine& engine, const std::string& account) {
     const AccountRecord* record = engine.accounts().find(account);
-    return record && !record->addresses.empty() ? record->addresses.front() : std::string();
+    return record ? record->mainAddress() : std::string();
 }
 
 Result<ComposeStart> startOf(const ComposeRequest& request, MailEngine& engine, AttachmentFolder& attachments) {

@@ -12,12 +12,12 @@ AccountRecord deliveryAccount(std::string identifier, const RecordingSmtpServer*
     AccountRecord account;
     account.identifier = identifier;
     account.displayName = identifier + "@example.org";
-    account.addresses = {account.displayName};
+    account.identities = {{{}, account.displayName}};
     if (!server) return account;
-    account.hasServer = true;
-    account.server.host = "127.0.0.1";
-    account.server.port = server->port();
-    account.server.security = TransportSecurity::None;
+    account.outgoing.emplace();
+    account.outgoing->host = "127.0.0.1";
+    account.outgoing->port = server->port();
+    account.outgoing->security = TransportSecurity::None;
     return account;
 }
 

@@ -397,11 +397,11 @@ TEST_F(PreferencesTest, ContactPicturesAreAnnouncedWhenTheyAreSwitched) {
 
 TEST_F(PreferencesTest, AccountsAreListedWithTheirServers) {
     AccountRecord work = localAccount("work", "Ada Lovelace", "ada@work.example");
-    work.addresses.push_back("lovelace@work.example");
-    work.hasServer = true;
-    work.server.host = "smtp.work.example";
-    work.server.port = 465;
-    work.server.security = TransportSecurity::Tls;
+    work.identities.push_back({"Ada Lovelace", "lovelace@work.example"});
+    work.outgoing.emplace();
+    work.outgoing->host = "smtp.work.example";
+    work.outgoing->port = 465;
+    work.outgoing->security = TransportSecurity::Tls;
     start({.accounts = {localAccount("home", "Ada", "ada@home.example"), work}});
     preferences().show("Accounts");
     const auto form = preferences().form();

@@ -212,10 +212,10 @@ TEST_F(HoldTest, ADeliveryThatWasInDoubtIsFinishedAfterwards) {
     RecordingSmtpServer server;
     server.add({.stage = SmtpStage::FinalDot, .hangsUp = true});
     AccountRecord sam = localAccount("sam", "Sam", "sam@example.org");
-    sam.hasServer = true;
-    sam.server.host = "127.0.0.1";
-    sam.server.port = server.port();
-    sam.server.security = TransportSecurity::None;
+    sam.outgoing.emplace();
+    sam.outgoing->host = "127.0.0.1";
+    sam.outgoing->port = server.port();
+    sam.outgoing->security = TransportSecurity::None;
     startHost({.accounts = {sam}});
     std::vector<std::string> followUps;
     QSSession::current().sendHooks().followUpWasDelivered =

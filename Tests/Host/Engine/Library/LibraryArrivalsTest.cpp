@@ -172,11 +172,7 @@ TEST(LibraryWatch, TakesUpWhatOtherProgramsDo) {
     const TemporaryFolder folder;
     {
         const auto book = *AccountBook::open(folder / "Accounts.plist", FileSystem::real());
-        ASSERT_TRUE(book->put({.identifier = "ada",
-                               .displayName = "Ada",
-                               .fullName = {},
-                               .addresses = {"ada@example.org"},
-                               .server = {}}));
+        ASSERT_TRUE(book->put({.identifier = "ada", .displayName = "Ada", .identities = {{"", "ada@example.org"}}}));
     }
     const auto engine = MailEngine::open({.dataFolder = folder.path()});
     ASSERT_TRUE(engine) << engine.error().description;

@@ -245,8 +245,7 @@ TEST_F(LibraryChanges, MailboxesThatOthersMakeAndRemoveComeAndGo) {
 
 TEST_F(LibraryChanges, NewAccountsAreTakenUp) {
     open();
-    ASSERT_TRUE(book_->put(
-        {.identifier = "eve", .displayName = "Eve", .fullName = {}, .addresses = {"eve@example.org"}, .server = {}}));
+    ASSERT_TRUE(book_->put({.identifier = "eve", .displayName = "Eve", .identities = {{"", "eve@example.org"}}}));
     library_->accountsDidChange();
     EXPECT_THAT(library_->mailAccounts(), SizeIs(3));
     EXPECT_TRUE(library_->add(box("eve/INBOX"), mail("hello"), {}, {100}));

@@ -30,11 +30,8 @@ protected:
         book_ = *AccountBook::open(dataFolder_ / "Accounts.plist", files);
         for (const std::string name : {"ada", "ben"}) {
             if (book_->find(name)) continue;
-            ASSERT_TRUE(book_->put({.identifier = name,
-                                    .displayName = name,
-                                    .fullName = {},
-                                    .addresses = {name + "@example.org"},
-                                    .server = {}}));
+            ASSERT_TRUE(
+                book_->put({.identifier = name, .displayName = name, .identities = {{"", name + "@example.org"}}}));
         }
         auto opened = MailLibrary::open(dataFolder_, book_, files);
         ASSERT_TRUE(opened) << opened.error().description;

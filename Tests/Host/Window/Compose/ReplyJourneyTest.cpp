@@ -36,7 +36,7 @@ class ReplyJourney : public ComposeJourney {
 protected:
     void SetUp() override {
         auto ada = localAccount("ada", "Ada Lovelace", "ada@example.org");
-        ada.addresses.push_back("ada@second.example");
+        ada.identities.push_back({"Ada Lovelace", "ada@second.example"});
         TemporaryHostOptions options;
         options.accounts = {localAccount("ben", "Ben Nevis", "ben@example.org"), ada,
                             localAccount("cy", "Cy", "cy@example.org")};

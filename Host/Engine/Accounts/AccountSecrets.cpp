@@ -1,0 +1,108 @@
+#include "Accounts/AccountSecrets.h"
+
+#include <mutex>
+
+#include "AccountRecord.h"
+#include "Foundation/Log.h"
+#include "Keychain/Keychain.h"
+#include "Platform.h"
+#include "Smtp/PasswordCommand.h"
+
+namespace qs {
+
+namespace {
+
+constexpr const char* kErrorDomain = "AccountSecrets";
+constexpr const char* kKeychainService = "Quillstead mail account";
+
+struct Tokens {
+    std::mutex lock;
+    AccessTokenSource source;
+};
+
+Tokens& tokens() {
+    static Tokens tokens;
+    return tokens;
+}
+
+KeychainName itemOf(std::string_view identifier, ServerSide side) {
+    return KeychainName::service(kKeychainService,
+                                 std::string(identifier) + (side == ServerSide::Incoming ? ".incoming" : ".outgoing"));
+}
+
+// The keychain's own sentence tells what happened, but not to which account.
+Error withName(Error error, const AccountRecord& account) {
+    if (keychainError(error) == KeychainError::Missing)
+        error.description = "There is no password for “" + account.displayName +
+                            "” in the keychain. Enter it in the preferences, under Accounts.";
+    else
+        error.description = "The password of “" + account.displayName + "” could not be read. " + error.description;
+    return error;
+}
+
+Result<std::string> fromKeychain(const AccountRecord& account, ServerSide side) {
+    const auto keychain = Platform::current().keychain;
+    if (!keychain) return failure(kErrorDomain, 1, "There is no keychain to take the password from.");
+    auto secret = keychain->read(itemOf(account.identifier, side));
+    if (!secret) return failure(withName(secret.error(), account));
+    DDLog::maskSecret(*secret);
+    return secret;
+}
+
+Result<std::string> token(const AccountRecord& account) {
+    AccessTokenSource source;
+    {
+        const std::lock_guard hold(tokens().lock);
+        source = tokens().source;
+    }
+    if (!source)
+        return failure(kErrorDomain, 2,
+                       "“" + account.displayName + "” signs in by the browser, and that is not set up yet.");
+    auto token = source(account);
+    if (token) DDLog::maskSecret(*token);
+    return token;
+}
+
+template <class Server>
+Result<std::string> secretOf(const AccountRecord& account, const Server& server, ServerSide side) {
+    if (server.user.empty()) return std::string();
+    if (server.authentication == ServerAuthentication::XOAuth2) return token(account);
+    if (!server.passwordCommand.empty()) return runPasswordCommand(server.passwordCommand);
+    return fromKeychain(account, side);
+}
+
+}  // namespace
+
+void setAccessTokenSource(AccessTokenSource source) {
+    const std::lock_guard hold(tokens().lock);
+    tokens().source = std::move(source);
+}
+
+Result<std::string> account_secrets::secretFor(const AccountRecord& account, ServerSide side) {
+    if (side == ServerSide::Incoming)
+        return account.incoming ? secretOf(account, *account.incoming, side) : Result<std::string>(std::string());
+    if (!account.outgoing) return std::string();
+    const SubmissionServer& server = *account.outgoing;
+    const bool isShared = account.incoming && !account.hasOwnOutgoingPassword && server.passwordCommand.empty() &&
+                          server.authentication == ServerAuthentication::Password && !server.user.empty();
+    return isShared ? secretFor(account, ServerSide::Incoming) : secretOf(account, server, side);
+}
+
+Result<void> account_secrets::keep(std::string_view identifier, ServerSide side, std::string_view password) {
+    const auto keychain = Platform::current().keychain;
+    if (!keychain) return failure(kErrorDomain, 1, "There is no keychain to keep the password in.");
+    DDLog::maskSecret(password);
+    return keychain->write(itemOf(identifier, side), password);
+}
+
+void account_secrets::forget(std::string_view identifier) {
+    const auto keychain = Platform::current().keychain;
+    if (!keychain) return;
+    for (const ServerSide side : {ServerSide::Incoming, ServerSide::Outgoing}) {
+        const auto removed = keychain->remove(itemOf(identifier, side));
+        if (!removed && keychainError(removed.error()) != KeychainError::Missing)
+            logWarning("a password stays in the keychain: " + removed.error().description);
+    }
+}
+
+}  // namespace qs

@@ -1,0 +1,35 @@
+// Where the secrets of accounts come from: passwords from the keychain or from a command of the person's, access tokens
+// from whoever keeps them fresh. Safe from every thread, but blocking for seconds: not from the main thread.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "Foundation/Result.h"
+
+namespace qs {
+
+struct AccountRecord;
+
+enum class ServerSide { Incoming, Outgoing };
+
+// Gives the access token of an account that signs in with OAuth 2, refreshed where need be. A port: the OAuth 2 client
+// puts itself here. Called from every thread; may block.
+using AccessTokenSource = std::function<Result<std::string>(const AccountRecord&)>;
+void setAccessTokenSource(AccessTokenSource source);  // main thread; empty: such accounts can't sign in
+
+namespace account_secrets {
+
+// The password, or with XOAUTH2 the access token, masked in the log from now on. Empty for a server without a user. An
+// error is a sentence for the person; of the keychain's domain where its code tells "missing" from "locked" and
+// "unreachable".
+Result<std::string> secretFor(const AccountRecord& account, ServerSide side);
+// Into the keychain, under the account's name.
+Result<void> keep(std::string_view identifier, ServerSide side, std::string_view password);
+// Both, as far as they are there.
+void forget(std::string_view identifier);
+
+}  // namespace account_secrets
+
+}  // namespace qs
