@@ -40,11 +40,35 @@ missing_node() {
     printf '%s\n' nodejs npm
 }
 
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
 # apt_get <words>...: non-interactive, as root, waiting for another installation to end.
 apt_get() {
-    local command=(env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 "$@")
-    [ "$(id -u)" -eq 0 ] || command=(sudo "${command[@]}")
-    "${command[@]}" </dev/null
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 "$@" </dev/null
+}
+
+# apt_get_quietly <words>...: the same, and no service that comes with a package is started: tests start servers of
+# their own. A policy of the machine's own is left as it is.
+apt_get_quietly() (
+    policy=/usr/sbin/policy-rc.d
+    if [ ! -e "$policy" ]; then
+        trap 'as_root rm -f "$policy"' EXIT
+        printf '#!/bin/sh\nexit 101\n' | as_root tee "$policy" >/dev/null && as_root chmod 755 "$policy"
+    fi
+    apt_get "$@"
+)
+
+# Servers among the packages are not started now, but the machine would start them with its next boot.
+say_how_to_keep_servers_off() {
+    local server found=()
+    for server in dovecot postgresql; do
+        [[ " $* " == *" $server"* ]] && found+=("$server")
+    done
+    [ "${#found[@]}" -gt 0 ] || return 0
+    say "Only the tests need the servers ${found[*]}. To keep the machine from starting its own at the next boot:"
+    say "    sudo systemctl disable ${found[*]}"
 }
 
 # ensure_packages <list file>...: installs what is missing. Asks for root only when something is.
@@ -65,10 +89,11 @@ ensure_packages() {
     mkdir -p "$root/build"
     # A stale list of one archive need not stop us: the installation tells whether all was found.
     apt_get update >"$log" 2>&1 || say "The package lists could not all be renewed; trying with what is there."
-    if ! apt_get install -y --no-install-recommends --no-remove "${missing[@]}" >>"$log" 2>&1; then
+    if ! apt_get_quietly install -y --no-install-recommends --no-remove "${missing[@]}" >>"$log" 2>&1; then
         tail -n 20 "$log" >&2
         fail "Some packages could not be installed; build/setup.log has the whole story."
     fi
+    say_how_to_keep_servers_off "${missing[@]}"
 }
 
 # configure <preset>
