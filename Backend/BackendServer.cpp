@@ -133,7 +133,7 @@ private:
 
     void respond(HttpServerRequest request, const std::function<void(HttpServerResponse)>& reply) {
         Call facts{request, RunLoop::main().now(), peerOf(request, ground_.configuration.trustedProxies)};
-        if (request.rawPath.starts_with(kPixelPath)) return reply(answerPixel(facts));
+        if (request.rawPath.starts_with(kPixelPath)) return answerPixel(facts, reply);
         const RouteEntry& entry = *findRoute(request);
         if (workers_->waitingAndRunning() > kMostWaiting) {
             count(entry.name, 503);
@@ -153,15 +153,20 @@ private:
     }
 
     // Alike for ids that are known, unknown, zero or none at all.
-    HttpServerResponse answerPixel(const Call& call) {
+    void answerPixel(const Call& call, const std::function<void(HttpServerResponse)>& reply) {
         if (call.http.method != "GET") {
             count("pixel", 405);
-            return HttpServerResponse::text(405, "This is not how to ask for this.");
+            return reply(HttpServerResponse::text(405, "This is not how to ask for this."));
         }
         count("pixel", 200);
-        if (auto uuid = pixelId(std::string_view(call.http.rawPath).substr(kPixelPath.size())))
-            opens_.add({std::move(*uuid), call.now, call.peer, call.http.header("User-Agent").substr(0, 512)});
-        return pixelAnswer();
+        auto uuid = pixelId(std::string_view(call.http.rawPath).substr(kPixelPath.size()));
+        if (!uuid) return reply(pixelAnswer());
+        ++underWay_;
+        opens_.add({std::move(*uuid), call.now, call.peer, call.http.header("User-Agent").substr(0, 512)},
+                   [this, reply] {
+                       --underWay_;
+                       reply(pixelAnswer());
+                   });
     }
 
     void count(std::string_view route, int status) {

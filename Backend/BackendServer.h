@@ -23,7 +23,7 @@ public:
     // Opens the database, listens and answers. Fails with a sentence for whoever runs the server.
     static Result<std::unique_ptr<BackendServer>> start(const BackendConfiguration& configuration, FileSystem& files,
                                                         const Options& options);
-    virtual ~BackendServer() = default;  // at once; opens that were not written yet are lost
+    virtual ~BackendServer() = default;  // at once; what was not answered yet is lost
 
     virtual int port() const = 0;
     virtual int metricsPort() const = 0;  // 0: none

@@ -12,7 +12,7 @@ namespace qs {
 
 namespace {
 
-constexpr TimeInterval kCollecting = 0.25;
+constexpr TimeInterval kPatience = 1;  // of whoever looks at the mail
 constexpr TimeInterval kAfterFailure = 5;
 constexpr std::size_t kMostCollected = 100'000;
 constexpr std::size_t kBatch = 5000;  // fetches a transaction
@@ -32,38 +32,73 @@ OpenLog::OpenLog(Ground ground) : ground_(std::move(ground)) {}
 
 OpenLog::~OpenLog() {
     *alive_ = false;
-    if (timer_) timer_->invalidate();
+    for (const TimerRef& timer : {retry_, patience_})
+        if (timer) timer->invalidate();
 }
 
-void OpenLog::add(PixelFetch fetch) {
+void OpenLog::add(PixelFetch fetch, Block answer) {
+    std::int64_t number = 0;
     {
         const std::lock_guard guard(lock_);
-        if (collected_.size() >= kMostCollected) return ground_.metrics.add(nameOf(LogOutcome::Dropped));
-        collected_.push_back(std::move(fetch));
+        if (collected_.size() < kMostCollected) {
+            collected_.push_back(std::move(fetch));
+            number = ++lastNumber_;
+        }
     }
-    if (!timer_) writeSoon(kCollecting);
+    if (number == 0) ground_.metrics.add(nameOf(LogOutcome::Dropped));
+    if (number == 0 || isAway_) return answer();
+    waiting_.push_back({number, std::move(answer)});
+    if (!patience_)
+        patience_ = RunLoop::main().after(kPatience, [this] {
+            patience_.reset();
+            answerUpTo(lastNumber_);
+        });
+    beginWriting();
 }
 
-void OpenLog::writeSoon(TimeInterval seconds) {
-    timer_ = RunLoop::main().after(seconds, [this, alive = alive_] {
-        ground_.runElsewhere([this, alive] {
-            const bool isWritten = write();
-            RunLoop::main().post([this, alive, isWritten] {
-                if (!*alive) return;
-                timer_.reset();
-                const std::lock_guard guard(lock_);
-                if (!collected_.empty()) writeSoon(isWritten ? kCollecting : kAfterFailure);
-            });
+void OpenLog::beginWriting() {
+    if (std::exchange(isWriting_, true)) return;
+    ground_.runElsewhere([this, alive = alive_] {
+        const bool isWritten = write();
+        RunLoop::main().post([this, alive, isWritten] {
+            if (*alive) writingEnded(isWritten);
         });
     });
+}
+
+void OpenLog::writingEnded(bool isWritten) {
+    isWriting_ = false;
+    isAway_ = !isWritten;
+    bool isEmpty = true;
+    {
+        const std::lock_guard guard(lock_);
+        isEmpty = collected_.empty();
+    }
+    if (isEmpty) return;
+    if (isWritten) return beginWriting();
+    if (retry_) retry_->invalidate();
+    retry_ = RunLoop::main().after(kAfterFailure, [this] { beginWriting(); });
+}
+
+void OpenLog::answerUpTo(std::int64_t number) {
+    while (!waiting_.empty() && waiting_.front().number <= number) {
+        const Block give = std::move(waiting_.front().give);
+        waiting_.pop_front();
+        give();
+    }
+    if (!waiting_.empty() || !patience_) return;
+    patience_->invalidate();
+    patience_.reset();
 }
 
 bool OpenLog::write() {
     const std::lock_guard writing(writingLock_);
     std::vector<PixelFetch> all;
+    std::int64_t last = 0;
     {
         const std::lock_guard guard(lock_);
         all.swap(collected_);
+        last = lastNumber_;
     }
     std::size_t done = 0;
     while (done < all.size()) {
@@ -72,11 +107,16 @@ bool OpenLog::write() {
         if (!writeBatch({from, from + static_cast<std::ptrdiff_t>(count)})) break;
         done += count;
     }
-    if (done == all.size()) return true;
-    all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(done));
-    const std::lock_guard guard(lock_);
-    collected_.insert(collected_.begin(), all.begin(), all.end());
-    return false;
+    const bool isWritten = done == all.size();
+    if (!isWritten) {
+        all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(done));
+        const std::lock_guard guard(lock_);
+        collected_.insert(collected_.begin(), all.begin(), all.end());
+    }
+    RunLoop::main().post([this, alive = alive_, last] {
+        if (*alive) answerUpTo(last);
+    });
+    return isWritten;
 }
 
 bool OpenLog::writeBatch(const std::vector<PixelFetch>& batch) {
