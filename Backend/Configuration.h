@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,6 +31,7 @@ struct BackendConfiguration {
 
     std::string mailFrom;
     std::filesystem::path mailFolder;  // a Maildir that letters are put into; used unless `smtp` has a host
+    std::map<std::string, std::filesystem::path> mailFolders;  // by address, for whom another Maildir is meant
     SubmissionServer smtp;
 
     std::filesystem::path placeDatabase;

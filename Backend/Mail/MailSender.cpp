@@ -32,26 +32,35 @@ private:
 
 class FolderSender : public MailSender {
 public:
-    FolderSender(std::filesystem::path folder, FileSystem& files) : folder_(std::move(folder)), files_(files) {}
+    FolderSender(const BackendConfiguration& configuration, FileSystem& files)
+        : folder_(configuration.mailFolder), folderOf_(configuration.mailFolders), files_(files) {}
 
-    Result<void> prepare() {
+    Result<void> prepare(const std::filesystem::path& folder) {
         for (const char* part : {"cur", "new", "tmp"})
-            if (auto made = files_.makeFolder(folder_ / part); !made) return failed(made);
+            if (auto made = files_.makeFolder(folder / part); !made) return made;
         return {};
     }
+    Result<void> prepare() { return prepare(folder_); }
 
     SendOutcome send(const OutgoingLetter& letter) override {
-        const std::string name = hexadecimal(randomDataWithBytes(16)) + ".quillstead-backend";
-        auto done = files_.writeNew(folder_ / "tmp" / name, letter.content);
-        if (done) done = files_.rename(folder_ / "tmp" / name, folder_ / "new" / name);
-        if (done) done = files_.syncFolder(folder_ / "new");
+        const auto found = folderOf_.find(letter.to);
+        const auto done = put(letter.content, found == folderOf_.end() ? folder_ : found->second);
         if (done) return SendOutcome::Sent;
         logError("A letter can't be written: " + done.error().description);
         return SendOutcome::Later;
     }
 
 private:
+    Result<void> put(const std::string& content, const std::filesystem::path& folder) {
+        if (auto prepared = prepare(folder); !prepared) return prepared;
+        const std::string name = hexadecimal(randomDataWithBytes(16)) + ".quillstead-backend";
+        if (auto written = files_.writeNew(folder / "tmp" / name, content); !written) return written;
+        if (auto moved = files_.rename(folder / "tmp" / name, folder / "new" / name); !moved) return moved;
+        return files_.syncFolder(folder / "new");
+    }
+
     const std::filesystem::path folder_;
+    const std::map<std::string, std::filesystem::path> folderOf_;
     FileSystem& files_;
 };
 
@@ -59,7 +68,7 @@ private:
 
 Result<std::unique_ptr<MailSender>> MailSender::make(const BackendConfiguration& configuration, FileSystem& files) {
     if (!configuration.smtp.host.empty()) return std::make_unique<SmtpSender>(configuration.smtp);
-    auto sender = std::make_unique<FolderSender>(configuration.mailFolder, files);
+    auto sender = std::make_unique<FolderSender>(configuration, files);
     if (auto prepared = sender->prepare(); !prepared) return failed(prepared);
     return sender;
 }

@@ -10,6 +10,7 @@
 #include "ControlSocket.h"
 #include "DataFolder.h"
 #include "DeliveryService.h"
+#include "Demo/DemoBackend.h"
 #include "Demo/DemoData.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Format.h"
@@ -75,6 +76,7 @@ private:
             control_ = std::move(*control);
         else
             logWarning(control.error().description);
+        startDemoBackend();
         if (auto opened = openEngine(); !opened) return opened;
         application_ = MailApplication::make(*engine_);
         application_->setQuitHandler([this] { stop(); });
@@ -114,6 +116,18 @@ private:
         server_ = std::move(*server);
         if (!options_.port) settings->setObject(std::int64_t{server_->port()}, kLastPort);
         return {};
+    }
+
+    // Before the mail is opened, to get ready meanwhile. Without it the demo goes on as it can.
+    void startDemoBackend() {
+        if (!data_.isDemo || options_.noPlugIn) return;
+        demoBackend_ = std::make_unique<DemoBackend>(data_.path, programFolder_ / "quillstead-backend");
+        if (auto started = demoBackend_->start(); !started) noteWithoutBackend(started.error());
+    }
+
+    void noteWithoutBackend(const Error& error) {
+        logWarning("The demo has no backend for read tracking: " + error.description);
+        demoBackend_.reset();
     }
 
     Result<void> openEngine() {
@@ -158,6 +172,8 @@ private:
             tell("The plug-in was uninstalled; --reinstall brings it back.");
             giveHeldMailBack();
         }
+        if (demoBackend_)
+            if (auto introduced = demoBackend_->introduce(); !introduced) noteWithoutBackend(introduced.error());
         // The loader has logged them; mail goes on without.
         for (auto& sentence : bundles_.loadAll({data_.path / "Bundles"}))
             application_->addNotice(std::move(sentence));
@@ -224,6 +240,7 @@ private:
         DDLog::addLogger(DDTTYLogger::sharedInstance());  // a plug-in takes away what it added, too
         application_.reset();
         engine_.reset();
+        demoBackend_.reset();
         HostInstances::current() = {};
         removeStartPage(data_.path);
         stopSignals_.reset();
@@ -245,6 +262,7 @@ private:
     std::unique_ptr<MailEngine> engine_;
     std::shared_ptr<MailApplication> application_;
     BundleLoader bundles_;
+    std::unique_ptr<DemoBackend> demoBackend_;
 };
 
 // What a second start is for: the page of the program that runs already, or an address for it.

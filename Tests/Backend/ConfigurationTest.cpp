@@ -70,6 +70,10 @@ TEST(BackendOptions, AskForOneWayToRun) {
                                                   {"--config", "a", "--demo", "b"},
                                                   {"--demo", "a", "--port", "x"},
                                                   {"--demo", "a", "--port", "70000"},
+                                                  {"--demo", "a", "--inbox", "ada@example.org"},
+                                                  {"--demo", "a", "--inbox", "=/mail"},
+                                                  {"--config", "a", "--inbox", "ada@example.org=/mail"},
+                                                  {"--config", "a", "--account", "ada@example.org"},
                                                   {"--nonsense"},
                                                   {"file"}})
         EXPECT_FALSE(parseBackendOptions(wrong)) << ::testing::PrintToString(wrong);

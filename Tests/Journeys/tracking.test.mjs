@@ -1,80 +1,192 @@
-// The account at a backend and read tracking: signed in after a refusal, a tracked message is registered when it was
-// delivered, and untracked ones tell nothing.
+// The demo's own backend and read tracking: an account by sign-up, letter and confirmation; a tracked message that the
+// other person opens, and what its sender learns; the backend's end with the program.
 import assert from 'node:assert/strict';
-import { createServer } from 'node:http';
+import { execFileSync } from 'node:child_process';
+import { readFileSync, readdirSync } from 'node:fs';
+import { get } from 'node:http';
+import { join } from 'node:path';
 import { after, before, test } from 'node:test';
-import { axeFaults, row, startBrowser, write } from './support/browser.mjs';
+import { axeFaults, chooseMailbox, row, shownText, startBrowser, write } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
 before(async () => (browser = await startBrowser()));
 after(() => browser?.close());
 
-/** A backend that knows one person and notes what it is asked. */
-async function startBackend(t) {
-  const known = `Basic ${Buffer.from('mira@quillstead.example:s3cret!').toString('base64')}`;
-  const asked = [];
-  const server = createServer((request, answer) => {
-    let body = '';
-    request.on('data', (part) => (body += part));
-    request.on('end', () => {
-      const path = request.url.split('?')[0];
-      asked.push({ what: `${request.method} ${path}`, body });
-      const isKnown = request.headers.authorization === known;
-      const profile = path === '/api/v1/profile' ? { id: 3, name: 'Mira Halloran' } : [];
-      answer.writeHead(isKnown ? 200 : 401, { 'Content-Type': 'application/json' });
-      answer.end(JSON.stringify(isKnown ? profile : { error: 'Email or password is wrong.' }));
-    });
-  });
-  await new Promise((done) => server.listen(0, '127.0.0.1', done));
-  t.after(() => server.close());
-  return { address: `http://127.0.0.1:${server.address().port}`, asked };
-}
+const thunderbird = 'Mozilla/5.0 (X11; Linux x86_64; rv:115.0) Gecko/20100101 Thunderbird/115.4.1';
 
-test('signed in, tracked, registered', async (t) => {
-  const backend = await startBackend(t);
-  const host = await startHost(t, { args: ['--demo'] });
-  const page = await browser.open(t, host);
-  await row(page, 'Ten years').waitFor();
-  const before = await write(page, 'Before');
-  assert.equal(await before.getByLabel('Track').count(), 0, 'nobody is offered what cannot work');
-  await page.keyboard.press('Control+Enter');
-  await before.waitFor({ state: 'detached' });
-
+async function accountSettings(page) {
   await page.keyboard.press('Control+,');
   const preferences = page.locator('.preferences');
   await preferences.getByText('Quillstead', { exact: true }).first().click();
-  await preferences.getByLabel('Backend').fill(backend.address);
-  await preferences.getByLabel('Backend').press('Tab');
-  await preferences.getByRole('button', { name: 'Sign in…' }).click();
-  const sheet = page.getByRole('dialog', { name: 'Sign in to Quillstead' });
-  await sheet.getByLabel('Email').fill('mira@quillstead.example');
-  await sheet.getByLabel('Password').fill('wrong');
-  await page.keyboard.press('Enter');
-  const alert = page.getByRole('alertdialog').filter({ hasText: 'Sign in Error' });
-  await alert.getByText('Email or password is wrong.').waitFor();
-  await page.keyboard.press('Enter');
-  await alert.waitFor({ state: 'detached' });
-  assert.equal(await sheet.getByLabel('Password').inputValue(), '');
-  assert.equal(await sheet.getByLabel('Email').inputValue(), 'mira@quillstead.example');
-  assert.deepEqual(await axeFaults(page), []);
-  await sheet.getByLabel('Password').fill('s3cret!');
-  await page.keyboard.press('Enter');
-  await sheet.waitFor({ state: 'detached' });
-  await preferences.getByText('Signed in as Mira Halloran').waitFor();
-  await preferences.getByRole('button', { name: 'Close the preferences' }).click();
+  return preferences;
+}
 
-  const compose = await write(page, 'Did you see?');
-  await compose.getByLabel('Track').check();
+const closed = (preferences) => preferences.getByRole('button', { name: 'Close the preferences' }).click();
+
+async function send(page, compose, { tracked }) {
+  if (tracked) await compose.getByLabel('Track').check();
   await compose.locator('.subject-input').focus();
   await page.keyboard.press('Control+Enter');
   await compose.waitFor({ state: 'detached' });
-  const registered = () => backend.asked.filter(({ what }) => what === 'POST /api/v1/tracking');
-  for (let tries = 0; tries < 300 && registered().length === 0; ++tries) await new Promise((done) => setTimeout(done, 100));
-  assert.equal(registered().length, 1, 'the one before was not tracked');
-  const [{ uuid, messageID }] = JSON.parse(registered()[0].body).pixels;
-  assert.match(uuid, /^[0-9A-F-]{36}$/);
-  assert.ok(messageID);
+  await chooseMailbox(page, 'mira/INBOX');
+}
+
+/** The messages of that subject in an inbox, as they lie there. */
+function messagesIn(inbox, subject) {
+  const files = ['new', 'cur'].flatMap((part) => readdirSync(join(inbox, part)).map((name) => join(inbox, part, name)));
+  return files.map((file) => readFileSync(file, 'utf8')).filter((text) => text.includes(`Subject: ${subject}\r\n`));
+}
+
+/** What somebody else's mail program asks for when it shows the picture. */
+const fetchPicture = (address) =>
+  new Promise((done, fail) => {
+    get(address, { headers: { 'User-Agent': thunderbird } }, (answer) => {
+      answer.resume().on('end', () => done(answer.statusCode));
+    }).on('error', fail);
+  });
+
+/** The plug-in's records, as its store keeps them. */
+const records = (host, entity) =>
+  JSON.parse(
+    execFileSync(
+      join(process.env.QS_BUILD_DIR, 'bin', 'quillstead-store'),
+      [join(host.data, 'Documents', 'QuillsteadData.sqlite'), '--dump', entity],
+      { encoding: 'utf8' },
+    ),
+  )[entity];
+
+async function eventually(what, check) {
+  for (let tries = 0; tries < 300; ++tries) {
+    const found = check();
+    if (found) return found;
+    await new Promise((done) => setTimeout(done, 100));
+  }
+  throw new Error(`This never came: ${what}`);
+}
+
+test('signing up: a letter comes, its link confirms, and the account works', async (t) => {
+  const host = await startHost(t);
+  const page = await browser.open(t, host);
+  await row(page, 'Ten years').waitFor();
+  const preferences = await accountSettings(page);
+  await preferences.getByText(/Signed in as .*mira@quillstead\.example/).waitFor();
+  await preferences.getByRole('button', { name: 'Sign out' }).click();
+  await preferences.getByText('Nobody is signed in.').waitFor();
+
+  await preferences.getByRole('button', { name: 'Register…' }).click();
+  const registration = page.getByRole('dialog', { name: 'Create a Quillstead account' });
+  await registration.getByLabel('Email').fill('tobias@quillstead.example');
+  await registration.getByLabel('Password', { exact: true }).fill('first try');
+  await registration.getByLabel('Password again').fill('first try');
+  assert.deepEqual(await axeFaults(page), []);
+  await page.keyboard.press('Enter');
+  const hint = page.getByRole('dialog', { name: /^To validate your email address/ });
+  await hint.locator('.popover-buttons button').first().click(); // its words change
+  await registration.waitFor({ state: 'detached' });
+  await closed(preferences);
+
+  await chooseMailbox(page, 'tobias/INBOX');
+  await row(page, 'Please confirm your address').click();
+  const opened = page.context().waitForEvent('page');
+  await shownText(page).getByRole('link', { name: /\/confirm\?token=/ }).click();
+  const confirmation = await opened;
+  await confirmation.getByRole('button', { name: 'Confirm' }).click();
+  await confirmation.getByRole('heading', { name: 'Your account is ready' }).waitFor();
+  await confirmation.close();
+
+  await chooseMailbox(page, 'mira/INBOX');
+  await accountSettings(page);
+  await preferences.getByRole('button', { name: 'Sign in…' }).click();
+  const sheet = page.getByRole('dialog', { name: 'Sign in to Quillstead' });
+  await sheet.getByLabel('Email').fill('tobias@quillstead.example');
+  await sheet.getByLabel('Password').fill('another one');
+  await page.keyboard.press('Enter');
+  const alert = page.getByRole('alertdialog').filter({ hasText: 'Sign in Error' });
+  await alert.getByText('The email address or the password is wrong.').waitFor();
+  await page.keyboard.press('Enter');
+  await alert.waitFor({ state: 'detached' });
+  assert.equal(await sheet.getByLabel('Password').inputValue(), '');
+  await sheet.getByLabel('Password').fill('first try');
+  await page.keyboard.press('Enter');
+  await sheet.waitFor({ state: 'detached' });
+  await preferences.getByText('Signed in as tobias@quillstead.example.').waitFor();
+  assert.deepEqual(page.faults, []);
+});
+
+test('where nobody is signed in, nobody is offered to track', async (t) => {
+  const host = await startHost(t);
+  const page = await browser.open(t, host);
+  await row(page, 'Ten years').waitFor();
+  const preferences = await accountSettings(page);
+  await preferences.getByRole('button', { name: 'Sign out' }).click();
+  await preferences.getByText('Nobody is signed in.').waitFor();
+  await closed(preferences);
+  const compose = await write(page, 'Before');
+  assert.equal(await compose.getByLabel('Track').count(), 0);
+});
+
+test('a tracked message: its sender learns who opened it, and not of looking at it himself', async (t) => {
+  const host = await startHost(t, { args: ['--demo', '--virtual-clock', String(Math.floor(Date.now() / 1000))] });
+  const page = await browser.open(t, host);
+  for (const [subject, tracked] of [['Untold', false], ['Did you see?', true], ['Answer me', true]])
+    await send(page, await write(page, subject, 'Have a look.'), { tracked });
+  const inbox = join(host.data, 'Mail', 'tobias');
+  const message = await eventually('the message', () => messagesIn(inbox, 'Did you see?')[0]);
+  const [uuid] = /^[0-9A-F-]{36}$/m.exec(/^X-Quillstead-Tracking-UUID: (.*)\r$/m.exec(message)[1]);
+  const [pixel] = new RegExp(`http://[0-9.:]+/tracking/${uuid}`).exec(message.replaceAll('=\r\n', ''));
+
+  // One's own copy, first in the list of what was sent.
+  await chooseMailbox(page, 'mira/Sent');
+  await row(page, 'Did you see?').click();
+  await shownText(page).getByText('Have a look.').waitFor();
+  // The other person's mail program shows the picture, twice.
+  assert.equal(await fetchPicture(pixel), 200);
+  assert.equal(await fetchPicture(pixel), 200);
+  // This person blocks pictures, and answers.
+  await chooseMailbox(page, 'tobias/INBOX');
+  await row(page, 'Answer me').click();
+  await shownText(page).getByText('Have a look.').waitFor();
+  await page.keyboard.press('r');
+  const answer = page.locator('.compose');
+  await answer.waitFor();
+  await send(page, answer, { tracked: false });
+  await row(page, 'Re: Answer me').waitFor();
+
+  assert.equal(await host.ask('advance 61'), 'done');
   assert.deepEqual(page.faults, []);
   assert.equal(host.errors, '');
+  await host.stop();
+
+  const pixels = records(host, 'TrackingPixel');
+  assert.equal(pixels.length, 2, 'the first one was not tracked');
+  assert.ok(pixels.every(({ isRemote, messageID }) => isRemote && messageID));
+  const opensOf = (id) => {
+    const { _id } = pixels.find((each) => each.uuid === id);
+    return records(host, 'TrackingPixelOpen').filter((open) => open.pixel === _id);
+  };
+  const opens = opensOf(uuid);
+  assert.equal(opens.length, 2, 'those of the other person alone');
+  assert.deepEqual(new Set(opens.map(({ userAgent }) => userAgent)), new Set(['Linux | Thunderbird 115']));
+  assert.equal(new Set(opens.map(({ date }) => date)).size, 2);
+  const answered = opensOf(pixels.find((each) => each.uuid !== uuid).uuid);
+  assert.equal(answered.length, 1, 'who answers has read it');
+  assert.equal(answered[0].userAgent, null);
+});
+
+test('the backend ends with the program, also when that is killed, and comes back at the same place', async (t) => {
+  const host = await startHost(t);
+  const address = `http://127.0.0.1:${readFileSync(join(host.data, 'Backend', 'port'), 'utf8')}/`;
+  const answers = () => fetchPicture(address).then(() => true, () => false);
+  assert.ok(await answers());
+  await host.stop('SIGKILL');
+  for (let tries = 0; tries < 100 && (await answers()); ++tries) await new Promise((done) => setTimeout(done, 100));
+  assert.equal(await answers(), false);
+  await host.start();
+  assert.ok(await answers());
+  assert.deepEqual(await host.stop(), { code: 0, signal: null }, host.errors);
+  assert.equal(await answers(), false);
+  host.args = ['--demo', '--no-plugin'];
+  await host.start();
+  assert.equal(await answers(), false, 'without the plug-in there is nobody to ask it');
 });

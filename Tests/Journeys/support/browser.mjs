@@ -56,7 +56,7 @@ export async function chooseFromMenu(page, menu, item) {
 /** Begins a message from Mira, for Tobias unless somebody else is named, and leaves it open. */
 export async function write(page, subject, text = '', to = 'tobias@quillstead.example') {
   await row(page, 'Ten years').waitFor();
-  await page.keyboard.press('c');
+  await page.getByRole('button', { name: 'New', exact: true }).click();
   const compose = page.locator('.compose');
   await compose.waitFor();
   await page.getByLabel('From', { exact: true }).selectOption('mira');
