@@ -16,35 +16,49 @@
 
 namespace qs {
 
-namespace {
-
-Reply askOver(int port, const std::string& request) {
+std::unique_ptr<TestConnection> connectTo(int port) {
     const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    TestConnection connection(descriptor);
+    auto connection = std::make_unique<TestConnection>(descriptor);
     const void* plain = &address;
-    if (::connect(descriptor, static_cast<const sockaddr*>(plain), sizeof address) != 0) return {};
+    if (::connect(descriptor, static_cast<const sockaddr*>(plain), sizeof address) != 0) connection->hangUp();
+    return connection;
+}
+
+Reply askOver(TestConnection& connection, const std::string& request) {
     Reply reply;
     if (!connection.write(request)) return reply;
-    for (auto line = connection.readLine(); line && *line != "\r\n"; line = connection.readLine()) {
+    int status = 0;
+    for (auto line = connection.readLine(); line != "\r\n"; line = connection.readLine()) {
+        if (!line) return {};
         reply.head += *line;
         const auto colon = line->find(':');
-        if (reply.status == 0)
-            std::from_chars(line->data() + line->find(' ') + 1, line->data() + line->size(), reply.status);
+        if (status == 0)
+            std::from_chars(line->data() + line->find(' ') + 1, line->data() + line->size(), status);
         else if (colon != std::string::npos)
             reply.headers[asciiLowered(line->substr(0, colon))] = trimmedAscii(line->substr(colon + 1));
     }
     std::size_t length = 0;
     const std::string& text = reply.headers["content-length"];
     std::from_chars(text.data(), text.data() + text.size(), length);
-    reply.body = connection.read(length).value_or("");
+    if (auto body = connection.read(length)) {
+        reply.body = std::move(*body);
+        reply.status = status;
+    }
     return reply;
 }
 
-}  // namespace
+std::string requestOf(const Question& question) {
+    std::string request = question.method + " " + question.path + " HTTP/1.1\r\nHost: backend.example\r\n";
+    for (const auto& [name, value] : question.headers)
+        request += name + ": " + value + "\r\n";
+    if (!question.body.empty() || question.method == "POST")
+        request += "Content-Length: " + std::to_string(question.body.size()) + "\r\n";
+    return request + "\r\n" + question.body;
+}
 
 Value Reply::json() const { return parseJson(body).value_or(Value()); }
 
@@ -79,17 +93,13 @@ void BackendFixture::jump(TimeInterval seconds) {
 }
 
 Reply BackendFixture::ask(const Question& question) {
-    std::string request = question.method + " " + question.path + " HTTP/1.1\r\nHost: backend.example\r\n";
-    for (const auto& [name, value] : question.headers)
-        request += name + ": " + value + "\r\n";
-    if (!question.body.empty() || question.method == "POST")
-        request += "Content-Length: " + std::to_string(question.body.size()) + "\r\n";
-    request += "Connection: close\r\n\r\n" + question.body;
+    Question last = question;
+    last.headers.emplace_back("Connection", "close");
     const int port = question.port != 0 ? question.port : server_->port();
     Reply reply;
     bool isDone = false;
     loop_->postToGlobalQueue([&] {
-        reply = askOver(port, request);
+        reply = askOver(*connectTo(port), requestOf(last));
         loop_->post([&] { isDone = true; });
     });
     loop_->runUntil([&] { return isDone; });

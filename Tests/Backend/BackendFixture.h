@@ -14,6 +14,8 @@
 
 namespace qs {
 
+class TestConnection;
+
 struct Question {
     std::string method = "GET", path;
     std::string body;
@@ -28,6 +30,12 @@ struct Reply {
     std::string head;  // as it came
     Value json() const;
 };
+
+// A connection to that port of this machine.
+std::unique_ptr<TestConnection> connectTo(int port);
+// Blocking; what comes back on this connection, after the whole request was written to it.
+Reply askOver(TestConnection& connection, const std::string& request);
+std::string requestOf(const Question& question);
 
 struct Person {
     std::string email, password = "correct horse";

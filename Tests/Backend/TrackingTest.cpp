@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <atomic>
+
 #include "BackendFixture.h"
 #include "Store/SqlConnection.h"
+#include "Support/TestSocket.h"
 #include "Text/Ascii.h"
 #include "Text/Escapes.h"
 
@@ -225,6 +228,53 @@ TEST_F(BackendTracking, LosesNoOpenAtAStopAndKeepsAllAfterIt) {
     EXPECT_THAT(SqlConnection::openSqlite(configuration_.databaseFile)->run("SELECT 1 FROM opens"), SizeIs(1));
     start();
     EXPECT_THAT(datesOf(pull().at(0)), ElementsAre("2023-11-14 22:13:20"));
+}
+
+TEST_F(BackendTracking, LosesNoneOfTenThousandOpens) {
+    constexpr int kConnections = 16, kRounds = 625, kPixels = 500;
+    const auto uuidOf = [](int number) {
+        return "0A1B2C3D-0000-4000-8000-000000" + std::to_string(100'000 + number % kPixels);
+    };
+    begin();
+    std::string pixels;
+    for (int i = 0; i < kPixels; ++i)
+        pixels += std::string(i == 0 ? "" : ",") + R"({"uuid":")" + uuidOf(i) + R"(","messageID":"<x@example.org>"})";
+    ASSERT_THAT(postAs(ada_, "/api/v1/tracking", R"({"pixels":[)" + pixels + "]}").json().array(), SizeIs(kPixels));
+
+    std::vector<std::unique_ptr<TestConnection>> connections;
+    for (int i = 0; i < kConnections; ++i)
+        connections.push_back(connectTo(server_->port()));
+    std::atomic<int> answered = 0, running = kConnections;
+    for (int i = 0; i < kConnections; ++i)
+        loop_->postToGlobalQueue([&, i] {
+            for (int round = 0; round < kRounds; ++round)
+                if (askOver(*connections[static_cast<std::size_t>(i)],
+                            requestOf({.path = "/tracking/" + uuidOf(round * kConnections + i)}))
+                        .status == 200)
+                    ++answered;
+            loop_->post([&] { --running; });
+        });
+    loop_->runUntil([&] { return running == 0; });
+    EXPECT_EQ(answered, kConnections * kRounds);
+    std::size_t told = 0;
+    for (const Value& pixel : pull())
+        told += pixel["opens"].array().size();
+    EXPECT_EQ(told, 10'000u);
+    EXPECT_EQ(answered, 10'000);
+}
+
+TEST_F(BackendTracking, AnswersWhileTheDatabaseIsAwayAndWritesLater) {
+    begin();
+    registerPixel(ada_, kFirst, "<1@example.org>");
+    const auto other = SqlConnection::openSqlite(configuration_.databaseFile);
+    other->run("ALTER TABLE opens RENAME TO elsewhere");
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(fetch(kFirst).status, 200);
+    other->run("ALTER TABLE elsewhere RENAME TO opens");
+    loop_->advance(6);
+    EXPECT_THAT(other->run("SELECT 1 FROM opens"), SizeIs(3));
+    EXPECT_EQ(fetch(kFirst).status, 200);
+    EXPECT_THAT(other->run("SELECT 1 FROM opens"), SizeIs(4)) << "written before it is answered again";
 }
 
 TEST_F(BackendTracking, DropsWhatIsOld) {
