@@ -19,6 +19,7 @@
 #include "Foundation/Result.h"
 #include "Mail/Library.h"
 #include "Mail/Mailbox.h"
+#include "Library/SearchQuery.h"
 #include "Mail/Message.h"
 
 namespace qs {
@@ -52,11 +53,20 @@ struct MessageSummary {
     int attachments = 0, priority = 3;
     std::uint64_t size = 0;
     std::string damage;  // a sentence when the message can be read only in part or not at all; else empty
+    std::int64_t key = 0;  // its place among the rows of any list; for ListPlace
 };
 
 struct ListPage {
+    // How many there are. A search counts no further than some thousand rows behind the page, and then says so.
     int total = 0;
+    bool hasMore = false;
     std::vector<MessageSummary> rows;
+};
+
+// A row whose place in a list is known from an earlier page. Reading on from it is quick however long the list is.
+struct ListPlace {
+    int row = 0;
+    std::int64_t key = 0;  // 0: none
 };
 
 // What changes in flags; what is not set stays.
@@ -75,9 +85,17 @@ public:
     virtual std::shared_ptr<LibraryStore> store() = 0;
     virtual std::vector<std::shared_ptr<MailAccount>> mailAccounts() = 0;
 
-    // Newest first. `search` is what the person typed: every word must begin a word in subject, senders, recipients or
-    // text.
-    virtual ListPage page(const MessageCriterion& criterion, std::string_view search, int offset, int limit) = 0;
+    // Newest first. `search` is what the person typed (SearchQuery.h). `known` must be of the same list, and of its
+    // present state; else the page begins a few rows away.
+    virtual ListPage page(const MessageCriterion& criterion, std::string_view search, int offset, int limit,
+                          const ListPlace& known = {}) = 0;
+    // What the person typed, as a criterion.
+    virtual SearchQuery searchQuery(std::string_view typed) = 0;
+    // The messages that belong together with this one (References, In-Reply-To), itself included, oldest first; of
+    // more than `limit` the newest. Empty when the message is gone.
+    virtual std::vector<MessageSummary> conversation(std::int64_t id, int limit) = 0;
+    // All that match, newest first; at most `limit`.
+    virtual std::vector<std::int64_t> ids(const MessageCriterion& criterion, std::string_view search, int limit) = 0;
     virtual MessageRef messageWithID(std::int64_t id) = 0;  // null when it is gone
     virtual std::optional<MessageSummary> summary(std::int64_t id) = 0;
     // The octets as they lie in the Maildir.

@@ -10,33 +10,38 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 1;
+constexpr std::int64_t kVersion = 2;
 constexpr int kWriterCache = 8000, kReaderCache = 2000;  // kilobytes
 constexpr std::size_t kIdleReaders = 4;
 
 // Numbers of mailboxes and messages are made from their names (IndexTables.h), so that they outlive the file. `seq` is
-// the row's own number: it only grows, as the index of words needs it to.
+// the row's own number and tells its place in a list: it is made from the date (ListKey.h), so that the newest rows of
+// a mailbox, of a search and of a range of dates all lie side by side, in the index of words as well.
 constexpr const char* kSchema = R"(
 CREATE TABLE mailboxes(
     number INTEGER PRIMARY KEY, identifier TEXT NOT NULL UNIQUE, account TEXT NOT NULL,
     total INTEGER NOT NULL DEFAULT 0, unread INTEGER NOT NULL DEFAULT 0,
     cur_changed REAL NOT NULL DEFAULT 0, new_changed REAL NOT NULL DEFAULT 0);
 CREATE TABLE messages(
-    seq INTEGER PRIMARY KEY AUTOINCREMENT, id INTEGER NOT NULL UNIQUE, mailbox INTEGER NOT NULL,
+    seq INTEGER PRIMARY KEY, id INTEGER NOT NULL UNIQUE, mailbox INTEGER NOT NULL,
     name TEXT NOT NULL, file TEXT NOT NULL, flags INTEGER NOT NULL,
-    message_id TEXT NOT NULL, unique_id TEXT NOT NULL,
+    message_id TEXT NOT NULL, unique_id TEXT NOT NULL, conversation INTEGER NOT NULL,
     sender TEXT NOT NULL, recipients TEXT NOT NULL, subject TEXT NOT NULL,
     received REAL NOT NULL, delivered REAL NOT NULL, sent REAL NOT NULL,
     snippet TEXT NOT NULL, attachments INTEGER NOT NULL, size INTEGER NOT NULL, priority INTEGER NOT NULL,
     damage TEXT NOT NULL,
     UNIQUE(mailbox, name));
-CREATE INDEX by_mailbox ON messages(mailbox, received DESC, seq DESC);
-CREATE INDEX by_date ON messages(received DESC, seq DESC);
+CREATE INDEX by_mailbox ON messages(mailbox, seq);
+CREATE INDEX by_conversation ON messages(conversation, seq);
 CREATE INDEX by_message_id ON messages(message_id) WHERE message_id != '';
 CREATE INDEX by_unique_id ON messages(unique_id) WHERE unique_id != '';
-CREATE INDEX unread ON messages(mailbox, received DESC, seq DESC) WHERE (flags & 1) = 0;
+CREATE INDEX unread ON messages(seq, mailbox) WHERE (flags & 1) = 0;
+CREATE INDEX flagged ON messages(seq, mailbox) WHERE (flags & 4) != 0;
+CREATE INDEX attached ON messages(seq, mailbox) WHERE attachments > 0;
+CREATE TABLE conversation_ids(id INTEGER PRIMARY KEY, conversation INTEGER NOT NULL);
+CREATE TABLE joined_conversations(conversation INTEGER PRIMARY KEY, joined INTEGER NOT NULL);
 CREATE VIRTUAL TABLE words USING fts5(
-    subject, sender, recipients, body, tokenize = 'unicode61 remove_diacritics 2', prefix = '2 3');
+    subject, sender, recipients, body, tokenize = 'unicode61 remove_diacritics 2', prefix = '2 3', columnsize = 0);
 CREATE TABLE addresses(
     number INTEGER PRIMARY KEY, address TEXT NOT NULL UNIQUE, display TEXT NOT NULL,
     uses INTEGER NOT NULL, last REAL NOT NULL);
@@ -70,7 +75,7 @@ Found look(Database& database) {
     if (database.integer("PRAGMA user_version") != kVersion) return Found::Other;
     // Cheap, and touches the tables that everything needs.
     (void)database.integer("SELECT count(*) FROM mailboxes");
-    (void)database.integer("SELECT id FROM messages ORDER BY received DESC, seq DESC LIMIT 1");
+    (void)database.integer("SELECT id FROM messages ORDER BY seq DESC LIMIT 1");
     return Found::Ours;
 }
 

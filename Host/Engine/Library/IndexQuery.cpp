@@ -1,9 +1,11 @@
 #include "Library/IndexQuery.h"
 
 #include <algorithm>
+#include <array>
 
 #include "Foundation/Log.h"
 #include "Library/IndexTables.h"
+#include "Library/ListKey.h"
 #include "Library/SearchText.h"
 
 namespace qs {
@@ -11,27 +13,61 @@ namespace qs {
 namespace {
 
 using Kind = MessageCriterion::Kind;
+using Parts = std::vector<MessageCriterion>;
 
 constexpr int kDeepest = 50;
-constexpr std::size_t kMostValues = 20'000;  // the database takes 32766
+constexpr std::size_t kMostValues = 20'000;      // the database takes 32766
+constexpr TimeInterval kKeysMayRunAhead = 3600;  // when very many messages are of one date
+constexpr std::string_view kWords = "words", kMessages = "messages m";
+
+struct WordColumn {
+    Kind kind;
+    std::string_view column;
+};
+constexpr std::array<WordColumn, 5> kWordColumns{{{Kind::HasWords, ""},
+                                                  {Kind::SubjectHasWords, "subject : "},
+                                                  {Kind::FromHasWords, "sender : "},
+                                                  {Kind::ToHasWords, "recipients : "},
+                                                  {Kind::BodyHasWords, "body : "}}};
+
+// The expression for the index of words; empty when the criterion asks for anything else than words.
+std::string wordExpression(const MessageCriterion& criterion, int depth = 0) {
+    if (depth > kDeepest) return {};
+    for (const auto& [kind, column] : kWordColumns)
+        if (criterion.kind == kind) return std::string(column) + matchPhrase(criterion.text);
+    const bool isAll = criterion.kind == Kind::All;
+    if ((!isAll && criterion.kind != Kind::Any) || criterion.parts.empty()) return {};
+    std::string joined;
+    for (const MessageCriterion& part : criterion.parts) {
+        const std::string one = wordExpression(part, depth + 1);
+        if (one.empty()) return {};
+        joined += joined.empty() ? "(" : (isAll ? " AND " : " OR ");
+        joined += one;
+    }
+    return joined + ")";
+}
+
+bool isOnlyInside(const MessageCriterion& criterion) { return criterion.kind == Kind::Not && !criterion.parts.empty(); }
 
 class ConditionWriter {
 public:
-    SqlCondition condition;
+    explicit ConditionWriter(std::string key) : key_(std::move(key)) {}
+
+    std::string text;
+    SqlValues values;
     bool isTooLarge = false;
 
     void write(const MessageCriterion& criterion, int depth) {
-        if (depth > kDeepest || condition.values.size() > kMostValues) isTooLarge = true;
+        if (depth > kDeepest || values.size() > kMostValues) isTooLarge = true;
         if (isTooLarge) return;
+        const Parts& parts = criterion.parts;
         switch (criterion.kind) {
-        case Kind::All: return join(criterion.parts, 0, criterion.parts.size(), " AND ", "1", depth);
+        case Kind::All: return join(parts, 0, parts.size(), " AND ", "1", depth);
         case Kind::Any:
-            if (isListOf(criterion.parts, Kind::MessageIDIs)) return idList("message_id", criterion.parts);
-            if (isListOf(criterion.parts, Kind::UniqueIDIs)) return idList("unique_id", criterion.parts);
-            return join(criterion.parts, 0, criterion.parts.size(), " OR ", "0", depth);
-        case Kind::Not:
-            condition.text += "NOT ";
-            return join(criterion.parts, 0, criterion.parts.size(), " OR ", "0", depth);
+            if (isListOf(parts, Kind::MessageIDIs)) return idList("message_id", parts);
+            if (isListOf(parts, Kind::UniqueIDIs)) return idList("unique_id", parts);
+            return join(parts, 0, parts.size(), " OR ", "0", depth);
+        case Kind::Not: text += "NOT "; return join(parts, 0, parts.size(), " OR ", "0", depth);
         case Kind::InMailbox: return test("m.mailbox = ?", mailboxNumber(criterion.text));
         case Kind::InAccount:
             return test("m.mailbox IN (SELECT number FROM mailboxes WHERE account = ?)", criterion.text);
@@ -40,79 +76,136 @@ public:
         case Kind::SubjectContains: return test("contains_text(m.subject, ?)", criterion.text);
         case Kind::FromContains: return test("contains_text(m.sender, ?)", criterion.text);
         case Kind::ToContains: return test("contains_text(m.recipients, ?)", criterion.text);
-        case Kind::ReceivedSince: return test("m.received >= ?", criterion.date.secondsSince1970);
-        case Kind::ReceivedBefore: return test("m.received < ?", criterion.date.secondsSince1970);
-        case Kind::IsUnread: return plain("(m.flags & 1) = 0");
-        case Kind::IsFlagged: return plain("(m.flags & 4) != 0");
-        case Kind::HasAttachments: return plain("m.attachments > 0");
+        case Kind::HasWords:
+        case Kind::SubjectHasWords:
+        case Kind::FromHasWords:
+        case Kind::ToHasWords:
+        case Kind::BodyHasWords:
+            return test(key_ + " IN (SELECT rowid FROM words WHERE words MATCH ?)", wordExpression(criterion));
+        case Kind::ReceivedSince:
+            test("(" + key_ + " >= ?", firstKeyAt(criterion.date));
+            return test(" AND m.received >= ?)", criterion.date.secondsSince1970);
+        case Kind::ReceivedBefore:
+            test("(" + key_ + " < ?", firstKeyAt(criterion.date + kKeysMayRunAhead));
+            return test(" AND m.received < ?)", criterion.date.secondsSince1970);
+        case Kind::IsUnread: text += "(m.flags & 1) = 0"; return;
+        case Kind::IsFlagged: text += "(m.flags & 4) != 0"; return;
+        case Kind::HasAttachments: text += "m.attachments > 0"; return;
         }
         isTooLarge = true;  // a kind that is none
     }
 
 private:
-    void plain(std::string_view text) { condition.text += text; }
-    void test(std::string_view text, SqlValue value) {
-        condition.text += text;
-        condition.values.push_back(std::move(value));
+    void test(std::string_view condition, SqlValue value) {
+        text += condition;
+        values.push_back(std::move(value));
     }
     // Messages without an id have none that could be looked for. The same words as in the table's partial indices.
     void id(const std::string& column, const std::string& value) {
         test("(m." + column + " != '' AND m." + column + " = ?)", value);
     }
     // The ids of a conversation may be many; as a list they cost one look-up each.
-    static bool isListOf(const std::vector<MessageCriterion>& parts, Kind kind) {
+    static bool isListOf(const Parts& parts, Kind kind) {
         return parts.size() > 1 &&
                std::all_of(parts.begin(), parts.end(), [&](const auto& part) { return part.kind == kind; });
     }
-    void idList(const std::string& column, const std::vector<MessageCriterion>& parts) {
+    void idList(const std::string& column, const Parts& parts) {
         isTooLarge = isTooLarge || parts.size() > kMostValues;
         if (isTooLarge) return;
-        condition.text += "(m." + column + " != '' AND m." + column + " IN (?";
+        text += "(m." + column + " != '' AND m." + column + " IN (?";
         for (std::size_t i = 1; i < parts.size(); ++i)
-            condition.text += ",?";
-        condition.text += "))";
+            text += ",?";
+        text += "))";
         for (const MessageCriterion& part : parts)
-            condition.values.emplace_back(part.text);
+            values.emplace_back(part.text);
     }
     // In halves, as the database bounds the depth of an expression.
-    void join(const std::vector<MessageCriterion>& parts, std::size_t begin, std::size_t end, std::string_view word,
-              std::string_view none, int depth) {
-        condition.text += '(';
-        if (begin == end) condition.text += none;
+    void join(const Parts& parts, std::size_t begin, std::size_t end, std::string_view word, std::string_view none,
+              int depth) {
+        text += '(';
+        if (begin == end) text += none;
         if (end - begin == 1) write(parts[begin], depth + 1);
         if (end - begin > 1) {
             const std::size_t middle = begin + (end - begin) / 2;
             join(parts, begin, middle, word, none, depth);
-            condition.text += word;
+            text += word;
             join(parts, middle, end, word, none, depth);
         }
-        condition.text += ')';
+        text += ')';
     }
+
+    const std::string key_;
 };
+
+// The tests that must all be met, out of the nests of "all of".
+void flatten(const MessageCriterion& criterion, int depth, Parts& parts) {
+    if (criterion.kind != Kind::All || depth > kDeepest) {
+        parts.push_back(criterion);
+        return;
+    }
+    for (const MessageCriterion& part : criterion.parts)
+        flatten(part, depth + 1, parts);
+}
+
+bool has(const Parts& parts, Kind kind) {
+    return std::any_of(parts.begin(), parts.end(), [&](const auto& part) { return part.kind == kind; });
+}
+
+// Takes out of `parts` what the index of words can tell at once: words that must be there, and those that must not.
+std::string takeWords(Parts& parts) {
+    std::string wanted;
+    std::erase_if(parts, [&](const MessageCriterion& part) {
+        const std::string one = wordExpression(part);
+        if (!one.empty()) wanted += (wanted.empty() ? "" : " AND ") + one;
+        return !one.empty();
+    });
+    if (wanted.empty()) return {};
+    std::erase_if(parts, [&](const MessageCriterion& part) {
+        const std::string one =
+            isOnlyInside(part) ? wordExpression(MessageCriterion::anyOf(part.parts)) : std::string();
+        if (!one.empty()) wanted = "(" + wanted + ") NOT " + one;
+        return !one.empty();
+    });
+    return wanted;
+}
+
+// Few messages are in these indices, and they stand there in the order of the list.
+std::string tablesFor(const Parts& parts) {
+    std::string tables(kMessages);
+    const bool isById = has(parts, Kind::MessageIDIs) || has(parts, Kind::UniqueIDIs) || has(parts, Kind::Any);
+    if (isById) return tables;
+    if (has(parts, Kind::IsFlagged)) return tables + " INDEXED BY flagged";
+    if (has(parts, Kind::IsUnread)) return tables + " INDEXED BY unread";
+    if (has(parts, Kind::InMailbox)) return tables + " INDEXED BY by_mailbox";
+    if (has(parts, Kind::HasAttachments)) return tables + " INDEXED BY attached";
+    return tables;
+}
 
 }  // namespace
 
-SqlCondition conditionFor(const MessageCriterion& criterion) {
-    ConditionWriter writer;
-    writer.write(criterion, 0);
-    if (!writer.isTooLarge) return std::move(writer.condition);
-    logError("a search has too many parts; it finds nothing");
-    return {"0", {}};
-}
-
-SqlCondition conditionFor(const MessageCriterion& criterion, std::string_view search) {
-    SqlCondition condition = conditionFor(criterion);
-    const std::string words = matchExpression(search);
-    if (words.empty()) return condition;
-    condition.text = "(" + condition.text + ") AND m.seq IN (SELECT rowid FROM words WHERE words MATCH ?)";
-    condition.values.emplace_back(words);
-    return condition;
-}
-
-std::string onlyMailboxOf(const MessageCriterion& criterion) {
-    if (criterion.kind == Kind::InMailbox) return criterion.text;
-    const bool isPair = criterion.kind == Kind::All || criterion.kind == Kind::Any;
-    return isPair && criterion.parts.size() == 1 ? onlyMailboxOf(criterion.parts.front()) : std::string();
+SqlSelection selectionFor(const MessageCriterion& criterion) {
+    SqlSelection selection;
+    Parts parts;
+    flatten(criterion, 0, parts);
+    if (parts.size() == 1 && parts.front().kind == Kind::InMailbox) selection.mailbox = parts.front().text;
+    selection.isEverything = parts.empty();
+    const std::string words = takeWords(parts);
+    selection.key = words.empty() ? "m.seq" : "words.rowid";
+    selection.tables =
+        words.empty() ? tablesFor(parts) : std::string(kWords) + " CROSS JOIN messages m ON m.seq = words.rowid";
+    ConditionWriter writer(selection.key);
+    if (!words.empty()) {
+        writer.text = "words MATCH ? AND ";
+        writer.values.emplace_back(words);
+    }
+    writer.write(MessageCriterion::allOf(std::move(parts)), 0);
+    if (writer.isTooLarge) {
+        logError("a search has too many parts; it finds nothing");
+        return {.tables = std::string(kMessages), .condition = "0", .values = {}, .key = "m.seq", .mailbox = {}};
+    }
+    selection.condition = std::move(writer.text);
+    selection.values = std::move(writer.values);
+    return selection;
 }
 
 }  // namespace qs

@@ -1,4 +1,9 @@
-// Turns what is looked for into SQL over the table of messages, which is called m in the statement.
+// Turns what is looked for into SQL over the index. A statement is made of a selection's parts:
+//
+//   SELECT <columns of m> FROM <tables> WHERE <condition> ... <newestFirst>
+//
+// No listing needs a sort or a look at rows that it does not show: a mailbox, a range of dates, words, and the few
+// messages that are unread, flagged or carry files are each reached by an index in the order of the list.
 #pragma once
 
 #include <string>
@@ -9,19 +14,19 @@
 
 namespace qs {
 
-struct SqlCondition {
-    std::string text;
+struct SqlSelection {
+    std::string tables;     // in which the table of messages is called m
+    std::string condition;  // "1" for every message
     SqlValues values;
+    std::string key;      // the row's number, as the fastest table knows it
+    std::string mailbox;  // the identifier when the criterion selects one mailbox and nothing else
+    bool isEverything = false;
+
+    std::string newestFirst() const { return " ORDER BY " + key + " DESC"; }
+    std::string oldestFirst() const { return " ORDER BY " + key; }
 };
 
 // Criteria nested deeper than is sensible, or with more parts than the database takes, match nothing.
-SqlCondition conditionFor(const MessageCriterion& criterion);
-// As conditionFor, and with the words that the person typed.
-SqlCondition conditionFor(const MessageCriterion& criterion, std::string_view search);
-
-// The mailbox that the criterion alone selects; empty when it selects anything else.
-std::string onlyMailboxOf(const MessageCriterion& criterion);
-
-inline constexpr std::string_view kNewestFirst = " ORDER BY m.received DESC, m.seq DESC";
+SqlSelection selectionFor(const MessageCriterion& criterion);
 
 }  // namespace qs

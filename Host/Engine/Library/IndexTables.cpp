@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "Library/Conversations.h"
+#include "Library/ListKey.h"
 #include "Library/SearchText.h"
 #include "Maildir/MaildirFlags.h"
 #include "Text/Digests.h"
@@ -49,6 +51,16 @@ std::int64_t freeNumber(Database& index, std::string_view mailbox, std::string_v
     }
 }
 
+// Behind the messages of the same date.
+std::int64_t freeKey(Database& index, double received) {
+    for (std::int64_t first = firstKeyAt({received});; first += kKeysPerTick) {
+        const std::int64_t last =
+            index.integer("SELECT max(seq) FROM messages WHERE seq >= ? AND seq < ?", {first, first + kKeysPerTick});
+        if (last == 0) return std::max<std::int64_t>(first, 1);
+        if (last + 1 < first + kKeysPerTick) return last + 1;
+    }
+}
+
 // The places from which a typed prefix may match: each word of the name with what follows, and the address.
 std::vector<std::string> wordsOf(const MailAddress& address) {
     std::vector<std::string> words{foldedCase(address.address).substr(0, kLongestAddressWord)};
@@ -88,6 +100,10 @@ std::int64_t messageNumber(std::string_view mailboxIdentifier, std::string_view 
     return numberFrom(text);
 }
 
+std::int64_t conversationNumber(std::string_view messageID) {
+    return numberFrom("conversation\n" + std::string(messageID));
+}
+
 namespace tables {
 
 void putMailbox(Database& index, const IndexedMailbox& mailbox, std::string_view account) {
@@ -114,16 +130,34 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
     const std::int64_t id = freeNumber(index, mailbox.identifier, name);
     const double shown = shownDate(mailbox, delivered, facts.sent);
     const double sent = facts.sent.value_or(Date{}).secondsSince1970;
-    index.run("INSERT INTO messages(id, mailbox, name, file, flags, message_id, unique_id, sender, recipients, "
-              "subject, received, delivered, sent, snippet, attachments, size, priority, damage) "
-              "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
-              {id, mailbox.number, name, file, std::int64_t{flags}, facts.messageID, facts.uniqueID, facts.sender,
-               facts.recipients, facts.subject, shown, delivered.secondsSince1970, sent, facts.snippet,
-               std::int64_t{facts.attachments}, static_cast<std::int64_t>(size), std::int64_t{facts.priority},
+    const std::int64_t conversation = takeIntoConversation(index, facts, id);
+    const std::int64_t seq = freeKey(index, shown);
+    index.run("INSERT INTO messages(seq, id, mailbox, name, file, flags, message_id, unique_id, conversation, sender, "
+              "recipients, subject, received, delivered, sent, snippet, attachments, size, priority, damage) "
+              "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+              {seq,
+               id,
+               mailbox.number,
+               name,
+               file,
+               std::int64_t{flags},
+               facts.messageID,
+               facts.uniqueID,
+               conversation,
+               facts.sender,
+               facts.recipients,
+               facts.subject,
+               shown,
+               delivered.secondsSince1970,
+               sent,
+               facts.snippet,
+               std::int64_t{facts.attachments},
+               static_cast<std::int64_t>(size),
+               std::int64_t{facts.priority},
                facts.damage});
-    const std::int64_t seq = index.integer("SELECT last_insert_rowid()");
     index.run("INSERT INTO words(rowid, subject, sender, recipients, body) VALUES(?, ?, ?, ?, ?)",
-              {seq, facts.subject, facts.sender, facts.allRecipients, facts.body});
+              {seq, wordsApart(facts.subject), wordsApart(facts.sender), wordsApart(facts.allRecipients),
+               wordsApart(facts.body)});
     if (mailbox.remembersAddresses)
         for (const MailAddress& each : facts.correspondents)
             rememberAddress(index, each, delivered.secondsSince1970);
@@ -137,8 +171,19 @@ void setFile(Database& index, std::int64_t seq, const std::string& file, int fla
 std::int64_t setMailbox(Database& index, const IndexedFile& row, const IndexedMailbox& to, const std::string& name,
                         const std::string& file, int flags) {
     const std::int64_t id = freeNumber(index, to.identifier, name);
-    index.run("UPDATE messages SET id = ?, mailbox = ?, name = ?, file = ?, flags = ?, received = ? WHERE seq = ?",
-              {id, to.number, name, file, std::int64_t{flags}, shownDate(to, row.delivered, row.sent), row.seq});
+    const double shown = shownDate(to, row.delivered, row.sent);
+    const std::int64_t first = firstKeyAt({shown});
+    const bool isSamePlace = row.seq >= first && row.seq < first + kKeysPerTick;
+    const std::int64_t seq = isSamePlace ? row.seq : freeKey(index, shown);
+    if (!isSamePlace) {
+        index.run("INSERT INTO words(rowid, subject, sender, recipients, body) "
+                  "SELECT ?, subject, sender, recipients, body FROM words WHERE rowid = ?",
+                  {seq, row.seq});
+        index.run("DELETE FROM words WHERE rowid = ?", {row.seq});
+    }
+    index.run("UPDATE messages SET seq = ?, id = ?, mailbox = ?, name = ?, file = ?, flags = ?, received = ? "
+              "WHERE seq = ?",
+              {seq, id, to.number, name, file, std::int64_t{flags}, shown, row.seq});
     return id;
 }
 
@@ -160,7 +205,7 @@ std::optional<IndexedFile> findByName(Database& index, std::int64_t mailbox, con
 std::string summaryColumns() {
     return "m.id, (SELECT identifier FROM mailboxes WHERE number = m.mailbox), m.message_id, m.unique_id, m.sender, "
            "m.recipients, m.subject, m.snippet, m.received, m.sent, m.flags, m.attachments, m.size, m.damage, "
-           "m.priority";
+           "m.priority, m.seq";
 }
 
 MessageSummary summaryFrom(const Query& row) {
@@ -180,6 +225,7 @@ MessageSummary summaryFrom(const Query& row) {
     summary.size = static_cast<std::uint64_t>(row.integer(12));
     summary.damage = row.text(13);
     summary.priority = static_cast<int>(row.integer(14));
+    summary.key = row.integer(15);
     return summary;
 }
 

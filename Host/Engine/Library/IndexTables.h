@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Foundation/Date.h"
 #include "Database/Database.h"
+#include "Foundation/Date.h"
 #include "Library/MessageFacts.h"
 #include "MailLibrary.h"
 
@@ -19,6 +19,7 @@ namespace qs {
 // needs it.
 std::int64_t mailboxNumber(std::string_view identifier);
 std::int64_t messageNumber(std::string_view mailboxIdentifier, std::string_view unique, int attempt);
+std::int64_t conversationNumber(std::string_view messageID);
 
 // Where a message lies and what its name says.
 struct IndexedFile {

@@ -7,14 +7,12 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
-#include "Library/IndexQuery.h"
-#include "Library/SearchText.h"
+#include "Library/IndexLists.h"
 
 namespace qs {
 
 namespace {
 
-constexpr int kLongestPage = 1000;
 constexpr std::size_t kMostNotices = 50;
 
 Error notFound() {
@@ -124,12 +122,12 @@ MessageList LibraryCore::messagesMatchingCriterion(const MessageCriterion& crite
         int flags;
         Date received;
     };
-    const SqlCondition condition = conditionFor(criterion);
+    const SqlSelection selection = selectionFor(criterion);
     const auto rows = reading([&](Database& index) {
         std::vector<Row> found;
-        Query row = index.query("SELECT m.id, m.mailbox, m.flags, m.received FROM messages m WHERE " + condition.text +
-                                    std::string(kNewestFirst),
-                                condition.values);
+        Query row = index.query("SELECT m.id, m.mailbox, m.flags, m.received FROM " + selection.tables + " WHERE " +
+                                    selection.condition + selection.newestFirst(),
+                                selection.values);
         while (row.step())
             found.push_back({row.integer(0), row.integer(1), static_cast<int>(row.integer(2)), {row.real(3)}});
         return found;
@@ -147,26 +145,32 @@ MessageList LibraryCore::messagesWithMessageIDHeader(std::string_view messageID)
         MessageCriterion::with(MessageCriterion::Kind::MessageIDIs, std::string(messageID)), 0, kSearchIndexOnly);
 }
 
-ListPage LibraryCore::page(const MessageCriterion& criterion, std::string_view search, int offset, int limit) {
-    const SqlCondition condition = conditionFor(criterion, search);
-    const bool isSearch = !matchExpression(search).empty();
-    const std::string mailbox = isSearch ? "" : onlyMailboxOf(criterion);
-    return reading([&](Database& index) {
-        ListPage page;
-        // Counting every message of a large mailbox would take longer than reading the page.
-        page.total = static_cast<int>(
-            mailbox.empty() ? index.integer("SELECT count(*) FROM messages m WHERE " + condition.text, condition.values)
-                            : index.integer("SELECT total FROM mailboxes WHERE number = ?", {mailboxNumber(mailbox)}));
-        SqlValues values = condition.values;
-        values.emplace_back(std::int64_t{std::clamp(limit, 0, kLongestPage)});
-        values.emplace_back(std::int64_t{std::max(offset, 0)});
-        Query row = index.query("SELECT " + tables::summaryColumns() + " FROM messages m WHERE " + condition.text +
-                                    std::string(kNewestFirst) + " LIMIT ? OFFSET ?",
-                                values);
-        while (row.step())
-            page.rows.push_back(tables::summaryFrom(row));
-        return page;
-    });
+SearchQuery LibraryCore::searchQuery(std::string_view typed) {
+    SearchSurroundings around;
+    for (const LibraryMailboxRef& mailbox : allMailboxes())
+        around.places.push_back({mailbox->displayName(), mailbox->identifier()});
+    if (const RunLoop* const loop = RunLoop::mainIfInstalled()) around.now = loop->now();
+    return parseSearch(typed, around);
+}
+
+SqlSelection LibraryCore::selectionOf(const MessageCriterion& criterion, std::string_view search) {
+    if (search.empty()) return selectionFor(criterion);
+    return selectionFor(MessageCriterion::allOf({criterion, searchQuery(search).criterion}));
+}
+
+ListPage LibraryCore::page(const MessageCriterion& criterion, std::string_view search, int offset, int limit,
+                           const ListPlace& known) {
+    const SqlSelection selection = selectionOf(criterion, search);
+    return reading([&](Database& index) { return lists::page(index, selection, offset, limit, known); });
+}
+
+std::vector<std::int64_t> LibraryCore::ids(const MessageCriterion& criterion, std::string_view search, int limit) {
+    const SqlSelection selection = selectionOf(criterion, search);
+    return reading([&](Database& index) { return lists::ids(index, selection, limit); });
+}
+
+std::vector<MessageSummary> LibraryCore::conversation(std::int64_t id, int limit) {
+    return reading([&](Database& index) { return lists::conversation(index, id, limit); });
 }
 
 MessageRef LibraryCore::messageWithID(std::int64_t id) {

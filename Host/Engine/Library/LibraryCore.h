@@ -15,6 +15,7 @@
 #include "Library/Announcer.h"
 #include "Library/FolderWatch.h"
 #include "Library/Index.h"
+#include "Library/IndexQuery.h"
 #include "Library/LibraryObjects.h"
 #include "Maildir/MaildirFlags.h"
 
@@ -36,7 +37,11 @@ public:
     // MailLibrary
     std::shared_ptr<LibraryStore> store() override { return store_; }
     std::vector<std::shared_ptr<MailAccount>> mailAccounts() override;
-    ListPage page(const MessageCriterion& criterion, std::string_view search, int offset, int limit) override;
+    ListPage page(const MessageCriterion& criterion, std::string_view search, int offset, int limit,
+                  const ListPlace& known) override;
+    SearchQuery searchQuery(std::string_view typed) override;
+    std::vector<MessageSummary> conversation(std::int64_t id, int limit) override;
+    std::vector<std::int64_t> ids(const MessageCriterion& criterion, std::string_view search, int limit) override;
     MessageRef messageWithID(std::int64_t id) override;
     std::optional<MessageSummary> summary(std::int64_t id) override;
     Result<std::string> content(std::int64_t id) override;
@@ -87,6 +92,7 @@ private:
     }
     void indexFailed(const DatabaseFailure& failure);
     tl::unexpected<Error> indexFailure(const DatabaseFailure& failure);
+    SqlSelection selectionOf(const MessageCriterion& criterion, std::string_view search);
     LibraryMessageRef messageFor(std::int64_t id, std::int64_t mailbox, int flags, Date received);
     // Reads the message's file, under its new name when another program has renamed it.
     Result<std::string> read(std::int64_t id,

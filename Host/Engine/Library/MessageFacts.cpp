@@ -13,8 +13,9 @@ namespace qs {
 
 namespace {
 
-constexpr std::size_t kLongestField = 2000, kLongestSnippet = 300, kIndexedBody = 16 * 1024, kIndexedRecipients = 4000;
-constexpr std::size_t kMostAddresses = 100;
+constexpr std::size_t kLongestField = 2000, kLongestSnippet = 300, kIndexedBody = 16 * 1024, kIndexedRecipients = 4000,
+                      kIndexedNames = 4000;
+constexpr std::size_t kMostAddresses = 100, kMostReferences = 50;
 constexpr std::string_view kReceived = "Received", kPriority = "X-Priority";
 
 std::vector<MailAddress> addressesIn(const MessageHeaders& headers, std::string_view key) {
@@ -55,6 +56,18 @@ int priorityIn(const MessageHeaders& headers) {
     return !value.empty() && value[0] >= '1' && value[0] <= '5' ? value[0] - '0' : 3;
 }
 
+// What an answer says it answers. A thread that was kept up for years names very many: its beginning and the last ones
+// do.
+std::vector<std::string> referencesIn(const MessageHeaders& headers) {
+    std::vector<std::string> ids;
+    for (const std::string_view key : {MCHeaderKeyReferences, MCHeaderKeyInReplyTo})
+        for (const std::string& id : headers.messageIDListForKey(key))
+            if (std::string text = singleLine(id, kLongestField); !text.empty()) ids.push_back(std::move(text));
+    if (ids.size() > kMostReferences)
+        ids.erase(ids.begin() + 1, ids.end() - static_cast<std::ptrdiff_t>(kMostReferences - 1));
+    return ids;
+}
+
 void readBody(MessageFacts& facts, const MimeMessage& message, bool isWhole) {
     if (const auto plain = message.plainBody())
         facts.body = singleLine(*plain, kIndexedBody);
@@ -62,8 +75,12 @@ void readBody(MessageFacts& facts, const MimeMessage& message, bool isWhole) {
         facts.body = textOfHtml(*html, kIndexedBody);
     facts.snippet = singleLine(facts.body, kLongestSnippet);
     const auto attachments = message.attachments();
-    facts.attachments = static_cast<int>(
-        std::count_if(attachments.begin(), attachments.end(), [](const MimePart& part) { return !part.isInline; }));
+    for (const MimePart& part : attachments) {
+        if (part.isInline) continue;
+        ++facts.attachments;
+        if (facts.body.size() < kIndexedBody + kIndexedNames)
+            facts.body += " " + singleLine(part.fileName, kLongestField);
+    }
     // A message cut short by us looks damaged at its end.
     if (isWhole) facts.damage = singleLine(message.damage(), kLongestField);
 }
@@ -90,6 +107,7 @@ MessageFacts messageFacts(std::string_view content, bool isWhole) {
     facts.uniqueID =
         singleLine(headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or(""), kLongestField);
     facts.subject = singleLine(headers->firstHeaderForKey(MCHeaderKeySubject).value_or(""), kLongestField);
+    facts.references = referencesIn(*headers);
     const auto from = addressesIn(*headers, MCHeaderKeyFrom);
     auto to = addressesIn(*headers, MCHeaderKeyTo);
     facts.sender = displayOf(from, kLongestField);

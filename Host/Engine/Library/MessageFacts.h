@@ -13,8 +13,9 @@ namespace qs {
 
 struct MessageFacts {
     std::string messageID, uniqueID;          // without angle brackets; empty for none
+    std::vector<std::string> references;      // ids of messages that it belongs to, oldest first
     std::string sender, recipients, subject;  // display forms; recipients are those of To
-    std::string allRecipients, body;          // for the index of words
+    std::string allRecipients, body;          // for the index of words; the body with the names of attached files
     std::string snippet, damage;
     std::optional<Date> sent;     // the Date header
     std::optional<Date> lastHop;  // when the last server took it, as its Received header says

@@ -13,18 +13,30 @@ namespace qs {
 
 namespace {
 
-constexpr std::size_t kMostSearchWords = 32, kLongestSearch = 1000, kLongestEntity = 12;
+constexpr std::size_t kShortestOpenWord = 2, kLongestEntity = 12;
 
 icu::UnicodeString folded(std::string_view text) {
     return icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())}).foldCase();
 }
 
-bool hasWordCharacter(std::string_view word) {
-    while (!word.empty()) {
-        if (u_isalnum(static_cast<UChar32>(firstUtf8Character(word)))) return true;
-        word.remove_prefix(std::max<std::size_t>(utf8CharacterLength(word), 1));
+// Scripts whose words no blanks part.
+bool standsAlone(char32_t c) {
+    return (c >= 0x0E00 && c <= 0x0EFF) ||                                  // Thai, Lao
+           (c >= 0x1000 && c <= 0x109F) || (c >= 0x1780 && c <= 0x17FF) ||  // Burmese, Khmer
+           (c >= 0x1100 && c <= 0x11FF) || (c >= 0xAC00 && c <= 0xD7A3) ||  // Korean
+           (c >= 0x3040 && c <= 0x30FF) || (c >= 0x31F0 && c <= 0x31FF) ||  // Japanese
+           (c >= 0x3400 && c <= 0x9FFF) || (c >= 0xF900 && c <= 0xFAFF) ||  // Chinese
+           (c >= 0x20000 && c <= 0x3FFFF);
+}
+
+std::size_t lengthOfLastWord(std::string_view text) {
+    std::size_t length = 0;
+    while (!text.empty()) {
+        const char32_t c = firstUtf8Character(text);
+        text.remove_prefix(std::max<std::size_t>(utf8CharacterLength(text), 1));
+        length = u_isalnum(static_cast<UChar32>(c)) ? length + 1 : 0;
     }
-    return false;
+    return length;
 }
 
 // One name, or number, of the "&...;" at the start; the rest stays. Those that matter in running text.
@@ -85,21 +97,50 @@ bool containsIgnoringCase(std::string_view text, std::string_view part) {
     return folded(text).indexOf(folded(part)) >= 0;
 }
 
-std::string matchExpression(std::string_view typed) {
-    std::string expression;
-    const std::string line = singleLine(typed, kLongestSearch);
-    std::string_view rest = line;
-    for (std::size_t count = 0; !rest.empty() && count < kMostSearchWords; ++count) {
-        const std::string_view word = rest.substr(0, rest.find(' '));
-        rest.remove_prefix(std::min(rest.size(), word.size() + 1));
-        if (!hasWordCharacter(word)) continue;
-        if (!expression.empty()) expression += ' ';
-        expression += '"';
-        for (const char c : word)
-            expression += c == '"' ? "\"\"" : std::string(1, c);
-        expression += "\"*";
+std::string wordsApart(std::string_view text) {
+    std::string apart;
+    apart.reserve(text.size());
+    bool isBehindOne = false;
+    while (!text.empty()) {
+        // All of these have three bytes or more, the first of them above this one.
+        std::size_t plain = 0;
+        while (plain < text.size() && static_cast<unsigned char>(text[plain]) < 0xE0)
+            ++plain;
+        if (plain > 0) {
+            if (isBehindOne && text.front() != ' ') apart += ' ';
+            apart += text.substr(0, plain);
+            text.remove_prefix(plain);
+            isBehindOne = false;
+            continue;
+        }
+        const std::size_t length = std::max<std::size_t>(utf8CharacterLength(text), 1);
+        const bool isOne = standsAlone(firstUtf8Character(text));
+        if ((isOne || isBehindOne) && !apart.empty() && apart.back() != ' ') apart += ' ';
+        apart += text.substr(0, length);
+        text.remove_prefix(length);
+        isBehindOne = isOne;
     }
-    return expression;
+    return apart;
+}
+
+bool hasWord(std::string_view text) {
+    while (!text.empty()) {
+        if (u_isalnum(static_cast<UChar32>(firstUtf8Character(text)))) return true;
+        text.remove_prefix(std::max<std::size_t>(utf8CharacterLength(text), 1));
+    }
+    return false;
+}
+
+std::string matchPhrase(std::string_view words) {
+    const bool isOpen = words.ends_with('*');
+    if (isOpen) words.remove_suffix(1);
+    const std::string apart = wordsApart(words);
+    std::string phrase = "\"";
+    for (const char c : apart)
+        phrase += c == '"' ? "\"\"" : std::string(1, c);
+    phrase += '"';
+    if (isOpen && lengthOfLastWord(apart) >= kShortestOpenWord) phrase += '*';
+    return phrase;
 }
 
 std::string textOfHtml(std::string_view html, std::size_t limit) {

@@ -8,9 +8,14 @@ namespace qs {
 
 std::string foldedCase(std::string_view text);
 bool containsIgnoringCase(std::string_view text, std::string_view part);  // in any script
-// What a person typed as an expression for the index of words: each word begins a word of the message, all must be
-// there. Whatever is typed is taken as words, never as an operator. Empty when there is nothing to look for.
-std::string matchExpression(std::string_view typed);
+// For the index of words: with the characters of scripts that put no blanks between words (Chinese, Japanese, Thai and
+// others, and Korean, whose words are glued together) as words of their own.
+std::string wordsApart(std::string_view text);
+// Whether the index of words knows anything of it.
+bool hasWord(std::string_view text);
+// Those words, one behind the other, as an expression for the index of words, whatever they are. After a "*" at the end
+// the last word may go on, unless it is so short that very many words would.
+std::string matchPhrase(std::string_view words);
 // The text that a person would read in it, roughly; at most `limit` bytes, whole characters.
 std::string textOfHtml(std::string_view html, std::size_t limit);
 // Valid UTF-8 in one line: runs of blanks and control characters become one space; at most `limit` bytes, whole

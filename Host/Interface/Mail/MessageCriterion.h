@@ -18,9 +18,17 @@ struct MessageCriterion {
         UniqueIDIs,   // text: value of X-Universally-Unique-Identifier
         SubjectContains,
         FromContains,
-        ToContains,     // text, without regard to case
+        ToContains,  // text, without regard to case; looks at every message
+        // text: words that stand one behind the other, without regard to case and accents. After a "*" at the end the
+        // last one may go on. In subject, senders, recipients, the message's text or names of its files; or in one of
+        // them. Answered by an index.
+        HasWords,
+        SubjectHasWords,
+        FromHasWords,
+        ToHasWords,
+        BodyHasWords,
         ReceivedSince,  // date, inclusive
-        ReceivedBefore,
+        ReceivedBefore,  // date, exclusive
         IsUnread,
         IsFlagged,
         HasAttachments,

@@ -154,23 +154,128 @@ TEST_F(LibraryReading, CriteriaSelectWhatTheySay) {
     EXPECT_THAT(subjects(deep), IsEmpty());
 }
 
-TEST_F(LibraryReading, SearchFindsWordsWhereverTheyStand) {
+TEST_F(LibraryReading, SearchFindsWhatWasTyped) {
     open();
     ASSERT_TRUE(
         library_->add(box("ada/INBOX"),
                       "From: Grace <grace@example.net>\r\nTo: Ada <ada@example.org>\r\nCc: \"Zoë\" <z@b.example>\r\n"
-                      "Subject: Compilers\r\nContent-Type: text/html; charset=utf-8\r\n\r\n"
-                      "<p>Naïve <b>par</b> \"quoted-words\"</p>",
-                      {}, {100}));
+                      "Subject: Compilers\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n"
+                      "Content-Type: text/html; charset=utf-8\r\n\r\n"
+                      "<p>Naïve <b>par</b> \"quoted-words\" 明日の会議は東京です</p>\r\n--b\r\n"
+                      "Content-Type: application/pdf\r\nContent-Disposition: attachment; filename=ledger.pdf\r\n\r\n"
+                      "1\r\n--b--\r\n",
+                      {.seen = true, .flagged = true}, {1'500'000'000}));
     add("ada/INBOX", "Other", 50);
-    for (const char* words :
-         {"compil", "COMPILERS grace", "zoe", "naive", "z@b.example", "quoted-w", "\"quoted", "-- compil"})
+    add("ada/Sent", "Sent one", 40);
+    for (const char* words : {"compil",
+                              "COMPILERS grace",
+                              "zoe",
+                              "naive",
+                              "z@b.example",
+                              "quoted-wo",
+                              "\"quoted",
+                              "-- compil",
+                              "会議",
+                              "東京",
+                              "日の会",
+                              "subject:compil",
+                              "from:grace subject:compilers",
+                              "to:zoë",
+                              "body:\"naive par\"",
+                              "ledger.pdf",
+                              "has:attachment",
+                              "is:read",
+                              "is:flagged",
+                              "on:2017-07-14",
+                              "after:2017 in:inbox",
+                              "-other in:inbox",
+                              "grace -is:unread",
+                              "after:2016 before:2018",
+                              "\"grace\" -from:hopper",
+                              "in:inbox -subject:other"})
         EXPECT_THAT(searching(words), ElementsAre("Compilers")) << words;
-    for (const char* words : {"ompilers", "grace missing", "compilers AND", "subject:compilers"})
+    for (const char* words : {"ompilers", "grace missing", "compilers AND", "compil grace", "from:compilers",
+                              "\"par naive\"", "京東", "subject:grace", "before:1975 has:attachment", "in:nowhere",
+                              "on:2017-07-15", "\"compil\"", "-compilers compilers"})
         EXPECT_THAT(searching(words), IsEmpty()) << words;
-    EXPECT_THAT(searching("hop \" * ( )"), ElementsAre("Other"));
-    EXPECT_THAT(searching(" ... "), SizeIs(2));
-    EXPECT_EQ(library_->page(box("ada/Sent").criterion(), "grace", 0, 10).total, 0);
+    EXPECT_THAT(searching("hop \" * ( )"), ElementsAre("Other", "Sent one"));
+    EXPECT_THAT(searching(" ... "), SizeIs(3));
+    EXPECT_THAT(searching("-compilers"), ElementsAre("Other", "Sent one"));
+    EXPECT_THAT(searching("in:sent"), ElementsAre("Sent one"));
+    EXPECT_EQ(library_->page(box("ada/Sent").criterion(), "zoe", 0, 10).total, 0);
+}
+
+TEST_F(LibraryReading, LongListsAreReadFromAnyPlace) {
+    open();
+    for (int i = 0; i < 60; ++i)
+        add(i % 4 == 0 ? "ada/Sent" : "ada/INBOX", "m" + std::to_string(i), 1'600'000'000 + i / 5,
+            {.seen = i % 3 == 0});
+    const auto unread = MessageCriterion::with(Kind::IsUnread);
+    for (const auto& [criterion, search] : {std::pair{box("ada/INBOX").criterion(), ""},
+                                            {MessageCriterion{}, ""},
+                                            {unread, ""},
+                                            {MessageCriterion{}, "hopper"}}) {
+        const auto all = library_->page(criterion, search, 0, 100).rows;
+        const auto ids = library_->ids(criterion, search, 100);
+        ASSERT_EQ(ids.size(), all.size());
+        for (int offset = 0; offset < static_cast<int>(all.size()); offset += 7)
+            for (int known = 0; known < static_cast<int>(all.size()); known += 9) {
+                const ListPlace place{known, all[static_cast<std::size_t>(known)].key};
+                const auto page = library_->page(criterion, search, offset, 3, place);
+                ASSERT_FALSE(page.rows.empty());
+                for (std::size_t i = 0; i < page.rows.size(); ++i)
+                    EXPECT_EQ(page.rows[i].id, ids[static_cast<std::size_t>(offset) + i])
+                        << offset << " from " << known;
+            }
+    }
+    EXPECT_THAT(library_->ids({}, "", 5), SizeIs(5));
+}
+
+TEST_F(LibraryReading, ManyMessagesOfOneDateKeepTheirPlaces) {
+    open();
+    std::vector<std::int64_t> added;
+    for (int i = 0; i < 12; ++i)
+        added.push_back(add("ada/INBOX", "same", 1'600'000'000));
+    ASSERT_TRUE(library_->erase({added[11], added[3]}));
+    added.erase(added.begin() + 11);
+    added.erase(added.begin() + 3);
+    added.push_back(add("ada/INBOX", "same", 1'600'000'000));
+    std::reverse(added.begin(), added.end());
+    EXPECT_EQ(library_->ids(box("ada/INBOX").criterion(), "", 100), added);
+    EXPECT_THAT(searching("same"), SizeIs(11));
+}
+
+TEST_F(LibraryReading, ConversationsAreMadeOfWhatMessagesAnswer) {
+    open();
+    int date = 100;
+    const auto mail = [&](const char* subject, const char* headers) {
+        return add("ada/INBOX", subject, ++date, {}, headers);
+    };
+    const auto subjectsWith = [&](std::int64_t id, int limit = 100) {
+        std::vector<std::string> found;
+        for (const MessageSummary& row : library_->conversation(id, limit))
+            found.push_back(row.subject);
+        return found;
+    };
+    const auto plan = mail("Plan", "Message-Id: <1@x>\r\n");
+    const auto answer = mail("Re: Plan", "Message-Id: <2@x>\r\nIn-Reply-To: <1@x>\r\n");
+    const auto namesake = mail("Re: Plan", "Message-Id: <9@x>\r\n");
+    EXPECT_THAT(subjectsWith(plan), ElementsAre("Plan", "Re: Plan"));
+    EXPECT_THAT(subjectsWith(namesake), ElementsAre("Re: Plan")) << "the subject alone says nothing";
+    // Its last message comes first, the one in between never.
+    const auto late = mail("Late", "Message-Id: <5@x>\r\nReferences: <3@x> <4@x>\r\n");
+    EXPECT_THAT(subjectsWith(late), ElementsAre("Late"));
+    const auto middle = mail("Middle", "Message-Id: <3@x>\r\nReferences: <1@x> <2@x>\r\n");
+    EXPECT_THAT(subjectsWith(late), ElementsAre("Plan", "Re: Plan", "Late", "Middle"));
+    EXPECT_THAT(subjectsWith(late, 2), ElementsAre("Late", "Middle"));
+    // Known by way of what was joined.
+    ASSERT_TRUE(library_->move({mail("Last", "In-Reply-To: <4@x>\r\n")}, box("ada/Archive")));
+    EXPECT_THAT(subjectsWith(answer), SizeIs(5));
+    ASSERT_TRUE(library_->erase({middle}));
+    EXPECT_THAT(subjectsWith(plan), SizeIs(4));
+    EXPECT_THAT(subjectsWith(middle), IsEmpty());
+    EXPECT_THAT(subjectsWith(mail("No id", "")), ElementsAre("No id"));
+    EXPECT_THAT(subjectsWith(mail("No id", "References: garbage\r\n")), ElementsAre("No id"));
 }
 
 TEST_F(LibraryReading, CompletesAddressesByFrequency) {

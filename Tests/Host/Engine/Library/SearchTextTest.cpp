@@ -6,16 +6,25 @@
 
 namespace qs {
 
-TEST(SearchText, WhatIsTypedBecomesWordsNeverOperators) {
+TEST(SearchText, PhrasesAreWordsNeverOperators) {
     struct Case {
-        const char* typed;
+        const char* words;
         const char* expression;
     };
+    for (const Case& c : {Case{"ada", "\"ada\""}, Case{"ada*", "\"ada\"*"}, Case{"a\"b", "\"a\"\"b\""},
+                          Case{"NOT (x)", "\"NOT (x)\""}, Case{"year a*", "\"year a\""}, Case{"会議*", "\"会 議\""}})
+        EXPECT_EQ(matchPhrase(c.words), c.expression) << c.words;
+}
+
+TEST(SearchText, CharactersWithoutBlanksBetweenThemBecomeWords) {
+    struct Case {
+        const char* text;
+        const char* apart;
+    };
     for (const Case& c :
-         {Case{"", ""}, Case{"  \t ", ""}, Case{"ada", "\"ada\"*"}, Case{"ada  ben", "\"ada\"* \"ben\"*"},
-          Case{"a\"b", "\"a\"\"b\"*"}, Case{"NOT x OR (y)", "\"NOT\"* \"x\"* \"OR\"* \"(y)\"*"},
-          Case{"subject:x*", "\"subject:x*\"*"}, Case{"— \" - x", "\"x\"*"}, Case{"…", ""}})
-        EXPECT_EQ(matchExpression(c.typed), c.expression) << c.typed;
+         {Case{"plain Grüße €5", "plain Grüße €5"}, Case{"東京2026年", "東 京 2026 年"}, Case{"a東b", "a 東 b"},
+          Case{"한국어 a", "한 국 어 a"}, Case{"\xe6\x9d", "\xe6\x9d"}, Case{"", ""}})
+        EXPECT_EQ(wordsApart(c.text), c.apart) << c.text;
 }
 
 TEST(SearchText, TextOfHtmlIsWhatAPersonReads) {

@@ -1,0 +1,122 @@
+#include "Library/IndexLists.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+
+#include "Library/IndexTables.h"
+
+namespace qs::lists {
+
+namespace {
+
+constexpr int kLongestPage = 1000;
+constexpr int kCountedBehind = 5000;  // rows behind a page that are still counted
+
+struct Length {
+    int rows = 0;
+    bool hasMore = false;
+};
+
+// Lengths of mailboxes are kept; others are counted, which would take long to the end of a long list.
+Length lengthOf(Database& index, const SqlSelection& selection, int upTo) {
+    const auto kept = [&](const char* sql, const SqlValues& values) {
+        return Length{static_cast<int>(index.integer(sql, values)), false};
+    };
+    if (selection.isEverything) return kept("SELECT sum(total) FROM mailboxes", {});
+    if (!selection.mailbox.empty())
+        return kept("SELECT total FROM mailboxes WHERE number = ?", {mailboxNumber(selection.mailbox)});
+    SqlValues values = selection.values;
+    values.emplace_back(std::int64_t{upTo} + 1);
+    const auto counted =
+        static_cast<int>(index.integer("SELECT count(*) FROM (SELECT 1 FROM " + selection.tables + " WHERE " +
+                                           selection.condition + selection.newestFirst() + " LIMIT ?)",
+                                       values));
+    return {std::min(counted, upTo), counted > upTo};
+}
+
+struct Walk {
+    ListPlace from;
+    bool isTowardsOlder = true;
+};
+
+// From the list's start, its end or the known row, whichever is nearest.
+Walk nearestTo(int row, const Length& length, const ListPlace& known) {
+    Walk nearest;
+    int distance = row;
+    if (known.key > 0 && std::abs(row - known.row) < distance) {
+        nearest = {known, row >= known.row};
+        distance = std::abs(row - known.row);
+    }
+    if (!length.hasMore && length.rows - 1 - row < distance) nearest = {{length.rows - 1, 0}, false};
+    return nearest;
+}
+
+// The number of the row at that place; nothing beyond the end.
+std::optional<std::int64_t> keyAt(Database& index, const SqlSelection& selection, int row, const Walk& walk) {
+    SqlValues values = selection.values;
+    std::string sql = "SELECT " + selection.key + " FROM " + selection.tables + " WHERE " + selection.condition;
+    if (walk.from.key > 0) {
+        sql += " AND " + selection.key + (walk.isTowardsOlder ? " <= ?" : " >= ?");
+        values.emplace_back(walk.from.key);
+    }
+    values.emplace_back(std::int64_t{std::abs(row - walk.from.row)});
+    Query found = index.query(
+        sql + (walk.isTowardsOlder ? selection.newestFirst() : selection.oldestFirst()) + " LIMIT 1 OFFSET ?", values);
+    return found.step() ? std::optional(found.integer()) : std::nullopt;
+}
+
+std::vector<MessageSummary> rows(Query query) {
+    std::vector<MessageSummary> found;
+    while (query.step())
+        found.push_back(tables::summaryFrom(query));
+    return found;
+}
+
+}  // namespace
+
+ListPage page(Database& index, const SqlSelection& selection, int offset, int limit, const ListPlace& known) {
+    offset = std::max(offset, 0);
+    limit = std::clamp(limit, 0, kLongestPage);
+    ListPage page;
+    const Length length = lengthOf(index, selection, offset + limit + kCountedBehind);
+    page.total = length.rows;
+    page.hasMore = length.hasMore;
+    if (limit == 0 || offset >= length.rows) return page;
+    SqlValues values = selection.values;
+    std::string from;
+    if (offset > 0) {
+        const auto first = keyAt(index, selection, offset, nearestTo(offset, length, known));
+        if (!first) return page;
+        from = " AND " + selection.key + " <= ?";
+        values.emplace_back(*first);
+    }
+    values.emplace_back(std::int64_t{limit});
+    page.rows = rows(index.query("SELECT " + tables::summaryColumns() + " FROM " + selection.tables + " WHERE " +
+                                     selection.condition + from + selection.newestFirst() + " LIMIT ?",
+                                 values));
+    return page;
+}
+
+std::vector<std::int64_t> ids(Database& index, const SqlSelection& selection, int limit) {
+    SqlValues values = selection.values;
+    values.emplace_back(std::int64_t{limit});
+    Query row = index.query("SELECT m.id FROM " + selection.tables + " WHERE " + selection.condition +
+                                selection.newestFirst() + " LIMIT ?",
+                            values);
+    std::vector<std::int64_t> found;
+    while (row.step())
+        found.push_back(row.integer());
+    return found;
+}
+
+std::vector<MessageSummary> conversation(Database& index, std::int64_t id, int limit) {
+    auto found = rows(index.query("SELECT " + tables::summaryColumns() +
+                                      " FROM messages m INDEXED BY by_conversation WHERE m.conversation = "
+                                      "(SELECT conversation FROM messages WHERE id = ?) ORDER BY m.seq DESC LIMIT ?",
+                                  {id, std::int64_t{limit}}));
+    std::reverse(found.begin(), found.end());
+    return found;
+}
+
+}  // namespace qs::lists
