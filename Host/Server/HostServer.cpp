@@ -13,6 +13,7 @@
 #include "PageFiles.h"
 #include "PageState.h"
 #include "RequestGuard.h"
+#include "ResourceProxy.h"
 #include "Sessions.h"
 
 namespace qs {
@@ -49,7 +50,7 @@ public:
             .refuse = [this](const HttpServerRequest& head) { return refuse(head); },
             .bodyLimit =
                 [](const HttpServerRequest& head) { return isAttachmentUpload(head) ? kAttachmentLimit : kSmallBody; },
-            .respond = [this](const HttpServerRequest& request) { return respond(request); },
+            .respondLater = [this](const HttpServerRequest& request, const auto& reply) { respond(request, reply); },
             .acceptLive = [this](const HttpServerRequest& head) { return acceptLive(head); },
             .openLive = [this](std::shared_ptr<LiveChannel> channel) { openLive(std::move(channel)); },
         });
@@ -78,10 +79,9 @@ private:
         return HttpServerResponse::text(403, "Please open the page by its start link.");
     }
 
-    HttpServerResponse respond(const HttpServerRequest& request) {
-        if (request.path == "/session") return startSession(request);
-        if (auto answer = answerMailRoute(*application_, *bundles_, request)) return std::move(*answer);
-        return files_.answer(request);
+    void respond(const HttpServerRequest& request, const std::function<void(HttpServerResponse)>& reply) {
+        if (request.path == "/session") return reply(startSession(request));
+        if (!answerMailRoute(*application_, *bundles_, proxy_, request, reply)) reply(files_.answer(request));
     }
 
     HttpServerResponse startSession(const HttpServerRequest& request) {
@@ -138,6 +138,7 @@ private:
     const BundleLoader* bundles_ = nullptr;
     PageSections sections_;
     std::vector<std::shared_ptr<PageConnection>> pages_;
+    ResourceProxy proxy_;
     std::unique_ptr<HttpServer> http_;  // goes first: nothing calls back afterwards
 };
 

@@ -5,23 +5,18 @@
 
 #include "BundleLoader.h"
 #include "ComposeWindow.h"
-#include "DataUrl.h"
-#include "Display/Sanitizer.h"
-#include "Foundation/Assertion.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
 #include "MailLibrary.h"
+#include "MessageBody.h"
 #include "Mime/MimeMessage.h"
 #include "Text/Escapes.h"
-#include "Viewer/WebDocument.h"
 
 namespace qs {
 
 namespace json = boost::json;
 
 namespace {
-
-constexpr std::size_t kInlinePictureLimit = 8 * 1024 * 1024;
 
 std::vector<std::string> pieces(std::string_view path) {
     std::vector<std::string> result;
@@ -45,41 +40,6 @@ HttpServerResponse download(std::string content, std::string_view name) {
             std::move(content)};
 }
 
-std::string inlinePicture(const MimeMessage& message, std::string_view contentID) {
-    for (const auto& part : message.attachments()) {
-        if (part.contentID != contentID || part.size > kInlinePictureLimit) continue;
-        if (!isPictureType(part.mimeType)) return {};
-        auto content = message.partContent(part.part);
-        return content ? dataUrl(part.mimeType, *content) : std::string();
-    }
-    return {};
-}
-
-// As plug-ins want it displayed.
-std::string displayedHtml(const std::string& html) {
-    const auto document = std::make_shared<WebDocument>();
-    try {
-        web_document::setHtml(*document, html);
-    } catch (const std::exception&) {
-        logCaughtException("A plug-in could not look at a message's text");
-        return html;
-    }
-    return document->html;
-}
-
-HttpServerResponse body(const MimeMessage& message) {
-    json::object answer;
-    if (const auto html = message.htmlBody()) {
-        auto safe = sanitizeHtml(displayedHtml(*html), {.inlinePicture = [&message](std::string_view contentID) {
-                                     return inlinePicture(message, contentID);
-                                 }});
-        answer = {{"html", std::move(safe.html)}, {"remoteBlocked", safe.remoteBlocked}, {"plain", false}};
-    } else {
-        answer = {{"html", plainTextToHtml(message.plainBody().value_or(""))}, {"remoteBlocked", 0}, {"plain", true}};
-    }
-    return HttpServerResponse::json(json::serialize(answer));
-}
-
 HttpServerResponse part(const MimeMessage& message, const std::string& number) {
     for (const auto& each : message.attachments())
         if (each.part == number)
@@ -88,18 +48,20 @@ HttpServerResponse part(const MimeMessage& message, const std::string& number) {
 }
 
 // /messages/<id>/body, /messages/<id>/source, /messages/<id>/parts/<part>
-HttpServerResponse messageRoute(MailApplication& application, const std::vector<std::string>& path) {
+void answerMessageRoute(MailApplication& application, ResourceProxy& proxy, const HttpServerRequest& request,
+                        const std::vector<std::string>& path, const Reply& reply) {
     std::int64_t id = 0;
     const auto& text = path[1];
-    if (std::from_chars(text.data(), text.data() + text.size(), id).ptr != text.data() + text.size()) return notFound();
+    if (std::from_chars(text.data(), text.data() + text.size(), id).ptr != text.data() + text.size())
+        return reply(notFound());
     auto content = application.engine().library().content(id);
-    if (!content) return HttpServerResponse::text(404, content.error().description);
+    if (!content) return reply(HttpServerResponse::text(404, content.error().description));
     if (path.size() == 3 && path[2] == "source")
-        return {200, {{"Content-Type", "text/plain; charset=utf-8"}}, std::move(*content)};
-    auto message = MimeMessage::parse(*content);
-    if (path.size() == 3 && path[2] == "body") return body(*message);
-    if (path.size() == 4 && path[2] == "parts") return part(*message, path[3]);
-    return notFound();
+        return reply({200, {{"Content-Type", "text/plain; charset=utf-8"}}, std::move(*content)});
+    const std::shared_ptr<const MimeMessage> message = MimeMessage::parse(*content);
+    if (path.size() == 3 && path[2] == "body")
+        return answerMessageBody(application, proxy, id, message, request.queryValue("remote") == "1", reply);
+    reply(path.size() == 4 && path[2] == "parts" ? part(*message, path[3]) : notFound());
 }
 
 std::string decodedFileName(std::string_view encoded) {
@@ -154,14 +116,18 @@ bool isAttachmentUpload(const HttpServerRequest& head) {
     return head.method == "POST" && path.size() == 3 && path[0] == "compose" && path[2] == "attachments";
 }
 
-std::optional<HttpServerResponse> answerMailRoute(MailApplication& application, const BundleLoader& bundles,
-                                                  const HttpServerRequest& request) {
+bool answerMailRoute(MailApplication& application, const BundleLoader& bundles, ResourceProxy& proxy,
+                     const HttpServerRequest& request, const Reply& reply) {
     const auto path = pieces(request.path);
-    if (path.size() >= 3 && path[0] == "messages" && request.method == "GET") return messageRoute(application, path);
-    if (path.size() >= 3 && path[0] == "compose" && path[2] == "attachments")
-        return composeRoute(application, request, path);
-    if (path.size() == 2 && path[0] == "images" && request.method == "GET") return image(bundles, path[1]);
-    return std::nullopt;
+    if (path.size() >= 3 && path[0] == "messages" && request.method == "GET")
+        answerMessageRoute(application, proxy, request, path, reply);
+    else if (path.size() >= 3 && path[0] == "compose" && path[2] == "attachments")
+        reply(composeRoute(application, request, path));
+    else if (path.size() == 2 && path[0] == "images" && request.method == "GET")
+        reply(image(bundles, path[1]));
+    else
+        return false;
+    return true;
 }
 
 }  // namespace qs

@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
+#include <functional>
 
 #include "HttpServer/HttpTypes.h"
 
@@ -11,12 +11,13 @@ namespace qs {
 
 class BundleLoader;
 class MailApplication;
+class ResourceProxy;
 
 inline constexpr std::uint64_t kAttachmentLimit = 64ull * 1024 * 1024;  // bytes
 
-// Nothing for a path that is not one of these.
-std::optional<HttpServerResponse> answerMailRoute(MailApplication& application, const BundleLoader& bundles,
-                                                  const HttpServerRequest& request);
+// Whether the path is one of these. If it is, `reply` is called once, perhaps later.
+bool answerMailRoute(MailApplication& application, const BundleLoader& bundles, ResourceProxy& proxy,
+                     const HttpServerRequest& request, const std::function<void(HttpServerResponse)>& reply);
 // A request that brings an attachment.
 bool isAttachmentUpload(const HttpServerRequest& head);
 

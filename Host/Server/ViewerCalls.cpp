@@ -4,10 +4,12 @@
 #include "Calls.h"
 #include "ComposeWindow.h"
 #include "DeliveryService.h"
+#include "HostSettings.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
 #include "MailLibrary.h"
 #include "MainViewer.h"
+#include "MessageBody.h"
 #include "ModelJson.h"
 #include "Models/Toolbar.h"
 #include "Models/View.h"
@@ -136,6 +138,12 @@ void addViewerCalls(CallTable& table) {
         return nullptr;
     };
     table["message.setFlags"] = setFlags;
+    table["message.alwaysShowPictures"] = [](CallContext& context, const json::object& args) -> json::value {
+        const std::string sender = senderAddress(context.application, arguments::number(args, "id"));
+        if (sender.empty()) throw CallRefused("Nobody can be told to be the sender of this message.");
+        alwaysShowRemotePicturesOf(sender);
+        return nullptr;
+    };
     table["message.move"] = [](CallContext& context, const json::object& args) -> json::value {
         require(context.application.viewer().moveTo(arguments::ids(args), arguments::text(args, "mailbox")));
         return nullptr;

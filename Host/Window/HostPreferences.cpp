@@ -44,7 +44,7 @@ public:
              .note = {},
              .controls = {defaultAccount(), checkBox(kComposePlainText, "Write new messages as plain text"),
                           checkBox(kQuoteOriginalMessage, "Quote the text that a message replies to")}});
-        form->groups.push_back({.title = "Reading", .note = {}, .controls = {contactPhotos()}});
+        form->groups.push_back({.title = "Reading", .note = {}, .controls = {contactPhotos(), pictureSenders()}});
         return form;
     }
 
@@ -70,6 +70,17 @@ private:
             store(kEnableContactPhotos, value.boolValue());
             viewer_preferences::postContactPhotoPreferenceChanged.onClass(NSClassFromString("ViewerPreferences"));
         };
+        return control;
+    }
+
+    static FormControl pictureSenders() {
+        FormControl control;
+        control.kind = FormControl::Kind::TextList;
+        control.id = kRemotePictureSenders;
+        control.label = "Always show remote pictures from";
+        control.placeholder = "Add an address";
+        control.value = UserDefaults::suite("")->objectForKey(kRemotePictureSenders).array();
+        control.onChange = [](const Value& value) { store(kRemotePictureSenders, value.array()); };
         return control;
     }
 

@@ -209,6 +209,7 @@ std::optional<Result<HttpResponse>> CurlTransfer::ended(CURLcode code) {
         if (auto error = redirect(target)) return failure(std::move(*error));
         return std::nullopt;
     }
+    if (isRedirect && target) response_.redirectUrl = target;
     if (auto error = keepAnswer()) return failure(std::move(*error));
     return Result<HttpResponse>(std::move(response_));
 }
@@ -371,7 +372,8 @@ int CurlTransfer::progressed(void* self, curl_off_t, curl_off_t, curl_off_t toGo
 curl_socket_t CurlTransfer::socketOpens(void* self, curlsocktype, curl_sockaddr* address) {
     auto& transfer = *static_cast<CurlTransfer*>(self);
     const bool isAllowed =
-        isPublicAddress(address->addr) || (transfer.options_.allowsLoopback && isLoopbackAddress(address->addr));
+        isPublicAddress(address->addr) ||
+        ((transfer.options_.allowsLoopback || transfer.request_.alsoLoopback) && isLoopbackAddress(address->addr));
     if (isAllowed) return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
     transfer.addressRefused_ = true;
     return CURL_SOCKET_BAD;

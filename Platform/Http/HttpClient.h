@@ -44,6 +44,7 @@ struct HttpRequest {
     // For addresses that come out of a mail: an address that is not public is refused, after resolving, at each
     // redirect; no proxy is used, and nothing that identifies the person is sent.
     bool publicAddressesOnly = false;
+    bool alsoLoopback = false;  // with publicAddressesOnly: for an address on this machine that the person named
     bool acceptsAnyCertificate = false;  // never with a login; for pictures of web sites
     // Bytes of the body that have left, of how many. Main thread.
     std::function<void(std::uint64_t sent, std::uint64_t total)> uploadProgress;
@@ -57,6 +58,8 @@ struct HttpResponse {
     HttpHeaders headers;
     std::string body;      // empty when it went into a file or to `bodyArrives`
     std::string finalUrl;  // after redirects
+    // Where an answer leads whose redirect was not followed, as a whole address; empty for other answers.
+    std::string redirectUrl;
 
     std::optional<std::string> header(std::string_view name) const;
     bool isSuccess() const { return status >= 200 && status < 300; }

@@ -281,14 +281,20 @@ private:
             std::optional<HttpServerResponse> response;
         };
         auto waiting = std::make_shared<Waiting>();
-        handlers.respondLater(std::move(request), [waiting](HttpServerResponse response) {
+        const auto reply = [waiting](HttpServerResponse response) {
             auto deliver = [waiting, response = std::move(response)]() mutable {
                 waiting->response = std::move(response);
                 waiting->gate.cancel();
             };
             if (RunLoop::main().isMainThread()) return deliver();
             RunLoop::main().post(std::move(deliver));
-        });
+        };
+        const std::string path = request.path;
+        try {
+            handlers.respondLater(std::move(request), reply);
+        } catch (const std::exception& fault) {
+            if (!waiting->response) waiting->response = failedAnswer(path, fault);
+        }
         error_code cancelled;
         while (!waiting->response)
             co_await waiting->gate.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
@@ -299,9 +305,13 @@ private:
         try {
             return handlers.respond(request);
         } catch (const std::exception& fault) {
-            logError("The answer to " + request.path + " failed: " + fault.what());
-            return HttpServerResponse::text(500, "Something went wrong. The log tells more.");
+            return failedAnswer(request.path, fault);
         }
+    }
+
+    static HttpServerResponse failedAnswer(const std::string& path, const std::exception& fault) {
+        logError("The answer to " + path + " failed: " + fault.what());
+        return HttpServerResponse::text(500, "Something went wrong. The log tells more.");
     }
 
     asio::awaitable<bool> write(Stream& stream, http::response<http::string_body> message) {

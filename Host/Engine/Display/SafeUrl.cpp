@@ -48,6 +48,13 @@ std::string safeLinkAddress(std::string_view address) {
     return isWeb && std::string_view("/?#\\").find(rest[2]) == std::string_view::npos ? read : std::string();
 }
 
+std::string safeRemotePicture(std::string_view address) {
+    std::string web = safeLinkAddress(address);
+    if (!startsWithIgnoringCase(web, "http")) return {};
+    web.erase(std::min(web.find('#'), web.size()));
+    return web;
+}
+
 std::string safePictureData(std::string_view address) {
     const std::string_view trimmed = trimmedAscii(address);
     static constexpr std::string_view kFormats[] = {"png", "gif", "jpeg", "jpg", "webp", "bmp"};

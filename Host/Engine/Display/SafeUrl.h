@@ -11,6 +11,8 @@ namespace qs {
 std::string safeLinkAddress(std::string_view address);
 // For a picture: "data:image/...;base64," of a bitmap format. Empty for every other address.
 std::string safePictureData(std::string_view address);
+// For a picture on the web: http or https, as browsers read it, without a fragment. Empty for every other address.
+std::string safeRemotePicture(std::string_view address);
 // The content id of "cid:..."; empty for another address.
 std::string contentIDOf(std::string_view address);
 // Whether a browser would load something from elsewhere for it.

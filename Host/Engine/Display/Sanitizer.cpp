@@ -227,7 +227,13 @@ private:
         const bool isOwn = !id.empty() && options_.inlinePicture;
         const std::string data = safePictureData(isOwn ? options_.inlinePicture(id) : std::string(value));
         if (!data.empty()) return node.setAttribute("src", data);
-        if (id.empty() && isRemoteAddress(value)) ++result_.remoteBlocked;
+        if (id.empty() && isRemoteAddress(value)) {
+            const std::string address = safeRemotePicture(value);
+            const bool isAsked = !address.empty() && options_.remotePicture;
+            const std::string picture = safePictureData(isAsked ? options_.remotePicture(address) : std::string());
+            if (!picture.empty()) return node.setAttribute("src", picture);
+            ++result_.remoteBlocked;
+        }
         node.removeAttribute("src");
     }
 

@@ -11,6 +11,8 @@ namespace qs {
 struct SanitizerOptions {
     // Gives the address (a data URL) that stands in for a picture of the message itself, by content id; empty for none.
     std::function<std::string(std::string_view contentID)> inlinePicture;
+    // Gives the address (a data URL) that stands in for a picture on the web; empty leaves it out and counts it.
+    std::function<std::string(std::string_view address)> remotePicture;
     bool keepQuotes = true;
 };
 

@@ -3,6 +3,7 @@
 #include "Application/Bundles.h"
 #include "Foundation/Runtime.h"
 #include "Platform.h"
+#include "Viewer/ResourceLoad.h"
 #include "Viewer/WebDocument.h"
 
 namespace qs {
@@ -21,6 +22,10 @@ void defineInterfaceClasses() {
     registry.define("MUIWebDocument").add(web_document::setHtml, [](HostObject& self, const std::string& html) {
         static_cast<WebDocument&>(self).html = html;
     });
+    for (const char* name : {"WebMessageController", "WebViewEditor", "MFHTMLConverter"})
+        registry.define(name).add(resource_load_delegate::webViewResourceWillSendRequest,
+                                  [](HostObject&, HostObject*, HostObject*, const ResourceRequest& request,
+                                     const ResourceResponse*, HostObject*) { return std::optional(request); });
     registry.define("MVMailBundle").addClassMethod(mail_bundle::registerBundle, [](Class& principalClass) {
         MailBundleRegistry::add(principalClass);
     });

@@ -7,7 +7,7 @@
 //                               sets the cookie and answers {"token"}. Everything below needs the cookie and the token:
 //                               as the header X-Quillstead-Token, or, for the WebSocket, as the subprotocol "qs.<token>"
 //   GET  /live                  the WebSocket
-//   GET  /messages/<id>/body?remote=0|1     Body
+//   GET  /messages/<id>/body?remote=0|1     Body; 1: with the pictures that it names on the web, which the host fetches
 //   GET  /messages/<id>/source              text/plain
 //   GET  /messages/<id>/parts/<part>        an attachment, as a download
 //   POST /compose/<window>/attachments      the file as the body; its name, percent-encoded, as X-File-Name;
@@ -179,7 +179,9 @@ export interface MessageModel {
 }
 export interface Body {
   html: string; // already sanitized; goes into a frame without scripts and without our origin
-  remoteBlocked: number; // pictures that were held back
+  remoteBlocked: number; // pictures on the web, and the like, that are not in it
+  // ask: they come with remote=1; always: likewise, and the person wants them of this sender; never: they do not come
+  remote: 'ask' | 'always' | 'never';
   plain: boolean;
 }
 
@@ -265,6 +267,7 @@ export interface Calls {
   'list.search': { text: string };
   'message.open': { id: Id }; // a double click: drafts open for editing
   'message.setFlags': { ids: Id[]; seen?: boolean; flagged?: boolean; colour?: number };
+  'message.alwaysShowPictures': { id: Id }; // those on the web, of whoever sent this message
   'message.move': { ids: Id[]; mailbox: string };
   'message.tryAgain': { id: Id }; // in an outbox
   'message.resolveDoubt': { uniqueID: string; choice: 'sendAgain' | 'markSent' };

@@ -56,6 +56,8 @@ class MockHost {
   inbox = makeInbox(2400);
   calls = [];
   uploads = [];
+  bodies = []; // addresses of texts that were fetched
+  remote = 'ask'; // what becomes of pictures on the web
   sockets = new Set();
   models = firstModels(this.inbox);
   view = { mailbox: 'inbox', offset: 0, limit: 40, search: '', selected: [this.inbox[0].id] };
@@ -260,9 +262,10 @@ class MockHost {
     if (/^\/(messages|compose|images)\//.test(pathname) && request.headers['x-quillstead-token'] !== this.token) return response.writeHead(403).end();
     const message = /^\/messages\/(\d+)\/(.+)$/.exec(pathname);
     if (message?.[2] === 'body') {
+      this.bodies.push(request.url);
       const news = Number(message[1]) % 5 === 3;
       const remote = searchParams.get('remote') === '1';
-      return json({ html: news ? newsBody : longBody, remoteBlocked: news && !remote ? 3 : 0, plain: false });
+      return json({ html: news ? newsBody : longBody, remoteBlocked: news && !remote ? 3 : 0, remote: this.remote, plain: false });
     }
     if (message?.[2] === 'source') return response.setHeader('Content-Type', 'text/plain').end('From: Ada\r\nSubject: x\r\n\r\nHello\r\n'.repeat(60));
     if (message) return response.end('attachment');

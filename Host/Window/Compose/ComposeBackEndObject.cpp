@@ -11,7 +11,6 @@ WebViewEditorObject::WebViewEditorObject(ChangeHandler changed)
 
 void ComposeBackEndObject::defineClass() {
     ClassRegistry& registry = ClassRegistry::current();
-    registry.define("WebViewEditor");
     registry.define("ComposeBackEnd")
         .add(compose_back_end::newOutgoingMessage,
              [](HostObject& self, MessageWriter& writer, const ComposeContents& contents,

@@ -4,6 +4,7 @@
 
 #include "Account/QSBackend.h"
 #include "Text/Ascii.h"
+#include "Text/Url.h"
 #include "Tracking/QSTrackingPixelManager.h"
 
 namespace qs {
@@ -35,6 +36,16 @@ std::string htmlWithOwnPixelsBlanked(std::string_view html) {
             result.replace(at, uuid.size(), kZero);
     }
     return result;
+}
+
+bool isAddressOfOwnPixel(std::string_view absoluteString) {
+    if (!QSBackend::isConfigured()) return false;
+    if (absoluteString.find(QSBackend::baseURL() + "/tracking/") == std::string_view::npos) return false;
+    std::string_view path = absoluteString.substr(0, absoluteString.find_first_of("?#"));
+    while (path.ends_with('/'))
+        path.remove_suffix(1);
+    const auto lastPathComponent = percentDecodedUtf8(path.substr(path.rfind('/') + 1));
+    return lastPathComponent && QSTrackingPixelManager::trackingPixelWithUUID(*lastPathComponent);
 }
 
 }  // namespace qs

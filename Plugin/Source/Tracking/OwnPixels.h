@@ -10,4 +10,7 @@ namespace qs {
 // thread.
 std::string htmlWithOwnPixelsBlanked(std::string_view html);
 
+// Whether the address, as a whole and with its escapes, asks for a pixel that has a record here. Main thread.
+bool isAddressOfOwnPixel(std::string_view absoluteString);
+
 }  // namespace qs

@@ -32,6 +32,13 @@ export async function startBrowser() {
       await page.waitForSelector('.viewer');
       return page;
     },
+    /** A tab with nothing of ours. */
+    async bare(t) {
+      const page = await context.newPage();
+      page.setDefaultTimeout(patience);
+      t.after(() => page.close());
+      return page;
+    },
     async close() {
       await context.close();
       rmSync(profile, { recursive: true, force: true, maxRetries: 5 });

@@ -11,6 +11,7 @@
 #include "Mail/MessageHeaders.h"
 #include "Outgoing/QSHeaderKeys.h"
 #include "Tracking/QSTrackingPixelManager.h"
+#include "Viewer/ResourceLoad.h"
 #include "Viewer/WebDocument.h"
 
 namespace qs {
@@ -317,6 +318,38 @@ TEST_F(TrackingTest, WhatIsDisplayedAsksForNoPixelOfOnesOwn) {
         const auto document = std::make_shared<WebDocument>();
         web_document::setHtml(*document, c.html);
         EXPECT_EQ(document->html, c.shown) << c.why;
+    }
+}
+
+TEST_F(TrackingTest, NoRequestForAPixelOfOnesOwnLeavesWhoeverLoadsIt) {
+    begin();
+    const std::string mine = "AAAAAAAA-1111-4111-8111-111111111111", theirs = "BBBBBBBB-1111-4111-8111-111111111111";
+    pixel(mine.c_str());
+    const std::string address = backend_.url("/tracking/");
+    struct Case {
+        const char* why;
+        std::string url;
+        bool isDropped;
+    };
+    for (const char* loader : {"WebViewEditor", "WebMessageController", "MFHTMLConverter"}) {
+        const auto object = std::make_shared<HostObject>(loader);
+        for (const Case& c :
+             {Case{"one's own", address + mine, true}, Case{"with a query", address + mine + "?x=1", true},
+              Case{"with a slash at its end", address + mine + "/", true},
+              Case{"written in escapes", address + "%41" + mine.substr(1), true},
+              Case{"deeper", address + "b/" + mine, true}, Case{"another sender's", address + theirs, false},
+              Case{"in lower case, so another's", address + "aaaaaaaa-1111-4111-8111-111111111111", false},
+              Case{"blanked before", address + "00000000-0000-0000-0000-000000000000", false},
+              Case{"another place's", "https://other.example/tracking/" + mine, false},
+              Case{"not a pixel", backend_.url("/pictures/") + mine, false}, Case{"no id", address, false}}) {
+            const ResourceResponse redirect{"https://elsewhere.example/", 302};
+            for (const ResourceResponse* before : {static_cast<const ResourceResponse*>(nullptr), &redirect}) {
+                const auto sent = resource_load_delegate::webViewResourceWillSendRequest(
+                    object, nullptr, nullptr, ResourceRequest{c.url}, before, nullptr);
+                EXPECT_EQ(!sent, c.isDropped) << loader << ": " << c.why;
+                EXPECT_EQ(sent.value_or(ResourceRequest{}).absoluteString, c.isDropped ? "" : c.url) << c.why;
+            }
+        }
     }
 }
 

@@ -116,7 +116,7 @@ function printDraft(model: ComposeModel, editor: EditorHandle | null): void {
       fromAddress: '', to: model.to, cc: model.cc, bcc: model.bcc, date: '',
       flags: { unread: false, flagged: false, colour: 0 }, attachments: [], canEditDraft: true,
     },
-    { html: body?.bodyHtml ?? model.bodyHtml, remoteBlocked: 0, plain: model.plainText },
+    { html: body?.bodyHtml ?? model.bodyHtml, remoteBlocked: 0, remote: 'never', plain: model.plainText },
   );
 }
 

@@ -1,7 +1,7 @@
 // The frame that shows a message's body: no scripts, no origin of ours, nothing loaded from anywhere.
 import { useLayoutEffect, useMemo, useRef } from 'preact/hooks';
 import type { Body } from '../protocol';
-import { frameDocument } from './frameDocument';
+import { frameDocument, frameSandbox } from './frameDocument';
 import { setScrolledFrame } from './frameScroll';
 
 export function BodyFrame({ body, subject }: { body: Body; subject: string }) {
@@ -14,7 +14,7 @@ export function BodyFrame({ body, subject }: { body: Body; subject: string }) {
   return (
     <iframe
       ref={frame} class="body-frame" title={`Text of the message “${subject || 'No subject'}”`} srcdoc={content}
-      sandbox="allow-popups allow-popups-to-escape-sandbox" referrerpolicy="no-referrer" key={`${body.remoteBlocked} ${body.html.length}`}
+      sandbox={frameSandbox} referrerpolicy="no-referrer" key={`${body.remoteBlocked} ${body.html.length}`}
     />
   );
 }

@@ -10,10 +10,14 @@ import { Attachments } from './Attachments';
 import { BodyFrame } from './BodyFrame';
 import { Headers } from './Headers';
 import { onPrint, printMessage } from './print';
+import { RemotePictures } from './RemotePictures';
 
 export function Message({ message }: { message: MessageModel }) {
   const [remote, setRemote] = useState(false);
-  const { body, failure } = useBody(message, remote);
+  const { body, complete, failure } = useBody(message, remote);
+  useEffect(() => {
+    if (body?.remote === 'always' && body.remoteBlocked > 0) setRemote(true);
+  }, [body]);
   const print = (): void => {
     if (body) printMessage(message, body);
   };
@@ -59,26 +63,16 @@ export function Message({ message }: { message: MessageModel }) {
           </div>
         )}
         {message.attachments.length > 0 && <Attachments id={message.id} attachments={message.attachments} />}
-        {body !== null && body.remoteBlocked > 0 && (
-          <HeldBack count={body.remoteBlocked} tried={remote} onLoad={() => setRemote(true)} />
+        {body && (
+          <RemotePictures
+            message={message} body={body} asked={remote} loading={!complete} onShow={() => setRemote(true)}
+          />
         )}
       </div>
       {failure && <Note kind="warning" text={failure} />}
       {body && <BodyFrame body={body} subject={message.subject} />}
       {!body && !failure && <p class="body-loading" role="status">Loading…</p>}
     </article>
-  );
-}
-
-function HeldBack({ count, tried, onLoad }: { count: number; tried: boolean; onLoad(): void }) {
-  const pictures = count === 1 ? '1 picture' : `${count} pictures`;
-  if (tried) return <Note kind="info" text={`${pictures} could not be loaded.`} />;
-  return (
-    <div class="note remote-note">
-      <Icon name="image" />
-      <p>{pictures} held back, so that the sender does not learn that you read this.</p>
-      <button type="button" class="small-button" onClick={onLoad}>Load pictures</button>
-    </div>
   );
 }
 
@@ -91,12 +85,20 @@ function Note({ kind, text }: { kind: 'warning' | 'info'; text: string }) {
   );
 }
 
-function useBody(message: MessageModel, remote: boolean): { body: Body | null; failure: string } {
+interface Shown {
+  body: Body | null;
+  complete: boolean; // it is the answer to what was asked last
+  failure: string;
+}
+
+function useBody(message: MessageModel, remote: boolean): Shown {
   const [body, setBody] = useState<Body | null>(null);
+  const [complete, setComplete] = useState(false);
   const [failure, setFailure] = useState('');
   useEffect(() => {
     let wanted = true;
     setFailure('');
+    setComplete(false);
     request(`/messages/${message.id}/body?remote=${remote ? 1 : 0}`)
       .then((answer) => answer.json())
       .then((found) => wanted && setBody(found as Body))
@@ -105,10 +107,11 @@ function useBody(message: MessageModel, remote: boolean): { body: Body | null; f
         // The text without pictures stays when only the pictures could not be had.
         if (remote) complain(error);
         else setFailure(error instanceof Error ? error.message : String(error));
-      });
+      })
+      .finally(() => wanted && setComplete(true));
     return () => {
       wanted = false;
     };
   }, [message.id, remote]);
-  return { body, failure };
+  return { body, complete, failure };
 }

@@ -1,7 +1,8 @@
 // The whole document that goes into a message's frame: policy, our few styles, and the mail's markup.
 import { forFrame } from './sanitize';
 
-export const framePolicy = "default-src 'none'; style-src 'unsafe-inline'; img-src data:";
+export const framePolicy = "default-src 'none'; style-src 'unsafe-inline'; img-src data:; form-action 'none'; base-uri 'none'";
+export const frameSandbox = 'allow-popups allow-popups-to-escape-sandbox';
 
 /** Mail that names no colours follows the page's; other mail was made for white paper. */
 export function usesOwnColours(html: string): boolean {
@@ -21,8 +22,6 @@ const styles = `
   pre, .plain body { white-space: pre-wrap; font-variant-numeric: tabular-nums; }
   .plain body { max-width: 46em; }
   blockquote { margin: .6em 0; padding: 0 0 0 1em; border-left: 2px solid #b9c9c7; color: #55605f; }
-  .qs-real-host { font: 600 .8em/1 system-ui, sans-serif; color: #8a2d22; background: #fbeae6; border-radius: 3px;
-    padding: 0 .25em; white-space: nowrap; }
   body > :first-child { margin-top: 0; }
   #qs-pages { position: absolute; inset: 0; overflow: clip; pointer-events: none; z-index: -1; }
   #qs-pages i { position: absolute; width: 1px; height: 1px; }
@@ -30,9 +29,24 @@ const styles = `
     :root.plain { color-scheme: dark; background: #1b1c1d; color: #e6e3dd; }
     .plain a { color: #8cc9c8; }
     .plain blockquote { border-color: #41605f; color: #a5b0ae; }
-    .plain .qs-real-host { color: #ffb4a6; background: #4a2620; }
   }
   @media print { body { padding: 0; } #qs-pages { display: none; } }
+`;
+
+// Where a link leads, whatever the mail's own rules say: important rules in a layer go before all that are in none, and
+// the host lets no layer of a mail through.
+const linkStyles = `
+  @layer protection {
+    .qs-real-host { all: revert !important; font: 600 12px/1.2 system-ui, sans-serif !important; color: #6b4a00 !important;
+      background: #fdf0cf !important; border-radius: 3px !important; padding: 0 4px !important; white-space: nowrap !important;
+      text-indent: 0 !important; }
+    a[data-qs-place]:is(:hover, :focus-visible)::after { all: revert !important; content: attr(data-qs-place) !important;
+      position: fixed !important; left: 0 !important; bottom: 0 !important; z-index: 2147483647 !important; box-sizing: border-box;
+      max-width: 100% !important; overflow: hidden !important; padding: 4px 10px !important; border-radius: 0 6px 0 0 !important;
+      color: #f6f4ef !important; background: #26292b !important; font: 12px/1.4 system-ui, sans-serif !important;
+      text-overflow: ellipsis !important; white-space: nowrap !important; text-decoration: none !important; }
+    @media print { a[data-qs-place]::after { display: none !important; } }
+  }
 `;
 
 /** How many screens of a message can be reached by scrolling with a key. */
@@ -52,5 +66,5 @@ export function frameDocument(html: string, options: { plain: boolean; heading?:
   const space = options.plain ? '' : '<style>.plain body { white-space: normal; max-width: none; }</style>';
   return `<!doctype html><html${kind}><head><meta charset="utf-8">
 <meta http-equiv="Content-Security-Policy" content="${framePolicy}"><meta name="referrer" content="no-referrer">
-<style>${styles}</style>${space}</head><body dir="auto">${options.heading ?? ''}${body}${options.heading ? '' : pageMarks()}</body></html>`;
+<style>${linkStyles}${styles}</style>${space}</head><body dir="auto">${options.heading ?? ''}${body}${options.heading ? '' : pageMarks()}</body></html>`;
 }

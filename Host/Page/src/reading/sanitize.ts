@@ -25,6 +25,11 @@ export function forFrame(html: string): string {
     FORCE_BODY: true, // keeps style elements at the start
     RETURN_DOM: true,
   }) as HTMLElement;
+  // Names of ours are ours alone: a mail must not dress its words as our remarks.
+  for (const each of body.querySelectorAll('[class*="qs-" i], [id^="qs-" i]')) {
+    if (/^qs-/i.test(each.id)) each.removeAttribute('id');
+    for (const name of [...each.classList]) if (/^qs-/i.test(name)) each.classList.remove(name);
+  }
   for (const link of body.querySelectorAll('a, area')) rewriteLink(link);
   // The host has put every picture that may be seen into the markup itself.
   for (const picture of body.querySelectorAll('img[src]'))
@@ -45,11 +50,13 @@ function rewriteLink(link: Element): void {
   }
   link.setAttribute('href', facts.href);
   link.setAttribute('title', facts.title);
+  link.setAttribute('data-qs-place', facts.title);
   link.setAttribute('target', '_blank');
   link.setAttribute('rel', 'noopener noreferrer');
   if (!facts.hint) return;
   const hint = link.ownerDocument.createElement('span');
   hint.className = 'qs-real-host';
+  hint.title = `This link leads to ${facts.hint}, not where its text says`;
   hint.textContent = ` [${facts.hint}]`;
   link.append(hint);
 }

@@ -20,11 +20,17 @@ let browser;
 
 /** Once for each test file. */
 export async function startBrowser() {
-  const executable = process.env.QS_CHROMIUM ?? ['/usr/bin/chromium', '/usr/bin/chromium-browser'].find(existsSync);
-  if (!executable) throw new Error('No Chromium was found; QS_CHROMIUM names it.');
   const made = spawnSync(process.execPath, [builder, built], { encoding: 'utf8' });
   if (made.status !== 0) throw new Error(`The page cannot be built: ${made.stderr}`);
+  await openContext();
+}
+
+/** A browser alone, without the built page. */
+export async function openContext() {
+  const executable = process.env.QS_CHROMIUM ?? ['/usr/bin/chromium', '/usr/bin/chromium-browser'].find(existsSync);
+  if (!executable) throw new Error('No Chromium was found; QS_CHROMIUM names it.');
   browser = await chromium.launchPersistentContext(join(scratch, 'profile'), { executablePath: executable, headless: true, args: flags });
+  return browser;
 }
 
 export async function stopBrowser() {

@@ -87,12 +87,28 @@ test('a hostile message shows as text, runs nothing and loads nothing', async (t
   assert.deepEqual([outside, dialogs, faults], [[], 0, []]);
 });
 
-test('held back pictures come when they are asked for', async (t) => {
-  const { page } = await open(t);
+test('pictures on the web come when they are asked for, at once for a sender who is listed, and never in junk', async (t) => {
+  const { page, host } = await open(t);
+  const bar = page.getByRole('group', { name: 'Remote pictures' });
   await page.click('#row-1003');
-  await page.waitForSelector('text=3 pictures held back');
-  await page.click('text=Load pictures');
-  await page.waitForSelector('text=3 pictures held back', { state: 'detached' });
+  await bar.getByText('Remote pictures are not shown.').waitFor();
+  await bar.getByRole('button', { name: 'Show pictures' }).click();
+  await bar.waitFor({ state: 'detached' });
+  await page.click('#row-1002');
+  await page.click('#row-1003');
+  await bar.getByRole('button', { name: 'Always for this sender' }).click();
+  await bar.waitFor({ state: 'detached' });
+  assert.deepEqual(callsOf(host, 'message.alwaysShowPictures'), [{ id: 1003 }]);
+  host.bodies.length = 0;
+  host.remote = 'always';
+  await page.click('#row-1002');
+  await page.click('#row-1003');
+  await until(() => host.bodies.includes('/messages/1003/body?remote=1'), 'the pictures, unasked');
+  host.remote = 'never';
+  await page.click('#row-1002');
+  await page.click('#row-1003');
+  await bar.getByText('In junk they never are.').waitFor();
+  assert.equal(await bar.getByRole('button').count(), 0);
 });
 
 test('Space scrolls the message while the list keeps the focus', async (t) => {

@@ -314,6 +314,31 @@ TEST(Sanitizer, CountsWhatItBlocksAndShowsOwnPictures) {
     EXPECT_EQ(sanitized("<img src='CID:pic%40x' alt=p>"), "<img src=\"data:image/png;base64,QUJD\" alt=\"p\">");
 }
 
+TEST(Sanitizer, AsksForPicturesOnTheWebWithWholeAddressesAndShowsOnlyDataInTheirPlace) {
+    struct Case {
+        const char* source;
+        const char* asked;  // "": nobody is asked
+    };
+    for (const Case& c : {Case{"http://x.example/1.png", "http://x.example/1.png"},
+                          Case{" HTTPS://x.example/a b.png#c ", "HTTPS://x.example/a%20b.png"},
+                          Case{"//x.example/2", "https://x.example/2"}, Case{"mailto:a@b.example", ""},
+                          Case{"ftp://x.example/3", ""}, Case{"javascript:alert(1)", ""}, Case{"relative.png", ""},
+                          Case{"http:///nohost", ""}, Case{"cid:nobody", ""}}) {
+        for (const std::string given : {"data:image/png;base64,QUJD", "https://x.example/elsewhere", ""}) {
+            std::vector<std::string> asked;
+            SanitizerOptions options = withPictures();
+            options.remotePicture = [&](std::string_view address) {
+                asked.emplace_back(address);
+                return given;
+            };
+            const auto safe = sanitizeHtml("<img src='" + std::string(c.source) + "'>", options);
+            EXPECT_EQ(asked, *c.asked ? std::vector<std::string>{c.asked} : std::vector<std::string>()) << c.source;
+            const bool isShown = *c.asked && given.starts_with("data:");
+            EXPECT_EQ(safe.html, isShown ? "<img src=\"" + given + "\">" : "<img>") << c.source;
+        }
+    }
+}
+
 TEST(Sanitizer, ShowsTheBodysColoursAndMayLeaveQuotesOut) {
     EXPECT_EQ(sanitized("<body bgcolor=red class=x onload=y>a"),
               "<div class=\"x\" style=\"background-color: red\">a</div>");
