@@ -5,7 +5,8 @@ import { ConnectionLost } from '../connection';
 import { Toolbar } from '../layout/Toolbar';
 import { Alerts } from '../overlay/Alerts';
 import { Sheet } from '../overlay/Sheet';
-import type { ComposeModel } from '../protocol';
+import type { AttachmentModel, ComposeModel, Id } from '../protocol';
+import { attachmentType } from '../reading/Attachments';
 import { onPrint, printMessage } from '../reading/print';
 import type { ComposeShape } from '../state';
 import { AddressField } from './AddressField';
@@ -16,7 +17,7 @@ import { ComposeTitle } from './ComposeTitle';
 import { Editor, type EditorHandle } from './Editor';
 import { focusEditor } from './editors';
 import { type Edit, Outgoing } from './Outgoing';
-import { filesOf, uploadAll } from './uploads';
+import { attachCopy, filesOf, uploadAll } from './uploads';
 import { useSynced } from './useSynced';
 
 interface Props {
@@ -51,12 +52,15 @@ export function ComposeWindow({ model, shape, front }: Props) {
   const onDrop = (event: DragEvent): void => {
     setOver(false);
     const files = filesOf(event.dataTransfer);
-    if (files.length === 0) return;
+    const attachment = event.dataTransfer?.getData(attachmentType);
+    if (files.length === 0 && !attachment) return;
     event.preventDefault();
     event.stopPropagation();
-    void uploadAll(owner, files);
+    if (attachment) void attachCopy(owner, JSON.parse(attachment) as AttachmentModel & { message: Id });
+    else void uploadAll(owner, files);
   };
-  const carriesFiles = (event: DragEvent): boolean => event.dataTransfer?.types.includes('Files') ?? false;
+  const carriesFiles = (event: DragEvent): boolean =>
+    event.dataTransfer?.types.some((type) => type === 'Files' || type === attachmentType) ?? false;
 
   return (
     <section

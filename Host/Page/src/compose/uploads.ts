@@ -1,5 +1,6 @@
 // Files on their way from the person to the host.
 import { complain, flushEdits } from '../actions';
+import type { AttachmentModel, Id } from '../protocol';
 import { request } from '../session';
 
 /** Answers the attachment's id; null when it failed, which the person was told. */
@@ -22,6 +23,17 @@ export async function upload(window: string, file: File, inline: boolean): Promi
 export async function uploadAll(window: string, files: Iterable<File>): Promise<void> {
   // One after the other, so that they keep their order.
   for (const file of files) await upload(window, file, false);
+}
+
+/** Attaches what another message carries. */
+export async function attachCopy(window: string, attachment: AttachmentModel & { message: Id }): Promise<void> {
+  const { message, part, name, type } = attachment;
+  try {
+    const answer = await request(`/messages/${message}/parts/${encodeURIComponent(part)}`);
+    await upload(window, new File([await answer.blob()], name, { type }), false);
+  } catch (error) {
+    complain(new Error(`“${name}” was not attached. ${error instanceof Error ? error.message : ''}`));
+  }
 }
 
 export function filesOf(transfer: DataTransfer | null): File[] {

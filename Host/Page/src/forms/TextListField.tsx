@@ -35,7 +35,10 @@ export function TextListField({ control, id, onChange }: ControlProps) {
             />
             <button
               type="button" class="plain-button" aria-label={`Remove “${text}”`} disabled={!control.enabled}
-              onClick={() => onChange(texts.filter((_, at) => at !== index))}
+              onClick={() => {
+                onChange(texts.filter((_, at) => at !== index));
+                document.getElementById(id)?.focus(); // the button goes, and the keyboard needs a place
+              }}
             >
               <Icon name="minus" size={14} />
             </button>

@@ -37,7 +37,7 @@ const styles = `
 // the host lets no layer of a mail through.
 const linkStyles = `
   @layer protection {
-    .qs-real-host { all: revert !important; font: 600 12px/1.2 system-ui, sans-serif !important; color: #6b4a00 !important;
+    .qs-real-host { all: revert !important; display: inline-block !important; margin-left: 4px !important; font: 600 12px/1.2 system-ui, sans-serif !important; color: #6b4a00 !important;
       background: #fdf0cf !important; border-radius: 3px !important; padding: 0 4px !important; white-space: nowrap !important;
       text-indent: 0 !important; }
     a[data-qs-place]:is(:hover, :focus-visible)::after { all: revert !important; content: attr(data-qs-place) !important;

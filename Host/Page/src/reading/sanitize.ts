@@ -57,7 +57,7 @@ function rewriteLink(link: Element): void {
   const hint = link.ownerDocument.createElement('span');
   hint.className = 'qs-real-host';
   hint.title = `This link leads to ${facts.hint}, not where its text says`;
-  hint.textContent = ` [${facts.hint}]`;
+  hint.textContent = `[${facts.hint}]`;
   link.append(hint);
 }
 

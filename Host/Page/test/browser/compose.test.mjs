@@ -105,6 +105,23 @@ test('quoted mail in the editor acts no more than displayed mail', async (t) => 
   assert.deepEqual(faults, []);
 });
 
+test('an attachment of the message that is read is dragged into the one that is written', async (t) => {
+  const { page, host } = await open(t);
+  await page.waitForSelector('.attachments');
+  host.openCompose({ to: ['a@x.example'] });
+  await page.waitForSelector('.editor');
+  // The browser's own dragging is not to be had without a screen: the same events by hand.
+  await page.evaluate(() => {
+    const dataTransfer = new DataTransfer();
+    const event = (type) => new DragEvent(type, { dataTransfer, bubbles: true, cancelable: true });
+    document.querySelector('.attachment').dispatchEvent(event('dragstart'));
+    document.querySelector('.editor').dispatchEvent(event('dragover'));
+    document.querySelector('.editor').dispatchEvent(event('drop'));
+  });
+  await page.waitForSelector('.compose-attachments >> text=chapter three — remarks.pdf');
+  assert.deepEqual(host.uploads.map(({ name, size, inline }) => [name, size, inline]), [['chapter three — remarks.pdf', 10, false]]);
+});
+
 test('files are attached by choosing, pictures by pasting', async (t) => {
   const { page, host } = await open(t);
   const window = host.openCompose({ to: ['a@x.example'] });

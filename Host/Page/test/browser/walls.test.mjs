@@ -146,6 +146,6 @@ test('a link shows where it leads, also to the keyboard, and a mail can neither 
   assert.deepEqual(await told('false'), ['"evil.example — https://evil.example/login"', 'fixed']);
   const hint = frame.locator('#false .qs-real-host');
   assert.match(await hint.textContent(), /\[evil\.example\]/);
-  assert.deepEqual(await hint.evaluate((each) => [getComputedStyle(each).display, getComputedStyle(each).fontSize]), ['inline', '12px']);
+  assert.deepEqual(await hint.evaluate((each) => [getComputedStyle(each).display, getComputedStyle(each).fontSize]), ['inline-block', '12px']);
   assert.equal(await frame.locator('#forged').getAttribute('class'), '');
 });
