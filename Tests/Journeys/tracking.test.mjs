@@ -2,7 +2,7 @@
 // other person opens, and what its sender learns; the backend's end with the program.
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
-import { readFileSync, readdirSync } from 'node:fs';
+import { readFileSync, readdirSync, writeFileSync } from 'node:fs';
 import { get } from 'node:http';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
@@ -136,10 +136,23 @@ test('a tracked message: its sender learns who opened it, and not of looking at 
   const [uuid] = /^[0-9A-F-]{36}$/m.exec(/^X-Quillstead-Tracking-UUID: (.*)\r$/m.exec(message)[1]);
   const [pixel] = new RegExp(`http://[0-9.:]+/tracking/${uuid}`).exec(message.replaceAll('=\r\n', ''));
 
-  // One's own copy, first in the list of what was sent.
+  // One's own copy, first in the list of what was sent, with its pictures; and a mail that hides the pixel's address from
+  // whoever looks through the text: that request is dropped on its way.
   await chooseMailbox(page, 'mira/Sent');
   await row(page, 'Did you see?').click();
   await shownText(page).getByText('Have a look.').waitFor();
+  const bar = page.getByRole('group', { name: 'Remote pictures' });
+  await bar.getByRole('button', { name: 'Show pictures' }).click();
+  await bar.waitFor({ state: 'detached' });
+  writeFileSync(
+    join(host.data, 'Mail', 'mira', 'new', `1900000000.M1P${process.pid}.journey`),
+    `From: Tobias <tobias@quillstead.example>\r\nTo: mira@quillstead.example\r\nSubject: Hidden\r\n` +
+      `Content-Type: text/html\r\n\r\n<p>Hello</p><img src="${pixel.replaceAll('/tracking/', '&#47;tracking&#47;')}">\r\n`,
+  );
+  await chooseMailbox(page, 'mira/INBOX');
+  await row(page, 'Hidden').click();
+  await bar.getByRole('button', { name: 'Show pictures' }).click();
+  await bar.getByText('1 picture could not be loaded.').waitFor();
   // The other person's mail program shows the picture, twice.
   assert.equal(await fetchPicture(pixel), 200);
   assert.equal(await fetchPicture(pixel), 200);

@@ -2,6 +2,7 @@
 
 #include "Foundation/Log.h"
 #include "Foundation/PropertyList.h"
+#include "HostSettings.h"
 #include "Keychain/Keychain.h"
 #include "Platform.h"
 #include "Process/CompanionProcess.h"
@@ -47,7 +48,12 @@ Result<void> DemoBackend::introduce() {
     if (!line) return failed(line);
     const auto settings = UserDefaults::suite(kSuite);
     // Not set: a value of the person's own counts, and the port may be another one the next time.
-    settings->registerDefaults({{kAddressKey, line->substr(line->rfind(' ') + 1)}});
+    const std::string address = line->substr(line->rfind(' ') + 1);
+    settings->registerDefaults({{kAddressKey, address}});
+    // Its pixels are the only pictures that displayed mail may fetch from this machine.
+    if (const auto scheme = address.find("://"); scheme != std::string::npos)
+        UserDefaults::suite("")->registerDefaults(
+            {{std::string(kLocalPictureServers), Array{address.substr(scheme + 3)}}});
     if (settings->objectForKey(kUserKey).isNil()) signIn();
     return {};
 }

@@ -173,7 +173,7 @@ test('an alert of the program stands over everything and tells whether it may co
 
 test('an alert has the keyboard at once, lies over hints, and Escape presses its cancel button, wherever that is', async (t) => {
   const { page, host } = await open(t);
-  const hint = { identifier: 'hint', edge: 1, text: 'Look here', buttons: ['Yes'], buttonIcons: [], anchor: 'toolbar:viewer:Snooze' };
+  const hint = { identifier: 'hint', edge: 1, text: 'Look here', buttons: ['Yes'], buttonIcons: [], countdown: '0:09', anchor: 'toolbar:viewer:Snooze' };
   host.push({ popovers: [hint] });
   const id = host.alert({ title: 'Send without?', buttons: ['Send', 'Cancel', 'Attach'], cancel: 1, suppression: true });
   await page.waitForSelector('.alert');
