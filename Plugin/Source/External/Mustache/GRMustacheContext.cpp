@@ -6,17 +6,19 @@
 #include "GRMustacheExpressionInvocation.h"
 #include "GRMustacheExpressionParser.h"
 #include "GRMustacheKeyAccess.h"
+#include "GRMustacheKeyIndex.h"
 #include "GRMustacheTagDelegate.h"
 #include "GRMustacheTemplateAST.h"
 
 namespace qs {
 
 GRMustacheContext::GRMustacheContext(const GRMustacheContext& below, GRMustacheContextRef owner, Stack stack,
-                                     GRMustacheValue object)
+                                     GRMustacheValue object, const GRMustacheKeyIndex* index)
     : tops_(below.tops_),
       below_(&below),
       owner_(std::move(owner)),
       object_(std::move(object)),
+      index_(index),
       unsafeKeyAccess_(below.unsafeKeyAccess_) {
     if (object_.isNil()) return;
     putOn(stack);
@@ -70,6 +72,11 @@ GRMustacheContext GRMustacheContext::contextByAddingObject(GRMustacheValue objec
     return {*this, nullptr, Stack::Objects, std::move(object)};
 }
 
+GRMustacheContext GRMustacheContext::contextByAddingDictionary(GRMustacheValue dictionary,
+                                                               const GRMustacheKeyIndex& index) const& {
+    return {*this, nullptr, Stack::Objects, std::move(dictionary), &index};
+}
+
 GRMustacheContext GRMustacheContext::contextByAddingProtectedObject(GRMustacheValue object) const& {
     return {*this, nullptr, Stack::Protected, std::move(object)};
 }
@@ -105,20 +112,22 @@ GRMustacheValue GRMustacheContext::valueForMustacheKey(const GRMustacheName& key
     return value;
 }
 
+inline bool GRMustacheContext::findHere(const GRMustacheName& key, GRMustacheValue& value) const {
+    if (index_) return object_.takeEntry(index_->find(key), value);
+    return GRMustacheKeyAccess::findValueForMustacheKey(key, object_, unsafeKeyAccess_, value);
+}
+
 void GRMustacheContext::findValueForMustacheKey(const GRMustacheName& key, GRMustacheValue& value,
                                                 bool& isProtected) const {
-    const auto findIn = [&](const GRMustacheContext* node) {
-        return GRMustacheKeyAccess::findValueForMustacheKey(key, node->object_, unsafeKeyAccess_, value);
-    };
     for (const GRMustacheContext* node = top(Stack::Protected); node; node = node->next(Stack::Protected)) {
-        isProtected = findIn(node);
+        isProtected = node->findHere(key, value);
         if (isProtected) return;
     }
     isProtected = false;
     const bool hasHidden = top(Stack::Hidden) != nullptr;
     for (const GRMustacheContext* node = top(Stack::Objects); node; node = node->next(Stack::Objects)) {
         if (hasHidden && isHidden(node->object_)) continue;
-        if (findIn(node)) return;
+        if (node->findHere(key, value)) return;
     }
 }
 

@@ -21,6 +21,7 @@ namespace qs {
 class GRMustacheContext;
 class GRMustacheInheritableSectionNode;
 class GRMustacheInheritedPartialNode;
+class GRMustacheKeyIndex;
 class GRMustacheTagDelegate;
 using GRMustacheContextRef = std::shared_ptr<const GRMustacheContext>;
 
@@ -39,6 +40,8 @@ public:
 
     // Adding Nil gives a context that sees the same. An object that is a tag delegate goes on that stack, too.
     GRMustacheContext contextByAddingObject(GRMustacheValue object) const&;
+    // With an index of the dictionary's keys, which must outlive the context.
+    GRMustacheContext contextByAddingDictionary(GRMustacheValue dictionary, const GRMustacheKeyIndex& index) const&;
     GRMustacheContext contextByAddingProtectedObject(GRMustacheValue object) const&;
     GRMustacheContext contextByAddingHiddenObject(GRMustacheValue object) const&;
     GRMustacheContext contextByAddingTagDelegate(GRMustacheTagDelegate& delegate) const&;
@@ -78,7 +81,8 @@ private:
     static constexpr std::size_t kStacks = 5;
 
     explicit GRMustacheContext(bool unsafeKeyAccess) : unsafeKeyAccess_(unsafeKeyAccess) {}
-    GRMustacheContext(const GRMustacheContext& below, GRMustacheContextRef owner, Stack stack, GRMustacheValue object);
+    GRMustacheContext(const GRMustacheContext& below, GRMustacheContextRef owner, Stack stack, GRMustacheValue object,
+                      const GRMustacheKeyIndex* index = nullptr);
     GRMustacheContext(const GRMustacheContext& below, const GRMustacheInheritedPartialNode& node);
     static GRMustacheContextRef added(GRMustacheContextRef base, Stack stack, GRMustacheValue object);
 
@@ -86,12 +90,15 @@ private:
     const GRMustacheContext* next(Stack stack) const { return below_->top(stack); }
     void putOn(Stack stack) { tops_[static_cast<std::size_t>(stack)] = this; }
     bool isHidden(const GRMustacheValue& object) const;
+    // Looks in this node's own object.
+    bool findHere(const GRMustacheName& key, GRMustacheValue& value) const;
 
     // Of each stack the node whose object is its top; null for an empty stack.
     std::array<const GRMustacheContext*, kStacks> tops_{};
     const GRMustacheContext* below_ = nullptr;
     GRMustacheContextRef owner_;  // of the node below; null when somebody else keeps it
     GRMustacheValue object_;
+    const GRMustacheKeyIndex* index_ = nullptr;  // of the object
     const GRMustacheInheritedPartialNode* partial_ = nullptr;
     bool unsafeKeyAccess_ = false;
 };

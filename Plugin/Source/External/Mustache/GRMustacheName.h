@@ -15,9 +15,19 @@ public:
     // Refers to the text.
     GRMustacheName(std::string_view text) : text_(text), head_(headOf(text)) {}
     GRMustacheName(const char* text) : GRMustacheName(std::string_view(text)) {}
-    GRMustacheName(const std::string& text) : GRMustacheName(std::string_view(text)) {}
+    GRMustacheName(const std::string& text) : text_(text), head_(headOf(text)) {}
 
     std::string_view text() const { return text_; }
+    // Numbers from the first and the last bytes; the same for the same text.
+    std::uint64_t head() const { return head_; }
+    std::uint64_t tail() const {
+        return text_.size() <= kHead ? 0 : bigEndian<std::uint64_t>(text_.data() + text_.size() - kHead);
+    }
+
+    // Of a key with the same head.
+    bool isTextOf(const std::string& key) const {
+        return key.size() == text_.size() && (key.size() <= kHead || key == text_);
+    }
 
     // The order of texts, so that a dictionary's own search can be used.
     friend bool operator<(const std::string& key, const GRMustacheName& name) {

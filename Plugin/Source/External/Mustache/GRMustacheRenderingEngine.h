@@ -67,15 +67,17 @@ private:
     // Renders values at one place, in one context.
     class Appending;
 
-    Result<void> visitNodes(const GRMustacheTemplateAST& ast);
-    Result<void> visitTag(const GRMustacheTag& tag);
-    Result<void> visitTag(const GRMustacheTag& tag, const GRMustacheValue& value, bool isProtected);
-    Result<void> visitTag(const GRMustacheTag& tag, const GRMustacheValue& value, const GRMustacheContext& context);
-    Result<void> visitTagWithDelegates(const GRMustacheTag& tag, const GRMustacheValue& value,
-                                       const GRMustacheContext& context);
-    Result<void> render(const GRMustacheTag& tag, const GRMustacheValue& value, const GRMustacheContext& context);
-    Result<void> renderByRules(const GRMustacheTag& tag, const GRMustacheValue& value,
-                               const GRMustacheContext& context);
+    // These answer false when they fail, and the error waits with the thread: a Result for each of the calls that every
+    // tag takes would cost more than the rest of what most tags need.
+    bool walk(const GRMustacheTemplateAST& ast);
+    bool walkNodes(const GRMustacheTemplateAST& ast);
+    bool walkNode(const GRMustacheTemplateASTNode& node);
+    bool walkTag(const GRMustacheTag& tag);
+    bool walkTag(const GRMustacheTag& tag, const GRMustacheValue& value, bool isProtected);
+    bool walkTag(const GRMustacheTag& tag, const GRMustacheValue& value, const GRMustacheContext& context);
+    bool walkTagWithDelegates(const GRMustacheTag& tag, const GRMustacheValue& value, const GRMustacheContext& context);
+    bool render(const GRMustacheTag& tag, const GRMustacheValue& value, const GRMustacheContext& context);
+    bool renderByRules(const GRMustacheTag& tag, const GRMustacheValue& value, const GRMustacheContext& context);
     bool escapes(const GRMustacheTag& tag) const;
 
     GRMustacheContentType contentType_;

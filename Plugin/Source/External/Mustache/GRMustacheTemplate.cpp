@@ -4,6 +4,7 @@
 
 #include "Foundation/Assertion.h"
 #include "GRMustacheError.h"
+#include "GRMustacheKeyIndex.h"
 #include "GRMustacheRenderingEngine.h"
 #include "GRMustacheTagDelegate.h"
 #include "GRMustacheTemplateAST.h"
@@ -74,6 +75,14 @@ void GRMustacheTemplate::extendBaseContextWithTagDelegate(std::shared_ptr<GRMust
 
 Result<std::string> GRMustacheTemplate::renderObject(const GRMustacheValue& object) const {
     bool HTMLSafe = false;
+    const Dictionary* entries = object.plistDictionary();
+    const bool isWorthAnIndex = entries && entries->size() > GRMustacheKeyIndex::kFewEntries &&
+                                entries->size() <= 2 * tree_->templateASTNodes().size();
+    if (isWorthAnIndex) {
+        const GRMustacheKeyIndex index(*entries);
+        const GRMustacheContext context = baseContext_->contextByAddingDictionary(object.borrowed(), index);
+        return renderContentWithContext(context, HTMLSafe);
+    }
     const GRMustacheContext context = baseContext_->contextByAddingObject(object.borrowed());
     return renderContentWithContext(context, HTMLSafe);
 }

@@ -86,8 +86,12 @@ std::string GRMustacheTranslateCharacters(std::string_view text, const GRMustach
 }
 
 void GRMustacheAppendTranslatedHTML(std::string& out, std::string_view text) {
-    std::size_t done = 0;
-    for (std::size_t at = findSpecial(text, 0); at != std::string_view::npos; at = findSpecial(text, done)) {
+    std::size_t at = findSpecial(text, 0), done = 0;
+    if (at == std::string_view::npos) {  // nearly always
+        out.append(text.data(), text.size());
+        return;
+    }
+    for (; at != std::string_view::npos; at = findSpecial(text, done)) {
         out.append(text, done, at - done).append(translation(kHTML, text[at]));
         done = at + 1;
     }

@@ -10,6 +10,24 @@
 
 namespace qs {
 
+namespace {
+
+// Null for an unknown key.
+template <class Entries>
+const typename Entries::mapped_type* findIn(const Entries& entries, const GRMustacheName& key) {
+    constexpr std::size_t few = 8;
+    if (entries.size() > few) {
+        const auto found = entries.find(key);
+        return found == entries.end() ? nullptr : &found->second;
+    }
+    // A look at the lengths is quicker than a search.
+    for (const auto& [name, value] : entries)
+        if (name == key.text()) return &value;
+    return nullptr;
+}
+
+}  // namespace
+
 GRMustacheValue::GRMustacheValue(std::string text) : kind_(Kind::String) {
     auto kept = std::make_shared<const std::string>(std::move(text));
     held_.text = {kept->data(), kept->size()};
@@ -225,21 +243,25 @@ GRMustacheValue GRMustacheValue::objectForKeyedSubscript(const GRMustacheName& k
 }
 
 bool GRMustacheValue::findKeyedSubscript(const GRMustacheName& key, GRMustacheValue& value) const {
-    if (kind_ == Kind::PlistDictionary) {
-        const qs::Dictionary& entries = held_.plist->dictionary();
-        const auto found = entries.find(key);
-        if (found == entries.end()) return false;
-        value.referToElement(found->second, owner_);
-        return true;
-    }
+    if (kind_ == Kind::PlistDictionary) return takeEntry(findIn(held_.plist->dictionary(), key), value);
     if (kind_ == Kind::Table) {
-        const auto found = held_.dictionary->find(key);
-        if (found == held_.dictionary->end()) return false;
-        value = found->second.isNil() ? null() : found->second.keptWith(*this);
+        const GRMustacheValue* found = findIn(*held_.dictionary, key);
+        if (!found) return false;
+        value = found->isNil() ? null() : found->keptWith(*this);
         return true;
     }
     if (isKeyed()) value = held_.object->asKeyedSubscript()->objectForKeyedSubscript(key.text()).keptWith(*this);
     return !value.isNil();
+}
+
+const qs::Dictionary* GRMustacheValue::plistDictionary() const {
+    return kind_ == Kind::PlistDictionary ? &held_.plist->dictionary() : nullptr;
+}
+
+bool GRMustacheValue::takeEntry(const Value* entry, GRMustacheValue& value) const {
+    if (!entry) return false;
+    value.referToElement(*entry, owner_);
+    return true;
 }
 
 std::optional<std::vector<std::string>> GRMustacheValue::keysOfDictionary() const {

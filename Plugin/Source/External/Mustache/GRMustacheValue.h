@@ -109,6 +109,11 @@ public:
     // The same into `value`, which must be Nil; false for an unknown key.
     bool findKeyedSubscript(const GRMustacheName& key, GRMustacheValue& value) const;
 
+    // The entries of a property list's dictionary; null for other values.
+    const qs::Dictionary* plistDictionary() const;
+    // As findKeyedSubscript(), for who has found the entry; null for none.
+    bool takeEntry(const Value* entry, GRMustacheValue& value) const;
+
     // The keys of a dictionary, in their order; nothing for other values, keyed objects among them.
     std::optional<std::vector<std::string>> keysOfDictionary() const;
 

@@ -57,6 +57,36 @@ TEST(MustacheName, IsOrderedAsTextsAre) {
     }
 }
 
+// As many names as keys: then they are found by an index.
+TEST(MustacheContext, FindsEachKeyOfALargeDictionary) {
+    Dictionary values;
+    std::string source, expected;
+    const auto add = [&](const std::string& key, bool isKnown) {
+        if (isKnown) values.emplace(key, "<" + key + ">");
+        source += "{{{" + key + "}}},";
+        expected += (isKnown ? "<" + key + ">" : "") + ",";
+    };
+    for (int i = 0; i < 60; ++i) {
+        const std::string number = std::to_string(i);
+        add("k" + number, i % 3 != 0);
+        add("the-same-start" + number, i % 3 != 1);
+        add(number + "-the-same-end", i % 3 != 2);
+        // Start, end and length are the same.
+        add("eight---" + std::string(static_cast<std::size_t>(i), 'a') + "b" +
+                std::string(static_cast<std::size_t>(60 - i), 'a') + "---eight",
+            i % 2 == 0);
+    }
+    EXPECT_EQ(rendered(source, values), expected);
+    values["k1"] = Value();
+    const auto repository = GRMustacheTemplateRepository::templateRepository();
+    const auto made = repository->templateFromString(source);
+    ASSERT_TRUE(made.has_value());
+    (*made)->extendBaseContextWithObject(Dictionary{{"k0", "from below"}, {"k1", "hidden"}});
+    EXPECT_TRUE((*made)->renderObject(values)->starts_with("from below,"))
+        << "what the dictionary lacks comes from the rest of the stack";
+    EXPECT_EQ((*made)->renderObject(values)->find("hidden"), std::string::npos) << "its null counts";
+}
+
 TEST(MustacheContext, NeverLetsAProtectedKeyBeOverridden) {
     const auto base = GRMustacheContext::contextWithProtectedObject(Dictionary{{"safe", "yes"}});
     const GRMustacheContext context = base->contextByAddingObject(Dictionary{{"safe", "no"}, {"other", "o"}});
