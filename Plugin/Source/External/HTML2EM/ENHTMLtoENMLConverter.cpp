@@ -50,6 +50,7 @@ ENHTMLtoENMLConverter::~ENHTMLtoENMLConverter() = default;
 
 std::string ENHTMLtoENMLConverter::enmlFromHTMLContent(std::string_view html) {
     enml_.clear();
+    if (!delegate_) enml_.reserve(html.size());  // about what comes
     htmlParser().parseContents(html);
     handOnRest();
     return std::exchange(enml_, {});
