@@ -62,8 +62,7 @@ public:
     void endElement();
     bool writeElement(std::string_view name, const ENXMLAttributes& attributes, std::string_view content);
     // Behind startElement() and before any content. False when the definition does not know the attribute. Every "&" of
-    // the value becomes "&#38;", and then all of it is escaped: the document has "&amp;#38;" there, and who reads it
-    // gets
+    // the value becomes "&#38;", and then all of it is escaped: the document has "&amp;#38;" there, and its reader gets
     // "&#38;", between the fields of a link's query too. That is how these notes are written; it is no slip.
     bool writeAttributeName(std::string_view name, std::optional<std::string_view> value);
 
