@@ -16,11 +16,12 @@ constexpr std::array<std::string_view, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "
                                                    "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 constexpr std::size_t kMostCopied = 1'000'000;
 
+// Without \Recent, which is no message's property but this connection's, and gone from later versions.
 ImapFlags flagsFrom(const ImapItem& item) {
     ImapFlags flags;
     flags.reserve(item.items.size());
     for (const ImapItem& flag : item.items)
-        if (!flag.text.empty()) flags.push_back(flag.text);
+        if (!flag.text.empty() && !flag.is("\\Recent")) flags.push_back(flag.text);
     return flags;
 }
 
@@ -105,8 +106,8 @@ ImapMessage messageFrom(ImapResponse& fetch) {
         if ((name.is("BODY[]") || name.is("BODY[HEADER]")) && !value.isNil()) message.content = std::move(value.text);
         if (name.is("X-GM-LABELS")) {
             message.gmailLabels.emplace();
-            for (ImapItem& label : value.items)
-                message.gmailLabels->push_back(ImapMailboxName::fromWire(std::move(label.text)));
+            for (const ImapItem& label : value.items)
+                message.gmailLabels->push_back(ImapMailboxName::fromWire(label.text));
         }
     }
     return message;
@@ -196,7 +197,7 @@ std::optional<Date> dateFromImap(std::string_view text) {
     const std::chrono::year_month_day date{std::chrono::year(*year),
                                            std::chrono::month(static_cast<unsigned>(month - kMonths.begin() + 1)),
                                            std::chrono::day(static_cast<unsigned>(*day))};
-    if (!date.ok() || *hour > 23 || *minute > 59 || *second > 60) return {};
+    if (!date.ok() || *year < 1900 || *hour > 23 || *minute > 59 || *second > 60) return {};
     const int offset = (*zone / 100 * 60 + *zone % 100) * 60 * (rest[19] == '-' ? -1 : 1);
     const auto days = std::chrono::sys_days(date).time_since_epoch().count();
     return Date{static_cast<double>(days) * 86'400 + *hour * 3600 + *minute * 60 + *second - offset};

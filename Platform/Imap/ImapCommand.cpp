@@ -15,6 +15,17 @@ bool isAtomCharacter(char c) {
            std::string_view(" (){%*\"\\]").find(c) == std::string_view::npos;
 }
 
+bool isPlain(char c) { return static_cast<unsigned char>(c) < 0x80 && !isAsciiControl(c); }
+
+std::string quoted(std::string_view text) {
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') result += '\\';
+        result += c;
+    }
+    return result + '"';
+}
+
 bool isFlag(std::string_view flag) {
     if (flag.starts_with('\\')) flag.remove_prefix(1);
     return !flag.empty() && std::all_of(flag.begin(), flag.end(), isAtomCharacter);
@@ -36,20 +47,10 @@ ImapCommand& ImapCommand::raw(std::string_view words) {
 
 ImapCommand& ImapCommand::string(std::string_view given) {
     if (given.find('\0') != std::string_view::npos) isSendable_ = false;
-    const bool isPlain = given.size() <= kLongestQuoted && std::all_of(given.begin(), given.end(), [](char c) {
-                             return static_cast<unsigned char>(c) < 0x80 && !isAsciiControl(c);
-                         });
-    if (!isPlain) {
-        raw("");
-        parts_.back().literal = given;
-        return *this;
-    }
-    std::string quoted = "\"";
-    for (const char c : given) {
-        if (c == '"' || c == '\\') quoted += '\\';
-        quoted += c;
-    }
-    return raw(quoted + '"');
+    if (given.size() <= kLongestQuoted && std::all_of(given.begin(), given.end(), isPlain)) return raw(quoted(given));
+    raw("");
+    parts_.back().literal = given;
+    return *this;
 }
 
 ImapCommand& ImapCommand::content(const ImapContent& content) {
@@ -69,14 +70,13 @@ bool ImapCommand::flags(const ImapFlags& flags) {
 }
 
 ImapCommand& ImapCommand::labels(const std::vector<ImapMailboxName>& labels) {
-    raw("(");
+    std::string list;
     for (const ImapMailboxName& label : labels) {
-        if (label.wire().starts_with('\\') && isFlag(label.wire()))
-            raw(label.wire());
-        else
-            mailbox(label);
+        const std::string& wire = label.wire();
+        isSendable_ = isSendable_ && std::all_of(wire.begin(), wire.end(), isPlain);
+        list += (list.empty() ? "" : " ") + (wire.starts_with('\\') && isFlag(wire) ? wire : quoted(wire));
     }
-    return raw(")");
+    return raw("(" + list + ")");
 }
 
 }  // namespace qs

@@ -9,6 +9,11 @@ namespace {
 
 constexpr TimeInterval kFarewellSeconds = 3;
 
+Result<void> done(const Result<ImapResponse>& answer) {
+    if (!answer) return failed(answer);
+    return {};
+}
+
 }  // namespace
 
 ImapConnection::ImapConnection(ImapServer server) : session_(std::make_unique<Session>(std::move(server))) {}
@@ -30,7 +35,7 @@ void ImapConnection::close() {
     if (!session_->isOpen) return;
     session_->stream.setSilence(kFarewellSeconds);
     session_->stream.setDeadline(kFarewellSeconds);
-    if (session_->sendLine("a" + std::to_string(++session_->lastTag) + " LOGOUT")) (void)session_->nextAnswer();
+    if (session_->write("a" + std::to_string(++session_->lastTag) + " LOGOUT\r\n")) (void)session_->nextAnswer();
     session_->isOpen = false;
     session_->stream.close();
 }
@@ -95,15 +100,6 @@ Result<std::vector<ImapMailbox>> ImapConnection::list() {
     if (!answer && !session_->isOpen) return failed(answer);
     return mailboxes;
 }
-
-namespace {
-
-Result<void> done(const Result<ImapResponse>& answer) {
-    if (!answer) return failed(answer);
-    return {};
-}
-
-}  // namespace
 
 Result<void> ImapConnection::create(const ImapMailboxName& name) {
     return done(session_->run(ImapCommand("CREATE").mailbox(name)));

@@ -62,7 +62,7 @@ public:
     Result<ImapSelection> examine(const ImapMailboxName& name, const std::optional<ImapKnownState>& known = {});
 
     // Hands over each message as soon as it is here; uids that are gone are left out. Marks nothing as read. To stop
-    // early, cancel().
+    // early, cancel(). Mind that servers answer an open range with the last message even when it begins behind that.
     Result<void> fetch(const ImapUidSet& uids, const ImapFetch& what, const std::function<void(ImapMessage)>& each);
     Result<ImapUidSet> search(const ImapSearch& what);
     // Large sets go in several commands: after a failure a part may be done.

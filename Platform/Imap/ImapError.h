@@ -21,14 +21,14 @@ enum class ImapFailure {
     OpenPassword,   // nothing was sent: the password would have gone over an open connection
     SignInRefused,  // user and password (or token) are wrong, or the account may not use IMAP
     Malformed,      // what came is no IMAP, or larger than allowed
+    Source,         // nothing is wrong with the server: what was to be appended could not be read
 
     // The server said NO for a while: too many connections, maintenance, throttling. Try later. When signing in, the
     // connection is over.
     Temporary = 20,
     Refused,      // NO: with the server's words in the description; see imapResponseCode()
     NotAccepted,  // BAD: the server does not take the command
-    NotOffered,   // nothing was sent: the server lacks the extension
-    Source        // nothing is wrong with the server: what was to be appended could not be read
+    NotOffered    // nothing was sent: the server lacks the extension
 };
 
 inline ImapFailure imapFailure(const Error& error) { return static_cast<ImapFailure>(error.code); }

@@ -11,6 +11,7 @@ namespace {
 
 // Servers may refuse commands of more than 8192 bytes (RFC 7162, section 4).
 constexpr std::size_t kLongestSet = 6000;
+constexpr int kMostAtOnce = 1000;  // untagged responses heard before a change is passed on
 
 std::string_view signOf(ImapChange change) {
     switch (change) {
@@ -95,7 +96,7 @@ Result<ImapSelection> ImapConnection::Session::select(std::string_view verb, con
         return vanished.has_value();
     });
     if (!answer) return failed(answer);
-    selection.isReadOnly = answer->hasCode("READ-ONLY");
+    selection.isReadOnly = verb == "EXAMINE" || answer->hasCode("READ-ONLY");
     selection.tellsChanges = asksChanges && selection.uidValidity == known->uidValidity;
     return selection;
 }
@@ -144,6 +145,7 @@ Result<ImapUidSet> ImapConnection::search(const ImapSearch& what) {
 Result<ImapUidSet> ImapConnection::store(const ImapUidSet& uids, ImapChange change, const ImapFlags& flags,
                                          std::uint64_t unchangedSince) {
     ImapUidSet left;
+    if (flags.empty() && change != ImapChange::Replace) return left;
     for (const std::string& set : uids.texts(kLongestSet)) {
         ImapCommand command("UID STORE");
         command.raw(set);
@@ -225,10 +227,11 @@ Result<ImapConnection::IdleEnd> ImapConnection::idle() {
         if (begun->kind == ImapResponse::Kind::Tagged) return failure(session.errorFor(*begun));
         auto end = session.waitIdly(before);
         if (!end) return failed(end);
-        if (auto sent = session.sendLine("DONE"); !sent) return failed(sent);
+        if (auto sent = session.write("DONE\r\n"); !sent) return failed(sent);
         session.stream.setDeadline(session.server.limits.answerSeconds);
         auto answer = session.nextAnswer();
         if (!answer) return failed(answer);
+        if (answer->kind == ImapResponse::Kind::Continuation) return session.lost(unaskedAnswer());
         if (answer->status != ImapResponse::Status::Ok) return failure(session.errorFor(*answer));
         if (session.updates != before) return IdleEnd::Update;
         if (*end == SecureStream::Wait::Woken) return IdleEnd::Woken;
@@ -238,7 +241,7 @@ Result<ImapConnection::IdleEnd> ImapConnection::idle() {
 // Until an update was told (Readable), wake() was called, or it is time to say IDLE anew (Quiet).
 Result<SecureStream::Wait> ImapConnection::Session::waitIdly(unsigned updatesBefore) {
     using Wait = SecureStream::Wait;
-    while (updates == updatesBefore || reader.hasUnread()) {
+    for (int told = 0; updates == updatesBefore || (reader.hasUnread() && told < kMostAtOnce); ++told) {
         if (!reader.hasUnread()) {
             stream.setDeadline(0);
             auto waited = stream.waitForInput(server.limits.idleSeconds);
@@ -251,8 +254,7 @@ Result<SecureStream::Wait> ImapConnection::Session::waitIdly(unsigned updatesBef
         stream.setDeadline(server.limits.answerSeconds);
         auto response = next();
         if (!response) return failed(response);
-        if (response->kind != ImapResponse::Kind::Untagged)
-            return lost(imapFailed(ImapFailure::Malformed, "The server answered what nobody had asked.").value());
+        if (response->kind != ImapResponse::Kind::Untagged) return lost(unaskedAnswer());
         dealWith(*response);
     }
     return Wait::Readable;

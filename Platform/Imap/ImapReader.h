@@ -1,6 +1,9 @@
 // Reads what an IMAP server says, response by response, without knowing commands (RFC 3501, section 9). Believes the
 // server within limits: a longer line, a deeper nesting or a larger literal is an error before the memory for it is
 // asked for. What it does not know is read as items, too, since servers say more every year.
+//
+// Ours because libetpan's follows nested lists until the stack ends, takes any announced length for granted, and gives
+// the connection up at the first response or item that it does not know.
 #pragma once
 
 #include <cstdint>

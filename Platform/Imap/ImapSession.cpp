@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "Imap/ImapAnswers.h"
 #include "Text/Ascii.h"
@@ -13,6 +14,8 @@ namespace {
 constexpr std::string_view kResponseCode = "responseCode";
 constexpr std::size_t kLiteralMinus = 4096;  // bytes that LITERAL- allows without waiting (RFC 7888)
 constexpr std::size_t kAppendPiece = 64 * 1024;
+constexpr std::size_t kRenewingBytes = 1u << 20;   // a large message may take long, but not as long as it likes
+constexpr std::size_t kMostResponses = 5'000'000;  // to one command
 
 ImapFailure failureFrom(const Error& error) {
     switch (streamFailure(error)) {
@@ -55,10 +58,25 @@ tl::unexpected<Error> imapFailed(ImapFailure code, std::string description, std:
     return failure(std::move(error));
 }
 
+Error unaskedAnswer() {
+    return imapFailed(ImapFailure::Malformed, "The server answered what nobody had asked.").value();
+}
+
 ImapConnection::Session::Session(ImapServer given)
     : server(std::move(given)),
-      reader([this](char* buffer, std::size_t size) { return stream.read(buffer, size); },
+      reader([this](char* buffer, std::size_t size) { return read(buffer, size); },
              {.textBytes = server.limits.textBytes, .literalBytes = server.limits.literalBytes}) {}
+
+Result<std::size_t> ImapConnection::Session::read(char* buffer, std::size_t size) {
+    auto length = stream.read(buffer, size);
+    if (!length || !renewsDeadline) return length;
+    bytesSinceRenewal += *length;
+    if (bytesSinceRenewal >= kRenewingBytes) {
+        bytesSinceRenewal = 0;
+        stream.setDeadline(server.limits.answerSeconds);
+    }
+    return length;
+}
 
 bool ImapConnection::Session::has(std::string_view capability) const {
     std::string wanted(capability);
@@ -80,6 +98,8 @@ tl::unexpected<Error> ImapConnection::Session::lost(const Error& error) {
 Result<ImapResponse> ImapConnection::Session::next() {
     auto response = reader.next();
     if (!response) return lost(response.error());
+    if (++responses > kMostResponses)
+        return lost(imapFailed(ImapFailure::Malformed, "The server does not come to an end.").value());
     if (renewsDeadline) stream.setDeadline(server.limits.answerSeconds);
     return response;
 }
@@ -136,12 +156,12 @@ Result<ImapResponse> ImapConnection::Session::nextAnswer(const Untagged& untagge
     }
 }
 
-Result<void> ImapConnection::Session::sendLine(std::string_view line) {
-    auto written = stream.write(std::string(line) + "\r\n");
+Result<void> ImapConnection::Session::write(std::string_view bytes) {
+    auto written = stream.write(bytes);
     if (written) return {};
     // What the server said before it hung up tells more than that it did.
     stream.setSilence(1);
-    while (isOpen && streamFailure(written.error()) == StreamFailure::HungUp) {
+    while (streamFailure(written.error()) == StreamFailure::HungUp) {
         auto response = reader.next();
         if (!response) break;
         dealWith(*response);
@@ -162,9 +182,10 @@ Error ImapConnection::Session::errorFor(const ImapResponse& answer) const {
 Result<std::string> ImapConnection::Session::send(const ImapCommand& command, const Untagged& untagged) {
     if (!isOpen) return imapFailed(ImapFailure::HungUp, "There is no connection to " + server.host + ".");
     if (!command.isSendable())
-        return imapFailed(ImapFailure::NotAccepted, "A name with a null byte can't be sent to a mail server.");
+        return imapFailed(ImapFailure::NotAccepted, "The name has characters that can't be sent to a mail server.");
     stream.setSilence(server.limits.silenceSeconds);
     stream.setDeadline(server.limits.answerSeconds);
+    responses = 0;
     const std::string tag = "a" + std::to_string(++lastTag);
     std::string line = tag + " ";
     for (const ImapCommand::Part& part : command.parts()) {
@@ -173,7 +194,7 @@ Result<std::string> ImapConnection::Session::send(const ImapCommand& command, co
         const std::uint64_t size = part.content ? part.content->size : part.literal.size();
         const bool waits = !has("LITERAL+") && !(has("LITERAL-") && size <= kLiteralMinus);
         line += "{" + std::to_string(size) + (waits ? "}" : "+}");
-        if (auto sent = sendLine(std::exchange(line, {})); !sent) return failed(sent);
+        if (auto sent = write(std::exchange(line, {}) + "\r\n"); !sent) return failed(sent);
         if (waits) {
             auto answer = nextAnswer(untagged);
             if (!answer) return failed(answer);
@@ -181,11 +202,11 @@ Result<std::string> ImapConnection::Session::send(const ImapCommand& command, co
         }
         if (part.content) {
             if (auto sent = sendContent(*part.content); !sent) return failed(sent);
-        } else if (auto sent = stream.write(part.literal); !sent) {
-            return lost(sent.error());
+        } else if (auto sent = write(part.literal); !sent) {
+            return failed(sent);
         }
     }
-    if (auto sent = sendLine(line); !sent) return failed(sent);
+    if (auto sent = write(line + "\r\n"); !sent) return failed(sent);
     return tag;
 }
 
@@ -202,7 +223,7 @@ Result<void> ImapConnection::Session::sendContent(const ImapContent& content) {
                               length ? "The message ended too early." : length.error().description);
         }
         stream.setDeadline(server.limits.answerSeconds);
-        if (auto sent = stream.write(std::string_view(piece).substr(0, *length)); !sent) return lost(sent.error());
+        if (auto sent = write(std::string_view(piece).substr(0, *length)); !sent) return sent;
         left -= *length;
     }
     return {};
@@ -214,8 +235,7 @@ Result<ImapResponse> ImapConnection::Session::run(const ImapCommand& command, co
     for (;;) {
         auto answer = nextAnswer(untagged);
         if (!answer) return failed(answer);
-        if (answer->kind == ImapResponse::Kind::Continuation || answer->tag != *tag)
-            return lost(imapFailed(ImapFailure::Malformed, "The server answered what nobody had asked.").value());
+        if (answer->kind == ImapResponse::Kind::Continuation || answer->tag != *tag) return lost(unaskedAnswer());
         if (answer->status == ImapResponse::Status::Ok) return answer;
         return failure(errorFor(*answer));
     }

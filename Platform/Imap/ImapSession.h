@@ -12,6 +12,7 @@
 namespace qs {
 
 tl::unexpected<Error> imapFailed(ImapFailure code, std::string description, std::string responseCode = {});
+Error unaskedAnswer();
 
 struct ImapConnection::Session {
     explicit Session(ImapServer given);
@@ -23,7 +24,8 @@ struct ImapConnection::Session {
     Result<ImapResponse> run(const ImapCommand& command, const Untagged& untagged = {});
     // The pieces of it, for commands with a dialogue of their own.
     Result<std::string> send(const ImapCommand& command, const Untagged& untagged = {});  // answers the tag
-    Result<void> sendLine(std::string_view line);
+    Result<void> write(std::string_view bytes);
+    Result<std::size_t> read(char* buffer, std::size_t size);
     Result<void> sendContent(const ImapContent& content);
     // The next continuation or tagged response; untagged ones are dealt with.
     Result<ImapResponse> nextAnswer(const Untagged& untagged = {});
@@ -55,7 +57,8 @@ struct ImapConnection::Session {
     std::map<std::string, std::string> identity;
     std::string farewell;  // the server's words of its BYE
     unsigned lastTag = 0;
-    unsigned updates = 0;  // how many were told, alerts aside
+    std::size_t responses = 0, bytesSinceRenewal = 0;  // within the command of now
+    unsigned updates = 0;                              // how many were told, alerts aside
     bool isOpen = false, isUsed = false, knowsQresync = false, renewsDeadline = false;
     bool capabilitiesAreNew = false;  // told since the sign-in began
 };

@@ -118,7 +118,7 @@ Result<void> ImapConnection::Session::signIn(const ImapSecret& secret) {
             return failure(signInError(errorFor(*answer)));
         }
         // A second question is XOAUTH2's way to tell what is wrong with the token; the refusal follows.
-        if (auto sent = sendLine(isSaid ? std::string_view() : std::string_view(encoded.text)); !sent) return sent;
+        if (auto sent = write(isSaid ? "\r\n" : encoded.text + "\r\n"); !sent) return sent;
         isSaid = true;
     }
 }

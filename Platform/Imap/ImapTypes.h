@@ -87,7 +87,7 @@ struct ImapFetch {
 };
 
 struct ImapSearch {
-    std::string messageId;      // as it stands in the header, with its <>; empty: any
+    std::string messageId;      // those whose header has it, with its <>; empty: any
     std::optional<Date> since;  // arrived on that day (UTC) or later; servers know days alone
 };
 

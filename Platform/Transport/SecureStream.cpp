@@ -2,7 +2,6 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <openssl/ssl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -12,7 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <cmath>
 #include <optional>
@@ -125,13 +123,20 @@ struct SecureStream::Held {
             ready = ::poll(list.data(), list.size(), milliseconds(longest));
         while (ready < 0 && errno == EINTR);
         if (list[1].revents) return streamFailed(StreamFailure::Cancelled, "It was cancelled.");
+        if (list[2].revents) return streamFailed(StreamFailure::TimedOut, "The server took too long.");
         if (list[3].revents) {
             drain(bell);
             return Wait::Woken;
         }
         if (list[0].revents) return Wait::Readable;
-        if (list[2].revents) return streamFailed(StreamFailure::TimedOut, "The server took too long.");
         return Wait::Quiet;
+    }
+
+    // A server that never stops talking is never waited for.
+    Result<void> mayGoOn() const {
+        auto looked = waitFor(-1, 0, 0, false);
+        if (!looked) return failed(looked);
+        return {};
     }
 
     Result<void> await(int descriptor, short events) const {
@@ -184,8 +189,7 @@ struct SecureStream::Held {
     }
 
     Result<std::size_t> read(char* buffer, std::size_t size, bool waits) {
-        // A server that never stops talking would otherwise never be waited for.
-        if (isStopped()) return streamFailed(StreamFailure::Cancelled, "It was cancelled.");
+        if (auto going = mayGoOn(); !going) return failed(going);
         if (!deflate) return readSocket(buffer, size, waits);
         for (;;) {
             const auto length = deflate->spread(buffer, size);
@@ -221,11 +225,6 @@ struct SecureStream::Held {
             if (auto waited = await(socket, events); !waited) return failed(waited);
         }
         return {};
-    }
-
-    bool isStopped() const {
-        pollfd one{stop, POLLIN, 0};
-        return ::poll(&one, 1, 0) == 1;
     }
 };
 
@@ -295,7 +294,7 @@ Result<std::size_t> SecureStream::readAvailable(char* buffer, std::size_t size) 
 }
 
 Result<void> SecureStream::write(std::string_view bytes) {
-    if (held_->isStopped()) return streamFailed(StreamFailure::Cancelled, "It was cancelled.");
+    if (auto going = held_->mayGoOn(); !going) return going;
     return held_->writeSocket(held_->deflate ? held_->deflate->squeezed(bytes) : bytes);
 }
 

@@ -33,6 +33,90 @@ const passwd& serverUser() {
     return *user;
 }
 
+// Of version 2.3. Wrong passwords are part of the tests, and nobody waits for them. The index of mailboxes is off since
+// it knows changes by the second alone.
+constexpr std::string_view kConfiguration = R"(
+base_dir = @FOLDER@/run
+state_dir = @FOLDER@/state
+log_path = /dev/stderr
+protocols = imap
+listen = 127.0.0.1
+default_internal_user = @USER@
+default_internal_group = @GROUP@
+default_login_user = @USER@
+ssl = yes
+ssl_cert = <@FOLDER@/certificate.pem
+ssl_key = <@FOLDER@/key.pem
+disable_plaintext_auth = no
+auth_failure_delay = 0
+auth_mechanisms = plain login
+mail_max_userip_connections = 100
+mail_fsync = never
+mail_location = maildir:~/Maildir
+mailbox_list_index = no
+first_valid_uid = 1
+first_valid_gid = 1
+passdb {
+  driver = passwd-file
+  args = @FOLDER@/users
+}
+userdb {
+  driver = static
+  args = uid=@UID@ gid=@GID@ home=@FOLDER@/home/%u
+}
+namespace inbox {
+  inbox = yes
+  separator = /
+  mailbox Drafts {
+    special_use = \Drafts
+    auto = subscribe
+  }
+  mailbox Junk {
+    special_use = \Junk
+    auto = subscribe
+  }
+  mailbox Sent {
+    special_use = \Sent
+    auto = subscribe
+  }
+  mailbox Trash {
+    special_use = \Trash
+    auto = subscribe
+  }
+  mailbox Archive {
+    special_use = \Archive
+    auto = create
+  }
+}
+protocol imap {
+  mail_plugins = imap_zlib
+}
+service anvil {
+  chroot =
+  unix_listener anvil-auth-penalty {
+    mode = 0
+  }
+}
+service imap-login {
+  chroot =
+  inet_listener imap {
+    port = @PORT@
+  }
+  inet_listener imaps {
+    port = @TLSPORT@
+    ssl = yes
+  }
+}
+)";
+
+std::string filled(std::string_view pattern, const std::map<std::string, std::string>& values) {
+    std::string text(pattern);
+    for (const auto& [name, value] : values)
+        for (auto at = text.find(name); at != std::string::npos; at = text.find(name, at + value.size()))
+            text.replace(at, name.size(), value);
+    return text;
+}
+
 int freePort() { return TestListener().port(); }
 
 }  // namespace
@@ -41,7 +125,7 @@ int freePort() { return TestListener().port(); }
 struct DovecotServer::Log {
     explicit Log(int pipe) : descriptor(pipe) {}
     ~Log() {
-        if (reader.joinable()) reader.join();
+        waitForEnd();
         ::close(descriptor);
     }
     Log(const Log&) = delete;
@@ -68,6 +152,10 @@ struct DovecotServer::Log {
             }
         });
         return true;
+    }
+
+    void waitForEnd() {
+        if (reader.joinable()) reader.join();
     }
 
     const int descriptor;
@@ -102,44 +190,21 @@ void DovecotServer::own(const fs::path& path) const {
 
 void DovecotServer::writeConfiguration(const Options& options) {
     const passwd& user = serverUser();
-    const std::string name = user.pw_name, group = ::getgrgid(user.pw_gid)->gr_name, folder = folder_.path().string();
     const TestIdentity identity = authority_.issue({.name = options.certificateName});
     std::string users;
     for (const auto& [each, password] : options.users)
         users += each + ":{PLAIN}" + password + "::::::\n";
-    const std::string text = "base_dir = " + folder + "/run\nstate_dir = " + folder + "/state\n" +
-                             "log_path = /dev/stderr\nprotocols = imap\nlisten = 127.0.0.1\nmail_fsync = never\n"
-                             "default_internal_user = " +
-                             name + "\ndefault_internal_group = " + group + "\ndefault_login_user = " + name +
-                             "\nssl = yes\nssl_cert = <" + folder + "/certificate.pem\nssl_key = <" + folder +
-                             "/key.pem\n"
-                             // Wrong passwords are part of the tests; nobody waits for them.
-                             "disable_plaintext_auth = no\nauth_failure_delay = 0\nauth_mechanisms = plain login\n"
-                             "mail_max_userip_connections = 100\n"
-                             "passdb {\n  driver = passwd-file\n  args = " +
-                             folder +
-                             "/users\n}\n"
-                             "userdb {\n  driver = static\n  args = uid=" +
-                             std::to_string(user.pw_uid) + " gid=" + std::to_string(user.pw_gid) + " home=" + folder +
-                             "/home/%u\n}\n"
-                             "first_valid_uid = 1\nfirst_valid_gid = 1\nmail_location = maildir:~/Maildir\n"
-                             "namespace inbox {\n  inbox = yes\n  separator = /\n"
-                             "  mailbox Drafts {\n    special_use = \\Drafts\n    auto = subscribe\n  }\n"
-                             "  mailbox Junk {\n    special_use = \\Junk\n    auto = subscribe\n  }\n"
-                             "  mailbox Sent {\n    special_use = \\Sent\n    auto = subscribe\n  }\n"
-                             "  mailbox Trash {\n    special_use = \\Trash\n    auto = subscribe\n  }\n"
-                             "  mailbox Archive {\n    special_use = \\Archive\n    auto = create\n  }\n}\n"
-                             "protocol imap {\n  mail_plugins = imap_zlib\n}\n"
-                             "service anvil {\n  chroot =\n  unix_listener anvil-auth-penalty {\n    mode = 0\n  }\n}\n"
-                             "service imap-login {\n  chroot =\n"
-                             "  inet_listener imap {\n    port = " +
-                             std::to_string(port_) +
-                             "\n  }\n"
-                             "  inet_listener imaps {\n    port = " +
-                             std::to_string(tlsPort_) + "\n    ssl = yes\n  }\n}\n" + options.settings + "\n";
+    const std::string text = filled(kConfiguration, {{"@FOLDER@", folder_.path().string()},
+                                                     {"@USER@", user.pw_name},
+                                                     {"@GROUP@", ::getgrgid(user.pw_gid)->gr_name},
+                                                     {"@UID@", std::to_string(user.pw_uid)},
+                                                     {"@GID@", std::to_string(user.pw_gid)},
+                                                     {"@PORT@", std::to_string(port_)},
+                                                     {"@TLSPORT@", std::to_string(tlsPort_)}});
     fs::create_directories(folder_ / "home");
     for (const fs::path& each :
-         {folder_.path(), folder_ / "home", folder_.write("users", users), folder_.write("dovecot.conf", text),
+         {folder_.path(), folder_ / "home", folder_.write("users", users),
+          folder_.write("dovecot.conf", text + options.settings + "\n"),
           folder_.write("certificate.pem", identity.certificate), folder_.write("key.pem", identity.key)})
         own(each);
 }
@@ -154,6 +219,7 @@ bool DovecotServer::start() {
         if (::geteuid() == 0 &&
             (::setgroups(0, nullptr) != 0 || ::setgid(user.pw_gid) != 0 || ::setuid(user.pw_uid) != 0))
             ::_exit(126);
+        ::setpgid(0, 0);
         ::prctl(PR_SET_PDEATHSIG, SIGTERM);  // a test that crashes leaves no server behind
         ::dup2(output[1], 2);
         if (const int nowhere = ::open("/dev/null", O_RDWR); nowhere >= 0)
@@ -173,6 +239,9 @@ void DovecotServer::stop() {
     if (process_ <= 0) return;
     ::kill(process_, SIGTERM);
     ::waitpid(process_, nullptr, 0);
+    // Those of its processes that still serve somebody; a log that has ended tells that all are gone.
+    ::kill(-process_, SIGKILL);
+    if (log_) log_->waitForEnd();
     process_ = -1;
 }
 

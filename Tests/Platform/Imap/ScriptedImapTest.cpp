@@ -1,0 +1,405 @@
+// The IMAP line against servers that no good server is like, and against Gmail's dialogue.
+#include "ImapFixture.h"
+#include "Support/ScriptedServer.h"
+#include "Support/ScriptedWebServer.h"
+
+namespace qs {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using Script = ScriptedServer::Script;
+
+constexpr const char* kPlain = "AGFkYQBhbmFseXRpY2Fs";  // NUL ada NUL analytical
+
+class ScriptedImap : public ImapTest {
+protected:
+    ImapServer account() {
+        ImapServer server = ImapTest::account(server_.port(), TransportSecurity::None);
+        server.limits.silenceSeconds = patience_;
+        server.limits.literalBytes = 1000;
+        return server;
+    }
+
+    // A script that has got as far as being signed in; the next tag is a2.
+    Script& signedIn(const std::string& capabilities = "") {
+        return server_.script()
+            .say("* OK [CAPABILITY IMAP4rev1] hello")
+            .expect("a1 LOGIN \"ada\" \"analytical\"")
+            .say("a1 OK [CAPABILITY IMAP4rev1 " + capabilities + "] welcome");
+    }
+
+    std::unique_ptr<ImapConnection> opened() {
+        auto connection = std::make_unique<ImapConnection>(account());
+        connection->setUpdateHandler([this](const ImapUpdate& update) { updates_.push_back(update); });
+        const auto done = connection->open(password());
+        EXPECT_TRUE(done) << sentence(done);
+        return connection;
+    }
+
+    Result<void> tryToOpen(const ImapSecret& secret) {
+        ImapConnection connection(account());
+        auto done = connection.open(secret);
+        EXPECT_EQ(connection.isOpen(), done.has_value());
+        return done;
+    }
+
+    void TearDown() override { EXPECT_THAT(server_.complaints(), IsEmpty()); }
+
+    ScriptedServer server_;
+    std::vector<ImapUpdate> updates_;
+    TimeInterval patience_ = 60;
+};
+
+TEST_F(ScriptedImap, AGreetingTellsWhetherItMakesSenseToGoOn) {
+    struct Case {
+        const char* greeting;
+        ImapFailure failure;
+    };
+    const Case cases[] = {{"* BYE too busy", ImapFailure::Temporary},
+                          {"HTTP/1.1 200 OK", ImapFailure::Malformed},
+                          {"* 12 EXISTS", ImapFailure::Malformed},
+                          {"+ hello", ImapFailure::Malformed},
+                          {"220 smtp.example.org", ImapFailure::Malformed}};
+    for (const Case& c : cases)
+        server_.script().say(c.greeting);
+    for (const Case& c : cases)
+        EXPECT_EQ(failureOf(tryToOpen(password())), c.failure) << c.greeting;
+}
+
+TEST_F(ScriptedImap, ARefusedSignInIsToldFromAServerThatIsBusy) {
+    struct Case {
+        const char* answer;
+        ImapFailure failure;
+    };
+    const Case cases[] = {{"a1 NO [AUTHENTICATIONFAILED] Invalid credentials (Failure)", ImapFailure::SignInRefused},
+                          {"a1 NO LOGIN failed.", ImapFailure::SignInRefused},
+                          {"a1 BAD what", ImapFailure::SignInRefused},
+                          {"a1 NO [UNAVAILABLE] Temporary authentication failure", ImapFailure::Temporary},
+                          {"a1 NO [ALERT] Too many simultaneous connections. (Failure)", ImapFailure::Temporary},
+                          {"* BYE go away", ImapFailure::HungUp}};
+    for (const Case& c : cases)
+        server_.script().say("* OK [CAPABILITY IMAP4rev1] hi").expect("a1 LOGIN").say(c.answer);
+    for (const Case& c : cases) {
+        const auto done = tryToOpen(password());
+        EXPECT_EQ(failureOf(done), c.failure) << c.answer;
+        const std::string words = c.failure == ImapFailure::HungUp ? "go away" : "127.0.0.1";
+        EXPECT_THAT(sentence(done), HasSubstr(words));
+    }
+}
+
+TEST_F(ScriptedImap, ChoosesTheWayToSignInThatTheServerOffers) {
+    const std::string welcome = " OK [CAPABILITY IMAP4rev1] in";
+    server_.script()
+        .say("* OK [CAPABILITY AUTH=PLAIN SASL-IR] hi")
+        .expect(std::string("a1 AUTHENTICATE PLAIN ") + kPlain)
+        .say("a1" + welcome);
+    server_.script()
+        .say("* OK [CAPABILITY AUTH=PLAIN] hi")
+        .expect("a1 AUTHENTICATE PLAIN")
+        .say("+")
+        .expect(kPlain)
+        .say("a1" + welcome);
+    server_.script()
+        .say("* OK hi")
+        .expect("a1 CAPABILITY")
+        .say("* CAPABILITY IMAP4rev1")
+        .say("a1 OK")
+        .expect("a2 LOGIN \"ada\" \"analytical\"")
+        .say("a2 OK in")
+        .expect("a3 CAPABILITY")
+        .say("* CAPABILITY IMAP4rev1 IDLE")
+        .say("a3 OK");
+    server_.script().say("* PREAUTH [CAPABILITY IMAP4rev1] welcome");
+    for (int i = 0; i < 4; ++i)
+        EXPECT_TRUE(tryToOpen(password())) << i;
+
+    server_.script().say("* OK [CAPABILITY LOGINDISABLED STARTTLS] hi");
+    EXPECT_EQ(failureOf(tryToOpen(password())), ImapFailure::SignInRefused);
+}
+
+TEST_F(ScriptedImap, SignsInWithATokenAndHearsWhatIsWrongWithIt) {
+    const ImapSecret token{ImapSecret::Kind::AccessToken, "ya29.token"};
+    const std::string encoded = "dXNlcj1hZGEBYXV0aD1CZWFyZXIgeWEyOS50b2tlbgEB";
+    server_.script()
+        .say("* OK [CAPABILITY AUTH=XOAUTH2 SASL-IR] hi")
+        .expect("a1 AUTHENTICATE XOAUTH2 " + encoded)
+        .say("a1 OK [CAPABILITY IMAP4rev1] in");
+    server_.script()
+        .say("* OK [CAPABILITY AUTH=XOAUTH2] hi")
+        .expect("a1 AUTHENTICATE XOAUTH2")
+        .say("+ ")
+        .expect(encoded)
+        .say("a1 OK [CAPABILITY IMAP4rev1] in");
+    server_.script()
+        .say("* OK [CAPABILITY AUTH=XOAUTH2 SASL-IR] hi")
+        .expect("a1 AUTHENTICATE XOAUTH2 " + encoded)
+        .say("+ eyJzdGF0dXMiOiI0MDAifQ==")
+        .expectUntil("")
+        .say("a1 NO [AUTHENTICATIONFAILED] Invalid credentials");
+    EXPECT_TRUE(tryToOpen(token));
+    EXPECT_TRUE(tryToOpen(token));
+    EXPECT_EQ(failureOf(tryToOpen(token)), ImapFailure::SignInRefused);
+}
+
+TEST_F(ScriptedImap, SaysNothingSecretBeforeTheServerHasProvedItself) {
+    server_.script().say("* PREAUTH [CAPABILITY IMAP4rev1] welcome");
+    server_.script().say("* OK [CAPABILITY IMAP4rev1] hi").expect("a1 STARTTLS").say("a1 BAD what");
+    server_.script()
+        .say("* OK [CAPABILITY STARTTLS] hi")
+        .expect("a1 STARTTLS")
+        .sayBytes("a1 OK go\r\n* OK [CAPABILITY IMAP4rev1] trust me\r\n");
+    server_.script().say("* OK [CAPABILITY STARTTLS] hi").expect("a1 STARTTLS").say("a1 OK go").hangUp();
+    ImapServer server = account();
+    server.security = TransportSecurity::StartTls;
+    for (int i = 0; i < 4; ++i) {
+        ImapConnection connection(server);
+        const auto done = connection.open(password());
+        EXPECT_EQ(failureOf(done), ImapFailure::TlsFailed) << i << ": " << sentence(done);
+    }
+    EXPECT_THAT(server_.heard(), Not(Contains(HasSubstr("LOGIN"))));
+
+    ImapServer open = account();
+    open.host = "mail.example.org";
+    ImapConnection connection(open);
+    EXPECT_EQ(failureOf(connection.open(password())), ImapFailure::OpenPassword);
+}
+
+TEST_F(ScriptedImap, TakesNoOldTlsAndNoExpiredCertificate) {
+    const TestAuthority authority;
+    const auto open = [&](const TestAuthority::Options& options) {
+        const ScriptedWebServer server([](const WebRequest&) { return WebAnswer{}; }, authority.issue(options));
+        ImapServer target = ImapTest::account(server.port(), TransportSecurity::Tls);
+        target.certificateAuthorities = authority.write(folder_ / "authority.pem").string();
+        ImapConnection connection(target);
+        return failureOf(connection.open(password()));
+    };
+    EXPECT_EQ(open({.speaksOldTlsOnly = true}), ImapFailure::TlsFailed);
+    EXPECT_EQ(open({.isExpired = true}), ImapFailure::NotTrusted);
+    server_.script().say("* OK no TLS here");
+    ImapServer plain = account();
+    plain.security = TransportSecurity::Tls;
+    ImapConnection connection(plain);
+    EXPECT_EQ(failureOf(connection.open(password())), ImapFailure::TlsFailed);
+}
+
+TEST_F(ScriptedImap, GivesUpWhatGoesWrongInTheMiddle) {
+    struct Case {
+        const char* why;
+        std::string said;
+        ImapFailure failure;
+        bool stalls = false;
+    };
+    const Case cases[] = {
+        {"hangs up within a literal", "* 1 FETCH (UID 7 BODY[] {900}\r\nabc", ImapFailure::HungUp},
+        {"stalls within a literal", "* 1 FETCH (UID 7 BODY[] {900}\r\nabc", ImapFailure::TimedOut, true},
+        {"announces more than allowed", "* 1 FETCH (UID 7 BODY[] {4294967295}\r\nabc", ImapFailure::Malformed},
+        {"never ends a line", "* OK " + std::string(9'000'000, 'x'), ImapFailure::Malformed},
+        {"nests without end", "* 1 FETCH (BODYSTRUCTURE " + std::string(300'000, '('), ImapFailure::Malformed},
+        {"answers another question", "a9 OK done\r\n", ImapFailure::Malformed},
+        {"asks for more", "+ go on\r\n", ImapFailure::Malformed},
+        {"says goodbye", "* BYE maintenance\r\n", ImapFailure::HungUp}};
+    for (const Case& c : cases) {
+        Script& script = signedIn().expect("a2 UID FETCH 7").sayBytes(c.said);
+        if (c.stalls) script.stall();
+    }
+    for (const Case& c : cases) {
+        patience_ = c.stalls ? 2 : 60;
+        const auto connection = opened();
+        int messages = 0;
+        const auto done =
+            connection->fetch({7}, {.content = ImapFetch::Content::Whole}, [&](const ImapMessage&) { ++messages; });
+        EXPECT_EQ(failureOf(done), c.failure) << c.why << ": " << sentence(done);
+        EXPECT_EQ(messages, 0) << c.why;
+        EXPECT_FALSE(connection->isOpen()) << c.why;
+        EXPECT_EQ(failureOf(connection->noop()), ImapFailure::HungUp) << c.why;
+    }
+}
+
+TEST_F(ScriptedImap, LivesWithWhatItDoesNotKnow) {
+    signedIn()
+        .expect("a2 UID FETCH 7:9 (UID FLAGS)")
+        .say("* X-NEWS (of \"tomorrow\" {3}")
+        .say("abc) NIL")
+        .say("* OK [X-CODE (a b)] Still here")
+        .say("* NO [ALERT] The disk is nearly full")
+        .say("* 3 FETCH (UID 7 FLAGS (\\Seen $x) EMAILID (M1) X-THING (1 (2)))")
+        .say("* 4 FETCH (FLAGS ())")
+        .say("* 5 FETCH (UID 12 FLAGS (\\Flagged))")
+        .say("* 2 EXPUNGE")
+        .say("* 17 EXISTS")
+        .say("a2 OK done")
+        .expect("a3 NOOP")
+        .say("a3 NO [INUSE] not now")
+        .expect("a4 NOOP")
+        .say("a4 BAD what");
+    const auto connection = opened();
+    std::vector<std::uint32_t> uids;
+    const auto done =
+        connection->fetch(ImapUidSet::range(7, 9), {}, [&](const ImapMessage& m) { uids.push_back(m.uid); });
+    ASSERT_TRUE(done) << sentence(done);
+    EXPECT_THAT(uids, ElementsAre(7u));
+    using Kind = ImapUpdate::Kind;
+    std::vector<Kind> kinds;
+    for (const ImapUpdate& update : updates_)
+        kinds.push_back(update.kind);
+    EXPECT_THAT(kinds, ElementsAre(Kind::Alert, Kind::Changed, Kind::Changed, Kind::Expunged, Kind::Exists));
+    EXPECT_EQ(updates_[0].text, "The disk is nearly full");
+    EXPECT_EQ(updates_[2].message.uid, 12u);
+    EXPECT_EQ(updates_[3].number, 2u);
+    EXPECT_EQ(failureOf(connection->noop()), ImapFailure::Temporary);
+    EXPECT_EQ(failureOf(connection->noop()), ImapFailure::NotAccepted);
+    EXPECT_TRUE(connection->isOpen());
+}
+
+TEST_F(ScriptedImap, DoesWithoutExtensionsOrSaysSo) {
+    signedIn()
+        .expect("a2 LIST \"\" \"*\"")
+        .say("* LIST (\\HasNoChildren) \".\" INBOX")
+        .say("* LIST (\\Noselect) NIL {9}")
+        .say("Entw\xFCrfe\"")
+        .say("a2 OK")
+        .expect("a3 LSUB \"\" \"*\"")
+        .say("* LSUB () \".\" INBOX")
+        .say("a3 OK")
+        .expect("a4 SELECT \"INBOX\"")
+        .say("* OK [UIDVALIDITY 9] v")
+        .say("a4 OK [READ-ONLY] selected")
+        .expect("a5 UID SEARCH SINCE 17-Jul-1996 HEADER MESSAGE-ID \"<a@b>\"")
+        .say("* SEARCH 4 2 3")
+        .say("a5 OK");
+    const auto connection = opened();
+    const auto list = connection->list();
+    ASSERT_TRUE(list) << sentence(list);
+    ASSERT_EQ(list->size(), 2u);
+    EXPECT_TRUE(list->at(0).isSubscribed && list->at(0).isSelectable && list->at(0).delimiter == '.');
+    EXPECT_EQ(list->at(1).name.wire(), "Entw\xFCrfe\"");
+    EXPECT_TRUE(!list->at(1).isSubscribed && !list->at(1).isSelectable && list->at(1).delimiter == 0);
+    const auto selected = connection->select(ImapMailboxName::inbox(), ImapKnownState{9, 7, {1}});
+    ASSERT_TRUE(selected) << sentence(selected);
+    EXPECT_FALSE(selected->tellsChanges);
+    EXPECT_TRUE(selected->isReadOnly);
+    EXPECT_EQ(connection->search({.messageId = "<a@b>", .since = Date{837'596'665}}).value(), ImapUidSet::range(2, 4));
+    const ImapMailboxName target = ImapMailboxName::fromText("x");
+    EXPECT_EQ(failureOf(connection->move({1}, target)), ImapFailure::NotOffered);
+    EXPECT_EQ(failureOf(connection->expunge({1})), ImapFailure::NotOffered);
+    EXPECT_EQ(failureOf(connection->idle()), ImapFailure::NotOffered);
+    EXPECT_EQ(failureOf(connection->storeGmailLabels({1}, ImapChange::Add, {target})), ImapFailure::NotOffered);
+}
+
+TEST_F(ScriptedImap, WaitsBeforeALiteralUnlessTheServerNeedsNoWaiting) {
+    signedIn()
+        .expect("a2 APPEND \"x\" (\\Seen) {5}")
+        .say("+ go")
+        .expect("abcd")
+        .expectUntil("")
+        .say("a2 OK [APPENDUID 3 9] in")
+        .expect("a3 APPEND \"x\" {5}")
+        .say("a3 NO [OVERQUOTA] full")
+        .expect("a4 NOOP")
+        .say("a4 OK");
+    signedIn("LITERAL-")
+        .expect("a2 APPEND \"x\" {5+}")
+        .expect("abcd")
+        .expectUntil("")
+        .say("a2 OK")
+        .expect("a3 APPEND \"x\" {4097}")
+        .say("a3 NO [TOOBIG] no");
+    const ImapMailboxName target = ImapMailboxName::fromText("x");
+    auto connection = opened();
+    const auto appended = connection->append(target, ImapContent::of("abcd\n"), {"\\Seen"});
+    ASSERT_TRUE(appended) << sentence(appended);
+    EXPECT_EQ(appended->uid, 9u);
+    EXPECT_EQ(imapResponseCode(connection->append(target, ImapContent::of("abcd\n")).error()), "OVERQUOTA");
+    EXPECT_TRUE(connection->noop()) << "nothing of the message was sent";
+    connection = opened();
+    EXPECT_EQ(connection->append(target, ImapContent::of("abcd\n"))->uid, 0u);
+    EXPECT_EQ(imapResponseCode(connection->append(target, ImapContent::of(std::string(4097, 'x'))).error()), "TOOBIG");
+}
+
+TEST_F(ScriptedImap, IdlesAnewBeforeTheServerLosesPatience) {
+    signedIn("IDLE")
+        .expect("a2 IDLE")
+        .say("+ idling")
+        .say("* OK Still here")
+        .expect("DONE")
+        .say("a2 OK")
+        .expect("a3 IDLE")
+        .say("* 3 EXISTS")
+        .say("+ idling")
+        .expect("DONE")
+        .say("a3 OK");
+    ImapServer server = account();
+    server.limits.idleSeconds = 0.02;
+    ImapConnection connection(server);
+    ASSERT_TRUE(connection.open(password()));
+    EXPECT_EQ(connection.idle().value(), ImapConnection::IdleEnd::Update);
+}
+
+TEST_F(ScriptedImap, EndsAConnectionThatIsCancelledBeforeItBegan) {
+    ImapConnection connection(account());
+    connection.cancel();
+    EXPECT_EQ(failureOf(connection.open(password())), ImapFailure::Cancelled);
+}
+
+TEST_F(ScriptedImap, SpeaksGmailsExtensions) {
+    signedIn("X-GM-EXT-1 UIDPLUS MOVE CONDSTORE ESEARCH SPECIAL-USE LIST-EXTENDED LITERAL- IDLE")
+        .expect("a2 LIST \"\" \"*\" RETURN (SUBSCRIBED SPECIAL-USE)")
+        .say("* LIST (\\HasNoChildren \\Subscribed) \"/\" \"INBOX\"")
+        .say("* LIST (\\HasChildren \\NonExistent) \"/\" \"[Gmail]\"")
+        .say("* LIST (\\All \\HasNoChildren) \"/\" \"[Gmail]/Alle Nachrichten\"")
+        .say("* LIST (\\HasNoChildren \\Important) \"/\" \"[Gmail]/Wichtig\"")
+        .say("* LIST (\\HasNoChildren \\Drafts) \"/\" \"[Gmail]/Entw&APw-rfe\"")
+        .say("a2 OK Success")
+        .expect("a3 SELECT \"[Gmail]/Alle Nachrichten\" (CONDSTORE)")
+        .say("* FLAGS (\\Answered \\Flagged \\Draft \\Deleted \\Seen $NotPhishing $Phishing)")
+        .say("* OK [PERMANENTFLAGS (\\Answered \\Flagged \\Draft \\Deleted \\Seen $NotPhishing $Phishing \\*)] ok.")
+        .say("* OK [UIDVALIDITY 11] UIDs valid.")
+        .say("* 5 EXISTS")
+        .say("* 0 RECENT")
+        .say("* OK [UIDNEXT 78] Predicted next UID.")
+        .say("* OK [HIGHESTMODSEQ 9007199254740993]")
+        .say("a3 OK [READ-WRITE] [Gmail]/Alle Nachrichten selected. (Success)")
+        .expect("a4 UID FETCH 4 (UID FLAGS MODSEQ X-GM-MSGID X-GM-THRID X-GM-LABELS)")
+        .say("* 5 FETCH (X-GM-THRID 1278455344230334865 X-GM-MSGID 18446744073709551615 X-GM-LABELS (\"\\\\Inbox\" "
+             "\\Sent "
+             "Important \"Muy Importante\" \"&ANw-ber\") UID 4 MODSEQ (9007199254740993) FLAGS (\\Seen))")
+        .say("a4 OK Success")
+        .expect("a5 UID STORE 4 +X-GM-LABELS.SILENT (\\Inbox \"Muy Importante\" \"&ANw-ber\")")
+        .say("a5 OK Success")
+        .expect("a6 UID SEARCH RETURN (ALL) ALL")
+        .say("* ESEARCH (TAG \"a6\") UID ALL 1:4,77")
+        .say("a6 OK SEARCH completed (Success)");
+    const auto connection = opened();
+    const auto list = connection->list();
+    ASSERT_TRUE(list) << sentence(list);
+    ASSERT_EQ(list->size(), 5u);
+    EXPECT_FALSE(list->at(1).isSelectable);
+    EXPECT_EQ(list->at(2).use, ImapUse::All);
+    EXPECT_EQ(list->at(3).use, ImapUse::Important);
+    EXPECT_EQ(list->at(4).name.text(), "[Gmail]/Entwürfe");
+    const auto selected = connection->select(list->at(2).name);
+    ASSERT_TRUE(selected) << sentence(selected);
+    EXPECT_EQ(selected->highestModSeq, 9007199254740993u);
+    EXPECT_TRUE(selected->takesNewKeywords);
+    std::optional<ImapMessage> message;
+    const auto done = connection->fetch({4}, {.gmail = true}, [&](ImapMessage m) { message = std::move(m); });
+    ASSERT_TRUE(done && message) << sentence(done);
+    EXPECT_EQ(message->gmailMessage, 18446744073709551615u);
+    EXPECT_EQ(message->gmailThread, 1278455344230334865u);
+    std::vector<std::string> labels;
+    for (const ImapMailboxName& label : *message->gmailLabels)
+        labels.push_back(label.text());
+    EXPECT_THAT(labels, ElementsAre("\\Inbox", "\\Sent", "Important", "Muy Importante", "Über"));
+    EXPECT_TRUE(
+        connection->storeGmailLabels({4}, ImapChange::Add,
+                                     {ImapMailboxName::fromWire("\\Inbox"), ImapMailboxName::fromText("Muy Importante"),
+                                      ImapMailboxName::fromText("Über")}));
+    EXPECT_EQ(connection->search({}).value().text(), "1:4,77");
+}
+
+}  // namespace
+}  // namespace qs
