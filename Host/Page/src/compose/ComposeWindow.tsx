@@ -45,7 +45,7 @@ export function ComposeWindow({ model, shape, front }: Props) {
   const [over, setOver] = useState(false);
 
   const onKeyDown = (event: KeyboardEvent): void => {
-    if (event.key !== 'Enter' || !(event.ctrlKey || event.metaKey) || event.altKey) return;
+    if (event.key !== 'Enter' || !(event.ctrlKey || event.metaKey) || event.altKey || event.shiftKey) return;
     event.preventDefault();
     if (!busy) act('compose.send', { window: owner });
   };
