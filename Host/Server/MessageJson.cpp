@@ -14,6 +14,7 @@
 #include "MainViewer.h"
 #include "Mime/Addresses.h"
 #include "Mime/MimeMessage.h"
+#include "Viewer/Banner.h"
 
 namespace qs {
 
@@ -63,6 +64,30 @@ std::shared_ptr<MimeMessage> parsedMessage(MailLibrary& library, std::int64_t id
     if (!content) return nullptr;
     last = {id, MimeMessage::parse(*content)};
     return last.message;
+}
+
+json::object buttonJson(const BannerButton& button) {
+    json::object model{{"id", button.anchor()}, {"title", button.title}};
+    if (button.isCheckBox) model["checked"] = button.isOn;
+    return model;
+}
+
+json::array bannersJson(const MainViewer& viewer) {
+    json::array array;
+    if (!viewer.banners()) return array;
+    for (const auto& controller : viewer.banners()->displayed()) {
+        json::array buttons;
+        for (const auto& button : controller->buttons())
+            if (!button->isHidden) buttons.push_back(buttonJson(*button));
+        const auto& colour = junk_mail_banner::backgroundColor;
+        array.push_back(
+            json::object{{"id", controller->view()->anchor()},
+                         {"image", controller->isIconHidden ? std::string() : controller->icon},
+                         {"text", controller->messageField.isHidden ? std::string() : controller->messageField.text},
+                         {"colour", colour.isAnsweredBy(*controller) ? colour(*controller).hexString() : std::string()},
+                         {"buttons", std::move(buttons)}});
+    }
+    return array;
 }
 
 }  // namespace
@@ -120,6 +145,7 @@ json::value messageSection(MailApplication& application) {
     auto headers = parsed ? parsed->headers() : nullptr;
     for (const auto& [name, key] : {std::pair{"to", MCHeaderKeyTo}, {"cc", MCHeaderKeyCc}, {"bcc", MCHeaderKeyBcc}})
         model[name] = headers ? addressesJson(*headers, key) : json::array();
+    model["banners"] = bannersJson(application.viewer());
     model["attachments"] = parsed ? attachmentsJson(*parsed) : json::array();
     if (!parsed)
         model["damaged"] = "This message's file can't be read.";

@@ -13,9 +13,16 @@ namespace json = boost::json;
 
 namespace {
 
-constexpr const char* kKindNames[] = {"text",     "textField", "secret", "number",   "checkBox",
-                                      "popUp",    "segmented", "radio",  "dateTime", "timeOfDay",
-                                      "shortcut", "textList",  "list",   "button",   "separator"};
+constexpr const char* kKindNames[] = {"text",      "textField", "secret",   "number",    "checkBox", "popUp",
+                                      "segmented", "radio",     "dateTime", "timeOfDay", "shortcut", "textList",
+                                      "list",      "table",     "button",   "separator"};
+
+json::array factsJson(const std::vector<FormFact>& facts) {
+    json::array array;
+    for (const auto& fact : facts)
+        array.push_back(json::object{{"image", fact.imageName}, {"text", fact.text}});
+    return array;
+}
 
 json::array modifierNames(unsigned mask) {
     json::array names;
@@ -140,6 +147,8 @@ json::value controlJson(const FormControl& control) {
         if (control.maximum != 0) result["maximum"] = control.maximum;
         result["step"] = control.step;
     }
+    if (!control.rowButton.empty())
+        result["rowButton"] = json::object{{"title", control.rowButton}, {"image", control.rowButtonImage}};
     if (control.earliest) result["earliest"] = toJson(*control.earliest);
     if (!control.options.empty()) {
         json::array options;
@@ -152,6 +161,7 @@ json::value controlJson(const FormControl& control) {
             if (!option.detail.empty()) each["detail"] = option.detail;
             if (!option.state.empty()) each["state"] = option.state;
             if (!option.stateColor.empty()) each["stateColor"] = option.stateColor;
+            if (!option.facts.empty()) each["facts"] = factsJson(option.facts);
             options.push_back(std::move(each));
         }
         result["options"] = std::move(options);

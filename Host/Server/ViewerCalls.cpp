@@ -1,4 +1,5 @@
 // Calls about the application, its menus and toolbars, mailboxes, the list and messages.
+#include <algorithm>
 #include <boost/json.hpp>
 
 #include "Calls.h"
@@ -14,6 +15,7 @@
 #include "Models/Toolbar.h"
 #include "Models/View.h"
 #include "PreferencesWindow.h"
+#include "Viewer/Banner.h"
 
 namespace qs {
 
@@ -63,6 +65,23 @@ json::value chooseToolbarItem(CallContext& context, const json::object& args) {
         return nullptr;
     }
     throw CallRefused("That toolbar has changed.");
+}
+
+json::value pressBanner(CallContext& context, const json::object& args) {
+    const std::string id = arguments::text(args, "button");
+    const auto& banners = context.application.viewer().banners();
+    for (const auto& banner : banners ? banners->displayed() : BannerList()) {
+        const auto buttons = banner->buttons();
+        const auto button = std::ranges::find(buttons, id, [](const auto& each) { return each->anchor(); });
+        if (button == buttons.end() || (*button)->isHidden) continue;
+        if ((*button)->isCheckBox) (*button)->isOn = !(*button)->isOn;
+        context.application.bringToFront("viewer");
+        const auto target = (*button)->target.lock();
+        if (!context.application.sendAction((*button)->action, target.get(), button->get()))
+            throw CallRefused("\"" + (*button)->title + "\" can't be used right now.");
+        return nullptr;
+    }
+    throw CallRefused("Another message is shown by now.");
 }
 
 json::value setFlags(CallContext& context, const json::object& args) {
@@ -149,6 +168,7 @@ void addViewerCalls(CallTable& table) {
         return nullptr;
     };
     table["message.resolveDoubt"] = resolveDoubt;
+    table["banner.press"] = pressBanner;
     table["message.tryAgain"] = tryAgain;
     table["addresses.complete"] = completeAddresses;
 }

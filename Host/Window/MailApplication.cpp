@@ -15,6 +15,7 @@
 #include "Foundation/RunLoop.h"
 #include "HostImages.h"
 #include "HostSettings.h"
+#include "JunkMailBanner.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "MailApplicationObject.h"
@@ -39,6 +40,7 @@ std::shared_ptr<MailApplication> MailApplication::make(MailEngine& engine) {
     defineInterfaceClasses();
     MailApplicationObject::defineClass();
     ViewerObject::defineClasses();
+    defineBannerClasses();
     PreferencesWindowObject::defineClasses();
     defineContactPictureClasses();
     ComposeWindow::defineClasses();

@@ -11,6 +11,8 @@
 
 namespace qs {
 
+class BannerContainerViewController;
+
 // One row as a list draws it: what the host knows, and what the exchangeable operations of the row answer.
 struct ViewerRow {
     MessageSummary summary;
@@ -38,7 +40,9 @@ public:
     // Selecting one unread message marks it read.
     virtual void selectIDs(std::vector<std::int64_t> ids) = 0;
     virtual MessageRef selectedMessage() const = 0;  // null unless exactly one is selected
-    virtual void open(std::int64_t id) = 0;          // a double click; drafts and outbox mail open for editing
+    // The strips above the message; null until one was shown.
+    virtual const std::shared_ptr<BannerContainerViewController>& banners() const = 0;
+    virtual void open(std::int64_t id) = 0;  // a double click; drafts and outbox mail open for editing
     virtual Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) = 0;
     virtual Result<void> moveTo(const std::vector<std::int64_t>& ids, std::string_view mailbox) = 0;
 };

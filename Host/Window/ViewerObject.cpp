@@ -5,11 +5,13 @@
 #include <utility>
 
 #include "ComposeWindow.h"
+#include "Foundation/Assertion.h"
 #include "ListDates.h"
 #include "Mail/MailAccount.h"
 #include "MailApplicationObject.h"
 #include "Models/ModelChanges.h"
 #include "Platform.h"
+#include "Viewer/Banner.h"
 
 namespace qs {
 namespace {
@@ -76,8 +78,25 @@ void ViewerObject::end() {
     ended_ = true;
     selected_.clear();
     selectedInOutbox_.clear();
+    banners_.reset();
     if (midnight_) midnight_->invalidate();
     window_->setVisible(false);
+}
+
+void ViewerObject::makeBanners() {
+    banners_ = std::make_shared<BannerContainerViewController>(window_);
+    try {
+        banner_container::commonInit(*banners_);
+    } catch (const std::exception&) {
+        logCaughtException("The banners are shown as far as they were made");
+    }
+}
+
+// The container is made for the first message that is shown: by then all plug-ins stand.
+void ViewerObject::tellBanners() {
+    const auto message = selectedMessage();
+    if (message && !banners_) makeBanners();
+    if (banners_) banners_->setMessage(message);
 }
 
 MailLibrary& ViewerObject::library() const { return application_.engine().library(); }
@@ -144,6 +163,7 @@ void ViewerObject::libraryDidChange() {
     std::erase_if(selected_, [&](std::int64_t id) { return !isListed(id); });
     if (selected_.size() != before) noteModelChange();
     if (selected_.empty() && !selectedInOutbox_.empty()) selectAgainInOutbox();
+    tellBanners();
 }
 
 // An attempt to deliver takes a message out and, when it fails, puts it back as another one. To the person who looks at
@@ -172,6 +192,7 @@ void ViewerObject::setSelection(std::vector<std::int64_t> ids) {
     const auto summary = isOneInOutbox ? library().summary(selected_.front()) : std::nullopt;
     selectedInOutbox_ = summary ? summary->uniqueID : std::string();
     rows_.selectionChanged();
+    tellBanners();
     noteModelChange();
     if (selected_.size() == 1) markReadSoon();
 }

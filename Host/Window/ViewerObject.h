@@ -36,6 +36,7 @@ public:
     const std::vector<std::int64_t>& selectedIDs() const override { return selected_; }
     void selectIDs(std::vector<std::int64_t> ids) override;
     MessageRef selectedMessage() const override;
+    const std::shared_ptr<BannerContainerViewController>& banners() const override { return banners_; }
     void open(std::int64_t id) override;
     Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) override;
     Result<void> moveTo(const std::vector<std::int64_t>& ids, std::string_view mailbox) override;
@@ -92,6 +93,8 @@ private:
     void selectAfterMove(const std::vector<std::int64_t>& gone, std::optional<int> firstRow);
     void markReadSoon();
     void reloadAtMidnight();
+    void makeBanners();
+    void tellBanners();
     MailLibrary& library() const;
     std::optional<MailboxKind> kindOf(const MessageRef& message) const;
     bool isListed(std::int64_t id) const;
@@ -102,6 +105,7 @@ private:
     MailApplicationObject& application_;
     std::shared_ptr<Window> window_;
     std::shared_ptr<TableViewManager> tableManager_;
+    std::shared_ptr<BannerContainerViewController> banners_;
     std::shared_ptr<MessageListController> listController_;
     mutable MessageRows rows_;
     std::string mailbox_;  // identifier; empty: all of them

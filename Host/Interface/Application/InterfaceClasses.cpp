@@ -11,10 +11,11 @@ namespace qs {
 void defineInterfaceClasses() {
     ClassRegistry& registry = ClassRegistry::current();
     for (const char* name : {"NSView", "NSWindow", "NSMenu", "NSMenuItem", "NSToolbar", "NSPopover", "NSStackView",
-                             "ComposeHeaderRowView", "AddressTextField", "TableViewManager"})
+                             "ComposeHeaderRowView", "AddressTextField", "TableViewManager", "ConversationMember"})
         registry.define(name);
     Class& view = registry.define("NSView");
     registry.define("NSTableView", &view);
+    registry.define("NSButton", &view);
     registry.define("ComposeStatusView", &registry.define("ComposeHeaderRowView"));
     registry.define("BorderlessToolbarItem", &registry.define("NSToolbarItem"));
     if (osMinor() == 11) registry.define("MessageListController");

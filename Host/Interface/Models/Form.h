@@ -13,6 +13,11 @@
 
 namespace qs {
 
+// A word with a picture before it.
+struct FormFact {
+    std::string imageName, text;
+};
+
 struct FormOption {
     std::string title;
     Value value;
@@ -21,6 +26,7 @@ struct FormOption {
     std::vector<std::string> controls = {};  // Radio: ids of controls of the same group that stand in the option's line
     // List: a second line, and a word about the state with the colour ("#AABBCC") that goes with it.
     std::string detail = {}, state = {}, stateColor = {};
+    std::vector<FormFact> facts = {};  // Table: what stands between the title and the detail
 };
 
 struct FormControl {
@@ -38,6 +44,7 @@ struct FormControl {
         Shortcut,   // dictionary: key combination ("characters", "modifierFlags")
         TextList,   // array of strings
         List,       // options as rows with pictures; the value is the array of those that are selected
+        Table,      // options as rows to read; onChange is the click on a row's button and gets the row's value
         Button,     // no value; onChange is the click
         Separator,
     };
@@ -51,6 +58,7 @@ struct FormControl {
     std::optional<Date> earliest;               // for DateTime: the first that can be chosen
     std::string unit;                           // shown after a number: "seconds"
     std::vector<std::string> controls = {};     // List: ids of controls of the same group that stand below it in a row
+    std::string rowButton = {}, rowButtonImage = {};  // Table: what each row's button is called; empty: none
     std::function<void(const Value&)> onChange;
 };
 

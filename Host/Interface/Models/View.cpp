@@ -31,8 +31,8 @@ void closePopoversOf(const Window* window) {
 
 }  // namespace
 
-View::View(std::string anchor, std::weak_ptr<Window> window)
-    : HostObject("NSView"), anchor_(std::move(anchor)), window_(std::move(window)) {}
+View::View(std::string anchor, std::weak_ptr<Window> window, std::string_view className)
+    : HostObject(className), anchor_(std::move(anchor)), window_(std::move(window)) {}
 
 Window::Window(std::string identifier) : HostObject("NSWindow"), identifier_(std::move(identifier)) {}
 

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Foundation/Runtime.h"
@@ -19,8 +20,7 @@ struct FormModel;
 
 class View : public HostObject {
 public:
-    // Class "NSView".
-    View(std::string anchor, std::weak_ptr<Window> window);
+    View(std::string anchor, std::weak_ptr<Window> window, std::string_view className = "NSView");
     const std::string& anchor() const { return anchor_; }
     std::shared_ptr<Window> window() const { return window_.lock(); }
 

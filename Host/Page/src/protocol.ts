@@ -53,12 +53,13 @@ export interface FormOptionModel {
   detail?: string;
   state?: string;
   stateColor?: string;
+  facts?: { image: string; text: string }[]; // of a table's row, between its title and its detail
 }
 export interface FormControlModel {
   id: string;
   kind:
     | 'text' | 'textField' | 'secret' | 'number' | 'checkBox' | 'popUp' | 'segmented' | 'radio' | 'dateTime' | 'timeOfDay'
-    | 'shortcut' | 'textList' | 'list' | 'button' | 'separator';
+    | 'shortcut' | 'textList' | 'list' | 'table' | 'button' | 'separator';
   label: string;
   toolTip?: string;
   placeholder?: string;
@@ -69,6 +70,7 @@ export interface FormControlModel {
   // detail, state: of a list's row, a second line, and a word about its state with its colour ("#AABBCC")
   options?: FormOptionModel[];
   controls?: string[]; // of a list, by id, the controls of the same group that stand below it in a row
+  rowButton?: { title: string; image: string }; // of a table: the button in each row; its value goes to the host
   earliest?: Value; // of a dateTime
   minimum?: number;
   maximum?: number;
@@ -162,6 +164,13 @@ export interface AttachmentModel {
   type: string;
   size: number; // bytes
 }
+export interface BannerModel {
+  id: string; // "banner:viewer:2", also its anchor
+  image: string; // empty: none
+  text: string; // empty: only its buttons
+  colour: string; // "#AABBCC"
+  buttons: { id: string; title: string; checked?: boolean }[]; // with "checked": a check box
+}
 export interface MessageModel {
   id: Id;
   subject: string;
@@ -172,6 +181,7 @@ export interface MessageModel {
   bcc: string[];
   date: string;
   flags: { unread: boolean; flagged: boolean; colour: number };
+  banners: BannerModel[];
   attachments: AttachmentModel[];
   damaged?: string; // a sentence when the message could not be read whole
   delivery?: Delivery;
@@ -269,6 +279,7 @@ export interface Calls {
   'message.setFlags': { ids: Id[]; seen?: boolean; flagged?: boolean; colour?: number };
   'message.alwaysShowPictures': { id: Id }; // those on the web, of whoever sent this message
   'message.move': { ids: Id[]; mailbox: string };
+  'banner.press': { button: string }; // of the selected message, by id
   'message.tryAgain': { id: Id }; // in an outbox
   'message.resolveDoubt': { uniqueID: string; choice: 'sendAgain' | 'markSent' };
   'compose.new': { to?: string[] };

@@ -72,6 +72,13 @@ public:
     void setUserAgent(const std::optional<std::string>& agent) { set(kUserAgent, agent); }
     std::shared_ptr<QSTrackingPixel> pixel() const { return get(kPixel); }
     void setPixel(const std::shared_ptr<QSTrackingPixel>& pixel) { set(kPixel, pixel); }
+
+    // What userAgent, "system | application", tells; empty where it tells nothing. Icons are names of the plug-in's
+    // pictures.
+    std::string system() const;
+    std::string application() const;
+    std::string systemIcon() const;
+    std::string applicationIcon() const;
 };
 
 }  // namespace qs

@@ -4,6 +4,7 @@ import { Icon } from '../base/Icon';
 import type { FormControlModel, Value } from '../protocol';
 import { DateField, TimeField } from './DateFields';
 import { PopUp, Segmented } from './Choices';
+import { RowTable } from './RowTable';
 import { ShortcutField } from './ShortcutField';
 import { NumberField, TextField } from './TextFields';
 import { TextListField } from './TextListField';
@@ -53,6 +54,8 @@ export function Control({ control, anchor, compact, onChange }: Props) {
           </button>
         </div>
       );
+    case 'table':
+      return <RowTable control={control} anchor={anchor} onChange={onChange} />;
     default:
       return (
         <div class={`control ${control.kind}${compact ? ' compact' : ''}`} title={control.toolTip} data-anchor={anchor}>

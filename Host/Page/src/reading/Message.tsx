@@ -7,6 +7,7 @@ import type { Body, MessageModel } from '../protocol';
 import { request } from '../session';
 import { ui } from '../state';
 import { Attachments } from './Attachments';
+import { Banners } from './Banners';
 import { BodyFrame } from './BodyFrame';
 import { Headers } from './Headers';
 import { onPrint, printMessage } from './print';
@@ -51,6 +52,7 @@ export function Message({ message }: { message: MessageModel }) {
           {message.subject || 'No subject'}
         </h2>
         <Headers message={message} />
+        <Banners banners={message.banners} />
         {message.damaged && <Note kind="warning" text={message.damaged} />}
         {message.delivery && (
           <div class="note">
