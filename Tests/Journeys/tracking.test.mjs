@@ -167,6 +167,21 @@ test('a tracked message: its sender learns who opened it, and not of looking at 
   await row(page, 'Re: Answer me').waitFor();
 
   assert.equal(await host.ask('advance 61'), 'done');
+  await chooseMailbox(page, 'mira/Sent');
+  await row(page, 'Did you see?').click();
+  const banner = page.locator('.banner');
+  await banner.getByText(/^This email has been opened 1 times since its first open at /).waitFor();
+  await banner.getByRole('button', { name: 'Show Details' }).click();
+  const details = page.getByRole('dialog', { name: 'Opens of this message' });
+  await details.getByText('Thunderbird 115').first().waitFor();
+  assert.equal(await details.getByRole('listitem').count(), 2);
+  assert.deepEqual(await axeFaults(page), []);
+  await row(page, 'Untold').click();
+  await details.waitFor({ state: 'detached' });
+  assert.equal(await banner.count(), 0);
+  await chooseMailbox(page, 'mira/Sent');
+  await row(page, 'Answer me').click();
+  await banner.getByText(/^This email was first opened at /).waitFor();
   assert.deepEqual(page.faults, []);
   assert.equal(host.errors, '');
   await host.stop();
