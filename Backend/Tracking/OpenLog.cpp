@@ -69,6 +69,7 @@ void OpenLog::beginWriting() {
 void OpenLog::writingEnded(bool isWritten) {
     isWriting_ = false;
     isAway_ = !isWritten;
+    if (isAway_) answerUpTo(lastNumber_);  // those that came while this was tried, too
     bool isEmpty = true;
     {
         const std::lock_guard guard(lock_);
