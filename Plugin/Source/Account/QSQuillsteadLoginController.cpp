@@ -1,5 +1,7 @@
 #include "Account/QSQuillsteadLoginController.h"
 
+#include <algorithm>
+
 #include "Account/QSBackend.h"
 #include "Account/QSQuillsteadUser.h"
 #include "Core/QSInterfaceFile.h"
@@ -20,7 +22,7 @@ namespace qs {
 namespace {
 
 constexpr TimeInterval kShowDelay = 0.25, kShake = 0.4, kForgotDelay = 0.1;
-constexpr std::size_t kShortestPassword = 6;
+constexpr std::ptrdiff_t kShortestPassword = 6;  // characters
 constexpr std::size_t kCancelButton = 0, kConfirmButton = 1;
 constexpr int kCancelled = 0, kDone = 1;  // codes that the sheets end with
 constexpr const char* kConfirmationMail =
@@ -30,6 +32,10 @@ constexpr const char* kConfirmationMail =
 void openURL(const std::string& url) {
     if (const auto workspace = Platform::current().workspace)
         if (auto opened = workspace->openURL(url); !opened) logError(opened.error().description);
+}
+
+std::ptrdiff_t charactersIn(std::string_view text) {
+    return std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; });
 }
 
 }  // namespace
@@ -185,7 +191,7 @@ void QSQuillsteadLoginController::closeRegistrationSheet(bool confirmed) {
     const auto complain = [](const char* text) {
         QSRunAlertPanel(QSLocalizedString("Password Error"), QSLocalizedString(text), {});
     };
-    if (dialogPassword_.size() < kShortestPassword)
+    if (charactersIn(dialogPassword_) < kShortestPassword)
         return complain("Your new password must have at least 6 characters.");
     if (dialogPassword_ != dialogPasswordConfirm_)
         return complain("Your given password confirmation does not match your password.");

@@ -75,16 +75,25 @@ void dropStalePixels(Date now) {
             context().deleteObject(*pixel);
 }
 
+void pixelWasRegistered(const Value& told) {
+    assertThat(!told["uuid"].isNil(), "Something's wrong with the transmitted pixel: It does not have a UUID!");
+    assertThat(!told["message_id"].isNil(),
+               "Something's wrong with the transmitted pixel: It does not have a messageID!");
+    const auto pixel = QSTrackingPixelManager::trackingPixelWithUUID(told["uuid"].stringValue());
+    if (!pixel) return;
+    pixel->setIsRemote(true);
+    pixel->setTransmitting(false);
+}
+
+// One that the backend tells wrongly is in the log, and keeps no other back.
 void pixelsWereRegistered(const Value& answer) {
     if (!QSSession::currentIfLoaded()) return;
     for (const Value& each : answer.array()) {
-        assertThat(!each["uuid"].isNil(), "Something's wrong with the transmitted pixel: It does not have a UUID!");
-        assertThat(!each["message_id"].isNil(),
-                   "Something's wrong with the transmitted pixel: It does not have a messageID!");
-        const auto pixel = QSTrackingPixelManager::trackingPixelWithUUID(each["uuid"].stringValue());
-        if (!pixel) continue;
-        pixel->setIsRemote(true);
-        pixel->setTransmitting(false);
+        try {
+            pixelWasRegistered(each);
+        } catch (const AssertionFailure&) {
+            logCaughtException("taking a registered pixel");
+        }
     }
 }
 

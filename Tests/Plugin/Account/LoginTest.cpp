@@ -82,12 +82,15 @@ TEST_F(LoginTest, APasswordIsCheckedBeforeItIsRegistered) {
     AlertAnswers alerts;
     show(true);
     type("dialogEmail", "ada@example.org");
-    type("dialogPassword", "12345");
-    press(1);
+    for (const char* tooShort : {"12345", "Größe"}) {
+        type("dialogPassword", tooShort);
+        press(1);
+    }
     type("dialogPassword", "123456");
     type("dialogPasswordConfirm", "123457");
     press(1);
-    EXPECT_THAT(alerts.seen, ElementsAre(HasSubstr("Password Error"), HasSubstr("Password Error")));
+    EXPECT_THAT(alerts.seen,
+                ElementsAre(HasSubstr("Password Error"), HasSubstr("Password Error"), HasSubstr("Password Error")));
     EXPECT_TRUE(backend_.requests().empty());
     EXPECT_TRUE(QSQuillsteadLoginController::sharedController().isShowing());
 }

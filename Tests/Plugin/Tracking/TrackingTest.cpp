@@ -197,6 +197,51 @@ TEST_F(TrackingTest, PullsAreTheRarerTheOlderTheNewestUnreadIs) {
     EXPECT_EQ(asks("GET").back().queryFields()["updated_since"], "1970-01-01T00:00:00Z") << "the whole history";
 }
 
+// The clock's beat is 30 seconds: what falls between two of them waits for the next.
+TEST_F(TrackingTest, HeartbeatsPullWhenTheWaitIsOver) {
+    begin();
+    answers_[kTracking] = {.body = "[]"};
+    const auto record = pixel("AAAAAAAA-1111-4111-8111-111111111111", "1@example.org");
+    record->setIsRemote(true);
+    struct Span {
+        TimeInterval fromMinute, wait;
+    };
+    delegate().defibrillate();
+    host_->settle();
+    for (const Span& span : {Span{0, 60}, Span{6, 120}, Span{31, 300}, Span{1441, 600}, Span{10081, 3600}}) {
+        record->setCreated(now() - span.fromMinute * kMinute);
+        defaults().setObject(now() - 15, "QSLastPixelSyncTimeKey");  // not at a beat
+        const auto before = pulls();
+        host_->advance(span.wait - 30);
+        EXPECT_EQ(pulls(), before) << span.fromMinute;
+        host_->advance(30);
+        EXPECT_EQ(pulls(), before + 1) << span.fromMinute;
+        host_->advance(span.wait * 2);
+        EXPECT_EQ(pulls(), before + 3) << span.fromMinute;
+    }
+}
+
+TEST_F(TrackingTest, APullThatCannotBeMadeLeavesTheMarkWhereItWas) {
+    begin();
+    answers_[kTracking] = {.body = "[]"};
+    pixel("AAAAAAAA-1111-4111-8111-111111111111", "1@example.org");
+    const Value mark = now() - kDay;
+    defaults().setObject(mark, "QSLastPixelSyncTimeKey");
+    network_->set({.isReachable = false});
+    defaults().setObject("https://backend.example.org", "QSBackendURL");
+    signIn();
+    pull();
+    EXPECT_THAT(log_.messages(), ::testing::Contains("Cannot reach Quillstead server."));
+    network_->set({.isReachable = true});
+    defaults().setObject(backend_.url(""), "QSBackendURL");
+    QSQuillsteadUser::me().resetUser();
+    pull();
+    EXPECT_THAT(log_.messages(), ::testing::Contains("Email or password is missing."));
+    EXPECT_EQ(defaults().objectForKey("QSLastPixelSyncTimeKey"), mark);
+    EXPECT_EQ(asks("GET").size() + asks("POST").size(), 0u);
+    EXPECT_THAT(Manager::pendingTrackingPixels(), SizeIs(1));
+}
+
 TEST_F(TrackingTest, AnAnswerIsMerged) {
     begin();
     const auto known = pixel("AAAAAAAA-1111-4111-8111-111111111111", "kept@example.org");
@@ -257,9 +302,20 @@ TEST_F(TrackingTest, RegisteringTakesWholeRecordsOnceAtATimeAndTriesAgain) {
     EXPECT_FALSE(one->transmitting());
     EXPECT_FALSE(two->isRemote());
 
+    answers_[kTracking] = {.body =
+                               R"([{"uuid": "AAAAAAAA-1111-4111-8111-111111111111"}, {"message_id": "2@example.org"},
+                               {"uuid": "CCCCCCCC-1111-4111-8111-111111111111", "message_id": "3@example.org"}])"};
+    const auto three = pixel("CCCCCCCC-1111-4111-8111-111111111111", "3@example.org");
+    Manager::addOrUpdateRemoteTrackingPixels({three});
+    host_->settle();
+    EXPECT_TRUE(three->isRemote()) << "the answer's wrong ones keep it back";
+    for (const char* wrong : {"It does not have a UUID!", "It does not have a messageID!"})
+        EXPECT_THAT(log_.messages(LogLevel::Error), ::testing::Contains(HasSubstr(wrong)));
+    three->setMessageID(std::nullopt);
+
     Manager::addOrUpdateRemoteTrackingPixels({undelivered});
     host_->settle();
-    EXPECT_THAT(asks("POST"), SizeIs(2)) << "without a Message-Id there is nothing to register";
+    EXPECT_THAT(asks("POST"), SizeIs(3)) << "without a Message-Id there is nothing to register";
 }
 
 TEST_F(TrackingTest, WhatWasNeverDeliveredGoesAfterADay) {

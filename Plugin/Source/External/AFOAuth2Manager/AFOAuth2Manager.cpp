@@ -93,6 +93,11 @@ AFOAuthCredential credentialIn(const Value& answer, const Dictionary& parameters
 
 AFOAuth2Manager::AFOAuth2Manager(const std::optional<std::string>& baseURL, const std::optional<std::string>& clientID,
                                  const std::optional<std::string>& secret)
+    : AFOAuth2Manager(baseURL, AFSessionConfiguration(), clientID, secret) {}
+
+AFOAuth2Manager::AFOAuth2Manager(const std::optional<std::string>& baseURL,
+                                 const AFSessionConfiguration& sessionConfiguration,
+                                 const std::optional<std::string>& clientID, const std::optional<std::string>& secret)
     : AFHTTPSessionManager(baseURL.value_or("")) {
     requireParameter(baseURL, "url");
     requireParameter(clientID, "clientID");
@@ -100,6 +105,9 @@ AFOAuth2Manager::AFOAuth2Manager(const std::optional<std::string>& baseURL, cons
     serviceProviderIdentifier_ = hostOf(*baseURL);
     clientID_ = *clientID;
     secret_ = *secret;
+    timeoutInterval = sessionConfiguration.timeoutIntervalForRequest;
+    for (const auto& [field, value] : sessionConfiguration.HTTPAdditionalHeaders)
+        requestSerializer().setValueForHTTPHeaderField(value, field);
     setUseHTTPBasicAuthentication(true);
     requestSerializer().setValueForHTTPHeaderField("application/json", "Accept");
 }

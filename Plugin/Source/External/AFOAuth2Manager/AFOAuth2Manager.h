@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,6 +15,12 @@ namespace qs {
 
 inline constexpr const char* AFOAuth2ErrorDomain = "com.alamofire.networking.oauth2.error";
 
+// What a session does with all of its requests.
+struct AFSessionConfiguration {
+    TimeInterval timeoutIntervalForRequest = 60;
+    std::map<std::string, std::string> HTTPAdditionalHeaders;  // those that the manager sets itself count more
+};
+
 class AFOAuth2Manager : public AFHTTPSessionManager {
 public:
     using Success = std::function<void(const AFOAuthCredential& credential)>;
@@ -23,6 +30,19 @@ public:
     // Each must be given, the secret perhaps empty: anything else is an assertion failure.
     AFOAuth2Manager(const std::optional<std::string>& baseURL, const std::optional<std::string>& clientID,
                     const std::optional<std::string>& secret);
+    AFOAuth2Manager(const std::optional<std::string>& baseURL, const AFSessionConfiguration& sessionConfiguration,
+                    const std::optional<std::string>& clientID, const std::optional<std::string>& secret);
+    static AFOAuth2Manager managerWithBaseURL(const std::optional<std::string>& baseURL,
+                                              const std::optional<std::string>& clientID,
+                                              const std::optional<std::string>& secret) {
+        return {baseURL, clientID, secret};
+    }
+    static AFOAuth2Manager managerWithBaseURL(const std::optional<std::string>& baseURL,
+                                              const AFSessionConfiguration& sessionConfiguration,
+                                              const std::optional<std::string>& clientID,
+                                              const std::optional<std::string>& secret) {
+        return {baseURL, sessionConfiguration, clientID, secret};
+    }
 
     const std::string& serviceProviderIdentifier() const { return serviceProviderIdentifier_; }  // the URL's host
     const std::string& clientID() const { return clientID_; }

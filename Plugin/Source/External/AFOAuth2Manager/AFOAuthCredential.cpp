@@ -38,10 +38,7 @@ void hideFromLogs(const AFOAuthCredential& credential) {
 
 AFOAuthCredential AFOAuthCredential::credentialWithOAuthToken(std::optional<std::string> token,
                                                               std::optional<std::string> tokenType) {
-    AFOAuthCredential made;
-    made.accessToken_ = std::move(token);
-    made.tokenType_ = std::move(tokenType);
-    return made;
+    return {std::move(token), std::move(tokenType)};
 }
 
 bool AFOAuthCredential::isExpired() const { return expiration_ && *expiration_ < RunLoop::main().now(); }

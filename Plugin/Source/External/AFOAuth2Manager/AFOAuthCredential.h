@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Foundation/Date.h"
 #include "Foundation/Value.h"
@@ -17,6 +18,9 @@ inline constexpr std::string_view kSecAttrAccessibleAfterFirstUnlock = "ck";
 
 class AFOAuthCredential {
 public:
+    AFOAuthCredential() = default;
+    AFOAuthCredential(std::optional<std::string> token, std::optional<std::string> tokenType)
+        : accessToken_(std::move(token)), tokenType_(std::move(tokenType)) {}
     static AFOAuthCredential credentialWithOAuthToken(std::optional<std::string> token,
                                                       std::optional<std::string> tokenType);
 
