@@ -63,11 +63,11 @@ apt_get_quietly() (
 # Servers among the packages are not started now, but the machine would start them with its next boot.
 say_how_to_keep_servers_off() {
     local server found=()
-    for server in dovecot postgresql; do
+    for server in dovecot nginx postgresql; do
         [[ " $* " == *" $server"* ]] && found+=("$server")
     done
     [ "${#found[@]}" -gt 0 ] || return 0
-    say "Only the tests need the servers ${found[*]}. To keep the machine from starting its own at the next boot:"
+    say "Only tests and benchmarks need the servers ${found[*]}. To keep the machine from starting its own at the next boot:"
     say "    sudo systemctl disable ${found[*]}"
 }
 
