@@ -97,7 +97,7 @@ Result<std::vector<ImapMailbox>> ImapConnection::list() {
         return true;
     });
     // Some servers know no subscriptions and say so.
-    if (!answer && !session_->isOpen) return failed(answer);
+    if (auto asked = session_->orWithout(done(answer)); !asked) return failed(asked);
     return mailboxes;
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "Foundation/Log.h"
 #include "Imap/ImapAnswers.h"
 #include "Text/Ascii.h"
 
@@ -239,6 +240,13 @@ Result<ImapResponse> ImapConnection::Session::run(const ImapCommand& command, co
         if (answer->status == ImapResponse::Status::Ok) return answer;
         return failure(errorFor(*answer));
     }
+}
+
+Result<void> ImapConnection::Session::orWithout(const Result<void>& asked) const {
+    if (asked) return {};
+    if (!isOpen) return asked;
+    logInfo(asked.error().description + " It goes on without.");
+    return {};
 }
 
 Result<void> ImapConnection::Session::ask(std::string_view words) {

@@ -32,6 +32,8 @@ struct ImapConnection::Session {
     Result<ImapResponse> next();
     void dealWith(ImapResponse& response, const Untagged& untagged = {});
     Error errorFor(const ImapResponse& answer) const;  // to a NO or BAD
+    // What was asked for is a convenience. Fails only when the connection is over.
+    Result<void> orWithout(const Result<void>& asked) const;
 
     // The connection is over.
     tl::unexpected<Error> lost(const Error& error);
@@ -42,6 +44,7 @@ struct ImapConnection::Session {
     Result<void> startTls();
     Result<void> signIn(const ImapSecret& secret);
     Result<void> learn();
+    Result<void> introduce();
     void noteCapabilities(const std::vector<ImapItem>& items, std::size_t from);
     Result<ImapSelection> select(std::string_view verb, const ImapMailboxName& name,
                                  const std::optional<ImapKnownState>& known);

@@ -128,23 +128,14 @@ Result<void> ImapConnection::Session::learn() {
     if (!capabilitiesAreNew)
         if (auto asked = ask("CAPABILITY"); !asked) return asked;
     if (has("COMPRESS=DEFLATE") && server.compresses) {
-        auto asked = ask("COMPRESS DEFLATE");
-        if (!asked && !isOpen) return asked;
+        const auto asked = ask("COMPRESS DEFLATE");
+        if (auto going = orWithout(asked); !going) return going;
         if (asked)
-            if (auto begun = stream.startDeflate(reader.takeUnread()); !begun) return failed(begun);
+            if (auto begun = stream.startDeflate(reader.takeUnread()); !begun) return begun;
     }
     // Some servers serve nobody who did not introduce himself.
-    if (has("ID")) {
-        auto answer = run(ImapCommand("ID (\"name\" \"Quillstead\")"), [this](ImapResponse& response) {
-            if (response.name != "ID") return false;
-            if (response.items.empty()) return true;
-            const std::vector<ImapItem>& items = response.items.front().items;
-            for (std::size_t i = 0; i + 1 < items.size(); i += 2)
-                if (!items[i + 1].isNil()) identity[asciiLowered(items[i].text)] = items[i + 1].text;
-            return true;
-        });
-        if (!answer && !isOpen) return failed(answer);
-    }
+    if (has("ID"))
+        if (auto going = orWithout(introduce()); !going) return going;
     if (has("QRESYNC") && has("ENABLE")) {
         auto answer = run(ImapCommand("ENABLE QRESYNC"), [this](ImapResponse& response) {
             if (response.name != "ENABLED") return false;
@@ -152,8 +143,21 @@ Result<void> ImapConnection::Session::learn() {
                 knowsQresync = knowsQresync || item.is("QRESYNC");
             return true;
         });
-        if (!answer && !isOpen) return failed(answer);
+        if (!answer) return orWithout(failed(answer));
     }
+    return {};
+}
+
+Result<void> ImapConnection::Session::introduce() {
+    auto answer = run(ImapCommand("ID (\"name\" \"Quillstead\")"), [this](ImapResponse& response) {
+        if (response.name != "ID") return false;
+        if (response.items.empty()) return true;
+        const std::vector<ImapItem>& items = response.items.front().items;
+        for (std::size_t i = 0; i + 1 < items.size(); i += 2)
+            if (!items[i + 1].isNil()) identity[asciiLowered(items[i].text)] = items[i + 1].text;
+        return true;
+    });
+    if (!answer) return failed(answer);
     return {};
 }
 

@@ -273,8 +273,6 @@ Result<void> SecureStream::startTls(const std::string& host, const std::string& 
     }
 }
 
-bool SecureStream::isEncrypted() const { return held_->tls != nullptr; }
-
 Result<void> SecureStream::startDeflate(std::string_view unread) {
     auto deflate = std::make_unique<Deflate>();
     if (!deflate->isReady) return streamFailed(StreamFailure::Malformed, "Compression could not be started.");

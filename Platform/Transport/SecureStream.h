@@ -28,7 +28,6 @@ public:
     // TLS 1.2 or later; the chain must lead to the system's authorities, or to those in the PEM file, and the
     // certificate must name the host. What was read before is not touched: see that nothing is waiting.
     Result<void> startTls(const std::string& host, const std::string& authorities, TimeInterval longest);
-    bool isEncrypted() const;
     // From now on both directions are raw deflate streams (RFC 1951). `unread` are bytes that were read too far.
     Result<void> startDeflate(std::string_view unread);
 

@@ -71,7 +71,9 @@ TEST_F(Dovecot, SignsInOverEveryKindOfConnection) {
     server_->deliver("ada", mail("hello"));
     ImapServer uncompressed = secured(*server_, TransportSecurity::Tls);
     uncompressed.compresses = false;
-    for (const ImapServer& server : {open(), secured(*server_, TransportSecurity::StartTls),
+    ImapServer byName = open();
+    byName.host = "localhost";
+    for (const ImapServer& server : {open(), byName, secured(*server_, TransportSecurity::StartTls),
                                      secured(*server_, TransportSecurity::Tls), uncompressed}) {
         ImapConnection connection(server);
         const auto opened = connection.open(password());

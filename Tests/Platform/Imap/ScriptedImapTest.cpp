@@ -255,6 +255,21 @@ TEST_F(ScriptedImap, LivesWithWhatItDoesNotKnow) {
     EXPECT_TRUE(connection->isOpen());
 }
 
+TEST_F(ScriptedImap, GoesOnWithoutConveniencesThatAreRefused) {
+    signedIn("COMPRESS=DEFLATE ID ENABLE QRESYNC CONDSTORE")
+        .expect("a2 COMPRESS DEFLATE")
+        .say("a2 NO [COMPRESSIONACTIVE] no")
+        .expect("a3 ID (")
+        .say("* ID NIL")
+        .say("a3 BAD no")
+        .expect("a4 ENABLE QRESYNC")
+        .say("a4 NO no")
+        .expect("a5 SELECT \"INBOX\" (CONDSTORE)")
+        .say("a5 OK selected");
+    const auto selected = opened()->select(ImapMailboxName::inbox(), ImapKnownState{9, 7, {1}});
+    EXPECT_TRUE(selected) << sentence(selected);
+}
+
 TEST_F(ScriptedImap, DoesWithoutExtensionsOrSaysSo) {
     signedIn()
         .expect("a2 LIST \"\" \"*\"")
