@@ -25,7 +25,10 @@ async function accountSettings(page) {
 const closed = (preferences) => preferences.getByRole('button', { name: 'Close the preferences' }).click();
 
 async function send(page, compose, { tracked }) {
-  if (tracked) await compose.getByLabel('Track').check();
+  if (tracked) {
+    await compose.getByLabel('Track').click();
+    await compose.getByRole('checkbox', { name: 'Track', checked: true }).waitFor();
+  }
   await compose.locator('.subject-input').focus();
   await page.keyboard.press('Control+Enter');
   await compose.waitFor({ state: 'detached' });
