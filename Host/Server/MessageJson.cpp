@@ -51,6 +51,32 @@ json::array attachmentsJson(const MimeMessage& message) {
     return array;
 }
 
+std::string senderName(const std::string& from) {
+    const auto senders = parseAddresses(from);
+    return senders.empty() || senders.front().name.empty() ? from : senders.front().name;
+}
+
+json::array conversationJson(MailApplication& application) {
+    auto& library = application.engine().library();
+    const auto shown = application.viewer().mailbox();
+    json::array array;
+    for (const ViewerRow& row : application.viewer().conversation()) {
+        const MessageSummary& summary = row.summary;
+        const auto mailbox = library.mailboxWithIdentifier(summary.mailbox);
+        // Where it lies is told when that is not where one is.
+        const bool isElsewhere = mailbox && mailbox != shown;
+        array.push_back(json::object{{"id", summary.id},
+                                     {"from", senderName(summary.from)},
+                                     {"snippet", summary.snippet},
+                                     {"date", row.date},
+                                     {"dateLong", row.dateLong},
+                                     {"unread", !summary.flags.seen},
+                                     {"attachments", summary.attachments},
+                                     {"mailbox", isElsewhere ? mailbox->displayName() : std::string()}});
+    }
+    return array;
+}
+
 // The selected message, read apart once and kept while it stays selected: every redraw asks for it.
 struct Parsed {
     std::int64_t id = 0;
@@ -134,7 +160,7 @@ json::value messageSection(MailApplication& application) {
     json::object model{
         {"id", summary->id},
         {"subject", summary->subject},
-        {"from", senders.empty() || senders.front().name.empty() ? summary->from : senders.front().name},
+        {"from", senderName(summary->from)},
         {"fromAddress", senders.empty() ? "" : senders.front().address},
         {"date",
          longDateText(kind == MailboxKind::Sent || kind == MailboxKind::Outbox ? summary->sent : summary->received)},
@@ -152,6 +178,7 @@ json::value messageSection(MailApplication& application) {
     else if (!parsed->damage().empty())
         model["damaged"] = parsed->damage();
     if (auto delivery = deliveryOf(application, summary->id, kind)) model["delivery"] = std::move(*delivery);
+    model["conversation"] = conversationJson(application);
     return model;
 }
 

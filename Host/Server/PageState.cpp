@@ -82,6 +82,7 @@ json::value listSection(MailApplication& application) {
     return json::object{{"mailbox", mailbox ? mailbox->identifier() : ""},
                         {"title", viewer.title()},
                         {"total", viewer.total()},
+                        {"more", viewer.hasMore()},
                         {"offset", viewer.offset()},
                         {"rows", std::move(rows)},
                         {"selected", std::move(selected)},

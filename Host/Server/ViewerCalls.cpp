@@ -156,6 +156,10 @@ void addViewerCalls(CallTable& table) {
         context.application.viewer().open(arguments::number(args, "id"));
         return nullptr;
     };
+    table["message.showInConversation"] = [](CallContext& context, const json::object& args) -> json::value {
+        context.application.viewer().showInConversation(arguments::number(args, "id"));
+        return nullptr;
+    };
     table["message.setFlags"] = setFlags;
     table["message.alwaysShowPictures"] = [](CallContext& context, const json::object& args) -> json::value {
         const std::string sender = senderAddress(context.application, arguments::number(args, "id"));

@@ -20,12 +20,14 @@ void registerHostSettings() {
     UserDefaults::suite("")->registerDefaults({{std::string(kEnableContactPhotos), false},
                                                {std::string(kDefaultAccount), ""},
                                                {std::string(kQuoteOriginalMessage), true},
-                                               {std::string(kComposePlainText), false}});
+                                               {std::string(kComposePlainText), false},
+                                               {std::string(kShowConversations), true}});
 }
 
 std::string defaultAccountIdentifier() { return UserDefaults::suite("")->stringForKey(kDefaultAccount); }
 bool quotesOriginalMessage() { return UserDefaults::suite("")->boolForKey(kQuoteOriginalMessage); }
 bool composesPlainText() { return UserDefaults::suite("")->boolForKey(kComposePlainText); }
+bool showsConversations() { return UserDefaults::suite("")->boolForKey(kShowConversations); }
 
 bool showsRemotePicturesOf(std::string_view address) {
     return !address.empty() && isListed(address, kRemotePictureSenders);

@@ -13,6 +13,7 @@ inline constexpr std::string_view kEnableContactPhotos = "EnableContactPhotos"; 
 inline constexpr std::string_view kDefaultAccount = "DefaultAccount";              // identifier; "": the first
 inline constexpr std::string_view kQuoteOriginalMessage = "QuoteOriginalMessage";  // boolean
 inline constexpr std::string_view kComposePlainText = "ComposePlainText";          // boolean
+inline constexpr std::string_view kShowConversations = "ShowConversations";        // boolean
 // Addresses whose messages show the pictures that they name on the web: an array of strings in lower case.
 inline constexpr std::string_view kRemotePictureSenders = "RemotePictureSenders";
 // Servers of such pictures that may be on this machine, as "127.0.0.1:8025": an array of strings. Others are only
@@ -25,6 +26,7 @@ void registerHostSettings();
 std::string defaultAccountIdentifier();                // empty when none was chosen
 bool quotesOriginalMessage();                          // replies and forwards carry the text that they answer
 bool composesPlainText();                              // new messages begin as plain text
+bool showsConversations();                             // beside a message, those that belong to it
 bool showsRemotePicturesOf(std::string_view address);  // in any case
 void alwaysShowRemotePicturesOf(std::string_view address);
 bool isLocalPictureServer(std::string_view hostAndPort);

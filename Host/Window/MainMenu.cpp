@@ -77,6 +77,10 @@ std::shared_ptr<Menu> makeViewMenu() {
                              {"Previous Message", "selectPreviousMessage:", "ArrowUp", kOptionKey},
                              {"Next Unread Message", "selectNextUnreadMessage:", "ArrowDown", kOptionKey | kShiftKey},
                              kSeparator,
+                             {"Show Conversations", "toggleConversations:"},
+                             {"Next in Conversation", "showNextInConversation:", "]", 0},
+                             {"Previous in Conversation", "showPreviousInConversation:", "[", 0},
+                             kSeparator,
                              {"Message Source", "showMessageSource:", "u"}});
 }
 

@@ -35,6 +35,7 @@ public:
     virtual void setWindowOfRows(int offset, int limit) = 0;  // limit at most 500
     virtual int offset() const = 0;
     virtual int total() const = 0;
+    virtual bool hasMore() const = 0;  // more than were counted; total() grows as rows further down are asked for
     virtual std::vector<ViewerRow> rows() = 0;  // of the window
     virtual const std::vector<std::int64_t>& selectedIDs() const = 0;
     // Selecting one unread message marks it read.
@@ -42,6 +43,11 @@ public:
     virtual MessageRef selectedMessage() const = 0;  // null unless exactly one is selected
     // The strips above the message; null until one was shown.
     virtual const std::shared_ptr<BannerContainerViewController>& banners() const = 0;
+    // The selected message and those that belong to it, oldest first; empty when there are no others, or they are not
+    // to be shown.
+    virtual std::vector<ViewerRow> conversation() = 0;
+    // Selects a message of the conversation, also one that lies in another mailbox than the shown one.
+    virtual void showInConversation(std::int64_t id) = 0;
     virtual void open(std::int64_t id) = 0;  // a double click; drafts and outbox mail open for editing
     virtual Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) = 0;
     virtual Result<void> moveTo(const std::vector<std::int64_t>& ids, std::string_view mailbox) = 0;

@@ -80,6 +80,23 @@ void MessageRows::defineClass() {
             [](HostObject& self) { return dynamic_cast<RowProxy&>(self).hostDateString(); });
 }
 
+std::vector<ViewerRow> drawnRows(MailLibrary& library, const std::vector<MessageSummary>& messages,
+                                 const std::vector<std::int64_t>& selected) {
+    const Date now = RunLoop::main().now();
+    const std::set<std::int64_t> marked(selected.begin(), selected.end());
+    std::map<std::string, MailboxKind> kinds;
+    std::vector<ViewerRow> rows;
+    for (const MessageSummary& summary : messages) {
+        auto kind = kinds.find(summary.mailbox);
+        if (kind == kinds.end()) {
+            const auto mailbox = library.mailboxWithIdentifier(summary.mailbox);
+            kind = kinds.emplace(summary.mailbox, mailbox ? mailbox->kind() : MailboxKind::User).first;
+        }
+        rows.push_back(drawRow(library, summary, marked.contains(summary.id), kind->second, now));
+    }
+    return rows;
+}
+
 void MessageRows::show(MessageCriterion criterion, std::string search) {
     criterion_ = std::move(criterion);
     search_ = std::move(search);
@@ -90,10 +107,15 @@ void MessageRows::show(MessageCriterion criterion, std::string search) {
 void MessageRows::setWindow(int offset, int limit) {
     offset_ = std::max(0, offset);
     limit_ = std::clamp(limit, 1, kMostRows);
-    messagesChanged();
+    forgetPage();
 }
 
 void MessageRows::messagesChanged() {
+    known_ = {};
+    forgetPage();
+}
+
+void MessageRows::forgetPage() {
     page_.reset();
     rows_.reset();
 }
@@ -107,31 +129,27 @@ int MessageRows::offset() {
 
 int MessageRows::total() { return page().total; }
 
+bool MessageRows::hasMore() { return page().hasMore; }
+
+ListPage MessageRows::read(int offset, int limit) {
+    ListPage page = library_.page(criterion_, search_, offset, limit, known_);
+    if (!page.rows.empty()) known_ = {offset, page.rows.front().key};
+    return page;
+}
+
 const ListPage& MessageRows::page() {
     if (page_) return *page_;
-    page_ = library_.page(criterion_, search_, offset_, limit_);
+    page_ = read(offset_, limit_);
     if (offset_ > 0 && offset_ >= page_->total) {  // the list has become shorter than where the window stood
         offset_ = std::max(0, page_->total - limit_);
-        page_ = library_.page(criterion_, search_, offset_, limit_);
+        page_ = read(offset_, limit_);
     }
     return *page_;
 }
 
 const std::vector<ViewerRow>& MessageRows::rows(const std::vector<std::int64_t>& selected) {
     if (rows_) return *rows_;
-    const Date now = RunLoop::main().now();
-    const std::set<std::int64_t> marked(selected.begin(), selected.end());
-    std::map<std::string, MailboxKind> kinds;
-    std::vector<ViewerRow> rows;
-    for (const MessageSummary& summary : page().rows) {
-        auto kind = kinds.find(summary.mailbox);
-        if (kind == kinds.end()) {
-            const auto mailbox = library_.mailboxWithIdentifier(summary.mailbox);
-            kind = kinds.emplace(summary.mailbox, mailbox ? mailbox->kind() : MailboxKind::User).first;
-        }
-        rows.push_back(drawRow(library_, summary, marked.contains(summary.id), kind->second, now));
-    }
-    rows_ = std::move(rows);
+    rows_ = drawnRows(library_, page().rows, selected);
     return *rows_;
 }
 
@@ -147,19 +165,11 @@ std::optional<std::int64_t> MessageRows::idAt(int row) {
     const auto& rows = page().rows;
     const int inWindow = row - offset_;
     if (inWindow >= 0 && inWindow < static_cast<int>(rows.size())) return rows[static_cast<std::size_t>(inWindow)].id;
-    const ListPage one = library_.page(criterion_, search_, row, 1);
+    const ListPage one = read(row, 1);
     if (one.rows.empty()) return {};
     return one.rows.front().id;
 }
 
-std::vector<std::int64_t> MessageRows::allIDs() {
-    std::vector<std::int64_t> ids;
-    while (true) {
-        const ListPage next = library_.page(criterion_, search_, static_cast<int>(ids.size()), kMostRows);
-        for (const MessageSummary& summary : next.rows)
-            ids.push_back(summary.id);
-        if (next.rows.empty() || static_cast<int>(ids.size()) >= next.total) return ids;
-    }
-}
+std::vector<std::int64_t> MessageRows::allIDs() { return library_.ids(criterion_, search_, kMostSelected); }
 
 }  // namespace qs

@@ -11,9 +11,13 @@
 
 namespace qs {
 
+// Messages as rows, by way of row objects that plug-ins can change the answers of.
+std::vector<ViewerRow> drawnRows(MailLibrary& library, const std::vector<MessageSummary>& messages,
+                                 const std::vector<std::int64_t>& selected);
+
 class MessageRows {
 public:
-    static constexpr int kMostRows = 500;
+    static constexpr int kMostRows = 500, kMostSelected = 20'000;
     static void defineClass();  // "MessageListObjectProxy"
 
     explicit MessageRows(MailLibrary& library) : library_(library) {}
@@ -23,23 +27,27 @@ public:
     const std::string& search() const { return search_; }
     int offset();
     int total();
-    // As they are drawn, by way of row objects that plug-ins can change the answers of.
+    bool hasMore();  // a search that found more than it counted: the list grows as one goes on
+    // As they are drawn.
     const std::vector<ViewerRow>& rows(const std::vector<std::int64_t>& selected);
     void messagesChanged();   // read again
     void selectionChanged();  // draw again
 
     std::optional<int> rowOf(std::int64_t id);  // counted from the list's first; nothing outside of the window
     std::optional<std::int64_t> idAt(int row);  // in the window or not
-    std::vector<std::int64_t> allIDs();         // of the whole list
+    std::vector<std::int64_t> allIDs();         // of the whole list, at most kMostSelected
 
 private:
     const ListPage& page();
+    ListPage read(int offset, int limit);
+    void forgetPage();
 
     MailLibrary& library_;
     MessageCriterion criterion_ = MessageCriterion::anyOf({});
     std::string search_;
     int offset_ = 0, limit_ = 100;
     std::optional<ListPage> page_;
+    ListPlace known_;  // from where the next page is read, as long as the messages stay the same
     std::optional<std::vector<ViewerRow>> rows_;
 };
 

@@ -3,6 +3,7 @@
 
 #include "Application/HostInstances.h"
 #include "Compose/ComposeBackEnd.h"
+#include "HostSettings.h"
 #include "Mail/Mailbox.h"
 #include "Models/Toolbar.h"
 #include "Platform.h"
@@ -16,7 +17,7 @@ namespace {
 ViewerObject& viewer(HostObject& self) { return dynamic_cast<ViewerObject&>(self); }
 
 // What an action needs to be possible.
-enum class Needs { Nothing, Selection, OneMessage, OneReceived, OneToEdit, Mailbox, Undo };
+enum class Needs { Nothing, Selection, OneMessage, OneReceived, OneToEdit, Mailbox, Undo, Older, Newer };
 
 struct ViewerAction {
     std::string_view selector;
@@ -47,6 +48,9 @@ constexpr ViewerAction kActions[] = {
     {"selectNextUnreadMessage:", Needs::Nothing, [](auto& self, auto*) { self.selectNeighbour(1, true); }},
     {"goToMailbox:", Needs::Nothing, [](auto& self, auto* sender) { self.goToMailbox(sender); }},
     {"markAllMessagesAsRead:", Needs::Mailbox, [](auto& self, auto*) { self.markAllRead(); }},
+    {"toggleConversations:", Needs::Nothing, [](auto& self, auto*) { self.toggleConversations(); }},
+    {"showNextInConversation:", Needs::Newer, [](auto& self, auto*) { self.showNeighbourInConversation(1); }},
+    {"showPreviousInConversation:", Needs::Older, [](auto& self, auto*) { self.showNeighbourInConversation(-1); }},
     {"showMessageSource:", Needs::OneMessage, [](auto& self, auto*) { self.showSource(); }},
 };
 
@@ -104,12 +108,15 @@ bool ViewerObject::isValid(const std::string& selector, MenuItem* item) {
     if (item && selector == "junkMessages:") item->setTitle(selectionIsIn(MailboxKind::Junk) ? "Not Junk" : "Junk");
     if (item && selector == "deleteMessages:")
         item->setTitle(selectionIsIn(MailboxKind::Trash) ? "Delete for Good…" : "Move to Trash");
+    if (item && selector == "toggleConversations:") item->setState(showsConversations() ? 1 : 0);
     if (selector == "archiveMessages:" && selectionIsIn(MailboxKind::Archive)) return false;
     switch (action->needs) {
     case Needs::Nothing: return true;
     case Needs::Selection: return !selected_.empty();
     case Needs::Mailbox: return mailbox() && mailbox()->unreadCount() > 0;
     case Needs::Undo: return !moves_.isEmpty();
+    case Needs::Older: return neighbourInConversation(-1).has_value();
+    case Needs::Newer: return neighbourInConversation(1).has_value();
     case Needs::OneMessage: return selectedMessage() != nullptr;
     case Needs::OneReceived:
     case Needs::OneToEdit: {

@@ -133,7 +133,7 @@ void ViewerObject::search(std::string_view text) {
 }
 
 void ViewerObject::showFromFirstRow(std::string searchText) {
-    const auto shown = mailbox();
+    const auto shown = library().searchQuery(searchText).saysWhere ? nullptr : mailbox();
     rows_.show(shown ? shown->criterion() : MessageCriterion::allOf({}), std::move(searchText));
     window_->setTitle(title());
     noteModelChange();
@@ -177,16 +177,18 @@ void ViewerObject::selectAgainInOutbox() {
     if (found.size() == 1) setSelection({found.front()->libraryID()});
 }
 
-// Only what is in the shown mailbox can be selected.
+// Only what is in the shown mailbox can be selected, unless a search says where to look or a conversation led there.
 bool ViewerObject::isListed(std::int64_t id) const {
     const auto summary = library().summary(id);
-    return summary && (mailbox_.empty() || summary->mailbox == mailbox_);
+    if (!summary || mailbox_.empty() || summary->mailbox == mailbox_ || id == visited_) return summary.has_value();
+    return library().searchQuery(rows_.search()).saysWhere;
 }
 
 void ViewerObject::setSelection(std::vector<std::int64_t> ids) {
     rowLastAsked_.reset();
     if (ids == selected_) return;
     selected_ = std::move(ids);
+    if (selected_ != std::vector{visited_}) visited_ = 0;
     const auto shown = mailbox();
     const bool isOneInOutbox = selected_.size() == 1 && shown && shown->kind() == MailboxKind::Outbox;
     const auto summary = isOneInOutbox ? library().summary(selected_.front()) : std::nullopt;

@@ -1,6 +1,6 @@
 // The viewer as it is implemented; private to this folder. Its state and selection are in ViewerObject.cpp, what its
 // class answers in ViewerClass.cpp, its toolbar in ViewerToolbar.cpp, moves in ViewerMoves.cpp, other actions in
-// ViewerActions.cpp.
+// ViewerActions.cpp, conversations in ViewerConversation.cpp.
 #pragma once
 
 #include "Foundation/RunLoop.h"
@@ -32,11 +32,14 @@ public:
     void setWindowOfRows(int offset, int limit) override;
     int offset() const override { return rows_.offset(); }
     int total() const override { return rows_.total(); }
+    bool hasMore() const override { return rows_.hasMore(); }
     std::vector<ViewerRow> rows() override { return rows_.rows(selected_); }
     const std::vector<std::int64_t>& selectedIDs() const override { return selected_; }
     void selectIDs(std::vector<std::int64_t> ids) override;
     MessageRef selectedMessage() const override;
     const std::shared_ptr<BannerContainerViewController>& banners() const override { return banners_; }
+    std::vector<ViewerRow> conversation() override;
+    void showInConversation(std::int64_t id) override;
     void open(std::int64_t id) override;
     Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) override;
     Result<void> moveTo(const std::vector<std::int64_t>& ids, std::string_view mailbox) override;
@@ -72,6 +75,8 @@ public:
     void goToMailbox(HostObject* sender);
     void markAllRead();
     void showSource();
+    void toggleConversations();
+    void showNeighbourInConversation(int step);  // 1: the next newer one
     // Whether an action can be done now; also gives the menu item the title that fits. True for actions of others.
     bool isValid(const std::string& action, MenuItem* item);
 
@@ -100,6 +105,8 @@ private:
     bool isListed(std::int64_t id) const;
     void selectAgainInOutbox();
     bool selectionIsIn(MailboxKind kind) const;  // every selected message, and there is one
+    std::vector<MessageSummary> conversationOfSelected();
+    std::optional<std::int64_t> neighbourInConversation(int step);
     void tellFailure(const std::string& title, const Result<void>& result);
 
     MailApplicationObject& application_;
@@ -110,6 +117,7 @@ private:
     mutable MessageRows rows_;
     std::string mailbox_;  // identifier; empty: all of them
     std::vector<std::int64_t> selected_;
+    std::int64_t visited_ = 0;      // the selected message when it was reached by its conversation
     std::string selectedInOutbox_;  // the unique id of the one that is selected there; empty: none or several
     std::optional<std::pair<int, std::int64_t>> rowLastAsked_;
     MoveHistory moves_;

@@ -151,6 +151,7 @@ export interface ListModel {
   mailbox: string;
   title: string;
   total: number;
+  more?: boolean; // a search found more than it counted; `total` grows as one goes down
   offset: number; // of rows[0]; the page asks for others by "list.window"
   rows: MessageRow[];
   selected: Id[]; // in the window or not
@@ -171,6 +172,17 @@ export interface BannerModel {
   colour: string; // "#AABBCC"
   buttons: { id: string; title: string; checked?: boolean }[]; // with "checked": a check box
 }
+/** A message of the selected one's conversation. */
+export interface ConversationRow {
+  id: Id;
+  from: string;
+  snippet: string;
+  date: string;
+  dateLong: string;
+  unread: boolean;
+  attachments: number;
+  mailbox: string; // its name when it lies elsewhere than in the shown one; else empty
+}
 export interface MessageModel {
   id: Id;
   subject: string;
@@ -186,6 +198,7 @@ export interface MessageModel {
   damaged?: string; // a sentence when the message could not be read whole
   delivery?: Delivery;
   canEditDraft: boolean;
+  conversation?: ConversationRow[]; // oldest first, this message among them; empty when it stands alone
 }
 export interface Body {
   html: string; // already sanitized; goes into a frame without scripts and without our origin
@@ -276,6 +289,7 @@ export interface Calls {
   'list.select': { ids: Id[] }; // replies nothing; "message" follows
   'list.search': { text: string };
   'message.open': { id: Id }; // a double click: drafts open for editing
+  'message.showInConversation': { id: Id }; // of "conversation"
   'message.setFlags': { ids: Id[]; seen?: boolean; flagged?: boolean; colour?: number };
   'message.alwaysShowPictures': { id: Id }; // those on the web, of whoever sent this message
   'message.move': { ids: Id[]; mailbox: string };

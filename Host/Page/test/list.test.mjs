@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { load } from './load.mjs';
 
-const { rowsToDraw, windowToAsk, scrollToShow } = await load('list/windowing.ts');
+const { rowsToDraw, scrollScale, windowToAsk, scrollToShow } = await load('list/windowing.ts');
 const { keyTarget, selectOnly, toggle, extend } = await load('list/selection.ts');
 const { describeDelivery } = await load('list/describeDelivery.ts');
 const { describeRow } = await load('list/describeRow.ts');
@@ -13,6 +13,16 @@ test('rows in view and some around them are drawn, never more than there are', (
   assert.deepEqual(rowsToDraw(49_500, 500, 50, 1000, 5), { first: 985, count: 15 });
   assert.deepEqual(rowsToDraw(5000, 500, 50, 3, 5), { first: 95, count: 0 }, 'the list shrank below the place');
   assert.deepEqual(rowsToDraw(0, 500, 50, 0), { first: 0, count: 0 });
+});
+
+test('every row of a very long list can be scrolled to, and short lists are as tall as their rows', () => {
+  const short = scrollScale(1000, 50, 500);
+  assert.deepEqual([short.height, short.toList(321), short.toScroller(321)], [50_000, 321, 321]);
+  const long = scrollScale(2_000_000, 50, 500);
+  assert.ok(long.height <= 10_000_000);
+  assert.equal(long.toList(0), 0);
+  assert.equal(long.toList(long.height - 500), 2_000_000 * 50 - 500, 'the end is the end');
+  assert.ok(Math.abs(long.toList(long.toScroller(60_000_000)) - 60_000_000) <= 1);
 });
 
 test('rows are asked for before they are missed, and not while enough are there', () => {

@@ -61,6 +61,68 @@ TEST_F(ViewerTest, SearchNarrowsTheMailboxAndKeepsTheSelection) {
     EXPECT_EQ(host->viewer().searchText(), "") << "another mailbox is shown whole";
 }
 
+TEST_F(ViewerTest, ASearchThatSaysWhereLooksThere) {
+    start();
+    const auto ids = receive(2);
+    auto sent = host->library().mailbox("ada", MailboxKind::Sent, true);
+    const auto message = host->library().add(*sent, "From: ada@example.org\nSubject: Sent\n\n", {.seen = true}, {1e9});
+    ASSERT_TRUE(message);
+    host->viewer().search("in:sent");
+    EXPECT_THAT(subjects(), ElementsAre("Sent"));
+    EXPECT_EQ(host->viewer().title(), "Inbox – ada@example.org") << "where one goes back to";
+    select({(*message)->libraryID()});
+    EXPECT_THAT(host->viewer().selectedIDs(), SizeIs(1));
+    host->viewer().search("in:all");
+    EXPECT_THAT(subjects(), SizeIs(3));
+}
+
+TEST_F(ViewerTest, AMessageShowsItsConversation) {
+    start();
+    const auto add = [&](MailboxKind kind, const char* account, const char* subject, const char* id,
+                         const char* answers) {
+        host->advance(1);
+        const auto added = host->library().add(*host->library().mailbox(account, kind, true),
+                                               "From: Ben <ben@example.org>\nSubject: " + std::string(subject) +
+                                                   "\nMessage-Id: <" + id + ">\nIn-Reply-To: <" + answers + ">\n\n",
+                                               {.seen = true}, RunLoop::main().now());
+        return (*added)->libraryID();
+    };
+    const auto shown = [&] {
+        std::vector<std::string> found;
+        for (const ViewerRow& row : host->viewer().conversation())
+            found.push_back(row.summary.subject);
+        return found;
+    };
+    const auto first = add(MailboxKind::Inbox, "ada", "first", "1@x", "");
+    const auto answer = add(MailboxKind::Sent, "ada", "answer", "2@x", "1@x");
+    add(MailboxKind::Archive, "ada", "copy", "2@x", "1@x");
+    add(MailboxKind::Trash, "ada", "thrown away", "3@x", "2@x");
+    add(MailboxKind::Inbox, "ben", "of somebody else", "2@x", "1@x");
+    const auto last = add(MailboxKind::Inbox, "ada", "last", "4@x", "3@x");
+    add(MailboxKind::Inbox, "ada", "alone", "5@x", "");
+    EXPECT_THAT(shown(), IsEmpty()) << "nothing is selected";
+    EXPECT_FALSE(isEnabled("View", "Next in Conversation"));
+    select({first});
+    EXPECT_THAT(shown(), ElementsAre("first", "answer", "last"));
+    EXPECT_FALSE(isEnabled("View", "Previous in Conversation"));
+    ASSERT_TRUE(choose("View", "Next in Conversation"));
+    EXPECT_THAT(host->viewer().selectedIDs(), ElementsAre(answer)) << "though it lies in another mailbox";
+    EXPECT_EQ(host->viewer().selectedMessage()->subject(), "answer");
+    receive(1);
+    EXPECT_THAT(host->viewer().selectedIDs(), ElementsAre(answer)) << "and it stays when mail comes";
+    ASSERT_TRUE(choose("View", "Next in Conversation"));
+    EXPECT_THAT(host->viewer().selectedIDs(), ElementsAre(last));
+    EXPECT_FALSE(isEnabled("View", "Next in Conversation"));
+    select({answer});
+    EXPECT_THAT(host->viewer().selectedIDs(), IsEmpty()) << "only a conversation leads out of the mailbox";
+    select({last});
+    ASSERT_TRUE(choose("View", "Show Conversations"));
+    EXPECT_THAT(shown(), IsEmpty());
+    EXPECT_FALSE(isEnabled("View", "Previous in Conversation"));
+    ASSERT_TRUE(choose("View", "Show Conversations"));
+    EXPECT_THAT(shown(), SizeIs(3));
+}
+
 TEST_F(ViewerTest, NoMailboxMeansAllOfThem) {
     start();
     receive(1);

@@ -8,7 +8,8 @@ import { ui } from '../state';
 const pause = 200; // milliseconds without typing before a search starts
 
 export function ListHeader({ list, selectedCount }: { list: ListModel; selectedCount: number }) {
-  const count = list.total === 1 ? '1 message' : `${list.total.toLocaleString('en-GB')} messages`;
+  const total = list.total.toLocaleString('en-GB');
+  const count = list.total === 1 ? '1 message' : list.more ? `more than ${total} messages` : `${total} messages`;
   return (
     <div class="list-header">
       <button
@@ -31,6 +32,7 @@ function SearchField({ list }: { list: ListModel }) {
   const timer = useRef(0);
   const sent = useRef(list.search);
   const field = useRef<HTMLInputElement>(null);
+  const [focused, setFocused] = useState(false);
   useEffect(() => {
     signals.find = () => {
       ui.set({ pane: 'list' });
@@ -58,6 +60,7 @@ function SearchField({ list }: { list: ListModel }) {
       <Icon name="search" />
       <input
         ref={field} type="search" aria-label="Search messages" placeholder="Search" value={text} spellcheck={false}
+        aria-describedby={focused && !text ? 'search-hint' : undefined} onFocus={() => setFocused(true)} onBlur={() => setFocused(false)}
         onInput={(event) => search(event.currentTarget.value, pause)}
         onKeyDown={(event) => {
           if (event.key === 'Escape' && text) {
@@ -69,11 +72,35 @@ function SearchField({ list }: { list: ListModel }) {
           } else if (event.key === 'Enter') search(text, 0);
         }}
       />
+      {focused && !text && <SearchHint />}
       {text && (
         <button type="button" class="plain-button" aria-label="Clear the search" onClick={() => search('', 0)}>
           <Icon name="close" size={12} />
         </button>
       )}
     </div>
+  );
+}
+
+const operators: [string, string][] = [
+  ['from:ada  to:ben', 'who wrote it, who got it'],
+  ['subject:plan  "two words"', 'in the subject; words side by side'],
+  ['has:attachment', 'with files'],
+  ['is:unread  is:flagged', 'not read yet; flagged'],
+  ['after:2026-03  before:7d  on:yesterday', 'when it came'],
+  ['in:sent  in:all', 'in another mailbox, or everywhere'],
+  ['-word', 'not with that'],
+];
+
+function SearchHint() {
+  return (
+    <dl id="search-hint" class="search-hint">
+      {operators.map(([example, meaning]) => (
+        <div key={example}>
+          <dt>{example}</dt>
+          <dd>{meaning}</dd>
+        </div>
+      ))}
+    </dl>
   );
 }

@@ -13,7 +13,7 @@ import { scrollFrameBy } from '../reading/frameScroll';
 import { indexOf } from './rows';
 import { Taken } from './Taken';
 import { keyTarget } from './selection';
-import { rowsToDraw, scrollToShow, windowToAsk } from './windowing';
+import { rowsToDraw, scrollScale, scrollToShow, windowToAsk } from './windowing';
 
 const rowHeight = 78; // pixels, as in list.css
 
@@ -40,13 +40,18 @@ export function MessageList() {
       element.removeEventListener('scroll', measure);
     };
   }, []);
-  useRowsInView(view);
+  const scale = scrollScale(list.total, rowHeight, view.height);
+  const top = scale.toList(view.top);
+  useRowsInView({ top, height: view.height });
 
   const { focus: focused, index: focusedIndex, isOurs } = cursor.standing();
 
   const reveal = (index: number): void => {
     const element = scroller.current;
-    if (element) element.scrollTop = scrollToShow(index, element.scrollTop, element.clientHeight, rowHeight);
+    if (!element) return;
+    const before = scale.toList(element.scrollTop);
+    const after = scrollToShow(index, before, element.clientHeight, rowHeight);
+    if (after !== before) element.scrollTop = scale.toScroller(after);
   };
 
   // Chosen by the host: shown, where it is known where.
@@ -91,7 +96,7 @@ export function MessageList() {
     setContext({ ids, x, y });
   }, []);
 
-  const { first, count } = rowsToDraw(view.top, view.height, rowHeight, list.total);
+  const { first, count } = rowsToDraw(top, view.height, rowHeight, list.total);
   const isDrawn = focusedIndex >= first && focusedIndex < first + count && indexOf(list, focused) === focusedIndex;
   const indexes = Array.from({ length: count }, (_, position) => first + position);
   return (
@@ -105,12 +110,12 @@ export function MessageList() {
         aria-activedescendant={isDrawn ? `row-${focused}` : undefined}
         onKeyDown={onKeyDown}
       >
-        <div class="list-rows" role="rowgroup" style={{ height: list.total * rowHeight }}>
+        <div class="list-rows" role="rowgroup" style={{ height: scale.height }}>
           {indexes.map((index) => {
             const row = list.rows[index - list.offset];
             return (
               <MessageRowView
-                key={row ? row.id : `gap-${index}`} row={row} index={index} top={index * rowHeight}
+                key={row ? row.id : `gap-${index}`} row={row} index={index} top={index * rowHeight - top + view.top}
                 selected={row ? selected.has(row.id) : false} focused={row?.id === focused}
                 onPress={onRowPress} onContext={openContext}
               />

@@ -33,3 +33,19 @@ export function scrollToShow(index: number, scrollTop: number, height: number, r
   if (top + rowHeight > scrollTop + height) return top + rowHeight - height;
   return scrollTop;
 }
+
+const tallest = 10_000_000; // pixels; browsers draw nothing much taller
+
+/** The place in the list that a place of the scroller stands for, and back: the same until the list is very long. */
+export interface ScrollScale {
+  height: number; // of the scroller's content
+  toList(scrollTop: number): number;
+  toScroller(listTop: number): number;
+}
+
+export function scrollScale(total: number, rowHeight: number, viewHeight: number): ScrollScale {
+  const whole = total * rowHeight;
+  if (whole <= tallest) return { height: whole, toList: (top) => top, toScroller: (top) => top };
+  const ratio = (whole - viewHeight) / (tallest - viewHeight);
+  return { height: tallest, toList: (top) => Math.round(top * ratio), toScroller: (top) => top / ratio };
+}

@@ -9,6 +9,7 @@ import { ui } from '../state';
 import { Attachments } from './Attachments';
 import { Banners } from './Banners';
 import { BodyFrame } from './BodyFrame';
+import { Conversation } from './Conversation';
 import { Headers } from './Headers';
 import { onPrint, printMessage } from './print';
 import { RemotePictures } from './RemotePictures';
@@ -53,6 +54,9 @@ export function Message({ message }: { message: MessageModel }) {
         </h2>
         <Headers message={message} />
         <Banners banners={message.banners} />
+        {message.conversation && message.conversation.length > 1 && (
+          <Conversation rows={message.conversation} shown={message.id} />
+        )}
         {message.damaged && <Note kind="warning" text={message.damaged} />}
         {message.delivery && (
           <div class="note">
