@@ -151,7 +151,9 @@ private:
     bool dropMissing(const LibraryMailbox& mailbox, Database& index);
     bool takeRenamed(const LibraryMailbox& mailbox, Database& index);
     std::vector<NewFile> nextNewFiles();
-    void indexFiles(const LibraryMailboxRef& mailbox, const std::vector<NewFile>& files, bool duringOpen);
+    // Reads the files; in the order of their dates. On any thread.
+    std::vector<Parsed> parseAll(const LibraryMailbox& mailbox, const std::vector<NewFile>& files);
+    void indexParsed(const LibraryMailboxRef& mailbox, const std::vector<Parsed>& parsed, bool duringOpen);
     std::optional<Parsed> parse(const LibraryMailbox& mailbox, const NewFile& file, const MaildirKeywords& keywords);
     void foldersChanged(const FolderWatch::Changes& changes);
     // `names` of files that came or went; those that the index knows to be right cost one look at the disk.

@@ -1,6 +1,7 @@
 // Bringing the index in step with what lies in a mailbox's folders.
 #include <algorithm>
 #include <cerrno>
+#include <future>
 
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
@@ -11,7 +12,7 @@ namespace qs {
 
 namespace {
 
-constexpr std::size_t kBatch = 400;
+constexpr std::size_t kBatch = 1000;
 // A folder's time has this much play: what changed right after the listing may bear the same one.
 constexpr TimeInterval kSettled = 5;
 constexpr std::size_t kMostTwice = 1000;
@@ -69,8 +70,16 @@ void LibraryCore::scan(const LibraryMailboxRef& mailbox, bool duringOpen) {
         const auto compared = compare(*mailbox);
         if (!compared) return;
         if (*compared) announcer_->mailboxChanged(mailbox->identifier());
-        for (auto batch = nextNewFiles(); !batch.empty(); batch = nextNewFiles())
-            indexFiles(mailbox, batch, duringOpen);
+        // While one batch is put into the index, the next is read.
+        auto batch = nextNewFiles();
+        auto parsed = parseAll(*mailbox, batch);
+        while (!batch.empty()) {
+            batch = nextNewFiles();
+            std::future<std::vector<Parsed>> next;
+            if (!batch.empty()) next = std::async(std::launch::async, [&] { return parseAll(*mailbox, batch); });
+            indexParsed(mailbox, parsed, duringOpen);
+            parsed = next.valid() ? next.get() : std::vector<Parsed>();
+        }
         if (cur && fresh) noteUnchanged(*mailbox, cur->modified, fresh->modified);
     } catch (const DatabaseFailure& failure) {
         indexFailed(failure);
@@ -214,11 +223,19 @@ std::optional<LibraryCore::Parsed> LibraryCore::parse(const LibraryMailbox& mail
     return parsed;
 }
 
-void LibraryCore::indexFiles(const LibraryMailboxRef& mailbox, const std::vector<NewFile>& files, bool duringOpen) {
-    const auto keywords = MaildirKeywords::load(mailbox->maildir().root(), files_);
+std::vector<LibraryCore::Parsed> LibraryCore::parseAll(const LibraryMailbox& mailbox,
+                                                       const std::vector<NewFile>& files) {
+    const auto keywords = MaildirKeywords::load(mailbox.maildir().root(), files_);
     std::vector<Parsed> parsed;
     for (const NewFile& file : files)
-        if (auto one = parse(*mailbox, file, keywords)) parsed.push_back(std::move(*one));
+        if (auto one = parse(mailbox, file, keywords)) parsed.push_back(std::move(*one));
+    // Rows go into the index of words by date, or each would be a write of its own.
+    std::stable_sort(parsed.begin(), parsed.end(),
+                     [](const Parsed& one, const Parsed& other) { return one.delivered < other.delivered; });
+    return parsed;
+}
+
+void LibraryCore::indexParsed(const LibraryMailboxRef& mailbox, const std::vector<Parsed>& parsed, bool duringOpen) {
     if (parsed.empty()) return;
     std::vector<std::int64_t> arrived;
     auto index = index_->write();
@@ -294,7 +311,7 @@ void LibraryCore::filesChanged(const LibraryMailboxRef& mailbox, const std::set<
     }
     try {
         if (takeRenamed(*mailbox, fresh)) announcer_->mailboxChanged(mailbox->identifier());
-        indexFiles(mailbox, fresh, false);
+        indexParsed(mailbox, parseAll(*mailbox, fresh), false);
     } catch (const DatabaseFailure& failure) {
         indexFailed(failure);
     }

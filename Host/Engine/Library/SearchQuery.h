@@ -1,7 +1,7 @@
 // What a person types into the search field, read as a criterion. Whatever is typed means something:
 //
 //   budget "annual report"        words and phrases, all of them, anywhere in a message; case and accents don't matter,
-//                                 and the last word may go on
+//                                 and the last word may go on, from its third letter
 //   from:ada to:ben subject:plan  in one place only; to: looks at Cc and Bcc as well; body: is the text
 //   has:attachment                is:unread is:read is:flagged
 //   before:2026-03 after:yesterday on:22.11.2026    days, months, years; also "today" and spans such as 7d, 2w, 3m, 1y

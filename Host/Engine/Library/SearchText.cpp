@@ -13,7 +13,7 @@ namespace qs {
 
 namespace {
 
-constexpr std::size_t kShortestOpenWord = 2, kLongestEntity = 12;
+constexpr std::size_t kShortestOpenWord = 3, kLongestEntity = 12;
 
 icu::UnicodeString folded(std::string_view text) {
     return icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())}).foldCase();

@@ -172,7 +172,7 @@ TEST_F(LibraryReading, SearchFindsWhatWasTyped) {
                               "zoe",
                               "naive",
                               "z@b.example",
-                              "quoted-wo",
+                              "quoted-wor",
                               "\"quoted",
                               "-- compil",
                               "会議",
