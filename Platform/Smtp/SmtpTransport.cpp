@@ -48,7 +48,17 @@ struct Transfer {
     std::deque<std::string> askedRecipients;  // RCPT commands without an answer yet
     std::map<std::string, std::string> refused;
     bool refusalsForGood = true;
+    bool needsUtf8 = false;   // an address has letters before its "@" that are not ASCII
+    bool offersUtf8 = false;  // SMTPUTF8 (RFC 6531), said in the last greeting
+    bool lacksUtf8 = false;   // so the message can't go through this server
 };
+
+bool isAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+// A domain has a form in ASCII, what stands before it has none.
+bool needsUtf8(std::string_view address) { return !isAscii(address.substr(0, address.rfind('@'))); }
 
 std::string printable(std::string_view text) {
     std::string result;
@@ -61,6 +71,7 @@ std::string printable(std::string_view text) {
 void noteReplyLine(Transfer& transfer, std::string_view line) {
     if (transfer.isOver || line.size() < 3 || !std::all_of(line.begin(), line.begin() + 3, isAsciiDigit)) return;
     const std::string text = printable(line.substr(std::min<std::size_t>(4, line.size())));
+    if (equalsIgnoringCase(text, "SMTPUTF8")) transfer.offersUtf8 = true;
     transfer.replyLines += (transfer.replyLines.empty() ? "" : " ") + text;
     if (line.size() > 3 && line[3] == '-') return;
     transfer.lastCode = std::stoi(std::string(line.substr(0, 3)));
@@ -87,6 +98,10 @@ int debug(CURL*, curl_infotype type, char* data, std::size_t size, void* user) {
     if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "RCPT TO:<")) {
         text.remove_prefix(9);
         transfer.askedRecipients.emplace_back(text.substr(0, text.find('>')));
+    } else if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "EHLO")) {
+        transfer.offersUtf8 = false;  // what was said before the encryption does not count
+    } else if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "MAIL FROM:")) {
+        transfer.lacksUtf8 = transfer.needsUtf8 && !transfer.offersUtf8;
     } else if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "QUIT")) {
         transfer.isOver = true;
     } else if (type == CURLINFO_HEADER_IN) {
@@ -101,6 +116,7 @@ int debug(CURL*, curl_infotype type, char* data, std::size_t size, void* user) {
 
 std::size_t readMessage(char* buffer, std::size_t size, std::size_t count, void* user) {
     auto& transfer = *static_cast<Transfer*>(user);
+    if (transfer.lacksUtf8) return CURL_READFUNC_ABORT;
     std::size_t length = std::min(size * count, transfer.rest.size());
     if (length == transfer.rest.size() && length > kLastPiece) length -= kLastPiece;
     // With the last piece handed out, curl ends the message by itself.
@@ -153,6 +169,11 @@ SmtpOutcome failedOutcome(CURLcode code, const Transfer& transfer, const Submiss
     using Kind = SmtpOutcome::Kind;
     if (transfer.noteFailed)
         return {Kind::Temporary, "The delivery could not be noted on the disk, so nothing was sent.", {}};
+    if (transfer.lacksUtf8)
+        return {Kind::Refused,
+                "The server " + server.host +
+                    " takes no addresses with letters like “ö” before the “@”, so nothing was sent.",
+                {}};
     const std::string said = asSentence("The server " + server.host + " answered: " + transfer.lastReply);
     if (transfer.dotMayBeOut) {
         if (!transfer.codeAfterDot || *transfer.codeAfterDot < 400)
@@ -189,18 +210,41 @@ void setSecurity(const Easy& easy, const SubmissionServer& server) {
     if (!server.certificateAuthorities.empty()) set(easy, CURLOPT_CAINFO, server.certificateAuthorities.c_str());
 }
 
-// A sentence when the account can't sign in as it is set up; else empty.
-std::string setPassword(const Easy& easy, const SubmissionServer& server) {
+tl::unexpected<Error> smtpFailed(SmtpFailure code, std::string description) {
+    return failure(std::string(kSmtpErrorDomain), static_cast<int>(code), std::move(description));
+}
+
+// Fails when the account can't sign in as it is set up.
+Result<void> setSecret(const Easy& easy, const SubmissionServer& server) {
     if (server.user.empty()) return {};
     if (server.security == TransportSecurity::None && !isOwnHost(server.host))
-        return "The account would send its password over an open connection, so nothing was sent. Choose TLS or "
-               "STARTTLS for it.";
-    auto password = server.secret ? server.secret() : runPasswordCommand(server.passwordCommand);
-    if (!password) return password.error().description;
+        return smtpFailed(SmtpFailure::OpenPassword,
+                          "The account would send its password over an open connection, so nothing was sent. Choose "
+                          "TLS or STARTTLS for it.");
+    auto secret = server.secret ? server.secret() : runPasswordCommand(server.passwordCommand);
+    if (!secret) return failed(secret);
     set(easy, CURLOPT_USERNAME, server.user.c_str());
-    set(easy, CURLOPT_PASSWORD, password->c_str());
-    explicit_bzero(password->data(), password->size());
+    if (server.authentication == ServerAuthentication::XOAuth2) {
+        set(easy, CURLOPT_XOAUTH2_BEARER, secret->c_str());
+        set(easy, CURLOPT_LOGIN_OPTIONS, "AUTH=XOAUTH2");
+    } else {
+        set(easy, CURLOPT_PASSWORD, secret->c_str());
+    }
+    explicit_bzero(secret->data(), secret->size());
     return {};
+}
+
+void setLimits(const Easy& easy, long connectSeconds, long answerSeconds) {
+    set(easy, CURLOPT_CONNECTTIMEOUT, connectSeconds);
+    set(easy, CURLOPT_SERVER_RESPONSE_TIMEOUT, answerSeconds);
+    set(easy, CURLOPT_NOSIGNAL, 1L);
+    set(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
+    set(easy, CURLOPT_PROTOCOLS_STR, "smtp,smtps");
+}
+
+Easy newEasy() {
+    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
+    return Easy(ready == CURLE_OK ? curl_easy_init() : nullptr);
 }
 
 void setMessage(const Easy& easy, Transfer& transfer, const SmtpEnvelope& envelope) {
@@ -216,30 +260,69 @@ void setMessage(const Easy& easy, Transfer& transfer, const SmtpEnvelope& envelo
     set(easy, CURLOPT_NOPROGRESS, 0L);
     set(easy, CURLOPT_XFERINFOFUNCTION, &progress);
     set(easy, CURLOPT_XFERINFODATA, &transfer);
-    set(easy, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
-    set(easy, CURLOPT_SERVER_RESPONSE_TIMEOUT, kAnswerSeconds);
-    set(easy, CURLOPT_NOSIGNAL, 1L);
-    set(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
-    set(easy, CURLOPT_PROTOCOLS_STR, "smtp,smtps");
+    setLimits(easy, kConnectSeconds, kAnswerSeconds);
 }
+
+SmtpFailure failureOf(CURLcode code) {
+    switch (code) {
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_CONNECT: return SmtpFailure::NotReachable;
+    case CURLE_OPERATION_TIMEDOUT: return SmtpFailure::TimedOut;
+    case CURLE_LOGIN_DENIED: return SmtpFailure::SignInRefused;
+    case CURLE_USE_SSL_FAILED:
+    case CURLE_SSL_CONNECT_ERROR: return SmtpFailure::NoTls;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE: return SmtpFailure::NotTrusted;
+    default: return SmtpFailure::Other;
+    }
+}
+
+int checkProgress(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    const auto& options = *static_cast<const SmtpCheckOptions*>(user);
+    return options.isCancelled && options.isCancelled();
+}
+
+std::size_t dropAnswer(char*, std::size_t size, std::size_t count, void*) { return size * count; }
 
 }  // namespace
 
+Result<void> checkSmtp(const SubmissionServer& server, const SmtpCheckOptions& options) {
+    const Easy easy = newEasy();
+    if (!easy) return smtpFailed(SmtpFailure::Other, "The mail transport could not be started.");
+    char details[CURL_ERROR_SIZE] = "";
+    set(easy, CURLOPT_ERRORBUFFER, details);
+    set(easy, CURLOPT_URL, urlOf(server).c_str());
+    setSecurity(easy, server);
+    if (auto ready = setSecret(easy, server); !ready) return ready;
+    const long seconds = std::max(static_cast<long>(options.seconds), 1L);
+    setLimits(easy, seconds, seconds);
+    set(easy, CURLOPT_CUSTOMREQUEST, "NOOP");
+    set(easy, CURLOPT_WRITEFUNCTION, &dropAnswer);
+    set(easy, CURLOPT_HEADERFUNCTION, &dropAnswer);
+    set(easy, CURLOPT_NOPROGRESS, 0L);
+    set(easy, CURLOPT_XFERINFOFUNCTION, &checkProgress);
+    set(easy, CURLOPT_XFERINFODATA, &options);
+    const CURLcode code = curl_easy_perform(easy.get());
+    set(easy, CURLOPT_SERVER_RESPONSE_TIMEOUT, kFarewellSeconds);
+    if (code == CURLE_OK) return {};
+    return smtpFailed(failureOf(code), sentenceFor(code, server, details));
+}
+
 SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& envelope, const SmtpWatch& watch) {
     using Kind = SmtpOutcome::Kind;
-    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
-    Easy easy(ready == CURLE_OK ? curl_easy_init() : nullptr);
+    const Easy easy = newEasy();
     if (!easy) return {Kind::Temporary, "The mail transport could not be started.", {}};
     if (!isDeliverableAddress(envelope.from))
         return {Kind::Refused, "The sender's address is none: " + printable(envelope.from), {}};
 
-    Transfer transfer{.rest = envelope.content, .watch = watch};
+    Transfer transfer{.rest = envelope.content, .watch = watch, .needsUtf8 = needsUtf8(envelope.from)};
     List recipients;
     for (const auto& recipient : envelope.to) {
         if (!isDeliverableAddress(recipient)) {
             transfer.refused[recipient] = printable(recipient) + " is no mail address.";
             continue;
         }
+        transfer.needsUtf8 = transfer.needsUtf8 || needsUtf8(recipient);
         recipients.reset(curl_slist_append(recipients.release(), ("<" + recipient + ">").c_str()));
     }
     if (!recipients) return {Kind::Refused, "None of the recipients is a mail address.", transfer.refused};
@@ -248,7 +331,7 @@ SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& env
     set(easy, CURLOPT_ERRORBUFFER, details);
     set(easy, CURLOPT_URL, urlOf(server).c_str());
     setSecurity(easy, server);
-    if (auto sentence = setPassword(easy, server); !sentence.empty()) return {Kind::Temporary, sentence, {}};
+    if (const auto ready = setSecret(easy, server); !ready) return {Kind::Temporary, ready.error().description, {}};
     setMessage(easy, transfer, envelope);
     set(easy, CURLOPT_MAIL_RCPT, recipients.get());
 

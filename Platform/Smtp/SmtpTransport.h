@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/Date.h"
+#include "Foundation/Result.h"
 #include "Smtp/SubmissionServer.h"
 
 namespace qs {
@@ -42,5 +44,17 @@ struct SmtpWatch {
 
 // A server that does not answer is given 600 s at every step, the final dot's included.
 SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& envelope, const SmtpWatch& watch);
+
+inline constexpr std::string_view kSmtpErrorDomain = "Smtp";
+enum class SmtpFailure { NotReachable = 1, TimedOut, NoTls, NotTrusted, OpenPassword, SignInRefused, Other };
+
+struct SmtpCheckOptions {
+    TimeInterval seconds = 15;          // for connecting, and for each answer
+    std::function<bool()> isCancelled;  // asked about once a second; may be empty
+};
+
+// Signs in, if the server has a user, and leaves again, without any mail. From every thread; blocking. The error's code
+// is an SmtpFailure.
+Result<void> checkSmtp(const SubmissionServer& server, const SmtpCheckOptions& options);
 
 }  // namespace qs

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "Foundation/RunLoop.h"
 #include "Smtp/PasswordCommand.h"
 #include "Support/LogCapture.h"
@@ -14,6 +16,7 @@
 namespace qs {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -82,6 +85,81 @@ TEST_F(SmtpTransport, ProvesItselfAndTheServerOverBothKindsOfTls) {
     }
     logWarning(std::string("the log masks ") + kPassword);
     EXPECT_FALSE(log_.contains(kPassword));
+}
+
+TEST_F(SmtpTransport, SignsInWithAnAccessToken) {
+    RecordingSmtpServer server({.identity = authority_.issue(), .offersStartTls = true, .offersAuthentication = true});
+    SubmissionServer signing = account(server.port(), TransportSecurity::StartTls);
+    signing.user = "sam@example.org";
+    signing.authentication = ServerAuthentication::XOAuth2;
+    int asked = 0;
+    signing.secret = [&] { return ++asked, Result<std::string>("ya29.token"); };
+    const SmtpOutcome outcome = send(signing);
+    EXPECT_EQ(outcome.kind, Kind::Accepted) << outcome.answer;
+    ASSERT_EQ(server.received().size(), 1u);
+    EXPECT_EQ(server.received()[0].user, "sam@example.org");
+    EXPECT_EQ(server.received()[0].password, "ya29.token");
+    EXPECT_EQ(asked, 1);
+    EXPECT_THAT(server.violations(), IsEmpty());
+
+    signing.secret = [] { return Result<std::string>(failure("test", 1, "The keyring is locked.")); };
+    const SmtpOutcome locked = send(signing);
+    EXPECT_EQ(locked.kind, Kind::Temporary) << "the message waits for the keyring";
+    EXPECT_EQ(locked.answer, "The keyring is locked.");
+}
+
+TEST_F(SmtpTransport, SendsToAddressesInAllAlphabetsWhereTheServerTakesThem) {
+    const std::string content = "To: jörg@x.example\r\nSubject: s\r\n\r\nx\r\n";
+    const SmtpEnvelope envelope{"sam@example.org", {"jörg@x.example", "b@x.example"}, content};
+    for (const bool offersUtf8 : {true, false}) {
+        RecordingSmtpServer server({.offersUtf8 = offersUtf8});
+        const SmtpOutcome outcome = sendOverSmtp(account(server.port(), TransportSecurity::None), envelope,
+                                                 {.beforeFinalDot = [](const auto&) { return true; }});
+        if (offersUtf8) {
+            EXPECT_EQ(outcome.kind, Kind::Accepted) << outcome.answer;
+            EXPECT_THAT(server.commands(), ::testing::Contains(AllOf(HasSubstr("MAIL FROM:"), HasSubstr("SMTPUTF8"))));
+            ASSERT_EQ(server.received().size(), 1u);
+            EXPECT_EQ(server.received()[0].to, envelope.to);
+        } else {
+            EXPECT_EQ(outcome.kind, Kind::Refused) << "nothing half, and no second attempt";
+            EXPECT_THAT(outcome.answer, HasSubstr("before the “@”"));
+            EXPECT_THAT(server.received(), IsEmpty());
+        }
+    }
+}
+
+TEST_F(SmtpTransport, TellsWhatIsWrongWithAnAccount) {
+    const TestAuthority stranger;
+    RecordingSmtpServer good({.identity = authority_.issue(), .offersStartTls = true, .offersAuthentication = true}),
+        refusing({.identity = authority_.issue(), .offersStartTls = true, .offersAuthentication = true}),
+        strange({.identity = stranger.issue(), .offersStartTls = true, .offersAuthentication = true}),
+        open({.offersAuthentication = true});
+    refusing.add({.stage = SmtpStage::Authentication, .reply = "535 5.7.8 wrong"});
+    int closed = 0;
+    {
+        const RecordingSmtpServer gone;
+        closed = gone.port();
+    }
+    struct Case {
+        const char* why;
+        int port;
+        std::optional<SmtpFailure> failure;
+    };
+    for (const Case& c :
+         {Case{"all is well", good.port(), {}}, Case{"wrong password", refusing.port(), SmtpFailure::SignInRefused},
+          Case{"a stranger's certificate", strange.port(), SmtpFailure::NotTrusted},
+          Case{"no STARTTLS", open.port(), SmtpFailure::NoTls},
+          Case{"nobody there", closed, SmtpFailure::NotReachable}}) {
+        const auto checked = checkSmtp(withPassword(account(c.port, TransportSecurity::StartTls)), {.seconds = 10});
+        ASSERT_EQ(checked.has_value(), !c.failure) << c.why;
+        if (!checked) {
+            EXPECT_EQ(static_cast<SmtpFailure>(checked.error().code), *c.failure) << c.why;
+        }
+    }
+    EXPECT_THAT(good.received(), IsEmpty());
+    EXPECT_THAT(good.violations(), IsEmpty());
+    expectNothingTold(strange);
+    expectNothingTold(open);
 }
 
 TEST_F(SmtpTransport, TellsNothingToAServerThatCannotProveWhoItIs) {

@@ -131,6 +131,7 @@ private:
         if (startsWithIgnoringCase(line, "EHLO") || startsWithIgnoringCase(line, "HELO")) return hello(line);
         if (equalsIgnoringCase(line, "STARTTLS")) return secure(line);
         if (startsWithIgnoringCase(line, "AUTH PLAIN")) return authenticate(line);
+        if (startsWithIgnoringCase(line, "AUTH XOAUTH2")) return authenticateWithToken(line);
         if (startsWithIgnoringCase(line, "MAIL FROM:")) return sender(line);
         if (startsWithIgnoringCase(line, "RCPT TO:")) return recipient(line);
         if (equalsIgnoringCase(line, "DATA")) return data(line);
@@ -138,6 +139,7 @@ private:
             answer(SmtpStage::Quit, line, "221 bye");
             return false;
         }
+        if (equalsIgnoringCase(line, "NOOP")) return connection_.write("250 ok\r\n");
         if (equalsIgnoringCase(line, "RSET")) {
             mail_ = {};
             return connection_.write("250 ok\r\n");
@@ -149,7 +151,8 @@ private:
     bool hello(const std::string& line) {
         std::string text = "250-test.example\r\n250-8BITMIME\r\n";
         if (state_.options.offersStartTls && !connection_.isEncrypted()) text += "250-STARTTLS\r\n";
-        if (state_.options.offersAuthentication) text += "250-AUTH PLAIN\r\n";
+        if (state_.options.offersAuthentication) text += "250-AUTH PLAIN XOAUTH2\r\n";
+        if (state_.options.offersUtf8) text += "250-SMTPUTF8\r\n";
         return answer(SmtpStage::Hello, line, text + "250 SIZE 100000000");
     }
 
@@ -160,13 +163,25 @@ private:
         return startTls();
     }
 
-    bool authenticate(const std::string& line) {
-        std::string secret = line.size() > 11 ? line.substr(11) : "";
-        if (secret.empty()) {
-            if (!connection_.write("334 \r\n")) return false;
-            secret = readLine("command").value_or("");
+    // What follows the name of the mechanism, at once or when asked for.
+    std::string initialResponse(const std::string& line, std::size_t nameEnd) {
+        if (line.size() > nameEnd) return base64Decoded(line.substr(nameEnd + 1));
+        return connection_.write("334 \r\n") ? base64Decoded(readLine("command").value_or("")) : std::string();
+    }
+
+    bool authenticateWithToken(const std::string& line) {
+        const std::string decoded = initialResponse(line, 12);
+        constexpr std::string_view kBearer = "\1auth=Bearer ";
+        const std::size_t bearer = decoded.find(kBearer), end = decoded.find("\1\1");
+        if (decoded.starts_with("user=") && bearer != std::string::npos && end != std::string::npos) {
+            mail_.user = decoded.substr(5, bearer - 5);
+            mail_.password = decoded.substr(bearer + kBearer.size(), end - bearer - kBearer.size());
         }
-        const std::string decoded = base64Decoded(secret);
+        return answer(SmtpStage::Authentication, line, "235 welcome");
+    }
+
+    bool authenticate(const std::string& line) {
+        const std::string decoded = initialResponse(line, 10);
         const std::size_t user = decoded.find('\0'), password = decoded.find('\0', user + 1);
         if (user != std::string::npos && password != std::string::npos) {
             mail_.user = decoded.substr(user + 1, password - user - 1);

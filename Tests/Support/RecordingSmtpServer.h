@@ -43,7 +43,8 @@ public:
     struct Options {
         std::optional<TestIdentity> identity;
         bool offersStartTls = false, isTls = false;  // both need an identity
-        bool offersAuthentication = false;
+        bool offersAuthentication = false;           // PLAIN and XOAUTH2
+        bool offersUtf8 = false;
         // Called on the connection's thread before an answer goes out.
         std::function<void(SmtpStage, const std::string& command)> onStage;
     };

@@ -23,7 +23,8 @@ Error notThere() { return libraryError(kMailLibraryNotFound, "The message is not
 MaildirKeywords& LibraryCore::keywordsOf(KeywordsByFolder& known, const LibraryMailbox& mailbox) {
     const std::int64_t number = mailbox.indexed().number;
     if (const auto found = known.find(number); found != known.end()) return found->second;
-    return known.emplace(number, MaildirKeywords::load(mailbox.maildir().root(), files_)).first->second;
+    return known.emplace(number, MaildirKeywords::load(mailbox.maildir().root(), files_, mailbox.isOthers()))
+        .first->second;
 }
 
 void LibraryCore::keepDetails(Database& index, std::int64_t id) {

@@ -49,7 +49,8 @@ Result<void> LibraryCore::begin() {
         indexFailed(failure);
     }
     for (const LibraryMailboxRef& mailbox : mailboxes) {
-        if (const RunLoop* const loop = RunLoop::mainIfInstalled()) mailbox->maildir().sweepTmp(loop->now());
+        const RunLoop* const loop = RunLoop::mainIfInstalled();
+        if (loop && !mailbox->isOthers()) mailbox->maildir().sweepTmp(loop->now());
         if (!isUnchanged(*mailbox)) scan(mailbox, true);
     }
     isOpen_ = true;

@@ -103,6 +103,8 @@ private:
     // Takes up accounts and folders; answers the mailboxes that were not known before.
     std::vector<LibraryMailboxRef> refreshTree();
     void refreshAccount(const std::shared_ptr<LibraryAccount>& account, std::vector<LibraryMailboxRef>& found);
+    void addOthersTree(const std::shared_ptr<LibraryAccount>& account, const std::filesystem::path& root,
+                       std::vector<LibraryMailboxRef>& found);
     Result<LibraryMailboxRef> addMailbox(const std::shared_ptr<LibraryAccount>& account, const std::string& folder);
     LibraryMailboxRef mailboxNumbered(std::int64_t number) const;
     LibraryMailboxRef mailboxNamed(std::string_view identifier) const;

@@ -9,6 +9,7 @@
 #include "Foundation/NotificationCenter.h"
 #include "Library/LibraryCore.h"
 #include "Maildir/FolderName.h"
+#include "Maildir/MaildirTree.h"
 #include "Mime/MimeMessage.h"
 #include "Platform.h"
 #include "Text/Utf8.h"
@@ -130,19 +131,21 @@ std::shared_ptr<Mailbox> LibraryAccount::mailboxOfKind(int kind, bool createIfNe
     return special(static_cast<MailboxKind>(kind), createIfNeeded);
 }
 
-LibraryMailbox::LibraryMailbox(const std::shared_ptr<LibraryAccount>& account, std::string folder, Maildir maildir,
-                               std::weak_ptr<LibraryCore> library)
+LibraryMailbox::LibraryMailbox(const std::shared_ptr<LibraryAccount>& account, std::string folder, MailboxKind kind,
+                               Maildir maildir, bool isOthers, std::weak_ptr<LibraryCore> library)
     : Mailbox("MFMailbox"),
       account_(account),
       accountIdentifier_(account->identifier()),
       folder_(std::move(folder)),
-      kind_(kindOfFolder(folder_)),
+      kind_(kind),
       maildir_(std::move(maildir)),
+      isOthers_(isOthers),
       library_(std::move(library)),
       indexed_(indexedFor(mailboxIdentifier(accountIdentifier_, folder_), kind_)) {}
 
 std::string LibraryMailbox::displayName() const {
-    return kind_ == MailboxKind::Inbox ? "Inbox" : pathFromFolderName(folder_);
+    if (kind_ == MailboxKind::Inbox) return "Inbox";
+    return folder_.starts_with('/') ? nameOfTreeFolder(folder_) : pathFromFolderName(folder_);
 }
 
 int LibraryMailbox::unreadCount() const {

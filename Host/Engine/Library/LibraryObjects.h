@@ -55,9 +55,10 @@ private:
 
 class LibraryMailbox final : public Mailbox {
 public:
-    // `folder` is the name of the subfolder without the "." in front; empty for the inbox.
-    LibraryMailbox(const std::shared_ptr<LibraryAccount>& account, std::string folder, Maildir maildir,
-                   std::weak_ptr<LibraryCore> library);
+    // `folder` is the name of the subfolder without the "." in front; empty for the inbox. In a tree that other
+    // programs keep it is the key of a TreeFolder.
+    LibraryMailbox(const std::shared_ptr<LibraryAccount>& account, std::string folder, MailboxKind kind,
+                   Maildir maildir, bool isOthers, std::weak_ptr<LibraryCore> library);
 
     std::string identifier() const override { return indexed_.identifier; }
     std::string displayName() const override;
@@ -70,6 +71,8 @@ public:
     const std::string& accountIdentifier() const { return accountIdentifier_; }
     const std::string& folder() const { return folder_; }
     const Maildir& maildir() const { return maildir_; }
+    // Its folder is not ours: nothing is written there but messages and their flags.
+    bool isOthers() const { return isOthers_; }
     const IndexedMailbox& indexed() const { return indexed_; }
 
 private:
@@ -77,6 +80,7 @@ private:
     const std::string accountIdentifier_, folder_;
     const MailboxKind kind_;
     const Maildir maildir_;
+    const bool isOthers_;
     const std::weak_ptr<LibraryCore> library_;
     IndexedMailbox indexed_;
 };

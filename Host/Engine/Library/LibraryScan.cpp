@@ -63,9 +63,10 @@ void LibraryCore::scan(const LibraryMailboxRef& mailbox, bool duringOpen) {
     const std::lock_guard oneAtATime(scanning_);
     const Maildir& maildir = mailbox->maildir();
     try {
-        if (!maildir.exists() && mailbox->kind() != MailboxKind::Inbox) return forgetMailbox(mailbox);
-        if (const auto made = maildir.create(mailbox->kind() != MailboxKind::Inbox); !made)
-            logWarning("the folder of " + mailbox->identifier() + ": " + made.error().description);
+        if (!maildir.exists() && (mailbox->isOthers() || mailbox->kind() != MailboxKind::Inbox))
+            return forgetMailbox(mailbox);
+        const auto made = mailbox->isOthers() ? Result<void>() : maildir.create(mailbox->kind() != MailboxKind::Inbox);
+        if (!made) logWarning("the folder of " + mailbox->identifier() + ": " + made.error().description);
         const auto cur = files_.info(maildir.pathOf("cur")), fresh = files_.info(maildir.pathOf("new"));
         const auto compared = compare(*mailbox);
         if (!compared) return;
@@ -139,7 +140,7 @@ void LibraryCore::settleTwice(const LibraryMailbox& mailbox, Database& index, co
             index.run("UPDATE found SET file = ? WHERE name = ?", {file, name.unique()});
             continue;
         }
-        if (!other || *one == *other) continue;
+        if (!other || *one == *other || mailbox.isOthers()) continue;
         const std::string own =
             MaildirName::newUnique(RunLoop::mainIfInstalled() ? RunLoop::mainIfInstalled()->now() : Date{});
         const std::string renamed = "cur/" + MaildirName(own + ":2,").withLetters(name.letters()).text();
@@ -263,7 +264,8 @@ void LibraryCore::watchFolders() {
 void LibraryCore::watch(const std::vector<LibraryMailboxRef>& mailboxes) {
     if (!watch_) return;
     for (const LibraryMailboxRef& mailbox : mailboxes) {
-        watch_->add(folderOfAccount(mailbox->accountIdentifier()));
+        watch_->add(mailbox->isOthers() ? mailbox->maildir().root().parent_path()
+                                        : folderOfAccount(mailbox->accountIdentifier()));
         watch_->add(mailbox->maildir().pathOf("cur"));
         watch_->add(mailbox->maildir().pathOf("new"));
     }

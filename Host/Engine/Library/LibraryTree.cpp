@@ -8,6 +8,7 @@
 #include "Library/LibraryCore.h"
 #include "Library/SearchText.h"
 #include "Maildir/FolderName.h"
+#include "Maildir/MaildirTree.h"
 #include "Text/Ascii.h"
 
 namespace qs {
@@ -51,9 +52,13 @@ std::vector<LibraryMailboxRef> LibraryCore::refreshTree() {
 
 void LibraryCore::refreshAccount(const std::shared_ptr<LibraryAccount>& account,
                                  std::vector<LibraryMailboxRef>& found) {
+    const AccountRecord* record = book_->find(account->identifier());
+    if (record && record->kind == AccountKind::Maildir) addOthersTree(account, record->maildir, found);
+    const bool hasOwnInbox = !record || record->kind != AccountKind::Maildir;
     const auto root = folderOfAccount(account->identifier());
-    const bool isNewAccount = !Maildir(root, files_).exists();
-    std::vector<std::string> folders{""};
+    const bool isNewAccount = hasOwnInbox && !Maildir(root, files_).exists();
+    std::vector<std::string> folders;
+    if (hasOwnInbox) folders.push_back("");
     // A tree of our own making begins with the mailboxes that people look for. One that was there stays as it is.
     if (isNewAccount)
         for (const MailboxKind kind :
@@ -78,12 +83,28 @@ void LibraryCore::refreshAccount(const std::shared_ptr<LibraryAccount>& account,
     }
 }
 
+void LibraryCore::addOthersTree(const std::shared_ptr<LibraryAccount>& account, const std::filesystem::path& root,
+                                std::vector<LibraryMailboxRef>& found) {
+    const auto tree = foldersOfTree(root, files_);
+    if (watch_) watch_->add(root);
+    if (!tree)
+        return addNotice("The mail folder of “" + account->displayName() +
+                         "” can't be read: " + tree.error().description);
+    for (const TreeFolder& each : *tree) {
+        if (mailboxNamed(mailboxIdentifier(account->identifier(), each.key))) continue;
+        auto mailbox = std::make_shared<LibraryMailbox>(account, each.key, each.kind, Maildir(each.path, files_), true,
+                                                        std::static_pointer_cast<LibraryCore>(shared_from_this()));
+        const std::lock_guard hold(tree_);
+        found.push_back(mailboxes_.emplace(mailbox->indexed().number, std::move(mailbox)).first->second);
+    }
+}
+
 Result<LibraryMailboxRef> LibraryCore::addMailbox(const std::shared_ptr<LibraryAccount>& account,
                                                   const std::string& folder) {
     const auto root = folderOfAccount(account->identifier());
     const Maildir maildir(folder.empty() ? root : root / ("." + folder), files_);
     if (auto made = maildir.create(!folder.empty()); !made) return failed(made);
-    auto mailbox = std::make_shared<LibraryMailbox>(account, folder, maildir,
+    auto mailbox = std::make_shared<LibraryMailbox>(account, folder, kindOfFolder(folder), maildir, false,
                                                     std::static_pointer_cast<LibraryCore>(shared_from_this()));
     const std::lock_guard hold(tree_);
     return mailboxes_.emplace(mailbox->indexed().number, mailbox).first->second;
@@ -150,6 +171,9 @@ std::shared_ptr<Mailbox> LibraryCore::mailbox(std::string_view account, MailboxK
     if (!owner || kind == MailboxKind::User) return nullptr;
     const std::string folder = folderOfKind(kind);
     if (auto known = mailboxNamed(mailboxIdentifier(owner->identifier(), folder))) return known;
+    // In a tree of others it may go by another name.
+    for (const LibraryMailboxRef& each : allMailboxes())
+        if (each->isOthers() && each->kind() == kind && each->accountIdentifier() == account) return each;
     if (!create) return nullptr;
     auto made = addMailbox(owner, folder);
     if (!made) {
@@ -169,6 +193,9 @@ std::shared_ptr<Mailbox> LibraryCore::mailbox(std::string_view account, MailboxK
 Result<std::shared_ptr<Mailbox>> LibraryCore::createMailbox(std::string_view account, std::string_view name) {
     const auto owner = accountNamed(account);
     if (!owner) return failure(noAccount());
+    if (const auto* record = book_->find(account); record && record->kind == AccountKind::Maildir)
+        return failure(std::string(kMailLibraryErrorDomain), kMailLibraryInvalidName,
+                       "The folders of this account are kept by another program. Please make the mailbox there.");
     const auto folder = folderNameFromPath(trimmedAscii(name));
     if (!folder)
         return failure(std::string(kMailLibraryErrorDomain), kMailLibraryInvalidName,

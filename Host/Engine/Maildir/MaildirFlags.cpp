@@ -42,10 +42,11 @@ bool isKeywordLetter(char c) { return c >= 'a' && c <= 'z'; }
 
 }  // namespace
 
-MaildirKeywords MaildirKeywords::load(const std::filesystem::path& maildir, FileSystem& files) {
+MaildirKeywords MaildirKeywords::load(const std::filesystem::path& maildir, FileSystem& files, bool isOthers) {
     MaildirKeywords keywords;
     keywords.file_ = maildir / "dovecot-keywords";
     keywords.files_ = &files;
+    keywords.isOthers_ = isOthers;
     const auto content = files.readStart(keywords.file_, kLargestKeywordFile);
     if (!content) return keywords;
     std::string_view rest = *content;
@@ -120,6 +121,7 @@ Result<std::string> lettersWithFlags(std::string_view letters, const MessageFlag
             if (const auto letter = keywords.letterOf(name)) setLetter(result, *letter, false);
             return {};
         }
+        if (!keywords.canHold(name)) return {};
         const auto letter = keywords.assignLetter(name);
         if (!letter) return failed(letter);
         setLetter(result, *letter, true);
@@ -143,7 +145,9 @@ Result<std::string> lettersForOtherFolder(std::string_view letters, const Maildi
             result += letter;
             continue;
         }
-        const auto other = to.assignLetter(name.value_or("Unnamed-" + std::string(1, letter)));
+        const std::string wanted = name.value_or("Unnamed-" + std::string(1, letter));
+        if (!to.canHold(wanted)) continue;
+        const auto other = to.assignLetter(wanted);
         if (!other) return failed(other);
         result += *other;
     }

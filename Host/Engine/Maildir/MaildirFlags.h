@@ -23,8 +23,10 @@ struct FlagChange;
 // The keyword names of one folder. A snapshot: read it anew for each piece of work. Blocking.
 class MaildirKeywords {
 public:
-    // A missing or unreadable file is an empty list.
-    static MaildirKeywords load(const std::filesystem::path& maildir, FileSystem& files);
+    // A missing or unreadable file is an empty list. Where another program keeps the list (`isOthers`), no name is
+    // added to it: what it has no letter for is not kept.
+    static MaildirKeywords load(const std::filesystem::path& maildir, FileSystem& files, bool isOthers = false);
+    bool canHold(std::string_view name) const { return !isOthers_ || letterOf(name); }
 
     std::optional<std::string> nameOf(char letter) const;
     std::optional<char> letterOf(std::string_view name) const;
@@ -34,6 +36,7 @@ public:
 private:
     std::filesystem::path file_;
     FileSystem* files_ = nullptr;
+    bool isOthers_ = false;
     std::map<char, std::string> names_;
 };
 

@@ -1,0 +1,87 @@
+#include "Accounts/AccountChanges.h"
+
+#include <algorithm>
+
+#include "AccountBook.h"
+#include "Accounts/AccountSecrets.h"
+#include "Application/HostInstances.h"
+#include "DeliveryService.h"
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+#include "Foundation/NotificationCenter.h"
+#include "Foundation/RunLoop.h"
+#include "MailEngine.h"
+#include "MailLibrary.h"
+#include "Text/Ascii.h"
+
+namespace qs {
+
+namespace {
+
+constexpr std::size_t kLongestName = 40;
+
+// A new tree may be large, so it is read elsewhere. `then` runs there, too.
+void tellOfChange(std::function<void()> then = nullptr) {
+    NotificationCenter::defaultCenter().post(std::string(MailAccountsDidChangeNotification));
+    RunLoop::main().postToGlobalQueue(
+        [library = std::dynamic_pointer_cast<MailLibrary>(HostInstances::current().library), then = std::move(then)] {
+            if (library) library->accountsDidChange();
+            if (then) then();
+        });
+}
+
+Result<void> removeTree(FileSystem& files, const std::filesystem::path& folder) {
+    const auto entries = files.list(folder);
+    if (!entries) return failed(entries);
+    for (const FileInfo& entry : *entries)
+        if (auto gone = entry.isFolder ? removeTree(files, entry.path) : files.remove(entry.path); !gone) return gone;
+    return files.remove(folder);
+}
+
+}  // namespace
+
+std::string freshAccountIdentifier(MailEngine& engine, std::string_view address) {
+    std::string name;
+    for (const char c : asciiLowered(address.substr(0, kLongestName)))
+        if (isAsciiLetter(c) || isAsciiDigit(c))
+            name += c;
+        else if (!name.empty() && name.back() != '-')
+            name += '-';
+    while (name.ends_with('-'))
+        name.pop_back();
+    if (name.empty()) name = "account";
+    const auto isTaken = [&](const std::string& wanted) {
+        return engine.accounts().find(wanted) || engine.files().exists(engine.dataFolder() / "Mail" / wanted);
+    };
+    std::string fresh = name;
+    for (int number = 2; isTaken(fresh); ++number)
+        fresh = name + "-" + std::to_string(number);
+    return fresh;
+}
+
+Result<void> putAccount(MailEngine& engine, AccountRecord record) {
+    if (auto put = engine.accounts().put(std::move(record)); !put) return put;
+    tellOfChange();
+    return {};
+}
+
+Result<void> removeAccount(MailEngine& engine, std::string_view identifier, MailOfAccount mail) {
+    const std::string name(identifier);
+    const AccountRecord* const record = engine.accounts().find(name);
+    if (!record) return {};
+    const bool isOurs = record->kind != AccountKind::Maildir;
+    if (std::ranges::any_of(engine.deliveries().taken(), [&](const auto& status) { return status.account == name; }))
+        return failure("AccountChanges", 1, "A message of this account is just being sent. Please try again later.");
+    if (auto removed = engine.accounts().remove(name); !removed) return removed;
+    const auto folder = engine.dataFolder() / "Mail" / name;
+    const bool deletes = isOurs && mail == MailOfAccount::Goes;
+    tellOfChange([&files = engine.files(), name, folder, deletes] {
+        account_secrets::forget(name);
+        if (!deletes) return;
+        if (auto gone = removeTree(files, folder); !gone)
+            logError("the mail of a removed account is not all deleted: " + gone.error().description);
+    });
+    return {};
+}
+
+}  // namespace qs

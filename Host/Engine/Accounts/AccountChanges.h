@@ -1,0 +1,28 @@
+// Adding, changing and removing accounts with all that hangs on them. Main thread.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Foundation/Result.h"
+
+namespace qs {
+
+class MailEngine;
+struct AccountRecord;
+
+// Posted on the default notification centre after the book has changed. The library follows a moment later.
+inline constexpr std::string_view MailAccountsDidChangeNotification = "MailAccountsDidChange";
+
+// Letters and digits of the address, unlike that of any account and any folder of mail that a removed one left.
+std::string freshAccountIdentifier(MailEngine& engine, std::string_view address);
+// Adds or replaces.
+Result<void> putAccount(MailEngine& engine, AccountRecord record);
+enum class MailOfAccount {
+    Stays,  // its folder is left as it is
+    Goes    // deleted, but never a Maildir tree of the person's own
+};
+// The passwords go, too. Fails, and changes nothing, while a message of the account is being sent.
+Result<void> removeAccount(MailEngine& engine, std::string_view identifier, MailOfAccount mail);
+
+}  // namespace qs
