@@ -22,8 +22,6 @@ namespace qs {
 
 namespace {
 
-constexpr std::size_t kBufferStart = 1024;
-
 Error renderingError(std::string_view format, std::initializer_list<Value> arguments = {}) {
     return mustacheError(GRMustacheErrorCodeRenderingError, stringWithFormat(format, arguments));
 }
@@ -188,9 +186,10 @@ GRMustacheRenderingEngine::GRMustacheRenderingEngine(GRMustacheContentType conte
 
 Result<std::string> GRMustacheRenderingEngine::renderTemplateAST(const GRMustacheTemplateAST& ast,
                                                                  GRMustacheContentType contentType,
-                                                                 const GRMustacheContext& context, bool& HTMLSafe) {
+                                                                 const GRMustacheContext& context, bool& HTMLSafe,
+                                                                 std::size_t roomFor) {
     std::string buffer;
-    buffer.reserve(kBufferStart);
+    buffer.reserve(roomFor);
     GRMustacheRenderingEngine engine(contentType, context, buffer);
     if (!engine.walk(ast)) return failure(engine.thread_.takeError());
     HTMLSafe = contentType == GRMustacheContentType::HTML;

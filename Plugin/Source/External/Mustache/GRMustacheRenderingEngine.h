@@ -20,9 +20,9 @@ public:
     // Context and buffer must outlive the engine. What the buffer held before stays.
     GRMustacheRenderingEngine(GRMustacheContentType contentType, const GRMustacheContext& context, std::string& buffer);
 
-    // The tree's text; `HTMLSafe` tells whether it is HTML.
+    // The tree's text, with room for that many bytes at first; `HTMLSafe` tells whether it is HTML.
     static Result<std::string> renderTemplateAST(const GRMustacheTemplateAST& ast, GRMustacheContentType contentType,
-                                                 const GRMustacheContext& context, bool& HTMLSafe);
+                                                 const GRMustacheContext& context, bool& HTMLSafe, std::size_t roomFor);
 
     // The rules for every value: its rendering at the end of `out`, not escaped.
     static Result<void> appendValue(const GRMustacheValue& value, const GRMustacheTag& tag, bool asEnumerationItem,

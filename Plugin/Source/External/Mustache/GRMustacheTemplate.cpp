@@ -1,5 +1,6 @@
 #include "GRMustacheTemplate.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Foundation/Assertion.h"
@@ -98,7 +99,10 @@ Result<std::string> GRMustacheTemplate::renderObjectsFromArray(const GRMustacheA
 Result<std::string> GRMustacheTemplate::renderContentWithContext(const GRMustacheContext& context,
                                                                  bool& HTMLSafe) const {
     const GRMustacheRenderingEngine::RepositoryInUse inUse(repository_);
-    return GRMustacheRenderingEngine::renderTemplateAST(*tree_, tree_->contentType(), context, HTMLSafe);
+    auto text = GRMustacheRenderingEngine::renderTemplateAST(*tree_, tree_->contentType(), context, HTMLSafe,
+                                                             usualLength_.load(std::memory_order_relaxed));
+    if (text) usualLength_.store(std::clamp(text->size(), kShortest, kLongest), std::memory_order_relaxed);
+    return text;
 }
 
 Result<std::string> GRMustacheTemplate::renderForMustacheTag(const GRMustacheTag&, const GRMustacheContext& context,

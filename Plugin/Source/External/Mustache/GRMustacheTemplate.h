@@ -7,6 +7,8 @@
 // Used as a value, a template renders itself with what the tag sees: a partial chosen by the data.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -66,6 +68,10 @@ public:
 private:
     std::shared_ptr<GRMustacheTemplateRepository> repository_;
     std::shared_ptr<const GRMustacheTemplateAST> tree_;
+    // How long the last text was: the next one gets that much room at once. Within bounds, so that one long text does
+    // not make every later one large.
+    static constexpr std::size_t kShortest = 1024, kLongest = 64 * 1024;
+    mutable std::atomic<std::size_t> usualLength_ = kShortest;
     GRMustacheContextRef baseContext_;
 };
 
