@@ -7,6 +7,27 @@ const { keyTarget, selectOnly, toggle, extend } = await load('list/selection.ts'
 const { describeDelivery } = await load('list/describeDelivery.ts');
 const { describeRow } = await load('list/describeRow.ts');
 
+const { lastWord, personTyped, suggestOperators, withPerson } = await load('list/searchOperators.ts');
+
+test('the search field offers what the word under way could become', () => {
+  const labels = (text) => suggestOperators(text).map(({ label }) => label);
+  assert.ok(labels('').length > 5);
+  for (const [text, offered] of [
+    ['fr', ['from:']], ['lunch is:', ['is:unread', 'is:flagged']], ['lunch -Fro', ['-from:']], ['from:', []], ['from:ada', []],
+    ['has:attachment', []], ['lunch', []], ['"to', []],
+  ])
+    assert.deepEqual(labels(text), offered, text);
+  assert.equal(suggestOperators('lunch has')[0].text, 'lunch has:attachment ');
+  assert.equal(suggestOperators('lunch -be')[0].text, 'lunch -before:');
+});
+
+test('people are offered behind from: and to:, also between quotation marks', () => {
+  for (const [text, person] of [['from:ada', 'ada'], ['x -to:"ada lo', 'ada lo'], ['from:', null], ['from:ada x', null], ['ada', null]])
+    assert.equal(personTyped(text), person, text);
+  assert.equal(withPerson('x from:"ada lo', 'ada@a.example'), 'x from:ada@a.example ');
+  assert.equal(lastWord('a "b c'), '"b c');
+});
+
 test('rows in view and some around them are drawn, never more than there are', () => {
   assert.deepEqual(rowsToDraw(0, 500, 50, 1000, 5), { first: 0, count: 15 });
   assert.deepEqual(rowsToDraw(1000, 500, 50, 1000, 5), { first: 15, count: 20 });
