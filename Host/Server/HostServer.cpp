@@ -4,11 +4,15 @@
 #include <cerrno>
 
 #include "BundleLoader.h"
+#include "Foundation/NotificationCenter.h"
 #include "HttpServer/HttpServer.h"
 #include "MailApplication.h"
+#include "MailEngine.h"
+#include "MailLibrary.h"
 #include "MailRoutes.h"
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
+#include "NewMailNotice.h"
 #include "PageConnection.h"
 #include "PageFiles.h"
 #include "PageState.h"
@@ -46,6 +50,11 @@ public:
         application.setPageRequestHandler([this](std::string_view what, std::string_view window) {
             tellAll(json::serialize(json::object{{"type", what}, {"window", window}}));
         });
+        newMail_ = NotificationCenter::defaultCenter().addObserver(
+            std::string(MailLibraryMessagesWereAddedNotification), [this](const Notification& added) {
+                if (auto notice = newMailNotice(application_->engine().library(), added); !notice.empty())
+                    tellAll(notice);
+            });
         http_->start({
             .refuse = [this](const HttpServerRequest& head) { return refuse(head); },
             .bodyLimit =
@@ -139,6 +148,7 @@ private:
     PageSections sections_;
     std::vector<std::shared_ptr<PageConnection>> pages_;
     ResourceProxy proxy_;
+    ObservationRef newMail_;
     std::unique_ptr<HttpServer> http_;  // goes first: nothing calls back afterwards
 };
 

@@ -6,6 +6,7 @@
 #include "Compose/HeadersEditor.h"
 #include "ComposeWindow.h"
 #include "DeliveryService.h"
+#include "HostSettings.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
 #include "MainViewer.h"
@@ -45,7 +46,8 @@ json::value appSection(MailApplication& application) {
                         {"icon", application.applicationIconImage()},
                         {"notices", std::move(notices)},
                         {"waiting", application.engine().deliveries().waitingCount()},
-                        {"version", kVersion}};
+                        {"version", kVersion},
+                        {"notifies", notifiesOfNewMail()}};
 }
 
 json::value accountsSection(MailApplication& application) {
@@ -96,6 +98,8 @@ json::value viewerSection(MailApplication& application) {
     auto toolbar = viewer.toolbar();
     model["toolbar"] = toolbar ? toolbarJson(application, *toolbar) : json::array();
     addSheet(model, viewer.window().get());
+    if (const auto move = viewer.lastMove())
+        model["lastMove"] = json::object{{"number", move->number}, {"text", move->text}};
     return model;
 }
 

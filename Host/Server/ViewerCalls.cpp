@@ -171,6 +171,13 @@ void addViewerCalls(CallTable& table) {
         require(context.application.viewer().moveTo(arguments::ids(args), arguments::text(args, "mailbox")));
         return nullptr;
     };
+    table["message.undoMove"] = [](CallContext& context, const json::object& args) -> json::value {
+        const auto last = context.application.viewer().lastMove();
+        if (!last || last->number != arguments::number(args, "number"))
+            throw CallRefused("Something else was moved since then.");
+        context.application.viewer().undoMove();
+        return nullptr;
+    };
     table["message.resolveDoubt"] = resolveDoubt;
     table["banner.press"] = pressBanner;
     table["message.tryAgain"] = tryAgain;

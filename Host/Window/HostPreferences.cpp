@@ -3,6 +3,7 @@
 #include "Foundation/Format.h"
 #include "HostSettings.h"
 #include "MailEngine.h"
+#include "Models/ModelChanges.h"
 #include "PreferencesWindowObject.h"
 #include "Settings/UserDefaults.h"
 
@@ -44,6 +45,10 @@ public:
              .note = {},
              .controls = {defaultAccount(), checkBox(kComposePlainText, "Write new messages as plain text"),
                           checkBox(kQuoteOriginalMessage, "Quote the text that a message replies to")}});
+        form->groups.push_back(
+            {.title = "New mail",
+             .note = "Your browser asks whether it may, and is silent while you look at this page.",
+             .controls = {notifications(), checkBox(kNotificationsTellContent, "Name the sender and the subject")}});
         form->groups.push_back({.title = "Reading", .note = {}, .controls = {contactPhotos(), pictureSenders()}});
         return form;
     }
@@ -61,6 +66,15 @@ private:
         const std::string chosen = defaultAccountIdentifier();
         control.value = accounts_.find(chosen) ? chosen : std::string();
         control.onChange = [](const Value& value) { store(kDefaultAccount, value.stringValue()); };
+        return control;
+    }
+
+    static FormControl notifications() {
+        FormControl control = checkBox(kNotifyOfNewMail, "Let the browser tell me of new mail");
+        control.onChange = [](const Value& value) {
+            store(kNotifyOfNewMail, value.boolValue());
+            noteModelChange();
+        };
         return control;
     }
 
@@ -91,8 +105,9 @@ std::string serverText(const AccountRecord& account) {
     if (!account.outgoing) return "Delivers to the other accounts of this program only";
     const char* security = account.outgoing->security == TransportSecurity::Tls        ? "TLS"
                            : account.outgoing->security == TransportSecurity::StartTls ? "STARTTLS"
-                                                                                    : "without encryption";
-    return stringWithFormat("Sends through %@, port %ld, %@", {account.outgoing->host, account.outgoing->port, security});
+                                                                                       : "without encryption";
+    return stringWithFormat("Sends through %@, port %ld, %@",
+                            {account.outgoing->host, account.outgoing->port, security});
 }
 
 class AccountPreferences : public PreferencesModule {

@@ -21,13 +21,17 @@ void registerHostSettings() {
                                                {std::string(kDefaultAccount), ""},
                                                {std::string(kQuoteOriginalMessage), true},
                                                {std::string(kComposePlainText), false},
-                                               {std::string(kShowConversations), true}});
+                                               {std::string(kShowConversations), true},
+                                               {std::string(kNotifyOfNewMail), false},
+                                               {std::string(kNotificationsTellContent), false}});
 }
 
 std::string defaultAccountIdentifier() { return UserDefaults::suite("")->stringForKey(kDefaultAccount); }
 bool quotesOriginalMessage() { return UserDefaults::suite("")->boolForKey(kQuoteOriginalMessage); }
 bool composesPlainText() { return UserDefaults::suite("")->boolForKey(kComposePlainText); }
 bool showsConversations() { return UserDefaults::suite("")->boolForKey(kShowConversations); }
+bool notifiesOfNewMail() { return UserDefaults::suite("")->boolForKey(kNotifyOfNewMail); }
+bool notificationsTellContent() { return UserDefaults::suite("")->boolForKey(kNotificationsTellContent); }
 
 bool showsRemotePicturesOf(std::string_view address) {
     return !address.empty() && isListed(address, kRemotePictureSenders);

@@ -19,6 +19,8 @@ inline constexpr std::string_view kRemotePictureSenders = "RemotePictureSenders"
 // Servers of such pictures that may be on this machine, as "127.0.0.1:8025": an array of strings. Others are only
 // fetched from the public network.
 inline constexpr std::string_view kLocalPictureServers = "LocalPictureServers";
+inline constexpr std::string_view kNotifyOfNewMail = "NotifyOfNewMail";                    // boolean
+inline constexpr std::string_view kNotificationsTellContent = "NotificationsTellContent";  // boolean
 
 // Adds the values that count before anything was chosen. Idempotent.
 void registerHostSettings();
@@ -27,6 +29,8 @@ std::string defaultAccountIdentifier();                // empty when none was ch
 bool quotesOriginalMessage();                          // replies and forwards carry the text that they answer
 bool composesPlainText();                              // new messages begin as plain text
 bool showsConversations();                             // beside a message, those that belong to it
+bool notifiesOfNewMail();                              // by the browser
+bool notificationsTellContent();                       // with sender and subject
 bool showsRemotePicturesOf(std::string_view address);  // in any case
 void alwaysShowRemotePicturesOf(std::string_view address);
 bool isLocalPictureServer(std::string_view hostAndPort);

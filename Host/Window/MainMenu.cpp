@@ -64,7 +64,7 @@ std::shared_ptr<Menu> makeFileMenu() {
 
 // Cutting, copying and pasting text are the browser's.
 std::shared_ptr<Menu> makeEditMenu() {
-    return makeMenu("Edit", {{"Undo Move", "undoMove:", "z"},
+    return makeMenu("Edit", {{"Undo Move", "undoMove:", "z", kCommandKey},
                              {"Select All Messages", "selectAllMessages:"},
                              kSeparator,
                              {"Find…", "performFindPanelAction:", "f", kCommandKey | kShiftKey},

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "MailLibrary.h"
+#include "MoveHistory.h"
 #include "Viewer/MessageViewer.h"
 
 namespace qs {
@@ -51,6 +52,9 @@ public:
     virtual void open(std::int64_t id) = 0;  // a double click; drafts and outbox mail open for editing
     virtual Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) = 0;
     virtual Result<void> moveTo(const std::vector<std::int64_t>& ids, std::string_view mailbox) = 0;
+    // The last move that can be taken back, and taking it back.
+    virtual std::optional<MoveHistory::Last> lastMove() const = 0;
+    virtual void undoMove() = 0;
 };
 
 }  // namespace qs

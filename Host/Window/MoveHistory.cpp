@@ -31,13 +31,18 @@ std::optional<std::int64_t> findMoved(MailLibrary& library, const MoveHistory::M
 }
 
 MoveHistory::Moved MoveHistory::describe(const MessageSummary& before, std::string to) {
-    return {before.id, before.messageID, before.size, before.mailbox, std::move(to)};
+    return {before.id, before.messageID, before.size, before.mailbox, std::move(to), before.flags.junk};
 }
 
-void MoveHistory::add(std::string name, std::vector<Moved> moved) {
+void MoveHistory::add(std::string name, std::string text, std::vector<Moved> moved) {
     if (moved.empty()) return;
     if (moves_.size() == kMostMoves) moves_.erase(moves_.begin());
-    moves_.push_back({std::move(name), std::move(moved)});
+    moves_.push_back({++lastNumber_, std::move(name), std::move(text), std::move(moved)});
+}
+
+std::optional<MoveHistory::Last> MoveHistory::last() const {
+    if (moves_.empty()) return std::nullopt;
+    return Last{moves_.back().number, moves_.back().text};
 }
 
 std::string MoveHistory::lastName() const { return moves_.empty() ? std::string() : moves_.back().name; }
@@ -48,16 +53,22 @@ Result<void> MoveHistory::undo(MailLibrary& library) {
     moves_.pop_back();
     std::map<std::string, std::vector<std::int64_t>> idsBySource;
     std::set<std::int64_t> taken;
+    std::vector<std::int64_t> toMark[2];  // what is to be no junk again, and what is to be junk
     std::int64_t missing = 0;
     for (const Moved& moved : last.messages) {
         if (const auto id = findMoved(library, moved, taken)) {
             taken.insert(*id);
             idsBySource[moved.from].push_back(*id);
+            const auto now = library.summary(*id);
+            if (now && now->flags.junk != moved.isJunk) toMark[moved.isJunk ? 1 : 0].push_back(*id);
         } else {
             ++missing;
         }
     }
     Result<void> result;
+    for (const bool isJunk : {false, true})
+        if (const auto& ids = toMark[isJunk ? 1 : 0]; !ids.empty())
+            if (auto marked = library.setFlags(ids, {.junk = isJunk}); !marked) result = marked;
     for (const auto& [source, ids] : idsBySource) {
         const auto mailbox = library.mailboxWithIdentifier(source);
         if (!mailbox) {

@@ -1,6 +1,7 @@
 // Messages between mailboxes: archive, junk, trash, other places, and back again.
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "DeliveryService.h"
 #include "Foundation/Format.h"
@@ -18,6 +19,16 @@ std::vector<std::int64_t> idsOf(const MessageList& messages) {
     for (const MessageRef& message : messages)
         if (message) ids.push_back(message->libraryID());
     return ids;
+}
+
+// "3 messages moved to Archive."; without a place when there are several.
+std::string describeMove(const std::vector<MoveHistory::Moved>& moved, MailLibrary& library) {
+    std::set<std::string> places;
+    for (const MoveHistory::Moved& one : moved)
+        if (const auto mailbox = library.mailboxWithIdentifier(one.to)) places.insert(mailbox->displayName());
+    const auto count = static_cast<std::int64_t>(moved.size());
+    const std::string what = count == 1 ? "Message moved" : stringWithFormat("%ld messages moved", {count});
+    return places.size() == 1 ? what + " to " + *places.begin() + "." : what + ".";
 }
 
 constexpr const char* kNoOutbox = "Messages are not moved into an outbox. To send one again, forward it.";
@@ -70,7 +81,8 @@ Result<void> ViewerObject::moveOrTakeBack(std::vector<std::int64_t> ids, Mailbox
 }
 
 // Goes on past a failure, so that what can be moved is; the last failure is told.
-Result<void> ViewerObject::transfer(const std::vector<Target>& targets, const std::string& undoName, bool allowUndo) {
+Result<void> ViewerObject::transfer(const std::vector<Target>& targets, const std::string& undoName, bool allowUndo,
+                                    std::optional<bool> marksJunk) {
     Result<void> result;
     std::vector<MoveHistory::Moved> moved;
     std::vector<std::int64_t> gone;
@@ -87,6 +99,8 @@ Result<void> ViewerObject::transfer(const std::vector<Target>& targets, const st
             if (const auto row = rows_.rowOf(id)) firstRow = std::min(*row, firstRow.value_or(*row));
         }
         if (ids.empty()) continue;
+        if (marksJunk)
+            if (auto marked = library().setFlags(ids, {.junk = *marksJunk}); !marked) result = marked;
         if (auto done = moveOrTakeBack(ids, *target.mailbox); !done) result = done;
         for (MoveHistory::Moved& one : going) {
             const auto now = library().summary(one.id);
@@ -97,7 +111,10 @@ Result<void> ViewerObject::transfer(const std::vector<Target>& targets, const st
             if (source && source->kind() != MailboxKind::Outbox) moved.push_back(std::move(one));
         }
     }
-    if (allowUndo) moves_.add(undoName, std::move(moved));
+    if (allowUndo) {
+        std::string text = describeMove(moved, library());
+        moves_.add(undoName, std::move(text), std::move(moved));
+    }
     selectAfterMove(gone, firstRow);
     return result;
 }
@@ -137,8 +154,9 @@ void ViewerObject::archive() { moveSelection(MailboxKind::Archive, "Archive"); }
 
 void ViewerObject::junk() {
     const bool fromJunk = selectionIsIn(MailboxKind::Junk);
-    tellFailure("The messages can't be marked", setFlags(selected_, {.junk = !fromJunk}));
-    moveSelection(fromJunk ? MailboxKind::Inbox : MailboxKind::Junk, fromJunk ? "Not Junk" : "Junk");
+    const auto targets = targetsOfKind(selectedMessages(), fromJunk ? MailboxKind::Inbox : MailboxKind::Junk);
+    tellFailure("Not everything could be moved",
+                transfer(targets, fromJunk ? "Not Junk" : "Junk", true, /*marksJunk=*/!fromJunk));
 }
 
 // From the trash for good, from everywhere else into the trash.

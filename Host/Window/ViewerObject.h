@@ -43,6 +43,8 @@ public:
     void open(std::int64_t id) override;
     Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) override;
     Result<void> moveTo(const std::vector<std::int64_t>& ids, std::string_view mailbox) override;
+    std::optional<MoveHistory::Last> lastMove() const override { return moves_.last(); }
+    void undoMove() override;
     // MessageViewer
     std::shared_ptr<Window> window() const override { return window_; }
     std::shared_ptr<Toolbar> toolbar() const override;
@@ -68,7 +70,6 @@ public:
     void junk();
     void remove();
     void moveToRepresented(HostObject* sender);
-    void undoMove();
     void emptyTrash();
     void selectAll();
     void selectNeighbour(int step, bool unreadOnly);
@@ -86,7 +87,8 @@ private:
         std::shared_ptr<Mailbox> mailbox;
     };
     std::vector<Target> targetsOfKind(const MessageList& messages, MailboxKind kind);
-    Result<void> transfer(const std::vector<Target>& targets, const std::string& undoName, bool allowUndo);
+    Result<void> transfer(const std::vector<Target>& targets, const std::string& undoName, bool allowUndo,
+                          std::optional<bool> marksJunk = {});
     void makeTable();
     Result<void> moveOrTakeBack(std::vector<std::int64_t> ids, Mailbox& to);
     Result<void> copyTo(const MessageList& messages, Mailbox& toMailbox);

@@ -58,12 +58,15 @@ export function retryConnection(): void {
   connection?.connect();
 }
 
+export type NewMail = Extract<ServerMessage, { type: 'newMail' }>;
+
 /** Messages of the host that are neither answers nor models are passed to these, set by who draws the thing. */
 export const signals = {
   chooseFile: (_window: string): void => undefined,
   focusWindow: (_window: string): void => undefined,
   find: (): void => undefined,
   print: (_window: string): void => undefined,
+  newMail: (_mail: NewMail): void => undefined,
 };
 
 export function receive(message: ServerMessage): void {
@@ -92,6 +95,9 @@ export function receive(message: ServerMessage): void {
       break;
     case 'source':
       ui.set({ source: host.get().message?.id ?? null });
+      break;
+    case 'newMail':
+      signals.newMail(message);
       break;
     case 'goodbye':
       ui.set({ link: 'goodbye', linkText: message.text });

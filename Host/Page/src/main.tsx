@@ -5,6 +5,7 @@ import { Connection } from './connection';
 import { followAppearance } from './base/appearance';
 import { listenForKeys } from './keys/keyboard';
 import { keepPaneHistory } from './layout/paneHistory';
+import { watchNewMail } from './notifications';
 import { App } from './layout/App';
 import { forgetSession, openSession } from './session';
 import { ui } from './state';
@@ -40,6 +41,7 @@ async function start(): Promise<void> {
   listenForKeys();
   keepPaneHistory();
   followAppearance();
+  watchNewMail();
   const state = await openSession();
   if (state !== 'ready') {
     ui.set({ link: 'noSession' });

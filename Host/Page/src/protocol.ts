@@ -249,12 +249,18 @@ export interface TakenMessage {
 }
 
 export interface Sections {
-  app: { title: string; icon: string; notices: { id: number; text: string }[]; waiting: number; version: string };
+  app: {
+    title: string; icon: string; notices: { id: number; text: string }[]; waiting: number; version: string;
+    notifies: boolean; // the person wants to be told of new mail
+  };
   menu: MenuItemModel[]; // the main menu; each has a submenu
   accounts: AccountModel[];
   list: ListModel;
   message: MessageModel | null; // the one selected message
-  viewer: { toolbar: ToolbarItemModel[]; selectedCount: number; sheet?: FormModel };
+  viewer: {
+    toolbar: ToolbarItemModel[]; selectedCount: number; sheet?: FormModel;
+    lastMove?: { number: number; text: string }; // can be taken back; the number grows with each move
+  };
   compose: ComposeModel[];
   taken: TakenMessage[];
   alerts: AlertModel[];
@@ -273,6 +279,8 @@ export type ServerMessage =
   | { type: 'find'; window: string } // put the cursor into the search field
   | { type: 'print'; window: string } // print the selected message, or the message that is being written
   | { type: 'source'; window: string } // show /messages/<id>/source of the selected message
+  // Mail came into an inbox. The newest one; its sender and subject only where the person wants them told.
+  | { type: 'newMail'; count: number; id: Id; from?: string; subject?: string }
   | { type: 'goodbye'; text: string }; // the host stops
 
 // Page to host: {id, call, args}. Every call gets one reply or error with its id.
@@ -294,6 +302,7 @@ export interface Calls {
   'message.alwaysShowPictures': { id: Id }; // those on the web, of whoever sent this message
   'message.move': { ids: Id[]; mailbox: string };
   'banner.press': { button: string }; // of the selected message, by id
+  'message.undoMove': { number: number }; // of viewer.lastMove
   'message.tryAgain': { id: Id }; // in an outbox
   'message.resolveDoubt': { uniqueID: string; choice: 'sendAgain' | 'markSent' };
   'compose.new': { to?: string[] };

@@ -28,7 +28,7 @@ function mailbox(id, name, kind, unread, count, depth = 0) {
 
 function firstModels(inbox) {
   return {
-    app: { title: 'Quillstead Mail', icon: '', notices: [], waiting: 2, version: '1.0' },
+    app: { title: 'Quillstead Mail', icon: '', notices: [], waiting: 2, version: '1.0', notifies: false },
     menu: mainMenu,
     accounts: [
       {

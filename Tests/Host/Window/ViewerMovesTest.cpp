@@ -23,10 +23,12 @@ TEST_F(ViewerMovesTest, EachActionMovesTheSelectionAndCanBeUndone) {
         const char* action;
         MailboxKind target;
         const char* undo;
+        const char* told;
     };
     for (const Case& c :
-         {Case{"Archive", MailboxKind::Archive, "Undo Archive"}, Case{"Junk", MailboxKind::Junk, "Undo Junk"},
-          Case{"Move to Trash", MailboxKind::Trash, "Undo Move to Trash"}}) {
+         {Case{"Archive", MailboxKind::Archive, "Undo Archive", "2 messages moved to Archive."},
+          Case{"Junk", MailboxKind::Junk, "Undo Junk", "2 messages moved to Junk."},
+          Case{"Move to Trash", MailboxKind::Trash, "Undo Move to Trash", "2 messages moved to Trash."}}) {
         start();
         const auto ids = receive(3);
         const std::string undoTitle = c.undo;
@@ -37,12 +39,17 @@ TEST_F(ViewerMovesTest, EachActionMovesTheSelectionAndCanBeUndone) {
         EXPECT_THAT(in(MailboxKind::Inbox), ElementsAre("2")) << c.action;
         EXPECT_THAT(in(c.target), UnorderedElementsAre("1", "3")) << c.action;
         EXPECT_THAT(subjects(), ElementsAre("2")) << "the list follows at once";
+        ASSERT_TRUE(host->viewer().lastMove());
+        EXPECT_EQ(host->viewer().lastMove()->text, c.told);
 
         EXPECT_TRUE(isEnabled("Edit", "Undo Move"));
         ASSERT_TRUE(choose("Edit", undoTitle)) << "validating gave the item its full title";
         EXPECT_THAT(in(MailboxKind::Inbox), ElementsAre("3", "2", "1")) << c.action;
         EXPECT_THAT(in(c.target), IsEmpty()) << c.action;
         EXPECT_FALSE(isEnabled("Edit", undoTitle)) << "once";
+        EXPECT_FALSE(host->viewer().lastMove());
+        for (const MessageSummary& message : host->inboxOf("ada"))
+            EXPECT_FALSE(message.flags.junk) << c.action << ": what came back is as it was";
     }
 }
 

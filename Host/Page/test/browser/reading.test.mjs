@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
+import { axeFaults, callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
 
 before(startBrowser);
 after(stopBrowser);
@@ -139,6 +139,25 @@ test('single keys act on the list and not while text is typed', async (t) => {
   assert.equal(callsOf(host, 'toolbar.choose').length, before);
 });
 
+test('the search field offers operators and people, by keys and by the pointer', async (t) => {
+  const { page, host } = await open(t);
+  const field = page.getByRole('combobox', { name: 'Search messages' });
+  await field.click();
+  await field.pressSequentially('fr');
+  await page.keyboard.press('ArrowDown');
+  await page.keyboard.press('Enter');
+  assert.equal(await field.inputValue(), 'from:');
+  await field.pressSequentially('ada');
+  await page.getByRole('option', { name: 'Ada Lovelace' }).click();
+  assert.equal(await field.inputValue(), 'from:ada@analytical.example ');
+  await until(() => callsOf(host, 'list.search').at(-1)?.text === 'from:ada@analytical.example ', 'the search');
+  assert.deepEqual(await axeFaults(page), []);
+  await page.keyboard.press('Escape'); // the offers
+  await page.getByRole('option').first().waitFor({ state: 'hidden' });
+  await page.keyboard.press('Escape'); // the search
+  await until(() => callsOf(host, 'list.search').at(-1)?.text === '', 'the whole list');
+});
+
 test('menus work with the keyboard alone', async (t) => {
   const { page, host } = await open(t);
   await page.focus('.list-scroller');
@@ -152,6 +171,59 @@ test('menus work with the keyboard alone', async (t) => {
   await until(() => callsOf(host, 'menu.choose').length, 'the choice');
   assert.deepEqual(callsOf(host, 'menu.choose'), [{ item: '5.6.1', menu: 'main' }]);
   await until(() => page.evaluate(() => document.activeElement.className === 'list-scroller'), 'the focus coming back');
+});
+
+test('what was moved is told with a way back, and what was moved before the page came is not', async (t) => {
+  const { page, host } = await open(t);
+  const notices = page.getByRole('region', { name: 'Notices' });
+  host.push({ viewer: { ...host.models.viewer, lastMove: { number: 4, text: 'Message moved to Archive.' } } });
+  await notices.getByText('Message moved to Archive.').waitFor();
+  await notices.getByRole('button', { name: 'Undo' }).click();
+  await until(() => callsOf(host, 'message.undoMove').length, 'the way back');
+  assert.deepEqual(callsOf(host, 'message.undoMove'), [{ number: 4 }]);
+  await notices.getByText('moved to').waitFor({ state: 'detached' });
+  await page.reload();
+  await page.waitForSelector('.row');
+  assert.equal(await notices.getByText('moved to').count(), 0);
+});
+
+test('new mail is told by the browser to who looks elsewhere, and the browser is asked when it is switched on', async (t) => {
+  const { page, host } = await open(t);
+  await page.evaluate(() => {
+    window.told = [];
+    window.asked = 0;
+    window.Notification = class {
+      static permission = 'default';
+      static requestPermission() {
+        ++window.asked;
+        return Promise.resolve((this.permission = 'granted'));
+      }
+      constructor(title, { body }) {
+        window.told.push([title, body]);
+        window.last = this;
+      }
+      close() {}
+    };
+  });
+  const look = (here) => page.evaluate((value) => (document.hasFocus = () => value), here);
+  const told = () => page.evaluate(() => window.told);
+  await look(false);
+  host.send({ type: 'newMail', count: 1, id: 1002 });
+  host.push({ app: { ...host.models.app, notifies: true } });
+  await until(() => page.evaluate(() => window.asked === 1), 'the question');
+  assert.deepEqual(await told(), [], 'nothing before the browser allows it');
+  host.send({ type: 'newMail', count: 3, id: 1002 });
+  host.send({ type: 'newMail', count: 1, id: 1002, from: 'Ada', subject: '<b>Proofs</b>' });
+  await until(async () => (await told()).length === 2, 'both');
+  assert.deepEqual(await told(), [['3 new messages', ''], ['Ada', '<b>Proofs</b>']]);
+  await page.evaluate(() => window.last.onclick());
+  await until(() => callsOf(host, 'message.open').length, 'the message');
+  assert.deepEqual(callsOf(host, 'message.open'), [{ id: 1002 }]);
+  await look(true);
+  host.send({ type: 'newMail', count: 9, id: 1002 });
+  host.push({ app: { ...host.models.app, notifies: true, title: 'Later' } });
+  await until(() => page.title().then((title) => title.includes('Later')), 'what came behind it');
+  assert.equal((await told()).length, 2, 'who looks at the page sees it there');
 });
 
 test('the menu of the list opens at the row, and acts by its own paths', async (t) => {

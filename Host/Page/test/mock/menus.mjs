@@ -16,7 +16,7 @@ const snooze = ['Later today', 'Tomorrow', 'This weekend', 'Next week'].map((nam
 export const mainMenu = numbered([
   item('Mail', '', [], { submenu: [item('About this program'), line, item('Preferences…', ',', ['command']), line, item('Quit', 'q', both)] }),
   item('File', '', [], { submenu: [item('New Message', 'n', both), item('New Mailbox…'), line, item('Open', 'o', both), item('Save Draft', 's', ['command'], { enabled: false }), line, item('Print…', 'p', both)] }),
-  item('Edit', '', [], { submenu: [item('Undo Move', 'z', both), item('Select All Messages'), line, item('Find…', 'f', ['shift', 'command'])] }),
+  item('Edit', '', [], { submenu: [item('Undo Move', 'z', ['command']), item('Select All Messages'), line, item('Find…', 'f', ['shift', 'command'])] }),
   item('View', '', [], { submenu: [item('Next Message', 'ArrowDown', ['option']), item('Previous Message', 'ArrowUp', ['option']), line, item('Message Source', 'u', both)] }),
   item('Mailbox', '', [], { submenu: [item('Get New Mail', 'm', both), line, item('Mark All as Read')] }),
   item('Message', '', [], {
