@@ -28,9 +28,15 @@ std::shared_ptr<Window> preferencesWindow() {
     return panel ? panel->preferencesPanel() : nullptr;
 }
 
+// What has no worker yet is in the list as linked, for the worker's sake; a person must not be told that it works.
 std::string stateOf(const QSService& service) {
+    if (!service.hasSlaveClass()) return QSLocalizedString("Not available yet");
     if (service.linking()) return QSLocalizedString("Linking…");
     return service.linked() ? QSLocalizedString("Linked") : QSLocalizedString("Not linked");
+}
+
+std::string stateColorOf(const QSService& service) {
+    return service.hasSlaveClass() ? service.linkStateColor().hexString() : std::string();
 }
 
 FormControl button(std::string id, std::string title, bool isEnabled, std::function<void()> action) {
@@ -104,7 +110,7 @@ FormControl QSServicesPane::list() {
                                 .imageName = service->icon(),
                                 .detail = service->utility(),
                                 .state = stateOf(*service),
-                                .stateColor = service->linkStateColor().hexString()});
+                                .stateColor = stateColorOf(*service)});
         if (std::ranges::count(selected_, identifier) > 0) selected.push_back(identifier);
     }
     list.value = selected;
@@ -120,11 +126,11 @@ FormControl QSServicesPane::list() {
 std::vector<FormControl> QSServicesPane::buttons() {
     const auto chosen = selectedServices();
     const QSServiceRef only = chosen.size() == 1 ? chosen.front() : nullptr;
-    const bool canLink = only && (only->hasSlaveClass() || only->linked() ||
-                                  factsOfServiceType(only->serviceType()).link == QSLinkKind::AtOnce);
-    const std::string title = !only || (!only->linked() && !only->linking()) ? QSLocalizedString("Link")
-                              : only->linking()                              ? QSLocalizedString("Stop Linking")
-                                                                             : QSLocalizedString("Unlink");
+    // Without a worker nothing can be linked, but a password that was kept can be forgotten.
+    const bool canLink = only && (only->hasSlaveClass() || (only->linked() && only->canBeDeleted()));
+    const std::string title = !canLink || (!only->linked() && !only->linking()) ? QSLocalizedString("Link")
+                              : only->linking()                                 ? QSLocalizedString("Stop Linking")
+                                                                                : QSLocalizedString("Unlink");
     std::vector<FormControl> made;
     made.push_back(
         button("linkService", title, canLink, [self = shared_from_this(), only] { self->linkService(only); }));

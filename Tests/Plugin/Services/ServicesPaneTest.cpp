@@ -17,7 +17,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-constexpr int kDroplr = 3, kBox = 6, kFtp = 9, kEvernote = 10, kFlickr = 13;
+constexpr int kDroplr = 3, kBox = 6, kFtp = 9, kEvernote = 10, kGravatar = 11, kFlickr = 13, kTodoist = 21;
 
 class WaitingSlave : public QSServiceSlaveProtocol {
 public:
@@ -47,7 +47,7 @@ protected:
     void SetUp() override {
         startHost();
         Platform::current().keychain = Keychain::vault({host_->dataFolder() / "Keychain", {}, nullptr});
-        for (const int type : {kDroplr, kFtp, kEvernote})
+        for (const int type : {kDroplr, kFtp, kEvernote, kFlickr})
             manager().slaveClasses().setMaker(
                 type, [](const QSServiceRef& service) { return std::make_shared<WaitingSlave>(service); });
         preferences().show("Quillstead");
@@ -109,6 +109,26 @@ TEST_F(ServicesPaneTest, StatesAreToldByWordAndColourAndButtonsFitTheChoice) {
     EXPECT_TRUE(flickr->linked());
     set("services", Array{*flickr->uniqueIdentifier(), *manager().services().front()->uniqueIdentifier()});
     EXPECT_FALSE(control("linkService").enabled) << "one at a time";
+}
+
+TEST_F(ServicesPaneTest, WhatHasNoWorkerYetIsNotShownAsWorking) {
+    const auto gravatar = manager().servicesOfServiceType(kGravatar, true).at(0);
+    select(gravatar);
+    EXPECT_EQ(stateOf(gravatar), "Not available yet ");
+    EXPECT_EQ(control("linkService").label, "Link");
+    EXPECT_FALSE(control("linkService").enabled);
+    EXPECT_TRUE(gravatar->linked()) << "so that it works from the start once its worker is there";
+
+    const auto todoist = manager().addServiceOfType(kTodoist);
+    select(todoist);
+    EXPECT_FALSE(control("linkService").enabled);
+    todoist->setLogin("ada");
+    todoist->setPassword("swordfish");
+    todoist->markAsLinked(true);
+    EXPECT_EQ(stateOf(todoist), "Not available yet ");
+    EXPECT_EQ(control("linkService").label, "Unlink");
+    press("linkService");
+    EXPECT_FALSE(NUKeychain::checkForExistanceOfKeychainItem(todoist->keychainIdentifier(), "ada"));
 }
 
 TEST_F(ServicesPaneTest, AServiceWithoutItsKeysSaysSo) {
