@@ -26,9 +26,8 @@ std::string dateText(const QSTrackingPixelOpen& open) {
     return date ? formatDate(*date, {.pattern = localizedDatePattern(kDateFields), .locale = {}}) : std::string();
 }
 
-// City and country, as far as they are known.
-std::string placeOf(const QSTrackingPixelOpen& open, const char* bothFormat) {
-    const std::string city = open.city().value_or(""), country = open.country().value_or("");
+// What is known of city and country.
+std::string placeOf(const std::string& city, const std::string& country, const char* bothFormat) {
     if (!city.empty() && !country.empty()) return stringWithFormat(bothFormat, {city, country});
     return city.empty() ? country : city;
 }
@@ -39,9 +38,9 @@ FormOption rowFor(const QSTrackingPixelOpen& open, std::int64_t index) {
         if (!text.empty()) row.facts.push_back({icon.empty() ? icon : "plugin:" + icon, text});
     };
     add(open.systemIcon(), open.system());
-    if (open.application() != open.system()) add(open.applicationIcon(), open.application());
+    add(open.applicationIcon(), open.application());
     if (!open.userAgent()) add({}, QSLocalizedString("It was answered."));
-    row.detail = placeOf(open, "%@, %@");
+    row.detail = placeOf(open.city().value_or(""), open.country().value_or(""), "%@, %@");
     return row;
 }
 
@@ -82,14 +81,14 @@ void QSTrackingPixelOpenViewController::showRelativeTo(const std::shared_ptr<Vie
 }
 
 void QSTrackingPixelOpenViewController::showOnMap(const QSTrackingPixelOpen* open) {
-    const std::string place = open ? placeOf(*open, "%@,%@") : std::string();
+    const auto escaped = [](const std::optional<std::string>& text) { return urlEncodedString(text.value_or("")); };
+    const std::string place = open ? placeOf(escaped(open->city()), escaped(open->country()), "%@,%@") : std::string();
     const auto workspace = Platform::current().workspace;
     if (place.empty() || !workspace) return beep();
     std::string address = QSPluginDelegate::quillsteadDefaults().stringForKey("QSMapURL");
     constexpr std::string_view kPlace = "%@";
-    const std::string escaped = urlEncodedString(place);
-    for (auto at = address.find(kPlace); at != std::string::npos; at = address.find(kPlace, at + escaped.size()))
-        address.replace(at, kPlace.size(), escaped);
+    for (auto at = address.find(kPlace); at != std::string::npos; at = address.find(kPlace, at + place.size()))
+        address.replace(at, kPlace.size(), place);
     if (const auto opened = workspace->openURL(address); !opened) {
         logWarning("The map can't be opened: " + opened.error().description);
         beep();

@@ -129,7 +129,8 @@ TEST_F(OpenDetailsTest, TheBannerSaysHowOftenTheMessageWasOpened) {
 
 TEST_F(OpenDetailsTest, TheListShowsTheNewestOpenFirstAndLeadsToAMap) {
     startHost();
-    open(kUuid, Date{1'700'000'000}, "macOS 10.12|Apple Mail", "Zürich", "Switzerland");
+    open(kUuid, Date{1'699'999'000}, "Safari");
+    open(kUuid, Date{1'700'000'000}, "macOS 10.12|Apple Mail", "Zürich", "Curaçao, Bonaire");
     open(kUuid, Date{1'700'000'600}, nullptr);
     open(kUuid, Date{1'700'000'900}, "Windows 10|Outlook", nullptr, "Norway");
     const auto message = tracked(), other = tracked("6F9619FF-8B86-4D01-B42D-00C04FC964F0", "Other");
@@ -138,18 +139,21 @@ TEST_F(OpenDetailsTest, TheListShowsTheNewestOpenFirstAndLeadsToAMap) {
     const auto popover = QSTrackingPixelOpenViewController::sharedController().popover();
     ASSERT_TRUE(popover->isShown());
     const auto rows = table().options;
-    ASSERT_THAT(rows, SizeIs(3));
+    ASSERT_THAT(rows, SizeIs(4));
     EXPECT_THAT(rows[0].title, HasSubstr("10:28"));
     ASSERT_THAT(rows[0].facts, SizeIs(2));
     EXPECT_EQ(rows[0].facts[0].imageName, "plugin:windows_new");
     EXPECT_EQ(rows[0].facts[1].text, "Outlook");
     EXPECT_EQ(rows[0].detail, "Norway");
     EXPECT_EQ(rows[1].detail, "");
-    EXPECT_EQ(rows[2].detail, "Zürich, Switzerland");
+    EXPECT_EQ(rows[2].detail, "Zürich, Curaçao, Bonaire");
+    ASSERT_THAT(rows[3].facts, SizeIs(2)) << "one word stands for both";
+    EXPECT_EQ(rows[3].facts[0].imageName, "");
+    EXPECT_EQ(rows[3].facts[1].imageName, "plugin:safari");
     for (const auto& row : rows)
         table().onChange(row.value);
     EXPECT_THAT(workspace_->openedUrls, ElementsAre(testing::EndsWith("address=Norway"),
-                                                    testing::EndsWith("address=Z%C3%BCrich%2CSwitzerland")))
+                                                    testing::EndsWith("address=Z%C3%BCrich,Cura%C3%A7ao%2C%20Bonaire")))
         << "a reply has no place";
     select(other);
     EXPECT_FALSE(popover->isShown()) << "it is about another message";
