@@ -139,6 +139,17 @@ TEST_F(OAuthTest, EqualRefreshesAtOnceAreOneAndLaterOnesAreNot) {
     EXPECT_EQ(server_.requests().size(), 3u);
 }
 
+TEST_F(OAuthTest, EqualRequestsOfTwoClientsAreTwo) {
+    answer_ = {.body = R"({"access_token": "a"})"};
+    for (const char* client : {"one", "two", "one"})
+        AFOAuth2Manager(server_.url("/"), client, "s").authenticateUsingOAuthWithScope("t", "mail", nullptr, nullptr);
+    host_->settle();
+    std::vector<std::string> asked;
+    for (const WebRequest& request : server_.requests())
+        asked.push_back(request.header("Authorization"));
+    EXPECT_THAT(asked, ::testing::UnorderedElementsAre("Basic b25lOnM=", "Basic dHdvOnM="));
+}
+
 // Answers with what the test says, without any network.
 class PretendedHttp : public HttpClient {
 public:

@@ -69,6 +69,7 @@ public:
 
     const std::string& baseURL() const { return baseURL_; }
     AFHTTPRequestSerializer& requestSerializer() { return request_; }
+    const AFHTTPRequestSerializer& requestSerializer() const { return request_; }
     AFHTTPResponseSerializer& responseSerializer() { return response_; }
     TimeInterval timeoutInterval = 60;
 

@@ -134,7 +134,9 @@ TokenRequests::~TokenRequests() = default;
 
 HttpTaskRef TokenRequests::send(const AFHTTPSessionManager& session, std::string_view path, const Dictionary& form,
                                 Success success, Failure failure) {
-    const std::string key = session.urlOf(path) + "\n" + AFQueryStringFromParameters(Value(form));
+    // Who asks may stand in the header alone.
+    const std::string asking = session.requestSerializer().valueForHTTPHeaderField("Authorization").value_or("");
+    const std::string key = session.urlOf(path) + "\n" + asking + "\n" + AFQueryStringFromParameters(Value(form));
     auto& request = underWay_[key];
     if (request) return request->join(std::move(success), std::move(failure));
     request = std::make_shared<Request>(session, std::string(path), form, [this, key] { underWay_.erase(key); });
