@@ -15,7 +15,7 @@ export const hostileMails = [
   { name: 'a fold that opens', does: ['ran'], html: (p) => `<details open ontoggle="${run(p)}"><summary>a</summary></details>` },
   { name: 'an animation that starts', does: ['ran'], html: (p) => `<style>@keyframes k{}</style><p style="animation:k 1ms" onanimationstart="${run(p)}">a</p>` },
   { name: 'a frame with a script of its own', does: ['ran'], html: (p) => `<iframe srcdoc="<script>${run(p)}</script>"></iframe>` },
-  { name: 'a frame with an address that runs', does: ['ran'], html: (p) => `<iframe src="javascript:${run(p)}"></iframe>` },
+  { name: 'a frame with an address that runs', does: ['ran'], html: (p) => `<iframe src="javascript:void(${run(p)})"></iframe>` },
   { name: 'an object that frames a page', does: ['load'], html: (p) => `<object data="${p}/load" type="text/html"></object>` },
   { name: 'an embedded page', does: ['load'], html: (p) => `<embed src="${p}/load" type="text/html">` },
   { name: 'markup that changes when it is read again', does: ['ran'], html: (p) => `<math><mtext><table><mglyph><style><!--</style><img title="--&gt;&lt;img src=data:, onerror=&quot;${run(p)}&quot;&gt;"><img src="data:," onerror="${run(p)}">` },

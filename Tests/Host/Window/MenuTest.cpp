@@ -53,12 +53,13 @@ TEST_F(MenuTest, NoKeyIsTakenTwiceOrBelongsToTheBrowser) {
     std::map<std::string, std::vector<std::string>> keys;
     collectKeys(*host->application().mainMenu(), keys);
     EXPECT_GT(keys.size(), 20u);
+    // Not Ctrl+Z: a browser has no use for it but in a text, and there the page leaves it to the text.
     const std::set<std::string> ofBrowsers = {
-        "Ctrl+N",   "Ctrl+T",       "Ctrl+W",       "Ctrl+R",       "Ctrl+L",       "Ctrl+P",       "Ctrl+F",
-        "Ctrl+D",   "Ctrl+H",       "Ctrl+J",       "Ctrl+U",       "Ctrl+O",       "Ctrl+A",       "Ctrl+C",
-        "Ctrl+V",   "Ctrl+X",       "Ctrl+Z",       "Ctrl+Y",       "Ctrl+B",       "Ctrl+I",       "Ctrl+K",
-        "Ctrl+Q",   "Ctrl+Shift+N", "Ctrl+Shift+T", "Ctrl+Shift+W", "Ctrl+Shift+I", "Ctrl+Shift+J", "Ctrl+Shift+P",
-        "Alt+Left", "Alt+Right",    "Alt+D",        "Alt+F",        "Alt+E"};
+        "Ctrl+N",       "Ctrl+T",       "Ctrl+W",       "Ctrl+R",       "Ctrl+L",       "Ctrl+P",       "Ctrl+F",
+        "Ctrl+D",       "Ctrl+H",       "Ctrl+J",       "Ctrl+U",       "Ctrl+O",       "Ctrl+A",       "Ctrl+C",
+        "Ctrl+V",       "Ctrl+X",       "Ctrl+Y",       "Ctrl+B",       "Ctrl+I",       "Ctrl+K",       "Ctrl+Q",
+        "Ctrl+Shift+N", "Ctrl+Shift+T", "Ctrl+Shift+W", "Ctrl+Shift+I", "Ctrl+Shift+J", "Ctrl+Shift+P", "Alt+Left",
+        "Alt+Right",    "Alt+D",        "Alt+F",        "Alt+E"};
     for (const auto& [key, items] : keys) {
         EXPECT_EQ(items.size(), 1u) << key << " is of " << testing::PrintToString(items);
         EXPECT_FALSE(ofBrowsers.contains(key)) << key << " of " << items.front();

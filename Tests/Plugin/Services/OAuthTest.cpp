@@ -1,6 +1,8 @@
 // Token requests and the services' way of speaking HTTP, against a web server that records.
 #include <gmock/gmock.h>
 
+#include <future>
+
 #include "External/AFOAuth2Manager/AFOAuth2Manager.h"
 #include "Foundation/Assertion.h"
 #include "PluginTest.h"
@@ -46,7 +48,11 @@ protected:
     }
 
     WebAnswer answer_;
-    ScriptedWebServer server_{[this](const WebRequest&) { return answer_; }};
+    std::shared_future<void> mayAnswer_;  // once there is one, answers wait for it
+    ScriptedWebServer server_{[this](const WebRequest&) {
+        if (mayAnswer_.valid()) mayAnswer_.wait();
+        return answer_;
+    }};
     std::optional<AFOAuthCredential> credential_;
     std::optional<Error> error_;
 };
@@ -127,10 +133,13 @@ TEST_F(OAuthTest, EqualRefreshesAtOnceAreOneAndLaterOnesAreNot) {
                 ends.push_back(std::string(name) + " " + std::to_string(error.value().code));
             });
     };
+    std::promise<void> release;
+    mayAnswer_ = release.get_future().share();
     refresh("first", "single use");
     refresh("given up", "single use")->cancel();
     refresh("third", "single use");
     refresh("another", "of another account");
+    release.set_value();
     host_->settle();
     EXPECT_THAT(ends, ::testing::UnorderedElementsAre("first", "given up -999", "third", "another"));
     EXPECT_EQ(server_.requests().size(), 2u);
