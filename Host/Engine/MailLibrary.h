@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -75,6 +76,29 @@ struct FlagChange {
     std::optional<int> colour;
 };
 
+// A message of which another place holds the original, by the unique part of its file's name.
+struct MirroredArrival {
+    std::string name;
+    std::string_view content;
+    MessageFlags flags;
+    Date received;
+};
+// As one number, as MaildirFlags.h packs them: those to be set, and those to be taken away.
+struct FlagBits {
+    int set = 0, clear = 0;
+};
+
+// Told before a message leaves an account for good, erased or moved to another account.
+class RemovalWitness {
+public:
+    virtual ~RemovalWitness() = default;
+    struct Removal {
+        std::string account, folder, name;  // the subfolder without the "." in front; the unique part
+    };
+    // Durable when it returns; when it fails nothing is removed. Any thread, with the library waiting: must not ask it.
+    virtual Result<void> willRemove(const std::vector<Removal>& removals) = 0;
+};
+
 class MailLibrary : public Library {
 public:
     using Library::Library;
@@ -121,6 +145,16 @@ public:
     // Takes a message out of the library and hands its file's new place over: the outbox's claim. Exactly one of
     // several callers succeeds.
     virtual Result<std::filesystem::path> claim(std::int64_t id, const std::filesystem::path& intoFolder) = 0;
+
+    // For whoever keeps an account in step with another place. Messages go by names here; one that is gone or has moved
+    // is passed over, and no witness is asked.
+    //
+    // Durable when it returns, and cheaper than one add() for each. Those whose name the mailbox has are left alone.
+    // `isNews`: the person hears of it, as of new mail.
+    virtual Result<void> addMirrored(Mailbox& mailbox, const std::vector<MirroredArrival>& messages, bool isNews) = 0;
+    virtual Result<void> setMirroredFlags(Mailbox& mailbox, const std::map<std::string, FlagBits>& flags) = 0;
+    virtual Result<void> dropMirrored(Mailbox& mailbox, const std::vector<std::string>& names) = 0;
+    virtual void setRemovalWitness(std::shared_ptr<RemovalWitness> witness) = 0;  // null: none
 
     // Takes up what other programs changed in a mailbox's folders: all of it before this returns.
     virtual void rescan(std::string_view mailboxIdentifier) = 0;

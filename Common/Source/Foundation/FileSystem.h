@@ -18,6 +18,12 @@ namespace qs {
 
 inline constexpr std::string_view kFileErrorDomain = "FileSystem";  // code: the errno
 
+// A file to be written, with its content, which must outlive the call.
+struct FileToWrite {
+    std::filesystem::path file;
+    std::string_view content;
+};
+
 struct FileInfo {
     std::filesystem::path path;
     bool isFolder = false;
@@ -62,6 +68,9 @@ public:
             visit(file.path.filename().string(), file.isFolder);
         return {};
     }
+    // As writeNew() for each, with all of them synced when it returns: for many files cheaper than one by one. After a
+    // failure none is left behind, as far as the disk lets them be removed.
+    virtual Result<void> writeAllNew(const std::vector<FileToWrite>& files);
     // A convenience for other programs; never synced. A file system may do without.
     virtual void setModified(const std::filesystem::path& file, Date modified) { (void)file, (void)modified; }
 

@@ -115,11 +115,17 @@ Result<MessageRef> LibraryCore::add(Mailbox& mailbox, std::string_view content, 
 }
 
 Result<void> LibraryCore::setFlagsOf(Database& index, const IndexedFile& row, const FlagChange& change, Work& work) {
+    return changeFlags(
+        index, row, [&](const MessageFlags& flags) { return flagsWithChange(flags, change); }, work);
+}
+
+Result<void> LibraryCore::changeFlags(Database& index, const IndexedFile& row,
+                                      const std::function<MessageFlags(MessageFlags)>& changed, Work& work) {
     const auto box = mailboxNumbered(row.mailbox);
     if (!box) return failure(notThere());
     MaildirKeywords& names = keywordsOf(work.keywords, *box);
     const std::string before = Maildir::nameOf(row.file).letters();
-    const MessageFlags flags = flagsWithChange(flagsFromLetters(before, names), change);
+    const MessageFlags flags = changed(flagsFromLetters(before, names));
     const auto letters = lettersWithFlags(before, flags, names);
     if (!letters) return failed(letters);
     const auto renamed = box->maildir().setLetters(row.file, *letters);
@@ -174,16 +180,29 @@ Result<void> LibraryCore::eraseOne(Database& index, IndexedFile row, Work& work)
     return {};
 }
 
+Result<void> LibraryCore::tellWitness(const std::vector<IndexedFile>& rows) {
+    const auto witness = witness_.load();
+    if (!witness || rows.empty()) return {};
+    std::vector<RemovalWitness::Removal> removals;
+    for (const IndexedFile& row : rows)
+        if (const auto box = mailboxNumbered(row.mailbox))
+            removals.push_back({box->accountIdentifier(), box->folder(), row.name});
+    return witness->willRemove(removals);
+}
+
+void LibraryCore::setRemovalWitness(std::shared_ptr<RemovalWitness> witness) { witness_ = std::move(witness); }
+
 Result<void> LibraryCore::erase(const std::vector<std::int64_t>& ids) {
     Result<void> result;
     Work work;
     try {
         auto index = index_->write();
-        for (const std::int64_t id : ids) {
-            const auto row = tables::find(*index, id);
-            if (!row) continue;  // gone already, as it was to be
-            if (const auto done = eraseOne(*index, *row, work); !done) result = done;
-        }
+        std::vector<IndexedFile> rows;
+        for (const std::int64_t id : ids)
+            if (auto row = tables::find(*index, id)) rows.push_back(std::move(*row));  // else gone, as it was to be
+        if (auto told = tellWitness(rows); !told) return told;
+        for (const IndexedFile& row : rows)
+            if (const auto done = eraseOne(*index, row, work); !done) result = done;
         if (const auto synced = syncFolders(work); !synced) result = synced;
         index.commit();
     } catch (const DatabaseFailure& failure) {

@@ -1,5 +1,6 @@
 // The library itself. Its parts: LibraryCore.cpp answers questions, LibraryTree.cpp knows accounts and mailboxes,
-// LibraryChanges.cpp changes files and index together, LibraryScan.cpp takes up what the folders hold.
+// LibraryChanges.cpp changes files and index together, LibraryMirror.cpp does so for what happened elsewhere,
+// LibraryScan.cpp takes up what the folders hold.
 //
 // The files are the truth: every change is made to them first and to the index in the same breath, under the index's
 // one write lock. When the index then fails, the change stands and the mailbox is read anew.
@@ -57,6 +58,10 @@ public:
     Result<void> move(const std::vector<std::int64_t>& ids, Mailbox& to) override;
     Result<void> erase(const std::vector<std::int64_t>& ids) override;
     Result<std::filesystem::path> claim(std::int64_t id, const std::filesystem::path& intoFolder) override;
+    Result<void> addMirrored(Mailbox& mailbox, const std::vector<MirroredArrival>& messages, bool isNews) override;
+    Result<void> setMirroredFlags(Mailbox& mailbox, const std::map<std::string, FlagBits>& flags) override;
+    Result<void> dropMirrored(Mailbox& mailbox, const std::vector<std::string>& names) override;
+    void setRemovalWitness(std::shared_ptr<RemovalWitness> witness) override;
     void rescan(std::string_view mailboxIdentifier) override;
     void watchFolders() override;
     std::vector<std::string> takeNotices() override;
@@ -122,6 +127,10 @@ private:
         std::map<std::int64_t, LibraryMailboxRef> changed;
     };
     Result<void> setFlagsOf(Database& index, const IndexedFile& row, const FlagChange& change, Work& work);
+    Result<void> changeFlags(Database& index, const IndexedFile& row,
+                             const std::function<MessageFlags(MessageFlags)>& changed, Work& work);
+    // Must have succeeded before the messages go.
+    Result<void> tellWitness(const std::vector<IndexedFile>& rows);
     Result<void> eraseOne(Database& index, IndexedFile row, Work& work);
     // Renames or copies the file; the index follows. Answers the number in the new mailbox.
     Result<std::int64_t> moveOne(Database& index, const IndexedFile& row, const LibraryMailbox& to, Work& work);
@@ -185,6 +194,7 @@ private:
     std::mutex scanning_;                     // one folder is taken up at a time
     std::atomic<bool> isRebuilding_ = false;  // or is to be
     std::atomic<bool> isOpen_ = false;
+    std::atomic<std::shared_ptr<RemovalWitness>> witness_;
     std::unique_ptr<FolderWatch> watch_;
 };
 

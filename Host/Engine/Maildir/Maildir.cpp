@@ -1,6 +1,7 @@
 #include "Maildir/Maildir.h"
 
 #include <cerrno>
+#include <set>
 
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
@@ -43,6 +44,33 @@ Result<std::string> Maildir::deliver(std::string_view content, std::string_view 
         return failed(synced);
     }
     return file;
+}
+
+Result<std::vector<std::string>> Maildir::deliverAll(const std::vector<Delivery>& messages) const {
+    std::vector<FileToWrite> temporaries;
+    for (const Delivery& each : messages)
+        temporaries.push_back({root_ / "tmp" / MaildirName::newUnique(each.received), each.content});
+    if (auto written = files_->writeAllNew(temporaries); !written) return failed(written);
+    std::vector<std::string> delivered;
+    std::set<std::string> folders;
+    Result<void> result;
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+        const Delivery& each = messages[i];
+        std::string file = folderFor(each.letters) + "/" + MaildirName(each.unique).withLetters(each.letters).text();
+        files_->setModified(temporaries[i].file, each.received);
+        auto moved = result ? files_->renameNew(temporaries[i].file, root_ / file) : result;
+        if (moved) folders.insert(folderFor(each.letters));
+        if (!moved) (void)files_->remove(temporaries[i].file);
+        if (!moved && moved.error().code == EEXIST)
+            file.clear();
+        else if (!moved)
+            result = moved;
+        delivered.push_back(std::move(file));
+    }
+    for (const std::string& folder : folders)
+        if (auto synced = files_->syncFolder(root_ / folder); !synced && result) result = synced;
+    if (!result) return failed(result);
+    return delivered;
 }
 
 Result<std::string> Maildir::setLetters(const std::string& file, std::string_view letters) const {

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
@@ -35,6 +36,14 @@ public:
     // in new/ or cur/. A failure leaves nothing. The file's date becomes `received`, for other programs.
     Result<std::string> deliver(std::string_view content, std::string_view unique, std::string_view letters,
                                 Date received) const;
+    // As deliver() for each, with one sync of the disk for all of them. Answers their files, in order; an empty one for a
+    // message whose name was taken. After a failure some of the messages may be there, whole.
+    struct Delivery {
+        std::string_view content;
+        std::string unique, letters;
+        Date received;
+    };
+    Result<std::vector<std::string>> deliverAll(const std::vector<Delivery>& messages) const;
     // Gives the file these letters and moves it to cur/. Not yet synced: a power cut may leave the old name. The same
     // letters again succeed without a rename.
     Result<std::string> setLetters(const std::string& file, std::string_view letters) const;

@@ -52,6 +52,23 @@ private:
     TornDisk torn_;
 };
 
+TEST_P(EveryFileSystem, WritesManyFilesOrNone) {
+    for (const int count : {3, 30}) {
+        std::vector<FileToWrite> all;
+        for (int i = 0; i < count; ++i)
+            all.push_back({root() / (std::to_string(count) + "-" + std::to_string(i)), "content"});
+        ASSERT_TRUE(files().writeAllNew(all)) << count;
+        EXPECT_EQ(files().read(all.back().file).value(), "content");
+        EXPECT_EQ(namesIn(files(), root()).size(), all.size());
+        // One of them is there: that one stays as it is, the others don't come.
+        for (std::size_t i = 0; i + 1 < all.size(); ++i)
+            ASSERT_TRUE(files().remove(all[i].file));
+        EXPECT_EQ(codeOf(files().writeAllNew(all)), EEXIST) << count;
+        EXPECT_THAT(namesIn(files(), root()), ElementsAre(all.back().file.filename().string())) << count;
+        ASSERT_TRUE(files().remove(all.back().file));
+    }
+}
+
 TEST_P(EveryFileSystem, WritesReadsRenamesAndRemoves) {
     const auto a = root() / "a", b = root() / "b", c = root() / "c";
     ASSERT_TRUE(files().writeNew(a, "one"));

@@ -1,0 +1,102 @@
+#include "Imap/LocalTree.h"
+
+#include <cerrno>
+
+#include "Foundation/FileSystem.h"
+#include "Maildir/Maildir.h"
+#include "Maildir/MaildirFlags.h"
+#include "Text/Digests.h"
+
+namespace qs {
+
+std::filesystem::path LocalTree::pathOf(const std::string& folder) const {
+    return folder.empty() ? account_ : account_ / ("." + folder);
+}
+
+std::vector<std::string> LocalTree::folders() {
+    std::vector<std::string> all{""};
+    (void)files_.forEachName(account_, [&](const std::string& name, bool isFolder) {
+        if (isFolder && name.size() > 1 && name.front() == '.' && Maildir(account_ / name, files_).exists())
+            all.push_back(name.substr(1));
+    });
+    return all;
+}
+
+Result<void> LocalTree::look(const std::string& folder) {
+    Looked& looked = looked_[folder];
+    const Maildir maildir(pathOf(folder), files_);
+    if (!maildir.exists()) return {};
+    const auto keywords = MaildirKeywords::load(maildir.root(), files_);
+    return maildir.forEachFile([&](const std::string& file) {
+        const MaildirName name = Maildir::nameOf(file);
+        looked.messages[name.unique()] = packedFlags(flagsFromLetters(name.letters(), keywords));
+        looked.files[name.unique()] = file;
+    });
+}
+
+Result<const MessagesHere*> LocalTree::messagesIn(const std::string& folder) {
+    if (!looked_.contains(folder)) return lookAgain(folder);
+    return &looked_[folder].messages;
+}
+
+Result<const MessagesHere*> LocalTree::lookAgain(const std::string& folder) {
+    if (auto looked = look(folder); !looked) {
+        looked_.erase(folder);
+        return failed(looked);
+    }
+    return &looked_[folder].messages;
+}
+
+Result<std::vector<std::string>> LocalTree::foldersWith(const std::string& name) {
+    std::vector<std::string> found;
+    for (const std::string& folder : folders()) {
+        const auto messages = messagesIn(folder);
+        if (!messages) return failed(messages);
+        if ((*messages)->contains(name)) found.push_back(folder);
+    }
+    return found;
+}
+
+Result<LocalTree::File> LocalTree::read(const std::string& folder, const std::string& name) {
+    const auto messages = messagesIn(folder);
+    if (!messages) return failed(messages);
+    const Maildir maildir(pathOf(folder), files_);
+    const auto file = looked_[folder].files.find(name);
+    auto path = maildir.pathOf(file == looked_[folder].files.end() ? "cur/" + name : file->second);
+    auto content = files_.read(path);
+    if (!content && content.error().code == ENOENT) {
+        const auto renamed = maildir.find(name);
+        if (!renamed) return failed(content);
+        path = maildir.pathOf(*renamed);
+        content = files_.read(path);
+    }
+    if (!content) return failed(content);
+    const auto info = files_.info(path);
+    return File{std::move(*content), info ? info->modified : Date{}};
+}
+
+std::string withNetworkLineEnds(std::string_view content) {
+    std::string result;
+    result.reserve(content.size() + content.size() / 32);
+    for (std::size_t i = 0; i < content.size(); ++i) {
+        if (content[i] == '\n' && (i == 0 || content[i - 1] != '\r')) result += '\r';
+        result += content[i];
+    }
+    return result;
+}
+
+std::string headerDigest(std::string_view content) {
+    // Line ends, and blank lines at the end, are told differently by different servers.
+    std::string header;
+    while (!content.empty()) {
+        const std::size_t end = content.find('\n');
+        std::string_view line = content.substr(0, end);
+        content.remove_prefix(end == std::string_view::npos ? content.size() : end + 1);
+        if (line.ends_with('\r')) line.remove_suffix(1);
+        if (line.empty()) break;
+        header.append(line).append("\n");
+    }
+    return SHA256HexDigest(header);
+}
+
+}  // namespace qs

@@ -1,0 +1,25 @@
+// Which mailbox of the server is which folder here. Pure.
+//
+// Special mailboxes are known by their use (RFC 6154), else by their name; everything else goes by its path. A mailbox
+// that was kept before stays where it is, whatever the server says of its use now.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Imap/ImapTypes.h"
+#include "Imap/MirrorState.h"
+
+namespace qs {
+
+// By folder. What cannot be selected is left out, and, where there are labels (a mailbox of all mail beside the others),
+// those that merely gather what lies elsewhere.
+std::map<std::string, ImapMailboxName> foldersFor(const std::vector<ImapMailbox>& listed, const std::string& prefix,
+                                                  const std::vector<MirroredMailbox>& kept);
+// The name for a folder that the server does not have yet. `delimiter` 0: the server knows no levels.
+ImapMailboxName serverNameFor(const std::string& folder, const std::string& prefix, char delimiter);
+// Folders that stay here: messages that wait to be sent are nobody else's business.
+bool staysHere(const std::string& folder);
+
+}  // namespace qs

@@ -1,0 +1,218 @@
+#include "Imap/MirrorState.h"
+
+#include <cerrno>
+
+#include "Database/Database.h"
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+
+namespace qs {
+
+namespace {
+
+constexpr std::int64_t kVersion = 1;
+constexpr int kCacheKilobytes = 4000;
+
+constexpr const char* kSchema = R"(
+CREATE TABLE mailboxes(
+    number INTEGER PRIMARY KEY AUTOINCREMENT, folder TEXT NOT NULL UNIQUE, server_name TEXT NOT NULL,
+    uid_validity INTEGER NOT NULL, uid_next INTEGER NOT NULL, mod_seq INTEGER NOT NULL);
+CREATE TABLE messages(
+    mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, uid INTEGER NOT NULL,
+    name TEXT NOT NULL, flags INTEGER NOT NULL, PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;
+CREATE UNIQUE INDEX by_name ON messages(name, mailbox);
+CREATE TABLE removals(name TEXT NOT NULL, folder TEXT NOT NULL, PRIMARY KEY(name, folder)) WITHOUT ROWID;
+CREATE TABLE uploads(
+    folder TEXT NOT NULL, name TEXT NOT NULL, header_digest TEXT NOT NULL, size INTEGER NOT NULL,
+    PRIMARY KEY(folder, name)) WITHOUT ROWID;
+)";
+
+std::int64_t number(std::uint64_t value) { return static_cast<std::int64_t>(value); }
+
+MirroredMailbox mailboxFrom(const Query& row) {
+    return {row.integer(0),
+            row.text(1),
+            row.text(2),
+            static_cast<std::uint32_t>(row.integer(3)),
+            static_cast<std::uint32_t>(row.integer(4)),
+            static_cast<std::uint64_t>(row.integer(5))};
+}
+
+constexpr const char* kMailboxColumns =
+    "SELECT number, folder, server_name, uid_validity, uid_next, mod_seq FROM mailboxes";
+
+void put(Database& database, std::int64_t mailbox, const MirroredMessage& message) {
+    database.run("DELETE FROM messages WHERE mailbox = ? AND name = ? AND uid != ?",
+                 {mailbox, message.name, std::int64_t{message.uid}});
+    database.run("INSERT OR REPLACE INTO messages(mailbox, uid, name, flags) VALUES(?, ?, ?, ?)",
+                 {mailbox, std::int64_t{message.uid}, message.name, std::int64_t{message.flags}});
+    database.run("DELETE FROM uploads WHERE name = ? AND folder = (SELECT folder FROM mailboxes WHERE number = ?)",
+                 {message.name, mailbox});
+}
+
+}  // namespace
+
+MirrorState::MirrorState(std::filesystem::path file, FileSystem& files) : file_(std::move(file)) {
+    try {
+        open(files);
+    } catch (const DatabaseFailure& failure) {
+        if (!failure.isDamage()) throw;
+        logError("what was known of an account's server is damaged and set aside: " + std::string(failure.what()));
+        database_.reset();
+        auto aside = file_;
+        aside += ".damaged";
+        if (const auto moved = files.rename(file_, aside); !moved && moved.error().code != ENOENT) throw;
+        for (const char* side : {"-wal", "-shm"}) {
+            auto other = file_;
+            other += side;
+            if (files.exists(other)) (void)files.remove(other);  // useless without the file
+        }
+        open(files);
+    }
+}
+
+MirrorState::~MirrorState() = default;
+
+void MirrorState::open(FileSystem& files) {
+    if (const auto made = files.makeFolder(file_.parent_path()); !made)
+        logWarning("the folder of an account: " + made.error().description);
+    database_ = std::make_unique<Database>(file_,
+                                           Database::Options{.cacheKilobytes = kCacheKilobytes, .isDurable = true});
+    if (database_->integer("SELECT count(*) FROM sqlite_master") == 0)
+        database_->runScript("BEGIN IMMEDIATE;" + std::string(kSchema) +
+                             "PRAGMA user_version = " + std::to_string(kVersion) + "; COMMIT;");
+    if (database_->integer("PRAGMA user_version") != kVersion)
+        throw DatabaseFailure("the file is of a later version of this program", 0);
+    (void)database_->integer("SELECT count(*) FROM mailboxes");
+}
+
+std::vector<MirroredMailbox> MirrorState::mailboxes() {
+    const std::lock_guard hold(lock_);
+    std::vector<MirroredMailbox> all;
+    for (Query row = database_->query(std::string(kMailboxColumns) + " ORDER BY number"); row.step();)
+        all.push_back(mailboxFrom(row));
+    return all;
+}
+
+std::optional<MirroredMailbox> MirrorState::mailboxOfFolder(std::string_view folder) {
+    const std::lock_guard hold(lock_);
+    Query row = database_->query(std::string(kMailboxColumns) + " WHERE folder = ?", {std::string(folder)});
+    if (!row.step()) return {};
+    return mailboxFrom(row);
+}
+
+MirroredMailbox MirrorState::putMailbox(MirroredMailbox mailbox) {
+    const std::lock_guard hold(lock_);
+    database_->run("INSERT INTO mailboxes(folder, server_name, uid_validity, uid_next, mod_seq) VALUES(?, ?, ?, ?, ?) "
+                   "ON CONFLICT(folder) DO UPDATE SET server_name = excluded.server_name, "
+                   "uid_validity = excluded.uid_validity, uid_next = excluded.uid_next, mod_seq = excluded.mod_seq",
+                   {mailbox.folder, mailbox.serverName, std::int64_t{mailbox.uidValidity},
+                    std::int64_t{mailbox.uidNext}, number(mailbox.modSeq)});
+    mailbox.number = database_->integer("SELECT number FROM mailboxes WHERE folder = ?", {mailbox.folder});
+    return mailbox;
+}
+
+void MirrorState::removeMailbox(std::int64_t number) {
+    const std::lock_guard hold(lock_);
+    database_->run("DELETE FROM mailboxes WHERE number = ?", {number});
+}
+
+std::vector<MirroredMessage> MirrorState::messages(std::int64_t mailbox) {
+    const std::lock_guard hold(lock_);
+    std::vector<MirroredMessage> all;
+    Query row = database_->query("SELECT uid, name, flags FROM messages WHERE mailbox = ? ORDER BY uid", {mailbox});
+    while (row.step())
+        all.push_back({static_cast<std::uint32_t>(row.integer(0)), row.text(1), static_cast<int>(row.integer(2))});
+    return all;
+}
+
+std::vector<std::int64_t> MirrorState::mailboxesWith(std::string_view name) {
+    const std::lock_guard hold(lock_);
+    std::vector<std::int64_t> found;
+    Query row = database_->query("SELECT mailbox FROM messages WHERE name = ?", {std::string(name)});
+    while (row.step())
+        found.push_back(row.integer());
+    return found;
+}
+
+void MirrorState::change(std::int64_t mailbox, const std::vector<MirroredMessage>& puts,
+                         const std::vector<std::uint32_t>& forget) {
+    if (puts.empty() && forget.empty()) return;
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    for (const std::uint32_t uid : forget)
+        database_->run("DELETE FROM messages WHERE mailbox = ? AND uid = ?", {mailbox, std::int64_t{uid}});
+    for (const MirroredMessage& each : puts)
+        put(*database_, mailbox, each);
+    transaction.commit();
+}
+
+void MirrorState::moveMessage(std::int64_t from, std::uint32_t uid, std::int64_t to, const MirroredMessage& there) {
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    database_->run("DELETE FROM messages WHERE mailbox = ? AND uid = ?", {from, std::int64_t{uid}});
+    put(*database_, to, there);
+    transaction.commit();
+}
+
+void MirrorState::forgetMessages(std::int64_t mailbox) {
+    const std::lock_guard hold(lock_);
+    database_->run("DELETE FROM messages WHERE mailbox = ?", {mailbox});
+}
+
+void MirrorState::noteRemovals(const std::vector<Removal>& removals) {
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    for (const Removal& each : removals)
+        database_->run("INSERT OR IGNORE INTO removals(name, folder) VALUES(?, ?)", {each.name, each.folder});
+    transaction.commit();
+}
+
+bool MirrorState::isRemoved(std::string_view name) {
+    const std::lock_guard hold(lock_);
+    return database_->integer("SELECT count(*) FROM removals WHERE name = ?", {std::string(name)}) != 0;
+}
+
+void MirrorState::forgetRemovals(const std::vector<std::string>& names) {
+    if (names.empty()) return;
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    for (const std::string& name : names)
+        database_->run("DELETE FROM removals WHERE name = ?", {name});
+    transaction.commit();
+}
+
+std::vector<MirrorState::Removal> MirrorState::removals() {
+    const std::lock_guard hold(lock_);
+    std::vector<Removal> all;
+    for (Query row = database_->query("SELECT folder, name FROM removals"); row.step();)
+        all.push_back({row.text(0), row.text(1)});
+    return all;
+}
+
+void MirrorState::beginUpload(const Upload& upload) {
+    const std::lock_guard hold(lock_);
+    database_->run("INSERT OR REPLACE INTO uploads(folder, name, header_digest, size) VALUES(?, ?, ?, ?)",
+                   {upload.folder, upload.name, upload.headerDigest, number(upload.size)});
+}
+
+std::vector<Upload> MirrorState::uploads(std::string_view folder) {
+    const std::lock_guard hold(lock_);
+    std::vector<Upload> all;
+    Query row = database_->query("SELECT folder, name, header_digest, size FROM uploads WHERE folder = ?",
+                                 {std::string(folder)});
+    while (row.step())
+        all.push_back({row.text(0), row.text(1), row.text(2), static_cast<std::uint64_t>(row.integer(3))});
+    return all;
+}
+
+void MirrorState::endUploads(std::string_view folder, const std::vector<std::string>& names) {
+    if (names.empty()) return;
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    for (const std::string& name : names)
+        database_->run("DELETE FROM uploads WHERE folder = ? AND name = ?", {std::string(folder), name});
+    transaction.commit();
+}
+
+}  // namespace qs

@@ -1,0 +1,95 @@
+// What is known of an account's mailboxes at its IMAP server: which message there is which file here, and what both
+// sides last agreed on. Kept in <account>/sync.sqlite beside the mail; what is committed outlives a power cut.
+//
+// The difference between this, the files and the server is what remains to be done, so there is no list of orders that
+// could fall behind the files. Two things cannot be seen in such a difference and are noted before they happen: that a
+// message was erased on purpose (a file that merely vanished is fetched again), and that a message is being uploaded.
+//
+// Safe from every thread. Calls throw DatabaseFailure.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Foundation/Result.h"
+
+namespace qs {
+
+class Database;
+class FileSystem;
+
+struct MirroredMailbox {
+    std::int64_t number = 0;  // 0: not kept yet
+    std::string folder;       // of the Maildir++ tree, without the "." in front; empty for the inbox
+    std::string serverName;   // as the server writes it
+    std::uint32_t uidValidity = 0, uidNext = 0;
+    // Up to here everything is here; 0: not everything is, or the server keeps none.
+    std::uint64_t modSeq = 0;
+};
+
+struct MirroredMessage {
+    std::uint32_t uid = 0;
+    std::string name;  // the unique part of the file's name
+    int flags = 0;     // packed; what both sides last agreed on
+};
+
+// A message on its way to the server. When the answer is lost, it is known again by this.
+struct Upload {
+    std::string folder, name, headerDigest;
+    std::uint64_t size = 0;  // with CR LF line ends
+};
+
+class MirrorState {
+public:
+    struct Removal {
+        std::string folder, name;
+        friend auto operator<=>(const Removal&, const Removal&) = default;
+    };
+
+    // A damaged file is set aside: what is here is then compared with the server anew, and nothing is lost but the
+    // memory of what was erased here and not yet there.
+    MirrorState(std::filesystem::path file, FileSystem& files);
+    ~MirrorState();
+
+    std::vector<MirroredMailbox> mailboxes();
+    std::optional<MirroredMailbox> mailboxOfFolder(std::string_view folder);
+    // Adds or replaces by folder; answers it with its number.
+    MirroredMailbox putMailbox(MirroredMailbox mailbox);
+    void removeMailbox(std::int64_t number);  // with its messages
+
+    std::vector<MirroredMessage> messages(std::int64_t mailbox);  // by uid
+    // The mailboxes that have a message of that name.
+    std::vector<std::int64_t> mailboxesWith(std::string_view name);
+    // All or nothing. A message's older place under the same name in the same mailbox goes. Uploads of what is put are
+    // over.
+    void change(std::int64_t mailbox, const std::vector<MirroredMessage>& put, const std::vector<std::uint32_t>& forget);
+    // A message that is now known under another uid, of another mailbox perhaps.
+    void moveMessage(std::int64_t from, std::uint32_t uid, std::int64_t to, const MirroredMessage& there);
+    void forgetMessages(std::int64_t mailbox);  // all of it
+
+    void noteRemovals(const std::vector<Removal>& removals);
+    bool isRemoved(std::string_view name);
+    void forgetRemovals(const std::vector<std::string>& names);
+    std::vector<Removal> removals();
+
+    void beginUpload(const Upload& upload);
+    std::vector<Upload> uploads(std::string_view folder);
+    void endUploads(std::string_view folder, const std::vector<std::string>& names);
+
+private:
+    void open(FileSystem& files);
+
+    const std::filesystem::path file_;
+    std::mutex lock_;
+    std::unique_ptr<Database> database_;
+};
+
+}  // namespace qs

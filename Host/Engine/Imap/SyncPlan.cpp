@@ -1,0 +1,79 @@
+#include "Imap/SyncPlan.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace qs {
+
+namespace {
+
+// A colour is a number in three bits: half of it from each side would be a colour that nobody chose.
+constexpr int kColour = 7 << 8;
+
+int withWholeColour(int bits) { return (bits & kColour) != 0 ? bits | kColour : bits; }
+
+bool isGone(const ServerView& server, std::uint32_t uid) {
+    if (server.isComplete) return !server.flags.contains(uid);
+    return server.vanished.contains(uid) && !server.flags.contains(uid);
+}
+
+}  // namespace
+
+PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& server, const MessagesHere& here) {
+    PullPlan plan;
+    std::unordered_set<std::uint32_t> uids;
+    for (const MirroredMessage& message : known) {
+        uids.insert(message.uid);
+        const auto local = here.find(message.name);
+        if (isGone(server, message.uid)) {
+            plan.forget.push_back(message.uid);
+            if (local != here.end())
+                plan.drop.push_back(message.name);
+            else
+                plan.gone.push_back(message);
+            continue;
+        }
+        const auto there = server.flags.find(message.uid);
+        if (there == server.flags.end() || there->second == message.flags) continue;
+        plan.agreed.push_back({message.uid, message.name, there->second});
+        if (local == here.end()) continue;
+        const int ours = withWholeColour(local->second ^ message.flags);
+        const int theirs = withWholeColour(there->second ^ message.flags) & ~ours;
+        const FlagBits bits{.set = theirs & there->second & ~local->second, .clear = theirs & ~there->second & local->second};
+        if (bits.set != 0 || bits.clear != 0) plan.flagsHere[message.name] = bits;
+    }
+    for (const auto& [uid, flags] : server.flags)
+        if (!uids.contains(uid)) plan.arrived.push_back(uid);
+    std::reverse(plan.arrived.begin(), plan.arrived.end());
+    return plan;
+}
+
+PushPlan planPush(const std::vector<MirroredMessage>& known, const MessagesHere& here,
+                  const std::function<Whereabouts(const std::string& name)>& whereabouts) {
+    PushPlan plan;
+    std::unordered_set<std::string> names;
+    for (const MirroredMessage& message : known) {
+        names.insert(message.name);
+        const auto local = here.find(message.name);
+        if (local != here.end()) {
+            const int changed = local->second ^ message.flags;
+            if (changed == 0) continue;
+            plan.flagsThere[{changed & local->second, changed & message.flags}].add(message.uid);
+            plan.agreed.push_back({message.uid, message.name, local->second});
+            continue;
+        }
+        const Whereabouts where = whereabouts(message.name);
+        switch (where.kind) {
+        case Whereabouts::Kind::Nowhere: plan.fetchAgain.push_back(message); break;
+        case Whereabouts::Kind::Moved: plan.moves[where.folder].push_back(message); break;
+        case Whereabouts::Kind::Erased:
+        case Whereabouts::Kind::Arrived: plan.expunge.push_back(message); break;
+        }
+    }
+    for (const auto& [name, flags] : here)
+        if (!names.contains(name)) plan.onlyHere.push_back(name);
+    std::sort(plan.onlyHere.begin(), plan.onlyHere.end());
+    return plan;
+}
+
+}  // namespace qs
