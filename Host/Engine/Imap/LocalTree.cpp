@@ -13,13 +13,19 @@ std::filesystem::path LocalTree::pathOf(const std::string& folder) const {
     return folder.empty() ? account_ : account_ / ("." + folder);
 }
 
-std::vector<std::string> LocalTree::folders() {
-    std::vector<std::string> all{""};
+const std::vector<std::string>& LocalTree::folders() {
+    if (!folders_.empty()) return folders_;
+    folders_.emplace_back();
     (void)files_.forEachName(account_, [&](const std::string& name, bool isFolder) {
         if (isFolder && name.size() > 1 && name.front() == '.' && Maildir(account_ / name, files_).exists())
-            all.push_back(name.substr(1));
+            folders_.push_back(name.substr(1));
     });
-    return all;
+    return folders_;
+}
+
+void LocalTree::forget(const std::string& folder) {
+    looked_.erase(folder);
+    folders_.clear();
 }
 
 Result<void> LocalTree::look(const std::string& folder) {

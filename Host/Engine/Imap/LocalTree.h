@@ -19,7 +19,7 @@ class LocalTree {
 public:
     LocalTree(std::filesystem::path account, FileSystem& files) : account_(std::move(account)), files_(files) {}
 
-    std::vector<std::string> folders();  // without the "." in front; "" is the inbox
+    const std::vector<std::string>& folders();  // without the "." in front; "" is the inbox
     // Empty when there is no such folder.
     Result<const MessagesHere*> messagesIn(const std::string& folder);
     // What was not there at the first look may have been renamed meanwhile: whatever is found now is added.
@@ -27,7 +27,7 @@ public:
     // The folders that hold a message of that name.
     Result<std::vector<std::string>> foldersWith(const std::string& name);
     // What is asked of the folder from now on is looked for anew.
-    void forget(const std::string& folder) { looked_.erase(folder); }
+    void forget(const std::string& folder);
 
     struct File {
         std::string content;
@@ -45,6 +45,7 @@ private:
     };
     const std::filesystem::path account_;
     FileSystem& files_;
+    std::vector<std::string> folders_;
     std::map<std::string, Looked> looked_;
 };
 

@@ -112,6 +112,11 @@ MirroredMailbox MirrorState::putMailbox(MirroredMailbox mailbox) {
     return mailbox;
 }
 
+void MirrorState::renameMailbox(std::int64_t number, const std::string& folder, const std::string& serverName) {
+    const std::lock_guard hold(lock_);
+    database_->run("UPDATE mailboxes SET folder = ?, server_name = ? WHERE number = ?", {folder, serverName, number});
+}
+
 void MirrorState::removeMailbox(std::int64_t number) {
     const std::lock_guard hold(lock_);
     database_->run("DELETE FROM mailboxes WHERE number = ?", {number});

@@ -63,6 +63,7 @@ public:
     std::optional<MirroredMailbox> mailboxOfFolder(std::string_view folder);
     // Adds or replaces by folder; answers it with its number.
     MirroredMailbox putMailbox(MirroredMailbox mailbox);
+    void renameMailbox(std::int64_t number, const std::string& folder, const std::string& serverName);
     void removeMailbox(std::int64_t number);  // with its messages
 
     std::vector<MirroredMessage> messages(std::int64_t mailbox);  // by uid

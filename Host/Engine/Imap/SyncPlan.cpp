@@ -64,6 +64,7 @@ PushPlan planPush(const std::vector<MirroredMessage>& known, const MessagesHere&
         }
         const Whereabouts where = whereabouts(message.name);
         switch (where.kind) {
+        case Whereabouts::Kind::Unknown: break;
         case Whereabouts::Kind::Nowhere: plan.fetchAgain.push_back(message); break;
         case Whereabouts::Kind::Moved: plan.moves[where.folder].push_back(message); break;
         case Whereabouts::Kind::Erased:

@@ -42,6 +42,7 @@ PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& s
 struct Whereabouts {
     enum class Kind {
         Nowhere,
+        Unknown,  // a folder can't be read
         Erased,   // on purpose
         Moved,    // into another mailbox, which at the server has no such message yet
         Arrived,  // there, also at the server; or in a folder that the server does not see

@@ -1,0 +1,90 @@
+// The messages themselves: in large ranges, kept in batches with one sync of the disk for each.
+#include "Foundation/Log.h"
+#include "Imap/ServerFlags.h"
+#include "Imap/SyncPass.h"
+#include "Maildir/MaildirFlags.h"
+#include "MailLibrary.h"
+
+namespace qs {
+
+namespace {
+
+// The first batch is small, so that something is to be seen at once.
+constexpr std::size_t kFirstBatch = 50, kBatch = 1000;
+constexpr std::size_t kBatchBytes = 16 << 20;
+
+}  // namespace
+
+struct SyncPass::Fetched {
+    std::uint32_t uid;
+    int flags;
+    Date date;
+    std::string content;
+};
+
+Result<void> SyncPass::fetch(Work& work, std::size_t most) {
+    if (!work.isPulled) return {};
+    std::size_t wanted = kFirstBatch;
+    while (!work.arrived.empty() && most > 0) {
+        if (auto done = selected(work.mailbox); !done) return done;
+        const std::size_t count = std::min({wanted, most, work.arrived.size()});
+        ImapUidSet uids;
+        for (std::size_t i = count; i-- > 0;)
+            uids.add(work.arrived[i]);
+        std::vector<Fetched> batch;
+        std::size_t bytes = 0;
+        Result<void> kept;
+        const auto done = parts_.line.fetch(
+            uids, {.date = true, .content = ImapFetch::Content::Whole}, [&](ImapMessage message) {
+                if (!kept || !message.content || message.uid == 0) return;
+                bytes += message.content->size();
+                batch.push_back({message.uid, packedFromServer(message.flags.value_or(ImapFlags())),
+                                 message.internalDate.value_or(Date{}), std::move(*message.content)});
+                if (bytes < kBatchBytes) return;
+                kept = keep(work, batch);
+                bytes = 0;
+            });
+        // What came before the connection broke counts.
+        if (kept) kept = keep(work, batch);
+        if (!done) return done;
+        if (!kept) return kept;
+        work.arrived.erase(work.arrived.begin(), work.arrived.begin() + static_cast<std::ptrdiff_t>(count));
+        most -= count;
+        wanted = kBatch;
+    }
+    if (!work.arrived.empty()) return {};
+    // Only now is everything here that the server had up to there.
+    if (work.uidNext == work.mailbox.uidNext && work.modSeq == work.mailbox.modSeq) return {};
+    work.mailbox.uidNext = work.uidNext;
+    work.mailbox.modSeq = work.modSeq;
+    parts_.state.putMailbox(work.mailbox);
+    return {};
+}
+
+Result<void> SyncPass::keep(const Work& work, std::vector<Fetched>& batch) {
+    if (batch.empty()) return {};
+    const auto box = boxOf(work.mailbox.folder);
+    if (!box) return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The mailbox is not there.");
+    std::vector<MirroredArrival> arrivals;
+    std::vector<MirroredMessage> known;
+    for (const Fetched& each : batch) {
+        const std::string name = mirroredName(work.mailbox, each.uid);
+        arrivals.push_back({name, each.content, unpackedFlags(each.flags), each.date});
+        known.push_back({each.uid, name, each.flags});
+    }
+    const bool isNews = work.mailbox.uidNext != 0;
+    if (auto added = parts_.library.addMirrored(*box, arrivals, isNews); !added) return added;
+    parts_.state.change(work.mailbox.number, known, {});
+    tree_.forget(work.mailbox.folder);
+    tellProgress(batch.size());
+    batch.clear();
+    return {};
+}
+
+void SyncPass::tellProgress(std::size_t more) {
+    progress_.done += more;
+    progress_.total = std::max(progress_.total, progress_.done);
+    parts_.tellProgress(progress_);
+}
+
+}  // namespace qs

@@ -1,0 +1,98 @@
+#include "Imap/SyncPass.h"
+
+#include <algorithm>
+
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+#include "Imap/ImapError.h"
+#include "Imap/MailboxNames.h"
+#include "Library/LibraryObjects.h"
+#include "MailLibrary.h"
+
+namespace qs {
+
+namespace {
+
+// So many of the inbox's newest come before anything else is looked at.
+constexpr std::size_t kFirstMessages = 50;
+
+}  // namespace
+
+Result<void> SyncPass::run(const std::set<std::string>& folders, bool everything) {
+    const bool isNewFolder = std::any_of(folders.begin(), folders.end(), [&](const std::string& folder) {
+        return !staysHere(folder) && !parts_.state.mailboxOfFolder(folder);
+    });
+    if (everything || isNewFolder)
+        if (auto taken = takeMailboxes(); !taken) return taken;
+    for (MirroredMailbox& mailbox : parts_.state.mailboxes())
+        if (everything || folders.contains(mailbox.folder)) works_[mailbox.folder].mailbox = std::move(mailbox);
+
+    // The inbox comes first, as its folder is "".
+    for (auto& [folder, work] : works_) {
+        auto done = pull(work, !everything || folders.contains(folder));
+        if (done && folder.empty()) done = fetch(work, kFirstMessages);
+        if (!done)
+            if (auto still = goOnAfter(done.error(), folder); !still) return still;
+        progress_.total += work.arrived.size();
+    }
+    for (const auto step : {&SyncPass::push, &SyncPass::upload})
+        for (auto& [folder, work] : works_)
+            if (auto done = (this->*step)(work); !done)
+                if (auto still = goOnAfter(done.error(), folder); !still) return still;
+    for (const std::string& folder : pullAgain_) {
+        Work& work = works_[folder];
+        if (const auto mailbox = parts_.state.mailboxOfFolder(folder)) work.mailbox = *mailbox;
+        tree_.forget(folder);
+        if (auto done = pull(work, true); !done)
+            if (auto still = goOnAfter(done.error(), folder); !still) return still;
+    }
+    for (auto& [folder, work] : works_)
+        if (auto done = fetch(work, work.arrived.size()); !done)
+            if (auto still = goOnAfter(done.error(), folder); !still) return still;
+    forgetSettledRemovals();
+    return {};
+}
+
+Result<void> SyncPass::goOnAfter(const Error& error, const std::string& what) {
+    const bool isAnswer = error.domain == kImapErrorDomain && parts_.line.isOpen() &&
+                          imapFailure(error) != ImapFailure::Temporary;
+    if (!isAnswer) return failure(error);
+    logWarning("the mailbox “" + what + "” of " + parts_.account + ": " + error.description);
+    selected_.clear();
+    return {};
+}
+
+Result<void> SyncPass::selected(const MirroredMailbox& mailbox) {
+    if (selected_ == mailbox.serverName) return {};
+    selected_.clear();
+    const auto selection = parts_.line.select(ImapMailboxName::fromWire(mailbox.serverName));
+    if (!selection) return failed(selection);
+    if (selection->uidValidity != mailbox.uidValidity)
+        return failure(std::string(kImapErrorDomain), static_cast<int>(ImapFailure::Refused),
+                       "The mailbox has changed as a whole.");  // the next pass takes that up
+    selected_ = mailbox.serverName;
+    return {};
+}
+
+std::shared_ptr<Mailbox> SyncPass::boxOf(const std::string& folder) {
+    return parts_.library.mailboxWithIdentifier(mailboxIdentifier(parts_.account, folder));
+}
+
+// An order stands as long as the server may still have the message.
+void SyncPass::forgetSettledRemovals() {
+    std::set<std::string> uploading;
+    for (const MirroredMailbox& mailbox : parts_.state.mailboxes())
+        for (const Upload& upload : parts_.state.uploads(mailbox.folder))
+            uploading.insert(upload.name);
+    std::vector<std::string> settled;
+    for (const MirrorState::Removal& removal : parts_.state.removals()) {
+        const auto mailbox = parts_.state.mailboxOfFolder(removal.folder);
+        // What is about to be fetched there may be it.
+        const bool isAwaited = !mailbox || (works_.contains(removal.folder) && !works_[removal.folder].arrived.empty());
+        if (!isAwaited && !uploading.contains(removal.name) && parts_.state.mailboxesWith(removal.name).empty())
+            settled.push_back(removal.name);
+    }
+    parts_.state.forgetRemovals(settled);
+}
+
+}  // namespace qs

@@ -1,0 +1,127 @@
+// One piece of work between an account's Maildirs and its server, over one connection: mailboxes, what changed there,
+// what changed here, then the messages themselves, newest first. Cut off anywhere, the next one carries on: what was not
+// finished still shows as a difference.
+//
+// The order makes it safe. What the server did is known of every mailbox before anything is told to it, so that an
+// earlier move or upload whose answer was lost is recognised and not done twice. Files are on the disk before the state
+// says so, under names made of the server's own numbers, so that they are recognised, too.
+//
+// Its parts: SyncPass.cpp the order, SyncMailboxes.cpp the list of mailboxes, SyncPull.cpp, SyncPush.cpp and
+// SyncFetch.cpp one mailbox. Blocking; for one thread.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Foundation/Result.h"
+#include "Imap/ImapConnection.h"
+#include "Imap/LocalTree.h"
+#include "Imap/MirrorState.h"
+#include "Imap/SyncPlan.h"
+
+namespace qs {
+
+class FileSystem;
+class Mailbox;
+class MailLibrary;
+
+struct SyncProgress {
+    std::size_t done = 0, total = 0;  // messages to be fetched
+};
+
+struct SyncParts {
+    ImapConnection& line;
+    MirrorState& state;
+    MailLibrary& library;
+    FileSystem& files;
+    std::string account;
+    std::filesystem::path folder;           // of the account's mail
+    std::set<std::string>& refusedUploads;  // names; not tried again
+    std::function<void(const SyncProgress&)> tellProgress;
+    std::function<void(const std::string& sentence)> tellPerson;  // what a person should know
+};
+
+class SyncPass {
+public:
+    explicit SyncPass(SyncParts parts) : parts_(std::move(parts)), tree_(parts_.folder, parts_.files) {}
+
+    // `folders`: those where something is known to have changed; the others are looked at as well when `everything`.
+    // Fails when the connection or the disk does. What one mailbox refuses is logged, and the others go on.
+    Result<void> run(const std::set<std::string>& folders, bool everything);
+
+private:
+    // A mailbox on its way through this pass.
+    struct Work {
+        MirroredMailbox mailbox;
+        std::vector<std::uint32_t> arrived;  // to be fetched, newest first
+        std::uint32_t uidNext = 0;           // once they are
+        std::uint64_t modSeq = 0;
+        bool isPulled = false;  // else nothing is done to it
+    };
+
+    // Mailboxes
+    Result<void> takeMailboxes();
+    Result<void> takeRenamed(std::map<std::string, ImapMailboxName>& folders);
+    void dropMailbox(const MirroredMailbox& mailbox);
+    Result<void> createMissing();
+    Result<MirroredMailbox> ensureMailbox(const std::string& folder);
+    std::shared_ptr<Mailbox> boxOf(const std::string& folder);
+
+    // What the server did
+    Result<void> pull(Work& work, bool isLikelyChanged);
+    Result<bool> isUnchanged(const MirroredMailbox& mailbox);
+    Result<ServerView> look(Work& work, const std::vector<MirroredMessage>& known, const ImapSelection& selection);
+    Result<void> apply(const MirroredMailbox& mailbox, const PullPlan& plan);
+    // Those of the new messages that are here already are bound to their files and taken off the list.
+    Result<void> recognise(Work& work, const std::map<std::uint32_t, int>& flags);
+    struct Candidate {
+        std::string name, headerDigest, messageID;
+        std::uint64_t size = 0;
+    };
+    Result<std::vector<Candidate>> candidates(const Work& work);
+    void endDoubtfulUploads(const MirroredMailbox& mailbox);
+    Result<std::map<std::uint32_t, std::string>> match(const Work& work, const std::vector<Candidate>& candidates);
+
+    // What was done here
+    Result<PushPlan> planFor(const MirroredMailbox& mailbox);
+    Result<void> push(Work& work);
+    Result<void> pushFlags(const MirroredMailbox& mailbox, const PushPlan& plan);
+    Result<void> moveThere(const MirroredMailbox& mailbox, const std::string& folder,
+                           const std::vector<MirroredMessage>& messages);
+    Result<void> expungeThere(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages);
+    Result<void> upload(Work& work);
+    Result<void> uploadOne(const MirroredMailbox& mailbox, const std::string& name);
+    Whereabouts whereabouts(const std::string& name);
+
+    // The messages
+    Result<void> fetch(Work& work, std::size_t most);
+    struct Fetched;
+    Result<void> keep(const Work& work, std::vector<Fetched>& batch);
+    void tellProgress(std::size_t more);
+
+    Result<void> selected(const MirroredMailbox& mailbox);
+    // Nothing when the connection and the disk are well: then it concerned one mailbox alone, and is logged.
+    Result<void> goOnAfter(const Error& error, const std::string& what);
+    void forgetSettledRemovals();
+
+    SyncParts parts_;
+    LocalTree tree_;
+    std::map<std::string, Work> works_;  // by folder
+    std::string selected_;               // wire name
+    std::string prefix_;
+    char delimiter_ = 0;
+    bool areMailboxesTaken_ = false;
+    std::set<std::string> pullAgain_;       // folders whose new uids the server did not tell
+    std::set<std::string> goneWhileMoved_;  // names
+    SyncProgress progress_;
+};
+
+// Of the file that holds this message: the same after every crash.
+std::string mirroredName(const MirroredMailbox& mailbox, std::uint32_t uid);
+
+}  // namespace qs

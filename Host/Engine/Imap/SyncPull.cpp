@@ -1,0 +1,247 @@
+// What the server did to one mailbox, taken over here.
+#include <algorithm>
+#include <unordered_map>
+
+#include "Foundation/Log.h"
+#include "Imap/ImapError.h"
+#include "Imap/ServerFlags.h"
+#include "Imap/SyncPass.h"
+#include "Mail/MessageHeaders.h"
+#include "MailLibrary.h"
+#include "Mime/MimeMessage.h"
+#include "Text/Digests.h"
+
+namespace qs {
+
+namespace {
+
+ImapUidSet setOf(const std::vector<std::uint32_t>& uids) {
+    ImapUidSet set;
+    // Ascending, each is put at the end.
+    std::vector<std::uint32_t> sorted(uids);
+    std::sort(sorted.begin(), sorted.end());
+    for (const std::uint32_t uid : sorted)
+        set.add(uid);
+    return set;
+}
+
+void note(ServerView& view, const ImapMessage& message) {
+    if (message.uid != 0 && message.flags) view.flags[message.uid] = packedFromServer(*message.flags);
+}
+
+// Servers put a sent copy there by themselves, with headers of their own.
+constexpr std::string_view kSent = "Sent";
+
+}  // namespace
+
+std::string mirroredName(const MirroredMailbox& mailbox, std::uint32_t uid) {
+    return "imap-" + SHA256HexDigest(mailbox.serverName).substr(0, 12) + "-" + std::to_string(mailbox.uidValidity) +
+           "-" + std::to_string(uid);
+}
+
+Result<bool> SyncPass::isUnchanged(const MirroredMailbox& mailbox) {
+    const auto status = parts_.line.status(ImapMailboxName::fromWire(mailbox.serverName));
+    if (!status) return failed(status);
+    return status->highestModSeq != 0 && status->highestModSeq == mailbox.modSeq &&
+           status->uidValidity == mailbox.uidValidity && status->uidNext == mailbox.uidNext;
+}
+
+Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
+    MirroredMailbox& mailbox = work.mailbox;
+    work = {.mailbox = mailbox, .uidNext = mailbox.uidNext, .modSeq = mailbox.modSeq};
+    if (!isLikelyChanged && mailbox.modSeq != 0) {
+        const auto same = isUnchanged(mailbox);
+        if (!same) return failed(same);
+        if (*same) {
+            endDoubtfulUploads(mailbox);
+            work.isPulled = true;
+            return {};
+        }
+    }
+    selected_.clear();
+    std::optional<ImapKnownState> before;
+    if (mailbox.modSeq != 0) before = {.uidValidity = mailbox.uidValidity, .modSeq = mailbox.modSeq, .uids = {}};
+    const auto selection = parts_.line.select(ImapMailboxName::fromWire(mailbox.serverName), before);
+    if (!selection) return failed(selection);
+    selected_ = mailbox.serverName;
+    if (selection->uidValidity != mailbox.uidValidity) {
+        if (mailbox.uidValidity != 0)
+            logWarning("the server counts the messages of “" + mailbox.folder + "” of " + parts_.account + " anew");
+        parts_.state.forgetMessages(mailbox.number);
+        mailbox.uidValidity = selection->uidValidity;
+        mailbox.modSeq = mailbox.uidNext = 0;
+        mailbox = parts_.state.putMailbox(mailbox);
+    }
+    const auto known = parts_.state.messages(mailbox.number);
+    auto view = look(work, known, *selection);
+    if (!view) return failed(view);
+    // A file that is renamed during the look would otherwise seem to be lost.
+    auto here = tree_.lookAgain(mailbox.folder);
+    if (!here) return failed(here);
+    PullPlan plan = planPull(known, *view, **here);
+    if (auto applied = apply(mailbox, plan); !applied) return applied;
+    work.arrived = std::move(plan.arrived);
+    if (auto recognised = recognise(work, view->flags); !recognised) {
+        work.arrived.clear();
+        return recognised;
+    }
+    work.uidNext = selection->uidNext;
+    work.modSeq = selection->highestModSeq;
+    work.isPulled = true;
+    return {};
+}
+
+Result<ServerView> SyncPass::look(Work& work, const std::vector<MirroredMessage>& known,
+                                  const ImapSelection& selection) {
+    ServerView view;
+    const auto each = [&view](const ImapMessage& message) { note(view, message); };
+    const std::uint64_t since = work.mailbox.modSeq;
+    if (since == 0 || selection.highestModSeq == 0) {
+        view.isComplete = true;
+        if (selection.messages == 0) return view;
+        if (auto done = parts_.line.fetch(ImapUidSet::all(), {}, each); !done) return failed(done);
+        return view;
+    }
+    if (selection.tellsChanges) {
+        view.vanished = selection.vanished;
+        for (const ImapMessage& message : selection.changed)
+            note(view, message);
+    } else {
+        if (auto done = parts_.line.fetch(ImapUidSet::all(), {.changedSince = since}, each); !done) return failed(done);
+        const auto present = parts_.line.search({});
+        if (!present) return failed(present);
+        for (const MirroredMessage& message : known)
+            if (!present->contains(message.uid)) view.vanished.add(message.uid);
+    }
+    // Whatever is new changed, too. Should a server see that differently, nothing new may be missed.
+    if (selection.uidNext > work.mailbox.uidNext)
+        if (auto done = parts_.line.fetch(ImapUidSet::from(work.mailbox.uidNext), {}, each); !done) return failed(done);
+    return view;
+}
+
+Result<void> SyncPass::apply(const MirroredMailbox& mailbox, const PullPlan& plan) {
+    if (!plan.flagsHere.empty() || !plan.drop.empty()) {
+        const auto box = boxOf(mailbox.folder);
+        if (!box) return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The mailbox is not there.");
+        if (!plan.flagsHere.empty())
+            if (auto done = parts_.library.setMirroredFlags(*box, plan.flagsHere); !done) return done;
+        if (!plan.drop.empty())
+            if (auto done = parts_.library.dropMirrored(*box, plan.drop); !done) return done;
+    }
+    for (const MirroredMessage& message : plan.gone)
+        if (!parts_.state.isRemoved(message.name)) goneWhileMoved_.insert(message.name);
+    parts_.state.change(mailbox.number, plan.agreed, plan.forget);
+    tree_.forget(mailbox.folder);
+    return {};
+}
+
+Result<void> SyncPass::recognise(Work& work, const std::map<std::uint32_t, int>& flags) {
+    const MirroredMailbox& mailbox = work.mailbox;
+    std::vector<MirroredMessage> bound;
+    const auto bind = [&](std::uint32_t uid, const std::string& name) {
+        bound.push_back({uid, name, flags.contains(uid) ? flags.at(uid) : 0});
+    };
+    std::set<std::string> removed;
+    for (const MirrorState::Removal& removal : parts_.state.removals())
+        removed.insert(removal.name);
+    // Files that were written before a crash kept the state from saying so.
+    for (const std::uint32_t uid : work.arrived) {
+        const std::string name = mirroredName(mailbox, uid);
+        const auto folders = tree_.foldersWith(name);
+        if (!folders) return failed(folders);
+        if ((!folders->empty() || removed.contains(name)) && parts_.state.mailboxesWith(name).empty()) bind(uid, name);
+    }
+    const auto takeBound = [&] {
+        parts_.state.change(mailbox.number, bound, {});
+        std::set<std::uint32_t> uids;
+        for (const MirroredMessage& message : bound)
+            uids.insert(message.uid);
+        std::erase_if(work.arrived, [&](std::uint32_t uid) { return uids.contains(uid); });
+        bound.clear();
+    };
+    takeBound();
+    const auto possible = candidates(work);
+    if (!possible) return failed(possible);
+    const auto matched = match(work, *possible);
+    if (!matched) return failed(matched);
+    for (const auto& [uid, name] : *matched)
+        bind(uid, name);
+    takeBound();
+    endDoubtfulUploads(mailbox);
+    return {};
+}
+
+// The server has been asked: those that were not found never came to an end there.
+void SyncPass::endDoubtfulUploads(const MirroredMailbox& mailbox) {
+    std::vector<std::string> ended;
+    for (const Upload& upload : parts_.state.uploads(mailbox.folder))
+        ended.push_back(upload.name);
+    parts_.state.endUploads(mailbox.folder, ended);
+}
+
+// What is here, or was when it was uploaded, and has no uid in this mailbox.
+Result<std::vector<SyncPass::Candidate>> SyncPass::candidates(const Work& work) {
+    const MirroredMailbox& mailbox = work.mailbox;
+    std::vector<Candidate> all;
+    if (work.arrived.empty()) return all;
+    std::set<std::string> known;
+    for (const MirroredMessage& message : parts_.state.messages(mailbox.number))
+        known.insert(message.name);
+    for (const Upload& upload : parts_.state.uploads(mailbox.folder))
+        if (known.insert(upload.name).second) all.push_back({upload.name, upload.headerDigest, {}, upload.size});
+    const auto here = tree_.messagesIn(mailbox.folder);
+    if (!here) return failed(here);
+    for (const auto& [name, flags] : **here) {
+        if (known.contains(name)) continue;
+        const auto file = tree_.read(mailbox.folder, name);
+        if (!file) continue;  // gone meanwhile
+        const std::string messageID = mailbox.folder == kSent ? parseHeaders(file->content)
+                                                                    ->firstMessageIDForKey(MCHeaderKeyMessageId)
+                                                                    .value_or("")
+                                                              : "";
+        all.push_back({name, headerDigest(file->content), messageID, withNetworkLineEnds(file->content).size()});
+    }
+    return all;
+}
+
+Result<std::map<std::uint32_t, std::string>> SyncPass::match(const Work& work, const std::vector<Candidate>& possible) {
+    std::map<std::uint32_t, std::string> matched;
+    if (possible.empty()) return matched;
+    std::set<std::uint64_t> sizes;
+    std::multimap<std::string, const Candidate*> byDigest;
+    std::map<std::string, const Candidate*> byMessageID;
+    for (const Candidate& each : possible) {
+        sizes.insert(each.size);
+        byDigest.emplace(each.headerDigest, &each);
+        if (!each.messageID.empty()) byMessageID.emplace(each.messageID, &each);
+    }
+    std::vector<std::uint32_t> alike;
+    std::map<std::uint32_t, std::uint64_t> sizeOf;
+    auto done = parts_.line.fetch(setOf(work.arrived), {.flags = false, .size = true}, [&](const ImapMessage& message) {
+        sizeOf[message.uid] = message.size.value_or(0);
+        if (sizes.contains(message.size.value_or(0)) || !byMessageID.empty()) alike.push_back(message.uid);
+    });
+    if (!done) return failed(done);
+    if (alike.empty()) return matched;
+    std::set<std::string> taken;
+    const auto take = [&](std::uint32_t uid, const Candidate& candidate) {
+        if (!taken.insert(candidate.name).second) return false;
+        matched[uid] = candidate.name;
+        return true;
+    };
+    done = parts_.line.fetch(
+        setOf(alike), {.flags = false, .content = ImapFetch::Content::Header}, [&](const ImapMessage& message) {
+            if (!message.content) return;
+            const auto [first, last] = byDigest.equal_range(headerDigest(*message.content));
+            for (auto each = first; each != last; ++each)
+                if (each->second->size == sizeOf[message.uid] && take(message.uid, *each->second)) return;
+            if (byMessageID.empty()) return;
+            const auto id = parseHeaders(*message.content)->firstMessageIDForKey(MCHeaderKeyMessageId);
+            const auto found = byMessageID.find(id.value_or(""));
+            if (found != byMessageID.end()) take(message.uid, *found->second);
+        });
+    if (!done) return failed(done);
+    return matched;
+}
+
+}  // namespace qs

@@ -1,0 +1,181 @@
+// What was done here to one mailbox, done at the server.
+#include <algorithm>
+
+#include "Foundation/Log.h"
+#include "Imap/ImapError.h"
+#include "Imap/MailboxNames.h"
+#include "Imap/ServerFlags.h"
+#include "Imap/SyncPass.h"
+#include "MailLibrary.h"
+#include "Maildir/FolderName.h"
+#include "Maildir/MaildirName.h"
+
+namespace qs {
+
+namespace {
+
+ImapUidSet setOf(const std::vector<MirroredMessage>& messages) {
+    ImapUidSet uids;
+    for (const MirroredMessage& message : messages)
+        uids.add(message.uid);
+    return uids;
+}
+
+}  // namespace
+
+Whereabouts SyncPass::whereabouts(const std::string& name) {
+    const auto folders = tree_.foldersWith(name);
+    if (!folders) return {Whereabouts::Kind::Unknown, {}};
+    const auto bound = parts_.state.mailboxesWith(name);
+    for (const std::string& folder : *folders) {
+        const auto mailbox = parts_.state.mailboxOfFolder(folder);
+        const bool isBound = mailbox && std::find(bound.begin(), bound.end(), mailbox->number) != bound.end();
+        if (isBound || staysHere(folder)) return {Whereabouts::Kind::Arrived, folder};
+    }
+    if (!folders->empty()) return {Whereabouts::Kind::Moved, folders->front()};
+    return {parts_.state.isRemoved(name) ? Whereabouts::Kind::Erased : Whereabouts::Kind::Nowhere, {}};
+}
+
+Result<PushPlan> SyncPass::planFor(const MirroredMailbox& mailbox) {
+    const auto known = parts_.state.messages(mailbox.number);
+    // Twice: a file that is renamed during the look would otherwise seem to be lost.
+    for (int i = 0; i < 2; ++i)
+        if (const auto looked = tree_.lookAgain(mailbox.folder); !looked) return failed(looked);
+    const auto here = tree_.messagesIn(mailbox.folder);
+    if (!here) return failed(here);
+    return planPush(known, **here, [this](const std::string& name) { return whereabouts(name); });
+}
+
+Result<void> SyncPass::push(Work& work) {
+    if (!work.isPulled) return {};
+    tree_.forget(work.mailbox.folder);
+    const auto plan = planFor(work.mailbox);
+    if (!plan) return failed(plan);
+    if (!plan->flagsThere.empty())
+        if (auto done = pushFlags(work.mailbox, *plan); !done) return done;
+    for (const auto& [folder, messages] : plan->moves)
+        if (auto done = moveThere(work.mailbox, folder, messages); !done) return done;
+    if (!plan->expunge.empty())
+        if (auto done = expungeThere(work.mailbox, plan->expunge); !done) return done;
+    std::vector<std::uint32_t> lost;
+    for (const MirroredMessage& message : plan->fetchAgain)
+        lost.push_back(message.uid);
+    if (lost.empty()) return {};
+    logWarning("messages of “" + work.mailbox.folder + "” of " + parts_.account +
+               " are missing here and are fetched again: " + std::to_string(lost.size()));
+    parts_.state.change(work.mailbox.number, {}, lost);
+    work.arrived.insert(work.arrived.end(), lost.begin(), lost.end());
+    return {};
+}
+
+Result<void> SyncPass::pushFlags(const MirroredMailbox& mailbox, const PushPlan& plan) {
+    if (auto done = selected(mailbox); !done) return done;
+    for (const auto& [bits, uids] : plan.flagsThere) {
+        const auto& [set, clear] = bits;
+        if (set != 0)
+            if (auto stored = parts_.line.store(uids, ImapChange::Add, serverFlags(set)); !stored) return failed(stored);
+        if (clear != 0)
+            if (auto stored = parts_.line.store(uids, ImapChange::Remove, serverFlags(clear)); !stored)
+                return failed(stored);
+    }
+    parts_.state.change(mailbox.number, plan.agreed, {});
+    return {};
+}
+
+// By MOVE, else by a copy that the server has confirmed; what it has not confirmed is looked for before anything goes.
+Result<void> SyncPass::moveThere(const MirroredMailbox& mailbox, const std::string& folder,
+                                 const std::vector<MirroredMessage>& messages) {
+    const auto target = ensureMailbox(folder);
+    if (!target) return failed(target);
+    if (auto done = selected(mailbox); !done) return done;
+    const bool moves = parts_.line.has("MOVE");
+    const auto name = ImapMailboxName::fromWire(target->serverName);
+    const auto copied = moves ? parts_.line.move(setOf(messages), name) : parts_.line.copy(setOf(messages), name);
+    if (!copied) return failed(copied);
+    // A mailbox of which nothing is known yet is taken up as a whole, which finds them.
+    const bool isTold = copied->uidValidity != 0 && copied->uidValidity == target->uidValidity;
+    std::map<std::uint32_t, const MirroredMessage*> byUid;
+    for (const MirroredMessage& message : messages)
+        byUid[message.uid] = &message;
+    for (std::size_t i = 0; isTold && i < std::min(copied->source.size(), copied->target.size()); ++i) {
+        const auto found = byUid.find(copied->source[i]);
+        if (found == byUid.end()) continue;
+        const MirroredMessage there{copied->target[i], found->second->name, found->second->flags};
+        if (moves)
+            parts_.state.moveMessage(mailbox.number, found->first, target->number, there);
+        else
+            parts_.state.change(target->number, {there}, {});
+    }
+    if (!isTold) pullAgain_.insert(folder);
+    if (!isTold && moves) {
+        std::vector<std::uint32_t> gone;
+        for (const MirroredMessage& message : messages)
+            gone.push_back(message.uid);
+        parts_.state.change(mailbox.number, {}, gone);
+    }
+    if (isTold && !moves) return expungeThere(mailbox, messages);
+    return {};
+}
+
+Result<void> SyncPass::expungeThere(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages) {
+    if (auto done = selected(mailbox); !done) return done;
+    const ImapUidSet uids = setOf(messages);
+    if (auto stored = parts_.line.store(uids, ImapChange::Add, {"\\Deleted"}); !stored) return failed(stored);
+    const auto expunged = parts_.line.expunge(uids);
+    // Without UIDPLUS they stay there, marked: a bare EXPUNGE would take what others have marked as well.
+    if (!expunged && imapFailure(expunged.error()) == ImapFailure::NotOffered) return {};
+    if (!expunged) return expunged;
+    std::vector<std::uint32_t> gone;
+    for (const MirroredMessage& message : messages)
+        gone.push_back(message.uid);
+    parts_.state.change(mailbox.number, {}, gone);
+    return {};
+}
+
+Result<void> SyncPass::upload(Work& work) {
+    const MirroredMailbox& mailbox = work.mailbox;
+    // What the server did not tell of must be found there before anything is said to be missing.
+    if (!work.isPulled || pullAgain_.contains(mailbox.folder)) return {};
+    const auto plan = planFor(mailbox);
+    if (!plan) return failed(plan);
+    for (const std::string& name : plan->onlyHere) {
+        // It waits to be moved from there.
+        if (!parts_.state.mailboxesWith(name).empty() || parts_.refusedUploads.contains(name)) continue;
+        if (auto done = uploadOne(mailbox, name); !done)
+            if (auto still = goOnAfter(done.error(), mailbox.folder); !still) return still;
+    }
+    return {};
+}
+
+Result<void> SyncPass::uploadOne(const MirroredMailbox& mailbox, const std::string& name) {
+    auto file = tree_.read(mailbox.folder, name);
+    if (!file) return {};  // gone meanwhile, or nobody can read it, which the library tells
+    const std::string content = withNetworkLineEnds(file->content);
+    const auto here = tree_.messagesIn(mailbox.folder);
+    const int flags = here && (*here)->contains(name) ? (*here)->at(name) : 0;
+    parts_.state.beginUpload({mailbox.folder, name, headerDigest(content), content.size()});
+    const auto appended =
+        parts_.line.append(ImapMailboxName::fromWire(mailbox.serverName), ImapContent::of(content), serverFlags(flags),
+                           MaildirName::timeIn(name).value_or(file->modified));
+    if (!appended) {
+        // Without an answer nobody knows whether it is there, and the next look at the mailbox tells.
+        if (!parts_.line.isOpen()) return failed(appended);
+        parts_.state.endUploads(mailbox.folder, {name});
+        if (imapFailure(appended.error()) != ImapFailure::Temporary) {
+            parts_.refusedUploads.insert(name);
+            parts_.tellPerson("A message can't be put into “" + pathFromFolderName(mailbox.folder) +
+                              "” at the server. It stays here. " + appended.error().description);
+        }
+        return failed(appended);
+    }
+    if (goneWhileMoved_.contains(name))
+        parts_.tellPerson("A message was deleted at the server while it was moved here. It was kept, and put back "
+                          "there into the mailbox that it was moved to.");
+    if (appended->uid != 0 && appended->uidValidity == mailbox.uidValidity)
+        parts_.state.change(mailbox.number, {{appended->uid, name, flags}}, {});
+    else
+        pullAgain_.insert(mailbox.folder);
+    return {};
+}
+
+}  // namespace qs
