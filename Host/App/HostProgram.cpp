@@ -22,6 +22,7 @@
 #include "InstanceLock.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
+#include "MailSync.h"
 #include "Platform.h"
 #include "PlugInLink.h"
 #include "Process/StopSignals.h"
@@ -85,6 +86,7 @@ private:
         tellOfDamage();
         application_->finishLaunching();
         if (!loop_->isStopped()) engine_->deliveries().start();
+        if (!loop_->isStopped()) engine_->sync().start();
         return {};
     }
 
@@ -134,7 +136,7 @@ private:
         const DemoData demo(data_.path);
         if (data_.isDemo)
             if (auto made = demo.makeAccounts(); !made) return made;
-        auto engine = MailEngine::open({.dataFolder = data_.path});
+        auto engine = MailEngine::open({.dataFolder = data_.path, .network = Platform::current().network});
         if (!engine) return failed(engine);
         engine_ = std::move(*engine);
         return data_.isDemo ? demo.addMails(*engine_, programFolder_ / ".." / "Demo") : Result<void>();

@@ -6,6 +6,7 @@
 #include "Foundation/FileSystem.h"
 #include "Library/LibraryObjects.h"
 #include "MailLibrary.h"
+#include "MailSync.h"
 
 namespace qs {
 
@@ -23,6 +24,8 @@ Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& option
     if (!library) return failed(library);
     engine->library_ = std::move(*library);
     engine->deliveries_ = DeliveryService::make(options.dataFolder, *engine->library_, *engine->accounts_, files);
+    engine->sync_ = MailSync::make({options.dataFolder, options.network, options.watchesInboxes}, *engine->library_,
+                                   *engine->accounts_, files);
     if (options.watchFolders) engine->library_->watchFolders();
 
     HostInstances& instances = HostInstances::current();
@@ -38,6 +41,8 @@ Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& option
 MailEngine::~MailEngine() {
     if (deliveries_) deliveries_->stop();
     deliveries_.reset();
+    if (sync_) sync_->stop();
+    sync_.reset();
     // Nothing was filled in by an engine that did not open.
     HostInstances& instances = HostInstances::current();
     if (library_ && instances.library == library_) {
@@ -47,6 +52,16 @@ MailEngine::~MailEngine() {
     }
 }
 
-std::vector<std::string> MailEngine::takeNotices() { return library_->takeNotices(); }
+void MailEngine::accountsDidChange() {
+    library_->accountsDidChange();
+    sync_->accountsDidChange();
+}
+
+std::vector<std::string> MailEngine::takeNotices() {
+    std::vector<std::string> notices = library_->takeNotices();
+    for (std::string& notice : sync_->takeNotices())
+        notices.push_back(std::move(notice));
+    return notices;
+}
 
 }  // namespace qs

@@ -20,6 +20,7 @@
 #include "Mail/Mailbox.h"
 #include "MailApplicationObject.h"
 #include "MailLibrary.h"
+#include "MailSync.h"
 #include "MailboxesOutlineObject.h"
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
@@ -101,6 +102,10 @@ void MailApplicationObject::observe() {
         outline_->waitingDidChange();
         noteModelChange();
     }));
+    observations_.push_back(centre.addObserver(std::string(MailSyncStatusDidChangeNotification), [this](const auto&) {
+        takeNotices();
+        noteModelChange();
+    }));
     observations_.push_back(centre.addObserver("MailDeliveryDidFail", [this](const Notification& notification) {
         const std::string text = notification.userInfo["text"].stringValue();
         addNotice(text.empty() ? "A message could not be sent. It waits in the outbox." : text,
@@ -110,8 +115,6 @@ void MailApplicationObject::observe() {
 
 void MailApplicationObject::takeNotices() {
     for (auto& text : engine_.takeNotices())
-        addNotice(std::move(text));
-    for (auto& text : engine_.library().takeNotices())
         addNotice(std::move(text));
 }
 

@@ -11,6 +11,7 @@
 #include "Foundation/RunLoop.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
+#include "MailSync.h"
 #include "MainViewer.h"
 #include "Platform.h"
 #include "Settings/UserDefaults.h"
@@ -110,6 +111,7 @@ void TemporaryHost::startAll() {
     }
     running_->application->finishLaunching();
     if (options_.startDeliveries) running_->engine->deliveries().start();
+    running_->engine->sync().start();
     settle();
 }
 

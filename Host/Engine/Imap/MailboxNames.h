@@ -13,8 +13,8 @@
 
 namespace qs {
 
-// By folder. What cannot be selected is left out, and, where there are labels (a mailbox of all mail beside the others),
-// those that merely gather what lies elsewhere.
+// By folder. What cannot be selected is left out, and, where there are labels (a mailbox of all mail beside the
+// others), those that merely gather what lies elsewhere.
 std::map<std::string, ImapMailboxName> foldersFor(const std::vector<ImapMailbox>& listed, const std::string& prefix,
                                                   const std::vector<MirroredMailbox>& kept);
 // The name for a folder that the server does not have yet. `delimiter` 0: the server knows no levels.

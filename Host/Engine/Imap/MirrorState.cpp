@@ -76,8 +76,8 @@ MirrorState::~MirrorState() = default;
 void MirrorState::open(FileSystem& files) {
     if (const auto made = files.makeFolder(file_.parent_path()); !made)
         logWarning("the folder of an account: " + made.error().description);
-    database_ = std::make_unique<Database>(file_,
-                                           Database::Options{.cacheKilobytes = kCacheKilobytes, .isDurable = true});
+    database_ =
+        std::make_unique<Database>(file_, Database::Options{.cacheKilobytes = kCacheKilobytes, .isDurable = true});
     if (database_->integer("SELECT count(*) FROM sqlite_master") == 0)
         database_->runScript("BEGIN IMMEDIATE;" + std::string(kSchema) +
                              "PRAGMA user_version = " + std::to_string(kVersion) + "; COMMIT;");

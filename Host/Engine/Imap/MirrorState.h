@@ -71,7 +71,8 @@ public:
     std::vector<std::int64_t> mailboxesWith(std::string_view name);
     // All or nothing. A message's older place under the same name in the same mailbox goes. Uploads of what is put are
     // over.
-    void change(std::int64_t mailbox, const std::vector<MirroredMessage>& put, const std::vector<std::uint32_t>& forget);
+    void change(std::int64_t mailbox, const std::vector<MirroredMessage>& put,
+                const std::vector<std::uint32_t>& forget);
     // A message that is now known under another uid, of another mailbox perhaps.
     void moveMessage(std::int64_t from, std::uint32_t uid, std::int64_t to, const MirroredMessage& there);
     void forgetMessages(std::int64_t mailbox);  // all of it

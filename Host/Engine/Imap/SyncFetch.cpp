@@ -2,8 +2,8 @@
 #include "Foundation/Log.h"
 #include "Imap/ServerFlags.h"
 #include "Imap/SyncPass.h"
-#include "Maildir/MaildirFlags.h"
 #include "MailLibrary.h"
+#include "Maildir/MaildirFlags.h"
 
 namespace qs {
 
@@ -34,8 +34,8 @@ Result<void> SyncPass::fetch(Work& work, std::size_t most) {
         std::vector<Fetched> batch;
         std::size_t bytes = 0;
         Result<void> kept;
-        const auto done = parts_.line.fetch(
-            uids, {.date = true, .content = ImapFetch::Content::Whole}, [&](ImapMessage message) {
+        const auto done =
+            parts_.line.fetch(uids, {.date = true, .content = ImapFetch::Content::Whole}, [&](ImapMessage message) {
                 if (!kept || !message.content || message.uid == 0) return;
                 bytes += message.content->size();
                 batch.push_back({message.uid, packedFromServer(message.flags.value_or(ImapFlags())),

@@ -1,5 +1,5 @@
-// The list of mailboxes: what is new at the server comes here, what is new here goes there, what is gone there goes here
-// as far as the server had it.
+// The list of mailboxes: what is new at the server comes here, what is new here goes there, what is gone there goes
+// here as far as the server had it.
 #include <algorithm>
 
 #include "Foundation/FileSystem.h"
@@ -26,7 +26,8 @@ Result<void> SyncPass::takeMailboxes() {
     if (!namespaces) return failed(namespaces);
     const auto listed = parts_.line.list();
     if (!listed) return failed(listed);
-    const bool hasInbox = std::any_of(listed->begin(), listed->end(), [](const auto& each) { return each.name.isInbox(); });
+    const bool hasInbox =
+        std::any_of(listed->begin(), listed->end(), [](const auto& each) { return each.name.isInbox(); });
     if (!hasInbox)
         return failure(std::string(kImapErrorDomain), static_cast<int>(ImapFailure::Temporary),
                        "The server lists no inbox just now.");

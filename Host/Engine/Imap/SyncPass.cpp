@@ -18,23 +18,37 @@ constexpr std::size_t kFirstMessages = 50;
 
 }  // namespace
 
-Result<void> SyncPass::run(const std::set<std::string>& folders, bool everything) {
-    const bool isNewFolder = std::any_of(folders.begin(), folders.end(), [&](const std::string& folder) {
+void SyncScope::add(const SyncScope& other) {
+    here.insert(other.here.begin(), other.here.end());
+    there.insert(other.there.begin(), other.there.end());
+    everything = everything || other.everything;
+}
+
+Result<void> SyncPass::pullAll(const SyncScope& scope) {
+    const bool isNewFolder = std::any_of(scope.here.begin(), scope.here.end(), [&](const std::string& folder) {
         return !staysHere(folder) && !parts_.state.mailboxOfFolder(folder);
     });
-    if (everything || isNewFolder)
+    if (scope.everything || isNewFolder)
         if (auto taken = takeMailboxes(); !taken) return taken;
-    for (MirroredMailbox& mailbox : parts_.state.mailboxes())
-        if (everything || folders.contains(mailbox.folder)) works_[mailbox.folder].mailbox = std::move(mailbox);
-
+    for (MirroredMailbox& mailbox : parts_.state.mailboxes()) {
+        // Most of what changes here, the server has told us.
+        const bool isAsked = scope.everything || scope.there.contains(mailbox.folder) ||
+                             (scope.here.contains(mailbox.folder) && hasSomethingToPush(mailbox));
+        if (isAsked) works_[mailbox.folder].mailbox = std::move(mailbox);
+    }
     // The inbox comes first, as its folder is "".
     for (auto& [folder, work] : works_) {
-        auto done = pull(work, !everything || folders.contains(folder));
+        auto done = pull(work, !scope.everything || scope.there.contains(folder));
         if (done && folder.empty()) done = fetch(work, kFirstMessages);
         if (!done)
             if (auto still = goOnAfter(done.error(), folder); !still) return still;
         progress_.total += work.arrived.size();
     }
+    return {};
+}
+
+Result<void> SyncPass::run(const SyncScope& scope) {
+    if (auto pulled = pullAll(scope); !pulled) return pulled;
     for (const auto step : {&SyncPass::push, &SyncPass::upload})
         for (auto& [folder, work] : works_)
             if (auto done = (this->*step)(work); !done)
@@ -54,8 +68,8 @@ Result<void> SyncPass::run(const std::set<std::string>& folders, bool everything
 }
 
 Result<void> SyncPass::goOnAfter(const Error& error, const std::string& what) {
-    const bool isAnswer = error.domain == kImapErrorDomain && parts_.line.isOpen() &&
-                          imapFailure(error) != ImapFailure::Temporary;
+    const bool isAnswer =
+        error.domain == kImapErrorDomain && parts_.line.isOpen() && imapFailure(error) != ImapFailure::Temporary;
     if (!isAnswer) return failure(error);
     logWarning("the mailbox “" + what + "” of " + parts_.account + ": " + error.description);
     selected_.clear();

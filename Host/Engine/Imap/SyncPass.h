@@ -1,6 +1,6 @@
 // One piece of work between an account's Maildirs and its server, over one connection: mailboxes, what changed there,
-// what changed here, then the messages themselves, newest first. Cut off anywhere, the next one carries on: what was not
-// finished still shows as a difference.
+// what changed here, then the messages themselves, newest first. Cut off anywhere, the next one carries on: what was
+// not finished still shows as a difference.
 //
 // The order makes it safe. What the server did is known of every mailbox before anything is told to it, so that an
 // earlier move or upload whose answer was lost is recognised and not done twice. Files are on the disk before the state
@@ -34,6 +34,15 @@ struct SyncProgress {
     std::size_t done = 0, total = 0;  // messages to be fetched
 };
 
+// Folders in which something is known to have changed, here or at the server; or all of them, whatever is known.
+struct SyncScope {
+    std::set<std::string> here, there;
+    bool everything = false;
+
+    bool isEmpty() const { return here.empty() && there.empty() && !everything; }
+    void add(const SyncScope& other);
+};
+
 struct SyncParts {
     ImapConnection& line;
     MirrorState& state;
@@ -50,9 +59,8 @@ class SyncPass {
 public:
     explicit SyncPass(SyncParts parts) : parts_(std::move(parts)), tree_(parts_.folder, parts_.files) {}
 
-    // `folders`: those where something is known to have changed; the others are looked at as well when `everything`.
     // Fails when the connection or the disk does. What one mailbox refuses is logged, and the others go on.
-    Result<void> run(const std::set<std::string>& folders, bool everything);
+    Result<void> run(const SyncScope& scope);
 
 private:
     // A mailbox on its way through this pass.
@@ -73,6 +81,7 @@ private:
     std::shared_ptr<Mailbox> boxOf(const std::string& folder);
 
     // What the server did
+    Result<void> pullAll(const SyncScope& scope);
     Result<void> pull(Work& work, bool isLikelyChanged);
     Result<bool> isUnchanged(const MirroredMailbox& mailbox);
     Result<ServerView> look(Work& work, const std::vector<MirroredMessage>& known, const ImapSelection& selection);
@@ -89,6 +98,7 @@ private:
 
     // What was done here
     Result<PushPlan> planFor(const MirroredMailbox& mailbox);
+    bool hasSomethingToPush(const MirroredMailbox& mailbox);
     Result<void> push(Work& work);
     Result<void> pushFlags(const MirroredMailbox& mailbox, const PushPlan& plan);
     Result<void> moveThere(const MirroredMailbox& mailbox, const std::string& folder,

@@ -39,7 +39,8 @@ PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& s
         if (local == here.end()) continue;
         const int ours = withWholeColour(local->second ^ message.flags);
         const int theirs = withWholeColour(there->second ^ message.flags) & ~ours;
-        const FlagBits bits{.set = theirs & there->second & ~local->second, .clear = theirs & ~there->second & local->second};
+        const FlagBits bits{.set = theirs & there->second & ~local->second,
+                            .clear = theirs & ~there->second & local->second};
         if (bits.set != 0 || bits.clear != 0) plan.flagsHere[message.name] = bits;
     }
     for (const auto& [uid, flags] : server.flags)

@@ -122,7 +122,8 @@ Result<ServerView> SyncPass::look(Work& work, const std::vector<MirroredMessage>
 Result<void> SyncPass::apply(const MirroredMailbox& mailbox, const PullPlan& plan) {
     if (!plan.flagsHere.empty() || !plan.drop.empty()) {
         const auto box = boxOf(mailbox.folder);
-        if (!box) return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The mailbox is not there.");
+        if (!box)
+            return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The mailbox is not there.");
         if (!plan.flagsHere.empty())
             if (auto done = parts_.library.setMirroredFlags(*box, plan.flagsHere); !done) return done;
         if (!plan.drop.empty())
@@ -195,10 +196,10 @@ Result<std::vector<SyncPass::Candidate>> SyncPass::candidates(const Work& work) 
         if (known.contains(name)) continue;
         const auto file = tree_.read(mailbox.folder, name);
         if (!file) continue;  // gone meanwhile
-        const std::string messageID = mailbox.folder == kSent ? parseHeaders(file->content)
-                                                                    ->firstMessageIDForKey(MCHeaderKeyMessageId)
-                                                                    .value_or("")
-                                                              : "";
+        const std::string messageID =
+            mailbox.folder == kSent
+                ? parseHeaders(file->content)->firstMessageIDForKey(MCHeaderKeyMessageId).value_or("")
+                : "";
         all.push_back({name, headerDigest(file->content), messageID, withNetworkLineEnds(file->content).size()});
     }
     return all;

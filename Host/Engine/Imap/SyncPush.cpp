@@ -46,6 +46,14 @@ Result<PushPlan> SyncPass::planFor(const MirroredMailbox& mailbox) {
     return planPush(known, **here, [this](const std::string& name) { return whereabouts(name); });
 }
 
+bool SyncPass::hasSomethingToPush(const MirroredMailbox& mailbox) {
+    const auto plan = planFor(mailbox);
+    if (!plan || mailbox.uidValidity == 0) return true;
+    return !plan->flagsThere.empty() || !plan->moves.empty() || !plan->expunge.empty() || !plan->fetchAgain.empty() ||
+           std::any_of(plan->onlyHere.begin(), plan->onlyHere.end(),
+                       [&](const std::string& name) { return !parts_.refusedUploads.contains(name); });
+}
+
 Result<void> SyncPass::push(Work& work) {
     if (!work.isPulled) return {};
     tree_.forget(work.mailbox.folder);
@@ -73,7 +81,8 @@ Result<void> SyncPass::pushFlags(const MirroredMailbox& mailbox, const PushPlan&
     for (const auto& [bits, uids] : plan.flagsThere) {
         const auto& [set, clear] = bits;
         if (set != 0)
-            if (auto stored = parts_.line.store(uids, ImapChange::Add, serverFlags(set)); !stored) return failed(stored);
+            if (auto stored = parts_.line.store(uids, ImapChange::Add, serverFlags(set)); !stored)
+                return failed(stored);
         if (clear != 0)
             if (auto stored = parts_.line.store(uids, ImapChange::Remove, serverFlags(clear)); !stored)
                 return failed(stored);
@@ -154,9 +163,8 @@ Result<void> SyncPass::uploadOne(const MirroredMailbox& mailbox, const std::stri
     const auto here = tree_.messagesIn(mailbox.folder);
     const int flags = here && (*here)->contains(name) ? (*here)->at(name) : 0;
     parts_.state.beginUpload({mailbox.folder, name, headerDigest(content), content.size()});
-    const auto appended =
-        parts_.line.append(ImapMailboxName::fromWire(mailbox.serverName), ImapContent::of(content), serverFlags(flags),
-                           MaildirName::timeIn(name).value_or(file->modified));
+    const auto appended = parts_.line.append(ImapMailboxName::fromWire(mailbox.serverName), ImapContent::of(content),
+                                             serverFlags(flags), MaildirName::timeIn(name).value_or(file->modified));
     if (!appended) {
         // Without an answer nobody knows whether it is there, and the next look at the mailbox tells.
         if (!parts_.line.isOpen()) return failed(appended);

@@ -20,8 +20,7 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
     // Reading them apart takes longest, so nobody has to wait for it.
     std::vector<MessageFacts> facts;
     for (const MirroredArrival& each : messages)
-        facts.push_back(
-            messageFacts(each.content.substr(0, kIndexedBytes), each.content.size() <= kIndexedBytes));
+        facts.push_back(messageFacts(each.content.substr(0, kIndexedBytes), each.content.size() <= kIndexedBytes));
     auto keywords = MaildirKeywords::load(box->maildir().root(), files_);
     std::vector<Maildir::Delivery> deliveries;
     for (const MirroredArrival& each : messages) {

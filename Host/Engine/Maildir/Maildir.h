@@ -36,8 +36,8 @@ public:
     // in new/ or cur/. A failure leaves nothing. The file's date becomes `received`, for other programs.
     Result<std::string> deliver(std::string_view content, std::string_view unique, std::string_view letters,
                                 Date received) const;
-    // As deliver() for each, with one sync of the disk for all of them. Answers their files, in order; an empty one for a
-    // message whose name was taken. After a failure some of the messages may be there, whole.
+    // As deliver() for each, with one sync of the disk for all of them. Answers their files, in order; an empty one for
+    // a message whose name was taken. After a failure some of the messages may be there, whole.
     struct Delivery {
         std::string_view content;
         std::string unique, letters;

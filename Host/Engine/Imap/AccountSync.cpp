@@ -1,0 +1,242 @@
+#include "Imap/AccountSync.h"
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "Database/Database.h"
+#include "Foundation/Format.h"
+#include "Foundation/Log.h"
+#include "Imap/ImapConnection.h"
+#include "Imap/MirrorState.h"
+
+namespace qs {
+
+namespace {
+
+// A change here is told soon, but not each of a row of them by itself.
+constexpr TimeInterval kQuiet = 1.5;
+constexpr TimeInterval kEverything = 5 * 60;
+constexpr TimeInterval kFirstDelay = 5, kThrottledDelay = 60, kLongestDelay = 30 * 60;
+
+// Trying again by itself would lock the account sooner than it would help.
+bool needsPerson(const Error& error) {
+    if (error.domain != kImapErrorDomain) return false;
+    switch (imapFailure(error)) {
+    case ImapFailure::TlsFailed:
+    case ImapFailure::NotTrusted:
+    case ImapFailure::OpenPassword:
+    case ImapFailure::SignInRefused: return true;
+    default: return false;
+    }
+}
+
+double randomShare() {
+    static thread_local std::mt19937 random{std::random_device()()};
+    return std::uniform_real_distribution<double>(0, 1)(random);
+}
+
+}  // namespace
+
+TimeInterval retryDelay(int failures, ImapFailure failure, double random) {
+    const double first = failure == ImapFailure::Temporary ? kThrottledDelay : kFirstDelay;
+    const double delay = std::min(kLongestDelay, first * std::exp2(std::clamp(failures - 1, 0, 20)));
+    return delay * (0.5 + random / 2);
+}
+
+AccountSync::~AccountSync() { stop(); }
+
+void AccountSync::start() {
+    queue_ = std::make_unique<OperationQueue>(1, OperationQueue::Threads::Own);
+    if (parts_.network)
+        networkWatch_ = parts_.network->observe([weak = weak_from_this()](const NetworkState::Facts& facts) {
+            const auto self = weak.lock();
+            if (self && facts.isReachable) self->schedule(0);
+        });
+    syncSoon({.everything = true});
+}
+
+void AccountSync::stop() {
+    {
+        const std::lock_guard hold(lock_);
+        if (isStopping_ || !queue_) return;
+        isStopping_ = true;
+        networkWatch_.reset();
+        if (timer_) timer_->invalidate();
+        if (line_) line_->cancel();
+    }
+    queue_->cancelWaiting();
+    queue_->waitUntilFinished();
+    watch_.reset();
+    queue_.reset();
+}
+
+void AccountSync::syncSoon(const SyncScope& scope) {
+    bool isWaiting = false;
+    {
+        const std::lock_guard hold(lock_);
+        wanted_.add(scope);
+        isWaiting = status_.state == SyncStatus::State::Waiting || status_.state == SyncStatus::State::Stopped;
+    }
+    if (!isWaiting) schedule(scope.everything ? 0 : kQuiet);
+}
+
+void AccountSync::syncNow() {
+    {
+        const std::lock_guard hold(lock_);
+        wanted_.everything = true;
+        status_.state = SyncStatus::State::Idle;
+        if (timer_) timer_->invalidate();
+        timer_.reset();
+    }
+    schedule(0);
+}
+
+// The earliest of what is asked for.
+void AccountSync::schedule(TimeInterval delay) {
+    const std::lock_guard hold(lock_);
+    if (isStopping_ || !queue_) return;
+    RunLoop& loop = RunLoop::main();
+    const Date due = loop.now() + delay;
+    if (timer_ && timer_->isValid() && timerDue_ <= due) return;
+    if (timer_) timer_->invalidate();
+    timerDue_ = due;
+    timer_ = loop.afterOnGlobalQueue(delay, [weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (!self) return;
+        const std::lock_guard holdSelf(self->lock_);
+        if (self->isStopping_) return;
+        self->timer_.reset();
+        self->queue_->add([sync = self.get()] { sync->pass(); });
+    });
+}
+
+bool AccountSync::isOffline() const {
+    return parts_.network && !isOwnHost(parts_.server.host) && !parts_.network->facts().isReachable;
+}
+
+void AccountSync::pass() {
+    SyncScope scope;
+    {
+        const std::lock_guard hold(lock_);
+        if (isStopping_) return;
+        scope = std::exchange(wanted_, {});
+    }
+    if (isOffline()) {
+        const std::lock_guard hold(lock_);
+        wanted_.add(scope);
+        status_.state = SyncStatus::State::Offline;
+        status_.text = "Offline.";
+        return;
+    }
+    // Nothing else was asked for, so it is time to look at everything.
+    if (scope.isEmpty()) scope.everything = true;
+    try {
+        if (auto done = runPass(scope); !done)
+            failedWith(done.error(), scope);
+        else
+            succeeded();
+    } catch (const DatabaseFailure& failure) {
+        failedWith({"Database",
+                    failure.code(),
+                    "What is known of the server can't be kept: " + std::string(failure.what()),
+                    {}},
+                   scope);
+    }
+}
+
+Result<void> AccountSync::runPass(const SyncScope& scope) {
+    setStatus(SyncStatus::State::Working, {});
+    const auto line = connected();
+    if (!line) return failed(line);
+    SyncPass pass({.line = **line,
+                   .state = *parts_.state,
+                   .library = parts_.library,
+                   .files = parts_.files,
+                   .account = parts_.account,
+                   .folder = parts_.folder,
+                   .refusedUploads = refusedUploads_,
+                   .tellProgress =
+                       [this](const SyncProgress& progress) {
+                           {
+                               const std::lock_guard hold(lock_);
+                               status_.progress = progress;
+                           }
+                           parts_.statusChanged();
+                       },
+                   .tellPerson = parts_.tellPerson});
+    return pass.run(scope);
+}
+
+Result<ImapConnection*> AccountSync::connected() {
+    if (line_ && line_->isOpen()) return line_.get();
+    const auto secret = parts_.secret();
+    if (!secret) return failed(secret);
+    ImapConnection* line = nullptr;
+    {
+        const std::lock_guard hold(lock_);
+        line_ = std::make_unique<ImapConnection>(parts_.server);
+        line = line_.get();
+        if (isStopping_) line->cancel();
+    }
+    line->setUpdateHandler([this](const ImapUpdate& update) {
+        if (update.kind == ImapUpdate::Kind::Alert) parts_.tellPerson(parts_.server.host + ": " + update.text);
+    });
+    if (auto opened = line->open(*secret); !opened) return failed(opened);
+    return line;
+}
+
+void AccountSync::succeeded() {
+    failures_ = 0;
+    bool isMore = false;
+    {
+        const std::lock_guard hold(lock_);
+        isMore = !wanted_.isEmpty();
+    }
+    setStatus(SyncStatus::State::Idle, {});
+    keepWatching();
+    schedule(isMore ? kQuiet : kEverything);
+}
+
+void AccountSync::failedWith(const Error& error, const SyncScope& scope) {
+    {
+        const std::lock_guard hold(lock_);
+        if (isStopping_) return;
+        wanted_.add(scope);
+        line_.reset();
+    }
+    ++failures_;
+    const bool isImap = error.domain == kImapErrorDomain;
+    logWarning("the mail of " + parts_.account + " can't be brought into step: " + error.description);
+    if (needsPerson(error)) return setStatus(SyncStatus::State::Stopped, error.description);
+    const TimeInterval delay =
+        retryDelay(failures_, isImap ? imapFailure(error) : ImapFailure::NotReachable, randomShare());
+    setStatus(SyncStatus::State::Waiting, error.description, RunLoop::main().now() + delay);
+    schedule(delay);
+}
+
+void AccountSync::setStatus(SyncStatus::State state, std::string text, std::optional<Date> until) {
+    {
+        const std::lock_guard hold(lock_);
+        status_ = {parts_.account, state, std::move(text), {}, until};
+    }
+    parts_.statusChanged();
+}
+
+SyncStatus AccountSync::status() const {
+    const std::lock_guard hold(lock_);
+    SyncStatus status = status_;
+    status.account = parts_.account;
+    return status;
+}
+
+void AccountSync::keepWatching() {
+    if (!parts_.watchesInbox || (watch_ && watch_->isAlive())) return;
+    if (line_ && !line_->has("IDLE")) return;
+    watch_.reset();
+    watch_ = std::make_unique<InboxWatch>(parts_.server, parts_.secret, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->syncSoon({.there = {""}});
+    });
+}
+
+}  // namespace qs

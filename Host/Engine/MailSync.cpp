@@ -1,0 +1,263 @@
+#include "MailSync.h"
+
+#include <algorithm>
+#include <atomic>
+#include <map>
+
+#include "AccountBook.h"
+#include "Accounts/AccountSecrets.h"
+#include "Database/Database.h"
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+#include "Foundation/NotificationCenter.h"
+#include "Imap/MailboxNames.h"
+#include "Imap/MirrorState.h"
+#include "Library/LibraryObjects.h"
+#include "MailLibrary.h"
+
+namespace qs {
+
+namespace {
+
+constexpr std::size_t kMostNotices = 50;
+
+ImapServer serverOf(const IncomingServer& incoming) {
+    ImapServer server;
+    server.host = incoming.host;
+    server.port = incoming.port;
+    server.security = incoming.security;
+    server.user = incoming.user;
+    server.certificateAuthorities = incoming.certificateAuthorities;
+    return server;
+}
+
+bool isSame(const IncomingServer& a, const IncomingServer& b) {
+    return a.host == b.host && a.port == b.port && a.security == b.security && a.user == b.user &&
+           a.authentication == b.authentication && a.passwordCommand == b.passwordCommand &&
+           a.certificateAuthorities == b.certificateAuthorities;
+}
+
+// What is erased, noted with the account's state. Shared with the library, which may outlive the synchronisation.
+class Removals final : public RemovalWitness {
+public:
+    void put(const std::string& account, std::shared_ptr<MirrorState> state) {
+        const std::lock_guard hold(lock_);
+        states_[account] = std::move(state);
+    }
+    void remove(const std::string& account) {
+        const std::lock_guard hold(lock_);
+        states_.erase(account);
+    }
+    Result<void> willRemove(const std::vector<Removal>& removals) override {
+        std::map<std::shared_ptr<MirrorState>, std::vector<MirrorState::Removal>> noted;
+        {
+            const std::lock_guard hold(lock_);
+            for (const Removal& each : removals)
+                if (const auto state = states_.find(each.account); state != states_.end() && !staysHere(each.folder))
+                    noted[state->second].push_back({each.folder, each.name});
+        }
+        try {
+            for (const auto& [state, list] : noted)
+                state->noteRemovals(list);
+        } catch (const DatabaseFailure& exception) {
+            return failure(std::string(kMailLibraryErrorDomain), kMailLibraryIndex,
+                           exception.isFull() ? "There is no space left on the disk, so nothing can be deleted."
+                                              : "It can't be deleted just now.");
+        }
+        return {};
+    }
+
+private:
+    std::mutex lock_;
+    std::map<std::string, std::shared_ptr<MirrorState>> states_;
+};
+
+class MailSyncObject final : public MailSync, public std::enable_shared_from_this<MailSyncObject> {
+public:
+    MailSyncObject(Options options, MailLibrary& library, AccountBook& accounts, FileSystem& files)
+        : options_(std::move(options)),
+          library_(library),
+          book_(accounts),
+          files_(files),
+          removals_(std::make_shared<Removals>()) {}
+    ~MailSyncObject() override { stop(); }
+
+    void begin() {
+        library_.setRemovalWitness(removals_);
+        accountsDidChange();
+    }
+
+    void start() override {
+        isStarted_ = true;
+        libraryWatch_ = NotificationCenter::defaultCenter().addObserver(
+            std::string(MailLibraryDidChangeNotification),
+            [this](const Notification& note) { libraryDidChange(note.userInfo["mailboxes"]); });
+        for (const auto& [account, entry] : accounts())
+            entry.sync->start();
+    }
+
+    void stop() override {
+        isStarted_ = false;
+        libraryWatch_.reset();
+        for (const auto& [account, entry] : accounts())
+            entry.sync->stop();
+        const std::lock_guard hold(lock_);
+        accounts_.clear();
+    }
+
+    void accountsDidChange() override {
+        std::vector<std::string> wanted;
+        for (const AccountRecord& record : book_.inUse()) {
+            if (record.kind != AccountKind::Imap || !record.incoming) continue;
+            wanted.push_back(record.identifier);
+            const auto known = accounts();
+            const auto found = known.find(record.identifier);
+            if (found != known.end() && isSame(found->second.server, *record.incoming)) continue;
+            if (found != known.end()) drop(record.identifier);
+            take(record);
+        }
+        for (const auto& [account, entry] : accounts())
+            if (std::find(wanted.begin(), wanted.end(), account) == wanted.end()) {
+                drop(account);
+                removals_->remove(account);
+            }
+        statusChanged();
+    }
+
+    void syncNow(std::string_view account) override {
+        for (const auto& [name, entry] : accounts())
+            if (account.empty() || name == account) entry.sync->syncNow();
+    }
+
+    std::vector<SyncStatus> statuses() const override {
+        std::vector<SyncStatus> all;
+        for (const auto& [account, entry] : accounts())
+            all.push_back(entry.sync->status());
+        return all;
+    }
+
+    std::vector<std::string> takeNotices() override {
+        const std::lock_guard hold(lock_);
+        return std::exchange(notices_, {});
+    }
+
+private:
+    struct Entry {
+        IncomingServer server;
+        std::shared_ptr<AccountSync> sync;
+    };
+
+    std::map<std::string, Entry> accounts() const {
+        const std::lock_guard hold(lock_);
+        return accounts_;
+    }
+
+    void take(const AccountRecord& record) {
+        const auto folder = options_.dataFolder / "Mail" / record.identifier;
+        std::shared_ptr<MirrorState> state;
+        try {
+            state = std::make_shared<MirrorState>(folder / "sync.sqlite", files_);
+        } catch (const DatabaseFailure& failure) {
+            logError("the state of " + record.identifier + ": " + failure.what());
+            return tell("The mail of “" + record.displayName +
+                        "” can't be brought into step with its server: what is "
+                        "known of that can't be read or written.");
+        }
+        removals_->put(record.identifier, state);
+        const auto weak = weak_from_this();
+        auto sync = std::make_shared<AccountSync>(
+            AccountSync::Parts{.account = record.identifier,
+                               .server = serverOf(*record.incoming),
+                               .secret = [record]() -> Result<ImapSecret> {
+                                   auto secret = account_secrets::secretFor(record, ServerSide::Incoming);
+                                   if (!secret) return failed(secret);
+                                   return ImapSecret{record.incoming->authentication == ServerAuthentication::Password
+                                                         ? ImapSecret::Kind::Password
+                                                         : ImapSecret::Kind::AccessToken,
+                                                     std::move(*secret)};
+                               },
+                               .library = library_,
+                               .files = files_,
+                               .folder = folder,
+                               .state = std::move(state),
+                               .network = options_.network,
+                               .watchesInbox = options_.watchesInboxes,
+                               .statusChanged =
+                                   [weak] {
+                                       if (const auto self = weak.lock()) self->statusChanged();
+                                   },
+                               .tellPerson =
+                                   [weak](const std::string& sentence) {
+                                       if (const auto self = weak.lock()) self->tell(sentence);
+                                   }});
+        if (isStarted_) sync->start();
+        const std::lock_guard hold(lock_);
+        accounts_[record.identifier] = {*record.incoming, std::move(sync)};
+    }
+
+    void drop(const std::string& account) {
+        std::shared_ptr<AccountSync> sync;
+        {
+            const std::lock_guard hold(lock_);
+            sync = accounts_[account].sync;
+            accounts_.erase(account);
+        }
+        if (sync) sync->stop();
+    }
+
+    void libraryDidChange(const Value& mailboxes) {
+        std::map<std::string, SyncScope> scopes;
+        for (const Value& each : mailboxes.array()) {
+            const auto mailbox =
+                std::dynamic_pointer_cast<LibraryMailbox>(library_.mailboxWithIdentifier(each.stringValue()));
+            if (mailbox && !staysHere(mailbox->folder()))
+                scopes[mailbox->accountIdentifier()].here.insert(mailbox->folder());
+        }
+        for (const auto& [account, entry] : accounts())
+            if (const auto scope = scopes.find(account); scope != scopes.end()) entry.sync->syncSoon(scope->second);
+    }
+
+    void tell(std::string notice) {
+        {
+            const std::lock_guard hold(lock_);
+            const bool isKnown = std::find(notices_.begin(), notices_.end(), notice) != notices_.end();
+            if (isKnown || notices_.size() >= kMostNotices) return;
+            notices_.push_back(std::move(notice));
+        }
+        statusChanged();
+    }
+
+    void statusChanged() {
+        RunLoop* const loop = RunLoop::mainIfInstalled();
+        if (!loop || isTelling_.exchange(true)) return;
+        loop->post([weak = weak_from_this()] {
+            const auto self = weak.lock();
+            if (!self) return;
+            self->isTelling_ = false;
+            NotificationCenter::defaultCenter().post(MailSyncStatusDidChangeNotification);
+        });
+    }
+
+    const Options options_;
+    MailLibrary& library_;
+    AccountBook& book_;
+    FileSystem& files_;
+    const std::shared_ptr<Removals> removals_;
+    bool isStarted_ = false;
+    ObservationRef libraryWatch_;
+    mutable std::mutex lock_;
+    std::map<std::string, Entry> accounts_;
+    std::vector<std::string> notices_;
+    std::atomic<bool> isTelling_ = false;
+};
+
+}  // namespace
+
+std::shared_ptr<MailSync> MailSync::make(Options options, MailLibrary& library, AccountBook& accounts,
+                                         FileSystem& files) {
+    auto sync = std::make_shared<MailSyncObject>(std::move(options), library, accounts, files);
+    sync->begin();
+    return sync;
+}
+
+}  // namespace qs

@@ -1,0 +1,199 @@
+#include "Imap/SyncFixture.h"
+
+namespace qs {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+
+namespace {
+
+ImapFlags flags(const char* flag) { return {flag}; }
+
+}  // namespace
+
+TEST_F(SyncTest, BringsEverythingHereAndMarksNothing) {
+    for (int i = 0; i < 120; ++i)
+        deliver("m" + std::to_string(i), "INBOX", i % 2 == 0 ? "S" : "");
+    deliver("notes", "Projects.Engine");
+    start();
+    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
+    EXPECT_EQ(here("INBOX").size(), 120u);
+    EXPECT_EQ(here("INBOX"), there("INBOX"));
+    EXPECT_THAT(here("Projects.Engine"), ElementsAre("notes"));
+    EXPECT_EQ(library().content(id("INBOX", "m7")), mail("m7"));
+    restart();
+    EXPECT_EQ(here("INBOX").size(), 120u);
+    EXPECT_EQ(here("INBOX"), there("INBOX"));
+}
+
+TEST_F(SyncTest, TakesOverWhatAnotherClientDoes) {
+    for (const char* each : {"read", "flagged", "gone", "moved"})
+        deliver(each);
+    start();
+    ASSERT_TRUE(other().store(uid("INBOX", "read"), ImapChange::Add, flags("\\Seen")));
+    ASSERT_TRUE(other().store(uid("INBOX", "flagged"), ImapChange::Add, flags("\\Flagged")));
+    ASSERT_TRUE(other().move(uid("INBOX", "moved"), named("Archive")));
+    const auto gone = uid("INBOX", "gone");
+    ASSERT_TRUE(other().store(gone, ImapChange::Add, flags("\\Deleted")));
+    ASSERT_TRUE(other().expunge(gone));
+    ASSERT_TRUE(other().create(named("Travel")));
+    ASSERT_TRUE(other().create(named("Travel/Old")));
+    deliver("itinerary", "Travel");
+    deliver("ticket", "Travel.Old");
+    deliver("new");
+    syncAll();
+    expectBoth("INBOX", {"flagged F", "new", "read S"});
+    expectBoth("Archive", {"moved"});
+    EXPECT_THAT(here("Travel"), ElementsAre("itinerary"));
+    EXPECT_THAT(here("Travel.Old"), ElementsAre("ticket"));
+    ASSERT_TRUE(other().store(uid("INBOX", "read"), ImapChange::Remove, flags("\\Seen")));
+    ASSERT_TRUE(other().rename(named("Travel"), named("Voyages")));
+    ASSERT_TRUE(other().remove(named("Voyages/Old")));
+    syncAll();
+    expectBoth("INBOX", {"flagged F", "new", "read"});
+    EXPECT_EQ(library().mailboxWithIdentifier("ada/Travel"), nullptr);
+    EXPECT_THAT(here("Voyages"), ElementsAre("itinerary"));
+    EXPECT_EQ(library().mailboxWithIdentifier("ada/Voyages.Old"), nullptr);
+}
+
+TEST_F(SyncTest, TellsTheServerWhatIsDoneHere) {
+    for (const char* each : {"read", "flagged", "gone", "moved", "both"})
+        deliver(each);
+    start();
+    flag("INBOX", "read", {.seen = true});
+    flag("INBOX", "flagged", {.flagged = true, .colour = 3});
+    erase("INBOX", "gone");
+    move("moved", "INBOX", "Archive");
+    flag("INBOX", "both", {.answered = true});
+    move("both", "INBOX", "Trash");
+    add("Drafts", "draft", {.seen = true});
+    ASSERT_TRUE(library().createMailbox("ada", "Straßen/Nord"));
+    add("Sent", "sent copy", {.seen = true});
+    settle();
+    expectBoth("INBOX", {"flagged F", "read S"});
+    expectBoth("Archive", {"moved"});
+    expectBoth("Drafts", {"draft S"});
+    expectBoth("Sent", {"sent copy S"});
+    syncAll();
+    expectBoth("Trash", {"both R"});
+    EXPECT_THAT(there("Straßen/Nord"), IsEmpty());
+    EXPECT_EQ(library().summary(id("INBOX", "flagged"))->flags.colour, 3);
+    // Nothing of it came back as something new.
+    restart();
+    expectBoth("INBOX", {"flagged F", "read S"});
+    expectBoth("Sent", {"sent copy S"});
+}
+
+TEST_F(SyncTest, HandsOnAfterARestartWhatWasDoneOffline) {
+    for (const char* each : {"read", "moved", "twice", "erased", "binned"})
+        deliver(each);
+    start();
+    proxy_->goDown();
+    flag("INBOX", "read", {.seen = true});
+    move("moved", "INBOX", "Archive");
+    move("twice", "INBOX", "Archive");
+    move("twice", "Archive", "Junk");
+    erase("INBOX", "erased");
+    move("binned", "INBOX", "Trash");
+    erase("Trash", "binned");
+    add("Drafts", "draft");
+    add("Drafts", "given up");
+    erase("Drafts", "given up");
+    settle();
+    EXPECT_EQ(status().state, SyncStatus::State::Waiting);
+    EXPECT_NE(status().text, "");
+    proxy_->letPass();
+    restart();
+    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
+    expectBoth("INBOX", {"read S"});
+    expectBoth("Archive", {"moved"});
+    expectBoth("Junk", {"twice"});
+    expectBoth("Trash", {});
+    expectBoth("Drafts", {"draft"});
+}
+
+TEST_F(SyncTest, OurFlagsHoldAndNothingThatIsMovedGetsLost) {
+    for (const char* each : {"flags", "moved", "edited"})
+        deliver(each);
+    start();
+    proxy_->goDown();
+    flag("INBOX", "flags", {.seen = true});
+    move("moved", "INBOX", "Archive");
+    proxy_->letPass();
+    ASSERT_TRUE(other().store(uid("INBOX", "flags"), ImapChange::Add, flags("\\Flagged")));
+    const auto moved = uid("INBOX", "moved");
+    ASSERT_TRUE(other().store(moved, ImapChange::Add, flags("\\Deleted")));
+    ASSERT_TRUE(other().expunge(moved));
+    syncAll();
+    expectBoth("INBOX", {"edited", "flags SF"});
+    expectBoth("Archive", {"moved"});
+    EXPECT_THAT(engine_->takeNotices(), Contains(HasSubstr("deleted at the server while it was moved")));
+}
+
+TEST_F(SyncTest, KnowsItsMessagesAgainWhenTheServerCountsAnew) {
+    deliver("one", "INBOX", "S");
+    deliver("two");
+    start();
+    proxy_->goDown();
+    server_->stop();
+    flag("INBOX", "two", {.flagged = true});
+    std::filesystem::remove(server_->maildir("ada") / "dovecot-uidlist");
+    for (const auto& each : std::filesystem::directory_iterator(server_->maildir("ada")))
+        if (each.path().filename().string().starts_with("dovecot")) std::filesystem::remove(each.path());
+    deliver("three");
+    server_->restart();
+    proxy_->letPass();
+    const auto idBefore = id("INBOX", "one");
+    syncAll();
+    EXPECT_THAT(log_.messages(), Contains(HasSubstr("counts the messages of")));
+    expectBoth("INBOX", {"one S", "three", "two F"});
+    EXPECT_EQ(id("INBOX", "one"), idBefore) << "it was fetched again";
+}
+
+TEST_F(SyncTest, FetchesAgainWhatMerelyVanished) {
+    deliver("one");
+    deliver("two");
+    start();
+    std::filesystem::remove(library().file(id("INBOX", "one")));
+    library().rescan("ada/INBOX");
+    settle();
+    expectBoth("INBOX", {"one", "two"});
+}
+
+TEST_F(SyncTest, WaitsLongerAfterEachFailureAndGoesOnByItself) {
+    deliver("one");
+    server_->stop();
+    start();
+    ASSERT_EQ(status().state, SyncStatus::State::Waiting);
+    const Date first = *status().until;
+    EXPECT_GT(first, loop_->now() - 10);
+    loop_->advance(60);
+    EXPECT_EQ(status().state, SyncStatus::State::Waiting);
+    EXPECT_GT(*status().until - loop_->now(), 0);
+    server_->restart();
+    loop_->advance(3600);
+    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
+    expectBoth("INBOX", {"one"});
+}
+
+TEST_F(SyncTest, StopsAtAWrongPasswordUntilItIsPutRight) {
+    deliver("one");
+    AccountRecord wrong = record();
+    wrong.incoming->passwordCommand = {"/bin/echo", "wrong"};
+    ASSERT_TRUE(engine_->accounts().put(wrong));
+    engine_->accountsDidChange();
+    start();
+    EXPECT_EQ(status().state, SyncStatus::State::Stopped);
+    loop_->advance(3600);
+    EXPECT_EQ(status().state, SyncStatus::State::Stopped);
+    ASSERT_TRUE(engine_->accounts().put(record()));
+    engine_->accountsDidChange();
+    settle();
+    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
+    expectBoth("INBOX", {"one"});
+}
+
+}  // namespace qs

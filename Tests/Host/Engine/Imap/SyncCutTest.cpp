@@ -1,0 +1,97 @@
+// Connections that break anywhere, and programs that end there: afterwards both sides hold every message once.
+#include <cstdlib>
+#include <random>
+
+#include "Imap/SyncFixture.h"
+
+namespace qs {
+
+namespace {
+
+int rounds(int usual, int full) { return std::getenv("QUILLSTEAD_FULL_TESTS") ? full : usual; }
+
+}  // namespace
+
+class SyncCutTest : public SyncTest {
+protected:
+    static constexpr const char* kFolders[] = {"INBOX", "Archive", "Trash", "Drafts"};
+
+    // Every message of the other client's or ours is on both sides as often as it should be, in the same mailbox, with
+    // the same flags.
+    void expectSame(const std::set<std::string>& subjects, const std::string& what) {
+        std::multiset<std::string> found;
+        for (const char* folder : kFolders) {
+            EXPECT_EQ(here(folder), there(folder)) << what << ", " << folder;
+            for (const auto& [subject, uid] : uids(folder))
+                found.insert(subject);
+        }
+        EXPECT_EQ(found, std::multiset<std::string>(subjects.begin(), subjects.end())) << what;
+    }
+    void finish() {
+        proxy_->letPass();
+        loop_->advance(4000);  // whatever was waited for
+        syncAll();
+    }
+};
+
+TEST_F(SyncCutTest, AFirstSyncThatIsCutOffGoesOnWhereItWas) {
+    std::set<std::string> subjects;
+    for (int i = 0; i < 60; ++i)
+        deliver(*subjects.insert("m" + std::to_string(i)).first, i % 3 == 0 ? "Archive" : "INBOX");
+    std::mt19937 random(7);
+    engine_->sync().start();
+    for (int round = 0; round < rounds(6, 60); ++round) {
+        proxy_->cutAfterReceived(500 + random() % 12000);
+        if (random() % 2 == 0)
+            restart();
+        else
+            loop_->advance(100);
+    }
+    finish();
+    expectSame(subjects, "first sync");
+}
+
+TEST_F(SyncCutTest, MovesUploadsAndRemovalsHappenOnce) {
+    std::mt19937 random(20261123);
+    start();
+    for (int round = 0; round < rounds(12, 400); ++round) {
+        const std::string tag = "r" + std::to_string(round);
+        std::set<std::string> subjects;
+        for (const char* folder : kFolders)
+            for (const auto& [subject, uid] : uids(folder))
+                subjects.insert(subject);
+        for (const char* each : {"move", "erase", "keep"}) {
+            deliver(tag + each);
+            subjects.insert(tag + each);
+        }
+        finish();
+        // What is done here, while nothing gets through.
+        move(tag + "move", "INBOX", random() % 2 == 0 ? "Archive" : "Trash");
+        erase("INBOX", tag + "erase");
+        subjects.erase(tag + "erase");
+        flag("INBOX", tag + "keep", {.seen = true, .flagged = random() % 2 == 0});
+        add("Drafts", tag + "draft", {.seen = true});
+        subjects.insert(tag + "draft");
+        const bool isSent = random() % 2 == 0;
+        const unsigned bytes = 60 + static_cast<unsigned>(random() % (isSent ? 1500 : 4000));
+        if (isSent)
+            proxy_->cutAfterSent(bytes);
+        else
+            proxy_->cutAfterReceived(bytes);
+        if (random() % 2 == 0)
+            restart();
+        else
+            settle();
+        // Another client goes on meanwhile.
+        if (random() % 3 == 0) {
+            const auto kept = uid("INBOX", tag + "keep");
+            ASSERT_TRUE(other().store(kept, ImapChange::Add, {"\\Answered"}));
+        }
+        finish();
+        expectSame(subjects,
+                   tag + (isSent ? ", cut after sending " : ", cut after receiving ") + std::to_string(bytes));
+        if (HasFailure()) break;
+    }
+}
+
+}  // namespace qs
