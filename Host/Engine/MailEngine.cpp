@@ -52,11 +52,6 @@ MailEngine::~MailEngine() {
     }
 }
 
-void MailEngine::accountsDidChange() {
-    library_->accountsDidChange();
-    sync_->accountsDidChange();
-}
-
 std::vector<std::string> MailEngine::takeNotices() {
     std::vector<std::string> notices = library_->takeNotices();
     for (std::string& notice : sync_->takeNotices())

@@ -50,8 +50,6 @@ public:
     MailLibrary& library() { return *library_; }
     DeliveryService& deliveries() { return *deliveries_; }
     MailSync& sync() { return *sync_; }
-    // After the account book changed. Main thread.
-    void accountsDidChange();
     // As given in the options; files is never null.
     const std::filesystem::path& dataFolder() const { return dataFolder_; }
     FileSystem& files() { return *files_; }

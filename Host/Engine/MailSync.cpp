@@ -19,6 +19,7 @@ namespace qs {
 
 namespace {
 
+constexpr std::string_view kAccountsDidChange = "MailAccountsDidChange";
 constexpr std::size_t kMostNotices = 50;
 
 ImapServer serverOf(const IncomingServer& incoming) {
@@ -84,6 +85,8 @@ public:
 
     void begin() {
         library_.setRemovalWitness(removals_);
+        bookWatch_ = NotificationCenter::defaultCenter().addObserver(std::string(kAccountsDidChange),
+                                                                     [this](const auto&) { accountsDidChange(); });
         accountsDidChange();
     }
 
@@ -99,29 +102,11 @@ public:
     void stop() override {
         isStarted_ = false;
         libraryWatch_.reset();
+        bookWatch_.reset();
         for (const auto& [account, entry] : accounts())
             entry.sync->stop();
         const std::lock_guard hold(lock_);
         accounts_.clear();
-    }
-
-    void accountsDidChange() override {
-        std::vector<std::string> wanted;
-        for (const AccountRecord& record : book_.inUse()) {
-            if (record.kind != AccountKind::Imap || !record.incoming) continue;
-            wanted.push_back(record.identifier);
-            const auto known = accounts();
-            const auto found = known.find(record.identifier);
-            if (found != known.end() && isSame(found->second.server, *record.incoming)) continue;
-            if (found != known.end()) drop(record.identifier);
-            take(record);
-        }
-        for (const auto& [account, entry] : accounts())
-            if (std::find(wanted.begin(), wanted.end(), account) == wanted.end()) {
-                drop(account);
-                removals_->remove(account);
-            }
-        statusChanged();
     }
 
     void syncNow(std::string_view account) override {
@@ -146,6 +131,25 @@ private:
         IncomingServer server;
         std::shared_ptr<AccountSync> sync;
     };
+
+    void accountsDidChange() {
+        std::vector<std::string> wanted;
+        for (const AccountRecord& record : book_.inUse()) {
+            if (record.kind != AccountKind::Imap || !record.incoming) continue;
+            wanted.push_back(record.identifier);
+            const auto known = accounts();
+            const auto found = known.find(record.identifier);
+            if (found != known.end() && isSame(found->second.server, *record.incoming)) continue;
+            if (found != known.end()) drop(record.identifier);
+            take(record);
+        }
+        for (const auto& [account, entry] : accounts())
+            if (std::find(wanted.begin(), wanted.end(), account) == wanted.end()) {
+                drop(account);
+                removals_->remove(account);
+            }
+        statusChanged();
+    }
 
     std::map<std::string, Entry> accounts() const {
         const std::lock_guard hold(lock_);
@@ -244,7 +248,7 @@ private:
     FileSystem& files_;
     const std::shared_ptr<Removals> removals_;
     bool isStarted_ = false;
-    ObservationRef libraryWatch_;
+    ObservationRef libraryWatch_, bookWatch_;
     mutable std::mutex lock_;
     std::map<std::string, Entry> accounts_;
     std::vector<std::string> notices_;

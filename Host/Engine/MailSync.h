@@ -2,7 +2,8 @@
 // directions, also after hours without a network. What is changed here counts at once; the server hears of it when it
 // can be reached.
 //
-// Made, started and stopped on the main thread.
+// Made, started and stopped on the main thread. Follows the account book when "MailAccountsDidChange" is posted on the
+// default notification centre.
 #pragma once
 
 #include <filesystem>
@@ -37,8 +38,6 @@ public:
 
     virtual void start() = 0;
     virtual void stop() = 0;  // waits for what is under way
-    // After the account book changed.
-    virtual void accountsDidChange() = 0;
     // The person asks. An empty account: all of them.
     virtual void syncNow(std::string_view account) = 0;
     virtual std::vector<SyncStatus> statuses() const = 0;  // any thread

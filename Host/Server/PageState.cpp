@@ -1,6 +1,7 @@
 #include "PageState.h"
 
 #include <boost/json.hpp>
+#include <map>
 
 #include "AccountBook.h"
 #include "Compose/HeadersEditor.h"
@@ -9,6 +10,7 @@
 #include "HostSettings.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
+#include "MailSync.h"
 #include "MainViewer.h"
 #include "MessageJson.h"
 #include "ModelJson.h"
@@ -17,6 +19,7 @@
 #include "Models/Toolbar.h"
 #include "Models/View.h"
 #include "PreferencesWindow.h"
+#include "SyncJson.h"
 
 namespace qs {
 
@@ -52,6 +55,9 @@ json::value appSection(MailApplication& application) {
 
 json::value accountsSection(MailApplication& application) {
     json::array accounts;
+    std::map<std::string, json::value> syncs;
+    for (const SyncStatus& status : application.engine().sync().statuses())
+        syncs[status.account] = syncJson(status, RunLoop::main().now());
     for (const auto& record : application.engine().accounts().inUse()) {
         json::array mailboxes;
         for (const auto& mailbox : application.engine().library().mailboxes(record.identifier)) {
@@ -64,10 +70,13 @@ json::value accountsSection(MailApplication& application) {
                                              {"unread", mailbox->unreadCount()},
                                              {"count", mailbox->messageCount()}});
         }
-        accounts.push_back(json::object{{"id", record.identifier},
-                                        {"name", record.displayName},
-                                        {"address", record.mainAddress()},
-                                        {"mailboxes", std::move(mailboxes)}});
+        json::object account{{"id", record.identifier},
+                             {"name", record.displayName},
+                             {"address", record.mainAddress()},
+                             {"mailboxes", std::move(mailboxes)}};
+        if (const auto sync = syncs.find(record.identifier); sync != syncs.end() && !sync->second.is_null())
+            account["sync"] = std::move(sync->second);
+        accounts.push_back(std::move(account));
     }
     return accounts;
 }

@@ -9,6 +9,7 @@
 #include "MailApplication.h"
 #include "MailEngine.h"
 #include "MailLibrary.h"
+#include "MailSync.h"
 #include "MainViewer.h"
 #include "MessageBody.h"
 #include "ModelJson.h"
@@ -137,6 +138,10 @@ void addViewerCalls(CallTable& table) {
     table["mailbox.create"] = [](CallContext& context, const json::object& args) -> json::value {
         require(context.application.engine().library().createMailbox(arguments::text(args, "account"),
                                                                      arguments::text(args, "name")));
+        return nullptr;
+    };
+    table["account.sync"] = [](CallContext& context, const json::object& args) -> json::value {
+        context.application.engine().sync().syncNow(arguments::text(args, "account"));
         return nullptr;
     };
     table["list.window"] = [](CallContext& context, const json::object& args) -> json::value {

@@ -129,8 +129,10 @@ void AccountSync::pass() {
         status_.text = "Offline.";
         return;
     }
-    // Nothing else was asked for, so it is time to look at everything.
-    if (scope.isEmpty()) scope.everything = true;
+    // From time to time at everything, and when nothing else was asked for.
+    const double uptime = RunLoop::main().uptime();
+    if (scope.isEmpty() || uptime - lastEverything_ >= kEverything) scope.everything = true;
+    if (scope.everything) lastEverything_ = uptime;
     try {
         if (auto done = runPass(scope); !done)
             failedWith(done.error(), scope);

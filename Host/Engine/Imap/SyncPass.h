@@ -100,6 +100,7 @@ private:
     Result<PushPlan> planFor(const MirroredMailbox& mailbox);
     bool hasSomethingToPush(const MirroredMailbox& mailbox);
     Result<void> push(Work& work);
+    void lookAtAllOf(MirroredMailbox& mailbox);
     Result<void> pushFlags(const MirroredMailbox& mailbox, const PushPlan& plan);
     Result<void> moveThere(const MirroredMailbox& mailbox, const std::string& folder,
                            const std::vector<MirroredMessage>& messages);
@@ -111,7 +112,9 @@ private:
     // The messages
     Result<void> fetch(Work& work, std::size_t most);
     struct Fetched;
-    Result<void> keep(const Work& work, std::vector<Fetched>& batch);
+    class Keeper;
+    Result<void> fetchBatch(Work& work, std::size_t count, Keeper& keeper);
+    Result<void> keep(const Work& work, const std::vector<Fetched>& batch);
     void tellProgress(std::size_t more);
 
     Result<void> selected(const MirroredMailbox& mailbox);

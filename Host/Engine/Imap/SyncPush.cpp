@@ -71,9 +71,16 @@ Result<void> SyncPass::push(Work& work) {
     if (lost.empty()) return {};
     logWarning("messages of “" + work.mailbox.folder + "” of " + parts_.account +
                " are missing here and are fetched again: " + std::to_string(lost.size()));
+    lookAtAllOf(work.mailbox);
     parts_.state.change(work.mailbox.number, {}, lost);
     work.arrived.insert(work.arrived.end(), lost.begin(), lost.end());
     return {};
+}
+
+// The next time, should this pass be cut off: what is forgotten is no change at the server.
+void SyncPass::lookAtAllOf(MirroredMailbox& mailbox) {
+    mailbox.modSeq = 0;
+    parts_.state.putMailbox(mailbox);
 }
 
 Result<void> SyncPass::pushFlags(const MirroredMailbox& mailbox, const PushPlan& plan) {
@@ -120,6 +127,7 @@ Result<void> SyncPass::moveThere(const MirroredMailbox& mailbox, const std::stri
         std::vector<std::uint32_t> gone;
         for (const MirroredMessage& message : messages)
             gone.push_back(message.uid);
+        lookAtAllOf(works_[mailbox.folder].mailbox);
         parts_.state.change(mailbox.number, {}, gone);
     }
     if (isTold && !moves) return expungeThere(mailbox, messages);

@@ -118,10 +118,18 @@ export interface MailboxModel {
   badge?: string;
   image?: string;
 }
+/** How an account stands with its mail server, when there is something to tell. */
+export interface SyncModel {
+  text: string;
+  done: number;
+  total: number; // messages to be fetched; 0: nothing to be counted
+  canRetry: boolean;
+}
 export interface AccountModel {
   id: string;
   name: string;
   address: string;
+  sync?: SyncModel;
   mailboxes: MailboxModel[];
 }
 
@@ -293,6 +301,7 @@ export interface Calls {
   'toolbar.choose': { window: string; identifier: string; item?: string }; // item: of its menu
   'mailbox.select': { id: string };
   'mailbox.create': { account: string; name: string };
+  'account.sync': { account: string };
   'list.window': { offset: number; limit: number };
   'list.select': { ids: Id[] }; // replies nothing; "message" follows
   'list.search': { text: string };

@@ -6,6 +6,7 @@ import type { AccountModel } from '../protocol';
 import { host, ui } from '../state';
 import { MailboxRow } from './MailboxRow';
 import { NewMailbox } from './NewMailbox';
+import { SyncLine } from './SyncLine';
 
 function choose(id: string): void {
   act('mailbox.select', { id });
@@ -58,6 +59,7 @@ function Account({ account, current, focusable, single }: AccountProps) {
   return (
     <div class="account">
       <h2 id={name} class={`account-name${single ? ' visually-hidden' : ''}`} title={account.address}>{account.name}</h2>
+      {account.sync && <SyncLine account={account.id} sync={account.sync} />}
       <div role="tree" aria-labelledby={name}>
         {account.mailboxes.map((mailbox) => (
           <MailboxRow

@@ -1,3 +1,4 @@
+#include "Imap/InboxWatch.h"
 #include "Imap/SyncFixture.h"
 
 namespace qs {
@@ -183,17 +184,70 @@ TEST_F(SyncTest, StopsAtAWrongPasswordUntilItIsPutRight) {
     deliver("one");
     AccountRecord wrong = record();
     wrong.incoming->passwordCommand = {"/bin/echo", "wrong"};
-    ASSERT_TRUE(engine_->accounts().put(wrong));
-    engine_->accountsDidChange();
+    keepAccount(wrong);
     start();
     EXPECT_EQ(status().state, SyncStatus::State::Stopped);
     loop_->advance(3600);
     EXPECT_EQ(status().state, SyncStatus::State::Stopped);
-    ASSERT_TRUE(engine_->accounts().put(record()));
-    engine_->accountsDidChange();
+    keepAccount(record());
     settle();
     EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
     expectBoth("INBOX", {"one"});
+}
+
+TEST_F(SyncTest, FindsItsWayWithoutWhatItKnew) {
+    deliver("one");
+    deliver("two");
+    start();
+    move("one", "INBOX", "Archive");
+    add("Drafts", "draft");
+    settle();
+    engine_.reset();
+    folder_.write("Mail/ada/sync.sqlite", "no database at all");
+    for (const char* side : {"-wal", "-shm"})
+        std::filesystem::remove(folder_ / ("Mail/ada/sync.sqlite" + std::string(side)));
+    deliver("three");
+    open();
+    start();
+    expectBoth("INBOX", {"three", "two"});
+    expectBoth("Archive", {"one"});
+    expectBoth("Drafts", {"draft"});
+}
+
+TEST_F(SyncTest, ErasesNothingThatCannotBeRemembered) {
+    struct Refusing : RemovalWitness {
+        Result<void> willRemove(const std::vector<Removal>& removals) override {
+            EXPECT_EQ(removals.at(0).account, "ada");
+            EXPECT_EQ(removals.at(0).folder, "");
+            return failure("test", 1, "The disk is full.");
+        }
+    };
+    deliver("one");
+    start();
+    library().setRemovalWitness(std::make_shared<Refusing>());
+    EXPECT_FALSE(library().erase({id("INBOX", "one")}));
+    EXPECT_THAT(here("INBOX"), ElementsAre("one"));
+}
+
+// By the real clock, as what the server says unasked comes whenever it comes.
+TEST(InboxWatch, TellsOfNewsAtOnce) {
+    DovecotServer server;
+    const auto loop = RunLoop::make(RunLoop::Clock::Real);
+    ImapServer account;
+    account.host = "127.0.0.1";
+    account.port = server.port();
+    account.security = TransportSecurity::None;
+    account.user = "ada";
+    int changes = 0;
+    const auto limit = loop->after(60, [&] { loop->stop(); });
+    const auto secret = [] { return ImapSecret{ImapSecret::Kind::Password, "analytical"}; };
+    InboxWatch watch(account, secret, [&] { loop->post([&] { ++changes; }); });
+    ASSERT_TRUE(loop->runUntil([&] { return changes == 1; })) << "it watches";
+    ImapConnection other(account);
+    ASSERT_TRUE(other.open(*Result<ImapSecret>(secret())));
+    ASSERT_TRUE(other.append(ImapMailboxName::inbox(), ImapContent::of("Subject: news\r\n\r\nx\r\n")));
+    EXPECT_TRUE(loop->runUntil([&] { return changes >= 2; }));
+    EXPECT_TRUE(watch.isAlive());
 }
 
 }  // namespace qs

@@ -27,10 +27,21 @@ protected:
         }
         EXPECT_EQ(found, std::multiset<std::string>(subjects.begin(), subjects.end())) << what;
     }
+    // Moves, removals, uploads and flags of ours, with a cut in each round, and another client beside.
+    void changeWithCuts(int count, unsigned seed);
     void finish() {
         proxy_->letPass();
         loop_->advance(4000);  // whatever was waited for
         syncAll();
+    }
+};
+
+// A server that knows nothing but what every one should, and UIDPLUS: no MOVE, no CONDSTORE.
+class PlainServerCutTest : public SyncCutTest {
+protected:
+    static void SetUpTestSuite() {
+        server_ = std::make_unique<DovecotServer>(
+            DovecotServer::Options{.settings = "protocol imap {\n  imap_capability = IMAP4rev1 LITERAL+ UIDPLUS\n}"});
     }
 };
 
@@ -51,10 +62,10 @@ TEST_F(SyncCutTest, AFirstSyncThatIsCutOffGoesOnWhereItWas) {
     expectSame(subjects, "first sync");
 }
 
-TEST_F(SyncCutTest, MovesUploadsAndRemovalsHappenOnce) {
-    std::mt19937 random(20261123);
+void SyncCutTest::changeWithCuts(int count, unsigned seed) {
+    std::mt19937 random(seed);
     start();
-    for (int round = 0; round < rounds(12, 400); ++round) {
+    for (int round = 0; round < count; ++round) {
         const std::string tag = "r" + std::to_string(round);
         std::set<std::string> subjects;
         for (const char* folder : kFolders)
@@ -93,5 +104,9 @@ TEST_F(SyncCutTest, MovesUploadsAndRemovalsHappenOnce) {
         if (HasFailure()) break;
     }
 }
+
+TEST_F(SyncCutTest, MovesUploadsAndRemovalsHappenOnce) { changeWithCuts(rounds(12, 400), 20261123); }
+
+TEST_F(PlainServerCutTest, MovesUploadsAndRemovalsHappenOnce) { changeWithCuts(rounds(8, 400), 42); }
 
 }  // namespace qs

@@ -13,6 +13,7 @@
 
 #include "AccountBook.h"
 #include "Foundation/FileSystem.h"
+#include "Foundation/NotificationCenter.h"
 #include "Imap/ImapConnection.h"
 #include "MailEngine.h"
 #include "MailLibrary.h"
@@ -32,8 +33,7 @@ protected:
         std::filesystem::remove_all(server_->maildir("ada"));
         proxy_ = std::make_unique<CuttingProxy>(server_->port());
         open();
-        ASSERT_TRUE(engine_->accounts().put(record()));
-        engine_->accountsDidChange();
+        keepAccount(record());
     }
     void TearDown() override {
         other_.reset();
@@ -49,6 +49,11 @@ protected:
                                            .security = TransportSecurity::None,
                                            .user = "ada",
                                            .passwordCommand = {"/bin/echo", "analytical"}}};
+    }
+    void keepAccount(const AccountRecord& account) {
+        ASSERT_TRUE(engine_->accounts().put(account));
+        NotificationCenter::defaultCenter().post("MailAccountsDidChange");
+        library().accountsDidChange();
     }
     void open() {
         auto opened = MailEngine::open({.dataFolder = folder_.path(), .watchFolders = false, .watchesInboxes = false});

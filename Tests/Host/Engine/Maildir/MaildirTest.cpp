@@ -105,6 +105,29 @@ TEST(Maildir, PowerCutLeavesTheWholeMessageOrNone) {
     }
 }
 
+TEST(Maildir, ABatchIsThereWholeOnceItIsAcknowledged) {
+    const std::vector<Maildir::Delivery> batch{
+        {kMail, "one", "", {}}, {kMail, "two", "S", {}}, {kMail, "three", "", {}}};
+    for (int cut = 1;; ++cut) {
+        TornDisk disk;
+        ASSERT_TRUE(Maildir("/box", disk).create(false));
+        ASSERT_TRUE(Maildir("/box", disk).deliver("as it was", "three", "", {}));
+        disk.failAt({.step = cut, .fault = TornDisk::Fault::PowerCut});
+        const auto delivered = Maildir("/box", disk).deliverAll(batch);
+        if (delivered) EXPECT_THAT(*delivered, ElementsAre("new/one", "cur/two:2,S", "")) << "a name that was taken";
+        for (unsigned seed = 0; seed < 20; ++seed) {
+            const auto after = disk.afterPowerCut(seed);
+            const Maildir maildir("/box", *after);
+            const auto files = filesOf(maildir);
+            if (delivered) EXPECT_EQ(files.size(), 3U) << "cut " << cut;
+            for (const std::string& file : files)
+                EXPECT_EQ(after->read(maildir.pathOf(file)), file == "new/three" ? "as it was" : kMail) << cut;
+        }
+        if (disk.steps() < cut) break;
+        EXPECT_FALSE(delivered);
+    }
+}
+
 TEST(Maildir, AFailedDeliveryLeavesNothing) {
     for (const auto fault : {TornDisk::Fault::Error, TornDisk::Fault::NoSpace, TornDisk::Fault::ShortWrite}) {
         for (int step = 1;; ++step) {
