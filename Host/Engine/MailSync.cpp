@@ -5,6 +5,7 @@
 #include <map>
 
 #include "AccountBook.h"
+#include "Accounts/AccountChanges.h"
 #include "Accounts/AccountSecrets.h"
 #include "Database/Database.h"
 #include "Foundation/FileSystem.h"
@@ -19,7 +20,6 @@ namespace qs {
 
 namespace {
 
-constexpr std::string_view kAccountsDidChange = "MailAccountsDidChange";
 constexpr std::size_t kMostNotices = 50;
 
 ImapServer serverOf(const IncomingServer& incoming) {
@@ -85,7 +85,7 @@ public:
 
     void begin() {
         library_.setRemovalWitness(removals_);
-        bookWatch_ = NotificationCenter::defaultCenter().addObserver(std::string(kAccountsDidChange),
+        bookWatch_ = NotificationCenter::defaultCenter().addObserver(std::string(MailAccountsDidChangeNotification),
                                                                      [this](const auto&) { accountsDidChange(); });
         accountsDidChange();
     }

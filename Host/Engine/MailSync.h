@@ -2,8 +2,8 @@
 // directions, also after hours without a network. What is changed here counts at once; the server hears of it when it
 // can be reached.
 //
-// Made, started and stopped on the main thread. Follows the account book when "MailAccountsDidChange" is posted on the
-// default notification centre.
+// Made, started and stopped on the main thread. Follows the account book when MailAccountsDidChangeNotification is
+// posted.
 #pragma once
 
 #include <filesystem>

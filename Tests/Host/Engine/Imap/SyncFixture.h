@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "AccountBook.h"
+#include "Accounts/AccountChanges.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/NotificationCenter.h"
 #include "Imap/ImapConnection.h"
@@ -52,7 +53,7 @@ protected:
     }
     void keepAccount(const AccountRecord& account) {
         ASSERT_TRUE(engine_->accounts().put(account));
-        NotificationCenter::defaultCenter().post("MailAccountsDidChange");
+        NotificationCenter::defaultCenter().post(MailAccountsDidChangeNotification);
         library().accountsDidChange();
     }
     void open() {
