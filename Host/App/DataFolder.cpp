@@ -55,9 +55,11 @@ Result<DataFolder> chooseDataFolder(const HostOptions& options) {
         return failure("DataFolder", 0, "There is no home folder to keep data in. Please name one with --data.");
     const auto own = place / "quillstead", demo = place / "quillstead-demo";
     if (options.demo) return DataFolder{demo, true, {}};
-    if (hasAccounts(own)) return DataFolder{own, false, {}};
+    if (options.own || hasAccounts(own)) return DataFolder{own, false, {}};
     return DataFolder{demo, true,
-                      stringWithFormat("There are no mail accounts in %@ yet, so this is the demo.", {own.string()})};
+                      stringWithFormat("There are no mail accounts in %@ yet, so this is the demo. Start with --own "
+                                       "to add your account.",
+                                       {own.string()})};
 }
 
 Result<void> prepareDataFolder(const std::filesystem::path& folder) {

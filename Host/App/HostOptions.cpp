@@ -57,6 +57,8 @@ bool takeClock(HostOptions& options, const std::string& value) {
 
 constexpr Option kOptions[] = {
     {"--demo", "", "the made-up mail of two people; touches none of yours", set<&HostOptions::demo>},
+    {"--own", "", "your own mail, also while there is no account yet: the page asks for the first one",
+     set<&HostOptions::own>},
     {"--port", "N", "serve the page on this port of the loopback interface; 0 takes any free one", takePort},
     {"--data", "DIR", "keep mail, settings and logs in this folder",
      [](HostOptions& options, const std::string& value) { return takeFolder(options.data, value); }},

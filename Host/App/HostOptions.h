@@ -12,7 +12,7 @@ namespace qs {
 
 struct HostOptions {
     bool help = false, version = false;
-    bool demo = false, noBrowser = false, noPlugIn = false, reinstall = false, verbose = false;
+    bool demo = false, own = false, noBrowser = false, noPlugIn = false, reinstall = false, verbose = false;
     std::optional<int> port;  // 0: any free one; not given: the one of last time if it is free
     int osMinor = 12;
     std::filesystem::path data, bundles, page;  // empty: the usual places

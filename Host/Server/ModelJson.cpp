@@ -140,6 +140,7 @@ json::value controlJson(const FormControl& control) {
                         {"enabled", control.enabled}};
     if (!control.toolTip.empty()) result["toolTip"] = control.toolTip;
     if (!control.placeholder.empty()) result["placeholder"] = control.placeholder;
+    if (!control.error.empty()) result["error"] = control.error;
     if (control.hidden) result["hidden"] = true;
     if (!control.unit.empty()) result["unit"] = control.unit;
     if (control.kind == FormControl::Kind::Number) {

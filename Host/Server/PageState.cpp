@@ -141,7 +141,7 @@ json::value composeJson(MailApplication& application, ComposeWindow& compose, co
     json::object model{{"window", window->identifier()},
                        {"title", compose.title()},
                        {"accounts", accounts},
-                       {"account", compose.accountIdentifier()},
+                       {"account", compose.sender()},
                        {"to", strings(compose.to())},
                        {"cc", strings(compose.cc())},
                        {"bcc", strings(compose.bcc())},
@@ -161,10 +161,11 @@ json::value composeJson(MailApplication& application, ComposeWindow& compose, co
 
 json::value composeSection(MailApplication& application) {
     json::array accounts, windows;
-    for (const auto& record : application.engine().accounts().inUse()) {
-        accounts.push_back(
-            json::object{{"id", record.identifier}, {"label", record.fullName() + " <" + record.mainAddress() + ">"}});
-    }
+    for (const auto& record : application.engine().accounts().inUse())
+        for (const MailIdentity& each : record.identities)
+            accounts.push_back(json::object{
+                {"id", each == record.identities.front() ? record.identifier : record.identifier + "/" + each.address},
+                {"label", each.name + " <" + each.address + ">"}});
     for (const auto& window : application.composeWindows())
         windows.push_back(composeJson(application, *window, accounts));
     return windows;

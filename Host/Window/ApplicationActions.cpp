@@ -1,4 +1,5 @@
 // The class "MailApp": the actions that the application answers itself, at the end of the chain of responders.
+#include "Accounts/AccountSheet.h"
 #include "ComposeWindow.h"
 #include "DeliveryService.h"
 #include "Foundation/Assertion.h"
@@ -38,6 +39,7 @@ void bringRepresentedWindowToFront(MailApplicationObject& self, HostObject* send
 
 constexpr AppAction kActions[] = {
     {"showComposeWindow:", [](auto& self, auto*) { self.compose({}); }},
+    {"addAccount:", [](auto& self, auto*) { self.askForNewAccount(); }},
     {"newMailbox:", [](auto& self, auto*) { self.askForNewMailbox(); }},
     {"checkNewMail:", [](auto& self, auto*) { self.checkNewMail(); }},
     {"showPreferencesPanel:", [](auto& self, auto* sender) { self.showPreferencesPanel(sender); }},
@@ -139,6 +141,20 @@ void MailApplicationObject::askForNewMailbox() {
         self->menu_.showMailboxes(MailAccount::mailAccounts());
         self->viewer_->selectMailbox((*made)->identifier());
     });
+}
+
+void MailApplicationObject::askForNewAccount() {
+    const auto weak = std::weak_ptr(std::static_pointer_cast<MailApplicationObject>(shared_from_this()));
+    addAccountInSheet(engine_, *viewer_->window(), {.saved = [weak](const std::string& identifier) {
+                          if (const auto self = weak.lock()) self->showInboxOf(identifier);
+                      }});
+}
+
+// The library takes the account up in the background, so its inbox may come a moment later.
+void MailApplicationObject::showInboxOf(const std::string& account) {
+    const auto inbox = engine_.library().mailbox(account, MailboxKind::Inbox, false);
+    accountToShow_ = inbox ? std::string() : account;
+    if (inbox) viewer_->selectMailbox(inbox->identifier());
 }
 
 void MailApplicationObject::checkNewMail() {

@@ -30,7 +30,8 @@ struct ComposeRequest {
 
 // What the page changed; what is not set stays.
 struct ComposeUpdate {
-    std::optional<std::string> account, subject, bodyHtml;
+    std::optional<std::string> account;  // as sender() names it
+    std::optional<std::string> subject, bodyHtml;
     std::optional<std::vector<std::string>> to, cc, bcc;
     std::optional<bool> plainText;
     int bodyRevision = 0;  // that the page's HTML grew from; older than ours: the body is ignored
@@ -57,6 +58,8 @@ public:
     virtual std::shared_ptr<Window> window() const = 0;  // identifier "compose-<n>"
     virtual std::string title() const = 0;
     virtual std::string accountIdentifier() const = 0;
+    // Whom it is from: the account's identifier for its main address, "<account>/<address>" for another of its.
+    virtual std::string sender() const = 0;
     virtual std::vector<std::string> to() const = 0;
     virtual std::vector<std::string> cc() const = 0;
     virtual std::vector<std::string> bcc() const = 0;

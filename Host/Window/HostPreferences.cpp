@@ -1,6 +1,5 @@
-// The host's own preference modules: General and Accounts.
+// The host's own preferences, General. Accounts are in Accounts/AccountPreferences.cpp.
 #include "AccountBook.h"
-#include "Foundation/Format.h"
 #include "HostSettings.h"
 #include "MailEngine.h"
 #include "Models/ModelChanges.h"
@@ -19,14 +18,6 @@ FormControl checkBox(std::string_view key, std::string label) {
     control.label = std::move(label);
     control.value = UserDefaults::suite("")->boolForKey(key);
     control.onChange = [key](const Value& value) { store(key, value.boolValue()); };
-    return control;
-}
-
-FormControl sentence(std::string id, std::string label, std::string text) {
-    FormControl control;
-    control.id = std::move(id);
-    control.label = std::move(label);
-    control.value = std::move(text);
     return control;
 }
 
@@ -60,7 +51,7 @@ private:
         control.id = kDefaultAccount;
         control.label = "Send new messages from";
         control.options.push_back({.title = "The first account", .value = ""});
-        for (const AccountRecord& account : accounts_.all())
+        for (const AccountRecord& account : accounts_.inUse())
             control.options.push_back({.title = account.displayName, .value = account.identifier});
         // An account that was chosen once and has gone counts as none.
         const std::string chosen = defaultAccountIdentifier();
@@ -101,54 +92,10 @@ private:
     AccountBook& accounts_;
 };
 
-std::string serverText(const AccountRecord& account) {
-    if (!account.outgoing) return "Delivers to the other accounts of this program only";
-    const char* security = account.outgoing->security == TransportSecurity::Tls        ? "TLS"
-                           : account.outgoing->security == TransportSecurity::StartTls ? "STARTTLS"
-                                                                                       : "without encryption";
-    return stringWithFormat("Sends through %@, port %ld, %@",
-                            {account.outgoing->host, account.outgoing->port, security});
-}
-
-class AccountPreferences : public PreferencesModule {
-public:
-    AccountPreferences(AccountBook& accounts, std::string file)
-        : PreferencesModule("NSPreferencesModule"), accounts_(accounts), file_(std::move(file)) {}
-    std::string imageName() const override { return "accounts"; }
-
-    std::shared_ptr<FormModel> form() override {
-        auto form = std::make_shared<FormModel>();
-        form->identifier = "Accounts";
-        form->title = "Accounts";
-        form->message = "Accounts are kept in the file " + file_ +
-                        ". It is read when the program starts, and can be changed with any text editor.";
-        for (const AccountRecord& account : accounts_.all()) {
-            std::string addresses;
-            for (const std::string& address : account.addresses())
-                addresses += (addresses.empty() ? "" : ", ") + address;
-            form->groups.push_back(
-                {.title = account.displayName,
-                 .note = {},
-                 .controls = {sentence(account.identifier + ".name", "Name", account.fullName()),
-                              sentence(account.identifier + ".address", "Address", addresses),
-                              sentence(account.identifier + ".server", "Server", serverText(account))}});
-        }
-        return form;
-    }
-
-private:
-    AccountBook& accounts_;
-    std::string file_;
-};
-
 }  // namespace
 
 std::shared_ptr<PreferencesModule> makeGeneralPreferences(MailEngine& engine) {
     return std::make_shared<GeneralPreferences>(engine.accounts());
-}
-
-std::shared_ptr<PreferencesModule> makeAccountPreferences(MailEngine& engine) {
-    return std::make_shared<AccountPreferences>(engine.accounts(), (engine.dataFolder() / "Accounts.plist").string());
 }
 
 }  // namespace qs

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "AccountBook.h"
 #include "Application/HostInstances.h"
 #include "Application/InterfaceClasses.h"
 #include "CombinedOutbox.h"
@@ -92,6 +93,7 @@ void MailApplicationObject::observe() {
     observations_.push_back(centre.addObserver(std::string(MailLibraryDidChangeNotification), [this](const auto&) {
         menu_.showMailboxes(MailAccount::mailAccounts());
         viewer_->libraryDidChange();
+        if (!accountToShow_.empty()) showInboxOf(std::string(accountToShow_));
         takeNotices();
         dropSettledNotices();
         outline_->waitingDidChange();
@@ -225,6 +227,7 @@ void MailApplicationObject::finishLaunching() {
     // Only now, when all plug-ins stand, is it asked for its items.
     viewer_->makeToolbar();
     NotificationCenter::defaultCenter().post(MailApplicationDidFinishLaunchingNotification, this);
+    if (engine_.accounts().all().empty()) askForNewAccount();
 }
 
 void MailApplicationObject::terminate() {

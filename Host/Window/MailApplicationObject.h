@@ -28,6 +28,8 @@ public:
 
     // What actions of the menu do.
     void askForNewMailbox();
+    void askForNewAccount();
+    void showInboxOf(const std::string& account);
     void checkNewMail();
     void quit();
     void showAbout();
@@ -102,6 +104,7 @@ private:
     std::vector<Notice> notices_;
     std::map<int, std::string> waitingOfNotice_;  // by the notice: the message whose waiting it tells of
     int lastNotice_ = 0;
+    std::string accountToShow_;  // just added, and not yet in the library; else empty
     std::string icon_;
     std::function<void(std::string_view, std::string_view)> pageRequestHandler_;
     std::function<void()> quitHandler_;

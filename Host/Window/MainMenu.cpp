@@ -53,6 +53,7 @@ std::shared_ptr<Menu> makeApplicationMenu() {
 std::shared_ptr<Menu> makeFileMenu() {
     return makeMenu("File", {{"New Message", "showComposeWindow:", "n"},
                              {"New Mailbox…", "newMailbox:"},
+                             {"Add Account…", "addAccount:"},
                              kSeparator,
                              {"Edit Message", "openMessages:", "o"},
                              {"Save Draft", "saveDocument:", "s", kCommandKey},

@@ -51,7 +51,7 @@ PreferencesWindowObject::PreferencesWindowObject()
 }
 
 void PreferencesWindowObject::begin(MailEngine& engine) {
-    modules_ = {{"General", makeGeneralPreferences(engine)}, {"Accounts", makeAccountPreferences(engine)}};
+    modules_ = {{"General", makeGeneralPreferences(engine)}, {"Accounts", makeAccountPreferences(engine, window_)}};
     selected_ = modules_.front().name;
     auto toolbar = std::make_shared<Toolbar>("Preferences");
     window_->setToolbar(toolbar);

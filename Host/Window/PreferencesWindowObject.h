@@ -46,6 +46,6 @@ private:
 
 // The host's own modules.
 std::shared_ptr<PreferencesModule> makeGeneralPreferences(MailEngine& engine);
-std::shared_ptr<PreferencesModule> makeAccountPreferences(MailEngine& engine);
+std::shared_ptr<PreferencesModule> makeAccountPreferences(MailEngine& engine, std::weak_ptr<Window> window);
 
 }  // namespace qs

@@ -51,6 +51,7 @@ struct FormControl {
     Kind kind = Kind::Text;
     std::string id;  // unique within the form
     std::string label, toolTip, placeholder;
+    std::string error = {};  // what is wrong with the value, told next to it
     Value value;
     bool enabled = true, hidden = false;
     std::vector<FormOption> options;

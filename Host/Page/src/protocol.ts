@@ -63,6 +63,7 @@ export interface FormControlModel {
   label: string;
   toolTip?: string;
   placeholder?: string;
+  error?: string; // what is wrong with the value
   value: Value;
   enabled: boolean;
   hidden?: boolean;
@@ -220,7 +221,7 @@ export interface ComposeModel {
   window: string; // "compose-1"
   title: string;
   toolbar: ToolbarItemModel[];
-  accounts: { id: string; label: string }[];
+  accounts: { id: string; label: string }[]; // whom it can be from: each address of each account
   account: string;
   to: string[];
   cc: string[];

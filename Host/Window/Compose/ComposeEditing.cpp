@@ -1,9 +1,13 @@
 // What the person does in the page, and what plug-ins change by themselves.
+#include <algorithm>
+
+#include "AccountBook.h"
 #include "Compose/BodyMarkup.h"
 #include "Compose/ComposeSession.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/Log.h"
 #include "MailApplication.h"
+#include "MailEngine.h"
 #include "Models/ModelChanges.h"
 #include "Text/Ascii.h"
 #include "Text/Utf8.h"
@@ -69,15 +73,25 @@ void ComposeSession::update(const ComposeUpdate& update) {
         }
     }
     // Last, as plug-ins then change recipients.
-    if (update.account && *update.account != accountIdentifier()) accountDidChange(*update.account);
+    if (update.account && *update.account != accountIdentifier() && *update.account != sender())
+        senderDidChange(*update.account);
 }
 
-void ComposeSession::accountDidChange(const std::string& account) {
-    const std::string address = mainAddress(engine_, account);
-    if (address.empty()) return;  // no account of ours
-    backEnd_->setAccountIdentifier(account);
-    fromAddress_ = address;
+std::string ComposeSession::sender() const {
+    const bool isMain = fromAddress_ == mainAddress(engine_, accountIdentifier());
+    return isMain ? accountIdentifier() : accountIdentifier() + "/" + fromAddress_;
+}
+
+void ComposeSession::senderDidChange(const std::string& sender) {
+    const std::string account = sender.substr(0, sender.find('/'));
+    const std::string wanted = account.size() < sender.size() ? sender.substr(account.size() + 1) : std::string();
+    const AccountRecord* record = engine_.accounts().find(account);
+    if (!record || record->identities.empty()) return;  // no account of ours
+    const auto identity = std::ranges::find(record->identities, wanted, &MailIdentity::address);
+    fromAddress_ = identity == record->identities.end() ? record->mainAddress() : identity->address;
     touch();
+    if (account == accountIdentifier()) return noteModelChange();
+    backEnd_->setAccountIdentifier(account);
     try {
         headers_->accountDidChange(nullptr);
     } catch (const std::exception&) {

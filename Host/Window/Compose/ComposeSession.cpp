@@ -110,8 +110,10 @@ bool ComposeSession::canDo(std::string_view action) const {
 
 OutgoingFields ComposeSession::fields(Purpose purpose) const {
     OutgoingFields fields;
-    if (const AccountRecord* account = engine_.accounts().find(accountIdentifier()))
-        fields.fromName = account->fullName();
+    if (const AccountRecord* account = engine_.accounts().find(accountIdentifier())) {
+        const auto identity = std::ranges::find(account->identities, fromAddress_, &MailIdentity::address);
+        fields.fromName = identity == account->identities.end() ? account->fullName() : identity->name;
+    }
     fields.fromAddress = fromAddress_;
     fields.to = to();
     fields.cc = cc();

@@ -30,6 +30,7 @@ public:
     std::shared_ptr<Window> window() const override { return window_; }
     std::string title() const override;
     std::string accountIdentifier() const override { return backEnd_->accountIdentifier(); }
+    std::string sender() const override;
     std::vector<std::string> to() const override { return headers_->toField()->addresses(); }
     std::vector<std::string> cc() const override { return headers_->ccField()->addresses(); }
     std::vector<std::string> bcc() const override { return headers_->bccField()->addresses(); }
@@ -71,7 +72,7 @@ private:
     void didChange();
     void touch();
     void bodyDidChange();
-    void accountDidChange(const std::string& account);
+    void senderDidChange(const std::string& sender);
     void tellAttachmentsChanged();
 
     OutgoingFields fields(Purpose purpose) const;

@@ -395,28 +395,5 @@ TEST_F(PreferencesTest, ContactPicturesAreAnnouncedWhenTheyAreSwitched) {
     EXPECT_EQ(announced, 1);
 }
 
-TEST_F(PreferencesTest, AccountsAreListedWithTheirServers) {
-    AccountRecord work = localAccount("work", "Ada Lovelace", "ada@work.example");
-    work.identities.push_back({"Ada Lovelace", "lovelace@work.example"});
-    work.outgoing.emplace();
-    work.outgoing->host = "smtp.work.example";
-    work.outgoing->port = 465;
-    work.outgoing->security = TransportSecurity::Tls;
-    start({.accounts = {localAccount("home", "Ada", "ada@home.example"), work}});
-    preferences().show("Accounts");
-    const auto form = preferences().form();
-    EXPECT_THAT(form->message, HasSubstr("Accounts.plist"));
-    struct Case {
-        const char* control;
-        const char* text;
-    };
-    for (const Case& c : {Case{"home.server", "Delivers to the other accounts of this program only"},
-                          Case{"work.address", "ada@work.example, lovelace@work.example"},
-                          Case{"work.server", "Sends through smtp.work.example, port 465, TLS"}}) {
-        ASSERT_NE(form->control(c.control), nullptr) << c.control;
-        EXPECT_EQ(form->control(c.control)->value.stringValue(), c.text);
-    }
-}
-
 }  // namespace
 }  // namespace qs

@@ -1,15 +1,16 @@
 // One of several options: a pop-up, or buttons side by side.
 import { Icon } from '../base/Icon';
 import type { Value } from '../protocol';
-import { type ControlProps, nameOf } from './Control';
+import { type ControlProps, faultOf, nameOf } from './Control';
 import { sameValue } from './values';
 
-export function PopUp({ control, id, onChange }: ControlProps) {
+export function PopUp(props: ControlProps) {
+  const { control, id, onChange } = props;
   const options = control.options ?? [];
   const selected = options.findIndex((option) => !option.separator && sameValue(option.value, control.value));
   return (
     <select
-      id={id} value={String(selected)} disabled={!control.enabled} aria-label={nameOf(control)}
+      id={id} value={String(selected)} disabled={!control.enabled} aria-label={nameOf(control)} {...faultOf(props)}
       onChange={(event) => {
         const option = options[Number(event.currentTarget.value)];
         if (option) onChange(option.value);

@@ -66,6 +66,7 @@ export function Control({ control, anchor, compact, onChange }: Props) {
             <Field {...props} />
             {control.unit && <span class="control-unit">{control.unit}</span>}
           </div>
+          {control.error && <p id={`${id}-error`} class="control-error" role="alert">{control.error}</p>}
         </div>
       );
   }
@@ -93,6 +94,11 @@ function Field(props: ControlProps) {
     default:
       return null;
   }
+}
+
+/** Ties the words about what is wrong to the field. */
+export function faultOf({ control, id }: ControlProps) {
+  return control.error ? { 'aria-invalid': true, 'aria-describedby': `${id}-error` } : {};
 }
 
 /** For elements that a label cannot be given any other way. */

@@ -1,7 +1,8 @@
-import { type ControlProps, nameOf } from './Control';
+import { type ControlProps, faultOf, nameOf } from './Control';
 import { useDraft } from './useDraft';
 
-export function TextField({ control, id, onChange }: ControlProps) {
+export function TextField(props: ControlProps) {
+  const { control, id, onChange } = props;
   const secret = control.kind === 'secret';
   const draft = useDraft(typeof control.value === 'string' ? control.value : '', onChange);
   return (
@@ -9,12 +10,13 @@ export function TextField({ control, id, onChange }: ControlProps) {
       id={id} type={secret ? 'password' : 'text'} value={draft.value} placeholder={control.placeholder}
       disabled={!control.enabled} aria-label={nameOf(control)} spellcheck={false}
       autocomplete={secret ? 'new-password' : 'off'} onInput={(event) => draft.change(event.currentTarget.value)}
-      onBlur={draft.leave}
+      onBlur={draft.leave} {...faultOf(props)}
     />
   );
 }
 
-export function NumberField({ control, id, onChange }: ControlProps) {
+export function NumberField(props: ControlProps) {
+  const { control, id, onChange } = props;
   const told = typeof control.value === 'number' ? String(control.value) : '';
   const draft = useDraft(told, (text) => {
     const value = Number(text);
@@ -25,6 +27,7 @@ export function NumberField({ control, id, onChange }: ControlProps) {
       id={id} type="number" value={draft.value} min={control.minimum} max={control.maximum || undefined}
       step={control.step || 'any'} placeholder={control.placeholder} disabled={!control.enabled} aria-label={nameOf(control)}
       onInput={(event) => draft.change(event.currentTarget.value)} onBlur={draft.leave}
+      {...faultOf(props)}
     />
   );
 }

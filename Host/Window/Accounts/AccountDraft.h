@@ -1,0 +1,46 @@
+// What a person types about an account, before it is one: texts as they stand in the fields.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "AccountRecord.h"
+#include "Accounts/AccountCheck.h"
+#include "Accounts/SettingsDiscovery.h"
+
+namespace qs {
+
+struct ServerDraft {
+    std::string host;
+    int port = 0;
+    TransportSecurity security = TransportSecurity::Tls;
+    std::string user, password;  // the password empty: as before
+};
+
+// What is wrong, by the identifier of the control that it stands next to.
+using DraftFaults = std::map<std::string, std::string>;
+
+struct AccountDraft {
+    AccountKind kind = AccountKind::Imap;
+    std::string displayName, name, address, folder;
+    std::vector<std::string> senders;  // "Ada Lovelace <ada@example.org>"; in place of name and address when editing
+    ServerDraft incoming{.port = 993}, outgoing{.port = 465};
+    bool sends = true;  // through `outgoing`; else to the other accounts of the program only
+    bool hasOwnOutgoingPassword = false;
+    AccountRecord before;  // what is edited; without an identifier when it is new
+
+    static AccountDraft of(const AccountRecord& record);
+    bool isNew() const { return before.identifier.empty(); }
+    void takeSettings(const FoundSettings& found);
+    // Faults of what the person is asked first: who they are.
+    DraftFaults faultsOfPerson() const;
+    DraftFaults faults() const;  // of everything
+    // Under the identifier of `before`. Only for a draft without faults.
+    AccountRecord record() const;
+};
+
+// Where in the form a fault of a check belongs.
+std::string controlFor(const AccountFault& fault);
+
+}  // namespace qs
