@@ -4,7 +4,7 @@ import assert from 'node:assert/strict';
 import { existsSync, mkdirSync, readFileSync, renameSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
-import { axeFaults, chooseFromMenu, row, startBrowser } from './support/browser.mjs';
+import { axeFaults, becomes, chooseFromMenu, row, startBrowser } from './support/browser.mjs';
 import { startDovecot } from './support/dovecot.mjs';
 import { startHost, temporaryFolder } from './support/host.mjs';
 import { startRecordingSmtp } from './support/smtp.mjs';
@@ -56,7 +56,7 @@ test('the first account: by hand, a wrong password, the right one, another addre
   await fillServers(page, imap.port, smtp.port);
   await press(page, 'Add Account');
   await page.getByText('127.0.0.1 did not accept user name and password.').waitFor();
-  assert.equal(await field(page, 'User name', 0).getAttribute('aria-invalid'), 'true');
+  await becomes(() => field(page, 'User name', 0).getAttribute('aria-invalid'), 'true');
   assert.deepEqual(await axeFaults(page), []);
 
   await field(page, 'Password').fill('analytical');

@@ -5,7 +5,7 @@ import { createServer } from 'node:http';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { pathToFileURL } from 'node:url';
-import { axeFaults, row, shownText, startBrowser } from './support/browser.mjs';
+import { axeFaults, row, shownText, startBrowser, until } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
 import { LivePage } from './support/live.mjs';
 
@@ -15,12 +15,6 @@ const picture = Buffer.from('iVBORw0KGgoAAAANSUhEUgAAAAIAAAABCAIAAAB7QOjdAAAADUl
 let browser;
 before(async () => (browser = await startBrowser()));
 after(() => browser?.close());
-
-async function until(what, check) {
-  for (const end = Date.now() + 30_000; Date.now() < end; await new Promise((done) => setTimeout(done, 50)))
-    if (await check()) return;
-  assert.fail(`This never came: ${what}`);
-}
 
 async function startWeb(t, answer) {
   const asked = [];
@@ -86,13 +80,13 @@ test('pictures on the web: held back, shown, always shown, forgotten again', asy
   deliver(host, 'Winter list', `<p>Ink</p><img id="near" src="${web.address}/winter">`);
   await row(page, 'Winter list').click();
   await bar.getByRole('button', { name: 'Always for this sender' }).click();
-  await until('the picture', async () => (await width('#near').catch(() => 0)) === 2);
+  await until(async () => (await width('#near').catch(() => 0)) === 2, 'the picture');
   await host.restart();
   const again = await browser.open(t, host);
   deliver(host, 'Spring list', `<p>Brushes</p><img id="near" src="${web.address}/spring">`, '"The shop" <NEWS@shop.example>');
   await row(again, 'Spring list').click();
-  await until('the picture, unasked', async () =>
-    (await again.frameLocator('.body-frame').locator('#near').evaluate((image) => image.naturalWidth).catch(() => 0)) === 2);
+  await until(async () =>
+    (await again.frameLocator('.body-frame').locator('#near').evaluate((image) => image.naturalWidth).catch(() => 0)) === 2, 'the picture, unasked');
   assert.equal(await again.getByRole('group', { name: 'Remote pictures' }).count(), 0);
   assert.equal(web.asked.at(-1).headers.cookie, undefined);
 

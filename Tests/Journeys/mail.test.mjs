@@ -1,7 +1,7 @@
 // The road of a message: written with an attachment, sent, read at the other account, answered, the answer read.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { chooseMailbox, row, shownText, startBrowser } from './support/browser.mjs';
+import { becomes, chooseMailbox, row, shownText, startBrowser } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
@@ -43,7 +43,7 @@ test('a message with an attachment is read at the other account, and its answer 
 
   await page.locator('.tool[aria-label="Reply"]').click();
   await compose.locator('.token', { hasText: 'Mira Halloran' }).waitFor();
-  assert.equal(await compose.locator('.subject-input').inputValue(), 'Re: How wide is the river?');
+  await becomes(() => compose.locator('.subject-input').inputValue(), 'Re: How wide is the river?');
   await compose.locator('.editor').getByText('I have measured it').waitFor();
   await compose.locator('.editor').click();
   await page.keyboard.press('Control+Home');
@@ -54,7 +54,7 @@ test('a message with an attachment is read at the other account, and its answer 
   await chooseMailbox(page, 'mira/INBOX');
   await row(page, 'Re: How wide is the river?').click();
   await shownText(page).getByText('Wider than I thought!').waitFor();
-  assert.equal(await page.locator('.row.unread', { hasText: 'Re: How wide' }).count(), 0, 'what is read is marked so');
+  await becomes(() => page.locator('.row.unread', { hasText: 'Re: How wide' }).count(), 0, 'what is read is marked so');
   await chooseMailbox(page, 'mira/Sent');
   await row(page, 'How wide is the river?').waitFor();
   assert.deepEqual(page.faults, []);

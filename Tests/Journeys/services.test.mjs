@@ -5,7 +5,7 @@ import { createServer } from 'node:http';
 import { once } from 'node:events';
 import { delimiter, join } from 'node:path';
 import { after, before, test } from 'node:test';
-import { axeFaults, row, startBrowser } from './support/browser.mjs';
+import { axeFaults, row, startBrowser, until } from './support/browser.mjs';
 import { runHost, startHost, temporaryFolder } from './support/host.mjs';
 import { LivePage } from './support/live.mjs';
 
@@ -58,12 +58,6 @@ function configuration(address) {
     <dict>${lines.join('')}</dict></dict></dict></plist>`;
 }
 
-async function until(what, check) {
-  for (const end = Date.now() + 30_000; Date.now() < end; await new Promise((done) => setTimeout(done, 50)))
-    if (await check()) return;
-  assert.fail(`This never came: ${what}`);
-}
-
 function filesBelow(folder) {
   return readdirSync(folder, { withFileTypes: true, recursive: true })
     .filter((each) => each.isFile())
@@ -92,7 +86,7 @@ test('a service is added, linked in the browser, renewed after a restart, unlink
   assert.deepEqual(await axeFaults(page), []);
 
   await page.getByRole('button', { name: 'Link', exact: true }).click();
-  await until('the sign-in page', () => opened().length > 0);
+  await until(() => opened().length > 0, 'the sign-in page');
   assert.equal(
     opened()[0], `${provider.address}/api/oauth2/authorize?response_type=code&client_id=journey&state=authenticated`,
   );
@@ -106,7 +100,7 @@ test('a service is added, linked in the browser, renewed after a restart, unlink
   assert.deepEqual(page.faults, []);
 
   await host.restart();
-  await until('a fresh token', () => provider.asked.some(({ body }) => body.includes('refresh_token=REFRESH-4711')));
+  await until(() => provider.asked.some(({ body }) => body.includes('refresh_token=REFRESH-4711')), 'a fresh token');
   const live = await LivePage.open(await host.link());
   await live.call('preferences.show', { module: 'Quillstead' });
   const rows = ({ preferences }) =>
@@ -123,7 +117,7 @@ test('a service is added, linked in the browser, renewed after a restart, unlink
   await live.call('preferences.set', { control: 'services', value: [linked.value] });
   await press('linkService');
   await live.when((models) => shown(models)?.state === 'Not linked');
-  await until('the revocation', () => provider.asked.some(({ path, body }) => path === '/oauth2/revoke' && /token=ACCESS-471/.test(body)));
+  await until(() => provider.asked.some(({ path, body }) => path === '/oauth2/revoke' && /token=ACCESS-471/.test(body)), 'the revocation');
   await press('removeService');
   await live.when((models) => rows(models).length > 0 && !shown(models));
   live.close();

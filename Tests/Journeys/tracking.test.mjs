@@ -6,7 +6,7 @@ import { readFileSync, readdirSync, writeFileSync } from 'node:fs';
 import { get } from 'node:http';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
-import { axeFaults, chooseMailbox, row, shownText, startBrowser, write } from './support/browser.mjs';
+import { axeFaults, becomes, chooseMailbox, row, shownText, startBrowser, until, write } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
@@ -59,15 +59,6 @@ const records = (host, entity) =>
     ),
   )[entity];
 
-async function eventually(what, check) {
-  for (let tries = 0; tries < 300; ++tries) {
-    const found = check();
-    if (found) return found;
-    await new Promise((done) => setTimeout(done, 100));
-  }
-  throw new Error(`This never came: ${what}`);
-}
-
 test('signing up: a letter comes, its link confirms, and the account works', async (t) => {
   const host = await startHost(t);
   const page = await browser.open(t, host);
@@ -109,7 +100,7 @@ test('signing up: a letter comes, its link confirms, and the account works', asy
   await alert.getByText('The email address or the password is wrong.').waitFor();
   await page.keyboard.press('Enter');
   await alert.waitFor({ state: 'detached' });
-  assert.equal(await sheet.getByLabel('Password').inputValue(), '');
+  await becomes(() => sheet.getByLabel('Password').inputValue(), '');
   await sheet.getByLabel('Password').fill('first try');
   await page.keyboard.press('Enter');
   await sheet.waitFor({ state: 'detached' });
@@ -135,7 +126,7 @@ test('a tracked message: its sender learns who opened it, and not of looking at 
   for (const [subject, tracked] of [['Untold', false], ['Did you see?', true], ['Answer me', true]])
     await send(page, await write(page, subject, 'Have a look.'), { tracked });
   const inbox = join(host.data, 'Mail', 'tobias');
-  const message = await eventually('the message', () => messagesIn(inbox, 'Did you see?')[0]);
+  const message = await until(() => messagesIn(inbox, 'Did you see?')[0], 'the message');
   const [uuid] = /^[0-9A-F-]{36}$/m.exec(/^X-Quillstead-Tracking-UUID: (.*)\r$/m.exec(message)[1]);
   const [pixel] = new RegExp(`http://[0-9.:]+/tracking/${uuid}`).exec(message.replaceAll('=\r\n', ''));
 
@@ -177,11 +168,11 @@ test('a tracked message: its sender learns who opened it, and not of looking at 
   await banner.getByRole('button', { name: 'Show Details' }).click();
   const details = page.getByRole('dialog', { name: 'Opens of this message' });
   await details.getByText('Thunderbird 115').first().waitFor();
-  assert.equal(await details.getByRole('listitem').count(), 2);
+  await becomes(() => details.getByRole('listitem').count(), 2);
   assert.deepEqual(await axeFaults(page), []);
   await row(page, 'Untold').click();
   await details.waitFor({ state: 'detached' });
-  assert.equal(await banner.count(), 0);
+  await becomes(() => banner.count(), 0);
   await chooseMailbox(page, 'mira/Sent');
   await row(page, 'Answer me').click();
   await banner.getByText(/^This email was first opened at /).waitFor();
@@ -211,8 +202,7 @@ test('the backend ends with the program, also when that is killed, and comes bac
   const answers = () => fetchPicture(address).then(() => true, () => false);
   assert.ok(await answers());
   await host.stop('SIGKILL');
-  for (let tries = 0; tries < 100 && (await answers()); ++tries) await new Promise((done) => setTimeout(done, 100));
-  assert.equal(await answers(), false);
+  await becomes(answers, false);
   await host.start();
   assert.ok(await answers());
   assert.deepEqual(await host.stop(), { code: 0, signal: null }, host.errors);

@@ -1,7 +1,7 @@
 // A message that is held for a while after Send: taken back, changed, sent again, and at last sent at once.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { axeFaults, chooseMailbox, row, shownText, startBrowser, write } from './support/browser.mjs';
+import { axeFaults, becomes, chooseMailbox, row, shownText, startBrowser, write } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
@@ -42,7 +42,7 @@ for (const minor of ['10', '11', '12'])
     await countdown.getByRole('button', { name: 'Undo send' }).click();
     await countdown.waitFor({ state: 'detached' });
     await compose.locator('.editor').getByText('It leaves at eight.').waitFor();
-    assert.equal(await compose.locator('.subject-input').inputValue(), 'The ferry');
+    await becomes(() => compose.locator('.subject-input').inputValue(), 'The ferry');
     await row(page, 'The ferry').waitFor({ state: 'detached' });
     await chooseMailbox(page, 'mira/Drafts');
     await row(page, 'The ferry').waitFor();
@@ -62,7 +62,7 @@ for (const minor of ['10', '11', '12'])
     await chooseMailbox(page, 'tobias/INBOX');
     await row(page, 'The ferry leaves at nine').click();
     await shownText(page).getByText('It leaves at eight.').waitFor();
-    assert.equal(await page.locator('.row', { hasText: 'The ferry' }).count(), 1);
+    await becomes(() => page.locator('.row', { hasText: 'The ferry' }).count(), 1);
     assert.deepEqual(page.faults, []);
     assert.equal(host.errors, '');
   });

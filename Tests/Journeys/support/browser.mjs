@@ -1,33 +1,19 @@
-// Debian's Chromium, driven through playwright-core, and what all journeys do with the page.
-import { existsSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
-import { createRequire } from 'node:module';
+// A browser for journeys, and what they all do with the page.
+import { mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
+import { launchChromium, newPage, patience } from '../../../Host/Page/test/chromium.mjs';
 
-const pagePackages = createRequire(join(process.env.QS_PAGE_DIR, 'package.json'));
-const { chromium } = pagePackages('playwright-core');
-
-const flags = [
-  '--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
-  '--disable-component-update', '--disable-sync',
-];
-const patience = 30_000;
+export { axeFaults, becomes, until } from '../../../Host/Page/test/chromium.mjs';
 
 /** Once for each test file; answers a function that opens a page on a host and is its own end. */
 export async function startBrowser() {
-  const executablePath = process.env.QS_CHROMIUM ?? ['/usr/bin/chromium', '/usr/bin/chromium-browser'].find(existsSync);
-  if (!executablePath) throw new Error('No Chromium was found; QS_CHROMIUM names it.');
   const profile = mkdtempSync(join(tmpdir(), 'quillstead-browser-'));
-  const context = await chromium.launchPersistentContext(profile, { executablePath, headless: true, args: flags });
+  const context = await launchChromium(profile);
   return {
     async open(t, host, { width = 1280, height = 800, dark = false } = {}) {
-      const page = await context.newPage();
-      page.setDefaultTimeout(patience);
+      const page = await newPage(context, { width, height, dark, reducedMotion: 'reduce' });
       t.after(() => page.close());
-      page.faults = [];
-      page.on('pageerror', (error) => page.faults.push(error.message));
-      await page.setViewportSize({ width, height });
-      await page.emulateMedia({ colorScheme: dark ? 'dark' : 'light', reducedMotion: 'reduce' });
       await page.goto(await host.link());
       await page.waitForSelector('.viewer');
       return page;
@@ -75,20 +61,4 @@ export async function write(page, subject, text = '', to = 'tobias@quillstead.ex
     await page.keyboard.type(text);
   }
   return compose;
-}
-
-const axe = readFileSync(pagePackages.resolve('axe-core/axe.min.js'), 'utf8');
-
-/** What axe-core finds serious or critical. By way of the debugger, since the page's policy forbids strange scripts. */
-export async function axeFaults(page) {
-  const debug = await page.context().newCDPSession(page);
-  await debug.send('Runtime.evaluate', { expression: axe });
-  const { result, exceptionDetails } = await debug.send('Runtime.evaluate', {
-    expression: 'axe.run(document, { iframes: false }).then((found) => JSON.stringify(found.violations))',
-    awaitPromise: true, returnByValue: true,
-  });
-  if (exceptionDetails) throw new Error(exceptionDetails.text);
-  return JSON.parse(result.value)
-    .filter(({ impact }) => impact === 'serious' || impact === 'critical')
-    .map(({ id, nodes }) => `${id}: ${nodes.map((node) => node.target.join(' ')).join(', ')}`);
 }

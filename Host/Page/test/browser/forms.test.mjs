@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
+import { becomes, callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
 
 before(startBrowser);
 after(stopBrowser);
@@ -40,7 +40,7 @@ test('radio buttons walk with the arrow keys, and the controls of a choice stand
   await page.click('.compose .tool[aria-label^="Schedule"]');
   await page.waitForSelector('.sheet');
   const sets = (control) => callsOf(host, 'sheet.set').filter((each) => each.window === window && each.control === control);
-  assert.equal(await page.locator('.radio-line').filter({ hasText: 'Day' }).getByLabel('Time').count(), 1);
+  await page.locator('.radio-line').filter({ hasText: 'Day' }).getByLabel('Time').waitFor();
   assert.equal(await page.getByLabel('Unit').count(), 1, 'a control in a line stands there alone');
   await page.getByRole('radio', { name: 'Date' }).focus();
   await page.keyboard.press('ArrowDown'); // round the end
@@ -94,15 +94,14 @@ test('a list is chosen from by mouse and keys, and tells its states in words', a
   await page.getByRole('tab', { name: 'Plug-ins' }).click();
   const list = page.getByRole('listbox', { name: 'Services' });
   const chosen = () => callsOf(host, 'preferences.set').filter((each) => each.control === 'services').at(-1)?.value;
-  const becomes = (wanted) => until(() => JSON.stringify(chosen()) === JSON.stringify(wanted), `${wanted}, which is ${chosen()}`);
-  assert.equal(await list.getByRole('option', { selected: true }).getByText('Linking…').count(), 1);
+  await list.getByRole('option', { selected: true }).getByText('Linking…').waitFor();
   await list.getByText('Three').click();
-  await becomes(['three']);
+  await becomes(chosen, ['three']);
   await page.keyboard.press('ArrowUp');
-  await becomes(['two']);
+  await becomes(chosen, ['two']);
   await page.keyboard.press('Shift+Home');
-  await becomes(['one', 'two']);
-  assert.equal(await list.getByRole('option', { selected: true }).count(), 2);
+  await becomes(chosen, ['one', 'two']);
+  await becomes(() => list.getByRole('option', { selected: true }).count(), 2);
   await page.keyboard.press('Tab');
   await page.keyboard.press('Enter');
   await until(() => callsOf(host, 'preferences.set').some((each) => each.control === 'link'), 'the button below the list');
