@@ -139,19 +139,12 @@ Result<void> LibraryCore::changeFlags(Database& index, const IndexedFile& row,
     return {};
 }
 
-Result<void> LibraryCore::setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) {
+Result<void> LibraryCore::changeFiles(const std::function<Result<void>(Database& index, Work& work)>& change) {
     Result<void> result;
     Work work;
     try {
         auto index = index_->write();
-        for (const std::int64_t id : ids) {
-            auto row = tables::find(*index, id);
-            Result<void> done = failure(notThere());
-            if (row) done = setFlagsOf(*index, *row, change, work);
-            if (row && !done && done.error().code == ENOENT && (row = foundAgain(*index, *row)))
-                done = setFlagsOf(*index, *row, change, work);
-            if (!done) result = done;
-        }
+        result = change(*index, work);
         if (const auto synced = syncFolders(work); !synced) result = synced;
         index.commit();
     } catch (const DatabaseFailure& failure) {
@@ -160,6 +153,21 @@ Result<void> LibraryCore::setFlags(const std::vector<std::int64_t>& ids, const F
     }
     announce(work);
     return result;
+}
+
+Result<void> LibraryCore::setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) {
+    return changeFiles([&](Database& index, Work& work) {
+        Result<void> result;
+        for (const std::int64_t id : ids) {
+            auto row = tables::find(index, id);
+            Result<void> done = failure(notThere());
+            if (row) done = setFlagsOf(index, *row, change, work);
+            if (row && !done && done.error().code == ENOENT && (row = foundAgain(index, *row)))
+                done = setFlagsOf(index, *row, change, work);
+            if (!done) result = done;
+        }
+        return result;
+    });
 }
 
 Result<void> LibraryCore::eraseOne(Database& index, IndexedFile row, Work& work) {
@@ -193,24 +201,16 @@ Result<void> LibraryCore::tellWitness(const std::vector<IndexedFile>& rows) {
 void LibraryCore::setRemovalWitness(std::shared_ptr<RemovalWitness> witness) { witness_ = std::move(witness); }
 
 Result<void> LibraryCore::erase(const std::vector<std::int64_t>& ids) {
-    Result<void> result;
-    Work work;
-    try {
-        auto index = index_->write();
+    return changeFiles([&](Database& index, Work& work) -> Result<void> {
         std::vector<IndexedFile> rows;
         for (const std::int64_t id : ids)
-            if (auto row = tables::find(*index, id)) rows.push_back(std::move(*row));  // else gone, as it was to be
+            if (auto row = tables::find(index, id)) rows.push_back(std::move(*row));  // else gone, as it was to be
         if (auto told = tellWitness(rows); !told) return told;
+        Result<void> result;
         for (const IndexedFile& row : rows)
-            if (const auto done = eraseOne(*index, row, work); !done) result = done;
-        if (const auto synced = syncFolders(work); !synced) result = synced;
-        index.commit();
-    } catch (const DatabaseFailure& failure) {
-        rescanLater(work);
-        return indexFailure(failure);
-    }
-    announce(work);
-    return result;
+            if (const auto done = eraseOne(index, row, work); !done) result = done;
+        return result;
+    });
 }
 
 Result<std::filesystem::path> LibraryCore::claim(std::int64_t id, const std::filesystem::path& intoFolder) {

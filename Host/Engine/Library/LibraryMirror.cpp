@@ -56,48 +56,32 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
 Result<void> LibraryCore::setMirroredFlags(Mailbox& mailbox, const std::map<std::string, FlagBits>& flags) {
     const auto box = mailboxNamed(mailbox.identifier());
     if (!box) return failure(noMailbox());
-    Result<void> result;
-    Work work;
-    try {
-        auto index = index_->write();
+    return changeFiles([&](Database& index, Work& work) {
+        Result<void> result;
         for (const auto& [name, bits] : flags) {
-            const auto changed = [&bits](const MessageFlags& before) {
+            const auto changed = [&bits = bits](const MessageFlags& before) {
                 return unpackedFlags((packedFlags(before) | bits.set) & ~bits.clear);
             };
-            auto row = tables::findByName(*index, box->indexed().number, name);
-            auto done = row ? changeFlags(*index, *row, changed, work) : Result<void>();
-            if (row && !done && done.error().code == ENOENT && (row = foundAgain(*index, *row)))
-                done = changeFlags(*index, *row, changed, work);
+            auto row = tables::findByName(index, box->indexed().number, name);
+            auto done = row ? changeFlags(index, *row, changed, work) : Result<void>();
+            if (row && !done && done.error().code == ENOENT && (row = foundAgain(index, *row)))
+                done = changeFlags(index, *row, changed, work);
             if (!done && done.error().code != ENOENT) result = done;
         }
-        if (const auto synced = syncFolders(work); !synced) result = synced;
-        index.commit();
-    } catch (const DatabaseFailure& failure) {
-        rescanLater(work);
-        return indexFailure(failure);
-    }
-    announce(work);
-    return result;
+        return result;
+    });
 }
 
 Result<void> LibraryCore::dropMirrored(Mailbox& mailbox, const std::vector<std::string>& names) {
     const auto box = mailboxNamed(mailbox.identifier());
     if (!box) return failure(noMailbox());
-    Result<void> result;
-    Work work;
-    try {
-        auto index = index_->write();
+    return changeFiles([&](Database& index, Work& work) {
+        Result<void> result;
         for (const std::string& name : names)
-            if (const auto row = tables::findByName(*index, box->indexed().number, name))
-                if (const auto done = eraseOne(*index, *row, work); !done) result = done;
-        if (const auto synced = syncFolders(work); !synced) result = synced;
-        index.commit();
-    } catch (const DatabaseFailure& failure) {
-        rescanLater(work);
-        return indexFailure(failure);
-    }
-    announce(work);
-    return result;
+            if (const auto row = tables::findByName(index, box->indexed().number, name))
+                if (const auto done = eraseOne(index, *row, work); !done) result = done;
+        return result;
+    });
 }
 
 }  // namespace qs
