@@ -45,6 +45,24 @@ void appendLine(std::string& html, std::string_view line) {
     html += stringByEscapingXMLEntities(line.substr(plain));
 }
 
+// With line feeds as the only line ends, however they came, and the sign for what can't be read in place of other
+// control characters: HTML has none of these.
+std::string readable(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c == '\r') {
+            if (i + 1 == text.size() || text[i + 1] != '\n') result += '\n';
+        } else if (isAsciiControl(c) && c != '\n' && c != '\t') {
+            result += "\uFFFD";
+        } else {
+            result += c;
+        }
+    }
+    return result;
+}
+
 // Takes the marks of quotation off a line: "> > text", ">> text".
 std::size_t takeQuotation(std::string_view& line) {
     std::size_t depth = 0;
@@ -59,9 +77,9 @@ std::size_t takeQuotation(std::string_view& line) {
 }  // namespace
 
 std::string plainTextToHtml(std::string_view source) {
-    const std::string text = validUtf8(source);
+    const std::string text = readable(validUtf8(source));
     std::string_view rest = text;
-    while (rest.ends_with('\n') || rest.ends_with('\r'))
+    while (rest.ends_with('\n'))
         rest.remove_suffix(1);
     std::string html = "<div style=\"white-space: pre-wrap\">";
     std::size_t depth = 0;
@@ -70,7 +88,6 @@ std::string plainTextToHtml(std::string_view source) {
         const std::size_t end = std::min(rest.find('\n'), rest.size());
         std::string_view line = rest.substr(0, end);
         rest.remove_prefix(std::min(end + 1, rest.size()));
-        if (line.ends_with('\r')) line.remove_suffix(1);
         const std::size_t lineDepth = takeQuotation(line);
         if (lineDepth == depth && !isFirst) html += "<br>";
         for (; depth < lineDepth; ++depth)
