@@ -259,6 +259,7 @@ void MailApplicationObject::setActive(bool active) {
     if (terminated_ || std::exchange(active_, active) == active) return;
     NotificationCenter::defaultCenter().post(
         active ? NSApplicationDidBecomeActiveNotification : NSApplicationWillResignActiveNotification, this);
+    if (active) preferences_->tellThatItIsKey();
 }
 
 void MailApplicationObject::presentError(const Error& error) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Foundation/Assertion.h"
+#include "Foundation/NotificationCenter.h"
 #include "MailApplicationObject.h"
 #include "Models/ModelChanges.h"
 #include "Models/Toolbar.h"
@@ -109,7 +110,8 @@ std::vector<PreferencesWindow::Module> PreferencesWindowObject::modules() {
 
 void PreferencesWindowObject::show(std::string_view moduleName) {
     const std::string wanted(moduleName);  // may be a piece of an item that goes now
-    if (!window_->isVisible()) {
+    const bool wasVisible = window_->isVisible();
+    if (!wasVisible) {
         // As everybody asks for the preferences, so that plug-ins can add their modules.
         try {
             preferences::sharedPreferences.onClass(NSClassFromString("NSPreferences"));
@@ -122,7 +124,13 @@ void PreferencesWindowObject::show(std::string_view moduleName) {
     if (moduleNamed(wanted)) selected_ = wanted;
     window_->setVisible(true);
     noteModelChange();
+    if (!wasVisible) tellThatItIsKey();
     if (const auto module = moduleNamed(selected_)) module->willBeDisplayed();
+}
+
+void PreferencesWindowObject::tellThatItIsKey() {
+    if (window_->isVisible())
+        NotificationCenter::defaultCenter().post(NSWindowDidBecomeKeyNotification, window_.get());
 }
 
 void PreferencesWindowObject::close() { window_->setVisible(false); }

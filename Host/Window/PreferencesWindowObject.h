@@ -16,6 +16,8 @@ public:
 
     PreferencesWindowObject();
     void begin(MailEngine& engine);
+    // Nothing while it is closed.
+    void tellThatItIsKey();
     std::shared_ptr<ToolbarItem> toolbarItem(const std::string& name) const;  // null for no such module
 
     std::vector<std::shared_ptr<PreferencesModule>> preferenceModules() const override;

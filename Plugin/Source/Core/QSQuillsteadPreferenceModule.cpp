@@ -59,6 +59,16 @@ std::shared_ptr<FormModel> QSQuillsteadPreferenceModule::form() {
 }
 
 void QSQuillsteadPreferenceModule::willBeDisplayed() {
+    if (const auto& fetch = QSSession::current().lifecycleHooks().fetchRemoteInfo) fetch(false, nullptr);
+}
+
+void QSQuillsteadPreferenceModule::observe(const Window& window) {
+    becameKey_ = NotificationCenter::defaultCenter().addObserver(
+        std::string(NSWindowDidBecomeKeyNotification), [](const Notification&) { windowDidBecomeKey(); }, &window);
+}
+
+void QSQuillsteadPreferenceModule::windowDidBecomeKey() {
+    if (!QSSession::currentIfLoaded()) return;
     auto& session = QSSession::current();
     if (const auto& fetch = session.lifecycleHooks().fetchRemoteInfo) fetch(false, nullptr);
     if (const auto& sync = session.lifecycleHooks().syncLinkedServices) session.globalQueue().add(sync);

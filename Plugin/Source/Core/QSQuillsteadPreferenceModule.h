@@ -4,10 +4,12 @@
 #include <memory>
 
 #include "Application/Preferences.h"
+#include "Foundation/NotificationCenter.h"
 
 namespace qs {
 
 class QSServicesPane;
+class Window;
 
 class QSQuillsteadPreferenceModule : public PreferencesModule {
 public:
@@ -17,13 +19,18 @@ public:
 
     std::shared_ptr<FormModel> form() override;
     void willBeDisplayed() override;
+    // The window of the preferences: each time it gets the keys, the profile is fetched and linked services are synced,
+    // whichever module it shows.
+    void observe(const Window& window);
     std::string imageName() const override { return "plugin:Quillstead"; }
 
 private:
     void automaticUpdatesDidChange(bool enabled);
     FormGroup updatesGroup();
+    static void windowDidBecomeKey();
 
     std::shared_ptr<QSServicesPane> services_;
+    ObservationRef becameKey_;
 };
 
 }  // namespace qs

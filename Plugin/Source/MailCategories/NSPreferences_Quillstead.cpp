@@ -49,6 +49,7 @@ void addPane(const std::shared_ptr<Preferences>& panel) {
     if (std::find(modules.begin(), modules.end(), module) == modules.end()) panel->addPreferenceNamed(name, module);
 
     auto window = panel->preferencesPanel();
+    if (window) module->observe(*window);
     auto toolbar = window ? window->toolbar() : nullptr;
     if (!toolbar) return;
     paneAddedBy = &QSSession::current();
