@@ -129,8 +129,7 @@ void PreferencesWindowObject::show(std::string_view moduleName) {
 }
 
 void PreferencesWindowObject::tellThatItIsKey() {
-    if (window_->isVisible())
-        NotificationCenter::defaultCenter().post(NSWindowDidBecomeKeyNotification, window_.get());
+    if (window_->isVisible()) NotificationCenter::defaultCenter().post(NSWindowDidBecomeKeyNotification, window_.get());
 }
 
 void PreferencesWindowObject::close() { window_->setVisible(false); }

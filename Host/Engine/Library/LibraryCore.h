@@ -126,8 +126,8 @@ private:
         std::set<std::filesystem::path> folders;  // to be synced
         std::map<std::int64_t, LibraryMailboxRef> changed;
     };
-    // Changes files and index in one go: the folders are synced, the index committed, and what changed is told. An error
-    // of `change` is passed on, and what it did before stands.
+    // Changes files and index in one go: the folders are synced, the index committed, and what changed is told. An
+    // error of `change` is passed on, and what it did before stands.
     Result<void> changeFiles(const std::function<Result<void>(Database& index, Work& work)>& change);
     Result<void> setFlagsOf(Database& index, const IndexedFile& row, const FlagChange& change, Work& work);
     Result<void> changeFlags(Database& index, const IndexedFile& row,

@@ -29,8 +29,8 @@ private:
     std::weak_ptr<Window> window_;
 };
 
-// Posted on NotificationCenter::defaultCenter(), main thread, object: the window that now gets the keys. This host tells
-// it of the preferences.
+// Posted on NotificationCenter::defaultCenter(), main thread, object: the window that now gets the keys. This host
+// tells it of the preferences.
 inline constexpr std::string_view NSWindowDidBecomeKeyNotification = "NSWindowDidBecomeKeyNotification";
 
 // Results of sheets are integers; these are those of the two usual buttons where nothing else is agreed.
