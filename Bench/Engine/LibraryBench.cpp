@@ -1,145 +1,131 @@
-// The mail library with 10,000 and 100,000 messages: how long it takes to take them up, to open again, to show a page
-// and to search, and what memory that needs. The memory must not grow with the library.
+// The mail library with 10,000, 100,000 and 1,000,000 messages: how long it takes to take them up, to open again, to
+// show a page and to search, and what memory that needs. Beside it, in the same run, what mu and notmuch need for the
+// same mail. Neither memory nor the time of a page may grow with the library.
 #include <benchmark/benchmark.h>
 
-#include <fstream>
-#include <memory>
+#include <array>
 #include <string>
 
-#include "AccountBook.h"
-#include "Foundation/FileSystem.h"
-#include "Foundation/RunLoop.h"
-#include "Foundation/Runtime.h"
-#include "MailLibrary.h"
-#include "Support/TemporaryFolder.h"
+#include "Library/Index.h"
+#include "LibrarySample.h"
+#include "Mail/MailMaker.h"
+#include "Peers.h"
 
 namespace qs {
 namespace {
 
-double residentMegabytes() {
-    std::ifstream facts("/proc/self/statm");
-    double pages = 0, resident = 0;
-    facts >> pages >> resident;
-    return resident * 4096 / 1e6;
+// Frequent, fairly frequent and rare ones, two at once, a beginning; all of them of the made-up language.
+constexpr std::array<const char*, 6> kSearches{"re", "budget", "portment", "re budget", "from:ada", "budge"};
+
+void perMessage(benchmark::State& state, int count) {
+    state.counters["messages/s"] =
+        benchmark::Counter(static_cast<double>(count), benchmark::Counter::kIsIterationInvariantRate);
 }
-
-std::string word(int number) {
-    std::string text;
-    for (int rest = number * 7919 % 20'011 + 1; rest > 0; rest /= 20)
-        text += static_cast<char>('a' + rest % 20);
-    return text;
-}
-
-std::string message(int number) {
-    std::string text = "Message-Id: <" + std::to_string(number) +
-                       "@example.net>\nDate: Sun, 22 Nov 2026 22:00:00 +0000\n" + "From: " + word(number % 500) +
-                       " <p" + std::to_string(number % 500) + "@example.net>\n" +
-                       "To: Ada <ada@example.org>\nSubject: " + word(number) + " " + word(number + 1) + "\n\n";
-    for (int i = 0; i < 200; ++i)
-        text += word(number + i * i) + (i % 12 == 11 ? '\n' : ' ');
-    return text;
-}
-
-// A library of that size, made once and kept for all measurements.
-class Sample {
-public:
-    explicit Sample(int count) : count_(count) {
-        for (const char* part : {"cur", "new", "tmp"})
-            std::filesystem::create_directories(folder_ / "Mail/ada" / part);
-        for (int i = 0; i < count; ++i)
-            std::ofstream(folder_ / ("Mail/ada/cur/" + std::to_string(1'500'000'000 + i) + ".M1P1Q1R1.box:2," +
-                                     (i % 5 == 0 ? "" : "S")))
-                << message(i);
-        book_ = *AccountBook::open(folder_ / "Accounts.plist", FileSystem::real());
-        (void)book_->put({.identifier = "ada", .identities = {{"", "ada@example.org"}}});
-    }
-    std::shared_ptr<MailLibrary> open() const {
-        return MailLibrary::open(folder_.path(), book_, FileSystem::real()).value();
-    }
-    void forgetIndex() const {
-        for (const char* side : {"", "-wal", "-shm"})
-            std::filesystem::remove(folder_ / (std::string("Library.sqlite") + side));
-    }
-    int count() const { return count_; }
-
-    static Sample& of(int count) {
-        static std::map<int, std::unique_ptr<Sample>> samples;
-        auto& sample = samples[count];
-        if (!sample) sample = std::make_unique<Sample>(count);
-        return *sample;
-    }
-
-private:
-    int count_;
-    TemporaryFolder folder_;
-    std::shared_ptr<AccountBook> book_;
-};
-
-struct Ground {
-    std::unique_ptr<RunLoop> loop = RunLoop::make(RunLoop::Clock::Real);
-    ClassRegistry registry;
-};
-
-MessageCriterion inbox() { return MessageCriterion::with(MessageCriterion::Kind::InMailbox, "ada/INBOX"); }
 
 void firstOpening(benchmark::State& state) {
     const Ground ground;
-    const Sample& sample = Sample::of(static_cast<int>(state.range(0)));
+    const LibrarySample& sample = LibrarySample::of(static_cast<int>(state.range(0)));
     const double before = residentMegabytes();
     for (auto _ : state) {
         sample.forgetIndex();
         const auto library = sample.open();
         state.counters["MB"] = residentMegabytes() - before;
-        if (library->page(inbox(), "", 0, 0).total != sample.count()) state.SkipWithError("messages are missing");
+        if (library->page(sampleInbox(), "", 0, 0).total != sample.count()) state.SkipWithError("messages are missing");
     }
-    state.counters["messages/s"] =
-        benchmark::Counter(static_cast<double>(sample.count()), benchmark::Counter::kIsIterationInvariantRate);
+    perMessage(state, sample.count());
 }
 
+void peerIndexes(benchmark::State& state, const char* program,
+                 bool (*index)(const std::filesystem::path&, const std::filesystem::path&)) {
+    const LibrarySample& sample = LibrarySample::of(static_cast<int>(state.range(0)));
+    if (!peers::isInstalled(program)) return state.SkipWithError("not installed");
+    for (auto _ : state)
+        if (!index(sample.maildir(), sample.scratch())) state.SkipWithError("failed");
+    perMessage(state, sample.count());
+}
+
+// Until the first page can be shown.
 void opening(benchmark::State& state) {
     const Ground ground;
-    const Sample& sample = Sample::of(static_cast<int>(state.range(0)));
+    const LibrarySample& sample = LibrarySample::of(static_cast<int>(state.range(0)));
     (void)sample.open();
     const double before = residentMegabytes();
     for (auto _ : state) {
         const auto library = sample.open();
+        benchmark::DoNotOptimize(library->page(sampleInbox(), "", 0, 50));
         state.counters["MB"] = residentMegabytes() - before;
-        benchmark::DoNotOptimize(library);
     }
 }
 
 void rescan(benchmark::State& state) {
     const Ground ground;
-    const auto library = Sample::of(static_cast<int>(state.range(0))).open();
+    const auto library = LibrarySample::of(static_cast<int>(state.range(0))).open();
     for (auto _ : state)
         library->rescan("ada/INBOX");
 }
 
-void pageAt(benchmark::State& state, double part) {
+void sevenDays(benchmark::State& state) {
     const Ground ground;
-    const Sample& sample = Sample::of(static_cast<int>(state.range(0)));
+    const auto library = LibrarySample::of(static_cast<int>(state.range(0))).open();
+    for (auto _ : state)
+        if (library->page(lastSevenDays(), "", 0, 50).rows.size() != 50) state.SkipWithError("messages are missing");
+}
+
+void pageAt(benchmark::State& state, double part, bool nextToLast) {
+    const Ground ground;
+    const LibrarySample& sample = LibrarySample::of(static_cast<int>(state.range(0)));
     const auto library = sample.open();
     const int offset = static_cast<int>(part * sample.count());
     const double before = residentMegabytes();
+    const auto last = library->page(sampleInbox(), "", offset, 50);
+    const ListPlace known{offset, nextToLast && !last.rows.empty() ? last.rows.front().key : 0};
     for (auto _ : state)
-        benchmark::DoNotOptimize(library->page(inbox(), "", offset, 50));
+        benchmark::DoNotOptimize(library->page(sampleInbox(), "", offset + (nextToLast ? 50 : 0), 50, known));
     state.counters["MB"] = residentMegabytes() - before;
 }
 
-void search(benchmark::State& state) {
+// The first page and how much there is, as the page asks for it.
+void search(benchmark::State& state, const char* text) {
     const Ground ground;
-    const auto library = Sample::of(static_cast<int>(state.range(0))).open();
-    int i = 0;
+    const auto library = LibrarySample::of(static_cast<int>(state.range(0))).open();
+    const double before = residentMegabytes();
+    ListPage found;
     for (auto _ : state)
-        benchmark::DoNotOptimize(library->page({}, word(++i % 1000), 0, 50));
+        found = library->page(sampleInbox(), text, 0, 50);
+    state.counters["found"] = found.total;
+    state.counters["MB"] = residentMegabytes() - before;
+}
+
+void notmuchSearch(benchmark::State& state, const char* text) {
+    const LibrarySample& sample = LibrarySample::of(static_cast<int>(state.range(0)));
+    if (!peers::isInstalled("notmuch")) return state.SkipWithError("not installed");
+    static bool isReady = peers::notmuchIndexes(sample.maildir(), sample.scratch());
+    for (auto _ : state)
+        if (!isReady || !peers::notmuchFinds(sample.scratch(), text)) state.SkipWithError("failed");
+}
+
+void notmuchStart(benchmark::State& state) {
+    const LibrarySample& sample = LibrarySample::of(static_cast<int>(state.range(0)));
+    if (!peers::isInstalled("notmuch")) return state.SkipWithError("not installed");
+    for (auto _ : state)
+        if (!peers::notmuchStarts(sample.scratch())) state.SkipWithError("failed");
+}
+
+void conversation(benchmark::State& state) {
+    const Ground ground;
+    const auto library = LibrarySample::of(static_cast<int>(state.range(0))).open();
+    const auto rows = library->page(sampleInbox(), "", 0, 500).rows;
+    std::size_t i = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(library->conversation(rows[++i % rows.size()].id, 200));
 }
 
 // What every arrival and every click costs: a message on the disk, its flag, its end.
 void addFlagErase(benchmark::State& state) {
     const Ground ground;
-    const auto library = Sample::of(static_cast<int>(state.range(0))).open();
+    const auto library = LibrarySample::of(static_cast<int>(state.range(0))).open();
     const auto mailbox = library->mailboxWithIdentifier("ada/INBOX");
-    const std::string content = message(7);
+    const std::string content = MailMaker(7, 10, kSampleUntil).next().content;
     for (auto _ : state) {
         const auto added = library->add(*mailbox, content, {}, {1'600'000'000});
         const auto id = added.value()->libraryID();
@@ -150,24 +136,51 @@ void addFlagErase(benchmark::State& state) {
 // A plug-in that counts the unread mail of an inbox through message objects.
 void allObjects(benchmark::State& state) {
     const Ground ground;
-    const auto library = Sample::of(static_cast<int>(state.range(0))).open();
+    const auto library = LibrarySample::of(static_cast<int>(state.range(0))).open();
     for (auto _ : state) {
         int unread = 0;
-        for (const MessageRef& each : library->messagesMatchingCriterion(inbox(), 0, kSearchStore))
+        for (const MessageRef& each : library->messagesMatchingCriterion(sampleInbox(), 0, kSearchStore))
             unread += each->flags().seen ? 0 : 1;
         benchmark::DoNotOptimize(unread);
     }
 }
 
-void sizes(benchmark::internal::Benchmark* bench) { bench->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond); }
-BENCHMARK(firstOpening)->Apply(sizes)->Iterations(1);
-BENCHMARK(opening)->Apply(sizes);
-BENCHMARK(rescan)->Apply(sizes);
-BENCHMARK_CAPTURE(pageAt, first, 0.0)->Apply(sizes);
-BENCHMARK_CAPTURE(pageAt, middle, 0.5)->Apply(sizes);
-BENCHMARK(search)->Apply(sizes);
-BENCHMARK(addFlagErase)->Apply(sizes);
-BENCHMARK(allObjects)->Apply(sizes);
+using Benchmark = benchmark::internal::Benchmark;
+constexpr int kMillion = LibrarySample::kWithoutFiles;
+void hundredThousand(Benchmark* bench) { bench->Arg(100'000)->Unit(benchmark::kMillisecond); }
+void withFiles(Benchmark* bench) { bench->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond); }
+void allSizes(Benchmark* bench) { bench->Arg(100'000)->Arg(kMillion)->Unit(benchmark::kMillisecond); }
+
+void registerAll() {
+    benchmark::RegisterBenchmark("firstOpening", firstOpening)->Apply(withFiles)->Iterations(1);
+    benchmark::RegisterBenchmark("firstOpening/mu", peerIndexes, "mu", peers::muIndexes)
+        ->Apply(withFiles)
+        ->Iterations(1);
+    benchmark::RegisterBenchmark("firstOpening/notmuch", peerIndexes, "notmuch", peers::notmuchIndexes)
+        ->Apply(withFiles)
+        ->Iterations(1);
+    benchmark::RegisterBenchmark("sevenDays", sevenDays)->Apply(allSizes);
+    benchmark::RegisterBenchmark("sevenDays/notmuch", notmuchSearch, "date:2026-11-16..2026-11-23")
+        ->Apply(hundredThousand);
+    benchmark::RegisterBenchmark("startOfNotmuch", notmuchStart)->Apply(hundredThousand);
+    for (const char* text : kSearches) {
+        const std::string name = std::string("search/") + text;
+        benchmark::RegisterBenchmark(name.c_str(), search, text)->Apply(allSizes);
+        const bool isOpen = std::string_view(text) == "budge";
+        benchmark::RegisterBenchmark((name + "/notmuch").c_str(), notmuchSearch, isOpen ? "budge*" : text)
+            ->Apply(hundredThousand);
+    }
+    benchmark::RegisterBenchmark("opening", opening)->Apply(withFiles)->Arg(kMillion);
+    benchmark::RegisterBenchmark("rescan", rescan)->Apply(withFiles);
+    benchmark::RegisterBenchmark("pageAt/first", pageAt, 0.0, false)->Apply(allSizes);
+    benchmark::RegisterBenchmark("pageAt/middle", pageAt, 0.5, false)->Apply(allSizes);
+    benchmark::RegisterBenchmark("pageAt/middleFromTheOneBefore", pageAt, 0.5, true)->Apply(allSizes);
+    benchmark::RegisterBenchmark("conversation", conversation)->Apply(allSizes);
+    benchmark::RegisterBenchmark("addFlagErase", addFlagErase)->Apply(withFiles);
+    benchmark::RegisterBenchmark("allObjects", allObjects)->Apply(withFiles);
+}
+
+[[maybe_unused]] const bool isRegistered = (registerAll(), true);
 
 }  // namespace
 }  // namespace qs
