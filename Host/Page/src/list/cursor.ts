@@ -17,6 +17,7 @@ interface Standing {
 class Cursor {
   private chosen = nothingSelected;
   private last: { id: Id | null; index: number } = { id: null, index: -1 };
+  private lastAnchor = this.last; // likewise
   private steps = Promise.resolve();
 
   constructor(private readonly changed: () => void) {}
@@ -60,19 +61,28 @@ class Cursor {
       const id = await idAt(target);
       if (id === null) return;
       if (extending) await this.extend(id, target);
-      else this.take(selectOnly(id));
+      else this.take(selectOnly(id), target);
     });
   }
 
   private async extend(id: Id, to: number): Promise<void> {
     const { anchor } = this.standing();
-    const from = indexOf(host.get().list, anchor);
-    if (from >= 0 && to >= 0) this.take(extend({ ...this.chosen, anchor }, id, await idsBetween(from, to)));
-    else this.take(selectOnly(id));
+    const from = this.anchorIndex(anchor);
+    if (from >= 0 && to >= 0) this.take(extend({ ...this.chosen, anchor }, id, await idsBetween(from, to)), to);
+    else this.take(selectOnly(id), to);
   }
 
-  private take(chosen: Selection): void {
+  /** Where the anchor stands, or stood when it was last among the loaded rows. */
+  private anchorIndex(anchor: Id | null): number {
+    const index = indexOf(host.get().list, anchor);
+    return index < 0 && this.lastAnchor.id === anchor ? Math.min(this.lastAnchor.index, host.get().list.total - 1) : index;
+  }
+
+  /** `index` is where the focus stands; by now, its row may have left the loaded ones. */
+  private take(chosen: Selection, index = indexOf(host.get().list, chosen.focus)): void {
     this.chosen = chosen;
+    this.last = { id: chosen.focus, index };
+    if (chosen.anchor === chosen.focus) this.lastAnchor = this.last;
     select(chosen.ids);
     this.changed();
   }

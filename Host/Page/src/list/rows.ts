@@ -12,13 +12,19 @@ function covered(list: ListModel, first: number, count: number): boolean {
   return list.offset <= first && list.offset + list.rows.length >= end;
 }
 
-/** Resolves once the rows are in the model: the answer to list.window and the update may come in either order. */
-async function load(first: number, count: number): Promise<void> {
-  if (covered(host.get().list, first, count)) return;
+/**
+ * Resolves with a list that has the rows: the answer to list.window and the update may come in either order, and scrolling
+ * may ask for others right after. Rows that don't come are missing in it.
+ */
+async function load(first: number, count: number): Promise<ListModel> {
+  if (covered(host.get().list, first, count)) return host.get().list;
   let end = (): void => undefined;
-  const arrived = new Promise<void>((resolve) => {
-    const unsubscribe = host.subscribe(() => covered(host.get().list, first, count) && resolve());
-    const timer = window.setTimeout(resolve, patience);
+  const arrived = new Promise<ListModel>((resolve) => {
+    const unsubscribe = host.subscribe(() => {
+      const { list } = host.get();
+      if (covered(list, first, count)) resolve(list);
+    });
+    const timer = window.setTimeout(() => resolve(host.get().list), patience);
     end = () => {
       unsubscribe();
       window.clearTimeout(timer);
@@ -26,7 +32,7 @@ async function load(first: number, count: number): Promise<void> {
   });
   try {
     await call('list.window', { offset: first, limit: count });
-    await arrived;
+    return await arrived;
   } finally {
     end();
   }
@@ -36,25 +42,21 @@ async function load(first: number, count: number): Promise<void> {
 export async function idsBetween(one: number, other: number): Promise<Id[]> {
   const first = Math.min(one, other);
   const end = Math.min(Math.max(one, other) + 1, first + longestRange);
+  if (covered(host.get().list, first, end - first)) return idsIn(host.get().list, first, end - first);
   const ids: Id[] = [];
-  if (covered(host.get().list, first, end - first)) return idsLoaded(first, end - first);
   for (let at = first; at < end; at += chunk) {
     const count = Math.min(chunk, end - at);
-    await load(at, count);
-    ids.push(...idsLoaded(at, count));
+    ids.push(...idsIn(await load(at, count), at, count));
   }
   return ids;
 }
 
-function idsLoaded(first: number, count: number): Id[] {
-  const { list } = host.get();
+function idsIn(list: ListModel, first: number, count: number): Id[] {
   return list.rows.slice(Math.max(0, first - list.offset), Math.max(0, first + count - list.offset)).map((row) => row.id);
 }
 
 export async function idAt(index: number): Promise<Id | null> {
-  await load(index, 1);
-  const { list } = host.get();
-  return list.rows[index - list.offset]?.id ?? null;
+  return idsIn(await load(index, 1), index, 1)[0] ?? null;
 }
 
 /** -1 when the row is not among the loaded ones. */
