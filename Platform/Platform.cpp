@@ -5,6 +5,8 @@
 #include <cstdlib>
 
 #include "Adapters.h"
+#include "Contacts/ContactBook.h"
+#include "Foundation/FileSystem.h"
 #include "Http/HttpClient.h"
 #include "Images/ImageDecoder.h"
 #include "Keychain/Keychain.h"
@@ -55,7 +57,8 @@ Platform Platform::make(const PlatformOptions& options) {
                       .keychain = makeKeychain(options),
                       .network = NetworkState::system(),
                       .http = HttpClient::make({.userAgent = "Quillstead", .certificates = {}}),
-                      .imageDecoder = ImageDecoder::inProcess(programBeside("quillstead-image-decoder"))};
+                      .imageDecoder = ImageDecoder::inProcess(programBeside("quillstead-image-decoder")),
+                      .contacts = ContactBook::inFolder(options.dataFolder / "Contacts", FileSystem::real(), true)};
     registerHelper(*platform.workspace, options.dataFolder);
     return platform;
 }

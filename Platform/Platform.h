@@ -6,6 +6,7 @@
 
 namespace qs {
 
+class ContactBook;
 class CrashReporter;
 class DistributedNotificationCenter;
 class HttpClient;
@@ -34,6 +35,7 @@ struct Platform {
     std::shared_ptr<NetworkState> network;
     std::shared_ptr<HttpClient> http;  // to be dropped before the run loop
     std::shared_ptr<ImageDecoder> imageDecoder;
+    std::shared_ptr<ContactBook> contacts;  // <data folder>/Contacts
 
     // The Linux adapters. The helper program, if it lies beside this one, is registered with the workspace under
     // "com.tallowbay.Quillstead", for the bundles in <data folder>/Bundles; registering it again changes that.

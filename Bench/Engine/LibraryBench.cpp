@@ -71,6 +71,39 @@ void sevenDays(benchmark::State& state) {
         if (library->page(lastSevenDays(), "", 0, 50).rows.size() != 50) state.SkipWithError("messages are missing");
 }
 
+// The first page of what a criterion selects, and how much there is.
+void firstPage(benchmark::State& state, const MessageCriterion& criterion) {
+    const Ground ground;
+    const auto library = LibrarySample::of(static_cast<int>(state.range(0))).open();
+    ListPage found;
+    for (auto _ : state)
+        found = library->page(criterion, "", 0, 50);
+    state.counters["found"] = found.total;
+}
+
+// A list grouped by conversation, as it is drawn.
+void grouped(benchmark::State& state, double part) {
+    const Ground ground;
+    const auto library = LibrarySample::of(static_cast<int>(state.range(0))).open();
+    const auto list = MailboxConversations::grouped("ada/INBOX");
+    const int total = library->page(list, "", 0, 0).total;
+    for (auto _ : state) {
+        std::vector<std::int64_t> conversations;
+        for (const MessageSummary& row : library->page(list, "", static_cast<int>(part * total), 100).rows)
+            conversations.push_back(row.conversation);
+        benchmark::DoNotOptimize(library->conversationFacts("ada/INBOX", conversations));
+    }
+    state.counters["conversations"] = total;
+}
+
+// Where an open conversation stands, asked after every change: the one at the end is the farthest.
+void placeInGroupedList(benchmark::State& state) {
+    const Ground ground;
+    const auto library = LibrarySample::of(static_cast<int>(state.range(0))).open();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(library->conversationsBetween("ada/INBOX", 0, 1));
+}
+
 void pageAt(benchmark::State& state, double part, bool nextToLast) {
     const Ground ground;
     const LibrarySample& sample = LibrarySample::of(static_cast<int>(state.range(0)));
@@ -170,6 +203,19 @@ void registerAll() {
         benchmark::RegisterBenchmark((name + "/notmuch").c_str(), notmuchSearch, isOpen ? "budge*" : text)
             ->Apply(hundredThousand);
     }
+    const auto contains = [](MessageCriterion::Kind kind, const char* text) {
+        return MessageCriterion::with(kind, text);
+    };
+    benchmark::RegisterBenchmark("contains/often", firstPage, contains(MessageCriterion::Kind::SubjectContains, "udge"))
+        ->Apply(allSizes);
+    benchmark::RegisterBenchmark("contains/never", firstPage,
+                                 contains(MessageCriterion::Kind::FromContains, "no such person"))
+        ->Apply(allSizes);
+    benchmark::RegisterBenchmark("account", firstPage, contains(MessageCriterion::Kind::InAccount, "ada"))
+        ->Apply(allSizes);
+    benchmark::RegisterBenchmark("grouped/first", grouped, 0.0)->Apply(allSizes);
+    benchmark::RegisterBenchmark("grouped/middle", grouped, 0.5)->Apply(allSizes);
+    benchmark::RegisterBenchmark("grouped/placeAtTheEnd", placeInGroupedList)->Apply(allSizes);
     benchmark::RegisterBenchmark("opening", opening)->Apply(withFiles)->Arg(kMillion);
     benchmark::RegisterBenchmark("rescan", rescan)->Apply(withFiles);
     benchmark::RegisterBenchmark("pageAt/first", pageAt, 0.0, false)->Apply(allSizes);

@@ -62,7 +62,8 @@ void LibrarySample::fillIndex() const {
     }
     std::vector<std::string> notices;
     Index index(folder_ / "Library.sqlite", FileSystem::real(), notices);
-    const IndexedMailbox inbox{.number = mailboxNumber("ada/INBOX"), .identifier = "ada/INBOX"};
+    const IndexedMailbox inbox{
+        .number = mailboxNumber("ada/INBOX"), .account = accountNumber("ada"), .identifier = "ada/INBOX"};
     MailMaker maker(kSeed, count_, kSampleUntil);
     for (int made = 0; made < count_;) {
         auto writing = index.write();

@@ -18,10 +18,11 @@
 
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
+#include "Library/SearchQuery.h"
 #include "Mail/Library.h"
 #include "Mail/Mailbox.h"
-#include "Library/SearchQuery.h"
 #include "Mail/Message.h"
+#include "MailboxConversations.h"
 
 namespace qs {
 
@@ -53,8 +54,9 @@ struct MessageSummary {
     MessageFlags flags;
     int attachments = 0, priority = 3;
     std::uint64_t size = 0;
-    std::string damage;  // a sentence when the message can be read only in part or not at all; else empty
-    std::int64_t key = 0;  // its place among the rows of any list; for ListPlace
+    std::string damage;             // a sentence when the message can be read only in part or not at all; else empty
+    std::int64_t key = 0;           // its place among the rows of any list; for ListPlace
+    std::int64_t conversation = 0;  // changes when two conversations turn out to be one
 };
 
 struct ListPage {
@@ -99,7 +101,7 @@ public:
     virtual Result<void> willRemove(const std::vector<Removal>& removals) = 0;
 };
 
-class MailLibrary : public Library {
+class MailLibrary : public Library, public MailboxConversations {
 public:
     using Library::Library;
     static Result<std::shared_ptr<MailLibrary>> open(const std::filesystem::path& dataFolder,

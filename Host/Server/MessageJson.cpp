@@ -131,7 +131,7 @@ json::value rowJson(MailApplication& application, const ViewerRow& row) {
     json::array icons;
     for (const auto& icon : row.icons)
         icons.push_back(json::object{{"image", icon.image}, {"label", icon.label}});
-    json::object model{{"id", summary.id},
+    json::object model{{"id", row.id},
                        {"from", row.correspondent},
                        {"subject", summary.subject},
                        {"snippet", summary.snippet},
@@ -144,6 +144,11 @@ json::value rowJson(MailApplication& application, const ViewerRow& row) {
                        {"colour", summary.flags.colour},
                        {"attachments", summary.attachments},
                        {"icons", std::move(icons)}};
+    if (row.count > 1) {
+        model["count"] = row.count;
+        model["open"] = row.isOpen;
+    }
+    if (row.parent != 0) model["parent"] = row.parent;
     if (auto delivery = deliveryOf(application, summary.id, kindOf(application, summary.mailbox)))
         model["delivery"] = std::move(*delivery);
     return model;
@@ -162,6 +167,7 @@ json::value messageSection(MailApplication& application) {
         {"subject", summary->subject},
         {"from", senderName(summary->from)},
         {"fromAddress", senders.empty() ? "" : senders.front().address},
+        {"sender", senders.empty() ? "" : senders.front().display()},
         {"date",
          longDateText(kind == MailboxKind::Sent || kind == MailboxKind::Outbox ? summary->sent : summary->received)},
         {"flags", json::object{{"unread", !summary->flags.seen},

@@ -45,12 +45,9 @@ json::value appSection(MailApplication& application) {
     json::array notices;
     for (const auto& notice : application.notices())
         notices.push_back(json::object{{"id", notice.id}, {"text", notice.text}});
-    return json::object{{"title", "Quillstead Mail"},
-                        {"icon", application.applicationIconImage()},
-                        {"notices", std::move(notices)},
-                        {"waiting", application.engine().deliveries().waitingCount()},
-                        {"version", kVersion},
-                        {"notifies", notifiesOfNewMail()}};
+    return json::object{{"title", "Quillstead Mail"},    {"icon", application.applicationIconImage()},
+                        {"notices", std::move(notices)}, {"waiting", application.engine().deliveries().waitingCount()},
+                        {"version", kVersion},           {"notifies", notifiesOfNewMail()}};
 }
 
 json::value accountsSection(MailApplication& application) {
@@ -90,15 +87,17 @@ json::value listSection(MailApplication& application) {
     for (const auto id : viewer.selectedIDs())
         selected.push_back(id);
     const bool searching = !viewer.searchText().empty();
-    return json::object{{"mailbox", mailbox ? mailbox->identifier() : ""},
-                        {"title", viewer.title()},
-                        {"total", viewer.total()},
-                        {"more", viewer.hasMore()},
-                        {"offset", viewer.offset()},
-                        {"rows", std::move(rows)},
-                        {"selected", std::move(selected)},
-                        {"search", viewer.searchText()},
-                        {"emptyText", searching ? "Nothing found." : "No messages here."}};
+    json::object model{{"mailbox", mailbox ? mailbox->identifier() : ""},
+                       {"title", viewer.title()},
+                       {"total", viewer.total()},
+                       {"more", viewer.hasMore()},
+                       {"offset", viewer.offset()},
+                       {"rows", std::move(rows)},
+                       {"selected", std::move(selected)},
+                       {"search", viewer.searchText()},
+                       {"emptyText", searching ? "Nothing found." : "No messages here."}};
+    if (const auto conversations = viewer.conversations()) model["conversations"] = *conversations;
+    return model;
 }
 
 json::value viewerSection(MailApplication& application) {

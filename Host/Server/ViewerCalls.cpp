@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <boost/json.hpp>
 
+#include "Accounts/AddressCompletion.h"
 #include "Calls.h"
 #include "ComposeWindow.h"
 #include "DeliveryService.h"
@@ -15,6 +16,7 @@
 #include "ModelJson.h"
 #include "Models/Toolbar.h"
 #include "Models/View.h"
+#include "PersonMenu.h"
 #include "PreferencesWindow.h"
 #include "Viewer/Banner.h"
 
@@ -36,6 +38,11 @@ json::value chooseMenuItem(CallContext& context, const json::object& args) {
 json::value openContextMenu(CallContext& context, const json::object& args) {
     context.application.viewer().selectIDs(arguments::ids(args));
     context.contextMenu = context.application.contextualMenu();
+    return json::object{{"items", menuJson(context.application, *context.contextMenu)}};
+}
+
+json::value openPersonMenu(CallContext& context, const json::object& args) {
+    context.contextMenu = makePersonMenu(context.application, arguments::text(args, "person"));
     return json::object{{"items", menuJson(context.application, *context.contextMenu)}};
 }
 
@@ -110,7 +117,7 @@ json::value tryAgain(CallContext& context, const json::object& args) {
 
 json::value completeAddresses(CallContext& context, const json::object& args) {
     json::array addresses;
-    for (auto& address : context.application.engine().library().completeAddress(arguments::text(args, "prefix"), 8))
+    for (auto& address : completeAddress(context.application.engine().library(), arguments::text(args, "prefix"), 8))
         addresses.emplace_back(std::move(address));
     return json::object{{"addresses", std::move(addresses)}};
 }
@@ -130,6 +137,7 @@ void addViewerCalls(CallTable& table) {
     // Every redraw asks for fresh states; all that is needed is one.
     table["menu.validate"] = [](CallContext&, const json::object&) -> json::value { return nullptr; };
     table["context.open"] = openContextMenu;
+    table["person.open"] = openPersonMenu;
     table["toolbar.choose"] = chooseToolbarItem;
     table["mailbox.select"] = [](CallContext& context, const json::object& args) -> json::value {
         context.application.viewer().selectMailbox(arguments::text(args, "id"));
@@ -151,6 +159,10 @@ void addViewerCalls(CallTable& table) {
     };
     table["list.select"] = [](CallContext& context, const json::object& args) -> json::value {
         context.application.viewer().selectIDs(arguments::ids(args));
+        return nullptr;
+    };
+    table["list.open"] = [](CallContext& context, const json::object& args) -> json::value {
+        context.application.viewer().setOpen(arguments::number(args, "id"), arguments::flag(args, "open"));
         return nullptr;
     };
     table["list.search"] = [](CallContext& context, const json::object& args) -> json::value {

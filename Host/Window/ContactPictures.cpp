@@ -2,8 +2,10 @@
 
 #include <vector>
 
+#include "Contacts/ContactBook.h"
 #include "Platform.h"
 #include "Text/Ascii.h"
+#include "Text/Base64.h"
 #include "Text/Utf8.h"
 #include "Viewer/ContactPictures.h"
 
@@ -75,6 +77,17 @@ std::string pictureWithInitials(std::string_view initials) {
                           shown + "</text></svg>");
 }
 
+std::string pictureOfContact(std::string_view mailAddress) {
+    const auto& contacts = Platform::current().contacts;
+    if (!contacts) return {};
+    for (const Contact& contact : contacts->withMailAddress(mailAddress)) {
+        if (!contact.hasPicture) continue;
+        if (const auto picture = contacts->picture(contact.identifier))
+            return "data:" + picture->type + ";base64," + base64EncodedString(picture->bytes);
+    }
+    return {};
+}
+
 void defineContactPictureClasses() {
     ClassRegistry& registry = ClassRegistry::current();
     registry.define("ABPersonInitials")
@@ -88,7 +101,9 @@ void defineContactPictureClasses() {
     manager.addClassMethod(address_manager::addressManager,
                            [](Class& cls) { return std::make_shared<HostObject>(cls.name()); });
     manager.add(address_manager::imageForMailAddress,
-                [](HostObject&, const std::string&, const std::string&, int, bool, int*) { return std::string(); });
+                [](HostObject&, const std::string& mailAddress, const std::string&, int, bool, int*) {
+                    return pictureOfContact(mailAddress);
+                });
 }
 
 }  // namespace qs

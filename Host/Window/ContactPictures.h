@@ -1,5 +1,5 @@
-// The host's own code of the classes in Viewer/ContactPictures.h: an address book without pictures, and round pictures
-// with initials.
+// The host's own code of the classes in Viewer/ContactPictures.h: the pictures of the person's contacts, and round
+// pictures with initials.
 #pragma once
 
 #include <string>
@@ -11,6 +11,8 @@ void defineContactPictureClasses();
 
 // The first characters of the first and the last word, or of the only one; empty when there is no letter or digit.
 std::string initialsOf(std::string_view name);
+// As a data URL; empty for none. Reads the contact's file.
+std::string pictureOfContact(std::string_view mailAddress);
 // As an SVG in a data URL; empty for no initials.
 std::string pictureWithInitials(std::string_view initials);
 

@@ -22,6 +22,7 @@ void registerHostSettings() {
                                                {std::string(kQuoteOriginalMessage), true},
                                                {std::string(kComposePlainText), false},
                                                {std::string(kShowConversations), true},
+                                               {std::string(kGroupConversations), false},
                                                {std::string(kNotifyOfNewMail), false},
                                                {std::string(kNotificationsTellContent), false}});
 }
@@ -30,6 +31,7 @@ std::string defaultAccountIdentifier() { return UserDefaults::suite("")->stringF
 bool quotesOriginalMessage() { return UserDefaults::suite("")->boolForKey(kQuoteOriginalMessage); }
 bool composesPlainText() { return UserDefaults::suite("")->boolForKey(kComposePlainText); }
 bool showsConversations() { return UserDefaults::suite("")->boolForKey(kShowConversations); }
+bool groupsConversations() { return UserDefaults::suite("")->boolForKey(kGroupConversations); }
 bool notifiesOfNewMail() { return UserDefaults::suite("")->boolForKey(kNotifyOfNewMail); }
 bool notificationsTellContent() { return UserDefaults::suite("")->boolForKey(kNotificationsTellContent); }
 

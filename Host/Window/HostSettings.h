@@ -14,6 +14,7 @@ inline constexpr std::string_view kDefaultAccount = "DefaultAccount";           
 inline constexpr std::string_view kQuoteOriginalMessage = "QuoteOriginalMessage";  // boolean
 inline constexpr std::string_view kComposePlainText = "ComposePlainText";          // boolean
 inline constexpr std::string_view kShowConversations = "ShowConversations";        // boolean
+inline constexpr std::string_view kGroupConversations = "GroupByConversation";     // boolean
 // Addresses whose messages show the pictures that they name on the web: an array of strings in lower case.
 inline constexpr std::string_view kRemotePictureSenders = "RemotePictureSenders";
 // Servers of such pictures that may be on this machine, as "127.0.0.1:8025": an array of strings. Others are only
@@ -29,6 +30,7 @@ std::string defaultAccountIdentifier();                // empty when none was ch
 bool quotesOriginalMessage();                          // replies and forwards carry the text that they answer
 bool composesPlainText();                              // new messages begin as plain text
 bool showsConversations();                             // beside a message, those that belong to it
+bool groupsConversations();                            // in lists: a row for each
 bool notifiesOfNewMail();                              // by the browser
 bool notificationsTellContent();                       // with sender and subject
 bool showsRemotePicturesOf(std::string_view address);  // in any case

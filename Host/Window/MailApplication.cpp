@@ -26,6 +26,7 @@
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
 #include "Models/View.h"
+#include "PersonMenu.h"
 #include "PreferencesWindowObject.h"
 #include "Text/Ascii.h"
 #include "ViewerObject.h"
@@ -45,6 +46,7 @@ std::shared_ptr<MailApplication> MailApplication::make(MailEngine& engine) {
     defineBannerClasses();
     PreferencesWindowObject::defineClasses();
     defineContactPictureClasses();
+    definePersonClass();
     ComposeWindow::defineClasses();
     MailboxesOutlineObject::defineClass();
     registerHostSettings();

@@ -78,6 +78,7 @@ std::shared_ptr<Menu> makeViewMenu() {
                              {"Previous Message", "selectPreviousMessage:", "ArrowUp", kOptionKey},
                              {"Next Unread Message", "selectNextUnreadMessage:", "ArrowDown", kOptionKey | kShiftKey},
                              kSeparator,
+                             {"Group by Conversation", "toggleGrouping:"},
                              {"Show Conversations", "toggleConversations:"},
                              {"Next in Conversation", "showNextInConversation:", "]", 0},
                              {"Previous in Conversation", "showPreviousInConversation:", "[", 0},

@@ -1,7 +1,11 @@
 // The viewer: which mailbox is shown, which rows of it the page looks at, what is selected.
+//
+// In a list grouped by conversation a row is one, and selecting it means all of its messages in the mailbox. Wherever
+// ids are given to the viewer, that of a conversation's row stands for these messages.
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,7 +20,11 @@ class BannerContainerViewController;
 
 // One row as a list draws it: what the host knows, and what the exchangeable operations of the row answer.
 struct ViewerRow {
-    MessageSummary summary;
+    MessageSummary summary;      // of a conversation its newest message, with what is so of any of them
+    std::int64_t id = 0;         // the row's number: the message's or, below zero, the conversation's
+    std::int64_t parent = 0;     // of a message below an open conversation, that row's number; else 0
+    int count = 1;               // messages of a conversation; 1 for a message
+    bool isOpen = false;         // a conversation whose messages stand below it
     std::string date, dateLong;  // as texts
     std::string correspondent;   // sender, or recipients in Sent, Drafts and Outbox
     struct Icon {
@@ -36,12 +44,17 @@ public:
     virtual void setWindowOfRows(int offset, int limit) = 0;  // limit at most 500
     virtual int offset() const = 0;
     virtual int total() const = 0;
+    // How many conversations the list is grouped into; nothing when it isn't.
+    virtual std::optional<int> conversations() const = 0;
+    virtual void setOpen(std::int64_t row, bool open) = 0;  // a conversation's messages, below its row
     virtual bool hasMore() const = 0;  // more than were counted; total() grows as rows further down are asked for
-    virtual std::vector<ViewerRow> rows() = 0;  // of the window
-    virtual const std::vector<std::int64_t>& selectedIDs() const = 0;
+    virtual std::vector<ViewerRow> rows() = 0;                         // of the window
+    virtual const std::vector<std::int64_t>& selectedIDs() const = 0;  // of rows
     // Selecting one unread message marks it read.
     virtual void selectIDs(std::vector<std::int64_t> ids) = 0;
-    virtual MessageRef selectedMessage() const = 0;  // null unless exactly one is selected
+    // The one that is read: null unless exactly one row is selected. Of a conversation the first unread message, else
+    // the newest, or what was chosen in it.
+    virtual MessageRef selectedMessage() const = 0;
     // The strips above the message; null until one was shown.
     virtual const std::shared_ptr<BannerContainerViewController>& banners() const = 0;
     // The selected message and those that belong to it, oldest first; empty when there are no others, or they are not

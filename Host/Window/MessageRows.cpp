@@ -13,6 +13,8 @@
 namespace qs {
 namespace {
 
+constexpr std::size_t kLongestNames = 200;  // of a conversation, in bytes: a row shows no more
+
 class RowProxy : public MessageListObjectProxy {
 public:
     RowProxy(MailLibrary& library, const MessageSummary& summary, bool selected, Date now)
@@ -42,11 +44,17 @@ private:
     mutable MessageRef message_;
 };
 
-std::string namesIn(const std::string& field) {
+// Each once, as one person writes several messages of a conversation.
+std::string namesIn(const std::vector<std::string>& fields) {
     std::string names;
-    for (const MailAddress& address : parseAddresses(field)) {
-        if (!names.empty()) names += ", ";
-        names += address.name.empty() ? address.address : address.name;
+    std::set<std::string> told;
+    for (const std::string& field : fields) {
+        for (const MailAddress& address : parseAddresses(field)) {
+            const std::string& name = address.name.empty() ? address.address : address.name;
+            if (names.size() > kLongestNames || !told.insert(name).second) continue;
+            if (!names.empty()) names += ", ";
+            names += name;
+        }
     }
     return names;
 }
@@ -55,12 +63,29 @@ bool showsRecipients(MailboxKind kind) {
     return kind == MailboxKind::Sent || kind == MailboxKind::Drafts || kind == MailboxKind::Outbox;
 }
 
+// Of a conversation it tells what is so of any of its messages.
+ViewerRow rowFor(const ListedRow& listed) {
+    ViewerRow row{.summary = listed.summary, .id = listed.id(), .parent = listed.parent};
+    if (!listed.isConversation) return row;
+    row.count = listed.facts.count;
+    row.isOpen = listed.isOpen;
+    row.summary.flags.seen = listed.facts.unread == 0;
+    row.summary.flags.flagged = listed.facts.isFlagged;
+    row.summary.flags.colour = listed.facts.colour;
+    row.summary.attachments = listed.facts.attachments;
+    return row;
+}
+
 // A row is drawn as far as its parts can be had: a fault in one of them must not empty the list.
-ViewerRow drawRow(MailLibrary& library, const MessageSummary& summary, bool selected, MailboxKind kind, Date now) {
-    ViewerRow row{.summary = summary};
+ViewerRow drawRow(MailLibrary& library, const ListedRow& listed, bool selected, MailboxKind kind, Date now) {
+    ViewerRow row = rowFor(listed);
+    const MessageSummary& summary = listed.summary;
     row.dateLong = longDateText(summary.received);
-    row.correspondent = namesIn(showsRecipients(kind) ? summary.to : summary.from);
-    const auto proxy = std::make_shared<RowProxy>(library, row.summary, selected, now);
+    if (listed.isConversation)
+        row.correspondent = namesIn(showsRecipients(kind) ? listed.facts.recipients : listed.facts.senders);
+    else
+        row.correspondent = namesIn({showsRecipients(kind) ? summary.to : summary.from});
+    const auto proxy = std::make_shared<RowProxy>(library, summary, selected, now);
     try {
         row.date = message_list_object_proxy::dateString(proxy);
         for (ListIcon& icon : message_list_object_proxy::flagImages(proxy))
@@ -80,26 +105,44 @@ void MessageRows::defineClass() {
             [](HostObject& self) { return dynamic_cast<RowProxy&>(self).hostDateString(); });
 }
 
-std::vector<ViewerRow> drawnRows(MailLibrary& library, const std::vector<MessageSummary>& messages,
-                                 const std::vector<std::int64_t>& selected) {
+namespace {
+
+std::vector<ViewerRow> drawn(MailLibrary& library, const std::vector<ListedRow>& listed,
+                             const std::vector<std::int64_t>& selected) {
     const Date now = RunLoop::main().now();
     const std::set<std::int64_t> marked(selected.begin(), selected.end());
     std::map<std::string, MailboxKind> kinds;
     std::vector<ViewerRow> rows;
-    for (const MessageSummary& summary : messages) {
-        auto kind = kinds.find(summary.mailbox);
+    for (const ListedRow& each : listed) {
+        auto kind = kinds.find(each.summary.mailbox);
         if (kind == kinds.end()) {
-            const auto mailbox = library.mailboxWithIdentifier(summary.mailbox);
-            kind = kinds.emplace(summary.mailbox, mailbox ? mailbox->kind() : MailboxKind::User).first;
+            const auto mailbox = library.mailboxWithIdentifier(each.summary.mailbox);
+            kind = kinds.emplace(each.summary.mailbox, mailbox ? mailbox->kind() : MailboxKind::User).first;
         }
-        rows.push_back(drawRow(library, summary, marked.contains(summary.id), kind->second, now));
+        rows.push_back(drawRow(library, each, marked.contains(each.id()), kind->second, now));
     }
     return rows;
 }
 
-void MessageRows::show(MessageCriterion criterion, std::string search) {
+std::vector<ListedRow> asRows(std::vector<MessageSummary> messages) {
+    std::vector<ListedRow> rows;
+    for (MessageSummary& each : messages)
+        rows.push_back({.summary = std::move(each), .facts = {}});
+    return rows;
+}
+
+}  // namespace
+
+std::vector<ViewerRow> drawnRows(MailLibrary& library, const std::vector<MessageSummary>& messages,
+                                 const std::vector<std::int64_t>& selected) {
+    return drawn(library, asRows(messages), selected);
+}
+
+void MessageRows::show(MessageCriterion criterion, std::string search, std::string groupedMailbox) {
     criterion_ = std::move(criterion);
     search_ = std::move(search);
+    grouped_.reset();
+    if (!groupedMailbox.empty()) grouped_.emplace(library_, std::move(groupedMailbox));
     offset_ = 0;
     messagesChanged();
 }
@@ -112,6 +155,19 @@ void MessageRows::setWindow(int offset, int limit) {
 
 void MessageRows::messagesChanged() {
     known_ = {};
+    if (grouped_) grouped_->messagesChanged();
+    forgetPage();
+}
+
+void MessageRows::setOpen(std::int64_t conversation, bool open) {
+    if (!grouped_) return;
+    grouped_->setOpen(conversation, open);
+    forgetPage();
+}
+
+void MessageRows::reveal(std::int64_t message) {
+    if (!grouped_) return;
+    grouped_->reveal(message);
     forgetPage();
 }
 
@@ -131,13 +187,14 @@ int MessageRows::total() { return page().total; }
 
 bool MessageRows::hasMore() { return page().hasMore; }
 
-ListPage MessageRows::read(int offset, int limit) {
+ListedPage MessageRows::read(int offset, int limit) {
+    if (grouped_) return grouped_->page(offset, limit);
     ListPage page = library_.page(criterion_, search_, offset, limit, known_);
     if (!page.rows.empty()) known_ = {offset, page.rows.front().key};
-    return page;
+    return {page.total, page.hasMore, asRows(std::move(page.rows))};
 }
 
-const ListPage& MessageRows::page() {
+const ListedPage& MessageRows::page() {
     if (page_) return *page_;
     page_ = read(offset_, limit_);
     if (offset_ > 0 && offset_ >= page_->total) {  // the list has become shorter than where the window stood
@@ -149,27 +206,38 @@ const ListPage& MessageRows::page() {
 
 const std::vector<ViewerRow>& MessageRows::rows(const std::vector<std::int64_t>& selected) {
     if (rows_) return *rows_;
-    rows_ = drawnRows(library_, page().rows, selected);
+    rows_ = drawn(library_, page().rows, selected);
     return *rows_;
 }
 
 std::optional<int> MessageRows::rowOf(std::int64_t id) {
     const auto& rows = page().rows;
-    const auto found = std::ranges::find(rows, id, &MessageSummary::id);
+    auto found = std::ranges::find(rows, id, &ListedRow::id);
+    if (found == rows.end() && grouped_ && id > 0)
+        if (const auto summary = library_.summary(id))
+            found = std::ranges::find(rows, -summary->conversation, &ListedRow::id);
     if (found == rows.end()) return {};
     return offset_ + static_cast<int>(found - rows.begin());
 }
 
-std::optional<std::int64_t> MessageRows::idAt(int row) {
+std::optional<ListedRow> MessageRows::at(int row) {
     if (row < 0 || row >= total()) return {};
     const auto& rows = page().rows;
     const int inWindow = row - offset_;
-    if (inWindow >= 0 && inWindow < static_cast<int>(rows.size())) return rows[static_cast<std::size_t>(inWindow)].id;
-    const ListPage one = read(row, 1);
+    if (inWindow >= 0 && inWindow < static_cast<int>(rows.size())) return rows[static_cast<std::size_t>(inWindow)];
+    const ListedPage one = read(row, 1);
     if (one.rows.empty()) return {};
-    return one.rows.front().id;
+    return one.rows.front();
 }
 
-std::vector<std::int64_t> MessageRows::allIDs() { return library_.ids(criterion_, search_, kMostSelected); }
+std::optional<std::int64_t> MessageRows::idAt(int row) {
+    const auto found = at(row);
+    return found ? std::optional(found->id()) : std::nullopt;
+}
+
+std::vector<std::int64_t> MessageRows::allIDs() {
+    if (grouped_) return grouped_->allIDs(kMostSelected);
+    return library_.ids(criterion_, search_, kMostSelected);
+}
 
 }  // namespace qs

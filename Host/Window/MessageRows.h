@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ConversationRows.h"
 #include "MailLibrary.h"
 #include "MainViewer.h"
 
@@ -22,7 +23,8 @@ public:
 
     explicit MessageRows(MailLibrary& library) : library_(library) {}
 
-    void show(MessageCriterion criterion, std::string search);  // from the first row on
+    // From the first row on. `groupedMailbox`: that mailbox, grouped by conversation; else empty.
+    void show(MessageCriterion criterion, std::string search, std::string groupedMailbox = {});
     void setWindow(int offset, int limit);
     const std::string& search() const { return search_; }
     int offset();
@@ -33,20 +35,31 @@ public:
     void messagesChanged();   // read again
     void selectionChanged();  // draw again
 
-    std::optional<int> rowOf(std::int64_t id);  // counted from the list's first; nothing outside of the window
+    // Rows by their numbers: that of the message or, below zero, of the conversation.
+    // Counted from the list's first; nothing outside of the window. A message that has no row of its own stands in that
+    // of its conversation.
+    std::optional<int> rowOf(std::int64_t id);
     std::optional<std::int64_t> idAt(int row);  // in the window or not
+    std::optional<ListedRow> at(int row);       // likewise
     std::vector<std::int64_t> allIDs();         // of the whole list, at most kMostSelected
 
+    bool isGrouped() const { return grouped_.has_value(); }
+    int conversations() { return grouped_ ? grouped_->conversations() : 0; }
+    void setOpen(std::int64_t conversation, bool open);
+    bool isOpen(std::int64_t conversation) const { return grouped_ && grouped_->isOpen(conversation); }
+    void reveal(std::int64_t message);  // in a row of its own
+
 private:
-    const ListPage& page();
-    ListPage read(int offset, int limit);
+    const ListedPage& page();
+    ListedPage read(int offset, int limit);
     void forgetPage();
 
     MailLibrary& library_;
     MessageCriterion criterion_ = MessageCriterion::anyOf({});
     std::string search_;
+    std::optional<ConversationRows> grouped_;
     int offset_ = 0, limit_ = 100;
-    std::optional<ListPage> page_;
+    std::optional<ListedPage> page_;
     ListPlace known_;  // from where the next page is read, as long as the messages stay the same
     std::optional<std::vector<ViewerRow>> rows_;
 };

@@ -19,7 +19,7 @@ void ViewerObject::replyTo(int composeMode) {
 }
 
 void ViewerObject::openSelected() {
-    if (selected_.size() == 1) open(selected_.front());
+    if (readID() != 0) open(readID());
 }
 
 void ViewerObject::mark(const FlagChange& change) {
@@ -40,11 +40,11 @@ void ViewerObject::flag(HostObject* sender) {
 void ViewerObject::selectAll() { setSelection(rows_.allIDs()); }
 
 void ViewerObject::selectNeighbour(int step, bool unreadOnly) {
-    const auto current = selected_.empty() ? std::nullopt : rows_.rowOf(selected_.back());
+    const auto current = chosen_.empty() ? std::nullopt : rows_.rowOf(chosen_.back());
     int row = current ? *current + step : rows_.offset();
-    while (const auto id = rows_.idAt(row)) {
-        const auto summary = unreadOnly ? library().summary(*id) : std::nullopt;
-        if (!unreadOnly || (summary && !summary->flags.seen)) return setSelection({*id});
+    while (const auto found = rows_.at(row)) {
+        const bool isUnread = found->isConversation ? found->facts.unread > 0 : !found->summary.flags.seen;
+        if (!unreadOnly || isUnread) return setSelection({found->id()});
         row += step;
     }
 }

@@ -49,6 +49,7 @@ constexpr ViewerAction kActions[] = {
     {"goToMailbox:", Needs::Nothing, [](auto& self, auto* sender) { self.goToMailbox(sender); }},
     {"markAllMessagesAsRead:", Needs::Mailbox, [](auto& self, auto*) { self.markAllRead(); }},
     {"toggleConversations:", Needs::Nothing, [](auto& self, auto*) { self.toggleConversations(); }},
+    {"toggleGrouping:", Needs::Nothing, [](auto& self, auto*) { self.toggleGrouping(); }},
     {"showNextInConversation:", Needs::Newer, [](auto& self, auto*) { self.showNeighbourInConversation(1); }},
     {"showPreviousInConversation:", Needs::Older, [](auto& self, auto*) { self.showNeighbourInConversation(-1); }},
     {"showMessageSource:", Needs::OneMessage, [](auto& self, auto*) { self.showSource(); }},
@@ -109,6 +110,7 @@ bool ViewerObject::isValid(const std::string& selector, MenuItem* item) {
     if (item && selector == "deleteMessages:")
         item->setTitle(selectionIsIn(MailboxKind::Trash) ? "Delete for Good…" : "Move to Trash");
     if (item && selector == "toggleConversations:") item->setState(showsConversations() ? 1 : 0);
+    if (item && selector == "toggleGrouping:") item->setState(groupsConversations() ? 1 : 0);
     if (selector == "archiveMessages:" && selectionIsIn(MailboxKind::Archive)) return false;
     switch (action->needs) {
     case Needs::Nothing: return true;

@@ -41,7 +41,7 @@ Result<void> ViewerObject::moveTo(const std::vector<std::int64_t>& ids, std::str
     const auto target = library().mailboxWithIdentifier(mailboxIdentifier);
     if (!target) return viewerFailure("That mailbox is no longer there.");
     MessageList messages;
-    for (const std::int64_t id : ids)
+    for (const std::int64_t id : messagesOf(ids))
         if (auto message = library().messageWithID(id)) messages.push_back(std::move(message));
     return transfer({{std::move(messages), target}}, "Move", true);
 }
@@ -124,9 +124,10 @@ void ViewerObject::selectAfterMove(const std::vector<std::int64_t>& gone, std::o
     rows_.messagesChanged();
     noteModelChange();
     if (mailbox_.empty()) return;  // a list of all mailboxes still has them
-    auto rest = selected_;
-    std::erase_if(rest, [&](std::int64_t id) { return std::ranges::find(gone, id) != gone.end(); });
-    if (rest.size() == selected_.size()) return;
+    auto rest = chosen_;
+    std::erase_if(rest, [&](std::int64_t id) { return id > 0 && std::ranges::find(gone, id) != gone.end(); });
+    rest = presentRows(std::move(rest));
+    if (rest == chosen_ && messagesOf(rest) == selected_) return;
     if (rest.empty() && firstRow && rows_.total() > 0)
         if (const auto next = rows_.idAt(std::min(*firstRow, rows_.total() - 1))) rest = {*next};
     setSelection(std::move(rest));

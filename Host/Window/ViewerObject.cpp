@@ -61,8 +61,9 @@ void ViewerObject::makeTable() {
 
 void ViewerObject::beginWith(const Message& message) {
     makeTable();
+    isForOneMessage_ = true;
     if (const auto mailbox = message.mailbox()) selectMailbox(mailbox->identifier());
-    selected_ = {message.libraryID()};
+    chosen_ = selected_ = {message.libraryID()};
 }
 
 void ViewerObject::begin() {
@@ -76,6 +77,7 @@ void ViewerObject::begin() {
 
 void ViewerObject::end() {
     ended_ = true;
+    chosen_.clear();
     selected_.clear();
     selectedInOutbox_.clear();
     banners_.reset();
@@ -134,7 +136,9 @@ void ViewerObject::search(std::string_view text) {
 
 void ViewerObject::showFromFirstRow(std::string searchText) {
     const auto shown = library().searchQuery(searchText).saysWhere ? nullptr : mailbox();
-    rows_.show(shown ? shown->criterion() : MessageCriterion::allOf({}), std::move(searchText));
+    const bool isGrouped = searchText.empty() && groupsByConversation();
+    rows_.show(shown ? shown->criterion() : MessageCriterion::allOf({}), std::move(searchText),
+               isGrouped ? mailbox_ : std::string());
     window_->setTitle(title());
     noteModelChange();
 }
@@ -159,9 +163,14 @@ void ViewerObject::libraryDidChange() {
         const auto inbox = accounts.empty() ? nullptr : accounts.front()->inboxMailbox();
         return selectMailbox(inbox ? inbox->identifier() : std::string());
     }
-    const std::size_t before = selected_.size();
-    std::erase_if(selected_, [&](std::int64_t id) { return !isListed(id); });
-    if (selected_.size() != before) noteModelChange();
+    auto rows = presentRows(chosen_);
+    auto messages = messagesOf(rows);
+    if (rows != chosen_ || messages != selected_) {
+        chosen_ = std::move(rows);
+        selected_ = std::move(messages);
+        selectionDidChange();
+        noteModelChange();
+    }
     if (selected_.empty() && !selectedInOutbox_.empty()) selectAgainInOutbox();
     tellBanners();
 }
@@ -177,61 +186,8 @@ void ViewerObject::selectAgainInOutbox() {
     if (found.size() == 1) setSelection({found.front()->libraryID()});
 }
 
-// Only what is in the shown mailbox can be selected, unless a search says where to look or a conversation led there.
-bool ViewerObject::isListed(std::int64_t id) const {
-    const auto summary = library().summary(id);
-    if (!summary || mailbox_.empty() || summary->mailbox == mailbox_ || id == visited_) return summary.has_value();
-    return library().searchQuery(rows_.search()).saysWhere;
-}
-
-void ViewerObject::setSelection(std::vector<std::int64_t> ids) {
-    rowLastAsked_.reset();
-    if (ids == selected_) return;
-    selected_ = std::move(ids);
-    if (selected_ != std::vector{visited_}) visited_ = 0;
-    const auto shown = mailbox();
-    const bool isOneInOutbox = selected_.size() == 1 && shown && shown->kind() == MailboxKind::Outbox;
-    const auto summary = isOneInOutbox ? library().summary(selected_.front()) : std::nullopt;
-    selectedInOutbox_ = summary ? summary->uniqueID : std::string();
-    rows_.selectionChanged();
-    tellBanners();
-    noteModelChange();
-    if (selected_.size() == 1) markReadSoon();
-}
-
-void ViewerObject::selectIDs(std::vector<std::int64_t> ids) {
-    std::set<std::int64_t> seen;
-    std::erase_if(ids, [&](std::int64_t id) { return !seen.insert(id).second || !isListed(id); });
-    setSelection(std::move(ids));
-}
-
-// In a turn of its own: by then the selection stands, or has gone on to another message that is not to be marked.
-void ViewerObject::markReadSoon() {
-    const auto self = std::weak_ptr(std::static_pointer_cast<ViewerObject>(shared_from_this()));
-    RunLoop::main().post([self, id = selected_.front()] {
-        const auto viewer = self.lock();
-        if (!viewer || viewer->ended_ || viewer->selected_ != std::vector{id}) return;
-        const auto summary = viewer->library().summary(id);
-        if (!summary || summary->flags.seen) return;
-        const auto mailbox = viewer->library().mailboxWithIdentifier(summary->mailbox);
-        // A message in the outbox is left alone: its delivery may be about to begin.
-        if (!mailbox || mailbox->kind() == MailboxKind::Outbox) return;
-        viewer->tellFailure("The message can't be marked as read", viewer->setFlags({id}, {.seen = true}));
-    });
-}
-
-MessageRef ViewerObject::selectedMessage() const {
-    return selected_.size() == 1 ? library().messageWithID(selected_.front()) : nullptr;
-}
-
-MessageList ViewerObject::selectedMessages() const {
-    MessageList messages;
-    for (const std::int64_t id : selected_)
-        if (auto message = library().messageWithID(id)) messages.push_back(std::move(message));
-    return messages;
-}
-
 void ViewerObject::open(std::int64_t id) {
+    if (id < 0) return setOpen(id, !rows_.isOpen(-id));
     const auto message = library().messageWithID(id);
     if (!message) return;
     const auto kind = kindOf(message);
@@ -250,40 +206,12 @@ void ViewerObject::sendForDraft(HostObject*, bool forDraft, MessageRef actualMes
 }
 
 Result<void> ViewerObject::setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) {
-    return library().setFlags(ids, change);
+    return library().setFlags(messagesOf(ids), change);
 }
 
 std::optional<MailboxKind> ViewerObject::kindOf(const MessageRef& message) const {
     const auto mailbox = message ? message->mailbox() : nullptr;
     return mailbox ? std::optional(mailbox->kind()) : std::nullopt;
-}
-
-int ViewerObject::selectedRow() {
-    rowLastAsked_.reset();
-    for (const std::int64_t id : selected_)
-        if (const auto row = rows_.rowOf(id)) {
-            rowLastAsked_ = {*row, id};
-            return *row;
-        }
-    return -1;
-}
-
-void ViewerObject::reloadData() {
-    rows_.messagesChanged();
-    noteModelChange();
-}
-
-// Whoever asks for the selected row, reloads and selects that row again wants to keep the selection. Mail may have come
-// in above it meanwhile, so that the same row is another message; and the other selected messages shall stay selected.
-void ViewerObject::selectRow(int row, bool byExtendingSelection) {
-    if (rowLastAsked_ && rowLastAsked_->first == row &&
-        std::ranges::find(selected_, rowLastAsked_->second) != selected_.end())
-        return;
-    const auto id = rows_.idAt(row);
-    if (!id) return;
-    auto selection = byExtendingSelection ? selected_ : std::vector<std::int64_t>();
-    if (std::ranges::find(selection, *id) == selection.end()) selection.push_back(*id);
-    setSelection(std::move(selection));
 }
 
 }  // namespace qs

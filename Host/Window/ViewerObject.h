@@ -1,6 +1,7 @@
 // The viewer as it is implemented; private to this folder. Its state and selection are in ViewerObject.cpp, what its
 // class answers in ViewerClass.cpp, its toolbar in ViewerToolbar.cpp, moves in ViewerMoves.cpp, other actions in
-// ViewerActions.cpp, conversations in ViewerConversation.cpp.
+// ViewerActions.cpp, conversations in ViewerConversation.cpp, what rows of the list are selected in
+// ViewerSelection.cpp.
 #pragma once
 
 #include "Foundation/RunLoop.h"
@@ -32,9 +33,11 @@ public:
     void setWindowOfRows(int offset, int limit) override;
     int offset() const override { return rows_.offset(); }
     int total() const override { return rows_.total(); }
+    std::optional<int> conversations() const override;
+    void setOpen(std::int64_t row, bool open) override;
     bool hasMore() const override { return rows_.hasMore(); }
-    std::vector<ViewerRow> rows() override { return rows_.rows(selected_); }
-    const std::vector<std::int64_t>& selectedIDs() const override { return selected_; }
+    std::vector<ViewerRow> rows() override { return rows_.rows(chosen_); }
+    const std::vector<std::int64_t>& selectedIDs() const override { return chosen_; }
     void selectIDs(std::vector<std::int64_t> ids) override;
     MessageRef selectedMessage() const override;
     const std::shared_ptr<BannerContainerViewController>& banners() const override { return banners_; }
@@ -77,6 +80,7 @@ public:
     void markAllRead();
     void showSource();
     void toggleConversations();
+    void toggleGrouping();
     void showNeighbourInConversation(int step);  // 1: the next newer one
     // Whether an action can be done now; also gives the menu item the title that fits. True for actions of others.
     bool isValid(const std::string& action, MenuItem* item);
@@ -95,7 +99,14 @@ private:
     void moveSelection(MailboxKind kind, const std::string& undoName);
     void eraseForGood(const MessageList& messages);
     void showFromFirstRow(std::string searchText);
-    void setSelection(std::vector<std::int64_t> ids);
+    void setSelection(std::vector<std::int64_t> rows);
+    void selectionDidChange();
+    // What the rows stand for, each message once; rows that are gone for nothing.
+    std::vector<std::int64_t> messagesOf(const std::vector<std::int64_t>& rows) const;
+    // The rows that there are by now for these: a conversation may have been left with one message, or have come about.
+    std::vector<std::int64_t> presentRows(std::vector<std::int64_t> rows);
+    std::int64_t readID() const;  // of selectedMessage(); 0 for none
+    bool groupsByConversation() const;
     // After messages left the list: the selection goes on to the row that took their place.
     void selectAfterMove(const std::vector<std::int64_t>& gone, std::optional<int> firstRow);
     void markReadSoon();
@@ -117,12 +128,15 @@ private:
     std::shared_ptr<BannerContainerViewController> banners_;
     std::shared_ptr<MessageListController> listController_;
     mutable MessageRows rows_;
-    std::string mailbox_;  // identifier; empty: all of them
-    std::vector<std::int64_t> selected_;
-    std::int64_t visited_ = 0;      // the selected message when it was reached by its conversation
-    std::string selectedInOutbox_;  // the unique id of the one that is selected there; empty: none or several
+    std::string mailbox_;                 // identifier; empty: all of them
+    std::vector<std::int64_t> chosen_;    // rows of the list
+    std::vector<std::int64_t> selected_;  // the messages that they stand for
+    std::int64_t read_ = 0;               // which of a selected conversation is read; 0: it is no conversation
+    std::int64_t visited_ = 0;            // the selected message when it was reached by its conversation
+    std::string selectedInOutbox_;        // the unique id of the one that is selected there; empty: none or several
     std::optional<std::pair<int, std::int64_t>> rowLastAsked_;
     MoveHistory moves_;
+    bool isForOneMessage_ = false;
     TimerRef midnight_;
     bool ended_ = false;
 };

@@ -30,6 +30,14 @@ void runTextTest(sqlite3_context* context, int, sqlite3_value** values) {
     sqlite3_result_int(context, test(textOf(values[0]), textOf(values[1])) ? 1 : 0);
 }
 
+using TextForm = std::string (*)(std::string_view);
+
+void runTextForm(sqlite3_context* context, int, sqlite3_value** values) {
+    const TextForm form = *static_cast<TextForm*>(sqlite3_user_data(context));
+    const std::string text = form(textOf(values[0]));
+    sqlite3_result_text64(context, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+}
+
 template <class Call>
 auto guarded(Call call) {
     try {
@@ -193,6 +201,13 @@ void Database::addTextTest(const char* name, TextTest test) {
     const int code = sqlite3_create_function_v2(database_->getHandle(), name, 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC,
                                                 new TextTest(test), &runTextTest, nullptr, nullptr,
                                                 [](void* kept) { delete static_cast<TextTest*>(kept); });
+    if (code != SQLITE_OK) throw DatabaseFailure("a function could not be added", code);
+}
+
+void Database::addTextForm(const char* name, TextForm form) {
+    const int code = sqlite3_create_function_v2(
+        database_->getHandle(), name, 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS, new TextForm(form),
+        &runTextForm, nullptr, nullptr, [](void* kept) { delete static_cast<TextForm*>(kept); });
     if (code != SQLITE_OK) throw DatabaseFailure("a function could not be added", code);
 }
 

@@ -96,6 +96,8 @@ public:
 
     // Makes a test of two texts known to SQL under that name.
     void addTextTest(const char* name, bool (*test)(std::string_view, std::string_view));
+    // Makes another form of a text known to SQL under that name; triggers may use it.
+    void addTextForm(const char* name, std::string (*form)(std::string_view));
     // A whole copy of what is committed, durable when this returns but for its name in the folder. The file must not
     // exist yet.
     void copyTo(const std::filesystem::path& file);

@@ -4,12 +4,12 @@
 #include <mutex>
 #include <set>
 
+#include "Files/FolderWatch.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
-#include "Settings/FolderWatch.h"
 #include "Settings/SettingsFile.h"
 
 namespace qs {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "Library/ConversationLeads.h"
 #include "Library/IndexTables.h"
 
 namespace qs {
@@ -20,6 +21,7 @@ std::int64_t conversationOf(Database& index, std::int64_t id) {
 }
 
 void join(Database& index, std::int64_t conversation, std::int64_t into) {
+    leads::join(index, conversation, into);
     index.run("INSERT INTO joined_conversations(conversation, joined) VALUES(?, ?)", {conversation, into});
     index.run("UPDATE messages SET conversation = ? WHERE conversation = ?", {into, conversation});
 }

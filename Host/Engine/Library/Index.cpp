@@ -5,35 +5,40 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Library/SearchText.h"
+#include "Text/CaseFolding.h"
 
 namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 3;
+constexpr std::int64_t kVersion = 4;
 constexpr int kWriterCache = 8000, kReaderCache = 2000;  // kilobytes
 constexpr std::size_t kIdleReaders = 4;
 
 // Numbers of mailboxes and messages are made from their names (IndexTables.h), so that they outlive the file. `seq` is
 // the row's own number and tells its place in a list: it is made from the date (ListKey.h), so that the newest rows of
 // a mailbox, of a search and of a range of dates all lie side by side, in the index of words as well. That one gathers
-// 16 MB of words of a transaction before it writes: a first indexing takes half the time with it.
+// 16 MB of words of a transaction before it writes: a first indexing takes half the time with it. The fragments, of
+// three characters each, find texts within words; they are kept in the index alone, and found ones are looked at again
+// in the rows. Of each conversation the newest message in a mailbox leads (ConversationLeads.h).
 constexpr const char* kSchema = R"(
 CREATE TABLE mailboxes(
     number INTEGER PRIMARY KEY, identifier TEXT NOT NULL UNIQUE, account TEXT NOT NULL,
-    total INTEGER NOT NULL DEFAULT 0, unread INTEGER NOT NULL DEFAULT 0,
+    total INTEGER NOT NULL DEFAULT 0, unread INTEGER NOT NULL DEFAULT 0, conversations INTEGER NOT NULL DEFAULT 0,
     cur_changed REAL NOT NULL DEFAULT 0, new_changed REAL NOT NULL DEFAULT 0);
 CREATE TABLE messages(
-    seq INTEGER PRIMARY KEY, id INTEGER NOT NULL UNIQUE, mailbox INTEGER NOT NULL,
+    seq INTEGER PRIMARY KEY, id INTEGER NOT NULL UNIQUE, mailbox INTEGER NOT NULL, account INTEGER NOT NULL,
     name TEXT NOT NULL, file TEXT NOT NULL, flags INTEGER NOT NULL,
-    message_id TEXT NOT NULL, unique_id TEXT NOT NULL, conversation INTEGER NOT NULL,
+    message_id TEXT NOT NULL, unique_id TEXT NOT NULL, conversation INTEGER NOT NULL, leads INTEGER NOT NULL,
     sender TEXT NOT NULL, recipients TEXT NOT NULL, subject TEXT NOT NULL,
     received REAL NOT NULL, delivered REAL NOT NULL, sent REAL NOT NULL,
     snippet TEXT NOT NULL, attachments INTEGER NOT NULL, size INTEGER NOT NULL, priority INTEGER NOT NULL,
     damage TEXT NOT NULL,
     UNIQUE(mailbox, name));
 CREATE INDEX by_mailbox ON messages(mailbox, seq);
-CREATE INDEX by_conversation ON messages(conversation, seq);
+CREATE INDEX by_account ON messages(account, seq);
+CREATE INDEX by_conversation ON messages(conversation, mailbox, seq);
+CREATE INDEX leading ON messages(mailbox, seq) WHERE leads = 1;
 CREATE INDEX by_message_id ON messages(message_id) WHERE message_id != '';
 CREATE INDEX by_unique_id ON messages(unique_id) WHERE unique_id != '';
 CREATE INDEX unread ON messages(seq, mailbox) WHERE (flags & 1) = 0;
@@ -44,21 +49,38 @@ CREATE TABLE joined_conversations(conversation INTEGER PRIMARY KEY, joined INTEG
 CREATE VIRTUAL TABLE words USING fts5(
     subject, sender, recipients, body, tokenize = 'unicode61 remove_diacritics 2', prefix = '3', columnsize = 0);
 INSERT INTO words(words, rank) VALUES('hashsize', 16777216), ('automerge', 8);
+CREATE VIRTUAL TABLE fragments USING fts5(
+    subject, sender, recipients, content = '', tokenize = 'trigram', detail = column, columnsize = 0);
+INSERT INTO fragments(fragments, rank) VALUES('hashsize', 16777216), ('automerge', 8);
 CREATE TABLE addresses(
     number INTEGER PRIMARY KEY, address TEXT NOT NULL UNIQUE, display TEXT NOT NULL,
     uses INTEGER NOT NULL, last REAL NOT NULL);
 CREATE TABLE address_words(word TEXT NOT NULL, number INTEGER NOT NULL, PRIMARY KEY(word, number)) WITHOUT ROWID;
 
 CREATE TRIGGER message_added AFTER INSERT ON messages BEGIN
-    UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0) WHERE number = new.mailbox;
+    UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0),
+        conversations = conversations + new.leads WHERE number = new.mailbox;
+    INSERT INTO fragments(rowid, subject, sender, recipients)
+        VALUES(new.seq, folded(new.subject), folded(new.sender), folded(new.recipients));
 END;
 CREATE TRIGGER message_removed AFTER DELETE ON messages BEGIN
-    UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0) WHERE number = old.mailbox;
+    UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0),
+        conversations = conversations - old.leads WHERE number = old.mailbox;
     DELETE FROM words WHERE rowid = old.seq;
+    INSERT INTO fragments(fragments, rowid, subject, sender, recipients)
+        VALUES('delete', old.seq, folded(old.subject), folded(old.sender), folded(old.recipients));
 END;
-CREATE TRIGGER message_changed AFTER UPDATE OF mailbox, flags ON messages BEGIN
-    UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0) WHERE number = old.mailbox;
-    UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0) WHERE number = new.mailbox;
+CREATE TRIGGER message_changed AFTER UPDATE OF mailbox, flags, leads ON messages BEGIN
+    UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0),
+        conversations = conversations - old.leads WHERE number = old.mailbox;
+    UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0),
+        conversations = conversations + new.leads WHERE number = new.mailbox;
+END;
+CREATE TRIGGER message_renumbered AFTER UPDATE OF seq ON messages WHEN new.seq != old.seq BEGIN
+    INSERT INTO fragments(fragments, rowid, subject, sender, recipients)
+        VALUES('delete', old.seq, folded(old.subject), folded(old.sender), folded(old.recipients));
+    INSERT INTO fragments(rowid, subject, sender, recipients)
+        VALUES(new.seq, folded(new.subject), folded(new.sender), folded(new.recipients));
 END;
 )";
 
@@ -69,6 +91,7 @@ std::unique_ptr<Database> openDatabase(const std::filesystem::path& file, Databa
         file, Database::Options{.access = access, .cacheKilobytes = cacheKilobytes, .isDurable = false});
     // LIKE knows only the case of ASCII.
     database->addTextTest("contains_text", &containsIgnoringCase);
+    database->addTextForm("folded", &foldedCase);
     return database;
 }
 

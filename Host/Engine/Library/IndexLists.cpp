@@ -26,6 +26,10 @@ Length lengthOf(Database& index, const SqlSelection& selection, int upTo) {
     if (selection.isEverything) return kept("SELECT sum(total) FROM mailboxes", {});
     if (!selection.mailbox.empty())
         return kept("SELECT total FROM mailboxes WHERE number = ?", {mailboxNumber(selection.mailbox)});
+    if (!selection.leadsOf.empty())
+        return kept("SELECT conversations FROM mailboxes WHERE number = ?", {mailboxNumber(selection.leadsOf)});
+    if (!selection.account.empty())
+        return kept("SELECT sum(total) FROM mailboxes WHERE account = ?", {selection.account});
     SqlValues values = selection.values;
     values.emplace_back(std::int64_t{upTo} + 1);
     const auto counted =

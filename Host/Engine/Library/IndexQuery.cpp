@@ -18,7 +18,7 @@ using Parts = std::vector<MessageCriterion>;
 constexpr int kDeepest = 50;
 constexpr std::size_t kMostValues = 20'000;      // the database takes 32766
 constexpr TimeInterval kKeysMayRunAhead = 3600;  // when very many messages are of one date
-constexpr std::string_view kWords = "words", kMessages = "messages m";
+constexpr std::string_view kWords = "words", kFragments = "fragments", kMessages = "messages m";
 
 struct WordColumn {
     Kind kind;
@@ -29,6 +29,9 @@ constexpr std::array<WordColumn, 5> kWordColumns{{{Kind::HasWords, ""},
                                                   {Kind::FromHasWords, "sender : "},
                                                   {Kind::ToHasWords, "recipients : "},
                                                   {Kind::BodyHasWords, "body : "}}};
+
+constexpr std::array<WordColumn, 3> kFragmentColumns{
+    {{Kind::SubjectContains, "subject : "}, {Kind::FromContains, "sender : "}, {Kind::ToContains, "recipients : "}}};
 
 // The expression for the index of words; empty when the criterion asks for anything else than words.
 std::string wordExpression(const MessageCriterion& criterion, int depth = 0) {
@@ -45,6 +48,27 @@ std::string wordExpression(const MessageCriterion& criterion, int depth = 0) {
         joined += one;
     }
     return joined + ")";
+}
+
+// The expression for the index of fragments, which finds all that match and may find more; empty when it can't tell.
+std::string fragmentExpression(const MessageCriterion& criterion, int depth = 0) {
+    if (depth > kDeepest) return {};
+    for (const auto& [kind, column] : kFragmentColumns)
+        if (criterion.kind == kind) {
+            const std::string fragments = matchFragments(criterion.text);
+            return fragments.empty() ? fragments : std::string(column) + fragments;
+        }
+    const bool isAll = criterion.kind == Kind::All;
+    if ((!isAll && criterion.kind != Kind::Any) || criterion.parts.empty()) return {};
+    std::string joined;
+    for (const MessageCriterion& part : criterion.parts) {
+        const std::string one = fragmentExpression(part, depth + 1);
+        if (one.empty() && isAll) continue;  // the others narrow it down
+        if (one.empty()) return {};
+        joined += joined.empty() ? "(" : (isAll ? " AND " : " OR ");
+        joined += one;
+    }
+    return joined.empty() ? joined : joined + ")";
 }
 
 bool isOnlyInside(const MessageCriterion& criterion) { return criterion.kind == Kind::Not && !criterion.parts.empty(); }
@@ -69,8 +93,7 @@ public:
             return join(parts, 0, parts.size(), " OR ", "0", depth);
         case Kind::Not: text += "NOT "; return join(parts, 0, parts.size(), " OR ", "0", depth);
         case Kind::InMailbox: return test("m.mailbox = ?", mailboxNumber(criterion.text));
-        case Kind::InAccount:
-            return test("m.mailbox IN (SELECT number FROM mailboxes WHERE account = ?)", criterion.text);
+        case Kind::InAccount: return test("m.account = ?", accountNumber(criterion.text));
         case Kind::MessageIDIs: return id("message_id", criterion.text);
         case Kind::UniqueIDIs: return id("unique_id", criterion.text);
         case Kind::SubjectContains: return test("contains_text(m.subject, ?)", criterion.text);
@@ -91,6 +114,7 @@ public:
         case Kind::IsUnread: text += "(m.flags & 1) = 0"; return;
         case Kind::IsFlagged: text += "(m.flags & 4) != 0"; return;
         case Kind::HasAttachments: text += "m.attachments > 0"; return;
+        case Kind::LeadsConversation: text += "m.leads = 1"; return;
         }
         isTooLarge = true;  // a kind that is none
     }
@@ -176,8 +200,11 @@ std::string tablesFor(const Parts& parts) {
     if (isById) return tables;
     if (has(parts, Kind::IsFlagged)) return tables + " INDEXED BY flagged";
     if (has(parts, Kind::IsUnread)) return tables + " INDEXED BY unread";
-    if (has(parts, Kind::InMailbox)) return tables + " INDEXED BY by_mailbox";
+    const bool isInMailbox = has(parts, Kind::InMailbox);
+    if (isInMailbox)
+        return tables + (has(parts, Kind::LeadsConversation) ? " INDEXED BY leading" : " INDEXED BY by_mailbox");
     if (has(parts, Kind::HasAttachments)) return tables + " INDEXED BY attached";
+    if (has(parts, Kind::InAccount)) return tables + " INDEXED BY by_account";
     return tables;
 }
 
@@ -188,15 +215,20 @@ SqlSelection selectionFor(const MessageCriterion& criterion) {
     Parts parts;
     flatten(criterion, 0, parts);
     if (parts.size() == 1 && parts.front().kind == Kind::InMailbox) selection.mailbox = parts.front().text;
+    if (parts.size() == 1 && parts.front().kind == Kind::InAccount) selection.account = parts.front().text;
+    if (parts.size() == 2 && has(parts, Kind::InMailbox) && has(parts, Kind::LeadsConversation))
+        selection.leadsOf = std::ranges::find(parts, Kind::InMailbox, &MessageCriterion::kind)->text;
     selection.isEverything = parts.empty();
     const std::string words = takeWords(parts);
-    selection.key = words.empty() ? "m.seq" : "words.rowid";
+    const std::string fragments = words.empty() ? fragmentExpression(MessageCriterion::allOf(parts)) : std::string();
+    const std::string_view found = !words.empty() ? kWords : !fragments.empty() ? kFragments : std::string_view();
+    selection.key = found.empty() ? "m.seq" : std::string(found) + ".rowid";
     selection.tables =
-        words.empty() ? tablesFor(parts) : std::string(kWords) + " CROSS JOIN messages m ON m.seq = words.rowid";
+        found.empty() ? tablesFor(parts) : std::string(found) + " CROSS JOIN messages m ON m.seq = " + selection.key;
     ConditionWriter writer(selection.key);
-    if (!words.empty()) {
-        writer.text = "words MATCH ? AND ";
-        writer.values.emplace_back(words);
+    if (!found.empty()) {
+        writer.text = std::string(found) + " MATCH ? AND ";
+        writer.values.emplace_back(words.empty() ? fragments : words);
     }
     writer.write(MessageCriterion::allOf(std::move(parts)), 0);
     if (writer.isTooLarge) {

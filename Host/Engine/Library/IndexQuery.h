@@ -20,6 +20,8 @@ struct SqlSelection {
     SqlValues values;
     std::string key;      // the row's number, as the fastest table knows it
     std::string mailbox;  // the identifier when the criterion selects one mailbox and nothing else
+    std::string account;  // likewise, one account
+    std::string leadsOf;  // likewise, of one mailbox those that lead a conversation
     bool isEverything = false;
 
     std::string newestFirst() const { return " ORDER BY " + key + " DESC"; }

@@ -4,10 +4,12 @@
 
 #include <algorithm>
 
+#include "Library/ConversationLeads.h"
 #include "Library/Conversations.h"
 #include "Library/ListKey.h"
 #include "Library/SearchText.h"
 #include "Maildir/MaildirFlags.h"
+#include "Text/CaseFolding.h"
 #include "Text/Digests.h"
 #include "Text/MailAddresses.h"
 #include "Text/Utf8.h"
@@ -92,6 +94,8 @@ void rememberAddress(Database& index, const MailAddress& address, double when) {
 
 }  // namespace
 
+std::int64_t accountNumber(std::string_view identifier) { return numberFrom("account\n" + std::string(identifier)); }
+
 std::int64_t mailboxNumber(std::string_view identifier) { return numberFrom("mailbox\n" + std::string(identifier)); }
 
 std::int64_t messageNumber(std::string_view mailboxIdentifier, std::string_view unique, int attempt) {
@@ -132,18 +136,21 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
     const double sent = facts.sent.value_or(Date{}).secondsSince1970;
     const std::int64_t conversation = takeIntoConversation(index, facts, id);
     const std::int64_t seq = freeKey(index, shown);
-    index.run("INSERT INTO messages(seq, id, mailbox, name, file, flags, message_id, unique_id, conversation, sender, "
-              "recipients, subject, received, delivered, sent, snippet, attachments, size, priority, damage) "
-              "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+    const bool leads = leads::take(index, conversation, mailbox.number, seq);
+    index.run("INSERT INTO messages(seq, id, mailbox, account, name, file, flags, message_id, unique_id, conversation, "
+              "leads, sender, recipients, subject, received, delivered, sent, snippet, attachments, size, priority, "
+              "damage) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
               {seq,
                id,
                mailbox.number,
+               mailbox.account,
                name,
                file,
                std::int64_t{flags},
                facts.messageID,
                facts.uniqueID,
                conversation,
+               std::int64_t{leads},
                facts.sender,
                facts.recipients,
                facts.subject,
@@ -181,13 +188,27 @@ std::int64_t setMailbox(Database& index, const IndexedFile& row, const IndexedMa
                   {seq, row.seq});
         index.run("DELETE FROM words WHERE rowid = ?", {row.seq});
     }
-    index.run("UPDATE messages SET seq = ?, id = ?, mailbox = ?, name = ?, file = ?, flags = ?, received = ? "
-              "WHERE seq = ?",
-              {seq, id, to.number, name, file, std::int64_t{flags}, shown, row.seq});
+    const std::int64_t conversation = index.integer("SELECT conversation FROM messages WHERE seq = ?", {row.seq});
+    const bool ledThere = index.integer("SELECT leads FROM messages WHERE seq = ?", {row.seq}) != 0;
+    const bool leads = leads::take(index, conversation, to.number, seq);
+    index.run(
+        "UPDATE messages SET seq = ?, id = ?, mailbox = ?, account = ?, leads = ?, name = ?, file = ?, flags = ?, "
+        "received = ? WHERE seq = ?",
+        {seq, id, to.number, to.account, std::int64_t{leads}, name, file, std::int64_t{flags}, shown, row.seq});
+    if (ledThere) leads::passOn(index, conversation, row.mailbox);
     return id;
 }
 
-void remove(Database& index, std::int64_t seq) { index.run("DELETE FROM messages WHERE seq = ?", {seq}); }
+void remove(Database& index, std::int64_t seq) {
+    std::int64_t conversation = 0, mailbox = 0;
+    if (Query row = index.query("SELECT conversation, mailbox FROM messages WHERE seq = ? AND leads = 1", {seq});
+        row.step()) {
+        conversation = row.integer(0);
+        mailbox = row.integer(1);
+    }
+    index.run("DELETE FROM messages WHERE seq = ?", {seq});
+    if (mailbox != 0) leads::passOn(index, conversation, mailbox);
+}
 
 std::optional<IndexedFile> find(Database& index, std::int64_t id) {
     Query row = index.query(std::string("SELECT ") + kFileColumns + " FROM messages WHERE id = ?", {id});
@@ -205,7 +226,7 @@ std::optional<IndexedFile> findByName(Database& index, std::int64_t mailbox, con
 std::string summaryColumns() {
     return "m.id, (SELECT identifier FROM mailboxes WHERE number = m.mailbox), m.message_id, m.unique_id, m.sender, "
            "m.recipients, m.subject, m.snippet, m.received, m.sent, m.flags, m.attachments, m.size, m.damage, "
-           "m.priority, m.seq";
+           "m.priority, m.seq, m.conversation";
 }
 
 MessageSummary summaryFrom(const Query& row) {
@@ -226,6 +247,7 @@ MessageSummary summaryFrom(const Query& row) {
     summary.damage = row.text(13);
     summary.priority = static_cast<int>(row.integer(14));
     summary.key = row.integer(15);
+    summary.conversation = row.integer(16);
     return summary;
 }
 

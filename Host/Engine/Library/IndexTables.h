@@ -17,6 +17,7 @@ namespace qs {
 
 // Numbers are made from names, so that they mean the same after the index was lost. They fit into a double, as the page
 // needs it.
+std::int64_t accountNumber(std::string_view identifier);
 std::int64_t mailboxNumber(std::string_view identifier);
 std::int64_t messageNumber(std::string_view mailboxIdentifier, std::string_view unique, int attempt);
 std::int64_t conversationNumber(std::string_view messageID);
@@ -33,7 +34,7 @@ struct IndexedFile {
 
 // A mailbox as the index needs to know it.
 struct IndexedMailbox {
-    std::int64_t number = 0;
+    std::int64_t number = 0, account = 0;
     std::string identifier;
     bool showsSendDate = false;  // outbox and drafts: sorted by the Date header
     bool remembersAddresses = true;

@@ -1,6 +1,6 @@
-// The library itself. Its parts: LibraryCore.cpp answers questions, LibraryTree.cpp knows accounts and mailboxes,
-// LibraryChanges.cpp changes files and index together, LibraryMirror.cpp does so for what happened elsewhere,
-// LibraryScan.cpp takes up what the folders hold.
+// The library itself. Its parts: LibraryCore.cpp and LibraryConversations.cpp answer questions, LibraryTree.cpp knows
+// accounts and mailboxes, LibraryChanges.cpp changes files and index together, LibraryMirror.cpp does so for what
+// happened elsewhere, LibraryScan.cpp takes up what the folders hold.
 //
 // The files are the truth: every change is made to them first and to the index in the same breath, under the index's
 // one write lock. When the index then fails, the change stands and the mailbox is read anew.
@@ -14,10 +14,10 @@
 #include <set>
 
 #include "Library/Announcer.h"
-#include "Library/FolderWatch.h"
 #include "Library/Index.h"
 #include "Library/IndexQuery.h"
 #include "Library/LibraryObjects.h"
+#include "Library/MailFolderWatch.h"
 #include "Maildir/MaildirFlags.h"
 
 namespace qs {
@@ -43,6 +43,13 @@ public:
     SearchQuery searchQuery(std::string_view typed) override;
     std::vector<MessageSummary> conversation(std::int64_t id, int limit) override;
     std::vector<std::int64_t> ids(const MessageCriterion& criterion, std::string_view search, int limit) override;
+    std::vector<ConversationFacts> conversationFacts(std::string_view mailbox,
+                                                     const std::vector<std::int64_t>& conversations) override;
+    std::vector<MessageSummary> conversationIn(std::string_view mailbox, std::int64_t conversation, int limit) override;
+    std::vector<std::int64_t> idsInConversations(std::string_view mailbox,
+                                                 const std::vector<std::int64_t>& conversations) override;
+    int conversationsBetween(std::string_view mailbox, std::int64_t above, std::int64_t below) override;
+    std::vector<ConversationLead> leads(std::string_view mailbox, int limit) override;
     MessageRef messageWithID(std::int64_t id) override;
     std::optional<MessageSummary> summary(std::int64_t id) override;
     Result<std::string> content(std::int64_t id) override;
@@ -169,7 +176,7 @@ private:
     std::vector<Parsed> parseAll(const LibraryMailbox& mailbox, const std::vector<NewFile>& files);
     void indexParsed(const LibraryMailboxRef& mailbox, const std::vector<Parsed>& parsed, bool duringOpen);
     std::optional<Parsed> parse(const LibraryMailbox& mailbox, const NewFile& file, const MaildirKeywords& keywords);
-    void foldersChanged(const FolderWatch::Changes& changes);
+    void foldersChanged(const MailFolderWatch::Changes& changes);
     // `names` of files that came or went; those that the index knows to be right cost one look at the disk.
     void filesChanged(const LibraryMailboxRef& mailbox, const std::set<std::string>& names);
     // Those of the files that have a row already get it set right and are taken off the list.
@@ -198,7 +205,7 @@ private:
     std::atomic<bool> isRebuilding_ = false;  // or is to be
     std::atomic<bool> isOpen_ = false;
     std::atomic<std::shared_ptr<RemovalWitness>> witness_;
-    std::unique_ptr<FolderWatch> watch_;
+    std::unique_ptr<MailFolderWatch> watch_;
 };
 
 }  // namespace qs

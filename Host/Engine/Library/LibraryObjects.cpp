@@ -38,9 +38,11 @@ void announceNewMail(HostObject& store, const MessageList& added, bool duringOpe
         Dictionary{{"messages", std::move(ids)}, {"duringOpen", Value(duringOpen)}});
 }
 
-IndexedMailbox indexedFor(const std::string& identifier, MailboxKind kind) {
+IndexedMailbox indexedFor(const std::string& account, const std::string& folder, MailboxKind kind) {
+    const std::string identifier = mailboxIdentifier(account, folder);
     const bool isOurs = kind == MailboxKind::Drafts || kind == MailboxKind::Outbox;
     return {.number = mailboxNumber(identifier),
+            .account = accountNumber(account),
             .identifier = identifier,
             .showsSendDate = isOurs,
             .remembersAddresses = !isOurs && kind != MailboxKind::Junk && kind != MailboxKind::Trash};
@@ -141,7 +143,7 @@ LibraryMailbox::LibraryMailbox(const std::shared_ptr<LibraryAccount>& account, s
       maildir_(std::move(maildir)),
       isOthers_(isOthers),
       library_(std::move(library)),
-      indexed_(indexedFor(mailboxIdentifier(accountIdentifier_, folder_), kind_)) {}
+      indexed_(indexedFor(accountIdentifier_, folder_, kind_)) {}
 
 std::string LibraryMailbox::displayName() const {
     if (kind_ == MailboxKind::Inbox) return "Inbox";

@@ -254,7 +254,8 @@ void LibraryCore::indexParsed(const LibraryMailboxRef& mailbox, const std::vecto
 
 void LibraryCore::watchFolders() {
     if (watch_) return;
-    watch_ = std::make_unique<FolderWatch>([this](const FolderWatch::Changes& changes) { foldersChanged(changes); });
+    watch_ =
+        std::make_unique<MailFolderWatch>([this](const MailFolderWatch::Changes& changes) { foldersChanged(changes); });
     watch(allMailboxes());
     // What changed between the opening and now.
     for (const LibraryMailboxRef& mailbox : allMailboxes())
@@ -271,7 +272,7 @@ void LibraryCore::watch(const std::vector<LibraryMailboxRef>& mailboxes) {
     }
 }
 
-void LibraryCore::foldersChanged(const FolderWatch::Changes& changes) {
+void LibraryCore::foldersChanged(const MailFolderWatch::Changes& changes) {
     std::map<std::filesystem::path, LibraryMailboxRef> byRoot;
     for (const LibraryMailboxRef& mailbox : allMailboxes())
         byRoot[mailbox->maildir().root()] = mailbox;

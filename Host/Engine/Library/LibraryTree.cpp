@@ -10,6 +10,7 @@
 #include "Maildir/FolderName.h"
 #include "Maildir/MaildirTree.h"
 #include "Text/Ascii.h"
+#include "Text/CaseFolding.h"
 
 namespace qs {
 

@@ -8,6 +8,7 @@
 #include "Foundation/Calendar.h"
 #include "Library/SearchText.h"
 #include "Text/Ascii.h"
+#include "Text/CaseFolding.h"
 
 namespace qs {
 

@@ -5,15 +5,17 @@
 
 #include <array>
 #include <utility>
+#include <vector>
 
 #include "Text/Ascii.h"
+#include "Text/CaseFolding.h"
 #include "Text/Utf8.h"
 
 namespace qs {
 
 namespace {
 
-constexpr std::size_t kShortestOpenWord = 3, kLongestEntity = 12;
+constexpr std::size_t kShortestOpenWord = 3, kLongestEntity = 12, kMostFragments = 20;
 
 icu::UnicodeString folded(std::string_view text) {
     return icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())}).foldCase();
@@ -87,12 +89,6 @@ std::size_t endOfElement(std::string_view html, std::size_t from, std::string_vi
 
 }  // namespace
 
-std::string foldedCase(std::string_view text) {
-    std::string result;
-    folded(text).toUTF8String(result);
-    return result;
-}
-
 bool containsIgnoringCase(std::string_view text, std::string_view part) {
     return folded(text).indexOf(folded(part)) >= 0;
 }
@@ -141,6 +137,23 @@ std::string matchPhrase(std::string_view words) {
     phrase += '"';
     if (isOpen && lengthOfLastWord(apart) >= kShortestOpenWord) phrase += '*';
     return phrase;
+}
+
+std::string matchFragments(std::string_view text) {
+    const std::string folded = foldedCase(text);
+    std::vector<std::size_t> starts;
+    for (std::size_t at = 0; at < folded.size();
+         at += std::max<std::size_t>(utf8CharacterLength(folded.substr(at, 4)), 1))
+        starts.push_back(at);
+    starts.push_back(folded.size());
+    std::string expression;
+    for (std::size_t i = 0; i + 3 < starts.size() && i < kMostFragments; ++i) {
+        expression += expression.empty() ? "(\"" : " AND \"";
+        for (const char c : std::string_view(folded).substr(starts[i], starts[i + 3] - starts[i]))
+            expression += c == '"' ? "\"\"" : std::string(1, c);
+        expression += '"';
+    }
+    return expression.empty() ? expression : expression + ")";
 }
 
 std::string textOfHtml(std::string_view html, std::size_t limit) {

@@ -18,7 +18,7 @@ struct MessageCriterion {
         UniqueIDIs,   // text: value of X-Universally-Unique-Identifier
         SubjectContains,
         FromContains,
-        ToContains,  // text, without regard to case; looks at every message
+        ToContains,  // text, without regard to case, also within words; one of three characters or more by an index
         // text: words that stand one behind the other, without regard to case and accents. After a "*" at the end the
         // last one may go on. In subject, senders, recipients, the message's text or names of its files; or in one of
         // them. Answered by an index.
@@ -27,12 +27,13 @@ struct MessageCriterion {
         FromHasWords,
         ToHasWords,
         BodyHasWords,
-        ReceivedSince,  // date, inclusive
+        ReceivedSince,   // date, inclusive
         ReceivedBefore,  // date, exclusive
         IsUnread,
         IsFlagged,
         HasAttachments,
-        Not,  // none of `parts`
+        LeadsConversation,  // the newest message of its conversation in its mailbox
+        Not,                // none of `parts`
     };
     Kind kind = Kind::All;
     std::string text;

@@ -15,7 +15,7 @@
 //   GET  /compose/<window>/attachments/<id> its content, as a download
 //   GET  /images/<name>         SVG pictures of the program and its plug-ins ("plugin:TB_SendLaterTemplate")
 
-export type Id = number; // a message's library id
+export type Id = number; // a message's library id; below zero: a conversation's row
 
 export interface MenuItemModel {
   id: string; // for "menu.choose"; path of indexes, such as "5.3"
@@ -140,8 +140,12 @@ export interface Delivery {
   lastAnswer: string; // a sentence; empty before the first attempt
   until?: string; // waiting: held until then; failed: tried again then; a text
 }
+/** A message; in a list grouped by conversation also a conversation of several, with what is so of any of them. */
 export interface MessageRow {
-  id: Id;
+  id: Id; // of a conversation below zero; wherever ids are asked for, it stands for all of its messages
+  count?: number; // of a conversation: its messages
+  open?: boolean; // likewise: they stand below it
+  parent?: Id; // of a message below an open conversation: that row
   from: string; // display name, or the recipients in Sent, Drafts and Outbox
   subject: string;
   snippet: string;
@@ -159,7 +163,8 @@ export interface MessageRow {
 export interface ListModel {
   mailbox: string;
   title: string;
-  total: number;
+  total: number; // rows
+  conversations?: number; // in a list grouped by them: how many there are
   more?: boolean; // a search found more than it counted; `total` grows as one goes down
   offset: number; // of rows[0]; the page asks for others by "list.window"
   rows: MessageRow[];
@@ -197,6 +202,7 @@ export interface MessageModel {
   subject: string;
   from: string;
   fromAddress: string;
+  sender: string; // both of these, for "person.open"
   to: string[];
   cc: string[];
   bcc: string[];
@@ -299,12 +305,14 @@ export interface Calls {
   'menu.choose': { item: string; menu?: 'main' | 'context' }; // by id; validated again by the host
   'menu.validate': Record<string, never>; // before a menu opens: fresh enabled states come as an update
   'context.open': { ids: Id[] }; // replies {items: MenuItemModel[]}
+  'person.open': { person: string }; // the menu of somebody, by display form; replies as context.open
   'toolbar.choose': { window: string; identifier: string; item?: string }; // item: of its menu
   'mailbox.select': { id: string };
   'mailbox.create': { account: string; name: string };
   'account.sync': { account: string };
   'list.window': { offset: number; limit: number };
   'list.select': { ids: Id[] }; // replies nothing; "message" follows
+  'list.open': { id: Id; open: boolean }; // a conversation: its messages below it
   'list.search': { text: string };
   'message.open': { id: Id }; // a double click: drafts open for editing
   'message.showInConversation': { id: Id }; // of "conversation"

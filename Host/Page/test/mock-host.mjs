@@ -93,7 +93,8 @@ class MockHost {
     const row = selected.length === 1 ? [...this.inbox, ...makeOutbox()].find((each) => each.id === selected[0]) : null;
     if (!row) return null;
     return {
-      id: row.id, subject: row.subject, from: row.from, fromAddress: row.address, to: ['Charles Babbage <charles@engine.example>'],
+      id: row.id, subject: row.subject, from: row.from, fromAddress: row.address,
+      sender: `${row.from} <${row.address}>`, to: ['Charles Babbage <charles@engine.example>'],
       cc: row.id === this.inbox[0].id ? addresses.slice(2, 7) : [], bcc: [], date: row.dateLong, flags: { unread: false, flagged: row.flagged, colour: row.colour },
       attachments: row.attachments ? [{ part: '2', name: 'chapter three — remarks.pdf', type: 'application/pdf', size: 482133 }, { part: '3', name: 'page 41.png', type: 'image/png', size: 92011 }] : [],
       banners: [], canEditDraft: this.view.mailbox === 'drafts', ...(row.delivery ? { delivery: row.delivery } : {}),

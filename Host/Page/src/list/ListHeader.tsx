@@ -5,8 +5,10 @@ import { ui } from '../state';
 import { SearchField } from './SearchField';
 
 export function ListHeader({ list, selectedCount }: { list: ListModel; selectedCount: number }) {
-  const total = list.total.toLocaleString('en-GB');
-  const count = list.total === 1 ? '1 message' : list.more ? `more than ${total} messages` : `${total} messages`;
+  const number = list.conversations ?? list.total;
+  const total = number.toLocaleString('en-GB');
+  const one = list.conversations === undefined ? 'message' : 'conversation';
+  const count = number === 1 ? `1 ${one}` : list.more ? `more than ${total} ${one}s` : `${total} ${one}s`;
   return (
     <div class="list-header">
       <button

@@ -8,6 +8,7 @@ import { host, ui } from '../state';
 import { ContextMenu, type ContextRequest } from './ContextMenu';
 import { useCursor } from './cursor';
 import { ListHeader } from './ListHeader';
+import { goInto, goOut } from './conversations';
 import { MessageRowView } from './MessageRowView';
 import { scrollFrameBy } from '../reading/frameScroll';
 import { indexOf } from './rows';
@@ -71,10 +72,13 @@ export function MessageList() {
 
   const onKeyDown = (event: KeyboardEvent): void => {
     const main = event.ctrlKey || event.metaKey;
+    const isPlain = !main && !event.shiftKey && !event.altKey;
     const pageSize = Math.floor(view.height / rowHeight);
     if (!main && keyTarget(event.key, focusedIndex, list.total, pageSize) !== null)
       cursor.step(event.key, pageSize, event.shiftKey, reveal);
     else if (main && event.key === 'a') cursor.selectAll();
+    else if (isPlain && event.key === 'ArrowRight' && goInto(list, focused, cursor, reveal)) event.preventDefault();
+    else if (isPlain && event.key === 'ArrowLeft' && goOut(list, focused, cursor, reveal)) event.preventDefault();
     else if (event.key === 'Enter' && !main && focused !== null) {
       ui.set({ pane: 'message' });
       act('message.open', { id: focused });
@@ -96,6 +100,7 @@ export function MessageList() {
     setContext({ ids, x, y });
   }, []);
 
+  const isGrouped = list.conversations !== undefined;
   const { first, count } = rowsToDraw(top, view.height, rowHeight, list.total);
   const isDrawn = focusedIndex >= first && focusedIndex < first + count && indexOf(list, focused) === focusedIndex;
   const indexes = Array.from({ length: count }, (_, position) => first + position);
@@ -105,7 +110,7 @@ export function MessageList() {
       {inOutbox && <Taken />}
       {list.total === 0 && <p class="list-empty">{list.emptyText || 'No messages'}</p>}
       <div
-        ref={scroller} class="list-scroller" role="grid" aria-label={`Messages in ${list.title}`} aria-multiselectable="true"
+        ref={scroller} class="list-scroller" role={isGrouped ? 'treegrid' : 'grid'} aria-label={`Messages in ${list.title}`} aria-multiselectable="true"
         aria-rowcount={list.total} tabIndex={0} data-part
         aria-activedescendant={isDrawn ? `row-${focused}` : undefined}
         onKeyDown={onKeyDown}
@@ -116,7 +121,7 @@ export function MessageList() {
             return (
               <MessageRowView
                 key={row ? row.id : `gap-${index}`} row={row} index={index} top={index * rowHeight - top + view.top}
-                selected={row ? selected.has(row.id) : false} focused={row?.id === focused}
+                selected={row ? selected.has(row.id) : false} focused={row?.id === focused} grouped={isGrouped}
                 onPress={onRowPress} onContext={openContext}
               />
             );

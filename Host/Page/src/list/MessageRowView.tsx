@@ -17,6 +17,7 @@ interface Props {
   top: number;
   selected: boolean;
   focused: boolean;
+  grouped: boolean; // the list is grouped by conversation
   onPress(id: Id, event: MouseEvent): void;
   onContext(id: Id, x: number, y: number): void;
 }
@@ -27,7 +28,7 @@ function startDrag(id: Id, event: DragEvent): void {
   if (event.dataTransfer) event.dataTransfer.effectAllowed = 'move';
 }
 
-function Row({ row, index, top, selected, focused, onPress, onContext }: Props) {
+function Row({ row, index, top, selected, focused, grouped, onPress, onContext }: Props) {
   const place = { transform: `translateY(${top}px)` };
   const pressed = useRef(false);
   const longPress = useLongPress((x, y) => row && onContext(row.id, x, y));
@@ -35,7 +36,8 @@ function Row({ row, index, top, selected, focused, onPress, onContext }: Props) 
   return (
     <div
       id={`row-${row.id}`} role="row" aria-rowindex={index + 1} aria-selected={selected} style={place} draggable
-      class={`row${row.unread ? ' unread' : ''}${selected ? ' selected' : ''}${focused ? ' focused' : ''}`}
+      aria-level={grouped ? (row.parent ? 2 : 1) : undefined} aria-expanded={row.count ? row.open === true : undefined}
+      class={`row${row.unread ? ' unread' : ''}${selected ? ' selected' : ''}${focused ? ' focused' : ''}${row.parent ? ' inside' : ''}`}
       onPointerDown={(event) => {
         longPress.onPointerDown(event);
         pressed.current = false;
@@ -60,8 +62,10 @@ function Row({ row, index, top, selected, focused, onPress, onContext }: Props) 
       <div class="row-cell" role="gridcell">
         <span class="visually-hidden">{describeRow(row)}</span>
         <span class="row-mark" aria-hidden="true" />
+        {row.count && <Twisty row={row} />}
         <div class="row-line" aria-hidden="true">
           <span class="row-from" dir="auto">{row.from}</span>
+          {row.count && <span class="row-count">{row.count}</span>}
           <Marks row={row} />
           <time class="row-date" title={row.dateLong}>{row.date}</time>
         </div>
@@ -70,6 +74,19 @@ function Row({ row, index, top, selected, focused, onPress, onContext }: Props) 
         {!row.delivery && <div class="row-snippet" aria-hidden="true" dir="auto">{row.snippet}</div>}
       </div>
     </div>
+  );
+}
+
+/** For the pointer; the keys have the arrows. */
+function Twisty({ row }: { row: MessageRow }) {
+  const title = row.open ? 'Close the conversation' : 'Open the conversation';
+  return (
+    <button
+      type="button" class={`row-twisty${row.open ? ' open' : ''}`} tabIndex={-1} aria-hidden="true" title={title}
+      onClick={() => act('list.open', { id: row.id, open: !row.open })}
+    >
+      <Icon name="chevron" size={12} />
+    </button>
   );
 }
 

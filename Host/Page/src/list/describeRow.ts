@@ -6,6 +6,7 @@ const flagNames = ['red', 'orange', 'yellow', 'green', 'blue', 'purple', 'grey']
 export function describeRow(row: MessageRow): string {
   const parts = [
     row.unread && 'Unread',
+    row.count && `Conversation of ${row.count} messages`,
     row.from,
     row.subject || 'No subject',
     row.dateLong || row.date,

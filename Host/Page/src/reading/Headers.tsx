@@ -1,23 +1,19 @@
 // Who wrote to whom and when. Long lists of recipients are folded.
 import { useState } from 'preact/hooks';
-import { act } from '../actions';
 import { parseAddress } from '../compose/addresses';
 import type { MessageModel } from '../protocol';
+import { Person } from './Person';
 
 const shownAtOnce = 3;
 
 export function Headers({ message }: { message: MessageModel }) {
-  const sender = message.fromAddress ? `${message.from} <${message.fromAddress}>` : message.from;
   const showAddress = message.fromAddress !== '' && message.from !== message.fromAddress;
   return (
     <div class="headers">
       <div class="headers-from">
-        <button
-          type="button" class="person strong" title={`Write to ${message.fromAddress || message.from}`}
-          onClick={() => act('compose.new', { to: [sender] })}
-        >
+        <Person person={message.sender} title={message.fromAddress || message.from} strong>
           {message.from || message.fromAddress || 'Unknown sender'}
-        </button>
+        </Person>
         {showAddress && <span class="headers-address">{message.fromAddress}</span>}
         <time class="headers-date">{message.date}</time>
       </div>
@@ -40,13 +36,10 @@ function People({ label, people }: { label: string; people: string[] }) {
         {shown.map((person, index) => {
           const { name, address } = parseAddress(person);
           return (
-            <button
-              key={`${index} ${person}`} type="button" class="person" title={`Write to ${address}`}
-              onClick={() => act('compose.new', { to: [person] })}
-            >
+            <Person key={`${index} ${person}`} person={person} title={address}>
               {all && name ? `${name} <${address}>` : name || address}
               {index < shown.length - 1 ? ',' : ''}
-            </button>
+            </Person>
           );
         })}
         {rest > 0 && (

@@ -154,6 +154,32 @@ TEST_F(LibraryReading, CriteriaSelectWhatTheySay) {
     EXPECT_THAT(subjects(deep), IsEmpty());
 }
 
+TEST_F(LibraryReading, TextsAreFoundWithinWordsWhereverTheMessageGoes) {
+    open();
+    const auto id = add("ada/INBOX", "Die lange Straße „100%“ 東京会議", 100);
+    add("ada/INBOX", "Weekly report", 200);
+    const auto contains = [](const char* text) { return MessageCriterion::with(Kind::SubjectContains, text); };
+    struct Case {
+        const char *why, *text;
+        bool isFound;
+    };
+    for (const Case& c : {Case{"within a word", "traß", true}, Case{"the same in capitals", "STRASSE", true},
+                          Case{"across words", "ange str", true}, Case{"not in that order", "lange die", false},
+                          Case{"two characters", "00", true}, Case{"signs", "„100%“", true},
+                          Case{"a script without blanks", "京会議", true}, Case{"quotes", "\"lange\"", false},
+                          Case{"all of the pieces, but apart", "lange lange", false}}) {
+        EXPECT_EQ(subjects(contains(c.text)).size(), c.isFound ? 1U : 0U) << c.why;
+        const MessageCriterion either = MessageCriterion::anyOf({contains(c.text), contains("ekly rep")});
+        EXPECT_EQ(subjects(either).size(), c.isFound ? 2U : 1U) << c.why;
+        EXPECT_EQ(subjects({Kind::Not, "", {}, {contains(c.text)}}).size(), c.isFound ? 1U : 2U) << c.why;
+    }
+    ASSERT_TRUE(library_->move({id}, box("ada/Drafts")));  // where it stands by its Date header
+    EXPECT_THAT(subjects(contains("strasse")), SizeIs(1));
+    ASSERT_TRUE(library_->erase({library_->ids(contains("strasse"), "", 5).front()}));
+    EXPECT_THAT(subjects(contains("strasse")), IsEmpty());
+    EXPECT_THAT(subjects(contains("report")), SizeIs(1));
+}
+
 TEST_F(LibraryReading, SearchFindsWhatWasTyped) {
     open();
     ASSERT_TRUE(

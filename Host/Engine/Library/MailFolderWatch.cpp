@@ -1,4 +1,4 @@
-#include "Library/FolderWatch.h"
+#include "Library/MailFolderWatch.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -23,7 +23,7 @@ constexpr std::uint32_t kEvents = IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_D
 
 }  // namespace
 
-FolderWatch::FolderWatch(std::function<void(const Changes&)> changed)
+MailFolderWatch::MailFolderWatch(std::function<void(const Changes&)> changed)
     : changed_(std::move(changed)),
       events_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
       wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
@@ -35,7 +35,7 @@ FolderWatch::FolderWatch(std::function<void(const Changes&)> changed)
     thread_ = std::thread([this] { run(); });
 }
 
-void FolderWatch::stop() {
+void MailFolderWatch::stop() {
     if (!thread_.joinable()) return;
     const std::uint64_t one = 1;
     while (::write(wake_, &one, sizeof one) < 0 && errno == EINTR) {
@@ -43,13 +43,13 @@ void FolderWatch::stop() {
     thread_.join();
 }
 
-FolderWatch::~FolderWatch() {
+MailFolderWatch::~MailFolderWatch() {
     stop();
     if (events_ >= 0) ::close(events_);
     if (wake_ >= 0) ::close(wake_);
 }
 
-void FolderWatch::add(const std::filesystem::path& folder) {
+void MailFolderWatch::add(const std::filesystem::path& folder) {
     const std::lock_guard hold(lock_);
     if (events_ < 0 || !known_.insert(folder).second) return;
     const int number = ::inotify_add_watch(events_, folder.c_str(), kEvents);
@@ -61,7 +61,7 @@ void FolderWatch::add(const std::filesystem::path& folder) {
     logWarning("cannot watch " + folder.string() + ": " + std::system_category().message(errno));
 }
 
-void FolderWatch::run() {
+void MailFolderWatch::run() {
     std::array<pollfd, 2> waited{
         {{.fd = events_, .events = POLLIN, .revents = 0}, {.fd = wake_, .events = POLLIN, .revents = 0}}};
     for (;;) {
@@ -90,7 +90,7 @@ void FolderWatch::run() {
     }
 }
 
-void FolderWatch::readEvents(Changes& changes, bool& isComplete) {
+void MailFolderWatch::readEvents(Changes& changes, bool& isComplete) {
     alignas(inotify_event) std::array<char, 16 * 1024> buffer{};
     const std::lock_guard hold(lock_);
     for (;;) {
@@ -115,7 +115,7 @@ void FolderWatch::readEvents(Changes& changes, bool& isComplete) {
     }
 }
 
-void FolderWatch::noteName(Changes& changes, const std::filesystem::path& folder, const std::string& name) {
+void MailFolderWatch::noteName(Changes& changes, const std::filesystem::path& folder, const std::string& name) {
     const bool isNew = !changes.contains(folder);
     std::set<std::string>& names = changes[folder];
     if (!isNew && names.empty()) return;  // everything is looked at already

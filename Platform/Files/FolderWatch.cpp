@@ -1,4 +1,4 @@
-#include "Settings/FolderWatch.h"
+#include "Files/FolderWatch.h"
 
 #include <poll.h>
 #include <signal.h>
@@ -29,11 +29,13 @@ public:
         if (events_ >= 0) ::close(events_);
     }
 
-    bool start(const std::filesystem::path& folder) {
+    bool start(const std::filesystem::path& folder, Tells tells) {
         events_ = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
         stop_ = ::eventfd(0, EFD_CLOEXEC);
         if (events_ < 0 || stop_ < 0) return false;
-        if (::inotify_add_watch(events_, folder.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO | IN_ONLYDIR) < 0) return false;
+        std::uint32_t wanted = IN_CLOSE_WRITE | IN_MOVED_TO | IN_ONLYDIR;
+        if (tells == Tells::GoneFilesToo) wanted |= IN_DELETE | IN_MOVED_FROM;
+        if (::inotify_add_watch(events_, folder.c_str(), wanted) < 0) return false;
         thread_ = std::thread([this] { run(); });
         return true;
     }
@@ -72,9 +74,9 @@ private:
 }  // namespace
 
 std::unique_ptr<FolderWatch> FolderWatch::make(const std::filesystem::path& folder,
-                                               std::function<void(std::string_view)> handler) {
+                                               std::function<void(std::string_view)> handler, Tells tells) {
     auto watch = std::make_unique<InotifyWatch>(std::move(handler));
-    if (!watch->start(folder)) return nullptr;
+    if (!watch->start(folder, tells)) return nullptr;
     return watch;
 }
 

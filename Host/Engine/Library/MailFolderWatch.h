@@ -13,15 +13,15 @@
 
 namespace qs {
 
-class FolderWatch {
+class MailFolderWatch {
 public:
     // By folder: the names that came or went. An empty set: more than can be told one by one, look at everything.
     using Changes = std::map<std::filesystem::path, std::set<std::string>>;
     // Called on the watch's thread.
-    explicit FolderWatch(std::function<void(const Changes&)> changed);
-    ~FolderWatch();
-    FolderWatch(const FolderWatch&) = delete;
-    FolderWatch& operator=(const FolderWatch&) = delete;
+    explicit MailFolderWatch(std::function<void(const Changes&)> changed);
+    ~MailFolderWatch();
+    MailFolderWatch(const MailFolderWatch&) = delete;
+    MailFolderWatch& operator=(const MailFolderWatch&) = delete;
 
     // Once more does nothing. From every thread.
     void add(const std::filesystem::path& folder);
