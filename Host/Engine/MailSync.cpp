@@ -7,6 +7,7 @@
 #include "AccountBook.h"
 #include "Accounts/AccountChanges.h"
 #include "Accounts/AccountSecrets.h"
+#include "Accounts/ImapServerOf.h"
 #include "Database/Database.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
@@ -21,16 +22,6 @@ namespace qs {
 namespace {
 
 constexpr std::size_t kMostNotices = 50;
-
-ImapServer serverOf(const IncomingServer& incoming) {
-    ImapServer server;
-    server.host = incoming.host;
-    server.port = incoming.port;
-    server.security = incoming.security;
-    server.user = incoming.user;
-    server.certificateAuthorities = incoming.certificateAuthorities;
-    return server;
-}
 
 bool isSame(const IncomingServer& a, const IncomingServer& b) {
     return a.host == b.host && a.port == b.port && a.security == b.security && a.user == b.user &&
@@ -171,7 +162,7 @@ private:
         const auto weak = weak_from_this();
         auto sync = std::make_shared<AccountSync>(
             AccountSync::Parts{.account = record.identifier,
-                               .server = serverOf(*record.incoming),
+                               .server = imapServerOf(*record.incoming),
                                .secret = [record]() -> Result<ImapSecret> {
                                    auto secret = account_secrets::secretFor(record, ServerSide::Incoming);
                                    if (!secret) return failed(secret);

@@ -45,9 +45,9 @@ struct Transfer {
     int lastCode = 0;
     bool isOver = false;  // the farewell and its answer say nothing about the message
     std::optional<int> codeAfterDot;
+    std::deque<std::string> recipients;       // in the order in which the server will be asked about them
     std::deque<std::string> askedRecipients;  // RCPT commands without an answer yet
-    std::map<std::string, std::string> refused;
-    bool refusalsForGood = true;
+    SmtpRefusals refused;
     bool needsUtf8 = false;   // an address has letters before its "@" that are not ASCII
     bool offersUtf8 = false;  // SMTPUTF8 (RFC 6531), said in the last greeting
     bool lacksUtf8 = false;   // so the message can't go through this server
@@ -67,6 +67,12 @@ std::string printable(std::string_view text) {
     return result.substr(0, 500);
 }
 
+// Servers end their words with a full stop or without one.
+std::string asSentence(std::string text) {
+    if (std::string_view(".!?").find(text.back()) == std::string_view::npos) text += '.';
+    return text;
+}
+
 // A reply's lines end with the one whose code is followed by a blank ("250 ok" after "250-size").
 void noteReplyLine(Transfer& transfer, std::string_view line) {
     if (transfer.isOver || line.size() < 3 || !std::all_of(line.begin(), line.begin() + 3, isAsciiDigit)) return;
@@ -84,8 +90,8 @@ void noteReplyLine(Transfer& transfer, std::string_view line) {
     if (transfer.askedRecipients.empty()) return;
     const std::string& recipient = transfer.askedRecipients.front();
     if (transfer.lastCode >= 400) {
-        transfer.refused[recipient] = "The server does not take mail for " + recipient + ": " + transfer.lastReply;
-        transfer.refusalsForGood = transfer.refusalsForGood && transfer.lastCode >= 500;
+        auto& refused = transfer.lastCode >= 500 ? transfer.refused.forGood : transfer.refused.forNow;
+        refused[recipient] = asSentence("The server does not take mail for " + recipient + ": " + transfer.lastReply);
     }
     transfer.askedRecipients.pop_front();
 }
@@ -96,8 +102,10 @@ int debug(CURL*, curl_infotype type, char* data, std::size_t size, void* user) {
     auto& transfer = *static_cast<Transfer*>(user);
     std::string_view text(data, size);
     if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "RCPT TO:<")) {
-        text.remove_prefix(9);
-        transfer.askedRecipients.emplace_back(text.substr(0, text.find('>')));
+        // By their order: what is sent may be another form of the address.
+        if (transfer.recipients.empty()) return 0;
+        transfer.askedRecipients.push_back(std::move(transfer.recipients.front()));
+        transfer.recipients.pop_front();
     } else if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "EHLO")) {
         transfer.offersUtf8 = false;  // what was said before the encryption does not count
     } else if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "MAIL FROM:")) {
@@ -157,12 +165,6 @@ std::string sentenceFor(CURLcode code, const SubmissionServer& server, const cha
     return "The connection to " + server.host + " failed: " + text + ".";
 }
 
-// Servers end their words with a full stop or without one.
-std::string asSentence(std::string text) {
-    if (std::string_view(".!?").find(text.back()) == std::string_view::npos) text += '.';
-    return text;
-}
-
 // What the server itself said beats curl's words for it.
 SmtpOutcome failedOutcome(CURLcode code, const Transfer& transfer, const SubmissionServer& server,
                           const char* details) {
@@ -185,7 +187,7 @@ SmtpOutcome failedOutcome(CURLcode code, const Transfer& transfer, const Submiss
         return {isForNow ? Kind::Temporary : Kind::Refused, sentenceFor(code, server, details), {}};
     if (transfer.lastCode >= 400) {
         // Some recipients may be refused for now and others for good: then it is worth another attempt.
-        const bool forGood = transfer.refused.empty() ? !isForNow : transfer.refusalsForGood;
+        const bool forGood = transfer.refused.empty() ? !isForNow : transfer.refused.forNow.empty();
         return {forGood ? Kind::Refused : Kind::Temporary, said, transfer.refused};
     }
     return {Kind::Temporary, sentenceFor(code, server, details), {}};
@@ -319,10 +321,11 @@ SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& env
     List recipients;
     for (const auto& recipient : envelope.to) {
         if (!isDeliverableAddress(recipient)) {
-            transfer.refused[recipient] = printable(recipient) + " is no mail address.";
+            transfer.refused.forGood[recipient] = printable(recipient) + " is no mail address.";
             continue;
         }
         transfer.needsUtf8 = transfer.needsUtf8 || needsUtf8(recipient);
+        transfer.recipients.push_back(recipient);
         recipients.reset(curl_slist_append(recipients.release(), ("<" + recipient + ">").c_str()));
     }
     if (!recipients) return {Kind::Refused, "None of the recipients is a mail address.", transfer.refused};

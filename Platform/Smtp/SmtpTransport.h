@@ -20,6 +20,13 @@ struct SmtpEnvelope {
     std::string_view content;  // transmitted form, CR LF line ends
 };
 
+// Recipients that the server does not take, each with a sentence that has the server's words.
+struct SmtpRefusals {
+    std::map<std::string, std::string> forGood;
+    std::map<std::string, std::string> forNow;  // a later attempt may succeed
+    bool empty() const { return forGood.empty() && forNow.empty(); }
+};
+
 struct SmtpOutcome {
     enum class Kind {
         Accepted,   // by the server, for every recipient that is not among `refused`
@@ -28,14 +35,14 @@ struct SmtpOutcome {
         InDoubt     // the final dot may have gone out and no answer came
     };
     Kind kind = Kind::Temporary;
-    std::string answer;                          // a sentence, with the server's own words where it spoke
-    std::map<std::string, std::string> refused;  // recipient -> a sentence with the server's words
+    std::string answer;  // a sentence, with the server's own words where it spoke
+    SmtpRefusals refused;
 };
 
 struct SmtpWatch {
     // Called once, right before the end of the message may leave, with the recipients that the server does not take;
     // when it answers false (its note could not be written) the transfer is broken off and nothing was delivered.
-    std::function<bool(const std::map<std::string, std::string>& refused)> beforeFinalDot;
+    std::function<bool(const SmtpRefusals& refused)> beforeFinalDot;
     // Called once, as soon as the server has said that it took the message: what follows is only courtesy.
     std::function<void()> accepted;
     // Asked about once a second: true breaks off at once, or, after the final dot, when no answer comes within 5 s.

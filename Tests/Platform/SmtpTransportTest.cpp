@@ -67,7 +67,7 @@ protected:
     TestAuthority authority_;
     int dots_ = 0;
     bool canNote_ = true, cancelled_ = false;
-    std::map<std::string, std::string> refused_;
+    SmtpRefusals refused_;
 };
 
 TEST_F(SmtpTransport, ProvesItselfAndTheServerOverBothKindsOfTls) {
@@ -255,7 +255,7 @@ TEST_F(SmtpTransport, NotesTheEndBeforeItLeaves) {
     canNote_ = true;
     server.add({.stage = SmtpStage::Recipient, .match = "b@x", .reply = "550 5.1.1 nobody"});
     EXPECT_EQ(send(account(server.port(), TransportSecurity::None)).kind, Kind::Accepted);
-    EXPECT_EQ(refused_["b@x.example"], "The server does not take mail for b@x.example: 550 5.1.1 nobody");
+    EXPECT_EQ(refused_.forGood["b@x.example"], "The server does not take mail for b@x.example: 550 5.1.1 nobody.");
     EXPECT_EQ(server.received().size(), 1u);
 }
 
@@ -326,7 +326,7 @@ TEST_F(SmtpTransport, NamesAddressesThatAreNone) {
     EXPECT_EQ(sendTo("a@x.example", {"b\r\nRSET@x.example", ""}).kind, Kind::Refused);
     const SmtpOutcome outcome = sendTo("a@x.example", {"b c@x.example", "d@x.example"});
     EXPECT_EQ(outcome.kind, Kind::Accepted);
-    EXPECT_EQ(outcome.refused.size(), 1u);
+    EXPECT_EQ(outcome.refused.forGood.size(), 1u);
     EXPECT_THAT(server.received().front().to, ElementsAre("d@x.example"));
     EXPECT_THAT(server.violations(), IsEmpty());
 }

@@ -1,18 +1,11 @@
 #include "Support/DovecotServer.h"
 
-#include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <fstream>
-#include <mutex>
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
 #include "Support/TestSocket.h"
@@ -121,49 +114,6 @@ int freePort() { return TestListener().port(); }
 
 }  // namespace
 
-// What the server writes, kept by a thread until the last of its processes is gone.
-struct DovecotServer::Log {
-    explicit Log(int pipe) : descriptor(pipe) {}
-    ~Log() {
-        waitForEnd();
-        ::close(descriptor);
-    }
-    Log(const Log&) = delete;
-    Log& operator=(const Log&) = delete;
-
-    bool readPiece() {
-        std::array<char, 4096> piece;
-        const auto length = ::read(descriptor, piece.data(), piece.size());
-        if (length <= 0) return false;
-        const std::lock_guard guard(lock);
-        text.append(piece.data(), static_cast<std::size_t>(length));
-        return true;
-    }
-    std::string soFar() const {
-        const std::lock_guard guard(lock);
-        return text;
-    }
-    // Its listeners are open before it says so. False when it ended instead.
-    bool waitForStart() {
-        while (soFar().find("starting up") == std::string::npos)
-            if (!readPiece()) return false;
-        reader = std::thread([this] {
-            while (readPiece()) {
-            }
-        });
-        return true;
-    }
-
-    void waitForEnd() {
-        if (reader.joinable()) reader.join();
-    }
-
-    const int descriptor;
-    mutable std::mutex lock;
-    std::string text;
-    std::thread reader;
-};
-
 bool DovecotServer::isInstalled() { return fs::exists(kProgram) && fs::exists("/usr/lib/dovecot/imap"); }
 
 DovecotServer::DovecotServer() : DovecotServer(Options{}) {}
@@ -179,8 +129,6 @@ DovecotServer::DovecotServer(Options options) : options_(std::move(options)) {
     }
     throw std::runtime_error("dovecot did not start: " + log());
 }
-
-DovecotServer::~DovecotServer() { stop(); }
 
 void DovecotServer::own(const fs::path& path) const {
     const passwd& user = serverUser();
@@ -211,46 +159,16 @@ void DovecotServer::writeConfiguration(const Options& options) {
 
 bool DovecotServer::start() {
     const passwd& user = serverUser();
-    const std::string configuration = (folder_ / "dovecot.conf").string();
-    std::array<int, 2> output{};
-    if (::pipe2(output.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-    process_ = ::fork();
-    if (process_ == 0) {
-        if (::geteuid() == 0 &&
-            (::setgroups(0, nullptr) != 0 || ::setgid(user.pw_gid) != 0 || ::setuid(user.pw_uid) != 0))
-            ::_exit(126);
-        ::setpgid(0, 0);
-        ::prctl(PR_SET_PDEATHSIG, SIGTERM);  // a test that crashes leaves no server behind
-        ::dup2(output[1], 2);
-        if (const int nowhere = ::open("/dev/null", O_RDWR); nowhere >= 0)
-            for (const int stream : {0, 1})
-                ::dup2(nowhere, stream);
-        ::execl(kProgram, kProgram, "-F", "-c", configuration.c_str(), nullptr);
-        ::_exit(127);
-    }
-    ::close(output[1]);
-    log_ = std::make_shared<Log>(output[0]);
-    if (log_->waitForStart()) return true;
-    stop();
-    return false;
-}
-
-void DovecotServer::stop() {
-    if (process_ <= 0) return;
-    ::kill(process_, SIGTERM);
-    ::waitpid(process_, nullptr, 0);
-    // Those of its processes that still serve somebody; a log that has ended tells that all are gone.
-    ::kill(-process_, SIGKILL);
-    if (log_) log_->waitForEnd();
-    process_ = -1;
+    return process_.start({.arguments = {kProgram, "-F", "-c", (folder_ / "dovecot.conf").string()},
+                           .startedWords = "starting up",
+                           .user = user.pw_uid,
+                           .group = user.pw_gid});
 }
 
 void DovecotServer::restart() {
     stop();
     if (!start()) throw std::runtime_error("dovecot did not start again: " + log());
 }
-
-std::string DovecotServer::log() const { return log_ ? log_->soFar() : std::string(); }
 
 fs::path DovecotServer::maildir(const std::string& user) const { return folder_ / ("home/" + user) / "Maildir"; }
 

@@ -7,14 +7,12 @@
 //     ImapConnection connection(... server.port() ... server.authority().write(file));
 #pragma once
 
-#include <sys/types.h>
-
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <string>
 #include <string_view>
 
+#include "Support/ServerProcess.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/TestIdentity.h"
 
@@ -30,7 +28,6 @@ public:
     static bool isInstalled();
     DovecotServer();  // throws, with what the server said, when it does not start
     explicit DovecotServer(Options options);
-    ~DovecotServer();
     DovecotServer(const DovecotServer&) = delete;
     DovecotServer& operator=(const DovecotServer&) = delete;
 
@@ -44,23 +41,21 @@ public:
                  const std::string& flags = "");
     std::filesystem::path maildir(const std::string& user) const;
 
-    void stop();     // as a server that goes down: connections break
-    void restart();  // at the same ports
-    std::string log() const;
+    void stop() { process_.stop(); }  // as a server that goes down: connections break
+    void restart();                   // at the same ports
+    std::string log() const { return process_.log(); }
 
 private:
-    struct Log;
     void writeConfiguration(const Options& options);
     bool start();
     void own(const std::filesystem::path& path) const;  // hands it to the user that the server runs as
 
     TemporaryFolder folder_;
     TestAuthority authority_;
-    std::shared_ptr<Log> log_;
     Options options_;
-    pid_t process_ = -1;
     int port_ = 0, tlsPort_ = 0;
     int delivered_ = 0;
+    ServerProcess process_;  // last, so that it ends before its folder goes
 };
 
 }  // namespace qs

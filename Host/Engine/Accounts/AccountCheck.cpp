@@ -6,6 +6,7 @@
 
 #include "AccountRecord.h"
 #include "Accounts/AccountSecrets.h"
+#include "Accounts/ImapServerOf.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
@@ -83,19 +84,6 @@ Trouble troubleOfSmtp(const Error& error) {
     return Trouble::Other;
 }
 
-ImapServer imapServerOf(const IncomingServer& incoming) {
-    ImapServer server;
-    server.host = incoming.host;
-    server.port = incoming.port;
-    server.security = incoming.security;
-    server.user = incoming.user;
-    server.certificateAuthorities = incoming.certificateAuthorities;
-    server.limits.connectSeconds = kConnectSeconds;
-    server.limits.silenceSeconds = kSilenceSeconds;
-    server.limits.answerSeconds = kAnswerSeconds;
-    return server;
-}
-
 }  // namespace
 
 struct AccountCheck::Shared {
@@ -118,7 +106,11 @@ struct AccountCheck::Shared {
 
     std::optional<AccountFault> tryIncoming() {
         const IncomingServer& server = *account.incoming;
-        const auto connection = std::make_shared<ImapConnection>(imapServerOf(server));
+        ImapServer wanted = imapServerOf(server);
+        wanted.limits.connectSeconds = kConnectSeconds;
+        wanted.limits.silenceSeconds = kSilenceSeconds;
+        wanted.limits.answerSeconds = kAnswerSeconds;
+        const auto connection = std::make_shared<ImapConnection>(wanted);
         {
             const std::lock_guard hold(lock);
             if (isCancelled) return {};

@@ -33,6 +33,14 @@ std::string sentences(const std::map<std::string, std::string>& refused) {
     return text;
 }
 
+// With several recipients the last answer alone would not tell who is meant.
+std::string answerOf(const SmtpOutcome& outcome) {
+    const auto& [forGood, forNow] = outcome.refused;
+    if (!outcome.answer.empty() && forGood.size() + forNow.size() < 2) return outcome.answer;
+    if (outcome.refused.empty()) return outcome.answer;
+    return sentences(forGood) + (forGood.empty() || forNow.empty() ? "" : " ") + sentences(forNow);
+}
+
 }  // namespace
 
 int DeliveryServiceObject::deliver(const MessageRef& message, MailAccount& account) {
@@ -79,6 +87,10 @@ int DeliveryServiceObject::transmitAndSettle(Delivery& delivery, const AccountRe
     } else {
         outcome = transmit(delivery, account);
     }
+    // The others have it, so this is the end of it, and no message that waits for a better answer.
+    const bool isForTheLast = outcome.kind == SmtpOutcome::Kind::Refused && !outcome.refused.forGood.empty() &&
+                              !delivery.state.reached.empty();
+    if (isForTheLast && noteRefused(delivery, outcome.refused)) return finishAccepted(delivery);
     switch (outcome.kind) {
     case SmtpOutcome::Kind::Accepted: return finishAccepted(delivery);
     case SmtpOutcome::Kind::InDoubt: return keepInDoubt(delivery, outcome.answer);
@@ -89,10 +101,12 @@ int DeliveryServiceObject::transmitAndSettle(Delivery& delivery, const AccountRe
 }
 
 SmtpOutcome DeliveryServiceObject::transmit(Delivery& delivery, const AccountRecord& account) {
-    if (delivery.recipients.empty()) return {SmtpOutcome::Kind::Refused, "It has no recipients.", {}};
+    if (delivery.recipients.empty())
+        return delivery.state.reached.empty() ? SmtpOutcome{SmtpOutcome::Kind::Refused, "It has no recipients.", {}}
+                                              : SmtpOutcome{SmtpOutcome::Kind::Accepted, {}, {}};
     if (!account.outgoing) return deliverLocally(delivery, account);
     const std::string content = transmittedForm(delivery.content);
-    const auto noteFinalDot = [&](const std::map<std::string, std::string>& refused) {
+    const auto noteFinalDot = [&](const SmtpRefusals& refused) {
         if (!noteRefused(delivery, refused) || !journal_.noteStage(delivery.state, Stage::FinalDot)) return false;
         delivery.state.stage = Stage::FinalDot;
         return true;
@@ -106,10 +120,13 @@ SmtpOutcome DeliveryServiceObject::transmit(Delivery& delivery, const AccountRec
 }
 
 // Kept before the message can count as delivered, so that the person learns it even after a crash.
-Result<void> DeliveryServiceObject::noteRefused(Delivery& delivery, const std::map<std::string, std::string>& refused) {
-    for (const auto& [recipient, why] : refused)
+Result<void> DeliveryServiceObject::noteRefused(Delivery& delivery, const SmtpRefusals& refused) {
+    for (const auto& [recipient, why] : refused.forGood)
         if (auto noted = journal_.noteRefused(delivery.state, recipient, why); !noted) return noted;
-    delivery.state.refused = refused;
+    for (const auto& [recipient, why] : refused.forNow)
+        if (auto noted = journal_.noteLater(delivery.state, recipient, why); !noted) return noted;
+    delivery.state.refused = refused.forGood;
+    delivery.state.later = refused.forNow;
     return {};
 }
 
@@ -119,7 +136,6 @@ SmtpOutcome DeliveryServiceObject::deliverLocally(Delivery& delivery, const Acco
     const std::string content = transmittedForm(delivery.content);
     std::map<std::string, std::string> refused;
     for (const auto& recipient : delivery.recipients) {
-        if (delivery.state.reached.contains(recipient)) continue;
         const AccountRecord* target = accounts_.withAddress(recipient);
         if (!target) {
             refused[recipient] =
@@ -136,9 +152,10 @@ SmtpOutcome DeliveryServiceObject::deliverLocally(Delivery& delivery, const Acco
         if (auto noted = journal_.noteReached(delivery.state, recipient); !noted)
             return {Kind::Temporary, noted.error().description, {}};
     }
-    if (delivery.state.reached.empty()) return {Kind::Refused, sentences(refused), refused};
-    if (auto noted = noteRefused(delivery, refused); !noted) return {Kind::Temporary, noted.error().description, {}};
-    return {Kind::Accepted, {}, refused};
+    if (delivery.state.reached.empty()) return {Kind::Refused, sentences(refused), {refused, {}}};
+    if (auto noted = noteRefused(delivery, {refused, {}}); !noted)
+        return {Kind::Temporary, noted.error().description, {}};
+    return {Kind::Accepted, {}, {refused, {}}};
 }
 
 void DeliveryServiceObject::noteAccepted(Delivery& delivery) {
@@ -150,6 +167,7 @@ void DeliveryServiceObject::noteAccepted(Delivery& delivery) {
 
 int DeliveryServiceObject::finishAccepted(Delivery& delivery) {
     noteAccepted(delivery);
+    const auto later = delivery.state.later;
     tellRefused(delivery);
     if (auto saved = saveSentCopyAndTidy(delivery); !saved) {
         // It has left all the same; the next walk tries to keep the copy again.
@@ -157,14 +175,30 @@ int DeliveryServiceObject::finishAccepted(Delivery& delivery) {
                       "It was sent, but no copy could be kept yet: " + saved.error().description);
         return kDeliveryDelivered;
     }
+    if (!later.empty()) return waitForTheRest(delivery, later);
     records_.forget(delivery.state.uniqueID);
     unshow(delivery.state.uniqueID);
     return kDeliveryDelivered;
 }
 
+// It stands in the outbox again, for those recipients alone.
+int DeliveryServiceObject::waitForTheRest(const Delivery& delivery, const std::map<std::string, std::string>& later) {
+    const std::string answer = "It reached the others. " + sentences(later);
+    const Date now = RunLoop::main().now();
+    const bool isNews = records_.record(delivery.state.uniqueID).lastAnswer != answer;
+    records_.noteFailure(delivery.state.uniqueID, answer, false, now);
+    walkAgainAt(records_.dueDate(delivery.state.uniqueID, now));
+    unshow(delivery.state.uniqueID);
+    lastFailure_ = Error{std::string(kDeliveryErrorDomain),
+                         static_cast<int>(isNews ? DeliveryError::ReachedSome : DeliveryError::NotTried),
+                         answer + " It will be tried again.",
+                         {}};
+    return kDeliveryFailed;
+}
+
 int DeliveryServiceObject::releaseAfterFailure(Delivery& delivery, const SmtpOutcome& outcome) {
     const bool refused = outcome.kind == SmtpOutcome::Kind::Refused;
-    const std::string answer = outcome.answer.empty() ? sentences(outcome.refused) : outcome.answer;
+    const std::string answer = answerOf(outcome);
     const bool isNews = records_.record(delivery.state.uniqueID).lastAnswer != answer;
     const Date now = RunLoop::main().now();
     // Breaking off because the program ends is nobody's failure.
@@ -186,12 +220,16 @@ int DeliveryServiceObject::releaseAfterFailure(Delivery& delivery, const SmtpOut
 }
 
 int DeliveryServiceObject::keepInDoubt(Delivery& delivery, const std::string& answer) {
-    if (standsAmongSent(delivery)) {
+    // A message that some have already has its copy from then, which tells nothing.
+    if (delivery.state.reached.empty() && standsAmongSent(delivery)) {
         // The server, or an earlier life, put the copy there: no second one.
         delivery.state.stage = Stage::SentCopied;
+        const auto later = delivery.state.later;
         tellRefused(delivery);
-        if (auto settled = tidy(delivery); !settled)
+        if (auto settled = saveSentCopyAndTidy(delivery); !settled)
             logWarning("A delivery is not tidied up: " + settled.error().description);
+        else if (!later.empty())
+            return waitForTheRest(delivery, later);
         records_.forget(delivery.state.uniqueID);
         unshow(delivery.state.uniqueID);
         return kDeliveryDelivered;

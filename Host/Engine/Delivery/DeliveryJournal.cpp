@@ -18,7 +18,7 @@ constexpr std::pair<DeliveryJournal::Stage, std::string_view> kStages[] = {
     {DeliveryJournal::Stage::FinalDot, "final-dot"},
     {DeliveryJournal::Stage::Accepted, "accepted"},
     {DeliveryJournal::Stage::SentCopied, "sent-copied"}};
-constexpr std::string_view kWords[] = {"unique", "account", "file", "attempts", "reached", "refused"};
+constexpr std::string_view kWords[] = {"unique", "account", "file", "attempts", "reached", "refused", "later"};
 
 std::string_view wordOf(DeliveryJournal::Stage stage) {
     for (const auto& [each, word] : kStages)
@@ -45,9 +45,10 @@ void takeUp(DeliveryJournal::State& state, std::string_view word, std::string_vi
     if (word == "file") state.claimedFile = std::string(value);
     if (word == "reached") state.reached.emplace(value);
     if (word == "attempts") state.attempts = std::atoi(std::string(value).c_str());
-    if (word == "refused") {
+    if (word == "refused" || word == "later") {
         const auto space = value.find(' ');
-        state.refused[std::string(value.substr(0, space))] =
+        auto& list = word == "later" ? state.later : state.refused;
+        list[std::string(value.substr(0, space))] =
             space == std::string_view::npos ? std::string_view() : value.substr(space + 1);
     }
 }
@@ -111,6 +112,8 @@ Result<void> DeliveryJournal::begin(const State& state) {
         text += lineWith("reached", recipient) + "\n";
     for (const auto& [recipient, why] : state.refused)
         text += lineWith("refused", recipient + " " + why) + "\n";
+    for (const auto& [recipient, why] : state.later)
+        text += lineWith("later", recipient + " " + why) + "\n";
     return files_.replace(fileOf(state), text + std::string(wordOf(state.stage)) + "\n");
 }
 
@@ -122,6 +125,10 @@ Result<void> DeliveryJournal::noteReached(const State& state, std::string_view r
 
 Result<void> DeliveryJournal::noteRefused(const State& state, std::string_view recipient, std::string_view why) {
     return appendLine(state, lineWith("refused", std::string(recipient) + " " + std::string(why)));
+}
+
+Result<void> DeliveryJournal::noteLater(const State& state, std::string_view recipient, std::string_view why) {
+    return appendLine(state, lineWith("later", std::string(recipient) + " " + std::string(why)));
 }
 
 Result<void> DeliveryJournal::end(const State& state) {

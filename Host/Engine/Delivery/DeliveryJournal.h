@@ -31,8 +31,9 @@ public:
         std::string uniqueID, account;
         std::filesystem::path claimedFile;
         Stage stage = Stage::Claimed;
-        std::set<std::string> reached;               // local recipients that have it
+        std::set<std::string> reached;               // recipients that need nothing more: almost always, they have it
         std::map<std::string, std::string> refused;  // recipients that will not get it, and why
+        std::map<std::string, std::string> later;    // recipients that are to be tried again, and why
         int attempts = 0;
     };
 
@@ -47,6 +48,7 @@ public:
     Result<void> noteStage(const State& state, Stage stage);
     Result<void> noteReached(const State& state, std::string_view recipient);
     Result<void> noteRefused(const State& state, std::string_view recipient, std::string_view why);
+    Result<void> noteLater(const State& state, std::string_view recipient, std::string_view why);
     Result<void> end(const State& state);  // the delivery is over: the file goes
 
 private:

@@ -78,7 +78,7 @@ private:
     struct Delivery {
         DeliveryJournal::State state;
         std::string content, messageID, subject, to, from;
-        std::vector<std::string> recipients;  // bare, each once
+        std::vector<std::string> recipients;  // bare, each once; without those that need nothing more
     };
 
     void walk();
@@ -91,15 +91,18 @@ private:
     int transmitAndSettle(Delivery& delivery, const AccountRecord& account);
     SmtpOutcome transmit(Delivery& delivery, const AccountRecord& account);
     SmtpOutcome deliverLocally(Delivery& delivery, const AccountRecord& account);
-    Result<void> noteRefused(Delivery& delivery, const std::map<std::string, std::string>& refused);
+    Result<void> noteRefused(Delivery& delivery, const SmtpRefusals& refused);
     void noteAccepted(Delivery& delivery);
     int finishAccepted(Delivery& delivery);
+    int waitForTheRest(const Delivery& delivery, const std::map<std::string, std::string>& later);
     int releaseAfterFailure(Delivery& delivery, const SmtpOutcome& outcome);
     int keepInDoubt(Delivery& delivery, const std::string& answer);
 
     // What the stages end with; in Settling.cpp.
     Result<Delivery> read(DeliveryJournal::State state);
     Result<void> saveSentCopyAndTidy(Delivery& delivery);
+    Result<void> saveDraftForRefused(const Delivery& delivery);
+    Result<void> keepForTheRest(Delivery& delivery);
     Result<void> tidy(Delivery& delivery);
     Result<void> putBack(Delivery& delivery);
     bool standsAmongSent(const Delivery& delivery);
@@ -189,7 +192,8 @@ enum class DeliveryError {
     NotTried = 1,  // held back by somebody else, or not due yet
     Failed,        // will be tried again
     Refused,       // will not
-    HasLeft        // it is not in the outbox any more
+    HasLeft,       // it is not in the outbox any more
+    ReachedSome    // will be tried again for the others
 };
 
 }  // namespace qs

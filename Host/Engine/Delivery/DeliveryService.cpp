@@ -193,10 +193,12 @@ void reportFailedDelivery(const MessageRef& message, const Error& error) {
     const std::string subject = message ? message->subject() : std::string();
     const auto headers = message ? message->headers() : nullptr;
     const auto uniqueID = headers ? headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier) : std::nullopt;
+    const bool reachedSome = error.code == static_cast<int>(DeliveryError::ReachedSome);
+    const std::string text = (subject.empty() ? "A message" : "“" + subject + "”") +
+                             (reachedSome ? " could not be sent to everybody. " : " could not be sent. ") +
+                             error.description;
     NotificationCenter::defaultCenter().post("MailDeliveryDidFail", message.get(),
-                                             Dictionary{{"text", (subject.empty() ? "A message" : "“" + subject + "”") +
-                                                                     " could not be sent. " + error.description},
-                                                        {"waiting", uniqueID.value_or(std::string())}});
+                                             Dictionary{{"text", text}, {"waiting", uniqueID.value_or(std::string())}});
 }
 
 Result<MessageRef> DeliveryServiceObject::append(std::string_view account, const OutgoingMessage& message) {

@@ -109,7 +109,7 @@ void DeliveryServiceObject::recoverClaimed(const std::filesystem::path& file, co
         if (!isShown(delivery->state.uniqueID)) tellRefused(*delivery);
         settled = saveSentCopyAndTidy(*delivery);
         break;
-    case Stage::SentCopied: settled = tidy(*delivery); break;
+    case Stage::SentCopied: settled = saveSentCopyAndTidy(*delivery); break;
     }
     if (!settled)
         return tellUnsettled(*delivery, DeliveryStatus::State::Failed,
@@ -154,7 +154,11 @@ Result<void> DeliveryServiceObject::settleDoubt(std::string_view uniqueID,
             inDoubt_[std::string(uniqueID)] = std::move(*delivery);
     }
     if (!settled) return settled;
-    records_.forget(uniqueID);
+    // One that some have waits for the others, and who has it stays known.
+    if (delivery->state.stage == Stage::Claimed && !delivery->state.reached.empty())
+        records_.allowAttempt(uniqueID);
+    else
+        records_.forget(uniqueID);
     unshow(uniqueID);
     return {};
 }

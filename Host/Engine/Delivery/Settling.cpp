@@ -5,6 +5,7 @@
 #include <set>
 
 #include "Delivery/DeliveryQueueObject.h"
+#include "Delivery/DraftForRefused.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Foundation/NotificationCenter.h"
@@ -53,6 +54,7 @@ Result<DeliveryServiceObject::Delivery> DeliveryServiceObject::read(DeliveryJour
     delivery.to = headers->firstHeaderForKey(MCHeaderKeyTo).value_or("");
     delivery.from = headers->firstAddressForKey(MCHeaderKeyFrom).value_or("");
     delivery.recipients = recipientsOf(*headers);
+    std::erase_if(delivery.recipients, [&](const auto& each) { return delivery.state.reached.contains(each); });
     return delivery;
 }
 
@@ -67,7 +69,30 @@ Result<void> DeliveryServiceObject::saveSentCopyAndTidy(Delivery& delivery) {
         if (auto noted = journal_.noteStage(delivery.state, Stage::SentCopied); !noted) return noted;
         delivery.state.stage = Stage::SentCopied;
     }
-    return tidy(delivery);
+    if (auto saved = saveDraftForRefused(delivery); !saved) return saved;
+    return delivery.state.later.empty() ? tidy(delivery) : keepForTheRest(delivery);
+}
+
+// For the person to correct the addresses and to send it on, without anybody getting it twice.
+Result<void> DeliveryServiceObject::saveDraftForRefused(const Delivery& delivery) {
+    if (delivery.state.refused.empty()) return {};
+    auto drafts = library_.mailbox(delivery.state.account, MailboxKind::Drafts, true);
+    if (!drafts) return cannotSettle("There is no mailbox for drafts.");
+    // Doing it again finds the first, and a later attempt's is another one.
+    const std::string name = "rest-" + MaildirName(delivery.state.claimedFile.filename().string()).unique() + "-" +
+                             std::to_string(delivery.state.attempts);
+    const auto added = library_.add(*drafts, draftForRefused(delivery.content, delivery.state.refused),
+                                    {.seen = true, .draft = true}, RunLoop::main().now(), name);
+    return added ? Result<void>() : failed(added);
+}
+
+// Back into the outbox, with a note of those that need nothing more.
+Result<void> DeliveryServiceObject::keepForTheRest(Delivery& delivery) {
+    for (const std::string& recipient : delivery.recipients)
+        if (!delivery.state.later.contains(recipient)) delivery.state.reached.insert(recipient);
+    delivery.state.refused.clear();
+    delivery.state.later.clear();
+    return putBack(delivery);
 }
 
 // The message first, its journal last: a journal without a message tells of nothing left to do.
@@ -84,10 +109,10 @@ Result<void> DeliveryServiceObject::putBack(Delivery& delivery) {
     auto outbox = library_.mailbox(delivery.state.account, MailboxKind::Outbox, true);
     if (!outbox) return cannotSettle("There is no outbox.");
     if (auto noted = records_.noteReached(delivery.state.uniqueID, delivery.state.reached); !noted) return noted;
-    if (delivery.state.stage != Stage::Claimed) {
+    if (const Stage before = delivery.state.stage; before != Stage::Claimed) {
         delivery.state.stage = Stage::Claimed;
         if (auto begun = journal_.begin(delivery.state); !begun) {
-            delivery.state.stage = Stage::FinalDot;
+            delivery.state.stage = before;
             return begun;
         }
     }
@@ -142,7 +167,7 @@ void DeliveryServiceObject::tellRefused(const Delivery& delivery) {
     std::string text = "“" + delivery.subject + "” did not reach everybody.";
     for (const auto& [recipient, why] : delivery.state.refused)
         text += " " + why;
-    tell(std::move(text));
+    tell(text + " A message to them alone is among the drafts: correct the addresses there and send it.");
 }
 
 void DeliveryServiceObject::tellSettled(const Delivery& delivery) {

@@ -46,6 +46,10 @@ Result<void> DeliveryServiceObject::takeBackOne(std::int64_t id, Mailbox& to) {
     const std::string name = nameOf(id);
     if (!mailbox || mailbox->kind() != MailboxKind::Outbox || name.empty())
         return failure(deliveryError(DeliveryError::HasLeft, "The message has left the outbox."));
+    if (to.kind() == MailboxKind::Drafts && !records_.record(keyOf(*summary)).reached.empty())
+        return failure(deliveryError(DeliveryError::ReachedSome,
+                                     "Some recipients have this message already, so it can't be changed any more. "
+                                     "Delete it if the others are not to get it."));
     TakingBack one;
     {
         std::scoped_lock lock(lock_);
