@@ -80,7 +80,10 @@ std::string addressIn(std::string_view command) {
 
 class RecordingSmtpServer::Session {
 public:
-    Session(State& state, TestConnection& connection) : state_(state), connection_(connection) {}
+    Session(State& state, TestConnection& connection, bool isFirst)
+        : state_(state),
+          connection_(connection),
+          identity_(isFirst || !state.options.laterIdentity ? state.options.identity : state.options.laterIdentity) {}
 
     void run() {
         if (state_.options.isTls && !startTls()) return;
@@ -90,7 +93,7 @@ public:
     }
 
 private:
-    bool startTls() { return connection_.startTls(state_.options.identity.value()); }
+    bool startTls() { return connection_.startTls(identity_.value()); }
 
     // A line without its end. Everything but CR LF is a fault of the client's.
     std::optional<std::string> readLine(const char* what) {
@@ -246,6 +249,7 @@ private:
 
     State& state_;
     TestConnection& connection_;
+    const std::optional<TestIdentity> identity_;
     ReceivedMail mail_;
 };
 
@@ -258,8 +262,8 @@ RecordingSmtpServer::RecordingSmtpServer(Options options) : state_(std::make_sha
             if (state->isStopping) break;
             ++state->connections;
             state->open.push_back(connection);
-            state->sessions.emplace_back([state, connection] {
-                Session(*state, *connection).run();
+            state->sessions.emplace_back([state, connection, isFirst = state->connections == 1] {
+                Session(*state, *connection, isFirst).run();
                 connection->hangUp();
                 const std::lock_guard done(state->lock);
                 state->open.remove(connection);

@@ -42,6 +42,7 @@ class RecordingSmtpServer {
 public:
     struct Options {
         std::optional<TestIdentity> identity;
+        std::optional<TestIdentity> laterIdentity;   // shown instead from the second connection on
         bool offersStartTls = false, isTls = false;  // both need an identity
         bool offersAuthentication = false;           // PLAIN and XOAUTH2
         bool offersUtf8 = false;
