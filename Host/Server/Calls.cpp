@@ -9,6 +9,7 @@ namespace json = boost::json;
 const CallTable& allCalls() {
     static const CallTable table = [] {
         CallTable made;
+        addMenuCalls(made);
         addViewerCalls(made);
         addComposeCalls(made);
         addDialogCalls(made);

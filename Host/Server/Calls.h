@@ -35,6 +35,7 @@ using CallTable = std::map<std::string, Call, std::less<>>;
 
 // All of them, one function for each group.
 const CallTable& allCalls();
+void addMenuCalls(CallTable& table);
 void addViewerCalls(CallTable& table);
 void addComposeCalls(CallTable& table);
 void addDialogCalls(CallTable& table);

@@ -39,6 +39,15 @@ json::object menuItemJson(MailApplication& application, MenuItem& item, const st
         result["separator"] = true;
         return result;
     }
+    if (item.isHeading()) {
+        result["heading"] = true;
+        return result;
+    }
+    if (const auto form = item.form()) {
+        result["form"] = formJson(*form);
+        return result;
+    }
+    if (!item.faintEnd().empty()) result["faintEnd"] = item.faintEnd();
     result["enabled"] = item.submenu() ? true : application.isEnabled(item);
     if (item.state()) result["state"] = item.state();
     if (!item.keyEquivalent().empty()) {
@@ -112,7 +121,7 @@ json::value menuJson(MailApplication& application, const Menu& menu, const std::
     return items;
 }
 
-json::value toolbarJson(MailApplication& application, Toolbar& toolbar) {
+json::value toolbarJson(Toolbar& toolbar) {
     toolbar.validateVisibleItems();
     json::array items;
     for (const auto& item : toolbar.visibleItems()) {
@@ -125,7 +134,7 @@ json::value toolbarJson(MailApplication& application, Toolbar& toolbar) {
                            {"kind", identifier == kToolbarSpace           ? "space"
                                     : identifier == kToolbarFlexibleSpace ? "flexibleSpace"
                                                                           : "item"}};
-        if (item->menu) model["menu"] = menuJson(application, *item->menu);
+        if (item->menu) model["hasMenu"] = true;
         items.push_back(std::move(model));
     }
     return items;

@@ -22,7 +22,7 @@ Value fromJson(const boost::json::value& json);
 
 // Item ids are paths of indexes below `prefix`. Enabled states are asked of the application, freshly.
 boost::json::value menuJson(MailApplication& application, const Menu& menu, const std::string& prefix = {});
-boost::json::value toolbarJson(MailApplication& application, Toolbar& toolbar);
+boost::json::value toolbarJson(Toolbar& toolbar);
 boost::json::value controlJson(const FormControl& control);
 boost::json::value formJson(const FormModel& form);
 

@@ -59,11 +59,14 @@ json::value accountsSection(MailApplication& application) {
         json::array mailboxes;
         for (const auto& mailbox : application.engine().library().mailboxes(record.identifier)) {
             if (!application.listsMailbox(*mailbox)) continue;
-            const std::string name = mailbox->displayName();
+            const MailboxRow row = application.rowOfMailbox(*mailbox);
             mailboxes.push_back(json::object{{"id", mailbox->identifier()},
-                                             {"name", name},
+                                             {"name", mailbox->displayName()},
                                              {"kind", kMailboxKinds[static_cast<int>(mailbox->kind())]},
                                              {"depth", 0},
+                                             {"badge", row.badge},
+                                             {"image", row.image},
+                                             {"takesDrops", row.takesDrops},
                                              {"unread", mailbox->unreadCount()},
                                              {"count", mailbox->messageCount()}});
         }
@@ -104,7 +107,7 @@ json::value viewerSection(MailApplication& application) {
     auto& viewer = application.viewer();
     json::object model{{"selectedCount", viewer.selectedIDs().size()}};
     auto toolbar = viewer.toolbar();
-    model["toolbar"] = toolbar ? toolbarJson(application, *toolbar) : json::array();
+    model["toolbar"] = toolbar ? toolbarJson(*toolbar) : json::array();
     addSheet(model, viewer.window().get());
     if (const auto move = viewer.lastMove())
         model["lastMove"] = json::object{{"number", move->number}, {"text", move->text}};
@@ -135,7 +138,7 @@ json::array rowsJson(const std::vector<ComposeRow>& rows) {
     return array;
 }
 
-json::value composeJson(MailApplication& application, ComposeWindow& compose, const json::array& accounts) {
+json::value composeJson(ComposeWindow& compose, const json::array& accounts) {
     auto window = compose.window();
     json::object model{{"window", window->identifier()},
                        {"title", compose.title()},
@@ -153,7 +156,7 @@ json::value composeJson(MailApplication& application, ComposeWindow& compose, co
                        {"status", compose.statusText()},
                        {"busy", compose.isBusy()}};
     auto toolbar = window->toolbar();
-    model["toolbar"] = toolbar ? toolbarJson(application, *toolbar) : json::array();
+    model["toolbar"] = toolbar ? toolbarJson(*toolbar) : json::array();
     addSheet(model, window.get());
     return model;
 }
@@ -166,7 +169,7 @@ json::value composeSection(MailApplication& application) {
                 {"id", each == record.identities.front() ? record.identifier : record.identifier + "/" + each.address},
                 {"label", each.name + " <" + each.address + ">"}});
     for (const auto& window : application.composeWindows())
-        windows.push_back(composeJson(application, *window, accounts));
+        windows.push_back(composeJson(*window, accounts));
     return windows;
 }
 

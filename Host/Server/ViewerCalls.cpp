@@ -1,10 +1,9 @@
-// Calls about the application, its menus and toolbars, mailboxes, the list and messages.
+// Calls about the application, mailboxes, the list and messages.
 #include <algorithm>
 #include <boost/json.hpp>
 
 #include "Accounts/AddressCompletion.h"
 #include "Calls.h"
-#include "ComposeWindow.h"
 #include "DeliveryService.h"
 #include "HostSettings.h"
 #include "MailApplication.h"
@@ -14,10 +13,6 @@
 #include "MainViewer.h"
 #include "MessageBody.h"
 #include "ModelJson.h"
-#include "Models/Toolbar.h"
-#include "Models/View.h"
-#include "PersonMenu.h"
-#include "PreferencesWindow.h"
 #include "Viewer/Banner.h"
 
 namespace qs {
@@ -25,55 +20,6 @@ namespace qs {
 namespace json = boost::json;
 
 namespace {
-
-json::value chooseMenuItem(CallContext& context, const json::object& args) {
-    const bool contextual = arguments::has(args, "menu") && arguments::text(args, "menu") == "context";
-    auto menu = contextual ? context.contextMenu : context.application.mainMenu();
-    auto item = menu ? menuItemAt(*menu, arguments::text(args, "item")) : nullptr;
-    if (!item) throw CallRefused("That menu has changed. Please open it again.");
-    if (!context.application.choose(*item)) throw CallRefused("\"" + item->title() + "\" can't be used right now.");
-    return nullptr;
-}
-
-json::value openContextMenu(CallContext& context, const json::object& args) {
-    context.application.viewer().selectIDs(arguments::ids(args));
-    context.contextMenu = context.application.contextualMenu();
-    return json::object{{"items", menuJson(context.application, *context.contextMenu)}};
-}
-
-json::value openPersonMenu(CallContext& context, const json::object& args) {
-    context.contextMenu = makePersonMenu(context.application, arguments::text(args, "person"));
-    return json::object{{"items", menuJson(context.application, *context.contextMenu)}};
-}
-
-std::shared_ptr<Toolbar> toolbarOf(CallContext& context, const std::string& window) {
-    if (window == "viewer") return context.application.viewer().toolbar();
-    if (auto compose = context.application.composeWindow(window)) return compose->window()->toolbar();
-    auto preferences = context.application.preferences().preferenceWindow();
-    return preferences && preferences->identifier() == window ? preferences->toolbar() : nullptr;
-}
-
-json::value chooseToolbarItem(CallContext& context, const json::object& args) {
-    const std::string window = arguments::text(args, "window"), identifier = arguments::text(args, "identifier");
-    auto toolbar = toolbarOf(context, window);
-    if (!toolbar) throw CallRefused("That window is closed.");
-    // Actions travel along the chain of responders, which begins at the window in front.
-    context.application.bringToFront(window);
-    toolbar->validateVisibleItems();
-    for (const auto& item : toolbar->visibleItems()) {
-        if (item->itemIdentifier() != identifier) continue;
-        bool chosen = false;
-        if (arguments::has(args, "item")) {
-            auto entry = item->menu ? menuItemAt(*item->menu, arguments::text(args, "item")) : nullptr;
-            chosen = entry && context.application.choose(*entry);
-        } else if (item->enabled) {
-            chosen = context.application.sendAction(item->action, item->target.lock().get(), item.get());
-        }
-        if (!chosen) throw CallRefused("\"" + item->label + "\" can't be used right now.");
-        return nullptr;
-    }
-    throw CallRefused("That toolbar has changed.");
-}
 
 json::value pressBanner(CallContext& context, const json::object& args) {
     const std::string id = arguments::text(args, "button");
@@ -133,12 +79,6 @@ void addViewerCalls(CallTable& table) {
         context.application.dismissNotice(static_cast<int>(arguments::number(args, "id")));
         return nullptr;
     };
-    table["menu.choose"] = chooseMenuItem;
-    // Every redraw asks for fresh states; all that is needed is one.
-    table["menu.validate"] = [](CallContext&, const json::object&) -> json::value { return nullptr; };
-    table["context.open"] = openContextMenu;
-    table["person.open"] = openPersonMenu;
-    table["toolbar.choose"] = chooseToolbarItem;
     table["mailbox.select"] = [](CallContext& context, const json::object& args) -> json::value {
         context.application.viewer().selectMailbox(arguments::text(args, "id"));
         return nullptr;
@@ -184,7 +124,11 @@ void addViewerCalls(CallTable& table) {
         alwaysShowRemotePicturesOf(sender);
         return nullptr;
     };
+    // What dragging does.
     table["message.move"] = [](CallContext& context, const json::object& args) -> json::value {
+        const auto to = context.application.engine().library().mailboxWithIdentifier(arguments::text(args, "mailbox"));
+        if (to && !context.application.rowOfMailbox(*to).takesDrops)
+            throw CallRefused("Messages can't be dropped on \"" + to->displayName() + "\".");
         require(context.application.viewer().moveTo(arguments::ids(args), arguments::text(args, "mailbox")));
         return nullptr;
     };

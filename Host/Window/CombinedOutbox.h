@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "Mail/Library.h"
 #include "Mail/Mailbox.h"
 
 namespace qs {
@@ -17,6 +18,7 @@ public:
     int unreadCount() const override;
     int messageCount() const override;
     MessageCriterion criterion() const override;
+    std::shared_ptr<LibraryStore> store() const override { return nullptr; }
 
 private:
     std::vector<std::shared_ptr<Mailbox>> outboxes_;

@@ -29,6 +29,7 @@
 #include "PersonMenu.h"
 #include "PreferencesWindowObject.h"
 #include "Text/Ascii.h"
+#include "UserNotifications.h"
 #include "ViewerObject.h"
 
 namespace qs {
@@ -49,6 +50,7 @@ std::shared_ptr<MailApplication> MailApplication::make(MailEngine& engine) {
     definePersonClass();
     ComposeWindow::defineClasses();
     MailboxesOutlineObject::defineClass();
+    UserNotificationsObject::defineClass();
     registerHostSettings();
 
     auto application = std::make_shared<MailApplicationObject>(engine);
@@ -106,6 +108,8 @@ void MailApplicationObject::observe() {
         outline_->waitingDidChange();
         noteModelChange();
     }));
+    observations_.push_back(centre.addObserver(std::string(MailboxDisplayCountDidChangeNotification),
+                                               [](const auto&) { noteModelChange(); }));
     observations_.push_back(centre.addObserver(std::string(MailSyncStatusDidChangeNotification), [this](const auto&) {
         takeNotices();
         noteModelChange();
@@ -206,10 +210,12 @@ bool MailApplicationObject::sendAction(std::string_view selector, HostObject* ta
     return true;
 }
 
+MailboxRow MailApplicationObject::rowOfMailbox(Mailbox& mailbox) const { return outline_->rowOf(mailbox); }
+
 bool MailApplicationObject::isEnabled(MenuItem& item) { return !terminated_ && isEnabledIn(responders(), item); }
 
 bool MailApplicationObject::choose(MenuItem& item) {
-    if (item.isSeparatorItem()) return false;
+    if (item.isSeparatorItem() || !item.isEnabled().value_or(true)) return false;
     const auto alive = item.shared_from_this();
     return sendAction(item.action(), item.target().get(), &item);
 }

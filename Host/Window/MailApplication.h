@@ -31,6 +31,13 @@ struct Notice {
     std::string text;
 };
 
+// What the list of mailboxes shows beside a mailbox, and whether messages can be dropped on it.
+struct MailboxRow {
+    int badge = 0;      // 0: none
+    std::string image;  // empty: the one of its kind
+    bool takesDrops = false;
+};
+
 class MailApplication : public MailApp {
 public:
     using MailApp::MailApp;
@@ -66,6 +73,7 @@ public:
 
     // In the list of mailboxes: an outbox stands there only while something waits in it, or it is looked at.
     virtual bool listsMailbox(const Mailbox& mailbox) const = 0;
+    virtual MailboxRow rowOfMailbox(Mailbox& mailbox) const = 0;
 
     virtual const std::vector<Notice>& notices() const = 0;
     virtual void dismissNotice(int id) = 0;

@@ -84,6 +84,7 @@ public:
 
     std::shared_ptr<PreferencesWindowObject> preferencesObject() const { return preferences_; }
     std::shared_ptr<MailboxesOutlineObject> outline() const { return outline_; }
+    MailboxRow rowOfMailbox(Mailbox& mailbox) const override;
 
 private:
     ResponderChain responders() const;

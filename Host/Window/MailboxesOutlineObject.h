@@ -1,7 +1,8 @@
-// Which mailboxes the outline lists: all, but an outbox only while there is a reason to look at it. Main thread.
+// The outline of mailboxes. All are listed, but an outbox only while there is a reason to look at it. Main thread.
 #pragma once
 
 #include "Mail/Mailbox.h"
+#include "MailApplication.h"
 #include "Viewer/MailboxesOutline.h"
 
 namespace qs {
@@ -15,6 +16,8 @@ public:
 
     void setShouldShowOutbox(bool flag);
     bool lists(const Mailbox& mailbox, const Mailbox* viewed) const;
+    // What a row shows and takes, as the classes of the outline answer.
+    MailboxRow rowOf(Mailbox& mailbox) const;
     // Something came into an outbox or left one: the wish to see them ends when nothing waits any more.
     void waitingDidChange();
 
@@ -22,6 +25,8 @@ private:
     bool isWaitedIn(const Mailbox& outbox) const;
 
     MailEngine& engine_;
+    const std::shared_ptr<MailboxesOutlineViewController> controller_;
+    const std::shared_ptr<MailboxOutlineItemController> itemController_;
     bool shouldShowOutbox_ = false;
 };
 

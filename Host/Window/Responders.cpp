@@ -38,7 +38,8 @@ bool isValidFor(HostObject& responder, HostObject* sender) {
 }
 
 bool isEnabledIn(const ResponderChain& chain, MenuItem& item) {
-    if (item.isSeparatorItem()) return false;
+    if (item.isSeparatorItem() || item.isHeading() || item.form()) return false;
+    if (item.isEnabled()) return *item.isEnabled();
     const auto responder = responderFor(item.action(), item.target().get(), chain);
     if (!responder) return item.submenu() != nullptr;
     return isValidFor(*responder, &item);

@@ -29,7 +29,10 @@ std::shared_ptr<MenuItem> MenuItem::separatorItem() {
     return item;
 }
 
-void MenuItem::setTitle(std::string title) { change(title_, std::move(title)); }
+void MenuItem::setTitle(std::string title, std::string faintEnd) {
+    change(title_, title + faintEnd);
+    change(faintEnd_, std::move(faintEnd));
+}
 void MenuItem::setAction(std::string action) { change(action_, std::move(action)); }
 void MenuItem::setTarget(std::weak_ptr<HostObject> target) {
     target_ = std::move(target);
@@ -41,6 +44,9 @@ void MenuItem::setKeyEquivalentModifierMask(unsigned mask) { change(modifiers_, 
 void MenuItem::setSubmenu(std::shared_ptr<Menu> submenu) { change(submenu_, std::move(submenu)); }
 void MenuItem::setState(int state) { change(state_, state); }
 void MenuItem::setHidden(bool hidden) { change(hidden_, hidden); }
+void MenuItem::setEnabled(bool enabled) { change(enabled_, std::optional(enabled)); }
+void MenuItem::setHeading(bool heading) { change(heading_, heading); }
+void MenuItem::setForm(std::shared_ptr<FormModel> form) { change(form_, std::move(form)); }
 void MenuItem::setToolTip(std::string toolTip) { change(toolTip_, std::move(toolTip)); }
 void MenuItem::setImageName(std::string name) { change(imageName_, std::move(name)); }
 void MenuItem::setRepresentedObject(std::shared_ptr<HostObject> object) { representedObject_ = std::move(object); }
@@ -84,6 +90,16 @@ void Menu::removeAllItems() {
     if (items_.empty()) return;
     items_.clear();
     noteModelChange();
+}
+
+void Menu::update() {
+    try {
+        if (const auto menuNeedsUpdate = menuNeedsUpdate_) menuNeedsUpdate(*this);
+    } catch (const std::exception&) {
+        logCaughtException("A menu is shown as it was");
+    }
+    for (const auto& item : items_)
+        if (item->submenu()) item->submenu()->update();
 }
 
 }  // namespace qs

@@ -2,7 +2,9 @@
 // selector goes to the item's target, or along the chain of responders (key window's controller, viewer, application).
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +14,7 @@
 namespace qs {
 
 class Menu;
+struct FormModel;
 
 // Modifier masks of key equivalents, as the platform's events have them. Command is the Ctrl key in the page.
 enum KeyModifier : unsigned {
@@ -29,7 +32,10 @@ public:
 
     bool isSeparatorItem() const { return separator_; }
     const std::string& title() const { return title_; }
-    void setTitle(std::string title);
+    void setTitle(std::string title) { setTitle(std::move(title), {}); }
+    // With an end that is drawn fainter, such as a date in brackets: it is the end of title().
+    void setTitle(std::string title, std::string faintEnd);
+    const std::string& faintEnd() const { return faintEnd_; }
     // The selector's name, such as "sendLater:"; empty for an item without action.
     const std::string& action() const { return action_; }
     void setAction(std::string action);
@@ -47,6 +53,15 @@ public:
     void setState(int state);
     bool isHidden() const { return hidden_; }
     void setHidden(bool hidden);
+    // Decided by whoever made the item; unset: by who answers its action, each time that the menu is shown.
+    const std::optional<bool>& isEnabled() const { return enabled_; }
+    void setEnabled(bool enabled);
+    // Stands over what follows and cannot be chosen.
+    bool isHeading() const { return heading_; }
+    void setHeading(bool heading);
+    // What the menu shows in place of the title; null for none. The menu stays open while it is filled in.
+    std::shared_ptr<FormModel> form() const { return form_; }
+    void setForm(std::shared_ptr<FormModel> form);
     const std::string& toolTip() const { return toolTip_; }
     void setToolTip(std::string toolTip);
     const std::string& imageName() const { return imageName_; }
@@ -55,11 +70,13 @@ public:
     void setRepresentedObject(std::shared_ptr<HostObject> object);
 
 private:
-    std::string title_, action_, keyEquivalent_, toolTip_, imageName_;
+    std::string title_, faintEnd_, action_, keyEquivalent_, toolTip_, imageName_;
     std::weak_ptr<HostObject> target_;
     int tag_ = 0, state_ = 0;
     unsigned modifiers_ = kCommandKey;
-    bool separator_ = false, hidden_ = false;
+    bool separator_ = false, hidden_ = false, heading_ = false;
+    std::optional<bool> enabled_;
+    std::shared_ptr<FormModel> form_;
     std::shared_ptr<Menu> submenu_;
     std::shared_ptr<HostObject> representedObject_;
 };
@@ -82,8 +99,16 @@ public:
     void removeItem(const std::shared_ptr<MenuItem>& item);
     void removeAllItems();
 
+    // Brings the menu up to date before it is shown: its delegate's menuNeedsUpdate:.
+    void setUpdateHandler(std::function<void(Menu& menu)> menuNeedsUpdate) {
+        menuNeedsUpdate_ = std::move(menuNeedsUpdate);
+    }
+    // For whoever shows the menu, right before; its submenus too. What a handler throws is logged.
+    void update();
+
 private:
     std::string title_;
+    std::function<void(Menu&)> menuNeedsUpdate_;
     std::vector<std::shared_ptr<MenuItem>> items_;
 };
 

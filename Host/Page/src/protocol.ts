@@ -29,7 +29,13 @@ export interface MenuItemModel {
   toolTip?: string;
   image?: string;
   submenu?: MenuItemModel[];
+  faintEnd?: string; // of the title: its end that is drawn fainter
+  heading?: boolean; // stands over what follows and cannot be chosen
+  form?: FormModel; // in place of the title; what is set in it goes to "menu.set"
 }
+
+/** Where a menu hangs, for "menu.choose" and "menu.set". */
+export type MenuPlace = { menu: 'main' | 'context' } | { menu: 'toolbar'; window: string; identifier: string };
 
 export interface ToolbarItemModel {
   identifier: string;
@@ -37,7 +43,7 @@ export interface ToolbarItemModel {
   toolTip: string;
   image: string;
   enabled: boolean;
-  menu?: MenuItemModel[];
+  hasMenu?: boolean; // which "toolbar.menu" answers
   kind: 'item' | 'space' | 'flexibleSpace';
 }
 
@@ -116,8 +122,9 @@ export interface MailboxModel {
   depth: number;
   unread: number;
   count: number;
-  badge?: string;
-  image?: string;
+  badge: number; // beside its name; 0: none
+  image: string; // empty: the one of its kind
+  takesDrops: boolean; // of messages
 }
 /** How an account stands with its mail server, when there is something to tell. */
 export interface SyncModel {
@@ -302,11 +309,13 @@ export type ServerMessage =
 export interface Calls {
   'app.active': { active: boolean }; // the page got or lost the focus
   'app.dismissNotice': { id: number };
-  'menu.choose': { item: string; menu?: 'main' | 'context' }; // by id; validated again by the host
+  'menu.choose': MenuPlace & { item: string }; // by id; validated again by the host
+  'menu.set': MenuPlace & { item: string; control: string; value: Value }; // replies {items: MenuItemModel[]}
   'menu.validate': Record<string, never>; // before a menu opens: fresh enabled states come as an update
   'context.open': { ids: Id[] }; // replies {items: MenuItemModel[]}
   'person.open': { person: string }; // the menu of somebody, by display form; replies as context.open
-  'toolbar.choose': { window: string; identifier: string; item?: string }; // item: of its menu
+  'toolbar.choose': { window: string; identifier: string };
+  'toolbar.menu': { window: string; identifier: string }; // replies {items: MenuItemModel[]}
   'mailbox.select': { id: string };
   'mailbox.create': { account: string; name: string };
   'account.sync': { account: string };

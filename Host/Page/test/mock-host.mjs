@@ -10,7 +10,7 @@ import { extname, join, resolve } from 'node:path';
 import { fileURLToPath, pathToFileURL } from 'node:url';
 import { generalPane, sendingPane, servicesPane, scheduleSheet, composeRows } from './mock/forms.mjs';
 import { addresses, longBody, makeInbox, makeOutbox, newsBody, taken } from './mock/mail.mjs';
-import { composeToolbar, contextMenu, mainMenu, viewerToolbar } from './mock/menus.mjs';
+import { composeToolbar, contextMenu, mainMenu, toolbarMenu, viewerToolbar } from './mock/menus.mjs';
 import { acceptSocket } from './mock/socket.mjs';
 
 const types = { '.html': 'text/html; charset=utf-8', '.js': 'text/javascript', '.css': 'text/css', '.svg': 'image/svg+xml', '.json': 'application/json', '.map': 'application/json' };
@@ -23,7 +23,8 @@ export async function contentPolicy(hostName) {
 }
 
 function mailbox(id, name, kind, unread, count, depth = 0) {
-  return { id, name, kind, unread, count, depth };
+  const badge = kind === 'drafts' || kind === 'outbox' ? count : unread;
+  return { id, name, kind, unread, count, depth, badge, image: '', takesDrops: kind !== 'outbox' };
 }
 
 function firstModels(inbox) {
@@ -174,6 +175,10 @@ class MockHost {
         return { items: contextMenu };
       case 'addresses.complete':
         return { addresses: addresses.filter((each) => each.toLowerCase().includes(args.prefix.toLowerCase())).slice(0, 8) };
+      case 'toolbar.menu':
+        return { items: toolbarMenu(args.identifier) };
+      case 'menu.set':
+        return { items: toolbarMenu(args.identifier, args.value) };
       case 'toolbar.choose':
         return this.chooseTool(args);
       case 'menu.choose':

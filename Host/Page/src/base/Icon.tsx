@@ -17,19 +17,29 @@ const aliases: Record<string, string> = {
   discard: 'trash',
 };
 
-const fetched = new Map<string, Promise<string>>();
+interface Picture {
+  address: string;
+  isTemplate: boolean; // a shape in one colour, meant to take that of the text
+}
 
-function fetchPicture(name: string): Promise<string> {
-  let address = fetched.get(name);
-  if (!address) {
-    address = request(`/images/${encodeURIComponent(name.replace(/^plugin:/, ''))}`)
-      .then((answer) => answer.blob())
-      .then((blob) => URL.createObjectURL(blob));
+const fetched = new Map<string, Promise<Picture>>();
+
+async function fetchAnew(name: string): Promise<Picture> {
+  const answer = await request(`/images/${encodeURIComponent(name.replace(/^plugin:/, ''))}`);
+  const blob = await answer.blob();
+  const isTemplate = name.endsWith('Template') || (await blob.text()).includes('currentColor');
+  return { address: URL.createObjectURL(blob), isTemplate };
+}
+
+function fetchPicture(name: string): Promise<Picture> {
+  let picture = fetched.get(name);
+  if (!picture) {
+    picture = fetchAnew(name);
     // A picture that is not there is not asked for each time it would be drawn.
-    address.catch(() => window.setTimeout(() => fetched.delete(name), 60_000));
-    fetched.set(name, address);
+    picture.catch(() => window.setTimeout(() => fetched.delete(name), 60_000));
+    fetched.set(name, picture);
   }
-  return address;
+  return picture;
 }
 
 export function isOwnPicture(name: string): boolean {
@@ -63,22 +73,22 @@ interface FetchedProps {
 
 function FetchedIcon(props: FetchedProps) {
   const isData = props.name.startsWith('data:image/');
-  const [address, setAddress] = useState(isData ? props.name : '');
+  const [picture, setPicture] = useState<Picture | null>(isData ? { address: props.name, isTemplate: false } : null);
   const [missing, setMissing] = useState(false);
   useEffect(() => {
     if (isData || !props.name) return undefined;
     let wanted = true;
     fetchPicture(props.name)
-      .then((found) => wanted && setAddress(found))
+      .then((found) => wanted && setPicture(found))
       .catch(() => wanted && setMissing(true));
     return () => {
       wanted = false;
     };
   }, [props.name]);
   if (missing && props.fallback) return <span {...props.meaning}>{props.fallback}</span>;
-  if (!address) return <span class="icon" style={props.style} {...props.meaning} />;
-  // Template pictures are shapes in one colour, meant to take that of the text.
-  if (props.name.endsWith('Template'))
+  if (!picture) return <span class="icon" style={props.style} {...props.meaning} />;
+  const { address } = picture;
+  if (picture.isTemplate)
     return (
       <span
         class="icon template"

@@ -17,7 +17,7 @@ export function listenForKeys(): void {
 
 function modalIsOpen(target: EventTarget | null): boolean {
   if (document.querySelector('[aria-modal="true"][data-blocks="page"]')) return true;
-  return target instanceof Element && target.closest('[aria-modal="true"], [role="menu"], [role="menubar"]') !== null;
+  return target instanceof Element && target.closest('[aria-modal="true"], .menu, [role="menubar"]') !== null;
 }
 
 export function isTextTarget(target: EventTarget | null): boolean {

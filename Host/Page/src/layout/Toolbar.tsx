@@ -1,9 +1,9 @@
 // A window's toolbar, drawn from its model. Popovers point at items by
 // the anchor "toolbar:<window>:<identifier>".
 import { useRef, useState } from 'preact/hooks';
-import { act } from '../actions';
+import { act, call } from '../actions';
 import { Icon } from '../base/Icon';
-import { MenuLayer } from '../menus/MenuLayer';
+import { HostMenu } from '../menus/HostMenu';
 import type { ToolbarItemModel } from '../protocol';
 
 interface ToolbarProps {
@@ -33,7 +33,7 @@ export function Toolbar({ window: owner, label, items, prominent }: ToolbarProps
       {items.map((item, position) => {
         if (item.kind !== 'item') return <span key={`gap-${position}`} class={`toolbar-${item.kind}`} />;
         const at = before;
-        before += item.menu?.length ? 2 : 1;
+        before += item.hasMenu ? 2 : 1;
         return (
           <Item
             key={item.identifier} owner={owner} item={item} prominent={item.image === prominent && prominent !== undefined}
@@ -57,20 +57,19 @@ function Item({ owner, item, prominent, focusable }: ItemProps) {
   const menuButton = useRef<HTMLButtonElement>(null);
   const [open, setOpen] = useState(false);
   const name = item.label || item.toolTip;
-  const choose = (chosen?: string): void => {
-    if (!item.enabled && chosen === undefined) return;
-    act('toolbar.choose', { window: owner, identifier: item.identifier, ...(chosen === undefined ? {} : { item: chosen }) });
+  const choose = (): void => {
+    if (item.enabled) act('toolbar.choose', { window: owner, identifier: item.identifier });
   };
   return (
     <span class="tool-group" data-anchor={`toolbar:${owner}:${item.identifier}`}>
       <button
         type="button" class={`tool${prominent ? ' prominent' : ''}`} title={item.toolTip || item.label} aria-label={name}
-        aria-disabled={!item.enabled} tabIndex={focusable ? 0 : -1} onClick={() => choose()}
+        aria-disabled={!item.enabled} tabIndex={focusable ? 0 : -1} onClick={choose}
       >
         {item.image ? <Icon name={item.image} fallback={prominent ? '' : item.label} /> : item.label}
         {prominent && item.image && <span class="tool-label">{item.label}</span>}
       </button>
-      {item.menu && item.menu.length > 0 && (
+      {item.hasMenu && (
         <button
           ref={menuButton} type="button" class="tool tool-menu" title={`${name}: more`} aria-label={`${name}, menu`}
           aria-haspopup="menu" aria-expanded={open} tabIndex={-1} onClick={() => setOpen(true)}
@@ -83,14 +82,12 @@ function Item({ owner, item, prominent, focusable }: ItemProps) {
           <Icon name="down" size={10} />
         </button>
       )}
-      {open && item.menu && menuButton.current && (
-        <MenuLayer
-          items={item.menu} label={name} anchor={menuButton.current.parentElement!.getBoundingClientRect()} focusFirst
+      {open && menuButton.current && (
+        <HostMenu
+          place={{ menu: 'toolbar', window: owner, identifier: item.identifier }}
+          ask={() => call('toolbar.menu', { window: owner, identifier: item.identifier })}
+          label={name} anchor={menuButton.current.parentElement!.getBoundingClientRect()}
           onClose={() => setOpen(false)}
-          onChoose={(chosen) => {
-            setOpen(false);
-            choose(chosen.id);
-          }}
         />
       )}
     </span>

@@ -15,15 +15,11 @@ const pictures: Record<MailboxModel['kind'], string> = {
   inbox: 'inbox', drafts: 'drafts', outbox: 'outbox', sent: 'sent', archive: 'archive', junk: 'junk', trash: 'trash',
   user: 'folder',
 };
-// In these the number of messages says more than how many are unread.
-const countsAll = new Set<MailboxModel['kind']>(['drafts', 'outbox']);
-
 export function MailboxRow({ mailbox, current, focusable, onChoose }: Props) {
   const [over, setOver] = useState(false);
-  const number = countsAll.has(mailbox.kind) ? mailbox.count : mailbox.unread;
-  const badge = mailbox.badge || (number > 0 ? String(number) : '');
-  const meaning = mailbox.badge ?? (countsAll.has(mailbox.kind) ? `${number} messages` : `${number} unread`);
-  const accepts = (event: DragEvent): boolean => event.dataTransfer?.types.includes(messagesType) ?? false;
+  const badge = mailbox.badge > 0 ? String(mailbox.badge) : '';
+  const meaning = mailbox.badge === mailbox.unread ? `${badge} unread` : `${badge} messages`;
+  const accepts = (event: DragEvent): boolean => mailbox.takesDrops && (event.dataTransfer?.types.includes(messagesType) ?? false);
   return (
     <div
       class={`mailbox${current ? ' current' : ''}${over ? ' over' : ''}`} role="treeitem" aria-level={1 + mailbox.depth}
@@ -39,7 +35,7 @@ export function MailboxRow({ mailbox, current, focusable, onChoose }: Props) {
       onDragLeave={() => setOver(false)}
       onDrop={(event) => {
         setOver(false);
-        const dragged = event.dataTransfer?.getData(messagesType);
+        const dragged = accepts(event) && event.dataTransfer?.getData(messagesType);
         if (!dragged) return;
         event.preventDefault();
         act('message.move', { ids: JSON.parse(dragged) as Id[], mailbox: mailbox.id });

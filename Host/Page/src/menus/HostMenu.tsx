@@ -1,26 +1,29 @@
 // A menu that the host makes afresh each time it is asked for; what its items do is not known here.
 import { useEffect, useState } from 'preact/hooks';
-import { act, complain } from '../actions';
-import type { MenuItemModel, Value } from '../protocol';
+import { act, call, complain } from '../actions';
+import type { Box } from '../base/place';
+import type { MenuItemModel, MenuPlace, Value } from '../protocol';
 import { MenuLayer } from './MenuLayer';
 
 interface Props {
   ask(): Promise<Value>; // answers {items: MenuItemModel[]}
+  place: MenuPlace;
   label: string;
-  x: number;
-  y: number;
+  anchor: Box;
   onClose(): void;
 }
 
-export function HostMenu({ ask, label, x, y, onClose }: Props) {
+const itemsOf = (answer: Value): MenuItemModel[] => (answer as unknown as { items: MenuItemModel[] } | null)?.items ?? [];
+
+/** Where the pointer is. */
+export const pointAt = (x: number, y: number): Box => ({ left: x, top: y, width: 0, height: 0 });
+
+export function HostMenu({ ask, place, label, anchor, onClose }: Props) {
   const [items, setItems] = useState<MenuItemModel[] | null>(null);
   useEffect(() => {
     let wanted = true;
     ask()
-      .then((answer) => {
-        const menu = (answer as unknown as { items: MenuItemModel[] } | null)?.items ?? [];
-        if (wanted) setItems(menu);
-      })
+      .then((answer) => wanted && setItems(itemsOf(answer)))
       .catch((error: unknown) => {
         complain(error);
         onClose();
@@ -32,10 +35,13 @@ export function HostMenu({ ask, label, x, y, onClose }: Props) {
   if (!items) return null;
   return (
     <MenuLayer
-      items={items} label={label} focusFirst anchor={{ left: x, top: y, width: 0, height: 0 }} onClose={onClose}
+      items={items} label={label} focusFirst anchor={anchor} onClose={onClose}
+      onSet={(item, control, value) => {
+        call('menu.set', { ...place, item: item.id, control, value }).then((answer) => setItems(itemsOf(answer)), complain);
+      }}
       onChoose={(item) => {
         onClose();
-        act('menu.choose', { item: item.id, menu: 'context' });
+        act('menu.choose', { ...place, item: item.id });
       }}
     />
   );

@@ -7,7 +7,8 @@ import { Icon } from '../base/Icon';
 import { type Box, placeMenu } from '../base/place';
 import { ariaShortcut, describe } from '../keys/shortcuts';
 import { isMac } from '../keys/platform';
-import type { MenuItemModel } from '../protocol';
+import { Form } from '../forms/Form';
+import type { MenuItemModel, Value } from '../protocol';
 import { first, last, step, tidy, typeAhead } from './menuModel';
 
 export interface MenuListProps {
@@ -17,6 +18,7 @@ export interface MenuListProps {
   beside?: boolean; // a submenu stands beside its parent
   focusFirst?: boolean;
   onChoose(item: MenuItemModel): void;
+  onSet?(item: MenuItemModel, control: string, value: Value): void; // in an item's form
   onClose(reason: 'escape' | 'left' | 'outside'): void;
   onSideways?(direction: 1 | -1): void;
 }
@@ -37,13 +39,14 @@ export function MenuList(props: MenuListProps) {
   useLayoutEffect(() => {
     if (open >= 0) return; // the submenu has the focus
     const element = active >= 0 ? rowAt(menu.current, active) : menu.current;
-    element?.focus();
+    const field = items[active]?.form && element?.querySelector<HTMLElement>(focusable);
+    (field || element)?.focus();
   }, [active, open]);
   useEffect(() => () => window.clearTimeout(opening.current), []);
 
   const choose = (index: number): void => {
     const item = items[index];
-    if (!item || item.separator || item.enabled === false) return;
+    if (!item || item.separator || item.form || item.enabled === false) return;
     if (item.submenu) setOpen(index);
     else props.onChoose(item);
   };
@@ -51,6 +54,7 @@ export function MenuList(props: MenuListProps) {
   const onKeyDown = (event: KeyboardEvent): void => {
     const item = items[active];
     const key = event.key;
+    if (item?.form && key !== 'Escape') return onKeyInForm(event);
     if (key === 'ArrowDown') setActive(step(items, active, 1));
     else if (key === 'ArrowUp') setActive(step(items, active, -1));
     else if (key === 'Home' || key === 'PageUp') setActive(first(items));
@@ -74,6 +78,17 @@ export function MenuList(props: MenuListProps) {
     event.stopPropagation();
   };
 
+  // Its fields have the keys. Tab leads through them, and from the last one on to the next item.
+  const onKeyInForm = (event: KeyboardEvent): void => {
+    event.stopPropagation();
+    if (event.key !== 'Tab') return;
+    const fields = [...(rowAt(menu.current, active)?.querySelectorAll<HTMLElement>(focusable) ?? [])];
+    const next = fields[fields.indexOf(document.activeElement as HTMLElement) + (event.shiftKey ? -1 : 1)];
+    if (next) next.focus();
+    else setActive(step(items, active, event.shiftKey ? -1 : 1));
+    event.preventDefault();
+  };
+
   // The pointer often crosses other items on its way to a submenu, so opening and closing wait for it to rest.
   const onEnter = (index: number): void => {
     setActive(index);
@@ -84,20 +99,31 @@ export function MenuList(props: MenuListProps) {
     }, 160);
   };
 
+  // To assistive technology a menu holds nothing but menu items.
+  const isPanel = items.some((item) => item.form);
   const inner = open >= 0 ? items[open] : undefined;
   const innerRow = rowAt(menu.current, open);
   return (
     <>
       <div
-        ref={menu} class="menu" role="menu" aria-label={props.label} tabIndex={-1} style={place} onKeyDown={onKeyDown}
+        ref={menu} class="menu" role={isPanel ? 'dialog' : 'menu'} aria-label={props.label} tabIndex={-1} style={place} onKeyDown={onKeyDown}
         onContextMenu={(event) => event.preventDefault()}
       >
         {items.map((item, index) =>
           item.separator ? (
             <div key={`line-${index}`} class="menu-line" role="separator" />
+          ) : item.heading ? (
+            <div key={item.id} class="menu-heading" role="presentation">{item.title}</div>
+          ) : item.form ? (
+            <div key={item.id} class="menu-form" role="none" onPointerDown={() => setActive(index)}>
+              <Form
+                form={item.form} anchors={`menu:${item.form.identifier}`} onButton={() => undefined}
+                onChange={(control, value) => props.onSet?.(item, control, value)}
+              />
+            </div>
           ) : (
             <Row
-              key={item.id} item={item} active={active === index} open={open === index}
+              key={item.id} item={item} isButton={isPanel} active={active === index} open={open === index}
               onEnter={() => onEnter(index)} onChoose={() => choose(index)}
             />
           ),
@@ -107,13 +133,15 @@ export function MenuList(props: MenuListProps) {
       {inner?.submenu && innerRow && (
         <MenuList
           key={inner.id} items={inner.submenu} label={inner.title} anchor={innerRow.getBoundingClientRect()} beside focusFirst
-          onChoose={props.onChoose} onSideways={props.onSideways}
+          onChoose={props.onChoose} onSet={props.onSet} onSideways={props.onSideways}
           onClose={(reason) => (reason === 'left' || reason === 'escape' ? setOpen(-1) : props.onClose(reason))}
         />
       )}
     </>
   );
 }
+
+const focusable = 'input:not(:disabled), select:not(:disabled), button:not(:disabled), textarea:not(:disabled)';
 
 function rowAt(menu: HTMLElement | null, index: number): HTMLElement | null {
   const row = index >= 0 ? menu?.children[index] : null;
@@ -122,25 +150,31 @@ function rowAt(menu: HTMLElement | null, index: number): HTMLElement | null {
 
 interface RowProps {
   item: MenuItemModel;
+  isButton: boolean;
   active: boolean;
   open: boolean;
   onEnter(): void;
   onChoose(): void;
 }
 
-function Row({ item, active, open, onEnter, onChoose }: RowProps) {
+function Row({ item, isButton, active, open, onEnter, onChoose }: RowProps) {
   const tickable = item.state !== undefined;
+  const role = isButton ? 'button' : tickable ? 'menuitemcheckbox' : 'menuitem';
   return (
     <div
-      class={`menu-item${active ? ' active' : ''}`} role={tickable ? 'menuitemcheckbox' : 'menuitem'}
-      aria-checked={tickable ? item.state === 1 : undefined} aria-disabled={item.enabled === false}
+      class={`menu-item${active ? ' active' : ''}`} role={role}
+      aria-checked={tickable && !isButton ? item.state === 1 : undefined}
+      aria-pressed={tickable && isButton ? item.state === 1 : undefined} aria-disabled={item.enabled === false}
       aria-haspopup={item.submenu ? 'menu' : undefined} aria-expanded={item.submenu ? open : undefined}
       aria-keyshortcuts={ariaShortcut(item.key, item.modifiers ?? [], isMac)} tabIndex={-1} title={item.toolTip}
       onPointerEnter={onEnter} onClick={onChoose}
     >
       <span class="menu-tick">{item.state === 1 && <Icon name="tick" />}</span>
       {item.image && <Icon name={item.image} />}
-      <span class="menu-title">{item.title}</span>
+      <span class="menu-title">
+        {item.faintEnd ? item.title.slice(0, -item.faintEnd.length) : item.title}
+        {item.faintEnd && <span class="menu-faint">{item.faintEnd}</span>}
+      </span>
       <span class="menu-key" aria-hidden="true">{describe(item.key, item.modifiers ?? [], isMac)}</span>
       <span class="menu-more">{item.submenu && <Icon name="chevron" />}</span>
     </div>

@@ -3,7 +3,7 @@ import type { MenuItemModel } from '../protocol';
 
 export function canFocus(item: MenuItemModel): boolean {
   // Disabled items take the focus too, so that a screen reader can say that they exist.
-  return !item.separator;
+  return !item.separator && !item.heading;
 }
 
 /** The next item from `from` in that direction, round the end; -1 starts before the first. */

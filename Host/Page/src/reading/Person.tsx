@@ -2,7 +2,7 @@
 import { useState } from 'preact/hooks';
 import type { ComponentChildren } from 'preact';
 import { call } from '../actions';
-import { HostMenu } from '../menus/HostMenu';
+import { HostMenu, pointAt } from '../menus/HostMenu';
 
 interface Props {
   person: string; // display form
@@ -27,7 +27,8 @@ export function Person({ person, title, strong, children }: Props) {
       </button>
       {place && (
         <HostMenu
-          ask={() => call('person.open', { person })} label={title} x={place.x} y={place.y} onClose={() => setPlace(null)}
+          ask={() => call('person.open', { person })} place={{ menu: 'context' }} label={title}
+          anchor={pointAt(place.x, place.y)} onClose={() => setPlace(null)}
         />
       )}
     </>

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { becomes, callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
+import { axeFaults, becomes, callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
 
 before(startBrowser);
 after(stopBrowser);
@@ -280,4 +280,26 @@ test('a hint is reached and dismissed by keys', async (t) => {
   await page.waitForSelector('.popover', { state: 'detached' });
   assert.deepEqual(callsOf(host, 'popover.close'), [{ identifier: 'Later' }, { identifier: 'Later' }]);
   assert.equal(await page.evaluate(() => document.activeElement.className), 'list-scroller');
+});
+
+test('a menu is made afresh when it opens, and holds a date that is set while it stays open', async (t) => {
+  const { page, host } = await open(t);
+  await page.click('[data-anchor="toolbar:viewer:Snooze"] .tool-menu');
+  const menu = page.getByRole('dialog', { name: 'Snooze' });
+  await menu.getByText('Snooze until').waitFor();
+  assert.deepEqual(await axeFaults(page), []);
+  await menu.locator('.menu-item', { hasText: '+1 month' }).locator('.menu-faint').getByText('(22/12/2026, 09:00)').waitFor();
+  for (let step = 0; step < 3; ++step) await page.keyboard.press('ArrowDown'); // past the separator
+  const field = menu.getByLabel('Custom Date');
+  await becomes(() => field.evaluate((each) => each === document.activeElement), true, 'the field has the keys');
+  await field.fill('2026-11-30T08:15');
+  await until(() => callsOf(host, 'menu.set').length, 'the date');
+  const [{ value, ...place }] = callsOf(host, 'menu.set');
+  assert.deepEqual(place, { menu: 'toolbar', window: 'viewer', identifier: 'Snooze', item: '5', control: 'date' });
+  assert.equal(new Date(value.$date * 1000).getMinutes(), 15);
+  await page.keyboard.press('Tab');
+  await page.keyboard.press('Enter');
+  await until(() => callsOf(host, 'menu.choose').length, 'the choice');
+  assert.deepEqual(callsOf(host, 'menu.choose'), [{ menu: 'toolbar', window: 'viewer', identifier: 'Snooze', item: '6' }]);
+  await menu.waitFor({ state: 'detached' });
 });

@@ -11,7 +11,15 @@ function numbered(items, prefix = '') {
 }
 
 const flags = ['Red', 'Orange', 'Yellow', 'Green', 'Blue', 'Purple', 'Grey'].map((name, index) => item(name, '', [], { state: index === 0 ? 1 : 0 }));
-const snooze = ['Later today', 'Tomorrow', 'This weekend', 'Next week'].map((name) => item(name));
+const dated = (title, date) => item(`${title} (${date})`, '', [], { faintEnd: ` (${date})` });
+const picker = {
+  identifier: 'CustomDate', title: '', buttons: [],
+  groups: [{ title: '', controls: [{ id: 'date', kind: 'dateTime', label: 'Custom Date', enabled: true, value: { $date: 1795500000 } }] }],
+};
+const snooze = [
+  item('Snooze until', '', [], { heading: true }), dated('+1 hour', 'Today, 11:00'), dated('Tomorrow morning', 'Tomorrow, 09:00'),
+  dated('+1 month', '22/12/2026, 09:00'), line, item('Custom Date', '', [], { form: picker }), dated('Use custom date', '24/11/2026, 03:20'),
+];
 
 export const mainMenu = numbered([
   item('Mail', '', [], { submenu: [item('About this program'), line, item('Preferences…', ',', ['command']), line, item('Quit', 'q', both)] }),
@@ -41,12 +49,18 @@ const flexible = { ...space, kind: 'flexibleSpace', identifier: 'NSToolbarFlexib
 
 export const viewerToolbar = [
   tool('showComposeWindow:', 'New', 'compose'), tool('replyMessage:', 'Reply', 'reply'), tool('replyAllMessage:', 'Reply All', 'replyAll'),
-  tool('forwardMessage:', 'Forward', 'forward'), space, tool('Snooze', 'Snooze', 'plugin:TB_Snooze1', { menu: numbered(snooze), toolTip: 'Snooze message.' }),
+  tool('forwardMessage:', 'Forward', 'forward'), space, tool('Snooze', 'Snooze', 'plugin:TB_Snooze1', { hasMenu: true, toolTip: 'Snooze message.' }),
   tool('archiveMessages:', 'Archive', 'archive'), tool('junkMessages:', 'Junk', 'junk', { enabled: false }), tool('deleteMessages:', 'Trash', 'trash'),
-  tool('FlaggedStatus', 'Flag', 'flag', { menu: numbered(flags) }), flexible, tool('checkNewMail:', 'Get Mail', 'getMail'),
+  tool('FlaggedStatus', 'Flag', 'flag', { hasMenu: true }), flexible, tool('checkNewMail:', 'Get Mail', 'getMail'),
 ];
 
 export const composeToolbar = [
   tool('send:', 'Send', 'send'), tool('SendLater', 'Schedule', 'plugin:TB_SendLaterTemplate', { toolTip: 'Schedule this email to be sent later.' }),
   space, tool('insertFile:', 'Attach', 'attach'), tool('orderFrontCharacterPalette:', 'Symbols', 'emoji'),
 ];
+
+const toolbarMenus = { Snooze: numbered(snooze), FlaggedStatus: numbered(flags) };
+
+/** A toolbar item's menu; what was set in a form is seen in it. */
+export const toolbarMenu = (identifier, date) => toolbarMenus[identifier].map((each) =>
+  each.form && date ? { ...each, form: { ...picker, groups: [{ title: '', controls: [{ ...picker.groups[0].controls[0], value: date }] }] } } : each);
