@@ -35,6 +35,9 @@ inline constexpr std::string_view MailLibraryDidChangeNotification = "MailLibrar
 // object: the library store; user info: "messages" (array of ids), "duringOpen".
 inline constexpr std::string_view MailLibraryMessagesWereAddedNotification = "MailLibraryMessagesWereAdded";
 
+// Posted by an account that is to be brought into step with its server soon. Object: the account.
+inline constexpr std::string_view MailAccountWantsCleanupNotification = "MailAccountWantsCleanup";
+
 // Errors of the library itself. Those of the disk come as they are, in the file system's domain.
 inline constexpr std::string_view kMailLibraryErrorDomain = "MailLibrary";
 enum MailLibraryErrorCode {

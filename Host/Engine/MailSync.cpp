@@ -15,6 +15,7 @@
 #include "Imap/MailboxNames.h"
 #include "Imap/MirrorState.h"
 #include "Library/LibraryObjects.h"
+#include "Mail/MailAccount.h"
 #include "MailLibrary.h"
 
 namespace qs {
@@ -78,6 +79,10 @@ public:
         library_.setRemovalWitness(removals_);
         bookWatch_ = NotificationCenter::defaultCenter().addObserver(std::string(MailAccountsDidChangeNotification),
                                                                      [this](const auto&) { accountsDidChange(); });
+        cleanupWatch_ = NotificationCenter::defaultCenter().addObserver(
+            std::string(MailAccountWantsCleanupNotification), [this](const Notification& note) {
+                if (const auto* account = dynamic_cast<MailAccount*>(note.object)) syncNow(account->identifier());
+            });
         accountsDidChange();
     }
 
@@ -94,6 +99,7 @@ public:
         isStarted_ = false;
         libraryWatch_.reset();
         bookWatch_.reset();
+        cleanupWatch_.reset();
         for (const auto& [account, entry] : accounts())
             entry.sync->stop();
         const std::lock_guard hold(lock_);
@@ -239,7 +245,7 @@ private:
     FileSystem& files_;
     const std::shared_ptr<Removals> removals_;
     bool isStarted_ = false;
-    ObservationRef libraryWatch_, bookWatch_;
+    ObservationRef libraryWatch_, bookWatch_, cleanupWatch_;
     mutable std::mutex lock_;
     std::map<std::string, Entry> accounts_;
     std::vector<std::string> notices_;

@@ -19,6 +19,7 @@
 #include "RequestGuard.h"
 #include "ResourceProxy.h"
 #include "Sessions.h"
+#include "UserNotifications.h"
 
 namespace qs {
 
@@ -50,11 +51,12 @@ public:
         application.setPageRequestHandler([this](std::string_view what, std::string_view window) {
             tellAll(json::serialize(json::object{{"type", what}, {"window", window}}));
         });
-        newMail_ = NotificationCenter::defaultCenter().addObserver(
-            std::string(MailLibraryMessagesWereAddedNotification), [this](const Notification& added) {
-                if (auto notice = newMailNotice(application_->engine().library(), added); !notice.empty())
-                    tellAll(notice);
-            });
+        for (const auto name : {MailLibraryMessagesWereAddedNotification, UserNotificationWasPostedNotification})
+            newMail_.push_back(
+                NotificationCenter::defaultCenter().addObserver(std::string(name), [this](const Notification& added) {
+                    if (auto notice = newMailNotice(application_->engine().library(), added); !notice.empty())
+                        tellAll(notice);
+                }));
         http_->start({
             .refuse = [this](const HttpServerRequest& head) { return refuse(head); },
             .bodyLimit =
@@ -148,7 +150,7 @@ private:
     PageSections sections_;
     std::vector<std::shared_ptr<PageConnection>> pages_;
     ResourceProxy proxy_;
-    ObservationRef newMail_;
+    std::vector<ObservationRef> newMail_;
     std::unique_ptr<HttpServer> http_;  // goes first: nothing calls back afterwards
 };
 

@@ -7,6 +7,7 @@
 #include "Mail/Mailbox.h"
 #include "MailLibrary.h"
 #include "Mime/Addresses.h"
+#include "UserNotifications.h"
 
 namespace qs {
 
@@ -30,11 +31,12 @@ std::string senderOf(const MessageSummary& summary) {
 
 std::string newMailNotice(MailLibrary& library, const Notification& added) {
     if (!notifiesOfNewMail() || added.userInfo["duringOpen"].boolValue()) return {};
+    const bool isAsked = added.name == UserNotificationWasPostedNotification;
     int count = 0;
     std::optional<MessageSummary> newest;
     for (const Value& id : added.userInfo["messages"].array()) {
         auto summary = library.summary(id.integerValue());
-        if (!summary || !isNews(library, *summary)) continue;
+        if (!summary || (!isAsked && !isNews(library, *summary))) continue;
         ++count;
         if (!newest || newest->received < summary->received) newest = std::move(summary);
     }

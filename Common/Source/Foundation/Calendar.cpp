@@ -40,6 +40,14 @@ Date dateByAdding(const CalendarDifference& difference, Date to, const std::stri
     return {calendar.getTime(status) / 1000 + fraction};
 }
 
+Date dateByRollingMonths(int months, Date date, const std::string& timeZone) {
+    icu::GregorianCalendar calendar = calendarAt(date, timeZone);
+    UErrorCode status = U_ZERO_ERROR;
+    calendar.roll(UCAL_MONTH, months, status);
+    const double fraction = date.secondsSince1970 - std::floor(date.secondsSince1970);
+    return {calendar.getTime(status) / 1000 + fraction};
+}
+
 Date dateBySettingTimeOfDay(int hour, int minute, int second, Date ofDate, const std::string& timeZone) {
     icu::GregorianCalendar calendar = calendarAt(ofDate, timeZone);
     calendar.setSkippedWallTimeOption(UCAL_WALLTIME_NEXT_VALID);

@@ -27,6 +27,10 @@ struct CalendarDifference {
 // exists), then hours, minutes and seconds, which count the time that really passes. Fractions of a second stay.
 Date dateByAdding(const CalendarDifference& difference, Date to, const std::string& timeZone = {});
 
+// The same day and time of day so many months on, within the same year: after December comes its January. A day that
+// the month lacks becomes its last.
+Date dateByRollingMonths(int months, Date date, const std::string& timeZone = {});
+
 // That time on the date's day; one that the change of the clocks leaves out becomes the next that exists, of one that
 // comes twice it is the first.
 Date dateBySettingTimeOfDay(int hour, int minute, int second, Date ofDate, const std::string& timeZone = {});

@@ -26,13 +26,27 @@ void Announcer::mailboxChanged(const std::string& identifier) {
     schedule();
 }
 
-void Announcer::messageArrived(std::int64_t id, bool duringOpen) {
+void Announcer::messageArrived(std::int64_t id, bool duringOpen, std::shared_ptr<Message> left) {
     const std::lock_guard hold(lock_);
     const bool fits =
         !arrivals_.empty() && arrivals_.back().duringOpen == duringOpen && arrivals_.back().ids.size() < kMostAtOnce;
-    if (!fits) arrivals_.push_back({{}, duringOpen});
+    if (!fits) arrivals_.push_back({{}, duringOpen, {}});
     arrivals_.back().ids.push_back(id);
+    if (left) arrivals_.back().left.push_back(std::move(left));
     schedule();
+}
+
+std::vector<std::shared_ptr<Message>> Announcer::leaving(std::string_view messageID) {
+    std::vector<std::shared_ptr<Message>> found;
+    const std::lock_guard hold(lock_);
+    const auto look = [&](const Arrivals& arrivals) {
+        for (const auto& message : arrivals.left)
+            if (message->messageID() == messageID) found.push_back(message);
+    };
+    look(told_);
+    for (const Arrivals& arrivals : arrivals_)
+        look(arrivals);
+    return found;
 }
 
 void Announcer::stop() {
@@ -52,20 +66,28 @@ void Announcer::schedule() {
 
 void Announcer::tell() {
     std::set<std::string> changed;
-    Arrivals arrivals;
+    std::vector<std::int64_t> ids;
+    bool duringOpen = false;
     {
         const std::lock_guard hold(lock_);
         isScheduled_ = false;
         if (isStopped_) return;
         changed.swap(changed_);
         if (!arrivals_.empty()) {
-            arrivals = std::move(arrivals_.front());
+            told_ = std::move(arrivals_.front());
             arrivals_.erase(arrivals_.begin());
+            ids = told_.ids;
+            duringOpen = told_.duringOpen;
         }
         if (!arrivals_.empty()) schedule();
     }
     // First those who act on new mail, so that the lists are then drawn with what they made of it.
-    if (!arrivals.ids.empty()) tellArrivals(arrivals);
+    if (!ids.empty()) tellArrivals(ids, duringOpen);
+    Arrivals told;
+    {
+        const std::lock_guard hold(lock_);
+        std::swap(told, told_);
+    }
     if (changed.empty()) return;
     Array identifiers;
     for (const std::string& identifier : changed)
@@ -74,16 +96,16 @@ void Announcer::tell() {
                                              Dictionary{{"mailboxes", std::move(identifiers)}});
 }
 
-void Announcer::tellArrivals(const Arrivals& arrivals) {
+void Announcer::tellArrivals(const std::vector<std::int64_t>& ids, bool duringOpen) {
     MessageList added;
-    for (const std::int64_t id : arrivals.ids)
+    for (const std::int64_t id : ids)
         if (auto message = messageFor_(id)) added.push_back(std::move(message));
     if (added.empty()) return;
     try {
         if (osMinor() == 10)
-            library_store::messagesWereAddedConversations(store_, added, {}, arrivals.duringOpen, 0);
+            library_store::messagesWereAddedConversations(store_, added, {}, duringOpen, 0);
         else
-            library_store::messagesWereAdded(store_, added, {}, arrivals.duringOpen, 0);
+            library_store::messagesWereAdded(store_, added, {}, duringOpen, 0);
     } catch (const std::exception& exception) {
         logError("telling of new messages: " + std::string(exception.what()));
     }

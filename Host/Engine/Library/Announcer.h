@@ -21,7 +21,10 @@ public:
     Announcer(std::shared_ptr<LibraryStore> store, std::function<std::shared_ptr<Message>(std::int64_t id)> messageFor);
 
     void mailboxChanged(const std::string& identifier);
-    void messageArrived(std::int64_t id, bool duringOpen);
+    // `left`: the message as it was in the mailbox from which it moved here.
+    void messageArrived(std::int64_t id, bool duringOpen, std::shared_ptr<Message> left = nullptr);
+    // What has moved away with an arrival that not everybody has been told of yet, by Message-Id.
+    std::vector<std::shared_ptr<Message>> leaving(std::string_view messageID);
     // Nothing is told any more; `messageFor` is not called after this returns. Main thread.
     void stop();
 
@@ -29,17 +32,19 @@ private:
     struct Arrivals {
         std::vector<std::int64_t> ids;
         bool duringOpen = false;
+        std::vector<std::shared_ptr<Message>> left;
     };
 
     void schedule();  // under the lock
     void tell();
-    void tellArrivals(const Arrivals& arrivals);
+    void tellArrivals(const std::vector<std::int64_t>& ids, bool duringOpen);
 
     const std::shared_ptr<LibraryStore> store_;
     std::function<std::shared_ptr<Message>(std::int64_t)> messageFor_;
     std::mutex lock_;
     std::set<std::string> changed_;
     std::vector<Arrivals> arrivals_;  // in order, those of one kind together, none too long
+    Arrivals told_;                   // those that are being told
     bool isScheduled_ = false, isStopped_ = false;
 };
 

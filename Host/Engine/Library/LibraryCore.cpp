@@ -142,8 +142,11 @@ MessageList LibraryCore::messagesMatchingCriterion(const MessageCriterion& crite
 }
 
 MessageList LibraryCore::messagesWithMessageIDHeader(std::string_view messageID) {
-    return messagesMatchingCriterion(
+    MessageList found = messagesMatchingCriterion(
         MessageCriterion::with(MessageCriterion::Kind::MessageIDIs, std::string(messageID)), 0, kSearchIndexOnly);
+    for (MessageRef& left : announcer_->leaving(messageID))
+        found.push_back(std::move(left));
+    return found;
 }
 
 SearchQuery LibraryCore::searchQuery(std::string_view typed) {

@@ -33,6 +33,7 @@ public:
 
     // Library
     MessageList messagesMatchingCriterion(const MessageCriterion& criterion, unsigned options, int searchType) override;
+    MessageRef messageWithLibraryID(std::int64_t libraryID) override { return messageWithID(libraryID); }
     MessageList messagesWithMessageIDHeader(std::string_view messageID) override;
 
     // MailLibrary

@@ -99,7 +99,10 @@ Result<void> LibraryCore::move(const std::vector<std::int64_t>& ids, Mailbox& to
     if (!target) return failure(notThere("The mailbox is not there any more."));
     const std::int64_t number = target->indexed().number;
     Work work;
-    std::vector<std::int64_t> arrived;
+    std::map<std::int64_t, MessageRef> before;  // objects of the messages as they lie here
+    for (const std::int64_t id : ids)
+        before[id] = messageWithID(id);
+    std::vector<std::pair<std::int64_t, MessageRef>> arrived;
     std::vector<Error> errors;
     Result<void> synced;
     try {
@@ -112,7 +115,7 @@ Result<void> LibraryCore::move(const std::vector<std::int64_t>& ids, Mailbox& to
             if (row && !moved && moved.error().code == ENOENT && (row = foundAgain(*index, *row)))
                 moved = moveOne(*index, *row, *target, work);
             if (moved)
-                arrived.push_back(*moved);
+                arrived.emplace_back(*moved, before[id]);
             else
                 errors.push_back(moved.error());
         }
@@ -131,8 +134,10 @@ Result<void> LibraryCore::move(const std::vector<std::int64_t>& ids, Mailbox& to
         return indexFailure(failure);
     }
     announce(work);
-    for (const std::int64_t id : arrived)
-        announcer_->messageArrived(id, false);
+    for (auto& [id, left] : arrived) {
+        if (const auto object = std::dynamic_pointer_cast<LibraryMessage>(left)) object->setFileOutside(file(id));
+        announcer_->messageArrived(id, false, std::move(left));
+    }
     if (!errors.empty()) return failure(someStayed(errors.size(), ids.size(), errors.front()));
     return synced;
 }

@@ -38,6 +38,26 @@ void announceNewMail(HostObject& store, const MessageList& added, bool duringOpe
         Dictionary{{"messages", std::move(ids)}, {"duringOpen", Value(duringOpen)}});
 }
 
+std::shared_ptr<Mailbox> mailboxIdentified(const std::string& identifier) {
+    for (const auto& account : MailAccount::mailAccounts())
+        for (auto& mailbox : account->mailboxes())
+            if (mailbox->identifier() == identifier) return mailbox;
+    return nullptr;
+}
+
+void defineMailboxClass(ClassRegistry& registry) {
+    Class& cls = registry.define("MFMailbox");
+    const auto identifier = [](HostObject& self) { return static_cast<Mailbox&>(self).identifier(); };
+    const auto find = [](Class&, const std::string& wanted) { return mailboxIdentified(wanted); };
+    if (osMinor() >= 12) {
+        cls.add(mailbox::persistentID, identifier);
+        cls.addClassMethod(mailbox::mailboxWithPersistentID, find);
+    } else {
+        cls.add(mailbox::persistentIdentifier, identifier);
+        cls.addClassMethod(mailbox::mailboxWithPersistentIdentifier, find);
+    }
+}
+
 IndexedMailbox indexedFor(const std::string& account, const std::string& folder, MailboxKind kind) {
     const std::string identifier = mailboxIdentifier(account, folder);
     const bool isOurs = kind == MailboxKind::Drafts || kind == MailboxKind::Outbox;
@@ -55,8 +75,9 @@ bool hasWholeHeaders(std::string_view content) {
 }  // namespace
 
 void defineLibraryClasses(ClassRegistry& registry) {
-    for (const char* name : {"MCMessage", "MFMailbox", "MFMailAccount", "MFLibrary"})
+    for (const char* name : {"MCMessage", "MFMailAccount", "MFLibrary"})
         registry.define(name);
+    defineMailboxClass(registry);
     Class& store = registry.define("MFLibraryStore");
     const auto own = [](HostObject& self, const MessageList& added, const MessageList&, bool duringOpen, unsigned) {
         announceNewMail(self, added, duringOpen);
@@ -133,6 +154,21 @@ std::shared_ptr<Mailbox> LibraryAccount::mailboxOfKind(int kind, bool createIfNe
     return special(static_cast<MailboxKind>(kind), createIfNeeded);
 }
 
+std::shared_ptr<Mailbox> LibraryAccount::mailboxForRelativePath(std::string_view path, bool, bool create) {
+    for (auto& mailbox : mailboxes())
+        if (mailbox->displayName() == path) return std::move(mailbox);
+    const auto library = library_.lock();
+    if (!create || !library) return nullptr;
+    auto made = library->createMailbox(identifier_, path);
+    if (made) return *made;
+    logError("a mailbox can't be made: " + made.error().description);
+    return nullptr;
+}
+
+void LibraryAccount::doRoutineCleanup() {
+    NotificationCenter::defaultCenter().post(MailAccountWantsCleanupNotification, this);
+}
+
 LibraryMailbox::LibraryMailbox(const std::shared_ptr<LibraryAccount>& account, std::string folder, MailboxKind kind,
                                Maildir maildir, bool isOthers, std::weak_ptr<LibraryCore> library)
     : Mailbox("MFMailbox"),
@@ -162,6 +198,11 @@ int LibraryMailbox::messageCount() const {
 
 MessageCriterion LibraryMailbox::criterion() const {
     return MessageCriterion::with(MessageCriterion::Kind::InMailbox, identifier());
+}
+
+std::shared_ptr<LibraryStore> LibraryMailbox::store() const {
+    const auto library = library_.lock();
+    return library ? library->store() : nullptr;
 }
 
 LibraryMessage::LibraryMessage(std::int64_t id, std::shared_ptr<LibraryMailbox> mailbox, int packedFlags, Date received,

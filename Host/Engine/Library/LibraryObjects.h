@@ -44,6 +44,8 @@ public:
     std::shared_ptr<Mailbox> _outboxMailboxCreateIfNeeded(bool create) override;
     std::shared_ptr<Mailbox> draftsMailboxCreateIfNeeded(bool create) override;
     std::shared_ptr<Mailbox> mailboxOfKind(int kind, bool createIfNeeded) override;
+    std::shared_ptr<Mailbox> mailboxForRelativePath(std::string_view path, bool isFilesystemPath, bool create) override;
+    void doRoutineCleanup() override;
 
 private:
     std::shared_ptr<Mailbox> special(MailboxKind kind, bool create) const;
@@ -67,6 +69,7 @@ public:
     int unreadCount() const override;
     int messageCount() const override;
     MessageCriterion criterion() const override;
+    std::shared_ptr<LibraryStore> store() const override;
 
     const std::string& accountIdentifier() const { return accountIdentifier_; }
     const std::string& folder() const { return folder_; }
@@ -118,7 +121,7 @@ public:
     // For the library.
     void setFlags(int packedFlags) { flags_ = packedFlags; }
     void keepDetails(MessageSummary details) const;
-    void setFileOutside(std::filesystem::path file);  // where a claim has put it
+    void setFileOutside(std::filesystem::path file);  // where a claim or a move has put it
 
 private:
     MessageSummary details() const;

@@ -28,6 +28,8 @@ std::vector<std::shared_ptr<MailAccount>> MailAccount::mailAccounts() {
     return accounts ? accounts() : std::vector<std::shared_ptr<MailAccount>>();
 }
 
+std::shared_ptr<Mailbox> MailAccount::inboxMailboxCreateIfNeeded(bool) { return inboxMailbox(); }  // always there
+
 std::shared_ptr<MailAccount> MailAccount::accountForHeaders(const MessageHeaders& headers, const Message* message) {
     const auto accounts = mailAccounts();
     const auto own = message ? message->account() : nullptr;

@@ -27,7 +27,17 @@ public:
     // Null when it doesn't exist and `create` is false.
     virtual std::shared_ptr<Mailbox> _outboxMailboxCreateIfNeeded(bool create) = 0;
     virtual std::shared_ptr<Mailbox> draftsMailboxCreateIfNeeded(bool create) = 0;
+    std::shared_ptr<Mailbox> inboxMailboxCreateIfNeeded(bool create);
     virtual std::shared_ptr<Mailbox> mailboxOfKind(int kind, bool createIfNeeded) = 0;  // a MailboxKind but User
+
+    // By its path in the account, "Lists/Ink". Null when there is none and `create` is false, and when it can't be
+    // made.
+    virtual std::shared_ptr<Mailbox> mailboxForRelativePath(std::string_view path, bool isFilesystemPath,
+                                                            bool create) = 0;
+    virtual bool isGmailAccount() const { return false; }
+    virtual std::shared_ptr<Mailbox> gmailLabelWithName(std::string_view) { return nullptr; }  // null for none
+    // Brings the account into step with its server soon.
+    virtual void doRoutineCleanup() = 0;
 
     static std::vector<std::shared_ptr<MailAccount>> mailAccounts();
     // The account that the message was written with or came to, by its addresses; null for none.

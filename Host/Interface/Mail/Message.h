@@ -44,6 +44,7 @@ public:
     virtual MessageFlags flags() const = 0;
     virtual std::shared_ptr<Mailbox> mailbox() const = 0;
     virtual std::shared_ptr<MailAccount> account() const = 0;
+    virtual std::vector<std::shared_ptr<Mailbox>> gmailLabels() const { return {}; }  // of Gmail's, those that it bears
     virtual std::uint64_t messageSize() const = 0;
     virtual int numberOfAttachments() const = 0;
     virtual std::string snippet() const = 0;
