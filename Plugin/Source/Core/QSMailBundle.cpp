@@ -9,6 +9,7 @@
 #include "Platform.h"
 #include "Services/ServiceHooks.h"
 #include "Settings/UserDefaults.h"
+#include "Snooze/SnoozeHooks.h"
 #include "SystemFacts/ProcessInfo.h"
 #include "Tracking/TrackingHooks.h"
 
@@ -58,6 +59,7 @@ void QSMailBundle::initialize() {
     installAccountHooks(session);
     installServiceHooks(session);
     installTrackingHooks(session);
+    installSnoozeHooks(session);
     auto& defaults = QSPluginDelegate::quillsteadDefaults();
     if (defaults.boolForKey("QSUpdateBetaVersions")) defaults.setObject(true, "QSEnableBetaUpdatesOption");
     QSPluginDelegate::sharedDelegate().initializePlugin();

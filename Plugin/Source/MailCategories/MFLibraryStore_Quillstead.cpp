@@ -9,6 +9,8 @@
 #include "Outgoing/QSSendHooks.h"
 #include "Outgoing/QSUndoSend.h"
 #include "Platform.h"
+#include "Snooze/QSSnoozeManager.h"
+#include "Snooze/SnoozeMailboxes.h"
 
 namespace qs {
 
@@ -16,10 +18,6 @@ namespace {
 
 const Operation<void(const MessageList&, const MessageList&, bool, unsigned)> quillstead_messagesWereAdded{
     "quillstead_messagesWereAdded:secondaryMessages:duringOpen:options:"};
-
-bool isSame(const Mailbox& mailbox, const std::shared_ptr<Mailbox>& other) {
-    return other && other->identifier() == mailbox.identifier();
-}
 
 // Who answers a message has read it.
 void tellReferences(const Message& message) {
@@ -35,7 +33,10 @@ void messageWasAdded(const MessageRef& message) {
     const auto account = mailbox ? mailbox->account() : nullptr;
     if (!account || isSame(*mailbox, account->_outboxMailboxCreateIfNeeded(false))) return;
     tellReferences(*message);
-    if (isSame(*mailbox, account->draftsMailboxCreateIfNeeded(false))) reopenAfterUndo(message);
+    if (isSame(*mailbox, account->draftsMailboxCreateIfNeeded(false)))
+        reopenAfterUndo(message);
+    else
+        QSSnoozeManager::sharedManager().messageWasAdded(message);
 }
 
 void messagesWereAdded(HostObject& self, const MessageList& added, const MessageList& secondary, bool duringOpen,

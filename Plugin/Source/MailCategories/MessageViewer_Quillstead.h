@@ -7,10 +7,19 @@
 
 namespace qs {
 
+class PatchClass;
+
 namespace message_viewer_quillstead {
 // Class method: a new viewer, to act on that message; null when the host can make none.
 inline const Operation<std::shared_ptr<MessageViewer>(MessageRef)> viewerForMessage{"viewerForMessage:"};
 }  // namespace message_viewer_quillstead
+
+// The messages that a reply would act on: those that the plug-in's own actions mean. The object must be a viewer.
+MessageList targetedMessages(HostObject& viewer);
+
+// The viewer's toolbar (MessageViewer_QuillsteadToolbar.cpp): methods of the patch class, and their exchange.
+void addViewerToolbarMethods(PatchClass& patch);
+void exchangeViewerToolbarMethods(PatchClass& patch);
 
 // The frontmost viewer, else a new one for the message; null for neither. Main thread.
 std::shared_ptr<MessageViewer> frontmostViewerOrOneFor(const MessageRef& message);
