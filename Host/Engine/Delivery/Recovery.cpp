@@ -97,6 +97,8 @@ void DeliveryServiceObject::recoverClaimed(const std::filesystem::path& file, co
     state.claimedFile = file;
     auto delivery = read(std::move(state));
     if (!delivery) return putAside(file, delivery.error());
+    // A journal that had not begun yet says nothing of what earlier attempts reached.
+    delivery->state.reached.merge(records_.record(delivery->state.uniqueID).reached);
 
     Result<void> settled;
     switch (delivery->state.stage) {
@@ -122,6 +124,10 @@ void DeliveryServiceObject::recoverClaimed(const std::filesystem::path& file, co
 }
 
 void DeliveryServiceObject::forgetOldRecords() {
+    // The index may not know yet what the crash left in an outbox.
+    for (const auto& account : accounts_.all())
+        if (const auto outbox = library_.mailbox(account.identifier, MailboxKind::Outbox, false))
+            library_.rescan(outbox->identifier());
     std::set<std::string> waiting;
     for (const auto& status : statuses())
         waiting.insert(status.uniqueID);
@@ -170,13 +176,15 @@ Result<void> DeliveryServiceObject::sendAgain(std::string_view uniqueID) {
 }
 
 Result<void> DeliveryServiceObject::markSent(std::string_view uniqueID) {
-    return settleDoubt(uniqueID, [this](Delivery& delivery) -> Result<void> {
+    auto settled = settleDoubt(uniqueID, [this](Delivery& delivery) -> Result<void> {
         if (auto noted = journal_.noteStage(delivery.state, Stage::Accepted); !noted) return noted;
         delivery.state.stage = Stage::Accepted;
         auto saved = saveSentCopyAndTidy(delivery);
         if (saved) tellSettled(delivery);
         return saved;
     });
+    if (settled) process();  // recipients that were refused for now are tried again
+    return settled;
 }
 
 Result<void> DeliveryServiceObject::tryNow(std::string_view uniqueID) {

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -106,6 +107,75 @@ protected:
 TEST_F(PowerCut, AtAnyStepOfALocalDeliveryLosesAndRepeatsNothing) { cutEverywhere("ada"); }
 
 TEST_F(PowerCut, AtAnyStepOfASubmissionLosesAndRepeatsNothing) { cutEverywhere("sam"); }
+
+// The server takes ben at once, b@ at the second time and eve@ never.
+class PartlyTaken : public PowerCut {
+protected:
+    int timesReceived(const std::string& number, const std::string& recipient) const {
+        int times = 0;
+        for (const ReceivedMail& mail : server_.received())
+            if (mail.messageID == number + "@example.org")
+                times += static_cast<int>(std::count(mail.to.begin(), mail.to.end(), recipient));
+        return times;
+    }
+
+    void checkEach(TornDisk& disk, const std::string& number, bool isQueued, bool withIndex) {
+        boot(disk, withIndex);
+        openAndStart();
+        loop_->advance(4000);
+        const int ben = timesReceived(number, "ben@x.example"), b = timesReceived(number, "b@x.example");
+        ++figures_.cuts;
+        EXPECT_LE(ben, 1);
+        EXPECT_LE(b, 1);
+        EXPECT_EQ(timesReceived(number, "eve@x.example"), 0);
+        const auto statuses = deliveries().statuses();
+        if (!statuses.empty()) {
+            ++figures_.inDoubt;
+            EXPECT_EQ(statuses.front().state, DeliveryStatus::State::InDoubt) << statuses.front().lastAnswer;
+            // The person says that it has left, and those who were refused for now get it all the same.
+            ASSERT_TRUE(deliveries().markSent(statuses.front().uniqueID));
+            loop_->advance(4000);
+            EXPECT_TRUE(deliveries().statuses().empty());
+            EXPECT_LE(timesReceived(number, "b@x.example"), 1);
+        } else if (!isQueued && ben == 0) {
+            ++figures_.notQueued;
+            return;
+        } else {
+            ++figures_.delivered;
+            EXPECT_EQ(ben, 1);
+            EXPECT_EQ(b, 1);
+        }
+        EXPECT_EQ(subjects("sam", MailboxKind::Sent), number);
+        EXPECT_EQ(subjects("sam", MailboxKind::Outbox), "");
+        EXPECT_EQ(subjects("sam", MailboxKind::Drafts), number) << "for eve";
+    }
+};
+
+TEST_F(PartlyTaken, APowerCutAtAnyStepLosesNobodyAndRepeatsNothing) {
+    const int seeds = std::getenv("QUILLSTEAD_FULL_TESTS") ? 4 : 1;
+    for (int step = 1;; ++step) {
+        ASSERT_LT(step, 500);
+        bool isBeyondTheEnd = false;
+        for (int seed = 0; seed < seeds; ++seed) {
+            SCOPED_TRACE("step " + std::to_string(step) + ", seed " + std::to_string(seed));
+            const std::string number = std::to_string(10'000 + 10 * step + seed);
+            server_.clearRules();
+            server_.add({.stage = SmtpStage::Recipient, .match = "<b@x", .reply = "450 4.2.0 later", .times = 1});
+            server_.add({.stage = SmtpStage::Recipient, .match = "eve@", .reply = "550 5.1.1 nobody"});
+            TornDisk disk;
+            const std::string mail = testMail("sam", "ben@x.example, b@x.example, eve@x.example", number);
+            const bool isQueued = sendOn(disk, "sam", mail, {.step = step, .fault = Fault::PowerCut});
+            loop_->advance(60);
+            isBeyondTheEnd = disk.steps() < step;
+            close();
+            const int kind = step + seed;
+            const auto left = disk.afterPowerCut(kind % 2 == 0 ? std::nullopt : std::optional<unsigned>(kind));
+            checkEach(*left, number, isQueued, kind % 3 == 1);
+            if (HasFailure()) return;
+        }
+        if (isBeyondTheEnd) return;
+    }
+}
 
 // A disk that fails for a moment, or stays full, is no power cut: the program runs on and must settle by itself.
 TEST_F(PowerCut, AFailingDiskLosesAndRepeatsNothing) {
