@@ -81,7 +81,7 @@ void ViewerObject::setOpen(std::int64_t row, bool open) {
     if (row >= 0 || !rows_.isGrouped()) return;
     rows_.setOpen(-row, open);
     // Rows that go with it leave their selection to it.
-    const auto messages = open ? std::vector<std::int64_t>() : library().idsInConversations(mailbox_, {row * -1});
+    const auto messages = open ? std::vector<std::int64_t>() : messagesOf({row});
     auto chosen = chosen_;
     std::erase_if(chosen, [&](std::int64_t id) { return std::ranges::find(messages, id) != messages.end(); });
     if (chosen.size() != chosen_.size()) {

@@ -19,24 +19,27 @@ bool ViewerObject::isListed(std::int64_t id) const {
 }
 
 std::vector<std::int64_t> ViewerObject::messagesOf(const std::vector<std::int64_t>& rows) const {
-    if (std::ranges::none_of(rows, [](std::int64_t row) { return row < 0; })) return rows;
-    std::vector<std::int64_t> messages;
+    std::vector<std::int64_t> conversations, messages;
+    for (const std::int64_t row : rows)
+        if (row < 0) conversations.push_back(-row);
+    if (conversations.empty()) return rows;
     std::set<std::int64_t> seen;
-    for (const std::int64_t row : rows) {
-        const auto ids = row < 0 ? library().idsInConversations(mailbox_, {-row}) : std::vector{row};
-        for (const std::int64_t id : ids)
-            if (seen.insert(id).second) messages.push_back(id);
-    }
+    const auto add = [&](std::int64_t id) {
+        if (id > 0 && seen.insert(id).second) messages.push_back(id);
+    };
+    std::ranges::for_each(library().idsInConversations(mailbox_, conversations), add);
+    std::ranges::for_each(rows, add);
     return messages;
 }
 
 std::vector<std::int64_t> ViewerObject::presentRows(std::vector<std::int64_t> rows) {
-    std::erase_if(rows, [&](std::int64_t id) { return !isListed(id); });
     for (std::int64_t& row : rows) {
         if (row > 0) continue;
         const auto newest = library().conversationIn(mailbox_, -row, 2);
-        row = newest.size() == 1 ? newest.front().id : -newest.front().conversation;
+        row = newest.empty() ? 0 : newest.size() == 1 ? newest.front().id : -newest.front().conversation;
     }
+    std::set<std::int64_t> seen{0};
+    std::erase_if(rows, [&](std::int64_t row) { return !seen.insert(row).second || (row > 0 && !isListed(row)); });
     // A message is not to be lost from view, nor the selection to grow by others, when it becomes one of several.
     if (rows.size() == 1 && rows.front() > 0) rows_.reveal(rows.front());
     return rows;
