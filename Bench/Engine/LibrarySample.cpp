@@ -57,7 +57,8 @@ void LibrarySample::forgetIndex() const {
 
 void LibrarySample::fillIndex() const {
     {
-        const Ground ground;
+        std::unique_ptr<Ground> ground;
+        if (!RunLoop::mainIfInstalled()) ground = std::make_unique<Ground>();
         open();  // makes the tables
     }
     std::vector<std::string> notices;

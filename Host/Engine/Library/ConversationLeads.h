@@ -1,5 +1,5 @@
-// In each mailbox the newest message of a conversation leads it: messages.leads is 1 there and 0 in all others. A list
-// of conversations is a list of these rows, however many messages there are. Kept here, as messages come and go. Throws
+// In each mailbox the newest message of a conversation leads it and stands in the table `leading`. A list of
+// conversations is a list of these, however many messages there are. Kept here, as messages come and go. Throws
 // DatabaseFailure.
 #pragma once
 
@@ -9,9 +9,10 @@
 
 namespace qs::leads {
 
-// For a message that is about to be put into that place: whether it will lead. The one that led so far then does not.
-bool take(Database& index, std::int64_t conversation, std::int64_t mailbox, std::int64_t seq);
-// After a message that led has gone from there.
+// For a message that is about to be put into that place: it leads, unless a newer one of the conversation does.
+void take(Database& index, std::int64_t conversation, std::int64_t mailbox, std::int64_t seq);
+// For a message that goes from there: whether it led. It doesn't any more, and after it has gone passOn() is due.
+bool giveUp(Database& index, std::int64_t mailbox, std::int64_t seq);
 void passOn(Database& index, std::int64_t conversation, std::int64_t mailbox);
 // Before the messages of `conversation` become ones of `into`.
 void join(Database& index, std::int64_t conversation, std::int64_t into);

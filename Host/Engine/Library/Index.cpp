@@ -11,7 +11,7 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 4;
+constexpr std::int64_t kVersion = 5;
 constexpr int kWriterCache = 8000, kReaderCache = 2000;  // kilobytes
 constexpr std::size_t kIdleReaders = 4;
 
@@ -29,7 +29,7 @@ CREATE TABLE mailboxes(
 CREATE TABLE messages(
     seq INTEGER PRIMARY KEY, id INTEGER NOT NULL UNIQUE, mailbox INTEGER NOT NULL, account INTEGER NOT NULL,
     name TEXT NOT NULL, file TEXT NOT NULL, flags INTEGER NOT NULL,
-    message_id TEXT NOT NULL, unique_id TEXT NOT NULL, conversation INTEGER NOT NULL, leads INTEGER NOT NULL,
+    message_id TEXT NOT NULL, unique_id TEXT NOT NULL, conversation INTEGER NOT NULL,
     sender TEXT NOT NULL, recipients TEXT NOT NULL, subject TEXT NOT NULL,
     received REAL NOT NULL, delivered REAL NOT NULL, sent REAL NOT NULL,
     snippet TEXT NOT NULL, attachments INTEGER NOT NULL, size INTEGER NOT NULL, priority INTEGER NOT NULL,
@@ -38,12 +38,12 @@ CREATE TABLE messages(
 CREATE INDEX by_mailbox ON messages(mailbox, seq);
 CREATE INDEX by_account ON messages(account, seq);
 CREATE INDEX by_conversation ON messages(conversation, mailbox, seq);
-CREATE INDEX leading ON messages(mailbox, seq) WHERE leads = 1;
 CREATE INDEX by_message_id ON messages(message_id) WHERE message_id != '';
 CREATE INDEX by_unique_id ON messages(unique_id) WHERE unique_id != '';
 CREATE INDEX unread ON messages(seq, mailbox) WHERE (flags & 1) = 0;
 CREATE INDEX flagged ON messages(seq, mailbox) WHERE (flags & 4) != 0;
 CREATE INDEX attached ON messages(seq, mailbox) WHERE attachments > 0;
+CREATE TABLE leading(mailbox INTEGER NOT NULL, seq INTEGER NOT NULL, PRIMARY KEY(mailbox, seq)) WITHOUT ROWID;
 CREATE TABLE conversation_ids(id INTEGER PRIMARY KEY, conversation INTEGER NOT NULL);
 CREATE TABLE joined_conversations(conversation INTEGER PRIMARY KEY, joined INTEGER NOT NULL);
 CREATE VIRTUAL TABLE words USING fts5(
@@ -58,23 +58,25 @@ CREATE TABLE addresses(
 CREATE TABLE address_words(word TEXT NOT NULL, number INTEGER NOT NULL, PRIMARY KEY(word, number)) WITHOUT ROWID;
 
 CREATE TRIGGER message_added AFTER INSERT ON messages BEGIN
-    UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0),
-        conversations = conversations + new.leads WHERE number = new.mailbox;
+    UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0) WHERE number = new.mailbox;
     INSERT INTO fragments(rowid, subject, sender, recipients)
         VALUES(new.seq, folded(new.subject), folded(new.sender), folded(new.recipients));
 END;
 CREATE TRIGGER message_removed AFTER DELETE ON messages BEGIN
-    UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0),
-        conversations = conversations - old.leads WHERE number = old.mailbox;
+    UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0) WHERE number = old.mailbox;
     DELETE FROM words WHERE rowid = old.seq;
     INSERT INTO fragments(fragments, rowid, subject, sender, recipients)
         VALUES('delete', old.seq, folded(old.subject), folded(old.sender), folded(old.recipients));
 END;
-CREATE TRIGGER message_changed AFTER UPDATE OF mailbox, flags, leads ON messages BEGIN
-    UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0),
-        conversations = conversations - old.leads WHERE number = old.mailbox;
-    UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0),
-        conversations = conversations + new.leads WHERE number = new.mailbox;
+CREATE TRIGGER message_changed AFTER UPDATE OF mailbox, flags ON messages BEGIN
+    UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0) WHERE number = old.mailbox;
+    UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0) WHERE number = new.mailbox;
+END;
+CREATE TRIGGER lead_added AFTER INSERT ON leading BEGIN
+    UPDATE mailboxes SET conversations = conversations + 1 WHERE number = new.mailbox;
+END;
+CREATE TRIGGER lead_removed AFTER DELETE ON leading BEGIN
+    UPDATE mailboxes SET conversations = conversations - 1 WHERE number = old.mailbox;
 END;
 CREATE TRIGGER message_renumbered AFTER UPDATE OF seq ON messages WHEN new.seq != old.seq BEGIN
     INSERT INTO fragments(fragments, rowid, subject, sender, recipients)

@@ -114,7 +114,9 @@ public:
         case Kind::IsUnread: text += "(m.flags & 1) = 0"; return;
         case Kind::IsFlagged: text += "(m.flags & 4) != 0"; return;
         case Kind::HasAttachments: text += "m.attachments > 0"; return;
-        case Kind::LeadsConversation: text += "m.leads = 1"; return;
+        case Kind::LeadsConversation:
+            text += "EXISTS (SELECT 1 FROM leading l WHERE l.mailbox = m.mailbox AND l.seq = m.seq)";
+            return;
         }
         isTooLarge = true;  // a kind that is none
     }
@@ -200,12 +202,21 @@ std::string tablesFor(const Parts& parts) {
     if (isById) return tables;
     if (has(parts, Kind::IsFlagged)) return tables + " INDEXED BY flagged";
     if (has(parts, Kind::IsUnread)) return tables + " INDEXED BY unread";
-    const bool isInMailbox = has(parts, Kind::InMailbox);
-    if (isInMailbox)
-        return tables + (has(parts, Kind::LeadsConversation) ? " INDEXED BY leading" : " INDEXED BY by_mailbox");
+    if (has(parts, Kind::InMailbox)) return tables + " INDEXED BY by_mailbox";
     if (has(parts, Kind::HasAttachments)) return tables + " INDEXED BY attached";
     if (has(parts, Kind::InAccount)) return tables + " INDEXED BY by_account";
     return tables;
+}
+
+// The list grouped by conversation: as quick as that of all messages, so it needs to look at no other row.
+SqlSelection leadsIn(const std::string& mailbox) {
+    SqlSelection selection;
+    selection.tables = "leading CROSS JOIN messages m ON m.seq = leading.seq";
+    selection.condition = "leading.mailbox = ?";
+    selection.values = {mailboxNumber(mailbox)};
+    selection.key = "leading.seq";
+    selection.leadsOf = mailbox;
+    return selection;
 }
 
 }  // namespace
@@ -217,7 +228,7 @@ SqlSelection selectionFor(const MessageCriterion& criterion) {
     if (parts.size() == 1 && parts.front().kind == Kind::InMailbox) selection.mailbox = parts.front().text;
     if (parts.size() == 1 && parts.front().kind == Kind::InAccount) selection.account = parts.front().text;
     if (parts.size() == 2 && has(parts, Kind::InMailbox) && has(parts, Kind::LeadsConversation))
-        selection.leadsOf = std::ranges::find(parts, Kind::InMailbox, &MessageCriterion::kind)->text;
+        return leadsIn(std::ranges::find(parts, Kind::InMailbox, &MessageCriterion::kind)->text);
     selection.isEverything = parts.empty();
     const std::string words = takeWords(parts);
     const std::string fragments = words.empty() ? fragmentExpression(MessageCriterion::allOf(parts)) : std::string();

@@ -117,6 +117,7 @@ void putMailbox(Database& index, const IndexedMailbox& mailbox, std::string_view
 
 void removeMailbox(Database& index, std::int64_t number) {
     index.run("DELETE FROM messages WHERE mailbox = ?", {number});
+    index.run("DELETE FROM leading WHERE mailbox = ?", {number});
     index.run("DELETE FROM mailboxes WHERE number = ?", {number});
 }
 
@@ -136,10 +137,10 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
     const double sent = facts.sent.value_or(Date{}).secondsSince1970;
     const std::int64_t conversation = takeIntoConversation(index, facts, id);
     const std::int64_t seq = freeKey(index, shown);
-    const bool leads = leads::take(index, conversation, mailbox.number, seq);
+    leads::take(index, conversation, mailbox.number, seq);
     index.run("INSERT INTO messages(seq, id, mailbox, account, name, file, flags, message_id, unique_id, conversation, "
-              "leads, sender, recipients, subject, received, delivered, sent, snippet, attachments, size, priority, "
-              "damage) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+              "sender, recipients, subject, received, delivered, sent, snippet, attachments, size, priority, damage) "
+              "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
               {seq,
                id,
                mailbox.number,
@@ -150,7 +151,6 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
                facts.messageID,
                facts.uniqueID,
                conversation,
-               std::int64_t{leads},
                facts.sender,
                facts.recipients,
                facts.subject,
@@ -189,25 +189,23 @@ std::int64_t setMailbox(Database& index, const IndexedFile& row, const IndexedMa
         index.run("DELETE FROM words WHERE rowid = ?", {row.seq});
     }
     const std::int64_t conversation = index.integer("SELECT conversation FROM messages WHERE seq = ?", {row.seq});
-    const bool ledThere = index.integer("SELECT leads FROM messages WHERE seq = ?", {row.seq}) != 0;
-    const bool leads = leads::take(index, conversation, to.number, seq);
-    index.run(
-        "UPDATE messages SET seq = ?, id = ?, mailbox = ?, account = ?, leads = ?, name = ?, file = ?, flags = ?, "
-        "received = ? WHERE seq = ?",
-        {seq, id, to.number, to.account, std::int64_t{leads}, name, file, std::int64_t{flags}, shown, row.seq});
-    if (ledThere) leads::passOn(index, conversation, row.mailbox);
+    const bool led = leads::giveUp(index, row.mailbox, row.seq);
+    leads::take(index, conversation, to.number, seq);
+    index.run("UPDATE messages SET seq = ?, id = ?, mailbox = ?, account = ?, name = ?, file = ?, flags = ?, "
+              "received = ? WHERE seq = ?",
+              {seq, id, to.number, to.account, name, file, std::int64_t{flags}, shown, row.seq});
+    if (led) leads::passOn(index, conversation, row.mailbox);
     return id;
 }
 
 void remove(Database& index, std::int64_t seq) {
     std::int64_t conversation = 0, mailbox = 0;
-    if (Query row = index.query("SELECT conversation, mailbox FROM messages WHERE seq = ? AND leads = 1", {seq});
-        row.step()) {
+    if (Query row = index.query("SELECT conversation, mailbox FROM messages WHERE seq = ?", {seq}); row.step()) {
         conversation = row.integer(0);
         mailbox = row.integer(1);
     }
     index.run("DELETE FROM messages WHERE seq = ?", {seq});
-    if (mailbox != 0) leads::passOn(index, conversation, mailbox);
+    if (leads::giveUp(index, mailbox, seq)) leads::passOn(index, conversation, mailbox);
 }
 
 std::optional<IndexedFile> find(Database& index, std::int64_t id) {

@@ -90,14 +90,12 @@ std::vector<std::int64_t> LibraryCore::idsInConversations(std::string_view mailb
 
 int LibraryCore::conversationsBetween(std::string_view mailbox, std::int64_t above, std::int64_t below) {
     return reading([&](Database& index) {
-        return static_cast<int>(
-            above == 0
-                ? index.integer("SELECT count(*) FROM messages INDEXED BY leading WHERE mailbox = ? AND leads = 1 "
-                                "AND seq > ?",
-                                {mailboxNumber(mailbox), below})
-                : index.integer("SELECT count(*) FROM messages INDEXED BY leading WHERE mailbox = ? AND leads = 1 "
-                                "AND seq > ? AND seq < ?",
-                                {mailboxNumber(mailbox), below, above}));
+        return static_cast<int>(above == 0 ? index.integer("SELECT count(*) FROM leading WHERE mailbox = ? "
+                                                           "AND seq > ?",
+                                                           {mailboxNumber(mailbox), below})
+                                           : index.integer("SELECT count(*) FROM leading WHERE mailbox = ? "
+                                                           "AND seq > ? AND seq < ?",
+                                                           {mailboxNumber(mailbox), below, above}));
     });
 }
 
@@ -107,8 +105,8 @@ std::vector<ConversationLead> LibraryCore::leads(std::string_view mailbox, int l
         Query row =
             index.query("SELECT m.id, m.conversation, NOT EXISTS(SELECT 1 FROM messages o WHERE o.conversation = "
                         "m.conversation AND o.mailbox = m.mailbox AND o.seq < m.seq) "
-                        "FROM messages m INDEXED BY leading WHERE m.mailbox = ? AND m.leads = 1 "
-                        "ORDER BY m.seq DESC LIMIT ?",
+                        "FROM leading CROSS JOIN messages m ON m.seq = leading.seq WHERE leading.mailbox = ? "
+                        "ORDER BY leading.seq DESC LIMIT ?",
                         {mailboxNumber(mailbox), std::int64_t{limit}});
         while (row.step())
             found.push_back({row.integer(0), row.integer(1), row.integer(2) != 0});

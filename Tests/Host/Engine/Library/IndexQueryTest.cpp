@@ -66,7 +66,7 @@ TEST_F(IndexQueryPlans, ListsAreReadInTheirOrderByAnIndex) {
              {"an account's last days", all({MessageCriterion::with(Kind::InAccount, "ada"), since}),
               "USING INDEX by_account (account=? AND seq>?)"},
              {"conversations", all({inbox(), MessageCriterion::with(Kind::LeadsConversation)}),
-              "SEARCH m USING INDEX leading (mailbox=?)"},
+              "SEARCH leading USING PRIMARY KEY (mailbox=?)"},
              {"texts within words", MessageCriterion::with(Kind::SubjectContains, "udge"), "SCAN fragments VIRTUAL"},
              {"either of two texts in a mailbox",
               all({inbox(), MessageCriterion::anyOf({MessageCriterion::with(Kind::FromContains, "ada"),
