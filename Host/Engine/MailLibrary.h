@@ -93,15 +93,23 @@ struct FlagBits {
     int set = 0, clear = 0;
 };
 
-// Told before a message leaves an account for good, erased or moved to another account.
-class RemovalWitness {
+// Told before something happens in an account that could not be seen from its files afterwards. Durable when a call
+// returns; when it fails nothing is changed. Any thread, with the library waiting: must not ask it. Folders are named
+// without the "." in front.
+class ChangeWitness {
 public:
-    virtual ~RemovalWitness() = default;
+    virtual ~ChangeWitness() = default;
     struct Removal {
-        std::string account, folder, name;  // the subfolder without the "." in front; the unique part
+        std::string account, folder, name;  // the unique part
     };
-    // Durable when it returns; when it fails nothing is removed. Any thread, with the library waiting: must not ask it.
+    // Messages leave the account for good, erased or moved to another account.
     virtual Result<void> willRemove(const std::vector<Removal>& removals) = 0;
+    struct Renaming {
+        std::string from, to;
+    };
+    virtual Result<void> willRename(const std::string& account, const std::vector<Renaming>& folders) = 0;
+    // With all that is in them.
+    virtual Result<void> willRemoveFolders(const std::string& account, const std::vector<std::string>& folders) = 0;
 };
 
 class MailLibrary : public Library, public MailboxConversations {
@@ -135,6 +143,14 @@ public:
     virtual std::shared_ptr<Mailbox> mailbox(std::string_view account, MailboxKind kind, bool create) = 0;
     virtual Result<std::shared_ptr<Mailbox>> createMailbox(std::string_view account, std::string_view name) = 0;
     virtual std::vector<std::shared_ptr<Mailbox>> mailboxes(std::string_view account) = 0;  // special ones first
+    // Whether the person may rename and remove it: not the special ones, and none that other programs keep.
+    virtual bool isChangeable(const Mailbox& mailbox) = 0;
+    virtual std::vector<std::shared_ptr<Mailbox>> mailboxesBelow(const Mailbox& mailbox) = 0;  // on all levels
+    // Gives it another name or place: levels parted by "/". Those below it come along. All of them get new identifiers,
+    // their messages new ids; answers the mailbox as it is now. Durable when it returns.
+    virtual Result<std::shared_ptr<Mailbox>> renameMailbox(const Mailbox& mailbox, std::string_view name) = 0;
+    // For good, with its messages and all that is below it. Durable when it returns.
+    virtual Result<void> removeMailbox(const Mailbox& mailbox) = 0;
     // After the account book changed.
     virtual void accountsDidChange() = 0;
 
@@ -159,7 +175,7 @@ public:
     virtual Result<void> addMirrored(Mailbox& mailbox, const std::vector<MirroredArrival>& messages, bool isNews) = 0;
     virtual Result<void> setMirroredFlags(Mailbox& mailbox, const std::map<std::string, FlagBits>& flags) = 0;
     virtual Result<void> dropMirrored(Mailbox& mailbox, const std::vector<std::string>& names) = 0;
-    virtual void setRemovalWitness(std::shared_ptr<RemovalWitness> witness) = 0;  // null: none
+    virtual void setChangeWitness(std::shared_ptr<ChangeWitness> witness) = 0;  // null: none
 
     // Takes up what other programs changed in a mailbox's folders: all of it before this returns.
     virtual void rescan(std::string_view mailboxIdentifier) = 0;

@@ -30,8 +30,9 @@ bool isSame(const IncomingServer& a, const IncomingServer& b) {
            a.certificateAuthorities == b.certificateAuthorities;
 }
 
-// What is erased, noted with the account's state. Shared with the library, which may outlive the synchronisation.
-class Removals final : public RemovalWitness {
+// What cannot be seen afterwards, noted with the account's state. Shared with the library, which may outlive the
+// synchronisation.
+class Notes final : public ChangeWitness {
 public:
     void put(const std::string& account, std::shared_ptr<MirrorState> state) {
         const std::lock_guard hold(lock_);
@@ -49,18 +50,45 @@ public:
                 if (const auto state = states_.find(each.account); state != states_.end() && !staysHere(each.folder))
                     noted[state->second].push_back({each.folder, each.name});
         }
-        try {
+        return noting("deleted", [&] {
             for (const auto& [state, list] : noted)
                 state->noteRemovals(list);
+        });
+    }
+    Result<void> willRename(const std::string& account, const std::vector<Renaming>& folders) override {
+        std::vector<MirrorState::Renaming> list;
+        for (const Renaming& each : folders)
+            list.push_back({each.from, each.to});
+        const auto state = stateOf(account);
+        return noting("renamed", [&] {
+            if (state) state->orderRenaming(list);
+        });
+    }
+    Result<void> willRemoveFolders(const std::string& account, const std::vector<std::string>& folders) override {
+        const auto state = stateOf(account);
+        return noting("deleted", [&] {
+            if (state) state->orderRemoval(folders);
+        });
+    }
+
+private:
+    std::shared_ptr<MirrorState> stateOf(const std::string& account) {
+        const std::lock_guard hold(lock_);
+        const auto state = states_.find(account);
+        return state == states_.end() ? nullptr : state->second;
+    }
+    static Result<void> noting(const char* what, const std::function<void()>& note) {
+        try {
+            note();
         } catch (const DatabaseFailure& exception) {
             return failure(std::string(kMailLibraryErrorDomain), kMailLibraryIndex,
-                           exception.isFull() ? "There is no space left on the disk, so nothing can be deleted."
-                                              : "It can't be deleted just now.");
+                           exception.isFull()
+                               ? "There is no space left on the disk, so nothing can be " + std::string(what) + "."
+                               : "It can't be " + std::string(what) + " just now.");
         }
         return {};
     }
 
-private:
     std::mutex lock_;
     std::map<std::string, std::shared_ptr<MirrorState>> states_;
 };
@@ -72,11 +100,11 @@ public:
           library_(library),
           book_(accounts),
           files_(files),
-          removals_(std::make_shared<Removals>()) {}
+          notes_(std::make_shared<Notes>()) {}
     ~MailSyncObject() override { stop(); }
 
     void begin() {
-        library_.setRemovalWitness(removals_);
+        library_.setChangeWitness(notes_);
         bookWatch_ = NotificationCenter::defaultCenter().addObserver(std::string(MailAccountsDidChangeNotification),
                                                                      [this](const auto&) { accountsDidChange(); });
         cleanupWatch_ = NotificationCenter::defaultCenter().addObserver(
@@ -143,7 +171,7 @@ private:
         for (const auto& [account, entry] : accounts())
             if (std::find(wanted.begin(), wanted.end(), account) == wanted.end()) {
                 drop(account);
-                removals_->remove(account);
+                notes_->remove(account);
             }
         statusChanged();
     }
@@ -164,7 +192,7 @@ private:
                         "” can't be brought into step with its server: what is "
                         "known of that can't be read or written.");
         }
-        removals_->put(record.identifier, state);
+        notes_->put(record.identifier, state);
         const auto weak = weak_from_this();
         auto sync = std::make_shared<AccountSync>(
             AccountSync::Parts{.account = record.identifier,
@@ -209,9 +237,11 @@ private:
     void libraryDidChange(const Value& mailboxes) {
         std::map<std::string, SyncScope> scopes;
         for (const Value& each : mailboxes.array()) {
-            const auto mailbox =
-                std::dynamic_pointer_cast<LibraryMailbox>(library_.mailboxWithIdentifier(each.stringValue()));
-            if (mailbox && !staysHere(mailbox->folder()))
+            const std::string identifier = each.stringValue();
+            const auto mailbox = std::dynamic_pointer_cast<LibraryMailbox>(library_.mailboxWithIdentifier(identifier));
+            if (!mailbox)
+                scopes[identifier.substr(0, identifier.find('/'))].mailboxes = true;
+            else if (!staysHere(mailbox->folder()))
                 scopes[mailbox->accountIdentifier()].here.insert(mailbox->folder());
         }
         for (const auto& [account, entry] : accounts())
@@ -243,7 +273,7 @@ private:
     MailLibrary& library_;
     AccountBook& book_;
     FileSystem& files_;
-    const std::shared_ptr<Removals> removals_;
+    const std::shared_ptr<Notes> notes_;
     bool isStarted_ = false;
     ObservationRef libraryWatch_, bookWatch_, cleanupWatch_;
     mutable std::mutex lock_;

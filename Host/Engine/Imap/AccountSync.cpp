@@ -157,7 +157,7 @@ Result<void> AccountSync::runPass(const SyncScope& scope) {
                    .files = parts_.files,
                    .account = parts_.account,
                    .folder = parts_.folder,
-                   .refusedUploads = refusedUploads_,
+                   .refused = refused_,
                    .tellProgress =
                        [this](const SyncProgress& progress) {
                            {

@@ -88,7 +88,7 @@ private:
     // Of the work's thread alone.
     int failures_ = 0;
     TimeInterval lastEverything_ = 0;  // on the clock of uptime()
-    std::set<std::string> refusedUploads_;
+    std::set<std::string> refused_;
     std::unique_ptr<InboxWatch> watch_;
     std::unique_ptr<OperationQueue> queue_;
 };

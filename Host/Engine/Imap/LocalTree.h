@@ -28,6 +28,7 @@ public:
     Result<std::vector<std::string>> foldersWith(const std::string& name);
     // What is asked of the folder from now on is looked for anew.
     void forget(const std::string& folder);
+    void forgetFolders() { folders_.clear(); }
 
     struct File {
         std::string content;

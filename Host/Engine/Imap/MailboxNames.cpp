@@ -26,17 +26,8 @@ constexpr std::array<Special, 5> kSpecial{
      {"Junk", ImapUse::Junk, {"junk", "spam", "junk e-mail", "junk email"}},
      {"Trash", ImapUse::Trash, {"trash", "deleted messages", "deleted items", "bin"}}}};
 
-// With "/" between the levels, without what stands before all personal mailboxes.
 std::string pathOf(const ImapMailbox& mailbox, const std::string& prefix) {
-    std::string wire = mailbox.name.wire();
-    if (!prefix.empty() && wire.size() > prefix.size() && wire.starts_with(prefix)) wire.erase(0, prefix.size());
-    std::string path = ImapMailboxName::fromWire(wire).text();
-    if (mailbox.delimiter == 0 || mailbox.delimiter == '/') return path;
-    // A "/" inside of a name would otherwise make another level of it.
-    for (char& c : path)
-        if (c == '/') c = '-';
-    std::replace(path.begin(), path.end(), mailbox.delimiter, '/');
-    return path;
+    return pathOnServer(mailbox.name.wire(), prefix, mailbox.delimiter);
 }
 
 std::string ordinaryFolder(const ImapMailbox& mailbox, const std::string& prefix, const std::set<std::string>& taken) {
@@ -49,6 +40,18 @@ std::string ordinaryFolder(const ImapMailbox& mailbox, const std::string& prefix
 }
 
 }  // namespace
+
+std::string pathOnServer(const std::string& serverName, const std::string& prefix, char delimiter) {
+    std::string wire = serverName;
+    if (!prefix.empty() && wire.size() > prefix.size() && wire.starts_with(prefix)) wire.erase(0, prefix.size());
+    std::string path = ImapMailboxName::fromWire(wire).text();
+    if (delimiter == 0 || delimiter == '/') return path;
+    // A "/" inside of a name would otherwise make another level of it.
+    for (char& c : path)
+        if (c == '/') c = '-';
+    std::replace(path.begin(), path.end(), delimiter, '/');
+    return path;
+}
 
 bool staysHere(const std::string& folder) { return folder == kOutbox; }
 

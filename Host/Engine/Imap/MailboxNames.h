@@ -19,6 +19,8 @@ std::map<std::string, ImapMailboxName> foldersFor(const std::vector<ImapMailbox>
                                                   const std::vector<MirroredMailbox>& kept);
 // The name for a folder that the server does not have yet. `delimiter` 0: the server knows no levels.
 ImapMailboxName serverNameFor(const std::string& folder, const std::string& prefix, char delimiter);
+// As people read it, with "/" between the levels.
+std::string pathOnServer(const std::string& serverName, const std::string& prefix, char delimiter);
 // Folders that stay here: messages that wait to be sent are nobody else's business.
 bool staysHere(const std::string& folder);
 

@@ -10,13 +10,14 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 1;
+constexpr std::int64_t kVersion = 2;
 constexpr int kCacheKilobytes = 4000;
 
 constexpr const char* kSchema = R"(
 CREATE TABLE mailboxes(
     number INTEGER PRIMARY KEY AUTOINCREMENT, folder TEXT NOT NULL UNIQUE, server_name TEXT NOT NULL,
-    uid_validity INTEGER NOT NULL, uid_next INTEGER NOT NULL, mod_seq INTEGER NOT NULL);
+    uid_validity INTEGER NOT NULL, uid_next INTEGER NOT NULL, mod_seq INTEGER NOT NULL,
+    pending INTEGER NOT NULL DEFAULT 0);
 CREATE TABLE messages(
     mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, uid INTEGER NOT NULL,
     name TEXT NOT NULL, flags INTEGER NOT NULL, PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;
@@ -27,6 +28,9 @@ CREATE TABLE uploads(
     PRIMARY KEY(folder, name)) WITHOUT ROWID;
 )";
 
+// From the version before, by its number.
+constexpr const char* kMigrations[] = {nullptr, "ALTER TABLE mailboxes ADD COLUMN pending INTEGER NOT NULL DEFAULT 0;"};
+
 std::int64_t number(std::uint64_t value) { return static_cast<std::int64_t>(value); }
 
 MirroredMailbox mailboxFrom(const Query& row) {
@@ -35,11 +39,15 @@ MirroredMailbox mailboxFrom(const Query& row) {
             row.text(2),
             static_cast<std::uint32_t>(row.integer(3)),
             static_cast<std::uint32_t>(row.integer(4)),
-            static_cast<std::uint64_t>(row.integer(5))};
+            static_cast<std::uint64_t>(row.integer(5)),
+            static_cast<MirroredMailbox::Order>(row.integer(6))};
 }
 
+// Of a mailbox that was removed here, before its number.
+const std::string kRemovedFolder = "/removed/";
+
 constexpr const char* kMailboxColumns =
-    "SELECT number, folder, server_name, uid_validity, uid_next, mod_seq FROM mailboxes";
+    "SELECT number, folder, server_name, uid_validity, uid_next, mod_seq, pending FROM mailboxes";
 
 void put(Database& database, std::int64_t mailbox, const MirroredMessage& message) {
     database.run("DELETE FROM messages WHERE mailbox = ? AND name = ? AND uid != ?",
@@ -81,6 +89,10 @@ void MirrorState::open(FileSystem& files) {
     if (database_->integer("SELECT count(*) FROM sqlite_master") == 0)
         database_->runScript("BEGIN IMMEDIATE;" + std::string(kSchema) +
                              "PRAGMA user_version = " + std::to_string(kVersion) + "; COMMIT;");
+    for (std::int64_t version = database_->integer("PRAGMA user_version"); version >= 1 && version < kVersion;
+         ++version)
+        database_->runScript("BEGIN IMMEDIATE;" + std::string(kMigrations[version]) +
+                             "PRAGMA user_version = " + std::to_string(version + 1) + "; COMMIT;");
     if (database_->integer("PRAGMA user_version") != kVersion)
         throw DatabaseFailure("the file is of a later version of this program", 0);
     (void)database_->integer("SELECT count(*) FROM mailboxes");
@@ -101,25 +113,81 @@ std::optional<MirroredMailbox> MirrorState::mailboxOfFolder(std::string_view fol
     return mailboxFrom(row);
 }
 
+std::optional<MirroredMailbox> MirrorState::mailboxNumbered(std::int64_t number) {
+    const std::lock_guard hold(lock_);
+    Query row = database_->query(std::string(kMailboxColumns) + " WHERE number = ?", {number});
+    if (!row.step()) return {};
+    return mailboxFrom(row);
+}
+
 MirroredMailbox MirrorState::putMailbox(MirroredMailbox mailbox) {
     const std::lock_guard hold(lock_);
-    database_->run("INSERT INTO mailboxes(folder, server_name, uid_validity, uid_next, mod_seq) VALUES(?, ?, ?, ?, ?) "
-                   "ON CONFLICT(folder) DO UPDATE SET server_name = excluded.server_name, "
-                   "uid_validity = excluded.uid_validity, uid_next = excluded.uid_next, mod_seq = excluded.mod_seq",
-                   {mailbox.folder, mailbox.serverName, std::int64_t{mailbox.uidValidity},
-                    std::int64_t{mailbox.uidNext}, number(mailbox.modSeq)});
+    const SqlValues facts{std::int64_t{mailbox.uidValidity}, std::int64_t{mailbox.uidNext}, number(mailbox.modSeq)};
+    if (mailbox.number != 0) {
+        database_->run("UPDATE mailboxes SET uid_validity = ?, uid_next = ?, mod_seq = ? WHERE number = ?",
+                       {facts[0], facts[1], facts[2], mailbox.number});
+        return mailbox;
+    }
+    database_->run("INSERT INTO mailboxes(folder, server_name, uid_validity, uid_next, mod_seq) VALUES(?, ?, ?, ?, ?)",
+                   {mailbox.folder, mailbox.serverName, facts[0], facts[1], facts[2]});
     mailbox.number = database_->integer("SELECT number FROM mailboxes WHERE folder = ?", {mailbox.folder});
     return mailbox;
 }
 
 void MirrorState::renameMailbox(std::int64_t number, const std::string& folder, const std::string& serverName) {
     const std::lock_guard hold(lock_);
-    database_->run("UPDATE mailboxes SET folder = ?, server_name = ? WHERE number = ?", {folder, serverName, number});
+    database_->run("UPDATE mailboxes SET folder = ?, server_name = ?, pending = 0 WHERE number = ?",
+                   {folder, serverName, number});
+}
+
+void MirrorState::setServerName(std::int64_t number, const std::string& serverName) {
+    const std::lock_guard hold(lock_);
+    database_->run("UPDATE mailboxes SET server_name = ? WHERE number = ?", {serverName, number});
+}
+
+void MirrorState::giveFolder(const std::string& from, const std::string& to, MirroredMailbox::Order order) {
+    database_->run("UPDATE mailboxes SET folder = ?, pending = ? WHERE folder = ?",
+                   {to, static_cast<std::int64_t>(order), from});
+    database_->run("UPDATE uploads SET folder = ? WHERE folder = ?", {to, from});
+    database_->run("UPDATE OR IGNORE removals SET folder = ? WHERE folder = ?", {to, from});
+}
+
+void MirrorState::orderRenaming(const std::vector<Renaming>& folders) {
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    for (const Renaming& each : folders)
+        giveFolder(each.from, each.to, MirroredMailbox::Order::Rename);
+    transaction.commit();
+}
+
+void MirrorState::orderRemoval(const std::vector<std::string>& folders) {
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    for (const std::string& folder : folders) {
+        const std::int64_t number =
+            database_->integer("SELECT coalesce(max(number), 0) FROM mailboxes WHERE folder = ?", {folder});
+        if (number != 0) giveFolder(folder, kRemovedFolder + std::to_string(number), MirroredMailbox::Order::Remove);
+    }
+    transaction.commit();
+}
+
+void MirrorState::takeBackRemoval(std::int64_t number, const std::string& folder, bool erases) {
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    giveFolder(kRemovedFolder + std::to_string(number), folder, MirroredMailbox::Order::None);
+    if (!erases)
+        database_->run("DELETE FROM removals WHERE name IN (SELECT name FROM messages WHERE mailbox = ?)", {number});
+    transaction.commit();
 }
 
 void MirrorState::removeMailbox(std::int64_t number) {
     const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    // A message that was erased there may still have to be erased in another mailbox. The inbox is always there.
+    database_->run("UPDATE OR REPLACE removals SET folder = '' WHERE folder = ?",
+                   {kRemovedFolder + std::to_string(number)});
     database_->run("DELETE FROM mailboxes WHERE number = ?", {number});
+    transaction.commit();
 }
 
 std::vector<MirroredMessage> MirrorState::messages(std::int64_t mailbox) {

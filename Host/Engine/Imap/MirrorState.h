@@ -2,8 +2,9 @@
 // sides last agreed on. Kept in <account>/sync.sqlite beside the mail; what is committed outlives a power cut.
 //
 // The difference between this, the files and the server is what remains to be done, so there is no list of orders that
-// could fall behind the files. Two things cannot be seen in such a difference and are noted before they happen: that a
-// message was erased on purpose (a file that merely vanished is fetched again), and that a message is being uploaded.
+// could fall behind the files. What cannot be seen in such a difference is noted before it happens: that a message was
+// erased on purpose (a file that merely vanished is fetched again), that a message is being uploaded, and that a
+// mailbox was renamed or removed.
 //
 // Safe from every thread. Calls throw DatabaseFailure.
 #pragma once
@@ -33,6 +34,10 @@ struct MirroredMailbox {
     std::uint32_t uidValidity = 0, uidNext = 0;
     // Up to here everything is here; 0: not everything is, or the server keeps none.
     std::uint64_t modSeq = 0;
+    // What the person did here and the server has not done yet. A removed one keeps no folder: it goes by a name that
+    // no folder has.
+    enum class Order { None, Rename, Remove };
+    Order order = Order::None;
 };
 
 struct MirroredMessage {
@@ -61,9 +66,21 @@ public:
 
     std::vector<MirroredMailbox> mailboxes();
     std::optional<MirroredMailbox> mailboxOfFolder(std::string_view folder);
-    // Adds or replaces by folder; answers it with its number.
+    std::optional<MirroredMailbox> mailboxNumbered(std::int64_t number);
+    // Adds it, by folder, and answers it with its number; or changes what is known of its messages. Folder, name and
+    // order of one that is kept stay: the person may have changed them meanwhile.
     MirroredMailbox putMailbox(MirroredMailbox mailbox);
+    // Settles an order, if there is one.
     void renameMailbox(std::int64_t number, const std::string& folder, const std::string& serverName);
+    void setServerName(std::int64_t number, const std::string& serverName);
+    // What the person does. Folders that are not known are passed over.
+    struct Renaming {
+        std::string from, to;
+    };
+    void orderRenaming(const std::vector<Renaming>& folders);
+    void orderRemoval(const std::vector<std::string>& folders);
+    // Ends the order to remove it; it is kept as that folder. `erases`: its messages stay noted as erased on purpose.
+    void takeBackRemoval(std::int64_t number, const std::string& folder, bool erases);
     void removeMailbox(std::int64_t number);  // with its messages
 
     std::vector<MirroredMessage> messages(std::int64_t mailbox);  // by uid
@@ -88,6 +105,7 @@ public:
 
 private:
     void open(FileSystem& files);
+    void giveFolder(const std::string& from, const std::string& to, MirroredMailbox::Order order);
 
     const std::filesystem::path file_;
     std::mutex lock_;

@@ -9,6 +9,7 @@
 #include "Imap/SyncPass.h"
 #include "Library/LibraryObjects.h"
 #include "MailLibrary.h"
+#include "Maildir/FolderName.h"
 #include "Maildir/Maildir.h"
 
 namespace qs {
@@ -21,31 +22,47 @@ std::filesystem::path pathOf(const std::filesystem::path& account, const std::st
 
 }  // namespace
 
-Result<void> SyncPass::takeMailboxes() {
-    const auto namespaces = parts_.line.namespaces();
-    if (!namespaces) return failed(namespaces);
-    const auto listed = parts_.line.list();
-    if (!listed) return failed(listed);
+Result<std::vector<ImapMailbox>> SyncPass::listed() {
+    auto listed = parts_.line.list();
+    if (!listed) return listed;
     const bool hasInbox =
         std::any_of(listed->begin(), listed->end(), [](const auto& each) { return each.name.isInbox(); });
     if (!hasInbox)
         return failure(std::string(kImapErrorDomain), static_cast<int>(ImapFailure::Temporary),
                        "The server lists no inbox just now.");
+    return listed;
+}
+
+Result<void> SyncPass::takeMailboxes() {
+    const auto namespaces = parts_.line.namespaces();
+    if (!namespaces) return failed(namespaces);
+    auto all = listed();
+    if (!all) return failed(all);
     prefix_ = namespaces->personal.front().prefix;
     delimiter_ = namespaces->personal.front().delimiter;
-    if (delimiter_ == 0) delimiter_ = listed->front().delimiter;
+    if (delimiter_ == 0) delimiter_ = all->front().delimiter;
     areMailboxesTaken_ = true;
+    tree_.forgetFolders();
+    const auto pushed = pushRenames(*all);
+    if (!pushed) return failed(pushed);
+    tree_.forgetFolders();
+    if (*pushed)
+        if (all = listed(); !all) return failed(all);
+    keepThoseMadeAgain();
 
-    auto folders = foldersFor(*listed, prefix_, parts_.state.mailboxes());
+    auto folders = foldersFor(*all, prefix_, parts_.state.mailboxes());
     if (auto renamed = takeRenamed(folders); !renamed) return renamed;
     bool isTreeChanged = false;
+    std::set<std::string> removed;
     for (const MirroredMailbox& kept : parts_.state.mailboxes()) {
+        if (kept.order == MirroredMailbox::Order::Remove) removed.insert(kept.folder);
         const auto found = folders.find(kept.folder);
         if (found != folders.end() && found->second.wire() == kept.serverName) continue;
         dropMailbox(kept);
         isTreeChanged = true;
     }
     for (const auto& [folder, name] : folders) {
+        if (removed.contains(folder)) continue;
         if (!parts_.state.mailboxOfFolder(folder))
             parts_.state.putMailbox({.folder = folder, .serverName = name.wire()});
         const Maildir maildir(pathOf(parts_.folder, folder), parts_.files);
@@ -67,7 +84,8 @@ Result<void> SyncPass::takeRenamed(std::map<std::string, ImapMailboxName>& folde
     };
     std::vector<MirroredMailbox> gone;
     for (const MirroredMailbox& mailbox : kept)
-        if (mailbox.uidValidity != 0 && kindOfFolder(mailbox.folder) == MailboxKind::User && !isListed(mailbox))
+        if (mailbox.uidValidity != 0 && mailbox.order == MirroredMailbox::Order::None &&
+            kindOfFolder(mailbox.folder) == MailboxKind::User && !isListed(mailbox))
             gone.push_back(mailbox);
     if (gone.empty()) return {};
     for (const auto& [folder, name] : folders) {
@@ -96,6 +114,7 @@ Result<void> SyncPass::takeRenamed(std::map<std::string, ImapMailboxName>& folde
 
 void SyncPass::dropMailbox(const MirroredMailbox& mailbox) {
     logInfo("the mailbox “" + mailbox.folder + "” of " + parts_.account + " is gone at the server");
+    if (mailbox.order == MirroredMailbox::Order::Remove) return parts_.state.removeMailbox(mailbox.number);
     const auto box = boxOf(mailbox.folder);
     std::vector<std::string> names;
     for (const MirroredMessage& message : parts_.state.messages(mailbox.number))
@@ -128,8 +147,13 @@ Result<void> SyncPass::createMissing() {
         const auto messages = tree_.messagesIn(folder);
         if (!messages) return failed(messages);
         if ((*messages)->empty() && kindOfFolder(folder) != MailboxKind::User) continue;
-        if (auto made = ensureMailbox(folder); !made)
+        if (!Maildir(pathOf(parts_.folder, folder), parts_.files).exists()) continue;  // renamed by now
+        if (auto made = ensureMailbox(folder); !made) {
             if (auto still = goOnAfter(made.error(), folder); !still) return still;
+            if (parts_.refused.insert("/" + folder).second)
+                parts_.tellPerson("The mailbox “" + pathFromFolderName(folder) +
+                                  "” can't be made at the server. It stays here. " + made.error().description);
+        }
     }
     return {};
 }
@@ -140,7 +164,14 @@ Result<MirroredMailbox> SyncPass::ensureMailbox(const std::string& folder) {
         if (auto taken = takeMailboxes(); !taken) return failed(taken);
         if (auto known = parts_.state.mailboxOfFolder(folder)) return *known;
     }
-    const ImapMailboxName name = serverNameFor(folder, prefix_, delimiter_);
+    const auto kept = parts_.state.mailboxes();
+    const auto isTaken = [&](const ImapMailboxName& name) {
+        return std::any_of(kept.begin(), kept.end(), [&](const auto& each) { return each.serverName == name.wire(); });
+    };
+    ImapMailboxName name = serverNameFor(folder, prefix_, delimiter_);
+    // Two names here can be one there, where it knows no such character.
+    for (int i = 2; isTaken(name); ++i)
+        name = serverNameFor(folder + " " + std::to_string(i), prefix_, delimiter_);
     const auto made = parts_.line.create(name);
     if (!made && imapResponseCode(made.error()) != "ALREADYEXISTS") return failed(made);
     if (made && parts_.line.isOpen()) (void)parts_.line.subscribe(name);  // not every server knows that

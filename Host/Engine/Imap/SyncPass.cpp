@@ -22,17 +22,19 @@ void SyncScope::add(const SyncScope& other) {
     here.insert(other.here.begin(), other.here.end());
     there.insert(other.there.begin(), other.there.end());
     everything = everything || other.everything;
+    mailboxes = mailboxes || other.mailboxes;
 }
 
 Result<void> SyncPass::pullAll(const SyncScope& scope) {
     const bool isNewFolder = std::any_of(scope.here.begin(), scope.here.end(), [&](const std::string& folder) {
         return !staysHere(folder) && !parts_.state.mailboxOfFolder(folder);
     });
-    if (scope.everything || isNewFolder)
+    if (scope.everything || scope.mailboxes || isNewFolder)
         if (auto taken = takeMailboxes(); !taken) return taken;
     for (MirroredMailbox& mailbox : parts_.state.mailboxes()) {
         // Most of what changes here, the server has told us.
         const bool isAsked = scope.everything || scope.there.contains(mailbox.folder) ||
+                             mailbox.order == MirroredMailbox::Order::Remove ||
                              (scope.here.contains(mailbox.folder) && hasSomethingToPush(mailbox));
         if (isAsked) works_[mailbox.folder].mailbox = std::move(mailbox);
     }
@@ -63,6 +65,7 @@ Result<void> SyncPass::run(const SyncScope& scope) {
     for (auto& [folder, work] : works_)
         if (auto done = fetch(work, work.arrived.size()); !done)
             if (auto still = goOnAfter(done.error(), folder); !still) return still;
+    if (auto done = removeAllThere(); !done) return done;
     forgetSettledRemovals();
     return {};
 }
@@ -70,7 +73,9 @@ Result<void> SyncPass::run(const SyncScope& scope) {
 Result<void> SyncPass::goOnAfter(const Error& error, const std::string& what) {
     const bool isAnswer =
         error.domain == kImapErrorDomain && parts_.line.isOpen() && imapFailure(error) != ImapFailure::Temporary;
-    if (!isAnswer) return failure(error);
+    // Renamed or removed here since the pass began; the next one takes that up.
+    const bool isElsewhere = error.domain == kMailLibraryErrorDomain && error.code == kMailLibraryNotFound;
+    if (!isAnswer && !isElsewhere) return failure(error);
     logWarning("the mailbox “" + what + "” of " + parts_.account + ": " + error.description);
     selected_.clear();
     return {};
@@ -86,6 +91,12 @@ Result<void> SyncPass::selected(const MirroredMailbox& mailbox) {
                        "The mailbox has changed as a whole.");  // the next pass takes that up
     selected_ = mailbox.serverName;
     return {};
+}
+
+Result<void> SyncPass::isStill(const MirroredMailbox& mailbox) {
+    const auto now = parts_.state.mailboxNumbered(mailbox.number);
+    if (now && now->folder == mailbox.folder) return {};
+    return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "It has just been renamed or removed.");
 }
 
 std::shared_ptr<Mailbox> SyncPass::boxOf(const std::string& folder) {

@@ -6,8 +6,9 @@
 // earlier move or upload whose answer was lost is recognised and not done twice. Files are on the disk before the state
 // says so, under names made of the server's own numbers, so that they are recognised, too.
 //
-// Its parts: SyncPass.cpp the order, SyncMailboxes.cpp the list of mailboxes, SyncPull.cpp, SyncPush.cpp and
-// SyncFetch.cpp one mailbox. Blocking; for one thread.
+// Its parts: SyncPass.cpp the order, SyncMailboxes.cpp the list of mailboxes, SyncRenames.cpp and SyncRemovals.cpp what
+// the person did to mailboxes themselves, SyncPull.cpp, SyncPush.cpp and SyncFetch.cpp one mailbox. Blocking; for one
+// thread.
 #pragma once
 
 #include <filesystem>
@@ -38,8 +39,9 @@ struct SyncProgress {
 struct SyncScope {
     std::set<std::string> here, there;
     bool everything = false;
+    bool mailboxes = false;  // the list of mailboxes itself was changed here
 
-    bool isEmpty() const { return here.empty() && there.empty() && !everything; }
+    bool isEmpty() const { return here.empty() && there.empty() && !everything && !mailboxes; }
     void add(const SyncScope& other);
 };
 
@@ -49,8 +51,9 @@ struct SyncParts {
     MailLibrary& library;
     FileSystem& files;
     std::string account;
-    std::filesystem::path folder;           // of the account's mail
-    std::set<std::string>& refusedUploads;  // names; not tried again
+    std::filesystem::path folder;  // of the account's mail
+    // By the server: names of messages, which are not tried again, and "/" with folders, of which the person was told.
+    std::set<std::string>& refused;
     std::function<void(const SyncProgress&)> tellProgress;
     std::function<void(const std::string& sentence)> tellPerson;  // what a person should know
 };
@@ -74,11 +77,25 @@ private:
 
     // Mailboxes
     Result<void> takeMailboxes();
+    Result<std::vector<ImapMailbox>> listed();
     Result<void> takeRenamed(std::map<std::string, ImapMailboxName>& folders);
     void dropMailbox(const MirroredMailbox& mailbox);
     Result<void> createMissing();
     Result<MirroredMailbox> ensureMailbox(const std::string& folder);
     std::shared_ptr<Mailbox> boxOf(const std::string& folder);
+    // What was renamed here, done at the server. Answers whether anything was.
+    Result<bool> pushRenames(const std::vector<ImapMailbox>& listed);
+    enum class Renamed { No, Yes, Waits };
+    Result<Renamed> pushRename(const MirroredMailbox& mailbox, std::set<std::string>& names);
+    Result<void> renameThere(const MirroredMailbox& mailbox, const ImapMailboxName& to, bool isSettled);
+    void takeBackRename(const MirroredMailbox& mailbox, const std::string& why);
+    // Mailboxes that were removed here: made again here, or to stay, or to go at the server as well.
+    void keepThoseMadeAgain();
+    Result<void> takeBackRemoval(Work& work, const std::string& why, bool erases);
+    Result<void> removeThere(Work& work);
+    Result<void> removeAllThere();
+    // Fails when the person has renamed or removed the mailbox during this pass.
+    Result<void> isStill(const MirroredMailbox& mailbox);
 
     // What the server did
     Result<void> pullAll(const SyncScope& scope);

@@ -78,6 +78,7 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
     // A file that is renamed during the look would otherwise seem to be lost.
     auto here = tree_.lookAgain(mailbox.folder);
     if (!here) return failed(here);
+    if (auto still = isStill(mailbox); !still) return still;
     PullPlan plan = planPull(known, *view, **here);
     if (auto applied = apply(mailbox, plan); !applied) return applied;
     work.arrived = std::move(plan.arrived);
@@ -87,6 +88,11 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
     }
     work.uidNext = selection->uidNext;
     work.modSeq = selection->highestModSeq;
+    if (mailbox.order == MirroredMailbox::Order::Remove && !work.arrived.empty())
+        return takeBackRemoval(work,
+                               "New mail has come into “%@” before it was deleted at the server. It is back, with the "
+                               "new mail alone.",
+                               true);
     work.isPulled = true;
     return {};
 }

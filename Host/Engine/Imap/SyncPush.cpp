@@ -43,6 +43,7 @@ Result<PushPlan> SyncPass::planFor(const MirroredMailbox& mailbox) {
         if (const auto looked = tree_.lookAgain(mailbox.folder); !looked) return failed(looked);
     const auto here = tree_.messagesIn(mailbox.folder);
     if (!here) return failed(here);
+    if (auto still = isStill(mailbox); !still) return failed(still);
     return planPush(known, **here, [this](const std::string& name) { return whereabouts(name); });
 }
 
@@ -51,7 +52,7 @@ bool SyncPass::hasSomethingToPush(const MirroredMailbox& mailbox) {
     if (!plan || mailbox.uidValidity == 0) return true;
     return !plan->flagsThere.empty() || !plan->moves.empty() || !plan->expunge.empty() || !plan->fetchAgain.empty() ||
            std::any_of(plan->onlyHere.begin(), plan->onlyHere.end(),
-                       [&](const std::string& name) { return !parts_.refusedUploads.contains(name); });
+                       [&](const std::string& name) { return !parts_.refused.contains(name); });
 }
 
 Result<void> SyncPass::push(Work& work) {
@@ -63,6 +64,7 @@ Result<void> SyncPass::push(Work& work) {
         if (auto done = pushFlags(work.mailbox, *plan); !done) return done;
     for (const auto& [folder, messages] : plan->moves)
         if (auto done = moveThere(work.mailbox, folder, messages); !done) return done;
+    if (work.mailbox.order == MirroredMailbox::Order::Remove) return {};  // the rest goes with it
     if (!plan->expunge.empty())
         if (auto done = expungeThere(work.mailbox, plan->expunge); !done) return done;
     std::vector<std::uint32_t> lost;
@@ -152,12 +154,13 @@ Result<void> SyncPass::expungeThere(const MirroredMailbox& mailbox, const std::v
 Result<void> SyncPass::upload(Work& work) {
     const MirroredMailbox& mailbox = work.mailbox;
     // What the server did not tell of must be found there before anything is said to be missing.
-    if (!work.isPulled || pullAgain_.contains(mailbox.folder)) return {};
+    if (!work.isPulled || work.mailbox.order == MirroredMailbox::Order::Remove || pullAgain_.contains(mailbox.folder))
+        return {};
     const auto plan = planFor(mailbox);
     if (!plan) return failed(plan);
     for (const std::string& name : plan->onlyHere) {
         // It waits to be moved from there.
-        if (!parts_.state.mailboxesWith(name).empty() || parts_.refusedUploads.contains(name)) continue;
+        if (!parts_.state.mailboxesWith(name).empty() || parts_.refused.contains(name)) continue;
         if (auto done = uploadOne(mailbox, name); !done)
             if (auto still = goOnAfter(done.error(), mailbox.folder); !still) return still;
     }
@@ -178,7 +181,7 @@ Result<void> SyncPass::uploadOne(const MirroredMailbox& mailbox, const std::stri
         if (!parts_.line.isOpen()) return failed(appended);
         parts_.state.endUploads(mailbox.folder, {name});
         if (imapFailure(appended.error()) != ImapFailure::Temporary) {
-            parts_.refusedUploads.insert(name);
+            parts_.refused.insert(name);
             parts_.tellPerson("A message can't be put into “" + pathFromFolderName(mailbox.folder) +
                               "” at the server. It stays here. " + appended.error().description);
         }

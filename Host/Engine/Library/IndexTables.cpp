@@ -214,6 +214,14 @@ std::optional<IndexedFile> find(Database& index, std::int64_t id) {
     return fileFrom(row);
 }
 
+std::vector<IndexedFile> filesOf(Database& index, std::int64_t mailbox) {
+    std::vector<IndexedFile> all;
+    Query row = index.query(std::string("SELECT ") + kFileColumns + " FROM messages WHERE mailbox = ?", {mailbox});
+    while (row.step())
+        all.push_back(fileFrom(row));
+    return all;
+}
+
 std::optional<IndexedFile> findByName(Database& index, std::int64_t mailbox, const std::string& name) {
     Query row = index.query(std::string("SELECT ") + kFileColumns + " FROM messages WHERE mailbox = ? AND name = ?",
                             {mailbox, name});

@@ -61,6 +61,7 @@ std::int64_t setMailbox(Database& index, const IndexedFile& row, const IndexedMa
 void remove(Database& index, std::int64_t seq);
 
 std::optional<IndexedFile> find(Database& index, std::int64_t id);
+std::vector<IndexedFile> filesOf(Database& index, std::int64_t mailbox);
 std::optional<IndexedFile> findByName(Database& index, std::int64_t mailbox, const std::string& name);
 
 // The columns of a summary; `messages` must be called m in the statement.

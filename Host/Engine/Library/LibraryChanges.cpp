@@ -191,14 +191,14 @@ Result<void> LibraryCore::eraseOne(Database& index, IndexedFile row, Work& work)
 Result<void> LibraryCore::tellWitness(const std::vector<IndexedFile>& rows) {
     const auto witness = witness_.load();
     if (!witness || rows.empty()) return {};
-    std::vector<RemovalWitness::Removal> removals;
+    std::vector<ChangeWitness::Removal> removals;
     for (const IndexedFile& row : rows)
         if (const auto box = mailboxNumbered(row.mailbox))
             removals.push_back({box->accountIdentifier(), box->folder(), row.name});
     return witness->willRemove(removals);
 }
 
-void LibraryCore::setRemovalWitness(std::shared_ptr<RemovalWitness> witness) { witness_ = std::move(witness); }
+void LibraryCore::setChangeWitness(std::shared_ptr<ChangeWitness> witness) { witness_ = std::move(witness); }
 
 Result<void> LibraryCore::erase(const std::vector<std::int64_t>& ids) {
     return changeFiles([&](Database& index, Work& work) -> Result<void> {

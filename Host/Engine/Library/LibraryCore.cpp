@@ -42,6 +42,8 @@ Result<void> LibraryCore::begin() {
     for (std::string& notice : notices)
         addNotice(std::move(notice));
     refreshTree();
+    for (const auto& account : mailAccounts())
+        sweepRemovedFolders(folderOfAccount(account->identifier()));
     const auto mailboxes = allMailboxes();
     try {
         putMailboxes(mailboxes);

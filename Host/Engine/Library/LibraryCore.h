@@ -1,6 +1,6 @@
 // The library itself. Its parts: LibraryCore.cpp and LibraryConversations.cpp answer questions, LibraryTree.cpp knows
-// accounts and mailboxes, LibraryChanges.cpp changes files and index together, LibraryMirror.cpp does so for what
-// happened elsewhere, LibraryScan.cpp takes up what the folders hold.
+// accounts and mailboxes, LibraryMailboxes.cpp makes, renames and removes these, LibraryChanges.cpp changes files and
+// index together, LibraryMirror.cpp does so for what happened elsewhere, LibraryScan.cpp takes up what the folders hold.
 //
 // The files are the truth: every change is made to them first and to the index in the same breath, under the index's
 // one write lock. When the index then fails, the change stands and the mailbox is read anew.
@@ -59,6 +59,10 @@ public:
     std::shared_ptr<Mailbox> mailbox(std::string_view account, MailboxKind kind, bool create) override;
     Result<std::shared_ptr<Mailbox>> createMailbox(std::string_view account, std::string_view name) override;
     std::vector<std::shared_ptr<Mailbox>> mailboxes(std::string_view account) override;
+    bool isChangeable(const Mailbox& mailbox) override;
+    std::vector<std::shared_ptr<Mailbox>> mailboxesBelow(const Mailbox& mailbox) override;
+    Result<std::shared_ptr<Mailbox>> renameMailbox(const Mailbox& mailbox, std::string_view name) override;
+    Result<void> removeMailbox(const Mailbox& mailbox) override;
     void accountsDidChange() override;
     Result<MessageRef> add(Mailbox& mailbox, std::string_view content, MessageFlags flags, Date received,
                            std::string_view uniqueName) override;
@@ -69,7 +73,7 @@ public:
     Result<void> addMirrored(Mailbox& mailbox, const std::vector<MirroredArrival>& messages, bool isNews) override;
     Result<void> setMirroredFlags(Mailbox& mailbox, const std::map<std::string, FlagBits>& flags) override;
     Result<void> dropMirrored(Mailbox& mailbox, const std::vector<std::string>& names) override;
-    void setRemovalWitness(std::shared_ptr<RemovalWitness> witness) override;
+    void setChangeWitness(std::shared_ptr<ChangeWitness> witness) override;
     void rescan(std::string_view mailboxIdentifier) override;
     void watchFolders() override;
     std::vector<std::string> takeNotices() override;
@@ -125,6 +129,22 @@ private:
     std::vector<LibraryMailboxRef> allMailboxes() const;
     void forgetMailbox(const LibraryMailboxRef& mailbox);
     void putMailboxes(const std::vector<LibraryMailboxRef>& mailboxes);
+    // Mailboxes made, renamed and removed by the person
+    struct Renaming {
+        LibraryMailboxRef mailbox;
+        std::string folder;  // to be
+    };
+    // The mailbox and those below it, deepest last.
+    std::vector<LibraryMailboxRef> withThoseBelow(const LibraryMailboxRef& mailbox) const;
+    Result<LibraryMailboxRef> changeable(const Mailbox& mailbox) const;
+    Result<std::string> freeFolder(std::string_view account, std::string_view name,
+                                   const std::vector<LibraryMailboxRef>& except) const;
+    Result<std::vector<Renaming>> renamings(const LibraryMailboxRef& mailbox, const std::string& folder) const;
+    Result<void> renameFolders(const std::string& account, const std::vector<Renaming>& renamings);
+    std::vector<LibraryMailboxRef> takeOver(const std::vector<Renaming>& renamings);
+    Result<void> tellOfRemoval(const std::vector<LibraryMailboxRef>& mailboxes);
+    void moveRows(const LibraryMailbox& from, const LibraryMailboxRef& to);
+    void sweepRemovedFolders(const std::filesystem::path& account);
 
     // Changes
     MaildirKeywords& keywordsOf(KeywordsByFolder& known, const LibraryMailbox& mailbox);
@@ -205,7 +225,7 @@ private:
     std::mutex scanning_;                     // one folder is taken up at a time
     std::atomic<bool> isRebuilding_ = false;  // or is to be
     std::atomic<bool> isOpen_ = false;
-    std::atomic<std::shared_ptr<RemovalWitness>> witness_;
+    std::atomic<std::shared_ptr<ChangeWitness>> witness_;
     std::unique_ptr<MailFolderWatch> watch_;
 };
 

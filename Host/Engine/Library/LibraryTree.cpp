@@ -9,18 +9,9 @@
 #include "Library/SearchText.h"
 #include "Maildir/FolderName.h"
 #include "Maildir/MaildirTree.h"
-#include "Text/Ascii.h"
 #include "Text/CaseFolding.h"
 
 namespace qs {
-
-namespace {
-
-Error noAccount() {
-    return {std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "There is no such account.", {}};
-}
-
-}  // namespace
 
 std::filesystem::path LibraryCore::folderOfAccount(std::string_view account) const {
     return dataFolder_ / "Mail" / account;
@@ -189,33 +180,6 @@ std::shared_ptr<Mailbox> LibraryCore::mailbox(std::string_view account, MailboxK
     }
     announcer_->mailboxChanged((*made)->identifier());
     return *made;
-}
-
-Result<std::shared_ptr<Mailbox>> LibraryCore::createMailbox(std::string_view account, std::string_view name) {
-    const auto owner = accountNamed(account);
-    if (!owner) return failure(noAccount());
-    if (const auto* record = book_->find(account); record && record->kind == AccountKind::Maildir)
-        return failure(std::string(kMailLibraryErrorDomain), kMailLibraryInvalidName,
-                       "The folders of this account are kept by another program. Please make the mailbox there.");
-    const auto folder = folderNameFromPath(trimmedAscii(name));
-    if (!folder)
-        return failure(std::string(kMailLibraryErrorDomain), kMailLibraryInvalidName,
-                       "A mailbox can't have this name. Please choose a shorter one without empty levels.");
-    const std::string wanted = foldedCase(pathFromFolderName(*folder));
-    for (const LibraryMailboxRef& mailbox : allMailboxes())
-        if (mailbox->accountIdentifier() == account && foldedCase(mailbox->displayName()) == wanted)
-            return failure(std::string(kMailLibraryErrorDomain), kMailLibraryExists,
-                           "There is a mailbox of this name already.");
-    auto made = addMailbox(owner, *folder);
-    if (!made) return failed(made);
-    try {
-        putMailboxes({*made});
-        watch({*made});
-    } catch (const DatabaseFailure& failure) {
-        indexFailed(failure);
-    }
-    announcer_->mailboxChanged((*made)->identifier());
-    return std::shared_ptr<Mailbox>(*made);
 }
 
 std::vector<std::shared_ptr<Mailbox>> LibraryCore::mailboxes(std::string_view account) {

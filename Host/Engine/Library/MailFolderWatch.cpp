@@ -61,6 +61,17 @@ void MailFolderWatch::add(const std::filesystem::path& folder) {
     logWarning("cannot watch " + folder.string() + ": " + std::system_category().message(errno));
 }
 
+void MailFolderWatch::forget(const std::filesystem::path& folder) {
+    const std::lock_guard hold(lock_);
+    std::erase_if(folders_, [&](const auto& entry) {
+        const auto& [number, watched] = entry;
+        if (watched != folder && watched.parent_path() != folder) return false;
+        ::inotify_rm_watch(events_, number);
+        known_.erase(watched);
+        return true;
+    });
+}
+
 void MailFolderWatch::run() {
     std::array<pollfd, 2> waited{
         {{.fd = events_, .events = POLLIN, .revents = 0}, {.fd = wake_, .events = POLLIN, .revents = 0}}};

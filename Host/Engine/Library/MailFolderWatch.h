@@ -25,6 +25,8 @@ public:
 
     // Once more does nothing. From every thread.
     void add(const std::filesystem::path& folder);
+    // It and the folders in it are gone, or lie elsewhere now. From every thread.
+    void forget(const std::filesystem::path& folder);
     void stop();  // waits for a call under way
 
 private:

@@ -215,16 +215,19 @@ TEST_F(SyncTest, FindsItsWayWithoutWhatItKnew) {
 }
 
 TEST_F(SyncTest, ErasesNothingThatCannotBeRemembered) {
-    struct Refusing : RemovalWitness {
+    struct Refusing : ChangeWitness {
         Result<void> willRemove(const std::vector<Removal>& removals) override {
             EXPECT_EQ(removals.at(0).account, "ada");
             EXPECT_EQ(removals.at(0).folder, "");
-            return failure("test", 1, "The disk is full.");
+            return full();
         }
+        Result<void> willRename(const std::string&, const std::vector<Renaming>&) override { return full(); }
+        Result<void> willRemoveFolders(const std::string&, const std::vector<std::string>&) override { return full(); }
+        static Result<void> full() { return failure("test", 1, "The disk is full."); }
     };
     deliver("one");
     start();
-    library().setRemovalWitness(std::make_shared<Refusing>());
+    library().setChangeWitness(std::make_shared<Refusing>());
     EXPECT_FALSE(library().erase({id("INBOX", "one")}));
     EXPECT_THAT(here("INBOX"), ElementsAre("one"));
 }

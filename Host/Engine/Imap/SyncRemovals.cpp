@@ -1,0 +1,80 @@
+// Mailboxes that were removed here, removed at the server: last of all, when what was moved out of them is elsewhere
+// there as well, and only if nothing has come into them that nobody has seen.
+#include <algorithm>
+
+#include "Foundation/FileSystem.h"
+#include "Foundation/Format.h"
+#include "Foundation/Log.h"
+#include "Imap/ImapError.h"
+#include "Imap/MailboxNames.h"
+#include "Imap/SyncPass.h"
+#include "MailLibrary.h"
+#include "Maildir/FolderName.h"
+#include "Maildir/Maildir.h"
+
+namespace qs {
+
+void SyncPass::keepThoseMadeAgain() {
+    for (const MirroredMailbox& mailbox : parts_.state.mailboxes()) {
+        if (mailbox.order != MirroredMailbox::Order::Remove) continue;
+        for (const std::string& folder : tree_.folders())
+            if (!parts_.state.mailboxOfFolder(folder) &&
+                serverNameFor(folder, prefix_, delimiter_).wire() == mailbox.serverName) {
+                parts_.state.takeBackRemoval(mailbox.number, folder, true);
+                break;
+            }
+    }
+}
+
+// `why` is told, with the mailbox's name in it. `erases`: what was in it is erased all the same.
+Result<void> SyncPass::takeBackRemoval(Work& work, const std::string& why, bool erases) {
+    MirroredMailbox& mailbox = work.mailbox;
+    const std::string path = pathOnServer(mailbox.serverName, prefix_, delimiter_);
+    const std::string wanted = folderNameFromPath(path).value_or("Mailbox");
+    std::string folder = wanted;
+    for (int i = 2; parts_.state.mailboxOfFolder(folder) || parts_.files.exists(parts_.folder / ("." + folder)); ++i)
+        folder = wanted + " " + std::to_string(i);
+    parts_.state.takeBackRemoval(mailbox.number, folder, erases);
+    if (auto made = Maildir(parts_.folder / ("." + folder), parts_.files).create(true); !made) return made;
+    parts_.library.accountsDidChange();  // which brings about the pass that goes on with it
+    parts_.tellPerson(stringWithFormat(why, {pathFromFolderName(folder)}));
+    work.isPulled = false;
+    work.arrived.clear();
+    return {};
+}
+
+Result<void> SyncPass::removeAllThere() {
+    std::vector<Work*> removed;
+    for (auto& [folder, work] : works_)
+        if (work.mailbox.order == MirroredMailbox::Order::Remove && work.isPulled) removed.push_back(&work);
+    // Those below first: some servers remove none that has others.
+    std::sort(removed.begin(), removed.end(),
+              [](const Work* a, const Work* b) { return a->mailbox.serverName.size() > b->mailbox.serverName.size(); });
+    for (Work* work : removed)
+        if (auto done = removeThere(*work); !done)
+            if (auto still = goOnAfter(done.error(), work->mailbox.serverName); !still) return still;
+    return {};
+}
+
+Result<void> SyncPass::removeThere(Work& work) {
+    const MirroredMailbox& mailbox = work.mailbox;
+    const auto still = parts_.state.mailboxNumbered(mailbox.number);
+    if (!still || still->order != MirroredMailbox::Order::Remove) return {};
+    const auto name = ImapMailboxName::fromWire(mailbox.serverName);
+    const auto status = parts_.line.status(name);
+    if (!status) return failed(status);
+    // Something came during this pass: the next one sees what.
+    if (status->uidValidity != mailbox.uidValidity || (work.uidNext != 0 && status->uidNext != work.uidNext)) return {};
+    if (!selected_.empty()) (void)parts_.line.examine(ImapMailboxName::inbox());
+    selected_.clear();
+    if (auto removed = parts_.line.remove(name); !removed) {
+        if (auto goesOn = goOnAfter(removed.error(), mailbox.serverName); !goesOn) return goesOn;
+        return takeBackRemoval(
+            work, "“%@” can't be deleted at the server, so it is back. " + removed.error().description, false);
+    }
+    if (parts_.line.isOpen()) (void)parts_.line.subscribe(name, false);
+    parts_.state.removeMailbox(mailbox.number);
+    return {};
+}
+
+}  // namespace qs
