@@ -12,6 +12,7 @@
 #include "DeliveryService.h"
 #include "Demo/DemoBackend.h"
 #include "Demo/DemoData.h"
+#include "Demo/DemoNewsletter.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
@@ -78,6 +79,9 @@ private:
         else
             logWarning(control.error().description);
         startDemoBackend();
+        if (data_.isDemo)
+            if (auto started = demoNewsletter_.start(); !started)
+                logWarning("The demo's newsletter can't be left: " + started.error().description);
         if (auto opened = openEngine(); !opened) return opened;
         application_ = MailApplication::make(*engine_);
         application_->setQuitHandler([this] { stop(); });
@@ -139,7 +143,7 @@ private:
         auto engine = MailEngine::open({.dataFolder = data_.path, .network = Platform::current().network});
         if (!engine) return failed(engine);
         engine_ = std::move(*engine);
-        return data_.isDemo ? demo.addMails(*engine_, programFolder_ / ".." / "Demo") : Result<void>();
+        return data_.isDemo ? demo.addMails(*engine_, programFolder_ / ".." / "Demo", demoNewsletter_.address()) : Result<void>();
     }
 
     // The page is told of in a turn of the run loop: a plug-in that shows an alert while it loads waits for an answer,
@@ -243,6 +247,7 @@ private:
         application_.reset();
         engine_.reset();
         demoBackend_.reset();
+        demoNewsletter_.end();
         HostInstances::current() = {};
         removeStartPage(data_.path);
         stopSignals_.reset();
@@ -265,6 +270,7 @@ private:
     std::shared_ptr<MailApplication> application_;
     BundleLoader bundles_;
     std::unique_ptr<DemoBackend> demoBackend_;
+    DemoNewsletter demoNewsletter_;
 };
 
 // What a second start is for: the page of the program that runs already, or an address for it.

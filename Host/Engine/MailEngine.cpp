@@ -1,6 +1,7 @@
 #include "MailEngine.h"
 
 #include "AccountBook.h"
+#include "Accounts/RecordDeliveryAccount.h"
 #include "Application/HostInstances.h"
 #include "DeliveryService.h"
 #include "Foundation/FileSystem.h"
@@ -35,6 +36,12 @@ Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& option
         const auto held = weak.lock();
         return held ? held->mailAccounts() : std::vector<std::shared_ptr<MailAccount>>();
     };
+    ClassRegistry::current().define("MFDeliveryAccount");
+    instances.deliveryAccount =
+        [book = engine->accounts_](const MailAccount& account) -> std::shared_ptr<DeliveryAccount> {
+        const AccountRecord* record = book->find(account.identifier());
+        return record ? std::make_shared<RecordDeliveryAccount>(*record) : nullptr;
+    };
     return engine;
 }
 
@@ -49,6 +56,7 @@ MailEngine::~MailEngine() {
         instances.library.reset();
         instances.libraryStore.reset();
         instances.mailAccounts = nullptr;
+        instances.deliveryAccount = nullptr;
     }
 }
 

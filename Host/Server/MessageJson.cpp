@@ -95,6 +95,7 @@ std::shared_ptr<MimeMessage> parsedMessage(MailLibrary& library, std::int64_t id
 json::object buttonJson(const BannerButton& button) {
     json::object model{{"id", button.anchor()}, {"title", button.title}};
     if (button.isCheckBox) model["checked"] = button.isOn;
+    if (!button.isEnabled) model["disabled"] = true;
     return model;
 }
 

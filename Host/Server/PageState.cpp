@@ -4,6 +4,7 @@
 #include <map>
 
 #include "AccountBook.h"
+#include "Application/EventMonitors.h"
 #include "Compose/HeadersEditor.h"
 #include "ComposeWindow.h"
 #include "DeliveryService.h"
@@ -45,9 +46,13 @@ json::value appSection(MailApplication& application) {
     json::array notices;
     for (const auto& notice : application.notices())
         notices.push_back(json::object{{"id", notice.id}, {"text", notice.text}});
-    return json::object{{"title", "Quillstead Mail"},    {"icon", application.applicationIconImage()},
-                        {"notices", std::move(notices)}, {"waiting", application.engine().deliveries().waitingCount()},
-                        {"version", kVersion},           {"notifies", notifiesOfNewMail()}};
+    return json::object{{"title", "Quillstead Mail"},
+                        {"icon", application.applicationIconImage()},
+                        {"notices", std::move(notices)},
+                        {"waiting", application.engine().deliveries().waitingCount()},
+                        {"version", kVersion},
+                        {"watchesModifiers", EventMonitors::current().isAnyFor(kFlagsChangedMask)},
+                        {"notifies", notifiesOfNewMail()}};
 }
 
 json::value accountsSection(MailApplication& application) {

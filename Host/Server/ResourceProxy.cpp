@@ -16,6 +16,7 @@
 #include "Text/Ascii.h"
 #include "Text/MimeTypes.h"
 #include "Text/Url.h"
+#include "Text/UrlEscaping.h"
 #include "Viewer/ResourceLoad.h"
 #include "Viewer/WebDocument.h"
 
@@ -32,15 +33,7 @@ constexpr const char* kUserAgent = "Mozilla/5.0";
 // As a browser writes an address before it asks for it, so that whoever compares addresses compares like with like.
 // Empty for what is no address of the web.
 std::string normalised(std::string_view address) {
-    std::string text;
-    for (const char c : address) {
-        constexpr std::string_view kDigits = "0123456789ABCDEF";
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte > 0x20 && byte < 0x7F && std::string_view("\"<>\\^`{|}").find(c) == std::string_view::npos)
-            text += c;
-        else
-            text += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
-    }
+    const std::string text = escapedForUrl(address);
     const auto url = Url::parse(text);
     const std::string scheme = url && url->scheme() ? asciiLowered(*url->scheme()) : std::string();
     // A name and password in an address would be sent along.

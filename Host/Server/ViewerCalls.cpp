@@ -3,6 +3,7 @@
 #include <boost/json.hpp>
 
 #include "Accounts/AddressCompletion.h"
+#include "Application/EventMonitors.h"
 #include "Calls.h"
 #include "DeliveryService.h"
 #include "HostSettings.h"
@@ -27,7 +28,7 @@ json::value pressBanner(CallContext& context, const json::object& args) {
     for (const auto& banner : banners ? banners->displayed() : BannerList()) {
         const auto buttons = banner->buttons();
         const auto button = std::ranges::find(buttons, id, [](const auto& each) { return each->anchor(); });
-        if (button == buttons.end() || (*button)->isHidden) continue;
+        if (button == buttons.end() || (*button)->isHidden || !(*button)->isEnabled) continue;
         if ((*button)->isCheckBox) (*button)->isOn = !(*button)->isOn;
         context.application.bringToFront("viewer");
         const auto target = (*button)->target.lock();
@@ -71,6 +72,11 @@ json::value completeAddresses(CallContext& context, const json::object& args) {
 }  // namespace
 
 void addViewerCalls(CallTable& table) {
+    table["app.modifiers"] = [](CallContext&, const json::object& args) -> json::value {
+        EventMonitors::current().dispatch(
+            {.mask = kFlagsChangedMask, .modifierFlags = static_cast<unsigned>(arguments::number(args, "flags"))});
+        return nullptr;
+    };
     table["app.active"] = [](CallContext& context, const json::object& args) -> json::value {
         context.application.setActive(arguments::flag(args, "active"));
         return nullptr;

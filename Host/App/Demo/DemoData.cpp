@@ -46,7 +46,8 @@ Result<void> DemoData::makeAccounts() const {
     return {};
 }
 
-Result<void> DemoData::addMails(MailEngine& engine, const std::filesystem::path& mails) const {
+Result<void> DemoData::addMails(MailEngine& engine, const std::filesystem::path& mails,
+                                const std::string& newsletter) const {
     FileSystem& files = FileSystem::real();
     if (!files.exists(marker())) return {};
     const auto found = files.list(mails);
@@ -55,7 +56,7 @@ Result<void> DemoData::addMails(MailEngine& engine, const std::filesystem::path&
         if (file.path.extension() != ".eml") continue;
         const auto text = files.read(file.path);
         if (!text) return failed(text);
-        const auto mail = readDemoTemplate(*text, RunLoop::main().now());
+        const auto mail = readDemoTemplate(*text, RunLoop::main().now(), {{"newsletter", newsletter}});
         const std::string name = file.path.stem().string();
         if (!mail)
             return failure("DemoData", 2,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include "Foundation/Result.h"
 
@@ -17,7 +18,8 @@ public:
     Result<void> makeAccounts() const;
     // After it: puts in the mails of that folder (*.eml, see DemoTemplate.h) if the accounts were just made, or if an
     // earlier start was cut off in the midst of this; a mail that is there already is not added again.
-    Result<void> addMails(MailEngine& engine, const std::filesystem::path& mails) const;
+    // `newsletter` is the address of its publisher's server.
+    Result<void> addMails(MailEngine& engine, const std::filesystem::path& mails, const std::string& newsletter) const;
 
 private:
     std::filesystem::path marker() const;  // there while the mails are not all in

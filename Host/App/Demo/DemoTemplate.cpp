@@ -80,7 +80,7 @@ std::optional<Date> dateFrom(const std::string& text, Date now) {
     }
 }
 
-Result<std::string> filled(std::string_view text, Date now) {
+Result<std::string> filled(std::string_view text, Date now, const std::map<std::string, std::string>& words) {
     std::string result;
     for (;;) {
         const auto start = text.find("{{");
@@ -89,11 +89,15 @@ Result<std::string> filled(std::string_view text, Date now) {
         const auto end = text.find("}}", start);
         if (end == std::string_view::npos) return wrong("'%@' has no end.", text.substr(start, 20));
         const std::string field(text.substr(start + 2, end - start - 2));
+        text.remove_prefix(end + 2);
+        if (const auto word = words.find(field); word != words.end()) {
+            result += word->second;
+            continue;
+        }
         const auto bar = field.find('|');
         const auto date = dateFrom(field.substr(0, bar), now);
         if (!date) return wrong("'%@' is no date.", field);
         result += formatDate(*date, {.pattern = bar == std::string::npos ? kDateHeaderPattern : field.substr(bar + 1)});
-        text.remove_prefix(end + 2);
     }
 }
 
@@ -109,7 +113,7 @@ std::string withNetworkLineEnds(std::string_view text) {
 
 }  // namespace
 
-Result<DemoMail> readDemoTemplate(std::string_view text, Date now) {
+Result<DemoMail> readDemoTemplate(std::string_view text, Date now, const std::map<std::string, std::string>& words) {
     DemoMail mail;
     while (text.starts_with(kPlaceField)) {
         const auto end = text.find('\n');
@@ -118,7 +122,7 @@ Result<DemoMail> readDemoTemplate(std::string_view text, Date now) {
         mail.places.push_back(std::move(*place));
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
-    auto content = filled(text, now);
+    auto content = filled(text, now, words);
     if (!content) return failed(content);
     mail.content = withNetworkLineEnds(*content);
 

@@ -5,9 +5,11 @@
 //     Demo-Place: tobias/Inbox seen answered
 //     Date: {{-3d 14:20}}                     three days before, at this time of day, in the form of a Date header
 //     ...
+//     <{{newsletter}}/leave>                  one of the words that the program fills in
 //     see you on {{+9d 14:00|EEEE d MMMM}}    by that pattern (ICU); {{-2h}} counts hours and {{-20m}} minutes
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +34,7 @@ struct DemoMail {
 };
 
 // Fails with a sentence that names what in the template is wrong.
-Result<DemoMail> readDemoTemplate(std::string_view text, Date now);
+Result<DemoMail> readDemoTemplate(std::string_view text, Date now,
+                                  const std::map<std::string, std::string>& words = {});
 
 }  // namespace qs

@@ -9,7 +9,9 @@
 
 namespace qs {
 
+class DeliveryAccount;
 class DeliveryQueue;
+class EventMonitors;
 class Library;
 class LibraryStore;
 class MailAccount;
@@ -23,10 +25,12 @@ struct HostInstances {
     std::shared_ptr<Library> library;
     std::shared_ptr<LibraryStore> libraryStore;
     std::shared_ptr<DeliveryQueue> deliveryQueue;
+    std::shared_ptr<EventMonitors> eventMonitors;  // made when first asked for
     std::function<std::shared_ptr<MessageViewer>()> frontmostViewer;
     // Makes a viewer for one message; may be empty.
     std::function<std::shared_ptr<MessageViewer>(const std::shared_ptr<Message>&)> singleMessageViewer;
     std::function<std::vector<std::shared_ptr<MailAccount>>()> mailAccounts;
+    std::function<std::shared_ptr<DeliveryAccount>(const MailAccount&)> deliveryAccount;
 
     static HostInstances& current();
 };

@@ -3,12 +3,18 @@
 #include <algorithm>
 
 #include "Foundation/Assertion.h"
+#include "Mail/Mailbox.h"
 #include "Models/ModelChanges.h"
 
 namespace qs {
 
 BannerButton::BannerButton(std::string anchor, std::weak_ptr<Window> window)
     : View(std::move(anchor), std::move(window), "NSButton") {}
+
+int BannerSubject::junkStatus() const {
+    const auto mailbox = originalMessage->mailbox();
+    return originalMessage->flags().junk || (mailbox && mailbox->kind() == MailboxKind::Junk) ? 1 : 0;
+}
 
 void BannerViewController::setContainer(const std::shared_ptr<BannerContainerViewController>& container) {
     container_ = container;

@@ -23,7 +23,7 @@ public:
     BannerButton(std::string anchor, std::weak_ptr<Window> window);  // class "NSButton"
     std::string title, action;
     std::weak_ptr<HostObject> target;
-    bool isHidden = true, isCheckBox = false, isOn = false;
+    bool isHidden = true, isEnabled = true, isCheckBox = false, isOn = false;
 };
 
 // What a banner is about.
@@ -32,6 +32,7 @@ public:
     explicit BannerSubject(MessageRef message)
         : HostObject("ConversationMember"), originalMessage(std::move(message)) {}
     const MessageRef originalMessage;
+    int junkStatus() const;  // 0 for what is no junk
 };
 
 class BannerViewController : public HostObject {

@@ -7,6 +7,7 @@ import type { Calls, Id, ServerMessage, Value } from './protocol';
 // Calls that no pending edit can matter to.
 const unrelated = new Set<keyof Calls>([
   'app.active',
+  'app.modifiers',
   'list.window',
   'menu.validate',
   'compose.update',

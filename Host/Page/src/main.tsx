@@ -4,6 +4,7 @@ import { act, complain, flushEdits, hasUnsentEdits, receive, setConnection } fro
 import { Connection } from './connection';
 import { followAppearance } from './base/appearance';
 import { listenForKeys } from './keys/keyboard';
+import { watchModifiers } from './keys/modifiers';
 import { keepPaneHistory } from './layout/paneHistory';
 import { watchNewMail } from './notifications';
 import { App } from './layout/App';
@@ -39,6 +40,7 @@ async function start(): Promise<void> {
   if (!root) throw new Error('index.html has no element "page"');
   render(<App />, root);
   listenForKeys();
+  watchModifiers();
   keepPaneHistory();
   followAppearance();
   watchNewMail();

@@ -191,7 +191,8 @@ export interface BannerModel {
   image: string; // empty: none
   text: string; // empty: only its buttons
   colour: string; // "#AABBCC"
-  buttons: { id: string; title: string; checked?: boolean }[]; // with "checked": a check box
+  // with "checked": a check box
+  buttons: { id: string; title: string; checked?: boolean; disabled?: boolean }[];
 }
 /** A message of the selected one's conversation. */
 export interface ConversationRow {
@@ -273,6 +274,7 @@ export interface TakenMessage {
 export interface Sections {
   app: {
     title: string; icon: string; notices: { id: number; text: string }[]; waiting: number; version: string;
+    watchesModifiers: boolean; // tell of modifier keys that go down or up
     notifies: boolean; // the person wants to be told of new mail
   };
   menu: MenuItemModel[]; // the main menu; each has a submenu
@@ -308,6 +310,7 @@ export type ServerMessage =
 // Page to host: {id, call, args}. Every call gets one reply or error with its id.
 export interface Calls {
   'app.active': { active: boolean }; // the page got or lost the focus
+  'app.modifiers': { flags: number }; // the modifier keys that are down now; only where the host watches them
   'app.dismissNotice': { id: number };
   'menu.choose': MenuPlace & { item: string }; // by id; validated again by the host
   'menu.set': MenuPlace & { item: string; control: string; value: Value }; // replies {items: MenuItemModel[]}

@@ -3,7 +3,7 @@ import { Store } from './base/Store';
 import type { Id, Sections, Value } from './protocol';
 
 const nothing: Sections = {
-  app: { title: 'Mail', icon: '', notices: [], waiting: 0, version: '', notifies: false },
+  app: { title: 'Mail', icon: '', notices: [], waiting: 0, version: '', watchesModifiers: false, notifies: false },
   menu: [],
   accounts: [],
   list: { mailbox: '', title: '', total: 0, offset: 0, rows: [], selected: [], search: '', emptyText: '' },

@@ -12,6 +12,7 @@
 #include "Models/View.h"
 #include "Services/QSServicesPane.h"
 #include "Settings/UserDefaults.h"
+#include "Unsubscribe/UnsubscribeSettings.h"
 
 namespace qs {
 
@@ -55,6 +56,7 @@ std::shared_ptr<FormModel> QSQuillsteadPreferenceModule::form() {
     form->groups.insert(form->groups.begin() + 1, {accountGroup(), updatesGroup()});
     const auto services = services_->groups();
     form->groups.insert(form->groups.begin() + 3, services.begin(), services.end());
+    form->groups.push_back(newslettersGroup());
     return form;
 }
 

@@ -144,7 +144,6 @@ const std::vector<Group>& groups() {
         {"Message list and pictures",
          kNotYet,
          {{.kind = Kind::CheckBox, .key = "QSHighlightReminderMessages", .label = "Mark messages with a reminder"},
-          {.kind = Kind::CheckBox, .key = "QSShowUnsubscribeBanner", .label = "Offer to unsubscribe from newsletters"},
           {.kind = Kind::CheckBox, .key = "QSShowAvatarBadge", .label = "Show where a sender's picture comes from"},
           {.kind = Kind::CheckBox, .key = "QSIgnoreLowResFavicons", .label = "Leave out coarse pictures"}}},
         {"Menu-bar inbox",

@@ -14,6 +14,8 @@
 #include "Platform.h"
 #include "Tracking/QSTrackingPixelManager.h"
 #include "Tracking/QSTrackingPixelOpenViewController.h"
+#include "Unsubscribe/QSUnsubscribeManager.h"
+#include "Unsubscribe/UnsubscribeBanner.h"
 #include "Viewer/Banner.h"
 
 namespace qs {
@@ -21,15 +23,13 @@ namespace qs {
 namespace {
 
 constexpr TimeInterval kHintDelay = 1.0;
-constexpr int kAbove = 3;
 constexpr double kLighter = 0.15;
 constexpr const char* kTypeKey = "bannerViewType";
-constexpr const char* kShortDateAndTime = "yyMdjm";
 
 const Operation<bool()> quillstead_wantsDisplay{"quillstead_wantsDisplay"};
 const Operation<Color()> quillstead_backgroundColor{"quillstead_backgroundColor"};
-const Operation<std::shared_ptr<BannerButton>()> primaryActionButton{"primaryActionButton"};
-const Operation<std::shared_ptr<BannerButton>()> secondActionButton{"secondActionButton"};
+using banner_quillstead::primaryActionButton;
+using banner_quillstead::secondActionButton;
 
 BannerViewController& banner(HostObject& self) { return static_cast<BannerViewController&>(self); }
 BannerViewType typeOf(const HostObject& self) { return static_cast<BannerViewType>(self.associated<int>(kTypeKey)); }
@@ -53,7 +53,7 @@ QSTrackingPixelManager::Pixel pixelOf(HostObject& self) {
 }
 
 std::string openedText(const QSTrackingPixel& pixel, Date first) {
-    const std::string date = formatDate(first, {.pattern = localizedDatePattern(kShortDateAndTime), .locale = {}});
+    const std::string date = formatDate(first, {.pattern = localizedDatePattern(kBannerDateAndTime), .locale = {}});
     if (pixel.numOpens() < 2) return stringWithFormat(QSLocalizedString("This email was first opened at %@."), {date});
     return stringWithFormat(QSLocalizedString("This email has been opened %d times since its first open at %@."),
                             {pixel.numOpens() - 1, date});
@@ -63,7 +63,8 @@ void queueTrackingHint(const std::shared_ptr<View>& view) {
     RunLoop::main().after(kHintDelay, [view] {
         if (!QSSession::currentIfLoaded()) return;
         QSPopoverController::sharedController().queuePopoverWithIdentifier(
-            "TrackingInfo", QSLocalizedString("Here you can find out more about your tracked email."), view, kAbove);
+            "TrackingInfo", QSLocalizedString("Here you can find out more about your tracked email."), view,
+            kAboveBanner);
     });
 }
 
@@ -91,6 +92,7 @@ void showTracking(HostObject& self) {
 
 void updateAndShow(HostObject& self) {
     banner(self).setWantsDisplay(true);
+    if (typeOf(self) == BannerViewType::Unsubscribe) showUnsubscribeBanner(banner(self));
     if (typeOf(self) == BannerViewType::Tracking) showTracking(self);
 }
 
@@ -105,6 +107,11 @@ bool wantsDisplay(HostObject& self) {
     if (type == BannerViewType::None) return quillstead_wantsDisplay(self);
     if (!QSSession::currentIfLoaded()) return false;
     if (!headersOf(self)) return quillstead_wantsDisplay(self);
+    if (type == BannerViewType::Unsubscribe) {
+        const bool shows = QSUnsubscribeManager::showUnsubscribeBannerForMessage(*banner(self).representedObject);
+        if (shows) banner_quillstead::updateAndShow(self);
+        return shows;
+    }
     if (type != BannerViewType::Tracking) return false;
     const auto pixel = pixelOf(self);
     closeDetailsUnlessOf(pixel);
@@ -134,6 +141,10 @@ void load() {
               [](HostObject& self, int type) { self.setAssociatedObject(kTypeKey, type); });
     patch.add(banner_quillstead::updateAndShow, updateAndShow);
     patch.add(banner_quillstead::showTrackingDetails, showTrackingDetails);
+    patch.add(banner_quillstead::unsubscribe,
+              [](HostObject& self, HostObject*) { unsubscribeFromBanner(banner(self), AfterUnsubscribing::Stay); });
+    patch.add(banner_quillstead::unsubscribeAndDelete,
+              [](HostObject& self, HostObject*) { unsubscribeFromBanner(banner(self), AfterUnsubscribing::Delete); });
     patch.add(primaryActionButton, [](HostObject& self) { return buttonAt(self, 0); });
     patch.add(secondActionButton, [](HostObject& self) { return buttonAt(self, 1); });
     patch.add(quillstead_wantsDisplay, wantsDisplay);

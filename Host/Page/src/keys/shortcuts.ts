@@ -145,20 +145,30 @@ export function modifiersFromFlags(flags: number): Modifier[] {
   return bits.filter(([, bit]) => flags & bit).map(([modifier]) => modifier);
 }
 
-/** Null while only modifiers are held, or for a key alone, which would be in the way of typing. */
-export function recorded(press: Press, mac: boolean): { characters: string; modifierFlags: number } | null {
-  if (['Control', 'Shift', 'Alt', 'Meta', 'AltGraph', 'Dead', 'CapsLock', 'OS'].includes(press.key)) return null;
-  const held: Record<Modifier, boolean> = {
+type Held = Pick<Press, 'shiftKey' | 'ctrlKey' | 'altKey' | 'metaKey'>;
+
+function heldModifiers(press: Held, mac: boolean): Record<Modifier, boolean> {
+  return {
     shift: press.shiftKey,
     option: press.altKey,
     command: mac ? press.metaKey : press.ctrlKey,
     control: mac ? press.ctrlKey : press.metaKey,
   };
+}
+
+export function flagsFrom(press: Held, mac: boolean): number {
+  const held = heldModifiers(press, mac);
+  return bits.reduce((sum, [modifier, bit]) => (held[modifier] ? sum | bit : sum), 0);
+}
+
+/** Null while only modifiers are held, or for a key alone, which would be in the way of typing. */
+export function recorded(press: Press, mac: boolean): { characters: string; modifierFlags: number } | null {
+  if (['Control', 'Shift', 'Alt', 'Meta', 'AltGraph', 'Dead', 'CapsLock', 'OS'].includes(press.key)) return null;
+  const held = heldModifiers(press, mac);
   const functionKey = /^F\d{1,2}$/.test(press.key);
   if (!held.command && !held.control && !held.option && !functionKey) return null;
   const letter = /^Key([A-Z])$/.exec(press.code ?? '')?.[1];
   const digit = /^Digit(\d)$/.exec(press.code ?? '')?.[1];
   const characters = (letter ?? digit ?? press.key).toLowerCase();
-  const modifierFlags = bits.reduce((sum, [modifier, bit]) => (held[modifier] ? sum | bit : sum), 0);
-  return { characters: functionKey ? press.key : characters, modifierFlags };
+  return { characters: functionKey ? press.key : characters, modifierFlags: flagsFrom(press, mac) };
 }

@@ -24,7 +24,11 @@ function BannerButton({ button }: { button: BannerModel['buttons'][number] }) {
   const press = (): void => act('banner.press', { button: button.id });
   if (button.checked === undefined)
     return (
-      <button type="button" class="small-button" data-anchor={button.id} onClick={press}>{button.title}</button>
+      <button
+        type="button" class="small-button" data-anchor={button.id} disabled={button.disabled} onClick={press}
+      >
+        {button.title}
+      </button>
     );
   return (
     <label class="banner-check" data-anchor={button.id}>
