@@ -88,6 +88,12 @@ json::value openPersonMenu(CallContext& context, const json::object& args) {
     return shown(context, context.contextMenu);
 }
 
+json::value openMailboxMenu(CallContext& context, const json::object& args) {
+    context.contextMenu = context.application.contextualMenuOfMailbox(arguments::text(args, "id"));
+    if (!context.contextMenu) throw CallRefused("That mailbox is no longer there.");
+    return shown(context, context.contextMenu);
+}
+
 json::value chooseToolbarItem(CallContext& context, const json::object& args) {
     const auto item = toolbarItemOf(context, args);
     bool chosen = false;
@@ -111,6 +117,7 @@ void addMenuCalls(CallTable& table) {
     };
     table["context.open"] = openContextMenu;
     table["person.open"] = openPersonMenu;
+    table["mailbox.menu"] = openMailboxMenu;
     table["toolbar.choose"] = chooseToolbarItem;
     table["toolbar.menu"] = [](CallContext& context, const json::object& args) {
         return shown(context, toolbarItemOf(context, args)->menu);

@@ -2,6 +2,7 @@
 
 #include <boost/json.hpp>
 #include <map>
+#include <set>
 
 #include "AccountBook.h"
 #include "Application/EventMonitors.h"
@@ -55,30 +56,58 @@ json::value appSection(MailApplication& application) {
                         {"notifies", notifiesOfNewMail()}};
 }
 
+// The mailboxes of an account as a tree: names parted at their levels, and a row for each level that is no mailbox
+// itself.
+json::array mailboxTree(MailApplication& application, const std::string& account) {
+    json::array rows;
+    std::set<std::string> paths;
+    for (const auto& mailbox : application.engine().library().mailboxes(account)) {
+        if (!application.listsMailbox(*mailbox)) continue;
+        const std::string path = mailbox->displayName();
+        int depth = 0;
+        std::size_t begin = 0;
+        for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', begin)) {
+            const std::string above = path.substr(0, slash);
+            if (paths.insert(above).second)
+                rows.push_back(json::object{{"id", account + "//" + above},
+                                            {"name", above.substr(begin)},
+                                            {"path", above},
+                                            {"kind", "group"},
+                                            {"depth", depth},
+                                            {"badge", 0},
+                                            {"image", ""},
+                                            {"takesDrops", false},
+                                            {"unread", 0},
+                                            {"count", 0}});
+            begin = slash + 1;
+            ++depth;
+        }
+        paths.insert(path);
+        const MailboxRow row = application.rowOfMailbox(*mailbox);
+        rows.push_back(json::object{{"id", mailbox->identifier()},
+                                    {"name", path.substr(begin)},
+                                    {"path", path},
+                                    {"kind", kMailboxKinds[static_cast<int>(mailbox->kind())]},
+                                    {"depth", depth},
+                                    {"badge", row.badge},
+                                    {"image", row.image},
+                                    {"takesDrops", row.takesDrops},
+                                    {"unread", mailbox->unreadCount()},
+                                    {"count", mailbox->messageCount()}});
+    }
+    return rows;
+}
+
 json::value accountsSection(MailApplication& application) {
     json::array accounts;
     std::map<std::string, json::value> syncs;
     for (const SyncStatus& status : application.engine().sync().statuses())
         syncs[status.account] = syncJson(status, RunLoop::main().now());
     for (const auto& record : application.engine().accounts().inUse()) {
-        json::array mailboxes;
-        for (const auto& mailbox : application.engine().library().mailboxes(record.identifier)) {
-            if (!application.listsMailbox(*mailbox)) continue;
-            const MailboxRow row = application.rowOfMailbox(*mailbox);
-            mailboxes.push_back(json::object{{"id", mailbox->identifier()},
-                                             {"name", mailbox->displayName()},
-                                             {"kind", kMailboxKinds[static_cast<int>(mailbox->kind())]},
-                                             {"depth", 0},
-                                             {"badge", row.badge},
-                                             {"image", row.image},
-                                             {"takesDrops", row.takesDrops},
-                                             {"unread", mailbox->unreadCount()},
-                                             {"count", mailbox->messageCount()}});
-        }
         json::object account{{"id", record.identifier},
                              {"name", record.displayName},
                              {"address", record.mainAddress()},
-                             {"mailboxes", std::move(mailboxes)}};
+                             {"mailboxes", mailboxTree(application, record.identifier)}};
         if (const auto sync = syncs.find(record.identifier); sync != syncs.end() && !sync->second.is_null())
             account["sync"] = std::move(sync->second);
         accounts.push_back(std::move(account));

@@ -94,6 +94,10 @@ void addViewerCalls(CallTable& table) {
                                                                      arguments::text(args, "name")));
         return nullptr;
     };
+    table["mailbox.rename"] = [](CallContext& context, const json::object& args) -> json::value {
+        require(context.application.renameMailbox(arguments::text(args, "id"), arguments::text(args, "name")));
+        return nullptr;
+    };
     table["account.sync"] = [](CallContext& context, const json::object& args) -> json::value {
         context.application.engine().sync().syncNow(arguments::text(args, "account"));
         return nullptr;

@@ -40,7 +40,10 @@ void bringRepresentedWindowToFront(MailApplicationObject& self, HostObject* send
 constexpr AppAction kActions[] = {
     {"showComposeWindow:", [](auto& self, auto*) { self.compose({}); }},
     {"addAccount:", [](auto& self, auto*) { self.askForNewAccount(); }},
-    {"newMailbox:", [](auto& self, auto*) { self.askForNewMailbox(); }},
+    {"newMailbox:", [](auto& self, auto* sender) { self.askForNewMailbox(sender, false); }},
+    {"newMailboxInside:", [](auto& self, auto* sender) { self.askForNewMailbox(sender, true); }},
+    {"changeMailbox:", [](auto& self, auto* sender) { self.askForChangedMailbox(sender); }},
+    {"deleteMailbox:", [](auto& self, auto* sender) { self.deleteMailbox(sender); }},
     {"checkNewMail:", [](auto& self, auto*) { self.checkNewMail(); }},
     {"showPreferencesPanel:", [](auto& self, auto* sender) { self.showPreferencesPanel(sender); }},
     {"orderFrontCharacterPalette:", [](auto& self, auto* sender) { self.orderFrontCharacterPalette(sender); }},
@@ -66,30 +69,6 @@ void openAddressEvent(HostObject& self, const AppleEvent& event) {
     logWarning(end == std::string::npos || end > 30
                    ? "An address without a scheme was handed over; nothing is opened."
                    : stringWithFormat("Nobody opens addresses of the kind “%@:”.", {url.substr(0, end)}));
-}
-
-// What the person fills in; the form's controls write into it.
-struct NewMailbox {
-    std::string name, account;
-};
-
-std::shared_ptr<FormModel> newMailboxForm(const std::shared_ptr<NewMailbox>& wanted) {
-    auto form = std::make_shared<FormModel>();
-    form->identifier = "newMailbox";
-    form->title = "New Mailbox";
-    FormControl name{.kind = FormControl::Kind::TextField, .id = "name", .label = "Name"};
-    name.value = "";
-    name.onChange = [wanted](const Value& value) { wanted->name = value.stringValue(); };
-    FormControl account{.kind = FormControl::Kind::PopUp, .id = "account", .label = "Account"};
-    account.value = wanted->account;
-    for (const auto& one : MailAccount::mailAccounts())
-        account.options.push_back({.title = one->displayName(), .value = one->identifier()});
-    account.onChange = [wanted](const Value& value) { wanted->account = value.stringValue(); };
-    account.hidden = account.options.size() < 2;
-    form->groups.push_back({.controls = {std::move(name), std::move(account)}});
-    form->buttons = {{.title = "Create", .code = kSheetConfirmed, .isDefault = true},
-                     {.title = "Cancel", .code = kSheetCancelled, .isCancel = true}};
-    return form;
 }
 
 }  // namespace
@@ -122,25 +101,10 @@ bool MailApplicationObject::validate(MenuItem& item) {
     if (action == "selectNextWindow:") return !composeWindows_.empty();
     if (action == "showComposeWindow:" || action == "newMailbox:" || action == "checkNewMail:")
         return !MailAccount::mailAccounts().empty();
+    if (action == "newMailboxInside:" || action == "changeMailbox:" || action == "deleteMailbox:")
+        return canChangeMailbox(&item);
     if (action == "printDocument:") return frontWindowIdentifier() != "viewer" || viewer_->selectedMessage();
     return true;
-}
-
-void MailApplicationObject::askForNewMailbox() {
-    auto wanted = std::make_shared<NewMailbox>();
-    const auto shown = viewer_->mailbox();
-    const auto accounts = MailAccount::mailAccounts();
-    if (accounts.empty()) return;
-    wanted->account = (shown && shown->account() ? shown->account() : accounts.front())->identifier();
-    const auto weak = std::weak_ptr(std::static_pointer_cast<MailApplicationObject>(shared_from_this()));
-    viewer_->window()->beginSheet(newMailboxForm(wanted), [weak, wanted](int code) {
-        const auto self = weak.lock();
-        if (!self || code != kSheetConfirmed) return;
-        const auto made = self->engine_.library().createMailbox(wanted->account, trimmedAscii(wanted->name));
-        if (!made) return self->tell("The mailbox can't be made", made.error().description);
-        self->menu_.showMailboxes(MailAccount::mailAccounts());
-        self->viewer_->selectMailbox((*made)->identifier());
-    });
 }
 
 void MailApplicationObject::askForNewAccount() {

@@ -220,6 +220,11 @@ bool MailApplicationObject::choose(MenuItem& item) {
     return sendAction(item.action(), item.target().get(), &item);
 }
 
+std::shared_ptr<Menu> MailApplicationObject::contextualMenuOfMailbox(std::string_view identifier) {
+    const auto mailbox = engine_.library().mailboxWithIdentifier(identifier);
+    return mailbox ? makeMailboxContextMenu(mailbox) : nullptr;
+}
+
 std::shared_ptr<Menu> MailApplicationObject::contextualMenu() {
     auto menu = makeContextualMenu(MailAccount::mailAccounts());
     try {

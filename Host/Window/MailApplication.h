@@ -70,6 +70,10 @@ public:
     virtual bool choose(MenuItem& item) = 0;
     // The list's contextual menu for the selection, filled by the host, then offered to willPresentContextualMenu:.
     virtual std::shared_ptr<Menu> contextualMenu() = 0;
+    // That of a row in the list of mailboxes; null when the mailbox is gone.
+    virtual std::shared_ptr<Menu> contextualMenuOfMailbox(std::string_view identifier) = 0;
+    // A path, levels parted by "/". When the mailbox is looked at, it still is afterwards.
+    virtual Result<void> renameMailbox(const std::string& identifier, const std::string& name) = 0;
 
     // In the list of mailboxes: an outbox stands there only while something waits in it, or it is looked at.
     virtual bool listsMailbox(const Mailbox& mailbox) const = 0;

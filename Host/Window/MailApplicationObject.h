@@ -16,6 +16,7 @@ namespace qs {
 class MailboxesOutlineObject;
 class Message;
 class MessageViewer;
+struct MailboxPlace;
 class PreferencesWindowObject;
 class ViewerObject;
 
@@ -27,7 +28,9 @@ public:
     void begin();  // makes what needs a shared pointer to this object
 
     // What actions of the menu do.
-    void askForNewMailbox();
+    void askForNewMailbox(HostObject* sender, bool isInside);
+    void askForChangedMailbox(HostObject* sender);
+    void deleteMailbox(HostObject* sender);
     void askForNewAccount();
     void showInboxOf(const std::string& account);
     void checkNewMail();
@@ -71,6 +74,8 @@ public:
     bool isEnabled(MenuItem& item) override;
     bool choose(MenuItem& item) override;
     std::shared_ptr<Menu> contextualMenu() override;
+    std::shared_ptr<Menu> contextualMenuOfMailbox(std::string_view identifier) override;
+    Result<void> renameMailbox(const std::string& identifier, const std::string& name) override;
     void addNotice(std::string text) override { addNotice(std::move(text), {}); }
     const std::vector<Notice>& notices() const override { return notices_; }
     void dismissNotice(int id) override;
@@ -87,6 +92,10 @@ public:
     MailboxRow rowOfMailbox(Mailbox& mailbox) const override;
 
 private:
+    std::shared_ptr<Mailbox> mailboxFor(HostObject* sender) const;
+    bool canChangeMailbox(HostObject* sender) const;
+    void askForPlace(const std::shared_ptr<MailboxPlace>& place);
+    Result<void> take(const MailboxPlace& place);
     ResponderChain responders() const;
     void observe();
     void addNotice(std::string text, std::string waiting);

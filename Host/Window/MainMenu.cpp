@@ -99,6 +99,9 @@ std::shared_ptr<Menu> makeMailboxMenu() {
                                   {"Trash", "goToMailbox:", "7", kCommandOption, place(MailboxKind::Trash)}}));
     menu->addItemWithTitle("Mark All as Read", "markAllMessagesAsRead:", "");
     menu->addItem(MenuItem::separatorItem());
+    menu->addItemWithTitle("Rename or Move Mailbox…", "changeMailbox:", "");
+    menu->addItemWithTitle("Delete Mailbox…", "deleteMailbox:", "");
+    menu->addItem(MenuItem::separatorItem());
     menu->addItemWithTitle("Empty Trash…", "emptyTrash:", "");
     return menu;
 }

@@ -11,6 +11,7 @@
 namespace qs {
 
 class MailAccount;
+class Mailbox;
 class Window;
 
 // Tags of the colours in the Flag menu: this plus the colour's number.
@@ -38,6 +39,8 @@ std::shared_ptr<Menu> makeFlagMenu();
 void fillMoveToMenu(Menu& menu, const std::vector<std::shared_ptr<MailAccount>>& accounts);
 // The list's contextual menu before plug-ins see it.
 std::shared_ptr<Menu> makeContextualMenu(const std::vector<std::shared_ptr<MailAccount>>& accounts);
+// That of a row in the list of mailboxes; the mailbox is each item's represented object.
+std::shared_ptr<Menu> makeMailboxContextMenu(const std::shared_ptr<Mailbox>& mailbox);
 
 // A key as people read it: "Ctrl+Alt+N".
 std::string keyText(const MenuItem& item);

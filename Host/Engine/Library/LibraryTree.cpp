@@ -183,12 +183,21 @@ std::shared_ptr<Mailbox> LibraryCore::mailbox(std::string_view account, MailboxK
 }
 
 std::vector<std::shared_ptr<Mailbox>> LibraryCore::mailboxes(std::string_view account) {
+    std::vector<LibraryMailboxRef> all = allMailboxes();
+    std::erase_if(all, [&](const auto& mailbox) { return mailbox->accountIdentifier() != account; });
+    std::map<std::string, MailboxKind> special;
+    for (const LibraryMailboxRef& mailbox : all)
+        if (mailbox->kind() != MailboxKind::User) special[mailbox->displayName()] = mailbox->kind();
     std::vector<std::pair<std::string, LibraryMailboxRef>> named;
-    for (const LibraryMailboxRef& mailbox : allMailboxes())
-        if (mailbox->accountIdentifier() == account)
-            named.emplace_back(static_cast<char>('0' + static_cast<int>(mailbox->kind())) +
-                                   foldedCase(mailbox->displayName()),
-                               mailbox);
+    for (const LibraryMailboxRef& mailbox : all) {
+        const std::string name = mailbox->displayName();
+        const auto top = special.find(name.substr(0, name.find('/')));
+        const MailboxKind place = top == special.end() ? mailbox->kind() : top->second;
+        // Level by level: those in a mailbox come right behind it.
+        std::string key = foldedCase(name);
+        std::replace(key.begin(), key.end(), '/', '\x01');
+        named.emplace_back(static_cast<char>('0' + static_cast<int>(place)) + key, mailbox);
+    }
     std::sort(named.begin(), named.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     std::vector<std::shared_ptr<Mailbox>> sorted;
     for (auto& [key, mailbox] : named)

@@ -117,8 +117,10 @@ export interface PopoverModel {
 
 export interface MailboxModel {
   id: string;
-  name: string;
-  kind: 'inbox' | 'drafts' | 'outbox' | 'sent' | 'archive' | 'junk' | 'trash' | 'user';
+  name: string; // of its own level
+  path: string; // of all levels, parted by "/"
+  // group: a level that is no mailbox itself, and only holds some
+  kind: 'inbox' | 'drafts' | 'outbox' | 'sent' | 'archive' | 'junk' | 'trash' | 'user' | 'group';
   depth: number;
   unread: number;
   count: number;
@@ -320,6 +322,8 @@ export interface Calls {
   'toolbar.choose': { window: string; identifier: string };
   'toolbar.menu': { window: string; identifier: string }; // replies {items: MenuItemModel[]}
   'mailbox.select': { id: string };
+  'mailbox.menu': { id: string }; // as context.open
+  'mailbox.rename': { id: string; name: string }; // a path
   'mailbox.create': { account: string; name: string };
   'account.sync': { account: string };
   'list.window': { offset: number; limit: number };
