@@ -47,6 +47,10 @@ FormControl parentControl(const std::shared_ptr<MailboxPlace>& place, const std:
             if (account->identifier() == place->account && each->kind() == MailboxKind::User && !isOwn)
                 control.options.push_back({.title = name, .value = name});
         }
+    // It may lie in what is no mailbox itself.
+    const bool isListed = std::ranges::any_of(
+        control.options, [&](const FormOption& option) { return option.value.stringValue() == place->parent; });
+    if (!isListed) control.options.push_back({.title = place->parent, .value = place->parent});
     control.hidden = control.options.size() < 2;
     control.onChange = [place](const Value& value) { place->parent = value.stringValue(); };
     return control;
@@ -191,9 +195,9 @@ void MailApplicationObject::deleteMailbox(HostObject* sender) {
     if (!below.empty())
         alert.informativeText = countText(static_cast<int>(below.size()), "The mailbox inside it goes as well. ",
                                           "The %ld mailboxes inside it go as well. ");
-    alert.informativeText += messages == 0 ? "There are no messages in it."
-                                           : countText(messages, "Its message is deleted for good.",
-                                                       "%ld messages are deleted for good.");
+    alert.informativeText +=
+        messages == 0 ? "There are no messages in it."
+                      : countText(messages, "Its message is deleted for good.", "%ld messages are deleted for good.");
     if (messages > 0) alert.informativeText += " This can't be undone.";
     alert.buttons = {"Delete", "Cancel"};
     if (alert.runModalSheetForWindow(*viewer_->window()) != kAlertFirstButtonReturn || terminated_) return;

@@ -24,7 +24,8 @@ export async function contentPolicy(hostName) {
 
 function mailbox(id, name, kind, unread, count, depth = 0) {
   const badge = kind === 'drafts' || kind === 'outbox' ? count : unread;
-  return { id, name, kind, unread, count, depth, badge, image: '', takesDrops: kind !== 'outbox' };
+  const path = id.includes('/') ? `Books/${name}` : name;
+  return { id, name, path, kind, unread, count, depth, badge, image: '', takesDrops: kind !== 'outbox' };
 }
 
 function firstModels(inbox) {

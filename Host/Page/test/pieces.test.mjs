@@ -8,6 +8,7 @@ const { describeSize } = await load('base/size.ts');
 const { hostNamedBy, factsOfLink } = await load('reading/links.ts');
 const { fromLocalInput, toLocalInput, fromTimeInput, sameValue } = await load('forms/values.ts');
 const { chosenRows, stepOfKey } = await load('forms/listRows.ts');
+const { treeRows } = await load('mailboxes/tree.ts');
 const { Outgoing } = await load('compose/Outgoing.ts');
 
 const line = { id: '', title: '', separator: true };
@@ -21,6 +22,15 @@ test('the focus goes over separators and round the ends of a menu', () => {
   assert.equal(step(items, -1, 1), 0);
   assert.equal(step(items, -1, -1), 3);
   assert.equal(step([line], 0, 1), -1);
+});
+
+test('a folded branch of mailboxes hides what is in it and tells what is unread there', () => {
+  const tree = [['Inbox', 0, 5], ['Works', 0, 1], ['Bridges', 1, 2], ['Steel', 2, 4], ['Roads', 1, 0], ['Zoo', 0, 7]];
+  const mailboxes = tree.map(([id, depth, unread]) => ({ id, depth, unread }));
+  const shown = (...folded) => treeRows(mailboxes, (id) => folded.includes(id)).map(({ mailbox, unreadBelow }) => mailbox.id + (unreadBelow ? ` +${unreadBelow}` : ''));
+  assert.deepEqual(shown(), ['Inbox', 'Works', 'Bridges', 'Steel', 'Roads', 'Zoo']);
+  assert.deepEqual(shown('Works', 'Inbox'), ['Inbox', 'Works +6', 'Zoo']);
+  assert.deepEqual(shown('Bridges'), ['Inbox', 'Works', 'Bridges +4', 'Roads', 'Zoo']);
 });
 
 test('typing finds an item: one letter goes on, several look for that beginning', () => {
