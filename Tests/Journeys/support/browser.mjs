@@ -6,7 +6,7 @@ import { launchChromium, newPage, patience } from '../../../Host/Page/test/chrom
 
 export { axeFaults, becomes, until } from '../../../Host/Page/test/chromium.mjs';
 
-const oneTimeHints = [/^Snoozed messages will be moved aside/];
+const oneTimeHints = [/^Snoozed messages will be moved aside/, /^You can now easily unsubscribe/];
 
 /** Once for each test file; answers a function that opens a page on a host and is its own end. */
 export async function startBrowser() {
