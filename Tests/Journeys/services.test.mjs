@@ -1,12 +1,12 @@
 // An outside service from the list of the preferences to its sign-in page and back, over a restart, and away again.
 import assert from 'node:assert/strict';
-import { chmodSync, existsSync, mkdirSync, readdirSync, readFileSync, writeFileSync } from 'node:fs';
+import { chmodSync, existsSync, readdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { once } from 'node:events';
 import { delimiter, join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { axeFaults, row, startBrowser, until } from './support/browser.mjs';
-import { runHost, startHost, temporaryFolder } from './support/host.mjs';
+import { runHost, startHost, temporaryFolder, writeSettings } from './support/host.mjs';
 import { LivePage } from './support/live.mjs';
 
 let browser;
@@ -54,8 +54,7 @@ function pretendDesktop(t) {
 function configuration(address) {
   const values = { ClientID: 'journey', ClientSecret: 'of ours', AccountHost: address, APIHost: address, UploadHost: address };
   const lines = Object.entries(values).map(([key, value]) => `<key>${key}</key><string>${value}</string>`);
-  return `<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict><key>QSServiceConfiguration</key><dict><key>Box</key>
-    <dict>${lines.join('')}</dict></dict></dict></plist>`;
+  return `<key>QSServiceConfiguration</key><dict><key>Box</key><dict>${lines.join('')}</dict></dict>`;
 }
 
 function filesBelow(folder) {
@@ -68,10 +67,7 @@ test('a service is added, linked in the browser, renewed after a restart, unlink
   const provider = await startProvider(t);
   const opened = pretendDesktop(t);
   const host = await startHost(t, {
-    prepare: (data) => {
-      mkdirSync(join(data, 'Settings'), { recursive: true, mode: 0o700 });
-      writeFileSync(join(data, 'Settings', 'com.tallowbay.Quillstead.plist'), configuration(provider.address));
-    },
+    prepare: (data) => writeSettings(data, configuration(provider.address)),
   });
   const page = await browser.open(t, host);
   await row(page, 'Ten years').waitFor();

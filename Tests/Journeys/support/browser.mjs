@@ -6,8 +6,6 @@ import { launchChromium, newPage, patience } from '../../../Host/Page/test/chrom
 
 export { axeFaults, becomes, until } from '../../../Host/Page/test/chromium.mjs';
 
-const oneTimeHints = [/^Snoozed messages will be moved aside/, /^You can now easily unsubscribe/];
-
 /** Once for each test file; answers a function that opens a page on a host and is its own end. */
 export async function startBrowser() {
   const profile = mkdtempSync(join(tmpdir(), 'quillstead-browser-'));
@@ -18,9 +16,6 @@ export async function startBrowser() {
       t.after(() => page.close());
       await page.goto(await host.link());
       await page.waitForSelector('.viewer');
-      // One-time hints come at their own time, and lie over what a journey is about to click.
-      for (const name of oneTimeHints)
-        await page.addLocatorHandler(page.getByRole('dialog', { name }), (hint) => hint.locator('.popover-buttons button').first().click());
       return page;
     },
     /** A tab with nothing of ours. */

@@ -5,7 +5,7 @@
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { mkdtempSync, rmSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { connect } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
@@ -119,9 +119,23 @@ export class Host {
   }
 }
 
+// One-time hints that come by themselves some time after the start, and would lie over what a journey clicks.
+const hints = ['SnoozeButton', 'UnsubscribeButton'];
+
+/** The plug-in's settings before the first start; `more` are further keys with their values, as a property list has them. */
+export function writeSettings(data, more = '') {
+  const seen = hints.map((name) => `<key>QSShowed${name}</key><true/>`).join('');
+  mkdirSync(join(data, 'Settings'), { recursive: true, mode: 0o700 });
+  writeFileSync(
+    join(data, 'Settings', 'com.tallowbay.Quillstead.plist'),
+    `<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>${seen}${more}</dict></plist>`,
+  );
+}
+
 export async function startHost(t, { args = ['--demo'], prepare } = {}) {
   const home = mkdtempSync(join(tmpdir(), 'quillstead-journey-'));
   const data = join(home, 'mail');
+  writeSettings(data);
   await prepare?.(data);
   const host = new Host(args, home, data);
   t.after(async () => {
