@@ -1,7 +1,7 @@
 // A message is put aside from the toolbar's menu, waits in its mailbox, and comes back unread at its time.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { axeFaults, becomes, chooseMailbox, row, startBrowser } from './support/browser.mjs';
+import { axeFaults, becomes, chooseMailbox, row, shownText, startBrowser } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
@@ -36,6 +36,7 @@ test('a message is put aside and comes back', async (t) => {
 
   // By keys, until a date of one's own; and back before that.
   await row(page, 'Ten years').click();
+  await shownText(page).getByText('can you believe it?').waitFor();
   await page.keyboard.press('Shift+F10');
   await page.getByRole('menuitem', { name: 'Snooze' }).click();
   const field = page.getByLabel('Custom Date');
