@@ -143,7 +143,8 @@ private:
         auto engine = MailEngine::open({.dataFolder = data_.path, .network = Platform::current().network});
         if (!engine) return failed(engine);
         engine_ = std::move(*engine);
-        return data_.isDemo ? demo.addMails(*engine_, programFolder_ / ".." / "Demo", demoNewsletter_.address()) : Result<void>();
+        return data_.isDemo ? demo.addMails(*engine_, programFolder_ / ".." / "Demo", demoNewsletter_.address())
+                            : Result<void>();
     }
 
     // The page is told of in a turn of the run loop: a plug-in that shows an alert while it loads waits for an answer,

@@ -1,6 +1,7 @@
 // The library itself. Its parts: LibraryCore.cpp and LibraryConversations.cpp answer questions, LibraryTree.cpp knows
 // accounts and mailboxes, LibraryMailboxes.cpp makes, renames and removes these, LibraryChanges.cpp changes files and
-// index together, LibraryMirror.cpp does so for what happened elsewhere, LibraryScan.cpp takes up what the folders hold.
+// index together, LibraryMirror.cpp does so for what happened elsewhere, LibraryScan.cpp takes up what the folders
+// hold.
 //
 // The files are the truth: every change is made to them first and to the index in the same breath, under the index's
 // one write lock. When the index then fails, the change stands and the mailbox is read anew.
