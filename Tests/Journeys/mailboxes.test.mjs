@@ -28,6 +28,11 @@ test('mailboxes are renamed, moved and deleted with what is in them', async (t) 
   await make(page, 'Letters');
   const bridges = mailbox(page, 'mira/Works.Bridges');
   assert.equal(await bridges.getAttribute('aria-level'), '2');
+  // A level that is no mailbox itself has a row like all others.
+  await make(page, 'Years/Almanac 2027');
+  const level = page.locator('.mailbox', { hasText: /^Years$/ });
+  assert.ok((await level.locator('.mailbox-name').boundingBox()).width > 20, 'its name can be read');
+  assert.equal((await level.boundingBox()).height, (await bridges.boundingBox()).height);
   await chooseMailbox(page, 'mira/INBOX');
   await row(page, 'Ten years').dragTo(bridges);
   await row(page, 'Ten years').waitFor({ state: 'detached' });

@@ -102,14 +102,6 @@ service imap-login {
 }
 )";
 
-std::string filled(std::string_view pattern, const std::map<std::string, std::string>& values) {
-    std::string text(pattern);
-    for (const auto& [name, value] : values)
-        for (auto at = text.find(name); at != std::string::npos; at = text.find(name, at + value.size()))
-            text.replace(at, name.size(), value);
-    return text;
-}
-
 int freePort() { return TestListener().port(); }
 
 }  // namespace

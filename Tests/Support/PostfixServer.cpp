@@ -84,14 +84,6 @@ anvil unix - - n - 1 anvil
 postlog unix-dgram n - n - 1 postlogd
 )";
 
-std::string filled(std::string_view pattern, const std::map<std::string, std::string>& values) {
-    std::string text(pattern);
-    for (const auto& [name, value] : values)
-        for (auto at = text.find(name); at != std::string::npos; at = text.find(name, at + value.size()))
-            text.replace(at, name.size(), value);
-    return text;
-}
-
 // Dovecot's user keeps the queue and the mail: the servers reach each other's sockets without more.
 void own(const fs::path& path, const char* group, fs::perms perms) {
     fs::create_directories(path);

@@ -101,4 +101,12 @@ std::string ServerProcess::log() const {
 
 bool ServerProcess::waitForLog(std::string_view words) const { return log_ && log_->waitFor(words); }
 
+std::string filled(std::string_view pattern, const std::map<std::string, std::string>& values) {
+    std::string text(pattern);
+    for (const auto& [name, value] : values)
+        for (auto at = text.find(name); at != std::string::npos; at = text.find(name, at + value.size()))
+            text.replace(at, name.size(), value);
+    return text;
+}
+
 }  // namespace qs

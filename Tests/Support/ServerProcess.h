@@ -4,12 +4,16 @@
 
 #include <sys/types.h>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace qs {
+
+// A configuration file: each name's value in place of it.
+std::string filled(std::string_view pattern, const std::map<std::string, std::string>& values);
 
 class ServerProcess {
 public:

@@ -130,6 +130,7 @@ private:
     std::vector<LibraryMailboxRef> allMailboxes() const;
     void forgetMailbox(const LibraryMailboxRef& mailbox);
     void putMailboxes(const std::vector<LibraryMailboxRef>& mailboxes);
+    void takeUp(const LibraryMailboxRef& made);  // one that was made here: indexed, watched, told
     // Mailboxes made, renamed and removed by the person
     struct Renaming {
         LibraryMailboxRef mailbox;

@@ -62,13 +62,7 @@ Result<std::shared_ptr<Mailbox>> LibraryCore::createMailbox(std::string_view acc
     if (!folder) return failed(folder);
     auto made = addMailbox(owner, *folder);
     if (!made) return failed(made);
-    try {
-        putMailboxes({*made});
-        watch({*made});
-    } catch (const DatabaseFailure& failure) {
-        indexFailed(failure);
-    }
-    announcer_->mailboxChanged((*made)->identifier());
+    takeUp(*made);
     return std::shared_ptr<Mailbox>(*made);
 }
 

@@ -138,6 +138,16 @@ void LibraryCore::forgetMailbox(const LibraryMailboxRef& mailbox) {
     announcer_->mailboxChanged(mailbox->identifier());
 }
 
+void LibraryCore::takeUp(const LibraryMailboxRef& made) {
+    try {
+        putMailboxes({made});
+        watch({made});
+    } catch (const DatabaseFailure& failure) {
+        indexFailed(failure);
+    }
+    announcer_->mailboxChanged(made->identifier());
+}
+
 void LibraryCore::putMailboxes(const std::vector<LibraryMailboxRef>& mailboxes) {
     auto index = index_->write();
     for (const LibraryMailboxRef& mailbox : mailboxes)
@@ -172,13 +182,7 @@ std::shared_ptr<Mailbox> LibraryCore::mailbox(std::string_view account, MailboxK
         logError("cannot make the mailbox " + folder + " of " + owner->identifier() + ": " + made.error().description);
         return nullptr;
     }
-    try {
-        putMailboxes({*made});
-        watch({*made});
-    } catch (const DatabaseFailure& failure) {
-        indexFailed(failure);
-    }
-    announcer_->mailboxChanged((*made)->identifier());
+    takeUp(*made);
     return *made;
 }
 

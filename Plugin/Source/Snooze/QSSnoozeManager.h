@@ -35,6 +35,7 @@ class QSSnoozeManager : public QSKeyValueChanges {
 public:
     static QSSnoozeManager& sharedManager();  // the session's
     QSSnoozeManager();
+    ~QSSnoozeManager() override;
 
     // Does nothing but tell the person when the message can't be snoozed. A message that is snoozed already gets the
     // new date and goes back to where it came from first.
@@ -83,9 +84,6 @@ private:
     TimerRef wakeupTimer_;
     ObservationRef labelObservation_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
-
-public:
-    ~QSSnoozeManager() override;
 };
 
 }  // namespace qs

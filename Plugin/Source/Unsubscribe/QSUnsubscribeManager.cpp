@@ -98,7 +98,10 @@ private:
             if (!QSSession::currentIfLoaded()) return;
             const std::string answer = status ? answered(*status) : status.error().description;
             noteUnsubscribeStep({RunLoop::main().now(), self->sender_,
-                                 stringWithFormat(QSLocalizedString("Sent a request to %@."), {self->place_}), answer});
+                                 stringWithFormat(QSLocalizedString(status ? "Sent a request to %@."
+                                                                           : "Tried to send a request to %@."),
+                                                  {self->place_}),
+                                 answer});
             then(*self, status);
         });
     }

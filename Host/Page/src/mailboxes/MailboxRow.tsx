@@ -62,7 +62,7 @@ export function MailboxRow({ row, account, isNested, current, focusable, onChoos
   };
   return (
     <div
-      ref={element} class={`mailbox${current ? ' current' : ''}${over ? ' over' : ''}${isGroup ? ' group' : ''}`} role="treeitem"
+      ref={element} class={`mailbox${current ? ' current' : ''}${over ? ' over' : ''}${isGroup ? ' level' : ''}`} role="treeitem"
       aria-level={1 + mailbox.depth} aria-selected={current} aria-current={current ? 'true' : undefined}
       aria-expanded={hasChildren ? !folded : undefined} tabIndex={focusable ? 0 : -1} data-mailbox={mailbox.id}
       data-anchor={`mailbox:${mailbox.id}`} style={{ paddingInlineStart: (isNested ? 4 : 12) + mailbox.depth * 16 }}
