@@ -11,6 +11,7 @@
 #include "Images/ImageDecoder.h"
 #include "Keychain/Keychain.h"
 #include "Reachability/NetworkState.h"
+#include "Reminders/ReminderStore.h"
 #include "SystemFacts/ProcessInfo.h"
 #include "Workspace/Workspace.h"
 
@@ -58,7 +59,8 @@ Platform Platform::make(const PlatformOptions& options) {
                       .network = NetworkState::system(),
                       .http = HttpClient::make({.userAgent = "Quillstead", .certificates = {}}),
                       .imageDecoder = ImageDecoder::inProcess(programBeside("quillstead-image-decoder")),
-                      .contacts = ContactBook::inFolder(options.dataFolder / "Contacts", FileSystem::real(), true)};
+                      .contacts = ContactBook::inFolder(options.dataFolder / "Contacts", FileSystem::real(), true),
+                      .reminders = ReminderStore::inFolder(options.dataFolder / "Reminders", FileSystem::real(), true)};
     registerHelper(*platform.workspace, options.dataFolder);
     return platform;
 }

@@ -14,6 +14,7 @@ class ImageDecoder;
 class Keychain;
 class NetworkState;
 class ProcessInfo;
+class ReminderStore;
 class RunningApplications;
 class Workspace;
 
@@ -35,7 +36,8 @@ struct Platform {
     std::shared_ptr<NetworkState> network;
     std::shared_ptr<HttpClient> http;  // to be dropped before the run loop
     std::shared_ptr<ImageDecoder> imageDecoder;
-    std::shared_ptr<ContactBook> contacts;  // <data folder>/Contacts
+    std::shared_ptr<ContactBook> contacts;     // <data folder>/Contacts
+    std::shared_ptr<ReminderStore> reminders;  // <data folder>/Reminders; to be dropped before the run loop
 
     // The Linux adapters. The helper program, if it lies beside this one, is registered with the workspace under
     // "com.tallowbay.Quillstead", for the bundles in <data folder>/Bundles; registering it again changes that.

@@ -9,6 +9,7 @@
 #   property lists                   PkgConfig::PLIST
 #   SQLite, and its C++ face         PkgConfig::SQLITE3, SQLiteCpp
 #   MIME                             PkgConfig::GMIME
+#   calendar files                   PkgConfig::LIBICAL
 #   hashes, random, TLS              OpenSSL::Crypto, OpenSSL::SSL
 #   D-Bus                            SDBusCpp::sdbus-c++
 #   logging                          spdlog::spdlog
@@ -40,6 +41,7 @@ pkg_check_modules(LIBSECRET REQUIRED IMPORTED_TARGET libsecret-1)
 pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
 pkg_check_modules(MAXMINDDB REQUIRED IMPORTED_TARGET libmaxminddb)
 pkg_check_modules(POSTGRES REQUIRED IMPORTED_TARGET libpq)
+pkg_check_modules(LIBICAL REQUIRED IMPORTED_TARGET libical)
 pkg_check_modules(GMIME REQUIRED IMPORTED_TARGET gmime-3.0)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 pkg_check_modules(PIXBUF REQUIRED IMPORTED_TARGET gdk-pixbuf-2.0)

@@ -8,6 +8,7 @@
 #include "Contacts/VCardLines.h"
 #include "Text/Ascii.h"
 #include "Text/Base64.h"
+#include "Text/ContentLines.h"
 #include "Text/Utf8.h"
 
 namespace qs {
@@ -15,7 +16,6 @@ namespace qs {
 namespace {
 
 constexpr std::size_t kMostValues = 200;  // of one kind in one card
-constexpr std::size_t kLineLength = 75;   // bytes, as the format wants it
 
 std::string joined(std::initializer_list<std::string_view> parts, std::string_view between) {
     std::string text;
@@ -163,33 +163,6 @@ private:
     std::map<std::string, std::string> groupLabels_;
 };
 
-std::string escaped(std::string_view text) {
-    std::string value;
-    for (const char c : text) {
-        if (c == '\\' || c == ',' || c == ';') value += '\\';
-        if (c == '\n') value += "\\n";
-        if (!isAsciiControl(c)) value += c;
-    }
-    return value;
-}
-
-// Cut between characters, as some programs do not mend those that were cut.
-std::string folded(std::string_view line) {
-    std::string text;
-    std::size_t used = 0;
-    while (!line.empty()) {
-        const std::size_t length = std::max<std::size_t>(utf8CharacterLength(line), 1);
-        if (used + length > kLineLength) {
-            text += "\r\n ";
-            used = 1;
-        }
-        text += line.substr(0, length);
-        used += length;
-        line.remove_prefix(length);
-    }
-    return text + "\r\n";
-}
-
 }  // namespace
 
 bool Contact::Labelled::is(std::string_view label) const { return std::ranges::find(labels, label) != labels.end(); }
@@ -231,9 +204,10 @@ std::string newVCard(std::string_view identifier, std::string_view name, std::st
     const std::size_t blank = name.empty() ? std::string::npos : shown.rfind(' ');
     const std::string family = blank == std::string::npos ? std::string() : shown.substr(blank + 1);
     const std::string given = name.empty() ? std::string() : shown.substr(0, blank);
-    return "BEGIN:VCARD\r\nVERSION:3.0\r\n" + folded("UID:" + escaped(identifier)) + folded("FN:" + escaped(shown)) +
-           folded("N:" + escaped(family) + ";" + escaped(given) + ";;;") +
-           folded("EMAIL;TYPE=INTERNET:" + escaped(validUtf8(mailAddress))) + "END:VCARD\r\n";
+    return "BEGIN:VCARD\r\nVERSION:3.0\r\n" + foldedContentLine("UID:" + escapedContentText(identifier)) +
+           foldedContentLine("FN:" + escapedContentText(shown)) +
+           foldedContentLine("N:" + escapedContentText(family) + ";" + escapedContentText(given) + ";;;") +
+           foldedContentLine("EMAIL;TYPE=INTERNET:" + escapedContentText(validUtf8(mailAddress))) + "END:VCARD\r\n";
 }
 
 }  // namespace qs

@@ -3,6 +3,7 @@
 #include "Text/Ascii.h"
 #include "Text/Base64.h"
 #include "Text/Charsets.h"
+#include "Text/ContentLines.h"
 #include "Text/Utf8.h"
 
 namespace qs {
@@ -159,16 +160,7 @@ bool VCardLines::next(VCardLine& line) {
 }
 
 std::string unescapedVCardText(std::string_view value) {
-    std::string text;
-    for (std::size_t i = 0; i < value.size(); ++i) {
-        if (value[i] != '\\' || i + 1 == value.size()) {
-            text += value[i];
-            continue;
-        }
-        const char next = value[++i];
-        text += next == 'n' || next == 'N' ? '\n' : next;
-    }
-    return std::string(trimmedAscii(text));
+    return std::string(trimmedAscii(unescapedContentText(value)));
 }
 
 std::vector<std::string> vCardParts(std::string_view value) {

@@ -33,11 +33,15 @@ public:
         events_ = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
         stop_ = ::eventfd(0, EFD_CLOEXEC);
         if (events_ < 0 || stop_ < 0) return false;
-        std::uint32_t wanted = IN_CLOSE_WRITE | IN_MOVED_TO | IN_ONLYDIR;
-        if (tells == Tells::GoneFilesToo) wanted |= IN_DELETE | IN_MOVED_FROM;
-        if (::inotify_add_watch(events_, folder.c_str(), wanted) < 0) return false;
+        if (tells != Tells::WrittenFiles) wanted_ |= IN_DELETE | IN_MOVED_FROM;
+        if (tells == Tells::FoldersToo) wanted_ |= IN_CREATE;
+        if (!alsoWatch(folder)) return false;
         thread_ = std::thread([this] { run(); });
         return true;
+    }
+
+    bool alsoWatch(const std::filesystem::path& folder) override {
+        return ::inotify_add_watch(events_, folder.c_str(), wanted_) >= 0;
     }
 
 private:
@@ -68,6 +72,7 @@ private:
 
     std::function<void(std::string_view)> handler_;
     int events_ = -1, stop_ = -1;
+    std::uint32_t wanted_ = IN_CLOSE_WRITE | IN_MOVED_TO | IN_ONLYDIR;
     std::thread thread_;
 };
 
