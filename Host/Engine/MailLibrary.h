@@ -46,6 +46,7 @@ enum MailLibraryErrorCode {
     kMailLibraryFull = 3,         // no room for another keyword in a mailbox
     kMailLibraryIndex = 4,        // the index cannot be written
     kMailLibraryExists = 5,       // there is such a mailbox already
+    kMailLibraryNotFetched = 6,   // the message is only listed yet; its file is still at the server
 };
 
 // One row of a list, without touching the message's file.
@@ -60,6 +61,9 @@ struct MessageSummary {
     std::string damage;             // a sentence when the message can be read only in part or not at all; else empty
     std::int64_t key = 0;           // its place among the rows of any list; for ListPlace
     std::int64_t conversation = 0;  // changes when two conversations turn out to be one
+    // False: its file is still at the server, and nothing is known but its header. Flags, moves within the account and
+    // removals work all the same.
+    bool isFetched = true;
 };
 
 struct ListPage {
@@ -88,28 +92,52 @@ struct MirroredArrival {
     MessageFlags flags;
     Date received;
 };
+// One whose file will come later, as far as its header tells.
+struct MirroredListing {
+    std::string name;
+    std::string_view header;
+    MessageFlags flags;
+    Date received;
+};
 // As one number, as MaildirFlags.h packs them: those to be set, and those to be taken away.
 struct FlagBits {
     int set = 0, clear = 0;
 };
+// What was done here to a message whose file is not here yet. It is done to the file when that comes.
+struct MirrorWish {
+    FlagBits flags;
+    std::optional<std::string> folder;  // moved there
+    bool isRemoved = false;
+    friend bool operator==(const MirrorWish& a, const MirrorWish& b) {
+        return a.flags.set == b.flags.set && a.flags.clear == b.flags.clear && a.folder == b.folder &&
+               a.isRemoved == b.isRemoved;
+    }
+};
 
-// Told before something happens in an account that could not be seen from its files afterwards. Durable when a call
-// returns; when it fails nothing is changed. Any thread, with the library waiting: must not ask it. Folders are named
-// without the "." in front.
-class ChangeWitness {
+// Whoever keeps accounts in step with another place: remembers what no file here can tell. Called on any thread, with
+// the library waiting: must not ask it. Folders go without the "." in front, messages by the unique part of the name.
+//
+// The will… calls come before something is done: durable when they return; when they fail nothing is changed.
+class MirrorKeeper {
 public:
-    virtual ~ChangeWitness() = default;
-    struct Removal {
-        std::string account, folder, name;  // the unique part
+    virtual ~MirrorKeeper() = default;
+    struct Message {
+        std::string account, folder, name;
     };
-    // Messages leave the account for good, erased or moved to another account.
-    virtual Result<void> willRemove(const std::vector<Removal>& removals) = 0;
+    // Messages leave an account for good, erased or moved to another account.
+    virtual Result<void> willRemove(const std::vector<Message>& messages) = 0;
+    // Something is done to messages that are only listed.
+    virtual Result<void> willChange(const std::vector<std::pair<Message, MirrorWish>>& changes) = 0;
     struct Renaming {
         std::string from, to;
     };
     virtual Result<void> willRename(const std::string& account, const std::vector<Renaming>& folders) = 0;
     // With all that is in them.
     virtual Result<void> willRemoveFolders(const std::string& account, const std::vector<std::string>& folders) = 0;
+    // Of all messages of the account that are only listed, by name.
+    virtual std::map<std::string, MirrorWish> wishes(const std::string& account) = 0;
+    // Somebody wants to read it now. Returns at once.
+    virtual void isWanted(const std::string& account, const std::string& name) = 0;
 };
 
 class MailLibrary : public Library, public MailboxConversations {
@@ -135,7 +163,7 @@ public:
     virtual std::vector<std::int64_t> ids(const MessageCriterion& criterion, std::string_view search, int limit) = 0;
     virtual MessageRef messageWithID(std::int64_t id) = 0;  // null when it is gone
     virtual std::optional<MessageSummary> summary(std::int64_t id) = 0;
-    // The octets as they lie in the Maildir.
+    // The octets as they lie in the Maildir. Of a message that is only listed: NotFetched, and it is sent for at once.
     virtual Result<std::string> content(std::int64_t id) = 0;
     virtual std::filesystem::path file(std::int64_t id) = 0;  // empty when it is gone
 
@@ -168,14 +196,27 @@ public:
     virtual Result<std::filesystem::path> claim(std::int64_t id, const std::filesystem::path& intoFolder) = 0;
 
     // For whoever keeps an account in step with another place. Messages go by names here; one that is gone or has moved
-    // is passed over, and no witness is asked.
+    // is passed over, and the keeper is not asked.
     //
     // Durable when it returns, and cheaper than one add() for each. Those whose name the mailbox has are left alone.
-    // `isNews`: the person hears of it, as of new mail.
+    // `isNews`: the person hears of it, as of new mail. What the mirror's keeper knows of wishes is heeded: the flags,
+    // the folder, and those that were removed are left out.
     virtual Result<void> addMirrored(Mailbox& mailbox, const std::vector<MirroredArrival>& messages, bool isNews) = 0;
     virtual Result<void> setMirroredFlags(Mailbox& mailbox, const std::map<std::string, FlagBits>& flags) = 0;
     virtual Result<void> dropMirrored(Mailbox& mailbox, const std::vector<std::string>& names) = 0;
-    virtual void setChangeWitness(std::shared_ptr<ChangeWitness> witness) = 0;  // null: none
+    // Puts messages into the list whose files are still to come; with the flags that they have there. Wishes are
+    // heeded here, too. Kept in the index alone, so that they are gone when that is made anew.
+    virtual Result<void> listMirrored(Mailbox& mailbox, const std::vector<MirroredListing>& messages) = 0;
+    struct Listed {
+        std::string folder;
+        int flags = 0;  // packed
+    };
+    // All messages of the account that are only listed, by name.
+    virtual std::map<std::string, Listed> listed(std::string_view account) = 0;
+    // Of messages that are only listed: other flags, or no place in the list any more.
+    virtual void changeListed(std::string_view account, const std::map<std::string, int>& flags,
+                              const std::vector<std::string>& gone) = 0;
+    virtual void setMirrorKeeper(std::shared_ptr<MirrorKeeper> keeper) = 0;  // null: none
 
     // Takes up what other programs changed in a mailbox's folders: all of it before this returns.
     virtual void rescan(std::string_view mailboxIdentifier) = 0;

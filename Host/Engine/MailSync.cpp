@@ -30,67 +30,104 @@ bool isSame(const IncomingServer& a, const IncomingServer& b) {
            a.certificateAuthorities == b.certificateAuthorities;
 }
 
-// What cannot be seen afterwards, noted with the account's state. Shared with the library, which may outlive the
+// What no file can tell, noted with the account's state. Shared with the library, which may outlive the
 // synchronisation.
-class Notes final : public ChangeWitness {
+class Keeper final : public MirrorKeeper {
 public:
     void put(const std::string& account, std::shared_ptr<MirrorState> state) {
         const std::lock_guard hold(lock_);
-        states_[account] = std::move(state);
+        mirrors_[account].state = std::move(state);
+    }
+    void putSync(const std::string& account, std::weak_ptr<AccountSync> sync) {
+        const std::lock_guard hold(lock_);
+        mirrors_[account].sync = std::move(sync);
     }
     void remove(const std::string& account) {
         const std::lock_guard hold(lock_);
-        states_.erase(account);
+        mirrors_.erase(account);
     }
-    Result<void> willRemove(const std::vector<Removal>& removals) override {
+
+    Result<void> willRemove(const std::vector<Message>& messages) override {
         std::map<std::shared_ptr<MirrorState>, std::vector<MirrorState::Removal>> noted;
-        {
-            const std::lock_guard hold(lock_);
-            for (const Removal& each : removals)
-                if (const auto state = states_.find(each.account); state != states_.end() && !staysHere(each.folder))
-                    noted[state->second].push_back({each.folder, each.name});
-        }
-        return noting("deleted", [&] {
+        for (const Message& each : messages)
+            if (const auto state = stateOf(each.account); state && !staysHere(each.folder))
+                noted[state].push_back({each.folder, each.name});
+        return keeping("deleted", [&] {
             for (const auto& [state, list] : noted)
                 state->noteRemovals(list);
         });
     }
+
+    Result<void> willChange(const std::vector<std::pair<Message, MirrorWish>>& changes) override {
+        std::map<std::shared_ptr<MirrorState>, std::vector<std::pair<std::string, MirrorWish>>> noted;
+        for (const auto& [message, wish] : changes)
+            if (const auto state = stateOf(message.account)) noted[state].emplace_back(message.name, wish);
+        return keeping("changed", [&] {
+            for (const auto& [state, list] : noted)
+                state->noteWishes(list);
+        });
+    }
+
     Result<void> willRename(const std::string& account, const std::vector<Renaming>& folders) override {
         std::vector<MirrorState::Renaming> list;
         for (const Renaming& each : folders)
             list.push_back({each.from, each.to});
         const auto state = stateOf(account);
-        return noting("renamed", [&] {
+        return keeping("renamed", [&] {
             if (state) state->orderRenaming(list);
         });
     }
+
     Result<void> willRemoveFolders(const std::string& account, const std::vector<std::string>& folders) override {
         const auto state = stateOf(account);
-        return noting("deleted", [&] {
+        return keeping("deleted", [&] {
             if (state) state->orderRemoval(folders);
         });
     }
 
-private:
-    std::shared_ptr<MirrorState> stateOf(const std::string& account) {
-        const std::lock_guard hold(lock_);
-        const auto state = states_.find(account);
-        return state == states_.end() ? nullptr : state->second;
-    }
-    static Result<void> noting(const char* what, const std::function<void()>& note) {
+    std::map<std::string, MirrorWish> wishes(const std::string& account) override {
+        const auto state = stateOf(account);
+        if (!state) return {};
         try {
-            note();
+            return state->wishes();
+        } catch (const DatabaseFailure& failure) {
+            logError("the state of " + account + ": " + failure.what());
+            return {};
+        }
+    }
+
+    void isWanted(const std::string& account, const std::string& name) override {
+        std::shared_ptr<AccountSync> sync;
+        {
+            const std::lock_guard hold(lock_);
+            if (const auto found = mirrors_.find(account); found != mirrors_.end()) sync = found->second.sync.lock();
+        }
+        if (sync) sync->fetchSoon(name);
+    }
+
+private:
+    std::shared_ptr<MirrorState> stateOf(const std::string& account) const {
+        const std::lock_guard hold(lock_);
+        const auto found = mirrors_.find(account);
+        return found == mirrors_.end() ? nullptr : found->second.state;
+    }
+    static Result<void> keeping(const std::string& what, const std::function<void()>& keep) {
+        try {
+            keep();
         } catch (const DatabaseFailure& exception) {
             return failure(std::string(kMailLibraryErrorDomain), kMailLibraryIndex,
-                           exception.isFull()
-                               ? "There is no space left on the disk, so nothing can be " + std::string(what) + "."
-                               : "It can't be " + std::string(what) + " just now.");
+                           exception.isFull() ? "There is no space left on the disk, so nothing can be " + what + "."
+                                              : "It can't be " + what + " just now.");
         }
         return {};
     }
 
-    std::mutex lock_;
-    std::map<std::string, std::shared_ptr<MirrorState>> states_;
+    struct Mirror {
+        std::shared_ptr<MirrorState> state;
+        std::weak_ptr<AccountSync> sync;
+    };
+    mutable std::mutex lock_;
+    std::map<std::string, Mirror> mirrors_;
 };
 
 class MailSyncObject final : public MailSync, public std::enable_shared_from_this<MailSyncObject> {
@@ -100,11 +137,11 @@ public:
           library_(library),
           book_(accounts),
           files_(files),
-          notes_(std::make_shared<Notes>()) {}
+          keeper_(std::make_shared<Keeper>()) {}
     ~MailSyncObject() override { stop(); }
 
     void begin() {
-        library_.setChangeWitness(notes_);
+        library_.setMirrorKeeper(keeper_);
         bookWatch_ = NotificationCenter::defaultCenter().addObserver(std::string(MailAccountsDidChangeNotification),
                                                                      [this](const auto&) { accountsDidChange(); });
         cleanupWatch_ = NotificationCenter::defaultCenter().addObserver(
@@ -171,7 +208,7 @@ private:
         for (const auto& [account, entry] : accounts())
             if (std::find(wanted.begin(), wanted.end(), account) == wanted.end()) {
                 drop(account);
-                notes_->remove(account);
+                keeper_->remove(account);
             }
         statusChanged();
     }
@@ -192,7 +229,7 @@ private:
                         "” can't be brought into step with its server: what is "
                         "known of that can't be read or written.");
         }
-        notes_->put(record.identifier, state);
+        keeper_->put(record.identifier, state);
         const auto weak = weak_from_this();
         auto sync = std::make_shared<AccountSync>(
             AccountSync::Parts{.account = record.identifier,
@@ -219,6 +256,7 @@ private:
                                    [weak](const std::string& sentence) {
                                        if (const auto self = weak.lock()) self->tell(sentence);
                                    }});
+        keeper_->putSync(record.identifier, sync);
         if (isStarted_) sync->start();
         const std::lock_guard hold(lock_);
         accounts_[record.identifier] = {*record.incoming, std::move(sync)};
@@ -273,7 +311,7 @@ private:
     MailLibrary& library_;
     AccountBook& book_;
     FileSystem& files_;
-    const std::shared_ptr<Notes> notes_;
+    const std::shared_ptr<Keeper> keeper_;
     bool isStarted_ = false;
     ObservationRef libraryWatch_, bookWatch_, cleanupWatch_;
     mutable std::mutex lock_;

@@ -7,10 +7,12 @@
 #include "DeliveryService.h"
 #include "Foundation/RunLoop.h"
 #include "ListDates.h"
+#include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "Mail/MessageHeaders.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
+#include "MailSync.h"
 #include "MainViewer.h"
 #include "Mime/Addresses.h"
 #include "Mime/MimeMessage.h"
@@ -90,6 +92,17 @@ std::shared_ptr<MimeMessage> parsedMessage(MailLibrary& library, std::int64_t id
     if (!content) return nullptr;
     last = {id, MimeMessage::parse(*content)};
     return last.message;
+}
+
+// Of a message that is still at its server. Asking for its content has sent for it.
+std::string waitingText(MailApplication& application, const std::string& mailbox) {
+    const auto found = application.engine().library().mailboxWithIdentifier(mailbox);
+    const auto account = found ? found->account() : nullptr;
+    for (const SyncStatus& status : application.engine().sync().statuses())
+        if (account && status.account == account->identifier() && status.state != SyncStatus::State::Idle &&
+            status.state != SyncStatus::State::Working)
+            return "This message is not here yet. It comes as soon as its server can be reached.";
+    return "Loading…";
 }
 
 json::object buttonJson(const BannerButton& button) {
@@ -180,7 +193,9 @@ json::value messageSection(MailApplication& application) {
         model[name] = headers ? addressesJson(*headers, key) : json::array();
     model["banners"] = bannersJson(application.viewer());
     model["attachments"] = parsed ? attachmentsJson(*parsed) : json::array();
-    if (!parsed)
+    if (!parsed && !summary->isFetched)
+        model["waiting"] = waitingText(application, summary->mailbox);
+    else if (!parsed)
         model["damaged"] = "This message's file can't be read.";
     else if (!parsed->damage().empty())
         model["damaged"] = parsed->damage();

@@ -50,6 +50,13 @@ std::vector<ImapNamespace> namespacesIn(const ImapItem& list) {
     return result;
 }
 
+// Servers repeat the names of the fields, each in its own way.
+bool isContent(const ImapItem& name) {
+    constexpr std::string_view kFields = "BODY[HEADER.FIELDS";
+    return name.is("BODY[]") || name.is("BODY[HEADER]") ||
+           (name.kind == ImapItem::Kind::Atom && equalsIgnoringCase(name.text.substr(0, kFields.size()), kFields));
+}
+
 std::optional<int> digits(std::string_view text) {
     int value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -103,7 +110,7 @@ ImapMessage messageFrom(ImapResponse& fetch) {
         if (name.is("MODSEQ") && !value.items.empty()) message.modSeq = value.items[0].number().value_or(0);
         if (name.is("X-GM-MSGID")) message.gmailMessage = value.number().value_or(0);
         if (name.is("X-GM-THRID")) message.gmailThread = value.number().value_or(0);
-        if ((name.is("BODY[]") || name.is("BODY[HEADER]")) && !value.isNil()) message.content = std::move(value.text);
+        if (isContent(name) && !value.isNil()) message.content = std::move(value.text);
         if (name.is("X-GM-LABELS")) {
             message.gmailLabels.emplace();
             for (const ImapItem& label : value.items)

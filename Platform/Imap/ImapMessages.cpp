@@ -11,6 +11,9 @@ namespace {
 
 // Servers may refuse commands of more than 8192 bytes (RFC 7162, section 4).
 constexpr std::size_t kLongestSet = 6000;
+constexpr std::string_view kListFields =
+    " BODY.PEEK[HEADER.FIELDS (DATE FROM TO CC BCC SUBJECT MESSAGE-ID IN-REPLY-TO REFERENCES X-PRIORITY "
+    "X-UNIVERSALLY-UNIQUE-IDENTIFIER)]";
 constexpr int kMostAtOnce = 1000;  // untagged responses heard before a change is passed on
 
 std::string_view signOf(ImapChange change) {
@@ -29,6 +32,7 @@ std::string fetchItems(const ImapFetch& what, bool hasModSeq, bool isGmail) {
     if (what.date) items += " INTERNALDATE";
     if (what.size) items += " RFC822.SIZE";
     if (what.gmail && isGmail) items += " X-GM-MSGID X-GM-THRID X-GM-LABELS";
+    if (what.content == ImapFetch::Content::ListFields) items += kListFields;
     if (what.content == ImapFetch::Content::Header) items += " BODY.PEEK[HEADER]";
     if (what.content == ImapFetch::Content::Whole) items += " BODY.PEEK[]";
     return items + ")";

@@ -49,7 +49,7 @@ struct ImapMessage {
     std::optional<Date> internalDate;
     std::optional<std::uint64_t> size;  // bytes, as the server counts them
     std::uint64_t modSeq = 0;           // 0: not told
-    // The header with the blank line behind it, or the whole message: CR LF line ends, as sent.
+    // The header or some of its fields with the blank line behind them, or the whole message: CR LF line ends, as sent.
     std::optional<std::string> content;
     // At servers with Gmail's extensions.
     std::uint64_t gmailMessage = 0, gmailThread = 0;
@@ -76,7 +76,12 @@ struct ImapSelection {
 };
 
 struct ImapFetch {
-    enum class Content { None, Header, Whole };
+    enum class Content {
+        None,
+        ListFields,  // the fields of the header that lists and conversations are made of
+        Header,
+        Whole
+    };
     bool flags = true;  // with modSeq where the mailbox keeps them
     bool date = false, size = false;
     Content content = Content::None;

@@ -3,6 +3,7 @@
 
 #include "AccountRecord.h"
 #include "Imap/ImapServer.h"
+#include "Reachability/NetworkState.h"
 
 namespace qs {
 
@@ -13,6 +14,7 @@ inline ImapServer imapServerOf(const IncomingServer& incoming) {
     server.security = incoming.security;
     server.user = incoming.user;
     server.certificateAuthorities = incoming.certificateAuthorities;
+    server.compresses = !isOwnHost(incoming.host);  // no line is faster than none
     return server;
 }
 

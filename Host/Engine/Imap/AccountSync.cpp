@@ -44,10 +44,17 @@ TimeInterval retryDelay(int failures, ImapFailure failure, double random) {
     return delay * (0.5 + random / 2);
 }
 
+AccountSync::AccountSync(Parts parts)
+    : parts_(std::move(parts)), keeper_(std::make_unique<MailKeeper>(parts_.account, parts_.library, *parts_.state)) {}
+
 AccountSync::~AccountSync() { stop(); }
 
 void AccountSync::start() {
     queue_ = std::make_unique<OperationQueue>(1, OperationQueue::Threads::Own);
+    {
+        const std::lock_guard hold(lock_);
+        opener_ = std::make_unique<MessageOpener>(parts_.server, parts_.secret, parts_.state, *keeper_);
+    }
     if (parts_.network)
         networkWatch_ = parts_.network->observe([weak = weak_from_this()](const NetworkState::Facts& facts) {
             const auto self = weak.lock();
@@ -67,6 +74,12 @@ void AccountSync::stop() {
     }
     queue_->cancelWaiting();
     queue_->waitUntilFinished();
+    std::unique_ptr<MessageOpener> opener;
+    {
+        const std::lock_guard hold(lock_);
+        opener = std::move(opener_);
+    }
+    opener.reset();
     watch_.reset();
     queue_.reset();
 }
@@ -90,6 +103,11 @@ void AccountSync::syncNow() {
         timer_.reset();
     }
     schedule(0);
+}
+
+void AccountSync::fetchSoon(const std::string& name) {
+    const std::lock_guard hold(lock_);
+    if (opener_ && !isStopping_ && status_.state != SyncStatus::State::Stopped && !isOffline()) opener_->open(name);
 }
 
 // The earliest of what is asked for.
@@ -155,6 +173,7 @@ Result<void> AccountSync::runPass(const SyncScope& scope) {
                    .state = *parts_.state,
                    .library = parts_.library,
                    .files = parts_.files,
+                   .keeper = *keeper_,
                    .account = parts_.account,
                    .folder = parts_.folder,
                    .refused = refused_,
@@ -196,6 +215,7 @@ void AccountSync::succeeded() {
         isMore = !wanted_.isEmpty();
     }
     setStatus(SyncStatus::State::Idle, {});
+    opener_->rest();
     keepWatching();
     schedule(isMore ? kQuiet : kEverything);
 }

@@ -14,6 +14,8 @@
 #include "Imap/ImapError.h"
 #include "Imap/ImapServer.h"
 #include "Imap/InboxWatch.h"
+#include "Imap/MailKeeper.h"
+#include "Imap/MessageOpener.h"
 #include "Imap/SyncPass.h"
 #include "Reachability/NetworkState.h"
 
@@ -54,7 +56,7 @@ public:
         std::function<void()> statusChanged;                 // any thread
         std::function<void(const std::string&)> tellPerson;  // likewise
     };
-    explicit AccountSync(Parts parts) : parts_(std::move(parts)) {}
+    explicit AccountSync(Parts parts);
     ~AccountSync();
 
     void start();  // main thread, once
@@ -63,6 +65,8 @@ public:
     void syncSoon(const SyncScope& scope);
     // The person asks: at once, everything, whatever happened before. Main thread.
     void syncNow();
+    // Somebody wants to read a message that is only listed yet. Any thread.
+    void fetchSoon(const std::string& name);
     SyncStatus status() const;
 
 private:
@@ -90,6 +94,8 @@ private:
     TimeInterval lastEverything_ = 0;  // on the clock of uptime()
     std::set<std::string> refused_;
     std::unique_ptr<InboxWatch> watch_;
+    std::unique_ptr<MailKeeper> keeper_;
+    std::unique_ptr<MessageOpener> opener_;
     std::unique_ptr<OperationQueue> queue_;
 };
 

@@ -10,14 +10,14 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 2;
+constexpr std::int64_t kVersion = 3;
 constexpr int kCacheKilobytes = 4000;
 
 constexpr const char* kSchema = R"(
 CREATE TABLE mailboxes(
     number INTEGER PRIMARY KEY AUTOINCREMENT, folder TEXT NOT NULL UNIQUE, server_name TEXT NOT NULL,
     uid_validity INTEGER NOT NULL, uid_next INTEGER NOT NULL, mod_seq INTEGER NOT NULL,
-    pending INTEGER NOT NULL DEFAULT 0);
+    pending INTEGER NOT NULL DEFAULT 0, origin TEXT NOT NULL DEFAULT '');
 CREATE TABLE messages(
     mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, uid INTEGER NOT NULL,
     name TEXT NOT NULL, flags INTEGER NOT NULL, PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;
@@ -26,10 +26,16 @@ CREATE TABLE removals(name TEXT NOT NULL, folder TEXT NOT NULL, PRIMARY KEY(name
 CREATE TABLE uploads(
     folder TEXT NOT NULL, name TEXT NOT NULL, header_digest TEXT NOT NULL, size INTEGER NOT NULL,
     PRIMARY KEY(folder, name)) WITHOUT ROWID;
+CREATE TABLE wishes(name TEXT PRIMARY KEY, set_flags INTEGER NOT NULL, clear_flags INTEGER NOT NULL, folder TEXT)
+    WITHOUT ROWID;
 )";
 
 // From the version before, by its number.
-constexpr const char* kMigrations[] = {nullptr, "ALTER TABLE mailboxes ADD COLUMN pending INTEGER NOT NULL DEFAULT 0;"};
+constexpr const char* kMigrations[] = {
+    nullptr, "ALTER TABLE mailboxes ADD COLUMN pending INTEGER NOT NULL DEFAULT 0;",
+    "ALTER TABLE mailboxes ADD COLUMN origin TEXT NOT NULL DEFAULT ''; UPDATE mailboxes SET origin = server_name;"
+    "CREATE TABLE wishes(name TEXT PRIMARY KEY, set_flags INTEGER NOT NULL, clear_flags INTEGER NOT NULL, folder TEXT) "
+    "WITHOUT ROWID;"};
 
 std::int64_t number(std::uint64_t value) { return static_cast<std::int64_t>(value); }
 
@@ -40,14 +46,15 @@ MirroredMailbox mailboxFrom(const Query& row) {
             static_cast<std::uint32_t>(row.integer(3)),
             static_cast<std::uint32_t>(row.integer(4)),
             static_cast<std::uint64_t>(row.integer(5)),
-            static_cast<MirroredMailbox::Order>(row.integer(6))};
+            static_cast<MirroredMailbox::Order>(row.integer(6)),
+            row.text(7)};
 }
 
 // Of a mailbox that was removed here, before its number.
 const std::string kRemovedFolder = "/removed/";
 
 constexpr const char* kMailboxColumns =
-    "SELECT number, folder, server_name, uid_validity, uid_next, mod_seq, pending FROM mailboxes";
+    "SELECT number, folder, server_name, uid_validity, uid_next, mod_seq, pending, origin FROM mailboxes";
 
 void put(Database& database, std::int64_t mailbox, const MirroredMessage& message) {
     database.run("DELETE FROM messages WHERE mailbox = ? AND name = ? AND uid != ?",
@@ -56,6 +63,7 @@ void put(Database& database, std::int64_t mailbox, const MirroredMessage& messag
                  {mailbox, std::int64_t{message.uid}, message.name, std::int64_t{message.flags}});
     database.run("DELETE FROM uploads WHERE name = ? AND folder = (SELECT folder FROM mailboxes WHERE number = ?)",
                  {message.name, mailbox});
+    database.run("DELETE FROM wishes WHERE name = ?", {message.name});
 }
 
 }  // namespace
@@ -128,16 +136,27 @@ MirroredMailbox MirrorState::putMailbox(MirroredMailbox mailbox) {
                        {facts[0], facts[1], facts[2], mailbox.number});
         return mailbox;
     }
+    Transaction transaction(*database_);
+    // One that was renamed keeps its origin, and another may come by its old name.
+    const bool isOriginTaken =
+        database_->integer("SELECT count(*) FROM mailboxes WHERE origin = ?", {mailbox.serverName}) != 0;
     database_->run("INSERT INTO mailboxes(folder, server_name, uid_validity, uid_next, mod_seq) VALUES(?, ?, ?, ?, ?)",
                    {mailbox.folder, mailbox.serverName, facts[0], facts[1], facts[2]});
     mailbox.number = database_->integer("SELECT number FROM mailboxes WHERE folder = ?", {mailbox.folder});
+    mailbox.origin = mailbox.serverName + (isOriginTaken ? "\n" + std::to_string(mailbox.number) : "");
+    database_->run("UPDATE mailboxes SET origin = ? WHERE number = ?", {mailbox.origin, mailbox.number});
+    transaction.commit();
     return mailbox;
 }
 
 void MirrorState::renameMailbox(std::int64_t number, const std::string& folder, const std::string& serverName) {
     const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    database_->run("UPDATE wishes SET folder = ? WHERE folder = (SELECT folder FROM mailboxes WHERE number = ?)",
+                   {folder, number});
     database_->run("UPDATE mailboxes SET folder = ?, server_name = ?, pending = 0 WHERE number = ?",
                    {folder, serverName, number});
+    transaction.commit();
 }
 
 void MirrorState::setServerName(std::int64_t number, const std::string& serverName) {
@@ -150,6 +169,7 @@ void MirrorState::giveFolder(const std::string& from, const std::string& to, Mir
                    {to, static_cast<std::int64_t>(order), from});
     database_->run("UPDATE uploads SET folder = ? WHERE folder = ?", {to, from});
     database_->run("UPDATE OR IGNORE removals SET folder = ? WHERE folder = ?", {to, from});
+    database_->run("UPDATE wishes SET folder = ? WHERE folder = ?", {to, from});
 }
 
 void MirrorState::orderRenaming(const std::vector<Renaming>& folders) {
@@ -228,6 +248,12 @@ void MirrorState::moveMessage(std::int64_t from, std::uint32_t uid, std::int64_t
     transaction.commit();
 }
 
+bool MirrorState::knows(std::int64_t mailbox, std::uint32_t uid) {
+    const std::lock_guard hold(lock_);
+    return database_->integer("SELECT count(*) FROM messages WHERE mailbox = ? AND uid = ?",
+                              {mailbox, std::int64_t{uid}}) != 0;
+}
+
 void MirrorState::forgetMessages(std::int64_t mailbox) {
     const std::lock_guard hold(lock_);
     database_->run("DELETE FROM messages WHERE mailbox = ?", {mailbox});
@@ -244,6 +270,40 @@ void MirrorState::noteRemovals(const std::vector<Removal>& removals) {
 bool MirrorState::isRemoved(std::string_view name) {
     const std::lock_guard hold(lock_);
     return database_->integer("SELECT count(*) FROM removals WHERE name = ?", {std::string(name)}) != 0;
+}
+
+void MirrorState::noteWishes(const std::vector<std::pair<std::string, MirrorWish>>& wishes) {
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    for (const auto& [name, wish] : wishes)
+        database_->run("INSERT INTO wishes(name, set_flags, clear_flags, folder) VALUES(?1, ?2, ?3, ?4) "
+                       "ON CONFLICT(name) DO UPDATE SET set_flags = (set_flags | ?2) & ~?3, "
+                       "clear_flags = (clear_flags | ?3) & ~?2, folder = coalesce(?4, folder)",
+                       {name, std::int64_t{wish.flags.set}, std::int64_t{wish.flags.clear},
+                        wish.folder ? SqlValue(*wish.folder) : SqlValue(nullptr)});
+    transaction.commit();
+}
+
+std::map<std::string, MirrorWish> MirrorState::wishes() {
+    const std::lock_guard hold(lock_);
+    std::map<std::string, MirrorWish> all;
+    for (Query row = database_->query("SELECT name, set_flags, clear_flags, folder FROM wishes"); row.step();) {
+        MirrorWish& wish = all[row.text(0)];
+        wish.flags = {.set = static_cast<int>(row.integer(1)), .clear = static_cast<int>(row.integer(2))};
+        if (!row.isNull(3)) wish.folder = row.text(3);
+    }
+    for (Query row = database_->query("SELECT name FROM removals"); row.step();)
+        all[row.text(0)].isRemoved = true;
+    return all;
+}
+
+void MirrorState::forgetWishes(const std::vector<std::string>& names) {
+    if (names.empty()) return;
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    for (const std::string& name : names)
+        database_->run("DELETE FROM wishes WHERE name = ?", {name});
+    transaction.commit();
 }
 
 void MirrorState::forgetRemovals(const std::vector<std::string>& names) {

@@ -3,8 +3,8 @@
 //
 // The difference between this, the files and the server is what remains to be done, so there is no list of orders that
 // could fall behind the files. What cannot be seen in such a difference is noted before it happens: that a message was
-// erased on purpose (a file that merely vanished is fetched again), that a message is being uploaded, and that a
-// mailbox was renamed or removed.
+// erased on purpose (a file that merely vanished is fetched again), that a message is being uploaded, that a mailbox
+// was renamed or removed, and what is done to a message of which only the header is here yet.
 //
 // Safe from every thread. Calls throw DatabaseFailure.
 #pragma once
@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "Foundation/Result.h"
+#include "MailLibrary.h"
 
 namespace qs {
 
@@ -38,6 +39,8 @@ struct MirroredMailbox {
     // no folder has.
     enum class Order { None, Rename, Remove };
     Order order = Order::None;
+    // What names of files are made of: the server's name when it was first seen. It outlives renaming.
+    std::string origin = {};
 };
 
 struct MirroredMessage {
@@ -60,7 +63,7 @@ public:
     };
 
     // A damaged file is set aside: what is here is then compared with the server anew, and nothing is lost but the
-    // memory of what was erased here and not yet there.
+    // memory of what was erased here and not yet there, and of what was done to messages that were only listed.
     MirrorState(std::filesystem::path file, FileSystem& files);
     ~MirrorState();
 
@@ -84,10 +87,11 @@ public:
     void removeMailbox(std::int64_t number);  // with its messages
 
     std::vector<MirroredMessage> messages(std::int64_t mailbox);  // by uid
+    bool knows(std::int64_t mailbox, std::uint32_t uid);
     // The mailboxes that have a message of that name.
     std::vector<std::int64_t> mailboxesWith(std::string_view name);
     // All or nothing. A message's older place under the same name in the same mailbox goes. Uploads of what is put are
-    // over.
+    // over, and so are wishes: its file has come, and shows them.
     void change(std::int64_t mailbox, const std::vector<MirroredMessage>& put,
                 const std::vector<std::uint32_t>& forget);
     // A message that is now known under another uid, of another mailbox perhaps.
@@ -96,8 +100,14 @@ public:
 
     void noteRemovals(const std::vector<Removal>& removals);
     bool isRemoved(std::string_view name);
-    void forgetRemovals(const std::vector<std::string>& names);
     std::vector<Removal> removals();
+    void forgetRemovals(const std::vector<std::string>& names);
+
+    // What was done here to messages before their files came, by name. Later wishes are joined to earlier ones.
+    void noteWishes(const std::vector<std::pair<std::string, MirrorWish>>& wishes);
+    // With the removals.
+    std::map<std::string, MirrorWish> wishes();
+    void forgetWishes(const std::vector<std::string>& names);
 
     void beginUpload(const Upload& upload);
     std::vector<Upload> uploads(std::string_view folder);

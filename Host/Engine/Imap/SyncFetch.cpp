@@ -1,12 +1,12 @@
 // The messages themselves: in large ranges, kept in batches with one sync of the disk for each.
 #include <algorithm>
-#include <future>
 #include <utility>
 
+#include "Imap/MailKeeper.h"
+#include "Imap/MirroredName.h"
 #include "Imap/ServerFlags.h"
 #include "Imap/SyncPass.h"
-#include "MailLibrary.h"
-#include "Maildir/MaildirFlags.h"
+#include "Imap/WorkBehind.h"
 
 namespace qs {
 
@@ -18,51 +18,27 @@ constexpr std::size_t kBatchBytes = 16 << 20;
 
 }  // namespace
 
-struct SyncPass::Fetched {
-    std::uint32_t uid;
-    int flags;
-    Date date;
-    std::string content;
-};
-
-// Keeps one batch on a thread of its own while the next one comes.
-class SyncPass::Keeper {
-public:
-    Keeper(SyncPass& pass, const Work& work) : pass_(pass), work_(work) {}
-    ~Keeper() {
-        if (keeping_.valid()) keeping_.wait();
-    }
-    void put(std::vector<Fetched> batch) {
-        if (!finish() || batch.empty()) return;
-        keeping_ =
-            std::async(std::launch::async, [this, batch = std::move(batch)] { return pass_.keep(work_, batch); });
-    }
-    bool isWell() const { return result_.has_value(); }
-    // Waits for what was put. After a failure nothing more is kept.
-    Result<void> finish() {
-        if (keeping_.valid()) result_ = keeping_.get();
-        return result_;
-    }
-
-private:
-    SyncPass& pass_;
-    const Work& work_;
-    std::future<Result<void>> keeping_;
-    Result<void> result_;
-};
+// What somebody has done something to already.
+void SyncPass::takeWishedForFirst(Work& work) {
+    const auto wishes = parts_.state.wishes();
+    if (wishes.empty()) return;
+    std::stable_partition(work.arrived.begin(), work.arrived.end(),
+                          [&](std::uint32_t uid) { return wishes.contains(mirroredName(work.mailbox, uid)); });
+}
 
 Result<void> SyncPass::fetch(Work& work, std::size_t most) {
     if (!work.isPulled) return {};
-    Keeper keeper(*this, work);
+    takeWishedForFirst(work);
+    WorkBehind behind;
     std::size_t wanted = kFirstBatch;
-    while (!work.arrived.empty() && most > 0 && keeper.isWell()) {
+    while (!work.arrived.empty() && most > 0 && behind.isWell()) {
         if (auto done = selected(work.mailbox); !done) return done;
         const std::size_t count = std::min({wanted, most, work.arrived.size()});
-        if (auto done = fetchBatch(work, count, keeper); !done) return done;
+        if (auto done = fetchBatch(work, count, behind); !done) return done;
         most -= count;
         wanted = kBatch;
     }
-    if (auto kept = keeper.finish(); !kept) return kept;
+    if (auto kept = behind.finish(); !kept) return kept;
     tree_.forget(work.mailbox.folder);
     // Only when everything is here that the server had up to there.
     const bool isNew = work.uidNext != work.mailbox.uidNext || work.modSeq != work.mailbox.modSeq;
@@ -73,11 +49,11 @@ Result<void> SyncPass::fetch(Work& work, std::size_t most) {
     return {};
 }
 
-Result<void> SyncPass::fetchBatch(Work& work, std::size_t count, Keeper& keeper) {
+Result<void> SyncPass::fetchBatch(Work& work, std::size_t count, WorkBehind& behind) {
     ImapUidSet uids;
     for (std::size_t i = count; i-- > 0;)
         uids.add(work.arrived[i]);
-    std::vector<Fetched> batch;
+    std::vector<FetchedMessage> batch;
     std::size_t bytes = 0;
     const auto done =
         parts_.line.fetch(uids, {.date = true, .content = ImapFetch::Content::Whole}, [&](ImapMessage message) {
@@ -86,31 +62,23 @@ Result<void> SyncPass::fetchBatch(Work& work, std::size_t count, Keeper& keeper)
             batch.push_back({message.uid, packedFromServer(message.flags.value_or(ImapFlags())),
                              message.internalDate.value_or(Date{}), std::move(*message.content)});
             if (bytes < kBatchBytes) return;
-            keeper.put(std::exchange(batch, {}));
+            keepBehind(work, std::exchange(batch, {}), behind);
             bytes = 0;
         });
     // What came before the connection broke counts.
-    keeper.put(std::move(batch));
+    keepBehind(work, std::move(batch), behind);
     if (!done) return done;
     work.arrived.erase(work.arrived.begin(), work.arrived.begin() + static_cast<std::ptrdiff_t>(count));
     return {};
 }
 
-Result<void> SyncPass::keep(const Work& work, const std::vector<Fetched>& batch) {
-    const auto box = boxOf(work.mailbox.folder);
-    if (!box) return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The mailbox is not there.");
-    std::vector<MirroredArrival> arrivals;
-    std::vector<MirroredMessage> known;
-    for (const Fetched& each : batch) {
-        const std::string name = mirroredName(work.mailbox, each.uid);
-        arrivals.push_back({name, each.content, unpackedFlags(each.flags), each.date});
-        known.push_back({each.uid, name, each.flags});
-    }
-    const bool isNews = work.mailbox.uidNext != 0;
-    if (auto added = parts_.library.addMirrored(*box, arrivals, isNews); !added) return added;
-    parts_.state.change(work.mailbox.number, known, {});
-    tellProgress(batch.size());
-    return {};
+void SyncPass::keepBehind(const Work& work, std::vector<FetchedMessage> batch, WorkBehind& behind) {
+    if (batch.empty()) return;
+    behind.put([this, mailbox = work.mailbox, batch = std::move(batch)] {
+        auto kept = parts_.keeper.keep(mailbox, batch);
+        if (kept) tellProgress(batch.size());
+        return kept;
+    });
 }
 
 void SyncPass::tellProgress(std::size_t more) {

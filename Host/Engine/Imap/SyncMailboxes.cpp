@@ -6,6 +6,7 @@
 #include "Foundation/Log.h"
 #include "Imap/ImapError.h"
 #include "Imap/MailboxNames.h"
+#include "Imap/MirroredName.h"
 #include "Imap/SyncPass.h"
 #include "Library/LibraryObjects.h"
 #include "MailLibrary.h"
@@ -112,8 +113,21 @@ Result<void> SyncPass::takeRenamed(std::map<std::string, ImapMailboxName>& folde
     return {};
 }
 
+// Of messages that have never been here, wherever they were moved to since, nothing is left.
+void SyncPass::forgetListed(const MirroredMailbox& mailbox) {
+    const std::string prefix = mirroredPrefixWhateverValidity(mailbox);
+    std::vector<std::string> gone, wished;
+    for (const auto& [name, listed] : parts_.library.listed(parts_.account))
+        if (name.starts_with(prefix)) gone.push_back(name);
+    for (const auto& [name, wish] : parts_.state.wishes())
+        if (name.starts_with(prefix)) wished.push_back(name);
+    if (!gone.empty()) parts_.library.changeListed(parts_.account, {}, gone);
+    parts_.state.forgetWishes(wished);
+}
+
 void SyncPass::dropMailbox(const MirroredMailbox& mailbox) {
     logInfo("the mailbox “" + mailbox.folder + "” of " + parts_.account + " is gone at the server");
+    forgetListed(mailbox);
     if (mailbox.order == MirroredMailbox::Order::Remove) return parts_.state.removeMailbox(mailbox.number);
     const auto box = boxOf(mailbox.folder);
     std::vector<std::string> names;
@@ -126,7 +140,10 @@ void SyncPass::dropMailbox(const MirroredMailbox& mailbox) {
     // What was only here stays, and goes to the server with a mailbox of that name.
     tree_.forget(mailbox.folder);
     const auto left = tree_.messagesIn(mailbox.folder);
-    if (left && (*left)->empty() && kindOfFolder(mailbox.folder) == MailboxKind::User) {
+    const auto wishes = parts_.state.wishes();
+    const bool isAwaited = std::any_of(wishes.begin(), wishes.end(),
+                                       [&](const auto& entry) { return entry.second.folder == mailbox.folder; });
+    if (left && (*left)->empty() && !isAwaited && kindOfFolder(mailbox.folder) == MailboxKind::User) {
         const auto root = pathOf(parts_.folder, mailbox.folder);
         for (const char* part : {"tmp", "new", "cur", ""}) {
             if (const auto files = parts_.files.list(root / part))

@@ -6,6 +6,7 @@
 #include "Foundation/Log.h"
 #include "Imap/ImapError.h"
 #include "Imap/MailboxNames.h"
+#include "Imap/MirroredName.h"
 #include "Library/LibraryObjects.h"
 #include "MailLibrary.h"
 
@@ -41,6 +42,7 @@ Result<void> SyncPass::pullAll(const SyncScope& scope) {
     // The inbox comes first, as its folder is "".
     for (auto& [folder, work] : works_) {
         auto done = pull(work, !scope.everything || scope.there.contains(folder));
+        if (done) done = list(work);
         if (done && folder.empty()) done = fetch(work, kFirstMessages);
         if (!done)
             if (auto still = goOnAfter(done.error(), folder); !still) return still;
@@ -106,14 +108,21 @@ std::shared_ptr<Mailbox> SyncPass::boxOf(const std::string& folder) {
 // An order stands as long as the server may still have the message.
 void SyncPass::forgetSettledRemovals() {
     std::set<std::string> uploading;
-    for (const MirroredMailbox& mailbox : parts_.state.mailboxes())
+    const auto mailboxes = parts_.state.mailboxes();
+    const auto isAllHere = [this](const std::string& folder) {
+        const auto work = works_.find(folder);
+        return work != works_.end() && work->second.isPulled && work->second.arrived.empty();
+    };
+    for (const MirroredMailbox& mailbox : mailboxes)
         for (const Upload& upload : parts_.state.uploads(mailbox.folder))
             uploading.insert(upload.name);
     std::vector<std::string> settled;
     for (const MirrorState::Removal& removal : parts_.state.removals()) {
-        const auto mailbox = parts_.state.mailboxOfFolder(removal.folder);
-        // What is about to be fetched there may be it.
-        const bool isAwaited = !mailbox || (works_.contains(removal.folder) && !works_[removal.folder].arrived.empty());
+        // What is about to be fetched there may be it; and one that was only listed may have been moved there.
+        const bool isAwaited = !isAllHere(removal.folder) ||
+                               std::any_of(mailboxes.begin(), mailboxes.end(), [&](const MirroredMailbox& mailbox) {
+                                   return uidInName(mailbox, removal.name) && !isAllHere(mailbox.folder);
+                               });
         if (!isAwaited && !uploading.contains(removal.name) && parts_.state.mailboxesWith(removal.name).empty())
             settled.push_back(removal.name);
     }

@@ -1,14 +1,14 @@
-// One piece of work between an account's Maildirs and its server, over one connection: mailboxes, what changed there,
-// what changed here, then the messages themselves, newest first. Cut off anywhere, the next one carries on: what was
-// not finished still shows as a difference.
+// One piece of work between an account's Maildirs and its server, over one connection: mailboxes, what changed there
+// and the headers of what is new, what changed here, then the messages themselves, newest first. Cut off anywhere, the
+// next one carries on: what was not finished still shows as a difference.
 //
 // The order makes it safe. What the server did is known of every mailbox before anything is told to it, so that an
 // earlier move or upload whose answer was lost is recognised and not done twice. Files are on the disk before the state
 // says so, under names made of the server's own numbers, so that they are recognised, too.
 //
 // Its parts: SyncPass.cpp the order, SyncMailboxes.cpp the list of mailboxes, SyncRenames.cpp and SyncRemovals.cpp what
-// the person did to mailboxes themselves, SyncPull.cpp, SyncPush.cpp and SyncFetch.cpp one mailbox. Blocking; for one
-// thread.
+// the person did to mailboxes themselves, SyncPull.cpp, SyncList.cpp, SyncPush.cpp and SyncFetch.cpp one mailbox.
+// Blocking; for one thread.
 #pragma once
 
 #include <filesystem>
@@ -24,12 +24,16 @@
 #include "Imap/LocalTree.h"
 #include "Imap/MirrorState.h"
 #include "Imap/SyncPlan.h"
+#include "MailLibrary.h"
 
 namespace qs {
 
 class FileSystem;
+class WorkBehind;
 class Mailbox;
+class MailKeeper;
 class MailLibrary;
+struct FetchedMessage;
 
 struct SyncProgress {
     std::size_t done = 0, total = 0;  // messages to be fetched
@@ -50,6 +54,7 @@ struct SyncParts {
     MirrorState& state;
     MailLibrary& library;
     FileSystem& files;
+    MailKeeper& keeper;
     std::string account;
     std::filesystem::path folder;  // of the account's mail
     // By the server: names of messages, which are not tried again, and "/" with folders, of which the person was told.
@@ -70,15 +75,18 @@ private:
     struct Work {
         MirroredMailbox mailbox;
         std::vector<std::uint32_t> arrived;  // to be fetched, newest first
+        std::map<std::uint32_t, int> flags;  // that they have there, until they are listed
         std::uint32_t uidNext = 0;           // once they are
         std::uint64_t modSeq = 0;
-        bool isPulled = false;  // else nothing is done to it
+        bool isPulled = false;   // else nothing is done to it
+        bool isAwaited = false;  // removed here, but messages are still to be moved out of it
     };
 
     // Mailboxes
     Result<void> takeMailboxes();
     Result<std::vector<ImapMailbox>> listed();
     Result<void> takeRenamed(std::map<std::string, ImapMailboxName>& folders);
+    void forgetListed(const MirroredMailbox& mailbox);
     void dropMailbox(const MirroredMailbox& mailbox);
     Result<void> createMissing();
     Result<MirroredMailbox> ensureMailbox(const std::string& folder);
@@ -92,6 +100,7 @@ private:
     // Mailboxes that were removed here: made again here, or to stay, or to go at the server as well.
     void keepThoseMadeAgain();
     Result<void> takeBackRemoval(Work& work, const std::string& why, bool erases);
+    bool areMovedOut(const Work& work);
     Result<void> removeThere(Work& work);
     Result<void> removeAllThere();
     // Fails when the person has renamed or removed the mailbox during this pass.
@@ -113,6 +122,10 @@ private:
     void endDoubtfulUploads(const MirroredMailbox& mailbox);
     Result<std::map<std::uint32_t, std::string>> match(const Work& work, const std::vector<Candidate>& candidates);
 
+    // Shows those that have arrived, long before they are fetched.
+    Result<void> list(Work& work);
+    Result<void> listHeaders(const Work& work, const std::vector<std::uint32_t>& uids);
+
     // What was done here
     Result<PushPlan> planFor(const MirroredMailbox& mailbox);
     bool hasSomethingToPush(const MirroredMailbox& mailbox);
@@ -128,10 +141,9 @@ private:
 
     // The messages
     Result<void> fetch(Work& work, std::size_t most);
-    struct Fetched;
-    class Keeper;
-    Result<void> fetchBatch(Work& work, std::size_t count, Keeper& keeper);
-    Result<void> keep(const Work& work, const std::vector<Fetched>& batch);
+    void takeWishedForFirst(Work& work);
+    Result<void> fetchBatch(Work& work, std::size_t count, WorkBehind& behind);
+    void keepBehind(const Work& work, std::vector<FetchedMessage> batch, WorkBehind& behind);
     void tellProgress(std::size_t more);
 
     Result<void> selected(const MirroredMailbox& mailbox);
@@ -148,10 +160,8 @@ private:
     bool areMailboxesTaken_ = false;
     std::set<std::string> pullAgain_;       // folders whose new uids the server did not tell
     std::set<std::string> goneWhileMoved_;  // names
+    std::optional<std::map<std::string, MailLibrary::Listed>> listed_;
     SyncProgress progress_;
 };
-
-// Of the file that holds this message: the same after every crash.
-std::string mirroredName(const MirroredMailbox& mailbox, std::uint32_t uid);
 
 }  // namespace qs

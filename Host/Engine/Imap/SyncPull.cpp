@@ -4,12 +4,12 @@
 
 #include "Foundation/Log.h"
 #include "Imap/ImapError.h"
+#include "Imap/MirroredName.h"
 #include "Imap/ServerFlags.h"
 #include "Imap/SyncPass.h"
 #include "Mail/MessageHeaders.h"
 #include "MailLibrary.h"
 #include "Mime/MimeMessage.h"
-#include "Text/Digests.h"
 
 namespace qs {
 
@@ -33,11 +33,6 @@ void note(ServerView& view, const ImapMessage& message) {
 constexpr std::string_view kSent = "Sent";
 
 }  // namespace
-
-std::string mirroredName(const MirroredMailbox& mailbox, std::uint32_t uid) {
-    return "imap-" + SHA256HexDigest(mailbox.serverName).substr(0, 12) + "-" + std::to_string(mailbox.uidValidity) +
-           "-" + std::to_string(uid);
-}
 
 Result<bool> SyncPass::isUnchanged(const MirroredMailbox& mailbox) {
     const auto status = parts_.line.status(ImapMailboxName::fromWire(mailbox.serverName));
@@ -86,9 +81,11 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
         work.arrived.clear();
         return recognised;
     }
+    work.flags = std::move(view->flags);
     work.uidNext = selection->uidNext;
     work.modSeq = selection->highestModSeq;
-    if (mailbox.order == MirroredMailbox::Order::Remove && !work.arrived.empty())
+    work.isAwaited = mailbox.order == MirroredMailbox::Order::Remove && !work.arrived.empty();
+    if (work.isAwaited && !areMovedOut(work))
         return takeBackRemoval(work,
                                "New mail has come into “%@” before it was deleted at the server. It is back, with the "
                                "new mail alone.",

@@ -7,6 +7,7 @@
 #include "Foundation/Log.h"
 #include "Imap/ImapError.h"
 #include "Imap/MailboxNames.h"
+#include "Imap/MirroredName.h"
 #include "Imap/SyncPass.h"
 #include "MailLibrary.h"
 #include "Maildir/FolderName.h"
@@ -43,10 +44,20 @@ Result<void> SyncPass::takeBackRemoval(Work& work, const std::string& why, bool 
     return {};
 }
 
+// Whether all that is still to be fetched was moved into other mailboxes before this one was removed.
+bool SyncPass::areMovedOut(const Work& work) {
+    const auto wishes = parts_.state.wishes();
+    return std::all_of(work.arrived.begin(), work.arrived.end(), [&](std::uint32_t uid) {
+        const auto wish = wishes.find(mirroredName(work.mailbox, uid));
+        return wish != wishes.end() && wish->second.folder && boxOf(*wish->second.folder);
+    });
+}
+
 Result<void> SyncPass::removeAllThere() {
     std::vector<Work*> removed;
     for (auto& [folder, work] : works_)
-        if (work.mailbox.order == MirroredMailbox::Order::Remove && work.isPulled) removed.push_back(&work);
+        if (work.mailbox.order == MirroredMailbox::Order::Remove && work.isPulled && !work.isAwaited)
+            removed.push_back(&work);
     // Those below first: some servers remove none that has others.
     std::sort(removed.begin(), removed.end(),
               [](const Work* a, const Work* b) { return a->mailbox.serverName.size() > b->mailbox.serverName.size(); });
@@ -73,6 +84,7 @@ Result<void> SyncPass::removeThere(Work& work) {
             work, "“%@” can't be deleted at the server, so it is back. " + removed.error().description, false);
     }
     if (parts_.line.isOpen()) (void)parts_.line.subscribe(name, false);
+    forgetListed(mailbox);
     parts_.state.removeMailbox(mailbox.number);
     return {};
 }

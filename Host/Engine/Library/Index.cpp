@@ -11,7 +11,7 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 5;
+constexpr std::int64_t kVersion = 6;
 constexpr int kWriterCache = 8000, kReaderCache = 2000;  // kilobytes
 constexpr std::size_t kIdleReaders = 4;
 
@@ -44,6 +44,7 @@ CREATE INDEX unread ON messages(seq, mailbox) WHERE (flags & 1) = 0;
 CREATE INDEX flagged ON messages(seq, mailbox) WHERE (flags & 4) != 0;
 CREATE INDEX attached ON messages(seq, mailbox) WHERE attachments > 0;
 CREATE TABLE leading(mailbox INTEGER NOT NULL, seq INTEGER NOT NULL, PRIMARY KEY(mailbox, seq)) WITHOUT ROWID;
+CREATE INDEX only_listed ON messages(mailbox) WHERE file = '';
 CREATE TABLE conversation_ids(id INTEGER PRIMARY KEY, conversation INTEGER NOT NULL);
 CREATE TABLE joined_conversations(conversation INTEGER PRIMARY KEY, joined INTEGER NOT NULL);
 CREATE VIRTUAL TABLE words USING fts5(

@@ -92,6 +92,25 @@ void rememberAddress(Database& index, const MailAddress& address, double when) {
         index.run("INSERT OR IGNORE INTO address_words(word, number) VALUES(?, ?)", {word, number});
 }
 
+void rememberAddresses(Database& index, const IndexedMailbox& mailbox, const MessageFacts& facts, Date delivered) {
+    if (!mailbox.remembersAddresses) return;
+    for (const MailAddress& each : facts.correspondents)
+        rememberAddress(index, each, delivered.secondsSince1970);
+}
+
+// The file of a message has come that was only listed. What its header told stays.
+void fill(Database& index, const IndexedMailbox& mailbox, IndexedFile& row, const std::string& file, int flags,
+          std::uint64_t size, const MessageFacts& facts) {
+    row.file = file;
+    row.flags = flags;
+    index.run("UPDATE messages SET file = ?, flags = ?, snippet = ?, attachments = ?, size = ?, damage = ? "
+              "WHERE seq = ?",
+              {file, std::int64_t{flags}, facts.snippet, std::int64_t{facts.attachments},
+               static_cast<std::int64_t>(size), facts.damage, row.seq});
+    index.run("UPDATE words SET body = ? WHERE rowid = ?", {wordsApart(facts.body), row.seq});
+    rememberAddresses(index, mailbox, facts, row.delivered);
+}
+
 }  // namespace
 
 std::int64_t accountNumber(std::string_view identifier) { return numberFrom("account\n" + std::string(identifier)); }
@@ -131,7 +150,11 @@ void keepOnlyMailboxes(Database& index, const std::vector<std::int64_t>& numbers
 
 Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::string& name, const std::string& file,
                 int flags, Date delivered, std::uint64_t size, const MessageFacts& facts) {
-    if (auto known = findByName(index, mailbox.number, name)) return {std::move(*known), false};
+    if (auto known = findByName(index, mailbox.number, name)) {
+        const bool isFilled = known->isOnlyListed() && !file.empty();
+        if (isFilled) fill(index, mailbox, *known, file, flags, size, facts);
+        return {std::move(*known), isFilled};
+    }
     const std::int64_t id = freeNumber(index, mailbox.identifier, name);
     const double shown = shownDate(mailbox, delivered, facts.sent);
     const double sent = facts.sent.value_or(Date{}).secondsSince1970;
@@ -165,9 +188,7 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
     index.run("INSERT INTO words(rowid, subject, sender, recipients, body) VALUES(?, ?, ?, ?, ?)",
               {seq, wordsApart(facts.subject), wordsApart(facts.sender), wordsApart(facts.allRecipients),
                wordsApart(facts.body)});
-    if (mailbox.remembersAddresses)
-        for (const MailAddress& each : facts.correspondents)
-            rememberAddress(index, each, delivered.secondsSince1970);
+    if (!file.empty()) rememberAddresses(index, mailbox, facts, delivered);
     return {{seq, id, mailbox.number, name, file, flags, delivered, facts.sent}, true};
 }
 
@@ -232,7 +253,7 @@ std::optional<IndexedFile> findByName(Database& index, std::int64_t mailbox, con
 std::string summaryColumns() {
     return "m.id, (SELECT identifier FROM mailboxes WHERE number = m.mailbox), m.message_id, m.unique_id, m.sender, "
            "m.recipients, m.subject, m.snippet, m.received, m.sent, m.flags, m.attachments, m.size, m.damage, "
-           "m.priority, m.seq, m.conversation";
+           "m.priority, m.seq, m.conversation, m.file != ''";
 }
 
 MessageSummary summaryFrom(const Query& row) {
@@ -254,6 +275,7 @@ MessageSummary summaryFrom(const Query& row) {
     summary.priority = static_cast<int>(row.integer(14));
     summary.key = row.integer(15);
     summary.conversation = row.integer(16);
+    summary.isFetched = row.integer(17) != 0;
     return summary;
 }
 

@@ -26,10 +26,12 @@ std::int64_t conversationNumber(std::string_view messageID);
 struct IndexedFile {
     std::int64_t seq = 0, id = 0, mailbox = 0;
     std::string name;  // the unique part
-    std::string file;  // relative to the Maildir
+    std::string file;  // relative to the Maildir; empty while it is still at a server
     int flags = 0;     // packed
     Date delivered;
     std::optional<Date> sent;
+
+    bool isOnlyListed() const { return file.empty(); }
 };
 
 // A mailbox as the index needs to know it.
@@ -47,7 +49,8 @@ void removeMailbox(Database& index, std::int64_t number);  // with its messages
 // Removes all mailboxes but these.
 void keepOnlyMailboxes(Database& index, const std::vector<std::int64_t>& numbers);
 
-// Answers the new row, or the existing one (unchanged) when the mailbox has a message of that name.
+// Answers the new row, or the existing one (unchanged) when the mailbox has a message of that name. With an empty file
+// the message is only listed; the call with its file then fills the row in, which counts as new once more.
 struct Inserted {
     IndexedFile row;
     bool isNew = false;

@@ -158,14 +158,20 @@ Result<void> LibraryCore::changeFiles(const std::function<Result<void>(Database&
 Result<void> LibraryCore::setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) {
     return changeFiles([&](Database& index, Work& work) {
         Result<void> result;
+        std::vector<IndexedFile> listed;
         for (const std::int64_t id : ids) {
             auto row = tables::find(index, id);
+            if (row && row->isOnlyListed()) {
+                listed.push_back(std::move(*row));
+                continue;
+            }
             Result<void> done = failure(notThere());
             if (row) done = setFlagsOf(index, *row, change, work);
             if (row && !done && done.error().code == ENOENT && (row = foundAgain(index, *row)))
                 done = setFlagsOf(index, *row, change, work);
             if (!done) result = done;
         }
+        if (const auto done = setFlagsOfListed(index, listed, change, work); !done) result = done;
         return result;
     });
 }
@@ -174,6 +180,11 @@ Result<void> LibraryCore::eraseOne(Database& index, IndexedFile row, Work& work)
     const auto box = mailboxNumbered(row.mailbox);
     if (!box) return {};
     keepDetails(index, row.id);
+    if (row.isOnlyListed()) {
+        work.changed[row.mailbox] = box;
+        tables::remove(index, row.seq);
+        return {};
+    }
     auto removed = files_.remove(box->maildir().pathOf(row.file));
     if (!removed && removed.error().code == ENOENT) {
         if (const auto again = foundAgain(index, row)) {
@@ -188,24 +199,24 @@ Result<void> LibraryCore::eraseOne(Database& index, IndexedFile row, Work& work)
     return {};
 }
 
-Result<void> LibraryCore::tellWitness(const std::vector<IndexedFile>& rows) {
-    const auto witness = witness_.load();
-    if (!witness || rows.empty()) return {};
-    std::vector<ChangeWitness::Removal> removals;
+Result<void> LibraryCore::tellKeeper(const std::vector<IndexedFile>& rows) {
+    const auto keeper = keeper_.load();
+    if (!keeper || rows.empty()) return {};
+    std::vector<MirrorKeeper::Message> messages;
     for (const IndexedFile& row : rows)
         if (const auto box = mailboxNumbered(row.mailbox))
-            removals.push_back({box->accountIdentifier(), box->folder(), row.name});
-    return witness->willRemove(removals);
+            messages.push_back({box->accountIdentifier(), box->folder(), row.name});
+    return keeper->willRemove(messages);
 }
 
-void LibraryCore::setChangeWitness(std::shared_ptr<ChangeWitness> witness) { witness_ = std::move(witness); }
+void LibraryCore::setMirrorKeeper(std::shared_ptr<MirrorKeeper> keeper) { keeper_ = std::move(keeper); }
 
 Result<void> LibraryCore::erase(const std::vector<std::int64_t>& ids) {
     return changeFiles([&](Database& index, Work& work) -> Result<void> {
         std::vector<IndexedFile> rows;
         for (const std::int64_t id : ids)
             if (auto row = tables::find(index, id)) rows.push_back(std::move(*row));  // else gone, as it was to be
-        if (auto told = tellWitness(rows); !told) return told;
+        if (auto told = tellKeeper(rows); !told) return told;
         Result<void> result;
         for (const IndexedFile& row : rows)
             if (const auto done = eraseOne(index, row, work); !done) result = done;
@@ -220,7 +231,7 @@ Result<std::filesystem::path> LibraryCore::claim(std::int64_t id, const std::fil
     try {
         auto index = index_->write();
         auto row = tables::find(*index, id);
-        box = row ? mailboxNumbered(row->mailbox) : nullptr;
+        box = row && !row->isOnlyListed() ? mailboxNumbered(row->mailbox) : nullptr;
         if (!box) return failure(notThere());
         keepDetails(*index, id);
         target = intoFolder / row->name;

@@ -15,6 +15,10 @@ namespace {
 
 constexpr std::size_t kMostNotices = 50;
 
+bool isNotFetched(const Error& error) {
+    return error.domain == kMailLibraryErrorDomain && error.code == kMailLibraryNotFetched;
+}
+
 Error notFound() {
     return {std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The message is not there any more.", {}};
 }
@@ -203,7 +207,7 @@ std::optional<MessageSummary> LibraryCore::summary(std::int64_t id) {
 
 std::filesystem::path LibraryCore::file(std::int64_t id) {
     const auto row = reading([&](Database& index) { return tables::find(index, id); });
-    const auto box = row ? mailboxNumbered(row->mailbox) : nullptr;
+    const auto box = row && !row->isOnlyListed() ? mailboxNumbered(row->mailbox) : nullptr;
     if (!box) return {};
     auto path = box->maildir().pathOf(row->file);
     if (files_.exists(path)) return path;
@@ -216,6 +220,9 @@ Result<std::string> LibraryCore::read(std::int64_t id,
     const auto row = reading([&](Database& index) { return tables::find(index, id); });
     const auto box = row ? mailboxNumbered(row->mailbox) : nullptr;
     if (!box) return failure(notFound());
+    if (row->isOnlyListed())
+        return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFetched,
+                       "This message has not been fetched from the server yet.");
     auto content = reader(box->maildir().pathOf(row->file));
     if (content || content.error().code != ENOENT) return content;
     const auto moved = box->maildir().find(row->name);
@@ -224,7 +231,9 @@ Result<std::string> LibraryCore::read(std::int64_t id,
 }
 
 Result<std::string> LibraryCore::content(std::int64_t id) {
-    return read(id, [&](const std::filesystem::path& path) { return files_.read(path); });
+    auto content = read(id, [&](const std::filesystem::path& path) { return files_.read(path); });
+    if (!content && isNotFetched(content.error())) sendFor(id);
+    return content;
 }
 
 Result<std::string> LibraryCore::contentStart(std::int64_t id, std::size_t limit) {

@@ -1,7 +1,7 @@
 // The library itself. Its parts: LibraryCore.cpp and LibraryConversations.cpp answer questions, LibraryTree.cpp knows
 // accounts and mailboxes, LibraryMailboxes.cpp makes, renames and removes these, LibraryChanges.cpp changes files and
-// index together, LibraryMirror.cpp does so for what happened elsewhere, LibraryScan.cpp takes up what the folders
-// hold.
+// index together, LibraryMirror.cpp does so for what happened elsewhere, LibraryListed.cpp for messages of which only
+// the header is here yet, LibraryScan.cpp takes up what the folders hold.
 //
 // The files are the truth: every change is made to them first and to the index in the same breath, under the index's
 // one write lock. When the index then fails, the change stands and the mailbox is read anew.
@@ -74,7 +74,11 @@ public:
     Result<void> addMirrored(Mailbox& mailbox, const std::vector<MirroredArrival>& messages, bool isNews) override;
     Result<void> setMirroredFlags(Mailbox& mailbox, const std::map<std::string, FlagBits>& flags) override;
     Result<void> dropMirrored(Mailbox& mailbox, const std::vector<std::string>& names) override;
-    void setChangeWitness(std::shared_ptr<ChangeWitness> witness) override;
+    Result<void> listMirrored(Mailbox& mailbox, const std::vector<MirroredListing>& messages) override;
+    std::map<std::string, Listed> listed(std::string_view account) override;
+    void changeListed(std::string_view account, const std::map<std::string, int>& flags,
+                      const std::vector<std::string>& gone) override;
+    void setMirrorKeeper(std::shared_ptr<MirrorKeeper> keeper) override;
     void rescan(std::string_view mailboxIdentifier) override;
     void watchFolders() override;
     std::vector<std::string> takeNotices() override;
@@ -150,6 +154,7 @@ private:
 
     // Changes
     MaildirKeywords& keywordsOf(KeywordsByFolder& known, const LibraryMailbox& mailbox);
+    void sendFor(std::int64_t id);  // a message that is only listed
     // What one call changes on its way.
     struct Work {
         KeywordsByFolder keywords;
@@ -163,7 +168,16 @@ private:
     Result<void> changeFlags(Database& index, const IndexedFile& row,
                              const std::function<MessageFlags(MessageFlags)>& changed, Work& work);
     // Must have succeeded before the messages go.
-    Result<void> tellWitness(const std::vector<IndexedFile>& rows);
+    Result<void> tellKeeper(const std::vector<IndexedFile>& rows);
+    // Of messages that are only listed. All of them or none.
+    Result<void> setFlagsOfListed(Database& index, const std::vector<IndexedFile>& rows, const FlagChange& change,
+                                  Work& work);
+    Result<std::int64_t> moveListed(Database& index, const IndexedFile& row, const LibraryMailbox& to, Work& work);
+    struct Arrival;
+    std::map<std::string, MirrorWish> wishesOf(const std::string& account);
+    Result<void> deliverArrivals(std::vector<Arrival>& arrivals);
+    // What was wished for while the file was written.
+    Result<void> followWish(Arrival& arrival, const MirrorWish& wish, Work& work);
     Result<void> eraseOne(Database& index, IndexedFile row, Work& work);
     // Renames or copies the file; the index follows. Answers the number in the new mailbox.
     Result<std::int64_t> moveOne(Database& index, const IndexedFile& row, const LibraryMailbox& to, Work& work);
@@ -227,7 +241,7 @@ private:
     std::mutex scanning_;                     // one folder is taken up at a time
     std::atomic<bool> isRebuilding_ = false;  // or is to be
     std::atomic<bool> isOpen_ = false;
-    std::atomic<std::shared_ptr<ChangeWitness>> witness_;
+    std::atomic<std::shared_ptr<MirrorKeeper>> keeper_;
     std::unique_ptr<MailFolderWatch> watch_;
 };
 

@@ -122,14 +122,14 @@ Result<std::vector<LibraryCore::Renaming>> LibraryCore::renamings(const LibraryM
 
 // All or, as far as the disk lets it, none.
 Result<void> LibraryCore::renameFolders(const std::string& account, const std::vector<Renaming>& renamings) {
-    std::vector<ChangeWitness::Renaming> told, back;
+    std::vector<MirrorKeeper::Renaming> told, back;
     for (const Renaming& each : renamings) {
         told.push_back({each.mailbox->folder(), each.folder});
         back.push_back({each.folder, each.mailbox->folder()});
     }
-    const auto witness = witness_.load();
-    if (witness)
-        if (auto noted = witness->willRename(account, told); !noted) return noted;
+    const auto keeper = keeper_.load();
+    if (keeper)
+        if (auto noted = keeper->willRename(account, told); !noted) return noted;
     const auto root = folderOfAccount(account);
     Result<void> result;
     std::size_t done = 0;
@@ -139,7 +139,7 @@ Result<void> LibraryCore::renameFolders(const std::string& account, const std::v
     if (result) return result;
     for (std::size_t i = 0; i < done; ++i)
         (void)files_.rename(root / ("." + told[i].to), root / ("." + told[i].from));
-    if (witness) (void)witness->willRename(account, back);
+    if (keeper) (void)keeper->willRename(account, back);
     return result;
 }
 
@@ -204,8 +204,8 @@ Result<std::shared_ptr<Mailbox>> LibraryCore::renameMailbox(const Mailbox& mailb
 
 // Of the messages by themselves, too: the server may still have some of them in other mailboxes.
 Result<void> LibraryCore::tellOfRemoval(const std::vector<LibraryMailboxRef>& mailboxes) {
-    const auto witness = witness_.load();
-    if (!witness) return {};
+    const auto keeper = keeper_.load();
+    if (!keeper) return {};
     std::vector<std::string> folders;
     std::vector<IndexedFile> rows;
     try {
@@ -218,8 +218,8 @@ Result<void> LibraryCore::tellOfRemoval(const std::vector<LibraryMailboxRef>& ma
     } catch (const DatabaseFailure& failure) {
         return indexFailure(failure);
     }
-    if (auto told = tellWitness(rows); !told) return told;
-    return witness->willRemoveFolders(mailboxes.front()->accountIdentifier(), folders);
+    if (auto told = tellKeeper(rows); !told) return told;
+    return keeper->willRemoveFolders(mailboxes.front()->accountIdentifier(), folders);
 }
 
 Result<void> LibraryCore::removeMailbox(const Mailbox& mailbox) {

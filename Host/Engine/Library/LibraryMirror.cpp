@@ -14,32 +14,95 @@ Error noMailbox() {
 
 }  // namespace
 
+struct LibraryCore::Arrival {
+    const MirroredArrival* message = nullptr;
+    MessageFacts facts;
+    LibraryMailboxRef box;
+    MirrorWish wish;
+    int flags = 0;
+    std::string file;  // empty: there was one of that name
+};
+
+Result<void> LibraryCore::deliverArrivals(std::vector<Arrival>& arrivals) {
+    std::map<LibraryMailboxRef, std::vector<Arrival*>> byBox;
+    for (Arrival& each : arrivals)
+        byBox[each.box].push_back(&each);
+    for (const auto& [box, group] : byBox) {
+        auto keywords = MaildirKeywords::load(box->maildir().root(), files_);
+        std::vector<Maildir::Delivery> deliveries;
+        for (const Arrival* each : group) {
+            auto letters = lettersWithFlags({}, unpackedFlags(each->flags), keywords);
+            if (!letters) return failed(letters);
+            deliveries.push_back(
+                {each->message->content, each->message->name, std::move(*letters), each->message->received});
+        }
+        auto files = box->maildir().deliverAll(deliveries);
+        if (!files) return failed(files);
+        for (std::size_t i = 0; i < group.size(); ++i)
+            group[i]->file = std::move((*files)[i]);
+    }
+    return {};
+}
+
+Result<void> LibraryCore::followWish(Arrival& arrival, const MirrorWish& wish, Work& work) {
+    if (wish == arrival.wish || arrival.file.empty()) return {};
+    const auto before = arrival.box->maildir().pathOf(arrival.file);
+    work.folders.insert(before.parent_path());
+    if (wish.isRemoved) {
+        arrival.file.clear();
+        return files_.remove(before);
+    }
+    const auto target =
+        wish.folder ? mailboxNamed(mailboxIdentifier(arrival.box->accountIdentifier(), *wish.folder)) : arrival.box;
+    if (target) arrival.box = target;
+    arrival.flags = (packedFlags(arrival.message->flags) | wish.flags.set) & ~wish.flags.clear;
+    const auto letters = lettersWithFlags({}, unpackedFlags(arrival.flags), keywordsOf(work.keywords, *arrival.box));
+    if (!letters) return failed(letters);
+    arrival.file = "cur/" + MaildirName(arrival.message->name + ":2,").withLetters(*letters).text();
+    const auto after = arrival.box->maildir().pathOf(arrival.file);
+    work.folders.insert(after.parent_path());
+    return before == after ? Result<void>() : files_.renameNew(before, after);
+}
+
 Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<MirroredArrival>& messages, bool isNews) {
     const auto box = mailboxNamed(mailbox.identifier());
     if (!box) return failure(noMailbox());
-    // Reading them apart takes longest, so nobody has to wait for it.
-    std::vector<MessageFacts> facts;
-    for (const MirroredArrival& each : messages)
-        facts.push_back(messageFacts(each.content.substr(0, kIndexedBytes), each.content.size() <= kIndexedBytes));
-    auto keywords = MaildirKeywords::load(box->maildir().root(), files_);
-    std::vector<Maildir::Delivery> deliveries;
+    const std::string account = box->accountIdentifier();
+    auto wishes = wishesOf(account);
+    std::vector<Arrival> arrivals;
     for (const MirroredArrival& each : messages) {
-        auto letters = lettersWithFlags({}, each.flags, keywords);
-        if (!letters) return failed(letters);
-        deliveries.push_back({each.content, each.name, std::move(*letters), each.received});
+        const MirrorWish wish = wishes[each.name];
+        if (wish.isRemoved) continue;
+        const auto target = wish.folder ? mailboxNamed(mailboxIdentifier(account, *wish.folder)) : box;
+        // Reading them apart takes longest, so nobody has to wait for it.
+        arrivals.push_back(
+            {.message = &each,
+             .facts = messageFacts(each.content.substr(0, kIndexedBytes), each.content.size() <= kIndexedBytes),
+             .box = target ? target : box,
+             .wish = wish,
+             .flags = (packedFlags(each.flags) | wish.flags.set) & ~wish.flags.clear,
+             .file = {}});
     }
-    const auto files = box->maildir().deliverAll(deliveries);
-    if (!files) return failed(files);
+    if (auto delivered = deliverArrivals(arrivals); !delivered) return delivered;
+    Work work;
     std::vector<std::int64_t> arrived;
+    Result<void> followed;
     try {
         auto index = index_->write();
-        for (std::size_t i = 0; i < messages.size(); ++i) {
-            const MirroredArrival& each = messages[i];
-            if ((*files)[i].empty()) continue;
-            const auto inserted = tables::insert(*index, box->indexed(), each.name, (*files)[i],
-                                                 packedFlags(each.flags), each.received, each.content.size(), facts[i]);
+        wishes = wishesOf(account);
+        for (Arrival& each : arrivals) {
+            if (auto done = followWish(each, wishes[each.message->name], work); !done) followed = done;
+            if (each.file.empty()) continue;
+            work.changed[each.box->indexed().number] = each.box;
+            const auto inserted = tables::insert(*index, each.box->indexed(), each.message->name, each.file, each.flags,
+                                                 each.message->received, each.message->content.size(), each.facts);
             if (inserted.isNew) arrived.push_back(inserted.row.id);
+            if (const auto message = inserted.isNew ? cache_->live(inserted.row.id) : nullptr) {
+                message->setFlags(each.flags);
+                message->forgetDetails();
+            }
         }
+        if (const auto synced = syncFolders(work); !synced) followed = synced;
         index.commit();
     } catch (const DatabaseFailure& failure) {
         // The files are there, and the next look at the folder takes them up.
@@ -47,10 +110,10 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
         rescanLater(Work{.changed = {{box->indexed().number, box}}});
         return {};
     }
-    announcer_->mailboxChanged(box->identifier());
+    announce(work);
     for (const std::int64_t id : arrived)
         announcer_->messageArrived(id, !isNews);
-    return {};
+    return followed;
 }
 
 Result<void> LibraryCore::setMirroredFlags(Mailbox& mailbox, const std::map<std::string, FlagBits>& flags) {
@@ -63,6 +126,7 @@ Result<void> LibraryCore::setMirroredFlags(Mailbox& mailbox, const std::map<std:
                 return unpackedFlags((packedFlags(before) | bits.set) & ~bits.clear);
             };
             auto row = tables::findByName(index, box->indexed().number, name);
+            if (row && row->isOnlyListed()) continue;
             auto done = row ? changeFlags(index, *row, changed, work) : Result<void>();
             if (row && !done && done.error().code == ENOENT && (row = foundAgain(index, *row)))
                 done = changeFlags(index, *row, changed, work);

@@ -61,12 +61,13 @@ Result<std::int64_t> LibraryCore::moveOne(Database& index, const IndexedFile& ro
                                           Work& work) {
     const auto from = mailboxNumbered(row.mailbox);
     if (!from) return failure(notThere("The message is not there any more."));
+    if (row.isOnlyListed()) return moveListed(index, row, to, work);
     bool isThere = false;
     const auto name = nameIn(index, *from, row, to, isThere);
     if (!name) return failed(name);
     // Under its name it does not appear in another mailbox of the account.
     if (isThere || *name != row.name || from->accountIdentifier() != to.accountIdentifier())
-        if (auto told = tellWitness({row}); !told) return failed(told);
+        if (auto told = tellKeeper({row}); !told) return failed(told);
     const auto original = from->maildir().pathOf(row.file);
     work.folders.insert(original.parent_path());
     work.changed[row.mailbox] = from;

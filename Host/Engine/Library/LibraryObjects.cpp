@@ -224,6 +224,11 @@ void LibraryMessage::keepDetails(MessageSummary details) const {
     if (!details_) details_ = std::make_unique<const MessageSummary>(std::move(details));
 }
 
+void LibraryMessage::forgetDetails() const {
+    const std::lock_guard hold(lock_);
+    details_.reset();
+}
+
 void LibraryMessage::setFileOutside(std::filesystem::path file) {
     const std::lock_guard hold(lock_);
     fileOutside_ = std::move(file);

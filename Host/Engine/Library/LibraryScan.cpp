@@ -96,9 +96,9 @@ std::optional<bool> LibraryCore::compare(const LibraryMailbox& mailbox) {
     std::vector<std::string> twice;
     auto listed = listFolder(mailbox, index, twice);
     const SqlValues number{mailbox.indexed().number};
-    const bool isMissingSome =
-        index.integer("SELECT count(*) FROM messages WHERE mailbox = ? AND name NOT IN (SELECT name FROM found)",
-                      number) != 0;
+    const bool isMissingSome = index.integer("SELECT count(*) FROM messages WHERE mailbox = ? AND file != '' AND "
+                                             "name NOT IN (SELECT name FROM found)",
+                                             number) != 0;
     // A file that is renamed during a listing may be missed, so what is missing must be missing twice.
     if (listed && isMissingSome) listed = listFolder(mailbox, index, twice);
     if (!listed) {
@@ -110,7 +110,7 @@ std::optional<bool> LibraryCore::compare(const LibraryMailbox& mailbox) {
     const bool isDropped = isMissingSome && dropMissing(mailbox, index);
     const bool isRenamed = takeRenamed(mailbox, index);
     index.run("INSERT INTO fresh SELECT name, file FROM found WHERE name NOT IN "
-              "(SELECT name FROM messages WHERE mailbox = ?)",
+              "(SELECT name FROM messages WHERE mailbox = ? AND file != '')",
               number);
     index.runScript("DELETE FROM found");
     writing.commit();
@@ -153,9 +153,9 @@ void LibraryCore::settleTwice(const LibraryMailbox& mailbox, Database& index, co
 bool LibraryCore::dropMissing(const LibraryMailbox& mailbox, Database& index) {
     std::vector<std::pair<std::int64_t, std::int64_t>> gone;
     {
-        Query row =
-            index.query("SELECT seq, id FROM messages WHERE mailbox = ? AND name NOT IN (SELECT name FROM found)",
-                        {mailbox.indexed().number});
+        Query row = index.query("SELECT seq, id FROM messages WHERE mailbox = ? AND file != '' AND "
+                                "name NOT IN (SELECT name FROM found)",
+                                {mailbox.indexed().number});
         while (row.step())
             gone.emplace_back(row.integer(0), row.integer(1));
     }
@@ -174,7 +174,7 @@ bool LibraryCore::takeRenamed(const LibraryMailbox& mailbox, Database& index) {
     std::vector<Renamed> renamed;
     {
         Query row = index.query("SELECT m.seq, m.id, f.file FROM messages m JOIN found f ON f.name = m.name "
-                                "WHERE m.mailbox = ? AND m.file != f.file",
+                                "WHERE m.mailbox = ? AND m.file != '' AND m.file != f.file",
                                 {mailbox.indexed().number});
         while (row.step())
             renamed.push_back({row.integer(0), row.integer(1), row.text(2)});
@@ -305,11 +305,12 @@ void LibraryCore::filesChanged(const LibraryMailboxRef& mailbox, const std::set<
     for (const auto& [unique, files] : candidates) {
         const auto known =
             reading([&](Database& index) { return tables::findByName(index, mailbox->indexed().number, unique); });
-        if (known && files_.exists(maildir.pathOf(known->file))) continue;
+        const bool isKnown = known && !known->isOnlyListed();
+        if (isKnown && files_.exists(maildir.pathOf(known->file))) continue;
         const auto present = std::find_if(files.begin(), files.end(),
                                           [&](const auto& file) { return files_.exists(maildir.pathOf(file)); });
         // Gone, or under a name that we were not told: a look at the whole folder tells.
-        if (known && present == files.end()) return scan(mailbox, false);
+        if (isKnown && present == files.end()) return scan(mailbox, false);
         if (present != files.end()) fresh.push_back({unique, *present});
     }
     try {
@@ -327,7 +328,7 @@ bool LibraryCore::takeRenamed(const LibraryMailbox& mailbox, std::vector<NewFile
     bool isChanged = false;
     std::erase_if(files, [&](const NewFile& file) {
         const auto row = tables::findByName(*index, mailbox.indexed().number, file.name);
-        if (!row) return false;
+        if (!row || row->isOnlyListed()) return false;
         // Meanwhile it may have been put right by whoever renamed it.
         if (row->file == file.file || !files_.exists(mailbox.maildir().pathOf(file.file))) return true;
         const int flags = packedFlags(flagsFromLetters(Maildir::nameOf(file.file).letters(), keywords));

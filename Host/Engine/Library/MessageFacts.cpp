@@ -99,10 +99,10 @@ std::optional<Date> mailDate(std::string_view field) {
     return date;
 }
 
-MessageFacts messageFacts(std::string_view content, bool isWhole) {
+namespace {
+
+MessageFacts factsOf(const std::shared_ptr<MessageHeaders>& headers) {
     MessageFacts facts;
-    const auto message = MimeMessage::parse(content);
-    const auto headers = message->headers();
     facts.messageID = singleLine(headers->firstMessageIDForKey(MCHeaderKeyMessageId).value_or(""), kLongestField);
     facts.uniqueID =
         singleLine(headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or(""), kLongestField);
@@ -121,8 +121,18 @@ MessageFacts messageFacts(std::string_view content, bool isWhole) {
     facts.sent = mailDate(headers->firstHeaderForKey(MCHeaderKeyDate).value_or(""));
     facts.lastHop = dateOfHop(*headers);
     facts.priority = priorityIn(*headers);
+    return facts;
+}
+
+}  // namespace
+
+MessageFacts messageFacts(std::string_view content, bool isWhole) {
+    const auto message = MimeMessage::parse(content);
+    MessageFacts facts = factsOf(message->headers());
     readBody(facts, *message, isWhole);
     return facts;
 }
+
+MessageFacts headerFacts(std::string_view header) { return factsOf(parseHeaders(header)); }
 
 }  // namespace qs

@@ -28,6 +28,8 @@ inline constexpr std::size_t kIndexedBytes = 4 << 20;
 
 // `isWhole` is false when `content` is only the start of the message.
 MessageFacts messageFacts(std::string_view content, bool isWhole);
+// What its header alone, or some fields of it, tell: nothing of body, attachments and damage.
+MessageFacts headerFacts(std::string_view header);
 // A date as mail programs write it in Date and Received, leniently (RFC 5322 and what is found in the wild).
 std::optional<Date> mailDate(std::string_view field);
 

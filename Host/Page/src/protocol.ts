@@ -220,6 +220,7 @@ export interface MessageModel {
   flags: { unread: boolean; flagged: boolean; colour: number };
   banners: BannerModel[];
   attachments: AttachmentModel[];
+  waiting?: string; // what to show instead of the text, as long as the message is still at its server
   damaged?: string; // a sentence when the message could not be read whole
   delivery?: Delivery;
   canEditDraft: boolean;

@@ -77,7 +77,7 @@ export function Message({ message }: { message: MessageModel }) {
       </div>
       {failure && <Note kind="warning" text={failure} />}
       {body && <BodyFrame body={body} subject={message.subject} />}
-      {!body && !failure && <p class="body-loading" role="status">Loading…</p>}
+      {!body && !failure && <p class="body-loading" role="status">{message.waiting ?? 'Loading…'}</p>}
     </article>
   );
 }
@@ -101,7 +101,9 @@ function useBody(message: MessageModel, remote: boolean): Shown {
   const [body, setBody] = useState<Body | null>(null);
   const [complete, setComplete] = useState(false);
   const [failure, setFailure] = useState('');
+  const isHere = message.waiting === undefined;
   useEffect(() => {
+    if (!isHere) return;
     let wanted = true;
     setFailure('');
     setComplete(false);
@@ -118,6 +120,6 @@ function useBody(message: MessageModel, remote: boolean): Shown {
     return () => {
       wanted = false;
     };
-  }, [message.id, remote]);
+  }, [message.id, remote, isHere]);
   return { body, complete, failure };
 }

@@ -215,19 +215,22 @@ TEST_F(SyncTest, FindsItsWayWithoutWhatItKnew) {
 }
 
 TEST_F(SyncTest, ErasesNothingThatCannotBeRemembered) {
-    struct Refusing : ChangeWitness {
-        Result<void> willRemove(const std::vector<Removal>& removals) override {
-            EXPECT_EQ(removals.at(0).account, "ada");
-            EXPECT_EQ(removals.at(0).folder, "");
+    struct Refusing : MirrorKeeper {
+        Result<void> willRemove(const std::vector<Message>& messages) override {
+            EXPECT_EQ(messages.at(0).account, "ada");
+            EXPECT_EQ(messages.at(0).folder, "");
             return full();
         }
+        Result<void> willChange(const std::vector<std::pair<Message, MirrorWish>>&) override { return full(); }
         Result<void> willRename(const std::string&, const std::vector<Renaming>&) override { return full(); }
         Result<void> willRemoveFolders(const std::string&, const std::vector<std::string>&) override { return full(); }
+        std::map<std::string, MirrorWish> wishes(const std::string&) override { return {}; }
+        void isWanted(const std::string&, const std::string&) override {}
         static Result<void> full() { return failure("test", 1, "The disk is full."); }
     };
     deliver("one");
     start();
-    library().setChangeWitness(std::make_shared<Refusing>());
+    library().setMirrorKeeper(std::make_shared<Refusing>());
     EXPECT_FALSE(library().erase({id("INBOX", "one")}));
     EXPECT_THAT(here("INBOX"), ElementsAre("one"));
 }

@@ -100,13 +100,14 @@ TEST_F(LibraryMailboxesTest, FilesOfARemovalThatWasCutOffGoAtTheNextStart) {
     EXPECT_THAT(searching("late"), IsEmpty());
 }
 
-TEST_F(LibraryMailboxesTest, AWitnessThatCannotRememberKeepsMailboxesAsTheyAre) {
-    struct Refusing : ChangeWitness {
+TEST_F(LibraryMailboxesTest, AKeeperThatCannotRememberKeepsMailboxesAsTheyAre) {
+    struct Refusing : MirrorKeeper {
         static Result<void> full() { return failure("test", 1, "The disk is full."); }
-        Result<void> willRemove(const std::vector<Removal>& removals) override {
-            EXPECT_EQ(removals.size(), 2u);
+        Result<void> willRemove(const std::vector<Message>& messages) override {
+            EXPECT_EQ(messages.size(), 2u);
             return {};
         }
+        Result<void> willChange(const std::vector<std::pair<Message, MirrorWish>>&) override { return full(); }
         Result<void> willRename(const std::string&, const std::vector<Renaming>& folders) override {
             told = folders;
             return full();
@@ -115,14 +116,16 @@ TEST_F(LibraryMailboxesTest, AWitnessThatCannotRememberKeepsMailboxesAsTheyAre) 
             EXPECT_THAT(folders, ElementsAre("Projects.Bridge.Steel", "Projects.Bridge", "Projects"));
             return full();
         }
+        std::map<std::string, MirrorWish> wishes(const std::string&) override { return {}; }
+        void isWanted(const std::string&, const std::string&) override {}
         std::vector<Renaming> told;
     };
-    const auto witness = std::make_shared<Refusing>();
-    library_->setChangeWitness(witness);
+    const auto keeper = std::make_shared<Refusing>();
+    library_->setMirrorKeeper(keeper);
     const auto before = names();
     EXPECT_EQ(rename("ada/Projects", "Works"), "The disk is full.");
-    ASSERT_EQ(witness->told.size(), 3u);
-    EXPECT_EQ(witness->told[2].to, "Works.Bridge.Steel");
+    ASSERT_EQ(keeper->told.size(), 3u);
+    EXPECT_EQ(keeper->told[2].to, "Works.Bridge.Steel");
     EXPECT_FALSE(library_->removeMailbox(box("ada/Projects")));
     EXPECT_EQ(names(), before);
     EXPECT_THAT(subjectsIn("ada/Projects"), ElementsAre("plan"));
