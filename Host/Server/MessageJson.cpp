@@ -17,6 +17,7 @@
 #include "Mime/Addresses.h"
 #include "Mime/MimeMessage.h"
 #include "Viewer/Banner.h"
+#include "Viewer/HeaderView.h"
 
 namespace qs {
 
@@ -130,6 +131,20 @@ json::array bannersJson(const MainViewer& viewer) {
     return array;
 }
 
+json::object iconJson(const std::string& image, const std::string& label, int size) {
+    return {{"image", image}, {"label", label}, {"size", size}};
+}
+
+// From left to right, as the page draws them.
+json::array headerIconsJson(const MainViewer& viewer) {
+    json::array array;
+    if (!viewer.header()) return array;
+    for (const auto& row : viewer.header()->belowDate)
+        for (auto image = row->images.rbegin(); image != row->images.rend(); ++image)
+            array.push_back(iconJson(image->image, image->label, image->size));
+    return array;
+}
+
 }  // namespace
 
 json::value deliveryJson(const DeliveryStatus& status) {
@@ -144,7 +159,7 @@ json::value rowJson(MailApplication& application, const ViewerRow& row) {
     const MessageSummary& summary = row.summary;
     json::array icons;
     for (const auto& icon : row.icons)
-        icons.push_back(json::object{{"image", icon.image}, {"label", icon.label}});
+        icons.push_back(iconJson(icon.image, icon.label, icon.size));
     json::object model{{"id", row.id},
                        {"from", row.correspondent},
                        {"subject", summary.subject},
@@ -163,6 +178,7 @@ json::value rowJson(MailApplication& application, const ViewerRow& row) {
         model["open"] = row.isOpen;
     }
     if (row.parent != 0) model["parent"] = row.parent;
+    if (!row.colour.empty()) model["ground"] = row.colour;
     if (auto delivery = deliveryOf(application, summary.id, kindOf(application, summary.mailbox)))
         model["delivery"] = std::move(*delivery);
     return model;
@@ -182,8 +198,8 @@ json::value messageSection(MailApplication& application) {
         {"from", senderName(summary->from)},
         {"fromAddress", senders.empty() ? "" : senders.front().address},
         {"sender", senders.empty() ? "" : senders.front().display()},
-        {"date",
-         longDateText(kind == MailboxKind::Sent || kind == MailboxKind::Outbox ? summary->sent : summary->received)},
+        {"date", application.viewer().header() ? application.viewer().header()->dateView.text : std::string()},
+        {"icons", headerIconsJson(application.viewer())},
         {"flags", json::object{{"unread", !summary->flags.seen},
                                {"flagged", summary->flags.flagged},
                                {"colour", summary->flags.colour}}},

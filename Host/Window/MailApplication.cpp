@@ -14,6 +14,7 @@
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
+#include "HeaderObject.h"
 #include "HostImages.h"
 #include "HostSettings.h"
 #include "JunkMailBanner.h"
@@ -45,6 +46,7 @@ std::shared_ptr<MailApplication> MailApplication::make(MailEngine& engine) {
     MailApplicationObject::defineClass();
     ViewerObject::defineClasses();
     defineBannerClasses();
+    defineHeaderClass();
     PreferencesWindowObject::defineClasses();
     defineContactPictureClasses();
     definePersonClass();

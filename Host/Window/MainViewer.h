@@ -12,11 +12,13 @@
 
 #include "MailLibrary.h"
 #include "MoveHistory.h"
+#include "Viewer/MessageListObjectProxy.h"
 #include "Viewer/MessageViewer.h"
 
 namespace qs {
 
 class BannerContainerViewController;
+class HeaderViewController;
 
 // One row as a list draws it: what the host knows, and what the exchangeable operations of the row answer.
 struct ViewerRow {
@@ -27,10 +29,8 @@ struct ViewerRow {
     bool isOpen = false;         // a conversation whose messages stand below it
     std::string date, dateLong;  // as texts
     std::string correspondent;   // sender, or recipients in Sent, Drafts and Outbox
-    struct Icon {
-        std::string image, label;
-    };
-    std::vector<Icon> icons;
+    std::vector<ListIcon> icons;
+    std::string colour;  // of its ground, "#AABBCC"; empty: the usual one
 };
 
 class MainViewer : public MessageViewer {
@@ -57,6 +57,8 @@ public:
     virtual MessageRef selectedMessage() const = 0;
     // The strips above the message; null until one was shown.
     virtual const std::shared_ptr<BannerContainerViewController>& banners() const = 0;
+    // The message's head; null likewise.
+    virtual const std::shared_ptr<HeaderViewController>& header() const = 0;
     // The selected message and those that belong to it, oldest first; empty when there are no others, or they are not
     // to be shown.
     virtual std::vector<ViewerRow> conversation() = 0;

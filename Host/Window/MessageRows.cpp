@@ -7,6 +7,7 @@
 #include "Foundation/Assertion.h"
 #include "Foundation/RunLoop.h"
 #include "ListDates.h"
+#include "Mail/MessageColor.h"
 #include "Mime/Addresses.h"
 #include "Viewer/MessageListObjectProxy.h"
 
@@ -17,31 +18,37 @@ constexpr std::size_t kLongestNames = 200;  // of a conversation, in bytes: a ro
 
 class RowProxy : public MessageListObjectProxy {
 public:
-    RowProxy(MailLibrary& library, const MessageSummary& summary, bool selected, Date now)
+    RowProxy(MailLibrary& library, const ListedRow& listed, bool selected, std::shared_ptr<MessageListDrawing> drawing,
+             Date now)
         : MessageListObjectProxy("MessageListObjectProxy"),
           library_(library),
-          id_(summary.id),
-          received_(summary.received),
+          listed_(listed),
           selected_(selected),
+          drawing_(std::move(drawing)),
           now_(now) {}
 
-    // Fetched only when somebody asks: most rows show what the summary tells.
-    MessageRef message() const override {
-        if (!message_) message_ = library_.messageWithID(id_);
-        return message_;
+    std::shared_ptr<HostObject> message() const override {
+        if (!message_) message_ = library_.messageWithID(listed_.summary.id);
+        if (!listed_.isConversation) return message_;
+        if (!thread_) thread_ = std::make_shared<MessageThread>(message_);
+        return thread_;
     }
     bool selected() const override { return selected_; }
+    MessageListDrawing& drawing() const override { return *drawing_; }
     std::string todayText(Date date) const override { return qs::todayText(date); }
     std::string dateText(Date date) const override { return dateWithTimeText(date, now_); }
-    std::string hostDateString() const { return listDateText(received_, now_); }
+    std::string hostDateString() const { return listDateText(listed_.summary.received, now_); }
+    // What somebody who asked for the message gave it; nothing when nobody asked.
+    std::optional<Color> color() const { return qs::message::color(message_); }
 
 private:
     MailLibrary& library_;
-    std::int64_t id_;
-    Date received_;
-    bool selected_;
-    Date now_;
-    mutable MessageRef message_;
+    const ListedRow& listed_;
+    const bool selected_;
+    const std::shared_ptr<MessageListDrawing> drawing_;
+    const Date now_;
+    mutable MessageRef message_;  // made only when somebody asks: most rows show what the summary tells
+    mutable std::shared_ptr<MessageThread> thread_;
 };
 
 // Each once, as one person writes several messages of a conversation.
@@ -76,8 +83,10 @@ ViewerRow rowFor(const ListedRow& listed) {
     return row;
 }
 
+enum class Pictures { None, All };
+
 // A row is drawn as far as its parts can be had: a fault in one of them must not empty the list.
-ViewerRow drawRow(MailLibrary& library, const ListedRow& listed, bool selected, MailboxKind kind, Date now) {
+ViewerRow drawRow(RowProxy& proxy, const ListedRow& listed, MailboxKind kind, Pictures pictures) {
     ViewerRow row = rowFor(listed);
     const MessageSummary& summary = listed.summary;
     row.dateLong = longDateText(summary.received);
@@ -85,11 +94,11 @@ ViewerRow drawRow(MailLibrary& library, const ListedRow& listed, bool selected, 
         row.correspondent = namesIn(showsRecipients(kind) ? listed.facts.recipients : listed.facts.senders);
     else
         row.correspondent = namesIn({showsRecipients(kind) ? summary.to : summary.from});
-    const auto proxy = std::make_shared<RowProxy>(library, summary, selected, now);
     try {
         row.date = message_list_object_proxy::dateString(proxy);
-        for (ListIcon& icon : message_list_object_proxy::flagImages(proxy))
-            row.icons.push_back({std::move(icon.image), std::move(icon.label)});
+        if (pictures == Pictures::None) return row;
+        row.icons = message_list_object_proxy::flagImages(proxy);
+        if (const auto color = proxy.color()) row.colour = color->hexString();
     } catch (const std::exception&) {
         logCaughtException("A row of the message list is shown as far as it was drawn");
     }
@@ -107,8 +116,17 @@ void MessageRows::defineClass() {
 
 namespace {
 
+std::shared_ptr<MessageListDrawing> drawingOf(const std::vector<ListedRow>& listed) {
+    std::vector<std::string> ids;
+    ids.reserve(listed.size());
+    for (const ListedRow& each : listed)
+        if (!each.summary.messageID.empty()) ids.push_back(each.summary.messageID);
+    return std::make_shared<MessageListDrawing>(std::move(ids));
+}
+
 std::vector<ViewerRow> drawn(MailLibrary& library, const std::vector<ListedRow>& listed,
-                             const std::vector<std::int64_t>& selected) {
+                             const std::vector<std::int64_t>& selected, Pictures pictures) {
+    const auto drawing = drawingOf(listed);
     const Date now = RunLoop::main().now();
     const std::set<std::int64_t> marked(selected.begin(), selected.end());
     std::map<std::string, MailboxKind> kinds;
@@ -119,7 +137,8 @@ std::vector<ViewerRow> drawn(MailLibrary& library, const std::vector<ListedRow>&
             const auto mailbox = library.mailboxWithIdentifier(each.summary.mailbox);
             kind = kinds.emplace(each.summary.mailbox, mailbox ? mailbox->kind() : MailboxKind::User).first;
         }
-        rows.push_back(drawRow(library, each, marked.contains(each.id()), kind->second, now));
+        const auto proxy = std::make_shared<RowProxy>(library, each, marked.contains(each.id()), drawing, now);
+        rows.push_back(drawRow(*proxy, each, kind->second, pictures));
     }
     return rows;
 }
@@ -135,7 +154,7 @@ std::vector<ListedRow> asRows(std::vector<MessageSummary> messages) {
 
 std::vector<ViewerRow> drawnRows(MailLibrary& library, const std::vector<MessageSummary>& messages,
                                  const std::vector<std::int64_t>& selected) {
-    return drawn(library, asRows(messages), selected);
+    return drawn(library, asRows(messages), selected, Pictures::None);
 }
 
 void MessageRows::show(MessageCriterion criterion, std::string search, std::string groupedMailbox) {
@@ -206,7 +225,7 @@ const ListedPage& MessageRows::page() {
 
 const std::vector<ViewerRow>& MessageRows::rows(const std::vector<std::int64_t>& selected) {
     if (rows_) return *rows_;
-    rows_ = drawn(library_, page().rows, selected);
+    rows_ = drawn(library_, page().rows, selected, Pictures::All);
     return *rows_;
 }
 

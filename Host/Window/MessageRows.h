@@ -12,7 +12,7 @@
 
 namespace qs {
 
-// Messages as rows, by way of row objects that plug-ins can change the answers of.
+// Messages as rows, without small pictures, by way of row objects that plug-ins can change the answers of.
 std::vector<ViewerRow> drawnRows(MailLibrary& library, const std::vector<MessageSummary>& messages,
                                  const std::vector<std::int64_t>& selected);
 

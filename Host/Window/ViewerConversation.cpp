@@ -47,7 +47,7 @@ void ViewerObject::showInConversation(std::int64_t id) {
     // In a selected conversation one goes about without leaving its row.
     if (read_ != 0) {
         read_ = id;
-        tellBanners();
+        updateReading();
         noteModelChange();
         return markReadSoon();
     }

@@ -6,12 +6,14 @@
 
 #include "ComposeWindow.h"
 #include "Foundation/Assertion.h"
+#include "HeaderObject.h"
 #include "ListDates.h"
 #include "Mail/MailAccount.h"
 #include "MailApplicationObject.h"
 #include "Models/ModelChanges.h"
 #include "Platform.h"
 #include "Viewer/Banner.h"
+#include "Viewer/HeaderView.h"
 
 namespace qs {
 namespace {
@@ -81,6 +83,7 @@ void ViewerObject::end() {
     selected_.clear();
     selectedInOutbox_.clear();
     banners_.reset();
+    header_.reset();
     if (midnight_) midnight_->invalidate();
     window_->setVisible(false);
 }
@@ -94,11 +97,13 @@ void ViewerObject::makeBanners() {
     }
 }
 
-// The container is made for the first message that is shown: by then all plug-ins stand.
-void ViewerObject::tellBanners() {
+// Both are made for the first message that is shown: by then all plug-ins stand.
+void ViewerObject::updateReading() {
     const auto message = selectedMessage();
     if (message && !banners_) makeBanners();
     if (banners_) banners_->setMessage(message);
+    if (message && !header_) header_ = std::make_shared<HeaderViewController>(window_);
+    if (header_) showInHeader(*header_, message);
 }
 
 MailLibrary& ViewerObject::library() const { return application_.engine().library(); }
@@ -172,7 +177,7 @@ void ViewerObject::libraryDidChange() {
         noteModelChange();
     }
     if (selected_.empty() && !selectedInOutbox_.empty()) selectAgainInOutbox();
-    tellBanners();
+    updateReading();
 }
 
 // An attempt to deliver takes a message out and, when it fails, puts it back as another one. To the person who looks at

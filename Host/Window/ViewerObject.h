@@ -41,6 +41,7 @@ public:
     void selectIDs(std::vector<std::int64_t> ids) override;
     MessageRef selectedMessage() const override;
     const std::shared_ptr<BannerContainerViewController>& banners() const override { return banners_; }
+    const std::shared_ptr<HeaderViewController>& header() const override { return header_; }
     std::vector<ViewerRow> conversation() override;
     void showInConversation(std::int64_t id) override;
     void open(std::int64_t id) override;
@@ -112,7 +113,8 @@ private:
     void markReadSoon();
     void reloadAtMidnight();
     void makeBanners();
-    void tellBanners();
+    // What stands above the message learns which one is shown, and looks again at what it tells of it.
+    void updateReading();
     MailLibrary& library() const;
     std::optional<MailboxKind> kindOf(const MessageRef& message) const;
     bool isListed(std::int64_t id) const;
@@ -126,6 +128,7 @@ private:
     std::shared_ptr<Window> window_;
     std::shared_ptr<TableViewManager> tableManager_;
     std::shared_ptr<BannerContainerViewController> banners_;
+    std::shared_ptr<HeaderViewController> header_;
     std::shared_ptr<MessageListController> listController_;
     mutable MessageRows rows_;
     std::string mailbox_;                 // identifier; empty: all of them

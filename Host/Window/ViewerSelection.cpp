@@ -76,7 +76,7 @@ void ViewerObject::setSelection(std::vector<std::int64_t> rows) {
     const bool isOneInOutbox = selected_.size() == 1 && shown && shown->kind() == MailboxKind::Outbox;
     const auto summary = isOneInOutbox ? library().summary(selected_.front()) : std::nullopt;
     selectedInOutbox_ = summary ? summary->uniqueID : std::string();
-    tellBanners();
+    updateReading();
     noteModelChange();
     if (readID() != 0) markReadSoon();
 }
@@ -131,6 +131,7 @@ int ViewerObject::selectedRow() {
 
 void ViewerObject::reloadData() {
     rows_.messagesChanged();
+    updateReading();
     noteModelChange();
 }
 

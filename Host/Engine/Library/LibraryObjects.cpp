@@ -8,6 +8,7 @@
 #include "Foundation/Log.h"
 #include "Foundation/NotificationCenter.h"
 #include "Library/LibraryCore.h"
+#include "Mail/MessageColor.h"
 #include "Maildir/FolderName.h"
 #include "Maildir/MaildirTree.h"
 #include "Mime/MimeMessage.h"
@@ -58,6 +59,14 @@ void defineMailboxClass(ClassRegistry& registry) {
     }
 }
 
+void defineMessageClass(ClassRegistry& registry) {
+    constexpr const char* kColor = "color";
+    Class& cls = registry.define("MCMessage");
+    cls.add(message::setColor,
+            [](HostObject& self, const std::optional<Color>& color) { self.setAssociatedObject(kColor, color); });
+    cls.add(message::color, [](HostObject& self) { return self.associated<std::optional<Color>>(kColor); });
+}
+
 IndexedMailbox indexedFor(const std::string& account, const std::string& folder, MailboxKind kind) {
     const std::string identifier = mailboxIdentifier(account, folder);
     const bool isOurs = kind == MailboxKind::Drafts || kind == MailboxKind::Outbox;
@@ -75,8 +84,9 @@ bool hasWholeHeaders(std::string_view content) {
 }  // namespace
 
 void defineLibraryClasses(ClassRegistry& registry) {
-    for (const char* name : {"MCMessage", "MFMailAccount", "MFLibrary"})
+    for (const char* name : {"MFMailAccount", "MFLibrary"})
         registry.define(name);
+    defineMessageClass(registry);
     defineMailboxClass(registry);
     Class& store = registry.define("MFLibraryStore");
     const auto own = [](HostObject& self, const MessageList& added, const MessageList&, bool duringOpen, unsigned) {

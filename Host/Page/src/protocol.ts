@@ -149,6 +149,11 @@ export interface Delivery {
   lastAnswer: string; // a sentence; empty before the first attempt
   until?: string; // waiting: held until then; failed: tried again then; a text
 }
+export interface StatusIcon {
+  image: string;
+  label: string;
+  size: number; // points
+}
 /** A message; in a list grouped by conversation also a conversation of several, with what is so of any of them. */
 export interface MessageRow {
   id: Id; // of a conversation below zero; wherever ids are asked for, it stands for all of its messages
@@ -166,7 +171,8 @@ export interface MessageRow {
   flagged: boolean;
   colour: number;
   attachments: number;
-  icons: { image: string; label: string }[]; // what plug-ins add
+  icons: StatusIcon[]; // what plug-ins add
+  ground?: string; // the row's colour, "#AABBCC"
   delivery?: Delivery;
 }
 export interface ListModel {
@@ -217,6 +223,7 @@ export interface MessageModel {
   cc: string[];
   bcc: string[];
   date: string;
+  icons: StatusIcon[]; // below the date, from left to right
   flags: { unread: boolean; flagged: boolean; colour: number };
   banners: BannerModel[];
   attachments: AttachmentModel[];

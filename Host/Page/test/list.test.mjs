@@ -106,7 +106,7 @@ test('state, attempts and last answer of a waiting message are always told', () 
 test('a row says in words what its pictures show', () => {
   const row = {
     id: 1, from: 'Ada', subject: '', snippet: 'Hello', date: '9:00', dateLong: 'Sunday at 9:00', unread: true, answered: true, forwarded: false,
-    flagged: true, colour: 4, attachments: 2, icons: [{ image: 'x', label: 'Read twice' }],
+    flagged: true, colour: 4, attachments: 2, icons: [{ image: 'x', label: 'Read twice', size: 12 }],
   };
   assert.equal(describeRow(row), 'Unread, Ada, No subject, Sunday at 9:00, Flagged blue, Answered, 2 attachments, Read twice, Hello');
 });

@@ -97,7 +97,7 @@ class MockHost {
     return {
       id: row.id, subject: row.subject, from: row.from, fromAddress: row.address,
       sender: `${row.from} <${row.address}>`, to: ['Charles Babbage <charles@engine.example>'],
-      cc: row.id === this.inbox[0].id ? addresses.slice(2, 7) : [], bcc: [], date: row.dateLong, flags: { unread: false, flagged: row.flagged, colour: row.colour },
+      cc: row.id === this.inbox[0].id ? addresses.slice(2, 7) : [], bcc: [], date: row.dateLong, icons: [], flags: { unread: false, flagged: row.flagged, colour: row.colour },
       attachments: row.attachments ? [{ part: '2', name: 'chapter three — remarks.pdf', type: 'application/pdf', size: 482133 }, { part: '3', name: 'page 41.png', type: 'image/png', size: 92011 }] : [],
       banners: [], canEditDraft: this.view.mailbox === 'drafts', ...(row.delivery ? { delivery: row.delivery } : {}),
       ...(row.id === 1003 ? { damaged: 'The end of this message is missing.' } : {}),

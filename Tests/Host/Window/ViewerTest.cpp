@@ -213,7 +213,8 @@ TEST_F(ViewerTest, RowsAreDrawnByOperationsThatCanBeExchanged) {
     Class& cls = *NSClassFromString("MessageListObjectProxy");
     cls.add(patchedDate, [&](HostObject& self) {
         const auto& row = dynamic_cast<MessageListObjectProxy&>(self);
-        return patchedDate(self) + (row.message()->subject() == "2" ? " (Snoozed)" : "");
+        const auto message = std::dynamic_pointer_cast<Message>(row.message());
+        return patchedDate(self) + (message->subject() == "2" ? " (Snoozed)" : "");
     });
     cls.add(patchedIcons, [&](HostObject& self) {
         auto icons = patchedIcons(self);

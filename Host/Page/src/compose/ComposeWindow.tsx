@@ -118,7 +118,7 @@ function printDraft(model: ComposeModel, editor: EditorHandle | null): void {
     {
       id: 0, subject: model.subject, from: model.accounts.find((each) => each.id === model.account)?.label ?? '',
       fromAddress: '', sender: '', to: model.to, cc: model.cc, bcc: model.bcc, date: '',
-      flags: { unread: false, flagged: false, colour: 0 }, attachments: [], banners: [], canEditDraft: true,
+      flags: { unread: false, flagged: false, colour: 0 }, icons: [], attachments: [], banners: [], canEditDraft: true,
     },
     { html: body?.bodyHtml ?? model.bodyHtml, remoteBlocked: 0, remote: 'never', plain: model.plainText },
   );

@@ -29,7 +29,7 @@ function startDrag(id: Id, event: DragEvent): void {
 }
 
 function Row({ row, index, top, selected, focused, grouped, onPress, onContext }: Props) {
-  const place = { transform: `translateY(${top}px)` };
+  const place = { transform: `translateY(${top}px)`, ...(row?.ground && { '--row-ground': row.ground }) };
   const pressed = useRef(false);
   const longPress = useLongPress((x, y) => row && onContext(row.id, x, y));
   if (!row) return <div class="row loading" style={place} role="row" aria-rowindex={index + 1} aria-busy="true" />;
@@ -37,7 +37,7 @@ function Row({ row, index, top, selected, focused, grouped, onPress, onContext }
     <div
       id={`row-${row.id}`} role="row" aria-rowindex={index + 1} aria-selected={selected} style={place} draggable
       aria-level={grouped ? (row.parent ? 2 : 1) : undefined} aria-expanded={row.count ? row.open === true : undefined}
-      class={`row${row.unread ? ' unread' : ''}${selected ? ' selected' : ''}${focused ? ' focused' : ''}${row.parent ? ' inside' : ''}`}
+      class={`row${row.unread ? ' unread' : ''}${selected ? ' selected' : ''}${focused ? ' focused' : ''}${row.parent ? ' inside' : ''}${row.ground ? ' grounded' : ''}`}
       onPointerDown={(event) => {
         longPress.onPointerDown(event);
         pressed.current = false;
@@ -97,11 +97,15 @@ function isButton(event: Event): boolean {
 function Marks({ row }: { row: MessageRow }) {
   return (
     <span class="row-marks">
-      {row.icons.map((icon) => (
-        <span key={icon.image + icon.label} title={icon.label}>
-          <Icon name={icon.image} />
+      {row.icons.length > 0 && (
+        <span class="row-status">
+          {row.icons.map((icon) => (
+            <span key={icon.label} title={icon.label}>
+              <Icon name={icon.image} size={icon.size} />
+            </span>
+          ))}
         </span>
-      ))}
+      )}
       {row.answered && <Icon name="reply" />}
       {row.forwarded && <Icon name="forward" />}
       {row.attachments > 0 && <Icon name="attach" />}

@@ -1,5 +1,6 @@
 // Who wrote to whom and when. Long lists of recipients are folded.
 import { useState } from 'preact/hooks';
+import { Icon } from '../base/Icon';
 import { parseAddress } from '../compose/addresses';
 import type { MessageModel } from '../protocol';
 import { Person } from './Person';
@@ -15,7 +16,16 @@ export function Headers({ message }: { message: MessageModel }) {
           {message.from || message.fromAddress || 'Unknown sender'}
         </Person>
         {showAddress && <span class="headers-address">{message.fromAddress}</span>}
-        <time class="headers-date">{message.date}</time>
+        <div class="headers-end">
+          <time class="headers-date">{message.date}</time>
+          {message.icons.length > 0 && (
+            <span class="headers-status">
+              {message.icons.map((icon) => (
+                <Icon key={icon.label} name={icon.image} label={icon.label} size={icon.size} />
+              ))}
+            </span>
+          )}
+        </div>
       </div>
       <People label="To" people={message.to} />
       <People label="Cc" people={message.cc} />
