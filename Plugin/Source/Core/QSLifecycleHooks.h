@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace qs {
@@ -40,6 +41,9 @@ struct QSLifecycleHooks {
     std::function<void()> unlinkAllServices;                                        // main
 
     std::function<void()> syncTrackingPixels;  // main
+
+    // A record of the object store was made, changed or deleted; told for each, long before it is saved.
+    std::function<void(std::string_view entityName)> recordDidChange;  // main
 
     // The inbox in the menu bar: where a popover may point when no viewer is open.
     std::function<std::shared_ptr<View>()> menubarView;  // main

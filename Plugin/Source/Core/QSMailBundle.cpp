@@ -6,6 +6,7 @@
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
 #include "Foundation/Log.h"
+#include "MailCategories/StatusIcons.h"
 #include "Platform.h"
 #include "Services/ServiceHooks.h"
 #include "Settings/UserDefaults.h"
@@ -60,6 +61,7 @@ void QSMailBundle::initialize() {
     installServiceHooks(session);
     installTrackingHooks(session);
     installSnoozeHooks(session);
+    installStatusIconHooks(session);
     auto& defaults = QSPluginDelegate::quillsteadDefaults();
     if (defaults.boolForKey("QSUpdateBetaVersions")) defaults.setObject(true, "QSEnableBetaUpdatesOption");
     QSPluginDelegate::sharedDelegate().initializePlugin();

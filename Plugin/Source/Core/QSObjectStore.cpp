@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "Application/MailApp.h"
+#include "Core/QSLifecycleHooks.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
 #include "Core/Store/ManagedObjectContext.h"
@@ -91,6 +92,10 @@ ManagedObjectContext& QSPluginDelegate::managedObjectContext() {
                                         {error.description, error.userInfo}));
     }
     managedObjectContext_ = std::make_unique<ManagedObjectContext>(std::move(*store), objectClasses());
+    managedObjectContext_->setChangeHandler([](std::string_view entityName) {
+        QSSession* const session = QSSession::currentIfLoaded();
+        if (session && session->lifecycleHooks().recordDidChange) session->lifecycleHooks().recordDidChange(entityName);
+    });
     return *managedObjectContext_;
 }
 

@@ -77,7 +77,7 @@ void showTracking(HostObject& self) {
     const auto first = pixel ? pixel->firstOpen() : std::nullopt;
     if (button) button->isHidden = !first;
     if (!first) {
-        shown.icon = "plugin:MessageListTrackedTemplate";
+        shown.icon = "plugin:MessageListTracked";
         shown.messageField.text =
             QSLocalizedString("This email is tracked, but does not seem to have been opened yet.");
         return;

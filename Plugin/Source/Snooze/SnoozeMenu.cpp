@@ -3,8 +3,7 @@
 
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
-#include "Foundation/Calendar.h"
-#include "Foundation/DateFormatter.h"
+#include "Core/RelativeDateText.h"
 #include "Foundation/Format.h"
 #include "Foundation/RunLoop.h"
 #include "Foundation/Value.h"
@@ -72,22 +71,6 @@ std::shared_ptr<MenuItem> datePicker(std::weak_ptr<Menu> menu) {
     auto item = std::make_shared<MenuItem>(QSLocalizedString("Custom Date"), "");
     item->setForm(std::move(form));
     return item;
-}
-
-bool isSameDay(const CalendarTime& one, const CalendarTime& other) {
-    return one.year == other.year && one.month == other.month && one.day == other.day;
-}
-
-// Day and time, both short; days around today by their names. (ICU can do that, but for the system's clock alone.)
-std::string relativeDateText(Date date, Date now) {
-    const std::string locale;  // the user's
-    const CalendarTime day = calendarTime(date);
-    const std::string time = formatDate(date, {localizedDatePattern("jm"), locale, ""});
-    constexpr std::pair<int, const char*> kNamedDays[] = {{-1, "Yesterday"}, {0, "Today"}, {1, "Tomorrow"}};
-    for (const auto& [distance, name] : kNamedDays)
-        if (isSameDay(day, calendarTime(dateByAdding({.days = distance}, now))))
-            return QSLocalizedString(name) + ", " + time;
-    return formatDate(date, {localizedDatePattern("yMd"), locale, ""}) + ", " + time;
 }
 
 // Without the date that an earlier time has put there.

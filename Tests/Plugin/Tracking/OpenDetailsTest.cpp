@@ -99,7 +99,7 @@ TEST_F(OpenDetailsTest, TheBannerSaysHowOftenTheMessageWasOpened) {
         ASSERT_THAT(displayed(), SizeIs(1)) << minor;
         const auto banner = displayed()[0];
         EXPECT_EQ(banner->messageField.text, "This email is tracked, but does not seem to have been opened yet.");
-        EXPECT_EQ(banner->icon, "plugin:MessageListTrackedTemplate");
+        EXPECT_EQ(banner->icon, "plugin:MessageListTracked");
         ASSERT_THAT(banner->buttons(), SizeIs(1)) << "the second was taken out";
         EXPECT_TRUE(banner->buttons()[0]->isHidden);
         host_->advance(1.5);

@@ -73,6 +73,7 @@ ManagedObjectRef ManagedObjectContext::insertNewObjectForEntityForName(std::stri
         object->values_[i] = entity.attributes[i].defaultValue;
     addPending(*object, State::Inserted);
     object->awakeFromInsert();
+    tellChangeOf(*object);
     return object;
 }
 
@@ -97,6 +98,7 @@ void ManagedObjectContext::deleteObject(ManagedObject& object) {
         markUpdated(object);
         object.state_ = State::Deleted;
     }
+    tellChangeOf(object);
     for (const auto& [relationship, other] : linked) {
         if (relationship->deleteRule == DeleteRule::Cascade)
             deleteObject(*other);

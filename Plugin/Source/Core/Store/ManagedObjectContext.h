@@ -59,6 +59,10 @@ public:
     Result<std::vector<std::shared_ptr<T>>>
     fetch(Condition predicate = {}, std::vector<SortDescriptor> sortDescriptors = {}, std::size_t fetchLimit = 0);
 
+    // Called after each change to an object, its making and deletion among them, long before it is saved.
+    void setChangeHandler(std::function<void(std::string_view entityName)> handler) {
+        changeHandler_ = std::move(handler);
+    }
     bool hasChanges() const;
     // Everything or nothing, durable when it returns. First all changed objects are validated: one fault is an error of
     // its own, several are one of code 1560 (StoreErrors.h). After a failure the changes are still there.
@@ -99,6 +103,7 @@ private:
                                                    const RelationshipDescription& relationship);
 
     void markUpdated(ManagedObject& object);
+    void tellChangeOf(const ManagedObject& object);
     void addPending(ManagedObject& object, State state);
     void indexPending(ManagedObject& object, std::size_t attribute);
     void indexPendingLink(ManagedObject& object, std::size_t relationship);
@@ -114,6 +119,7 @@ private:
     std::unordered_map<const ManagedObject*, ManagedObjectRef> kept_;
     std::size_t changes_ = 0;  // objects with something to save
     std::vector<std::weak_ptr<EditorRegistration>> editors_;
+    std::function<void(std::string_view)> changeHandler_;
 };
 
 template <class T>

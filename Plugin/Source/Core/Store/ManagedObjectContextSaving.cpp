@@ -107,6 +107,11 @@ void ManagedObjectContext::attributeDidChange(ManagedObject& object, std::size_t
     object.changed_ |= std::uint64_t{1} << attribute;
     markUpdated(object);
     indexPending(object, attribute);
+    tellChangeOf(object);
+}
+
+void ManagedObjectContext::tellChangeOf(const ManagedObject& object) {
+    if (changeHandler_) changeHandler_(object.entity_->name);
 }
 
 // The object at the other end has one object more or less, which the store does not know yet.
@@ -126,6 +131,7 @@ void ManagedObjectContext::linkDidChange(ManagedObject& object, std::size_t rela
     markUpdated(object);
     indexPendingLink(object, relationship);
     touchLinked(object, relationship);
+    tellChangeOf(object);
 }
 
 void ManagedObjectContext::keep(ManagedObject& object, bool isKept) {

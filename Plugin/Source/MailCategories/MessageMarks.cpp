@@ -1,0 +1,75 @@
+#include "MailCategories/MessageMarks.h"
+
+#include "Core/QSPluginDelegate.h"
+#include "Core/Store/ManagedObjectContext.h"
+#include "Foundation/Assertion.h"
+#include "Foundation/Log.h"
+#include "Notes/QSNote.h"
+#include "Reminder/QSReminder.h"
+#include "Services/QSServicesManager.h"
+#include "Services/ServiceTypes.h"
+#include "Tracking/QSTrackingPixel.h"
+
+namespace qs {
+
+namespace {
+
+template <class T>
+std::vector<std::shared_ptr<T>> fetched(Condition condition) {
+    auto found = QSPluginDelegate::sharedDelegate().managedObjectContext().fetch<T>(std::move(condition));
+    if (found) return *found;
+    logError("A message's icons can't be looked up: " + found.error().description);
+    return {};
+}
+
+ReminderMark markOf(const QSReminder& reminder) {
+    if (reminder.type() == kReminderTypeTask)
+        return reminder.completed() ? ReminderMark::CompletedTask : ReminderMark::Task;
+    if (reminder.type() != kReminderTypeFollowUp) return ReminderMark::Other;
+    return reminder.completed() ? ReminderMark::CompletedFollowUp : ReminderMark::FollowUp;
+}
+
+}  // namespace
+
+MessageMarks::MessageMarks(const std::vector<std::string>& messageIDs) {
+    if (messageIDs.empty()) return;
+    for (const auto& note : fetched<QSNote>(QSNote::kMessageID.isOneOf(messageIDs))) {
+        NoteMark& mark = marks_[note->messageID().value_or("")].notes;
+        if (mark != NoteMark::Pending) mark = note->isRemote() ? NoteMark::Present : NoteMark::Pending;
+    }
+    for (const auto& reminder : fetched<QSReminder>(QSReminder::kMessageID.isOneOf(messageIDs))) {
+        Marks& marks = marks_[reminder->messageID().value_or("")];
+        if (marks.reminder == ReminderMark::None) marks.reminder = markOf(*reminder);
+        marks.hasFollowUp = marks.hasFollowUp || reminder->type() == kReminderTypeFollowUp;
+    }
+    const Condition isAsked = QSTrackingPixel::kMessageID.isOneOf(messageIDs);
+    for (const auto& pixel : fetched<QSTrackingPixel>(isAsked))
+        marks_[pixel->messageID().value_or("")].tracking = TrackingMark::Opened;
+    for (const auto& pixel : fetched<QSTrackingPixel>(Condition(isAsked) && QSTrackingPixel::kOpens.countIs(0)))
+        marks_[pixel->messageID().value_or("")].tracking = TrackingMark::Unopened;
+}
+
+const MessageMarks::Marks& MessageMarks::of(const std::string& messageID) const {
+    static const Marks none;
+    const auto found = marks_.find(messageID);
+    return found == marks_.end() ? none : found->second;
+}
+
+MessageMarks MessageMarks::orNone(const std::vector<std::string>& messageIDs) {
+    try {
+        return MessageMarks(messageIDs);
+    } catch (const AssertionFailure&) {
+        logCaughtException("Messages are shown without the plug-in's icons");
+        return {};
+    }
+}
+
+bool hasNotesService() {
+    return !QSServicesManager::sharedManager().servicesOfUtilityType(kNotesUtility, true).empty();
+}
+
+bool hasReminderService() {
+    return !QSServicesManager::sharedManager().servicesOfUtilityType(kTasksUtility, true).empty();
+}
+
+}  // namespace qs

@@ -1,0 +1,81 @@
+#include "MailCategories/StatusIcons.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Core/QSLifecycleHooks.h"
+#include "Core/QSPluginDelegate.h"
+#include "Core/QSSession.h"
+#include "Foundation/Format.h"
+#include "Foundation/NotificationCenter.h"
+#include "Foundation/RunLoop.h"
+#include "Foundation/Value.h"
+#include "Mail/MailAccount.h"
+#include "Mail/Mailbox.h"
+#include "Mail/Message.h"
+#include "Settings/UserDefaults.h"
+#include "Snooze/QSSnoozeManager.h"
+#include "Snooze/SnoozeMailboxes.h"
+
+namespace qs {
+
+namespace {
+
+// Many changes in one turn of the run loop, such as when opens are merged, draw the rows once.
+class Redrawing {
+public:
+    Redrawing()
+        : snoozes_(QSSnoozeManager::sharedManager().addObserver("snoozedMessages",
+                                                                [this](bool isPrior) {
+                                                                    if (!isPrior) drawSoon();
+                                                                })),
+          settings_(NotificationCenter::defaultCenter().addObserver(
+              std::string(UserDefaultsDidChangeNotification), [this](const Notification& notification) {
+                  const Array& keys = notification.userInfo["keys"].array();
+                  if (std::ranges::find(keys, Value("QSHighlightReminderMessages")) != keys.end()) drawSoon();
+              })) {}
+
+    void drawSoon() {
+        if (std::exchange(isAsked_, true)) return;
+        RunLoop::main().post([this, alive = std::weak_ptr(alive_)] {
+            if (alive.expired()) return;
+            isAsked_ = false;
+            QSPluginDelegate::sharedDelegate().refreshMessageList();
+        });
+    }
+
+private:
+    bool isAsked_ = false;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    ObservationRef snoozes_, settings_;
+};
+
+}  // namespace
+
+std::string imageOf(const StatusIcon& icon, bool selected) {
+    return std::string("plugin:") + (selected ? icon.selectedName : icon.name);
+}
+
+std::string labelOf(const StatusIcon& icon) { return QSLocalizedString(icon.label); }
+
+std::string withWord(const std::string& text, const char* word) {
+    return text + stringWithFormat(" (%@)", {QSLocalizedString(word)});
+}
+
+bool isInOutbox(const Message& message) {
+    const auto mailbox = message.mailbox();
+    if (!mailbox || mailbox->kind() != MailboxKind::Outbox) return false;
+    const auto account = mailbox->account();
+    return account && isSame(*mailbox, account->_outboxMailboxCreateIfNeeded(false));
+}
+
+double sendDelaySeconds() { return QSPluginDelegate::quillsteadDefaults().floatForKey("QSSendDelaySeconds"); }
+
+void installStatusIconHooks(QSSession& session) {
+    session.part<Redrawing>();
+    session.lifecycleHooks().recordDidChange = [](std::string_view) {
+        QSSession::current().part<Redrawing>().drawSoon();
+    };
+}
+
+}  // namespace qs
