@@ -6,7 +6,10 @@
 
 #include "Foundation/Assertion.h"
 #include "Foundation/FileSystem.h"
+#include "Mail/MessageHeaders.h"
+#include "Mime/MimeMessage.h"
 #include "Platform.h"
+#include "Support/PostfixServer.h"
 #include "Support/RecordingSmtpServer.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/VirtualClockTest.h"
@@ -299,6 +302,49 @@ TEST_F(SMTPMessageTest, AFileThatCannotBeWrittenIsAFailure) {
     folder_.write("Caches", "a file where the folder should be");
     EXPECT_GT(outcomeOf(message(server)), 0);
     EXPECT_THAT(server.received(), IsEmpty());
+}
+
+TEST_F(SMTPMessageTest, ARealServerTakesCopiesAndAttachmentsAndOthersCanReadThem) {
+    if (const std::string why = PostfixServer::whyNot(); !why.empty()) GTEST_SKIP() << why;
+    const PostfixServer server;
+    std::string bytes;
+    for (int i = 0; i < 100'000; ++i)
+        bytes += static_cast<char>(i * 31 % 256);
+    const auto authority = server.authority().write(folder_ / "postfix.pem");
+    for (const bool isTlsFromTheFirstByte : {true, false}) {
+        const auto mail = std::make_shared<SMTPMessage>();
+        mail->host = "127.0.0.1";
+        mail->ssl = isTlsFromTheFirstByte;
+        mail->port = std::to_string(isTlsFromTheFirstByte ? server.tlsPort() : server.port());
+        mail->account = "ada";
+        mail->pwd = "analytical";
+        mail->certificateAuthorities = authority;
+        mail->from = "ada@x.example";
+        mail->to = "a@x.example";
+        mail->ccs = {"c@x.example"};
+        mail->bccs = {"d@x.example", "e@x.example"};
+        mail->subject = "Käse";
+        mail->content = "<p>Grüße</p>\r\n.\r\n";
+        mail->attachments = {{"bytes.bin", folder_.write("bytes", bytes)}, {"none.txt", folder_.write("none", "")}};
+        ASSERT_EQ(outcomeOf(mail), 0) << error_.description << server.log();
+        EXPECT_FALSE(hasLeftFile());
+    }
+    for (const char* address : {"a@x.example", "c@x.example", "d@x.example", "e@x.example"}) {
+        const auto received = server.received(address);
+        ASSERT_THAT(received, SizeIs(2)) << address << server.log();
+        for (const std::string& each : received) {
+            const auto parsed = MimeMessage::parse(each);
+            EXPECT_EQ(parsed->damage(), "");
+            EXPECT_EQ(parsed->headers()->firstHeaderForKey("Subject"), "Käse");
+            EXPECT_EQ(parsed->headers()->firstHeaderForKey("Cc"), "<c@x.example>");
+            EXPECT_THAT(parsed->htmlBody().value_or(""), HasSubstr("<p>Grüße</p>"));
+            const auto files = parsed->attachments();
+            ASSERT_THAT(files, SizeIs(2));
+            EXPECT_EQ(files[0].fileName, "bytes.bin");
+            EXPECT_EQ(parsed->partContent(files[0].part), bytes);
+            EXPECT_EQ(parsed->partContent(files[1].part), "");
+        }
+    }
 }
 
 }  // namespace
