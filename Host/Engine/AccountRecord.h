@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Accounts/BrowserSignIn.h"
 #include "Smtp/SubmissionServer.h"
 
 namespace qs {
@@ -42,6 +43,8 @@ struct AccountRecord {
     std::filesystem::path maildir = {};         // of kind Maildir: absolute
     std::optional<IncomingServer> incoming = {};
     std::optional<SubmissionServer> outgoing = {};  // none: delivers to the other accounts of the program only
+    // Where it signs in by the browser; for servers whose authentication is XOAuth2.
+    std::optional<SignInPlace> signIn = {};
     // The outgoing server has a password of its own. Else it takes that of the incoming one, if there is one.
     bool hasOwnOutgoingPassword = false;
 

@@ -1,6 +1,7 @@
 #include "MailEngine.h"
 
 #include "AccountBook.h"
+#include "Accounts/AccountTokens.h"
 #include "Accounts/RecordDeliveryAccount.h"
 #include "Application/HostInstances.h"
 #include "DeliveryService.h"
@@ -10,6 +11,8 @@
 #include "MailSync.h"
 
 namespace qs {
+
+MailEngine::MailEngine() : tokens_(std::make_unique<AccountTokens>()) {}
 
 Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& options) {
     FileSystem& files = options.files ? *options.files : FileSystem::real();
@@ -46,6 +49,7 @@ Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& option
 }
 
 MailEngine::~MailEngine() {
+    tokens_.reset();  // first: a delivery may be waiting for one
     if (deliveries_) deliveries_->stop();
     deliveries_.reset();
     if (sync_) sync_->stop();

@@ -21,6 +21,7 @@
 namespace qs {
 
 class AccountBook;
+class AccountTokens;
 class DeliveryService;
 class FileSystem;
 class MailLibrary;
@@ -57,13 +58,14 @@ public:
     std::vector<std::string> takeNotices();
 
 private:
-    MailEngine() = default;
+    MailEngine();
     std::filesystem::path dataFolder_;
     FileSystem* files_ = nullptr;
     std::shared_ptr<AccountBook> accounts_;
     std::shared_ptr<MailLibrary> library_;
     std::shared_ptr<DeliveryService> deliveries_;
     std::shared_ptr<MailSync> sync_;
+    std::unique_ptr<AccountTokens> tokens_;
 };
 
 }  // namespace qs

@@ -31,7 +31,8 @@ constexpr int kMostConnections = 8;
 // What the connections share with the listener; the listener may go first.
 struct Wait {
     LoopbackRedirect::Wanted wanted;  // `arrived` is empty when it is over
-    std::string host;
+    std::string host;                 // as address() has it
+    std::string anotherHost;          // the name that a provider may know this machine by
     int connections = 0;
 };
 
@@ -41,7 +42,7 @@ Answer answerTo(const http::request<http::empty_body>& request, Wait& wait, std:
     const auto question = std::min(target.find('?'), target.size());
     const std::string given(target.substr(std::min(question + 1, target.size())));
     const bool isIt = wait.wanted.arrived && request.method() == http::verb::get &&
-                      std::string_view(host.data(), host.size()) == wait.host &&
+                      (host == wait.host || host == wait.anotherHost) &&
                       target.substr(0, question) == "/" + wait.wanted.path && wait.wanted.accepts(given);
     Answer answer{isIt ? http::status::ok : http::status::not_found, 11};
     if (isIt) query = given;
@@ -116,8 +117,10 @@ Result<std::unique_ptr<LoopbackRedirect>> LoopbackRedirect::listen(Wanted wanted
     const auto port = error ? 0 : acceptor->local_endpoint(error).port();
     if (error)
         return failure("LoopbackRedirect", 1, "The browser's answer can't be waited for: " + error.message() + ".");
-    auto wait = std::make_shared<Wait>(
-        Wait{.wanted = std::move(wanted), .host = "127.0.0.1:" + std::to_string(port), .connections = 0});
+    auto wait = std::make_shared<Wait>(Wait{.wanted = std::move(wanted),
+                                            .host = "127.0.0.1:" + std::to_string(port),
+                                            .anotherHost = "localhost:" + std::to_string(port),
+                                            .connections = 0});
     return std::unique_ptr<LoopbackRedirect>(
         std::make_unique<AsioLoopbackRedirect>(std::move(acceptor), std::move(wait)));
 }

@@ -22,8 +22,9 @@ public:
     };
     // Main thread; so are the functions.
     static Result<std::unique_ptr<LoopbackRedirect>> listen(Wanted wanted);
-    virtual ~LoopbackRedirect() = default;    // closes it
-    virtual std::string address() const = 0;  // "http://127.0.0.1:<port>/<path>"
+    virtual ~LoopbackRedirect() = default;  // closes it
+    // "http://127.0.0.1:<port>/<path>"; with "localhost" in its place, it leads here, too.
+    virtual std::string address() const = 0;
 };
 
 }  // namespace qs

@@ -18,38 +18,13 @@
 #include "RunningApplications/RunningApplications.h"
 #include "Settings/UserDefaults.h"
 #include "Support/LogCapture.h"
+#include "Support/RecordingWorkspace.h"
 #include "Support/TemporaryHost.h"
-#include "Workspace/Workspace.h"
 
 extern "C" void MailBundleLoad(std::shared_ptr<qs::Bundle> bundle);
 extern "C" void MailBundleUnload();
 
 namespace qs {
-
-// Notes what would have been opened or started.
-class RecordingWorkspace : public Workspace {
-public:
-    std::vector<std::string> openedUrls, openedFiles, launched;
-    std::filesystem::path helper;
-
-    Result<void> openURL(std::string_view url) override {
-        openedUrls.emplace_back(url);
-        return {};
-    }
-    Result<void> openFile(const std::filesystem::path& file, std::string_view) override {
-        openedFiles.push_back(file.string());
-        return {};
-    }
-    std::filesystem::path absolutePathForAppBundleWithIdentifier(std::string_view identifier) override {
-        return identifier == "com.tallowbay.Quillstead" ? helper : std::filesystem::path();
-    }
-    Result<void> launchApplicationAtURL(const std::filesystem::path& application, unsigned options,
-                                        const std::vector<std::string>&) override {
-        launched.push_back(application.string() + " " + std::to_string(options));
-        return {};
-    }
-    void registerApplication(std::string_view, std::filesystem::path, std::vector<std::string>) override {}
-};
 
 class RecordingDistributedCenter : public DistributedNotificationCenter {
 public:

@@ -1,5 +1,6 @@
 #include "Text/Url.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -190,6 +191,21 @@ std::optional<std::string> percentDecodedUtf8(std::string_view text) {
     }
     if (!isValidUtf8(decoded)) return std::nullopt;
     return decoded;
+}
+
+std::map<std::string, std::string> queryFields(std::string_view query) {
+    std::map<std::string, std::string> fields;
+    while (!query.empty()) {
+        const auto end = std::min(query.find('&'), query.size());
+        std::string piece(query.substr(0, end));
+        query.remove_prefix(std::min(end + 1, query.size()));
+        std::ranges::replace(piece, '+', ' ');
+        const auto equals = std::min(piece.find('='), piece.size());
+        auto name = percentDecodedUtf8(std::string_view(piece).substr(0, equals));
+        auto value = percentDecodedUtf8(std::string_view(piece).substr(std::min(equals + 1, piece.size())));
+        if (name && !name->empty() && value) fields[std::move(*name)] = std::move(*value);
+    }
+    return fields;
 }
 
 }  // namespace qs

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -55,5 +56,8 @@ private:
 
 // The bytes that the escapes stand for; nothing when one is broken or all together are no UTF-8.
 std::optional<std::string> percentDecodedUtf8(std::string_view text);
+
+// The fields of a query ("a=b&c=d"), decoded; of several of one name the last, and none that can't be decoded.
+std::map<std::string, std::string> queryFields(std::string_view query);
 
 }  // namespace qs

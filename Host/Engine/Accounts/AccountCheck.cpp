@@ -22,8 +22,15 @@ constexpr TimeInterval kConnectSeconds = 15, kSilenceSeconds = 20, kAnswerSecond
 // What can be wrong with either server.
 enum class Trouble { NotReachable, TimedOut, NoTls, NotTrusted, OpenPassword, SignInRefused, Other };
 
-AccountFault faultOf(Trouble trouble, ServerSide side, const std::string& host, int port, const std::string& hint,
-                     const std::string& said) {
+struct Tried {
+    ServerSide side;
+    std::string host;
+    int port;
+    ServerAuthentication authentication;
+};
+
+AccountFault faultOf(Trouble trouble, const Tried& tried, const std::string& hint, const std::string& said) {
+    const auto& [side, host, port, authentication] = tried;
     using Field = AccountFault::Field;
     switch (trouble) {
     case Trouble::NotReachable:
@@ -48,6 +55,12 @@ AccountFault faultOf(Trouble trouble, ServerSide side, const std::string& host, 
     case Trouble::OpenPassword:
         return {side, Field::Security, "The password would go over an open connection. Please choose TLS or STARTTLS."};
     case Trouble::SignInRefused:
+        if (authentication == ServerAuthentication::XOAuth2)
+            return {
+                side, Field::User,
+                stringWithFormat("%@ did not accept the sign-in. Please check the user name, and whether you signed "
+                                 "in at the right account.",
+                                 {host})};
         return {
             side, Field::User,
             stringWithFormat("%@ did not accept user name and password. ", {host}) +
@@ -124,7 +137,8 @@ struct AccountCheck::Shared {
             return {};
         }
         logInfo("trying the account at " + server.host + ": " + opened.error().description);
-        return faultOf(troubleOfImap(opened.error()), ServerSide::Incoming, server.host, server.port, hint,
+        return faultOf(troubleOfImap(opened.error()),
+                       {ServerSide::Incoming, server.host, server.port, server.authentication}, hint,
                        opened.error().description);
     }
 
@@ -135,7 +149,8 @@ struct AccountCheck::Shared {
             checkSmtp(server, {.seconds = kConnectSeconds, .isCancelled = [this] { return wasCancelled(); }});
         if (tried) return {};
         logInfo("trying the account at " + server.host + ": " + tried.error().description);
-        return faultOf(troubleOfSmtp(tried.error()), ServerSide::Outgoing, server.host, server.port, hint,
+        return faultOf(troubleOfSmtp(tried.error()),
+                       {ServerSide::Outgoing, server.host, server.port, server.authentication}, hint,
                        tried.error().description);
     }
 

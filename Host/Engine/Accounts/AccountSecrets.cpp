@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "AccountRecord.h"
+#include "Foundation/Json.h"
 #include "Foundation/Log.h"
 #include "Keychain/Keychain.h"
 #include "Platform.h"
@@ -25,10 +26,17 @@ Tokens& tokens() {
     return tokens;
 }
 
-KeychainName itemOf(std::string_view identifier, ServerSide side) {
-    return KeychainName::service(kKeychainService,
-                                 std::string(identifier) + (side == ServerSide::Incoming ? ".incoming" : ".outgoing"));
+KeychainName itemOf(std::string_view identifier, std::string_view what) {
+    return KeychainName::service(kKeychainService, std::string(identifier) + "." + std::string(what));
 }
+
+KeychainName passwordOf(std::string_view identifier, ServerSide side) {
+    return itemOf(identifier, side == ServerSide::Incoming ? "incoming" : "outgoing");
+}
+
+KeychainName signInOf(std::string_view identifier) { return itemOf(identifier, "signin"); }
+
+tl::unexpected<Error> noKeychain() { return failure(kErrorDomain, 1, "There is no keychain."); }
 
 // The keychain's own sentence tells what happened, but not to which account.
 Error withName(Error error, const AccountRecord& account) {
@@ -42,8 +50,8 @@ Error withName(Error error, const AccountRecord& account) {
 
 Result<std::string> fromKeychain(const AccountRecord& account, ServerSide side) {
     const auto keychain = Platform::current().keychain;
-    if (!keychain) return failure(kErrorDomain, 1, "There is no keychain to take the password from.");
-    auto secret = keychain->read(itemOf(account.identifier, side));
+    if (!keychain) return noKeychain();
+    auto secret = keychain->read(passwordOf(account.identifier, side));
     if (!secret) return failure(withName(secret.error(), account));
     DDLog::maskSecret(*secret);
     return secret;
@@ -90,16 +98,46 @@ Result<std::string> account_secrets::secretFor(const AccountRecord& account, Ser
 
 Result<void> account_secrets::keep(std::string_view identifier, ServerSide side, std::string_view password) {
     const auto keychain = Platform::current().keychain;
-    if (!keychain) return failure(kErrorDomain, 1, "There is no keychain to keep the password in.");
+    if (!keychain) return noKeychain();
     DDLog::maskSecret(password);
-    return keychain->write(itemOf(identifier, side), password);
+    return keychain->write(passwordOf(identifier, side), password);
+}
+
+Result<MailTokens> account_secrets::tokensOf(const AccountRecord& account) {
+    const auto keychain = Platform::current().keychain;
+    if (!keychain) return noKeychain();
+    const auto kept = keychain->read(signInOf(account.identifier));
+    if (!kept && keychainError(kept.error()) == KeychainError::Missing)
+        return failure(kErrorDomain, 2,
+                       "“" + account.displayName +
+                           "” is not signed in. Please sign in again in the preferences, under Accounts.");
+    if (!kept) return failed(kept);
+    const auto value = parseJson(*kept);
+    if (!value) return failed(value);
+    MailTokens tokens{.access = (*value)["access"].stringValue(),
+                      .refresh = (*value)["refresh"].stringValue(),
+                      .expires = {(*value)["expires"].doubleValue()},
+                      .clientSecret = (*value)["clientSecret"].stringValue()};
+    for (const std::string& secret : {tokens.access, tokens.refresh, tokens.clientSecret})
+        if (!secret.empty()) DDLog::maskSecret(secret);
+    return tokens;
+}
+
+Result<void> account_secrets::keepTokens(std::string_view identifier, const MailTokens& tokens) {
+    const auto keychain = Platform::current().keychain;
+    if (!keychain) return noKeychain();
+    return keychain->write(signInOf(identifier), jsonText(Dictionary{{"access", tokens.access},
+                                                                     {"refresh", tokens.refresh},
+                                                                     {"expires", tokens.expires.secondsSince1970},
+                                                                     {"clientSecret", tokens.clientSecret}}));
 }
 
 void account_secrets::forget(std::string_view identifier) {
     const auto keychain = Platform::current().keychain;
     if (!keychain) return;
-    for (const ServerSide side : {ServerSide::Incoming, ServerSide::Outgoing}) {
-        const auto removed = keychain->remove(itemOf(identifier, side));
+    for (const KeychainName& item : {passwordOf(identifier, ServerSide::Incoming),
+                                     passwordOf(identifier, ServerSide::Outgoing), signInOf(identifier)}) {
+        const auto removed = keychain->remove(item);
         if (!removed && keychainError(removed.error()) != KeychainError::Missing)
             logWarning("a password stays in the keychain: " + removed.error().description);
     }

@@ -11,6 +11,7 @@
 namespace qs {
 
 struct AccountRecord;
+struct MailTokens;
 
 enum class ServerSide { Incoming, Outgoing };
 
@@ -27,7 +28,10 @@ namespace account_secrets {
 Result<std::string> secretFor(const AccountRecord& account, ServerSide side);
 // Into the keychain, under the account's name.
 Result<void> keep(std::string_view identifier, ServerSide side, std::string_view password);
-// Both, as far as they are there.
+// What a sign-in by the browser gave; in the keychain, too. Masked in the log from now on.
+Result<MailTokens> tokensOf(const AccountRecord& account);
+Result<void> keepTokens(std::string_view identifier, const MailTokens& tokens);
+// All, as far as they are there.
 void forget(std::string_view identifier);
 
 }  // namespace account_secrets

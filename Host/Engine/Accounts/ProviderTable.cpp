@@ -52,6 +52,13 @@ Result<ProviderTable> ProviderTable::parse(std::string_view json) {
         provider.imap = *imap;
         provider.smtp = *smtp;
         provider.signIn = *signIn;
+        if (const Value& browser = value["browser"]; !browser.isNil())
+            provider.browser = SignInPlace{.authorizePage = browser["authorize"].stringValue(),
+                                           .tokenAddress = browser["token"].stringValue(),
+                                           .scope = browser["scope"].stringValue(),
+                                           .clientIdentifier = browser["clientId"].stringValue()};
+        if (provider.signIn == ProviderSignIn::Browser && !provider.browser)
+            return invalid("It is not told where " + provider.domains.front() + " signs in.");
         table.providers_.push_back(std::move(provider));
     }
     return table;

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Accounts/BrowserSignIn.h"
 #include "Foundation/Result.h"
 #include "Transport/TransportSecurity.h"
 
@@ -28,7 +29,8 @@ struct Provider {
     std::vector<std::string> domains;
     ServerPlace imap, smtp;
     ProviderSignIn signIn = ProviderSignIn::Password;
-    std::string hint;  // what the person has to know or do; empty for nothing
+    std::optional<SignInPlace> browser = {};  // where it lets programs in by the browser, if it does
+    std::string hint;                         // what the person has to know or do; empty for nothing
 };
 
 class ProviderTable {

@@ -28,6 +28,20 @@ TransportSecurity securityNamed(const std::string& name) {
     return name == "tls" ? TransportSecurity::Tls : TransportSecurity::StartTls;
 }
 
+Value valueOf(const SignInPlace& place) {
+    return Dictionary{{"AuthorizePage", place.authorizePage},
+                      {"TokenAddress", place.tokenAddress},
+                      {"Scope", place.scope},
+                      {"ClientIdentifier", place.clientIdentifier}};
+}
+
+SignInPlace signInFrom(const Value& value) {
+    return {.authorizePage = value["AuthorizePage"].stringValue(),
+            .tokenAddress = value["TokenAddress"].stringValue(),
+            .scope = value["Scope"].stringValue(),
+            .clientIdentifier = value["ClientIdentifier"].stringValue()};
+}
+
 Array listOf(const std::vector<std::string>& texts) { return {texts.begin(), texts.end()}; }
 
 std::vector<std::string> textsIn(const Value& list) {
@@ -106,6 +120,7 @@ Value valueOf(const AccountRecord& record) {
     if (!record.maildir.empty()) value["Maildir"] = record.maildir.string();
     if (record.incoming) value["Incoming"] = serverValue(*record.incoming);
     if (record.outgoing) value["Outgoing"] = serverValue(*record.outgoing);
+    if (record.signIn) value["SignIn"] = valueOf(*record.signIn);
     if (record.hasOwnOutgoingPassword) value["OwnOutgoingPassword"] = true;
     return value;
 }
@@ -121,10 +136,12 @@ Result<AccountRecord> accountRecordFrom(const Value& value) {
                          .maildir = value["Maildir"].stringValue(),
                          .incoming = {},
                          .outgoing = {},
+                         .signIn = {},
                          .hasOwnOutgoingPassword = value["OwnOutgoingPassword"].boolValue()};
     if (!value["Incoming"].isNil()) record.incoming = serverFrom<IncomingServer>(value["Incoming"]);
     const Value& outgoing = value["Outgoing"].isNil() ? value["Server"] : value["Outgoing"];
     if (!outgoing.isNil()) record.outgoing = serverFrom<SubmissionServer>(outgoing);
+    if (!value["SignIn"].isNil()) record.signIn = signInFrom(value["SignIn"]);
     if (const auto checked = checkAccount(record); !checked) return failed(checked);
     return record;
 }

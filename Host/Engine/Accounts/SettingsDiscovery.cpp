@@ -74,7 +74,8 @@ FoundSettings discoverSettings(std::string_view address, const ProviderTable& ta
     using Source = FoundSettings::Source;
     const std::string domain = asciiLowered(address.substr(address.rfind('@') + 1));
     if (const Provider* provider = table.forDomain(domain))
-        return {Source::Table, provider->imap, provider->smtp, true, provider->signIn, provider->hint};
+        return {Source::Table,    provider->imap,    provider->smtp, true,
+                provider->signIn, provider->browser, provider->hint};
 
     FoundSettings found;
     found.incoming = recorded(kIncoming, domain, ports.services, isCancelled);

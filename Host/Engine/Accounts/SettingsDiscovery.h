@@ -20,6 +20,7 @@ struct FoundSettings {
     // and the person should see it before a password goes there.
     bool isTrusted = false;
     ProviderSignIn signIn = ProviderSignIn::Password;
+    std::optional<SignInPlace> browser;
     std::string hint;
 };
 

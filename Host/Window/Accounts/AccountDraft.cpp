@@ -2,8 +2,10 @@
 
 #include "Accounts/AccountSecrets.h"
 #include "Mime/Addresses.h"
+#include "Reachability/NetworkState.h"
 #include "Text/Ascii.h"
 #include "Text/MailAddresses.h"
+#include "Text/Url.h"
 
 namespace qs {
 
@@ -18,7 +20,7 @@ ServerDraft draftOf(const Server& server) {
     return {.host = server.host, .port = server.port, .security = server.security, .user = server.user, .password = {}};
 }
 
-// Keeps what no field shows: how it signs in, a password command, certificates.
+// Keeps what no field shows: a password command, certificates.
 template <class Server>
 Server serverFrom(const ServerDraft& draft, const std::optional<Server>& before) {
     Server server = before.value_or(Server());
@@ -37,6 +39,19 @@ void addServerFaults(DraftFaults& faults, const std::string& side, const ServerD
     else if (host.find_first_of(" /@\t") != std::string::npos)
         faults[side + "Host"] = "This is no name of a server. It looks like “mail.example.org”.";
     if (server.port < 1 || server.port > 65535) faults[side + "Port"] = "A port is a number from 1 to 65535.";
+}
+
+void addSignInFaults(DraftFaults& faults, const SignInPlace& place) {
+    const auto isSafe = [](const std::string& address) {
+        const auto url = Url::parse(trimmed(address));
+        if (!url || !url->host() || url->host()->empty()) return false;
+        return url->scheme() == "https" || (url->scheme() == "http" && isOwnHost(*url->host()));
+    };
+    for (const auto& [control, address] :
+         {std::pair("authorizePage", place.authorizePage), std::pair("tokenAddress", place.tokenAddress)})
+        if (!isSafe(address)) faults[control] = "Please enter an address that begins with “https://”.";
+    if (trimmed(place.clientIdentifier).empty())
+        faults["clientIdentifier"] = "Please enter the client ID that the provider gave for this program.";
 }
 
 std::vector<MailIdentity> identitiesIn(const std::vector<std::string>& senders) {
@@ -61,6 +76,8 @@ AccountDraft AccountDraft::of(const AccountRecord& record) {
     if (record.incoming) draft.incoming = draftOf(*record.incoming);
     draft.sends = record.outgoing.has_value();
     if (record.outgoing) draft.outgoing = draftOf(*record.outgoing);
+    draft.signsInByBrowser = record.incoming && record.incoming->authentication == ServerAuthentication::XOAuth2;
+    draft.signIn = record.signIn.value_or(SignInPlace());
     draft.hasOwnOutgoingPassword = record.hasOwnOutgoingPassword || !record.incoming;
     draft.before = record;
     return draft;
@@ -75,6 +92,8 @@ void AccountDraft::takeSettings(const FoundSettings& found) {
     };
     take(incoming, found.incoming, kImapsPort);
     take(outgoing, found.outgoing, kSubmissionsPort);
+    signsInByBrowser = found.signIn == ProviderSignIn::Browser;
+    signIn = found.browser.value_or(SignInPlace());
     if (!found.outgoing) {
         outgoing.port = kSubmissionPort;
         outgoing.security = TransportSecurity::StartTls;
@@ -113,6 +132,7 @@ DraftFaults AccountDraft::faults() const {
     }
     if (kind == AccountKind::Imap) addServerFaults(faults, "incoming", incoming);
     if (sends) addServerFaults(faults, "outgoing", outgoing);
+    if (asksBrowser()) addSignInFaults(faults, signIn);
     return faults;
 }
 
@@ -131,6 +151,17 @@ AccountRecord AccountDraft::record() const {
     else
         record.outgoing.reset();
     record.hasOwnOutgoingPassword = sends && record.incoming && hasOwnOutgoingPassword;
+    if (kind != AccountKind::Imap) return record;
+    using enum ServerAuthentication;
+    record.incoming->authentication = signsInByBrowser ? XOAuth2 : Password;
+    if (record.outgoing)
+        record.outgoing->authentication = signsInByBrowser && !hasOwnOutgoingPassword ? XOAuth2 : Password;
+    record.signIn.reset();
+    if (signsInByBrowser)
+        record.signIn = SignInPlace{.authorizePage = trimmed(signIn.authorizePage),
+                                    .tokenAddress = trimmed(signIn.tokenAddress),
+                                    .scope = trimmed(signIn.scope),
+                                    .clientIdentifier = trimmed(signIn.clientIdentifier)};
     return record;
 }
 

@@ -28,10 +28,14 @@ struct AccountDraft {
     ServerDraft incoming{.port = 993}, outgoing{.port = 465};
     bool sends = true;  // through `outgoing`; else to the other accounts of the program only
     bool hasOwnOutgoingPassword = false;
-    AccountRecord before;  // what is edited; without an identifier when it is new
+    bool signsInByBrowser = false;  // in place of a password at the incoming server
+    SignInPlace signIn;
+    std::string clientSecret;  // empty: as before, or none
+    AccountRecord before;      // what is edited; without an identifier when it is new
 
     static AccountDraft of(const AccountRecord& record);
     bool isNew() const { return before.identifier.empty(); }
+    bool asksBrowser() const { return kind == AccountKind::Imap && signsInByBrowser; }
     void takeSettings(const FoundSettings& found);
     // Faults of what the person is asked first: who they are.
     DraftFaults faultsOfPerson() const;

@@ -24,6 +24,14 @@ public:
             [server, field](AccountDraft& draft, const Value& value) { (draft.*server).*field = value.stringValue(); });
     }
 
+    // Of the place where it signs in by the browser.
+    FormControl text(std::string id, std::string label, std::string SignInPlace::*field,
+                     std::string placeholder = {}) const {
+        return bound(Kind::TextField, std::move(id), std::move(label), state_.draft->signIn.*field,
+                     std::move(placeholder),
+                     [field](AccountDraft& draft, const Value& value) { draft.signIn.*field = value.stringValue(); });
+    }
+
     FormControl port(std::string id, ServerDraft AccountDraft::*server) const {
         FormControl control =
             bound(Kind::Number, std::move(id), "Port", {}, {}, [server](AccountDraft& draft, const Value& value) {
@@ -125,15 +133,45 @@ FormGroup accountGroup(const Controls& controls, const AccountFormState& state) 
     return group;
 }
 
-FormGroup incomingGroup(const Controls& controls, const AccountDraft& draft) {
+FormControl signInControl(const AccountFormState& state) {
+    FormControl control{.kind = Kind::PopUp, .id = "signsIn", .label = "Sign in"};
+    control.options = {{.title = "With a password", .value = false}, {.title = "In the browser", .value = true}};
+    control.value = state.draft->signsInByBrowser;
+    control.enabled = state.progress.empty();
+    control.onChange = [draft = state.draft, rebuild = state.rebuild](const Value& value) {
+        draft->signsInByBrowser = value.boolValue();
+        rebuild();
+    };
+    return control;
+}
+
+FormGroup signInGroup(const Controls& controls, const AccountDraft& draft) {
+    FormGroup group{.title = "Sign-in in the browser", .note = {}, .controls = {}};
+    const bool wasThere = !draft.isNew() && draft.before.signIn;
+    group.controls = {controls.text("clientIdentifier", "Client ID", &SignInPlace::clientIdentifier),
+                      controls.text(Kind::Secret, "clientSecret", "Client secret", &AccountDraft::clientSecret,
+                                    wasThere ? "As before" : "Empty if you were given none"),
+                      controls.text("authorizePage", "Sign-in page", &SignInPlace::authorizePage, "https://"),
+                      controls.text("tokenAddress", "Token address", &SignInPlace::tokenAddress, "https://"),
+                      controls.text("scope", "Scope", &SignInPlace::scope)};
+    group.note =
+        "Providers let programs in that are registered with them. Register one there as a desktop program with "
+        "the redirect address http://localhost, and enter its client ID here.";
+    return group;
+}
+
+FormGroup incomingGroup(const Controls& controls, const AccountFormState& state) {
+    const AccountDraft& draft = *state.draft;
     FormGroup group{.title = "Incoming mail (IMAP)", .note = {}, .controls = {}};
     const auto server = &AccountDraft::incoming;
     group.controls = {
         controls.text(Kind::TextField, "incomingHost", "Server", server, &ServerDraft::host, "imap.example.org"),
         controls.port("incomingPort", server), controls.security("incomingSecurity", server),
-        controls.text(Kind::TextField, "incomingUser", "User name", server, &ServerDraft::user),
-        controls.text(Kind::Secret, "incomingPassword", "Password", server, &ServerDraft::password,
-                      passwordPlaceholder(draft, draft.before.incoming.has_value()))};
+        controls.text(Kind::TextField, "incomingUser", "User name", server, &ServerDraft::user), signInControl(state)};
+    if (!draft.signsInByBrowser)
+        group.controls.push_back(controls.text(Kind::Secret, "incomingPassword", "Password", server,
+                                               &ServerDraft::password,
+                                               passwordPlaceholder(draft, draft.before.incoming.has_value())));
     return group;
 }
 
@@ -189,7 +227,8 @@ std::vector<FormGroup> serverGroups(const AccountFormState& state) {
     const Controls controls(state);
     std::vector<FormGroup> groups;
     if (!state.draft->isNew()) groups.push_back(accountGroup(controls, state));
-    if (state.draft->kind == AccountKind::Imap) groups.push_back(incomingGroup(controls, *state.draft));
+    if (state.draft->kind == AccountKind::Imap) groups.push_back(incomingGroup(controls, state));
+    if (state.draft->asksBrowser()) groups.push_back(signInGroup(controls, *state.draft));
     groups.push_back(outgoingGroup(controls, *state.draft));
     groups.push_back({.title = {}, .note = {}, .controls = {controls.progress()}});
     return groups;

@@ -6,13 +6,12 @@
 #include "Accounts/AccountChanges.h"
 #include "Accounts/AccountForm.h"
 #include "Accounts/AccountSecrets.h"
+#include "Accounts/SheetSecrets.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/RunLoop.h"
-#include "Keychain/Keychain.h"
 #include "MailEngine.h"
 #include "Models/ModelChanges.h"
 #include "Models/View.h"
-#include "Platform.h"
 #include "Text/Ascii.h"
 
 namespace qs {
@@ -45,6 +44,7 @@ private:
     void end() {
         *cancelled_ = true;
         check_.reset();
+        signIn_.reset();
         form_->groups.clear();
         form_->buttons.clear();
         state_.rebuild = nullptr;
@@ -85,6 +85,8 @@ private:
                 made.push_back(button("Set Up by Hand…", &AccountSheet::setUpByHand));
         } else {
             made.push_back(button(isNew ? "Add Account" : "Save", &AccountSheet::tryAndSave));
+            if (state_.draft->asksBrowser() && (tokens_ || !isNew))
+                made.push_back(button("Sign In Again…", &AccountSheet::signInAgain));
             if (mayGoUntried_) made.push_back(button(isNew ? "Add Anyway" : "Save Anyway", &AccountSheet::save));
             if (isNew) made.push_back(button("Back", &AccountSheet::goBack));
         }
@@ -99,6 +101,7 @@ private:
         if (!isBusy()) return close();
         *std::exchange(cancelled_, std::make_shared<std::atomic_bool>(false)) = true;
         check_.reset();
+        signIn_.reset();
         state_.progress.clear();
         show();
     }
@@ -150,15 +153,14 @@ private:
 
     void take(const FoundSettings& found) {
         hint_ = found.hint;
-        if (found.signIn == ProviderSignIn::Browser) {
-            state_.faults["address"] = found.hint + " This can't be done here yet.";
-            return show();
-        }
         state_.draft->takeSettings(found);
         const bool isWhole = found.incoming && found.outgoing;
-        if (isWhole && found.isTrusted && !state_.draft->incoming.password.empty()) return tryAndSave();
+        const bool canSignIn = state_.draft->signsInByBrowser ? !state_.draft->signIn.clientIdentifier.empty()
+                                                              : !state_.draft->incoming.password.empty();
+        if (isWhole && found.isTrusted && canSignIn) return tryAndSave();
         step_ = Step::Servers;
         message_ = !isWhole ? "Not all servers of this address could be found. Your provider tells what to enter here."
+                   : state_.draft->signsInByBrowser ? "These servers were found."
                    : found.isTrusted
                        ? "These servers were found. Please enter the password."
                        : "These servers were found, but they belong to another domain than your address. Please look "
@@ -172,7 +174,11 @@ private:
         const std::string_view address = trimmedAscii(state_.draft->address);
         const Provider* provider = ProviderTable::builtIn().forDomain(address.substr(address.rfind('@') + 1));
         FoundSettings found;
-        if (provider) found = {.incoming = provider->imap, .outgoing = provider->smtp};
+        if (provider)
+            found = {.incoming = provider->imap,
+                     .outgoing = provider->smtp,
+                     .signIn = provider->signIn,
+                     .browser = provider->browser};
         if (state_.draft->incoming.host.empty()) state_.draft->takeSettings(found);
         step_ = Step::Servers;
         show();
@@ -205,34 +211,60 @@ private:
             step_ = Step::Servers;
             return show();
         }
+        if (needsBrowser()) return signInByBrowser();
         const AccountRecord account = state_.draft->record();
-        const AccountRecord before = state_.draft->before;
-        const GivenSecrets typed{state_.draft->incoming.password, state_.draft->outgoing.password};
         elsewhere(
             "Signing in at the mail servers…",
-            [account, before, typed](const std::atomic_bool&) { return secretsFor(account, before, typed); },
+            [account, isNew = state_.draft->isNew(), given = given()](const std::atomic_bool&) {
+                return secretsFor(account, isNew, given);
+            },
             [account](AccountSheet& self, const Result<GivenSecrets>& secrets) { self.check(account, secrets); });
     }
 
-    // What was typed, else what the account has.
-    static Result<GivenSecrets> secretsFor(const AccountRecord& account, const AccountRecord& before,
-                                           const GivenSecrets& typed) {
-        GivenSecrets given = typed;
-        if (account.incoming && typed.incoming.empty() && !before.identifier.empty()) {
-            auto secret = account_secrets::secretFor(account, ServerSide::Incoming);
-            if (!secret) return failed(secret);
-            given.incoming = std::move(*secret);
+    SheetSecrets given() const {
+        SheetSecrets given{{state_.draft->incoming.password, state_.draft->outgoing.password}, {}};
+        if (state_.draft->asksBrowser()) {
+            given.typed.incoming.clear();
+            given.tokens = tokens_;
         }
-        if (!account.outgoing || !typed.outgoing.empty()) return given;
-        if (account.incoming && !account.hasOwnOutgoingPassword && account.outgoing->passwordCommand.empty()) {
-            given.outgoing = given.incoming;
-            return given;
-        }
-        if (before.identifier.empty()) return given;
-        auto secret = account_secrets::secretFor(account, ServerSide::Outgoing);
-        if (!secret) return failed(secret);
-        given.outgoing = std::move(*secret);
         return given;
+    }
+
+    // An account that is signed in already need not be asked again.
+    bool needsBrowser() const {
+        const AccountDraft& draft = *state_.draft;
+        return draft.asksBrowser() && !tokens_ &&
+               (draft.isNew() || draft.before.signIn != draft.record().signIn || !draft.clientSecret.empty());
+    }
+
+    void signInAgain() {
+        tokens_.reset();
+        if (!hasFaults(state_.draft->faults())) signInByBrowser();
+    }
+
+    void signInByBrowser() {
+        const AccountRecord account = state_.draft->record();
+        message_.clear();
+        auto started = BrowserSignIn::start(*account.signIn, std::string(trimmedAscii(state_.draft->clientSecret)),
+                                            account.incoming->user, [weak = weak_from_this()](const auto& tokens) {
+                                                if (const auto self = weak.lock()) self->signedIn(tokens);
+                                            });
+        if (!started) return signedIn(failed(started));
+        signIn_ = std::move(*started);
+        state_.progress = "Waiting for the sign-in in your browser…";
+        show();
+    }
+
+    void signedIn(const Result<MailTokens>& tokens) {
+        signIn_.reset();
+        state_.progress.clear();
+        if (tokens) {
+            tokens_ = *tokens;
+            return tryAndSave();
+        }
+        step_ = Step::Servers;
+        message_ = tokens.error().description;
+        show();
     }
 
     void check(const AccountRecord& account, const Result<GivenSecrets>& secrets) {
@@ -266,25 +298,9 @@ private:
         if (hasFaults(state_.draft->faults())) return;
         AccountRecord account = state_.draft->record();
         if (account.identifier.empty()) account.identifier = freshAccountIdentifier(engine_, account.mainAddress());
-        const GivenSecrets typed{state_.draft->incoming.password, state_.draft->outgoing.password};
         elsewhere(
-            "Saving…", [account, typed](const std::atomic_bool&) { return keepSecrets(account, typed); },
+            "Saving…", [account, given = given()](const std::atomic_bool&) { return keepSecrets(account, given); },
             [account](AccountSheet& self, const Result<void>& kept) { self.finish(account, kept); });
-    }
-
-    static Result<void> keepSecrets(const AccountRecord& account, const GivenSecrets& typed) {
-        const auto keep = [&](ServerSide side, const std::string& password) -> Result<void> {
-            if (password.empty()) return {};
-            auto kept = account_secrets::keep(account.identifier, side, password);
-            const auto keychain = Platform::current().keychain;
-            if (kept || !keychain || keychainError(kept.error()) != KeychainError::Locked || !keychain->unlock())
-                return kept;
-            return account_secrets::keep(account.identifier, side, password);
-        };
-        if (account.incoming)
-            if (auto kept = keep(ServerSide::Incoming, typed.incoming); !kept) return kept;
-        const bool isOwn = account.outgoing && (!account.incoming || account.hasOwnOutgoingPassword);
-        return isOwn ? keep(ServerSide::Outgoing, typed.outgoing) : Result<void>();
     }
 
     void finish(const AccountRecord& account, const Result<void>& kept) {
@@ -312,6 +328,8 @@ private:
     bool mayGoUntried_ = false;  // a test has failed, which may be for reasons that pass
     std::shared_ptr<std::atomic_bool> cancelled_ = std::make_shared<std::atomic_bool>(false);
     std::unique_ptr<AccountCheck> check_;
+    std::unique_ptr<BrowserSignIn> signIn_;
+    std::optional<MailTokens> tokens_;  // of a sign-in in this sheet
 };
 
 std::string AccountSheet::faultOfMaildirTree(const std::filesystem::path& folder, FileSystem& files) {

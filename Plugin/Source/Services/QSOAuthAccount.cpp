@@ -9,9 +9,7 @@
 #include "Platform.h"
 #include "Redirects/LoopbackRedirect.h"
 #include "Services/QSService.h"
-#include "Text/Base64.h"
-#include "Text/Digests.h"
-#include "Text/Escapes.h"
+#include "Text/ProofKey.h"
 #include "Workspace/Workspace.h"
 
 namespace qs {
@@ -19,25 +17,8 @@ namespace qs {
 namespace {
 
 constexpr int kMissingCredentials = 1, kMissingCode = 7;
-constexpr std::size_t kRandomBytes = 32;
 
 Error authError(int code, const char* text) { return {kServiceAuthErrorDomain, code, QSLocalizedString(text), {}}; }
-
-// Base64 for addresses, without padding (RFC 4648, section 5).
-std::string base64Url(std::string_view bytes) {
-    std::string text = base64EncodedString(bytes);
-    while (text.ends_with('='))
-        text.pop_back();
-    for (char& c : text)
-        c = c == '+' ? '-' : c == '/' ? '_' : c;
-    return text;
-}
-
-std::string randomWord() {
-    std::string word = base64Url(randomDataWithBytes(kRandomBytes));
-    DDLog::maskSecret(word);
-    return word;
-}
 
 AFOAuth2Manager managerFor(const QSOAuthProvider& provider) {
     AFOAuth2Manager manager(provider.tokenBase, provider.clientID, provider.clientSecret);
@@ -70,7 +51,7 @@ Result<void> QSOAuthAccount::openPage() {
     verifier_.reset();
     if (provider.takesProof) {
         verifier_ = randomWord();
-        page += "&code_challenge=" + base64Url(SHA256Digest(*verifier_)) + "&code_challenge_method=S256";
+        page += "&code_challenge=" + codeChallenge(*verifier_) + "&code_challenge_method=S256";
     }
     auto opened = workspace->openURL(page);
     if (opened) service->setLinking(true);

@@ -6,6 +6,7 @@
 #include "AccountBook.h"
 #include "Accounts/AccountSheet.h"
 #include "ComposeWindow.h"
+#include "Http/HttpClient.h"
 #include "Keychain/Keychain.h"
 #include "MailEngine.h"
 #include "Models/Form.h"
@@ -14,6 +15,9 @@
 #include "PreferencesWindow.h"
 #include "Support/DovecotServer.h"
 #include "Support/RecordingSmtpServer.h"
+#include "Support/RecordingWorkspace.h"
+#include "Support/ScriptedWebServer.h"
+#include "Text/Url.h"
 #include "WindowJourney.h"
 
 namespace qs {
@@ -31,6 +35,8 @@ protected:
     void begin(TemporaryHostOptions options = {.noAccounts = true}) {
         options.preparePlatform = [this](Platform& platform) {
             platform.keychain = Keychain::vault({.folder = place_ / "Keychain", .key = {}, .files = nullptr});
+            platform.workspace = workspace_;
+            if (!platform.http) platform.http = HttpClient::make({});
         };
         start(std::move(options));
     }
@@ -80,6 +86,7 @@ protected:
     }
 
     TemporaryFolder place_;
+    const std::shared_ptr<RecordingWorkspace> workspace_ = std::make_shared<RecordingWorkspace>();
 };
 
 TEST_F(AccountSheetTest, IsOfferedWhereThereIsNoAccountAndAsksForWhatIsMissing) {
@@ -92,7 +99,9 @@ TEST_F(AccountSheetTest, IsOfferedWhereThereIsNoAccountAndAsksForWhatIsMissing) 
     EXPECT_THAT(errorAt("address"), HasSubstr("no mail address"));
     enter("address", "ada@outlook.com");
     press("Continue");
-    EXPECT_THAT(errorAt("address"), HasSubstr("browser")) << "what can't be done is said before anything is tried";
+    EXPECT_THAT(sheet()->message, HasSubstr("only by a sign-in in the browser"));
+    press("Add Account");
+    EXPECT_THAT(errorAt("clientIdentifier"), HasSubstr("client ID")) << "what is missing is said before anything opens";
     press("Cancel");
     EXPECT_EQ(sheet(), nullptr);
     EXPECT_TRUE(choose("File", "Add Account…"));
@@ -148,6 +157,65 @@ TEST_F(AccountSheetTest, AnAccountByHandIsTriedAtTheServersAndSaved) {
     window->update({.account = account.identifier + "/countess@example.org"});
     EXPECT_EQ(window->sender(), account.identifier + "/countess@example.org");
     EXPECT_EQ(window->accountIdentifier(), account.identifier);
+}
+
+// The provider is a web server and a real IMAP server that asks it about each token.
+TEST_F(AccountSheetTest, AnAccountSignsInInTheBrowserAndIsFetchedAndSentFromWithItsTokens) {
+    ScriptedWebServer provider([](const WebRequest& request) -> WebAnswer {
+        if (request.path == "/token")
+            return {.body = R"({"access_token": "engine", "refresh_token": "lasting", "expires_in": 3600})"};
+        if (request.header("Authorization") == "Bearer engine") return {.body = R"({"email": "ada"})"};
+        return {.status = 401, .body = "{}"};
+    });
+    TemporaryFolder settings;
+    DovecotServer imap(
+        {.settings = "auth_mechanisms = plain xoauth2\npassdb {\n  driver = oauth2\n  mechanisms = xoauth2\n"
+                     "  args = " +
+                     settings
+                         .write("oauth2", "introspection_mode = auth\nusername_attribute = email\n"
+                                          "introspection_url = " +
+                                              provider.url("/who") + "\n")
+                         .string() +
+                     "\n}\n"});
+    fs::permissions(settings.path(), fs::perms::all);
+    imap.deliver("ada", "From: ben@example.net\r\nSubject: From afar\r\n\r\nText.\r\n");
+    RecordingSmtpServer smtp({.offersAuthentication = true});
+    begin();
+    enter("address", "ada@example.org");
+    press("Set Up by Hand…");
+    enterServer("incoming", imap.port());
+    enterServer("outgoing", smtp.port());
+    enter("signsIn", true);
+    enter("clientIdentifier", "the client");
+    enter("authorizePage", "http://example.org/authorize");
+    enter("tokenAddress", provider.url("/token"));
+    press("Add Account");
+    EXPECT_THAT(errorAt("authorizePage"), HasSubstr("https://")) << "a code must not cross the net in the open";
+    enter("authorizePage", "https://example.org/authorize");
+    press("Add Account");
+    ASSERT_THAT(workspace_->openedUrls, SizeIs(1));
+    const std::string page = workspace_->openedUrls[0];
+    auto asked = queryFields(page.substr(page.find('?') + 1));
+    Platform::current().http->send({.url = asked["redirect_uri"] + "/?code=one&state=" + asked["state"]},
+                                   [](const auto& answer) { EXPECT_TRUE(answer); });
+    host->settle();
+    ASSERT_EQ(sheet(), nullptr) << sheet()->message << errorAt("incomingUser") << errorAt("incomingHost") << imap.log();
+    ASSERT_THAT(book().all(), SizeIs(1));
+    const AccountRecord account = book().all()[0];
+    EXPECT_EQ(account.signIn->clientIdentifier, "the client");
+    EXPECT_EQ(FileSystem::real().read(host->dataFolder() / "Accounts.plist")->find("lasting"), std::string::npos);
+    EXPECT_THAT(subjectsOf(account.identifier, MailboxKind::Inbox), ElementsAre("From afar"));
+    host->composeAndSend(account.identifier, "ben@example.net", "Hello", "Text.");
+    ASSERT_THAT(smtp.received(), SizeIs(1));
+    EXPECT_EQ(smtp.received()[0].password, "engine");
+
+    show(account.identifier);
+    pressInPane("changeAccount");
+    enter("displayName", "Work");
+    press("Save");
+    EXPECT_EQ(sheet(), nullptr);
+    EXPECT_THAT(workspace_->openedUrls, SizeIs(1)) << "who is signed in is not asked again";
+    EXPECT_EQ(book().find(account.identifier)->signIn, account.signIn);
 }
 
 TEST_F(AccountSheetTest, WhatCannotBeReachedNowCanBeAddedAllTheSame) {
