@@ -254,9 +254,16 @@ bool MirrorState::knows(std::int64_t mailbox, std::uint32_t uid) {
                               {mailbox, std::int64_t{uid}}) != 0;
 }
 
-void MirrorState::forgetMessages(std::int64_t mailbox) {
+void MirrorState::countAnew(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages) {
     const std::lock_guard hold(lock_);
-    database_->run("DELETE FROM messages WHERE mailbox = ?", {mailbox});
+    Transaction transaction(*database_);
+    database_->run("DELETE FROM messages WHERE mailbox = ?", {mailbox.number});
+    database_->run(
+        "UPDATE mailboxes SET uid_validity = ?, uid_next = ?, mod_seq = ? WHERE number = ?",
+        {std::int64_t{mailbox.uidValidity}, std::int64_t{mailbox.uidNext}, number(mailbox.modSeq), mailbox.number});
+    for (const MirroredMessage& each : messages)
+        put(*database_, mailbox.number, each);
+    transaction.commit();
 }
 
 void MirrorState::noteRemovals(const std::vector<Removal>& removals) {

@@ -96,7 +96,8 @@ public:
                 const std::vector<std::uint32_t>& forget);
     // A message that is now known under another uid, of another mailbox perhaps.
     void moveMessage(std::int64_t from, std::uint32_t uid, std::int64_t to, const MirroredMessage& there);
-    void forgetMessages(std::int64_t mailbox);  // all of it
+    // The server counts the mailbox anew, as `mailbox` says: its messages are now these. All or nothing.
+    void countAnew(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages);
 
     void noteRemovals(const std::vector<Removal>& removals);
     bool isRemoved(std::string_view name);

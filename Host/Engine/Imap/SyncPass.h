@@ -78,6 +78,8 @@ private:
         std::map<std::uint32_t, int> flags;  // that they have there, until they are listed
         std::uint32_t uidNext = 0;           // once they are
         std::uint64_t modSeq = 0;
+        // The server counts it anew, and these were its messages: kept until they are known again.
+        std::optional<std::vector<MirroredMessage>> before;
         bool isPulled = false;   // else nothing is done to it
         bool isAwaited = false;  // removed here, but messages are still to be moved out of it
     };
@@ -114,11 +116,12 @@ private:
     Result<void> apply(const MirroredMailbox& mailbox, const PullPlan& plan);
     // Those of the new messages that are here already are bound to their files and taken off the list.
     Result<void> recognise(Work& work, const std::map<std::uint32_t, int>& flags);
+    void bind(Work& work, const std::vector<MirroredMessage>& bound);
     struct Candidate {
         std::string name, headerDigest, messageID;
         std::uint64_t size = 0;
     };
-    Result<std::vector<Candidate>> candidates(const Work& work);
+    Result<std::vector<Candidate>> candidates(const Work& work, std::set<std::string> known);
     void endDoubtfulUploads(const MirroredMailbox& mailbox);
     Result<std::map<std::uint32_t, std::string>> match(const Work& work, const std::vector<Candidate>& candidates);
 

@@ -59,15 +59,14 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
     const auto selection = parts_.line.select(ImapMailboxName::fromWire(mailbox.serverName), before);
     if (!selection) return failed(selection);
     selected_ = mailbox.serverName;
+    auto known = parts_.state.messages(mailbox.number);
     if (selection->uidValidity != mailbox.uidValidity) {
         if (mailbox.uidValidity != 0)
             logWarning("the server counts the messages of “" + mailbox.folder + "” of " + parts_.account + " anew");
-        parts_.state.forgetMessages(mailbox.number);
         mailbox.uidValidity = selection->uidValidity;
         mailbox.modSeq = mailbox.uidNext = 0;
-        mailbox = parts_.state.putMailbox(mailbox);
+        work.before = std::exchange(known, {});
     }
-    const auto known = parts_.state.messages(mailbox.number);
     auto view = look(work, known, *selection);
     if (!view) return failed(view);
     // A file that is renamed during the look would otherwise seem to be lost.
@@ -77,10 +76,15 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
     PullPlan plan = planPull(known, *view, **here);
     if (auto applied = apply(mailbox, plan); !applied) return applied;
     work.arrived = std::move(plan.arrived);
+    const bool isCountedAnew = work.before.has_value();
     if (auto recognised = recognise(work, view->flags); !recognised) {
         work.arrived.clear();
         return recognised;
     }
+    // What was known again has flags that both sides agreed on before; what became of these since is seen now.
+    if (isCountedAnew)
+        if (auto applied = apply(mailbox, planPull(parts_.state.messages(mailbox.number), *view, **here)); !applied)
+            return applied;
     work.flags = std::move(view->flags);
     work.uidNext = selection->uidNext;
     work.modSeq = selection->highestModSeq;
@@ -141,9 +145,15 @@ Result<void> SyncPass::apply(const MirroredMailbox& mailbox, const PullPlan& pla
 
 Result<void> SyncPass::recognise(Work& work, const std::map<std::uint32_t, int>& flags) {
     const MirroredMailbox& mailbox = work.mailbox;
+    std::map<std::string, int> agreed;
+    for (const MirroredMessage& message : work.before.value_or(std::vector<MirroredMessage>()))
+        agreed[message.name] = message.flags;
     std::vector<MirroredMessage> bound;
-    const auto bind = [&](std::uint32_t uid, const std::string& name) {
-        bound.push_back({uid, name, flags.contains(uid) ? flags.at(uid) : 0});
+    std::set<std::string> known;
+    const auto find = [&](std::uint32_t uid, const std::string& name) {
+        const int there = flags.contains(uid) ? flags.at(uid) : 0;
+        bound.push_back({uid, name, agreed.contains(name) ? agreed.at(name) : there});
+        known.insert(name);
     };
     std::set<std::string> removed;
     for (const MirrorState::Removal& removal : parts_.state.removals())
@@ -153,24 +163,21 @@ Result<void> SyncPass::recognise(Work& work, const std::map<std::uint32_t, int>&
         const std::string name = mirroredName(mailbox, uid);
         const auto folders = tree_.foldersWith(name);
         if (!folders) return failed(folders);
-        if ((!folders->empty() || removed.contains(name)) && parts_.state.mailboxesWith(name).empty()) bind(uid, name);
+        if ((!folders->empty() || removed.contains(name)) && parts_.state.mailboxesWith(name).empty()) find(uid, name);
     }
-    const auto takeBound = [&] {
-        parts_.state.change(mailbox.number, bound, {});
-        std::set<std::uint32_t> uids;
-        for (const MirroredMessage& message : bound)
-            uids.insert(message.uid);
-        std::erase_if(work.arrived, [&](std::uint32_t uid) { return uids.contains(uid); });
-        bound.clear();
-    };
-    takeBound();
-    const auto possible = candidates(work);
+    std::erase_if(work.arrived, [&](std::uint32_t uid) { return known.contains(mirroredName(mailbox, uid)); });
+    const auto possible = candidates(work, known);
     if (!possible) return failed(possible);
     const auto matched = match(work, *possible);
     if (!matched) return failed(matched);
     for (const auto& [uid, name] : *matched)
-        bind(uid, name);
-    takeBound();
+        find(uid, name);
+    std::erase_if(work.arrived, [&](std::uint32_t uid) { return matched->contains(uid); });
+    if (work.before)
+        parts_.state.countAnew(mailbox, bound);
+    else
+        parts_.state.change(mailbox.number, bound, {});
+    work.before.reset();
     endDoubtfulUploads(mailbox);
     return {};
 }
@@ -184,20 +191,29 @@ void SyncPass::endDoubtfulUploads(const MirroredMailbox& mailbox) {
 }
 
 // What is here, or was when it was uploaded, and has no uid in this mailbox.
-Result<std::vector<SyncPass::Candidate>> SyncPass::candidates(const Work& work) {
+Result<std::vector<SyncPass::Candidate>> SyncPass::candidates(const Work& work, std::set<std::string> known) {
     const MirroredMailbox& mailbox = work.mailbox;
     std::vector<Candidate> all;
     if (work.arrived.empty()) return all;
-    std::set<std::string> known;
-    for (const MirroredMessage& message : parts_.state.messages(mailbox.number))
-        known.insert(message.name);
+    if (!work.before)
+        for (const MirroredMessage& message : parts_.state.messages(mailbox.number))
+            known.insert(message.name);
     for (const Upload& upload : parts_.state.uploads(mailbox.folder))
         if (known.insert(upload.name).second) all.push_back({upload.name, upload.headerDigest, {}, upload.size});
     const auto here = tree_.messagesIn(mailbox.folder);
     if (!here) return failed(here);
-    for (const auto& [name, flags] : **here) {
+    std::map<std::string, std::string> folderOf;
+    for (const auto& [name, flags] : **here)
+        folderOf[name] = mailbox.folder;
+    // Moved elsewhere since, of which a server that counts anew knows nothing yet.
+    for (const MirroredMessage& message : work.before.value_or(std::vector<MirroredMessage>())) {
+        const auto folders = tree_.foldersWith(message.name);
+        if (!folders) return failed(folders);
+        if (!folders->empty()) folderOf.emplace(message.name, folders->front());
+    }
+    for (const auto& [name, folder] : folderOf) {
         if (known.contains(name)) continue;
-        const auto file = tree_.read(mailbox.folder, name);
+        const auto file = tree_.read(folder, name);
         if (!file) continue;  // gone meanwhile
         const std::string messageID =
             mailbox.folder == kSent

@@ -134,6 +134,12 @@ TEST_F(SyncTest, OurFlagsHoldAndNothingThatIsMovedGetsLost) {
     EXPECT_THAT(engine_->takeNotices(), Contains(HasSubstr("deleted at the server while it was moved")));
 }
 
+// The server forgets all numbers of the inbox; while it stands still.
+void countAnew(const DovecotServer& server) {
+    for (const auto& each : std::filesystem::directory_iterator(server.maildir("ada")))
+        if (each.path().filename().string().starts_with("dovecot")) std::filesystem::remove(each.path());
+}
+
 TEST_F(SyncTest, KnowsItsMessagesAgainWhenTheServerCountsAnew) {
     deliver("one", "INBOX", "S");
     deliver("two");
@@ -141,9 +147,7 @@ TEST_F(SyncTest, KnowsItsMessagesAgainWhenTheServerCountsAnew) {
     proxy_->goDown();
     server_->stop();
     flag("INBOX", "two", {.flagged = true});
-    std::filesystem::remove(server_->maildir("ada") / "dovecot-uidlist");
-    for (const auto& each : std::filesystem::directory_iterator(server_->maildir("ada")))
-        if (each.path().filename().string().starts_with("dovecot")) std::filesystem::remove(each.path());
+    countAnew(*server_);
     deliver("three");
     server_->restart();
     proxy_->letPass();
@@ -152,6 +156,47 @@ TEST_F(SyncTest, KnowsItsMessagesAgainWhenTheServerCountsAnew) {
     EXPECT_THAT(log_.messages(), Contains(HasSubstr("counts the messages of")));
     expectBoth("INBOX", {"one S", "three", "two F"});
     EXPECT_EQ(id("INBOX", "one"), idBefore) << "it was fetched again";
+}
+
+TEST_F(SyncTest, WhatWasDoneOfflineOutlivesThatTheServerCountsAnew) {
+    start();
+    std::size_t messages = 0;
+    // Cut off at any place while it finds its way, it goes on there.
+    for (unsigned cut = 0; cut < 3500; cut += cut == 0 ? 1 : 500) {
+        const std::string tag = std::to_string(cut);
+        SCOPED_TRACE("cut after " + tag);
+        proxy_->letPass();
+        deliver("a" + tag, "INBOX");
+        deliver("b" + tag, "INBOX");
+        deliver("c" + tag, "INBOX", "F");
+        syncAll();
+        proxy_->goDown();
+        move("a" + tag, "INBOX", "Archive");
+        flag("INBOX", "b" + tag, {.answered = true});
+        add("INBOX", "d" + tag);
+        ASSERT_TRUE(other().store(uid("INBOX", "b" + tag), ImapChange::Add, {"\\Seen"}));
+        ASSERT_TRUE(other().store(uid("INBOX", "c" + tag), ImapChange::Remove, {"\\Flagged"}));
+        other_.reset();
+        server_->stop();
+        countAnew(*server_);
+        server_->restart();
+        proxy_->letPass();
+        if (cut > 1) proxy_->cutAfterReceived(cut);
+        engine_->sync().syncNow({});
+        settle();
+        proxy_->letPass();
+        loop_->advance(4000);
+        syncAll();
+        EXPECT_EQ(here("INBOX"), there("INBOX"));
+        EXPECT_EQ(here("Archive"), there("Archive"));
+        const Lines inbox = here("INBOX");
+        EXPECT_EQ(std::count(inbox.begin(), inbox.end(), "b" + tag + " SR"), 1);
+        EXPECT_EQ(std::count(inbox.begin(), inbox.end(), "c" + tag), 1);
+        EXPECT_EQ(std::count(inbox.begin(), inbox.end(), "d" + tag), 1);
+        EXPECT_THAT(here("Archive"), Contains("a" + tag));
+        EXPECT_EQ(inbox.size() + here("Archive").size(), messages += 4);
+        if (HasFailure()) break;
+    }
 }
 
 TEST_F(SyncTest, FetchesAgainWhatMerelyVanished) {
