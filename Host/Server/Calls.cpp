@@ -2,6 +2,10 @@
 
 #include <boost/json.hpp>
 
+#include "Display/Sanitizer.h"
+#include "ModelJson.h"
+#include "Models/Form.h"
+
 namespace qs {
 
 namespace json = boost::json;
@@ -78,6 +82,13 @@ std::vector<std::string> texts(const json::object& arguments, std::string_view n
         result.emplace_back(value.get_string());
     }
     return result;
+}
+
+Value valueFor(const FormControl& control, const json::object& arguments) {
+    const json::value* value = arguments.if_contains("value");
+    Value entered = value ? fromJson(*value) : Value();
+    if (control.kind != FormControl::Kind::RichText) return entered;
+    return sanitizeHtml(entered.stringValue(), {.keepRemotePictures = true}).html;
 }
 
 }  // namespace arguments

@@ -17,6 +17,7 @@ namespace qs {
 
 class MailApplication;
 class Menu;
+struct FormControl;
 
 // Ends a call with a sentence for the person.
 class CallRefused : public std::runtime_error {
@@ -48,6 +49,8 @@ bool flag(const boost::json::object& arguments, std::string_view name);
 std::vector<std::int64_t> ids(const boost::json::object& arguments, std::string_view name = "ids");  // at most 10,000
 std::vector<std::string> texts(const boost::json::object& arguments, std::string_view name);
 bool has(const boost::json::object& arguments, std::string_view name);
+// "value": what the person entered into the control, nil without it. Rich text comes out safe.
+Value valueFor(const FormControl& control, const boost::json::object& arguments);
 }  // namespace arguments
 
 // Refuses the call with the error's sentence.

@@ -59,8 +59,7 @@ json::value setControl(CallContext& context, const json::object& args) {
         if (each.identifier != row || !each.row) continue;
         for (auto& control : each.row->controls) {
             if (control.id != id || !control.enabled) continue;
-            const json::value* value = args.if_contains("value");
-            control.value = value ? fromJson(*value) : Value();
+            control.value = arguments::valueFor(control, args);
             // The handler may rebuild the row.
             if (auto onChange = control.onChange) onChange(Value(control.value));
             noteModelChange();

@@ -67,8 +67,7 @@ json::value setControl(CallContext& context, const json::object& args) {
     const OpenForm open = openForm(context, args);
     FormControl* control = open.form->control(arguments::text(args, "control"));
     if (!control || !control->enabled) throw CallRefused("That can't be changed right now.");
-    const json::value* value = args.if_contains("value");
-    control->value = value ? fromJson(*value) : Value();
+    control->value = arguments::valueFor(*control, args);
     if (auto onChange = control->onChange) onChange(Value(control->value));
     noteModelChange();
     return nullptr;
@@ -119,9 +118,11 @@ void addDialogCalls(CallTable& table) {
         return nullptr;
     };
     table["preferences.set"] = [](CallContext& context, const json::object& args) -> json::value {
-        const json::value* value = args.if_contains("value");
-        context.application.preferences().setValue(arguments::text(args, "control"),
-                                                   value ? fromJson(*value) : Value());
+        auto& preferences = context.application.preferences();
+        const std::string id = arguments::text(args, "control");
+        const auto form = preferences.form();
+        if (const FormControl* control = form ? form->control(id) : nullptr)
+            preferences.setValue(id, arguments::valueFor(*control, args));
         return nullptr;
     };
     table["preferences.close"] = [](CallContext& context, const json::object&) -> json::value {

@@ -70,8 +70,7 @@ json::value setControlOfItem(CallContext& context, const json::object& args) {
     const auto form = itemOf(menu, args)->form();
     FormControl* control = form ? form->control(arguments::text(args, "control")) : nullptr;
     if (!control || !control->enabled) throw CallRefused("That can't be changed right now.");
-    const json::value* value = args.if_contains("value");
-    control->value = value ? fromJson(*value) : Value();
+    control->value = arguments::valueFor(*control, args);
     if (const auto onChange = control->onChange) onChange(Value(control->value));
     noteModelChange();
     return shown(context, menu);

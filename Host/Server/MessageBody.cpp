@@ -10,6 +10,7 @@
 #include "MailApplication.h"
 #include "MailEngine.h"
 #include "MailLibrary.h"
+#include "MessageDocument.h"
 #include "Mime/Addresses.h"
 #include "Mime/MimeMessage.h"
 #include "ResourceProxy.h"
@@ -32,18 +33,6 @@ std::string inlinePicture(const MimeMessage& message, std::string_view contentID
         return content ? dataUrl(part.mimeType, *content) : std::string();
     }
     return {};
-}
-
-// As plug-ins want it displayed.
-std::shared_ptr<WebDocument> displayedDocument(std::string html) {
-    auto document = std::make_shared<WebDocument>();
-    try {
-        web_document::setHtml(*document, html);
-    } catch (const std::exception&) {
-        logCaughtException("A plug-in could not look at a message's text");
-        document->html = std::move(html);
-    }
-    return document;
 }
 
 SanitizerOptions optionsFor(const MimeMessage& message) {

@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kKindNames[] = {"text",      "textField", "secret",   "number",    "checkBox", "popUp",
                                       "segmented", "radio",     "dateTime", "timeOfDay", "shortcut", "textList",
-                                      "list",      "table",     "button",   "separator"};
+                                      "tokens",    "richText",  "list",     "table",     "button",   "separator"};
 
 json::array factsJson(const std::vector<FormFact>& facts) {
     json::array array;
@@ -56,6 +56,7 @@ json::object menuItemJson(MailApplication& application, MenuItem& item, const st
     }
     if (!item.toolTip().empty()) result["toolTip"] = item.toolTip();
     if (!item.imageName().empty()) result["image"] = item.imageName();
+    if (item.indentationLevel()) result["indentation"] = item.indentationLevel();
     if (item.submenu()) result["submenu"] = menuJson(application, *item.submenu(), path + ".");
     return result;
 }
@@ -203,6 +204,7 @@ json::value formJson(const FormModel& form) {
                         {"buttons", std::move(buttons)}};
     if (!form.message.empty()) result["message"] = form.message;
     if (form.refusals) result["refusals"] = form.refusals;
+    if (!form.shownGroup.empty()) result["shownGroup"] = form.shownGroup;
     return result;
 }
 

@@ -22,6 +22,8 @@ namespace json = boost::json;
 
 namespace {
 
+constexpr std::size_t kLargestSelection = 4 * 1024 * 1024;
+
 json::value pressBanner(CallContext& context, const json::object& args) {
     const std::string id = arguments::text(args, "button");
     const auto& banners = context.application.viewer().banners();
@@ -113,6 +115,12 @@ void addViewerCalls(CallTable& table) {
     };
     table["list.open"] = [](CallContext& context, const json::object& args) -> json::value {
         context.application.viewer().setOpen(arguments::number(args, "id"), arguments::flag(args, "open"));
+        return nullptr;
+    };
+    table["message.selectText"] = [](CallContext& context, const json::object& args) -> json::value {
+        std::string html = arguments::text(args, "html");
+        if (html.size() > kLargestSelection) throw CallRefused("That is too much text to be taken as a part.");
+        context.application.viewer().setSelectedText(arguments::number(args, "id"), std::move(html));
         return nullptr;
     };
     table["list.search"] = [](CallContext& context, const json::object& args) -> json::value {

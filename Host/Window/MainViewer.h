@@ -55,6 +55,10 @@ public:
     // The one that is read: null unless exactly one row is selected. Of a conversation the first unread message, else
     // the newest, or what was chosen in it.
     virtual MessageRef selectedMessage() const = 0;
+    // What the person has selected in the text of the message that is read, as markup of the page; empty for nothing.
+    // What was told about another message than the one that is read now counts for nothing.
+    virtual void setSelectedText(std::int64_t message, std::string html) = 0;
+    virtual std::string selectedText() const = 0;
     // The strips above the message; null until one was shown.
     virtual const std::shared_ptr<BannerContainerViewController>& banners() const = 0;
     // The message's head; null likewise.

@@ -9,6 +9,7 @@
 #include "Platform.h"
 #include "Responders.h"
 #include "ViewerObject.h"
+#include "ViewerPane.h"
 #include "ViewerToolbar.h"
 
 namespace qs {
@@ -93,6 +94,8 @@ void ViewerObject::defineClasses() {
     addActions(cls);
     addTable(cls);
     addViewerToolbar(cls);
+    cls.add(message_viewer::viewingPaneViewController, [](HostObject& self) { return viewer(self).viewingPane(); });
+    defineViewingPaneClasses(registry);
     registry.define("SingleMessageViewer", &cls)
         .addClassMethod(single_message_viewer::viewerForMessage,
                         [](Class&, const MessageRef& message, bool, bool, const std::shared_ptr<HostObject>&) {

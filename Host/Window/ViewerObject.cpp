@@ -14,6 +14,7 @@
 #include "Platform.h"
 #include "Viewer/Banner.h"
 #include "Viewer/HeaderView.h"
+#include "ViewerPane.h"
 
 namespace qs {
 namespace {
@@ -59,6 +60,7 @@ void ViewerObject::makeTable() {
     const auto self = std::static_pointer_cast<ViewerObject>(shared_from_this());
     tableManager_ = std::make_shared<ViewerTableManager>(self);
     if (osMinor() == 11) listController_ = std::make_shared<MessageListController>("MessageListController");
+    pane_ = makeViewingPane(self, library());
 }
 
 void ViewerObject::beginWith(const Message& message) {

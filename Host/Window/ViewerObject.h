@@ -12,6 +12,7 @@
 namespace qs {
 
 class MailApplicationObject;
+class ViewingPaneViewController;
 
 class ViewerObject : public MainViewer {
 public:
@@ -40,6 +41,12 @@ public:
     const std::vector<std::int64_t>& selectedIDs() const override { return chosen_; }
     void selectIDs(std::vector<std::int64_t> ids) override;
     MessageRef selectedMessage() const override;
+    void setSelectedText(std::int64_t message, std::string html) override {
+        selectedText_ = {message, std::move(html)};
+    }
+    std::string selectedText() const override {
+        return selectedText_.first == readID() ? selectedText_.second : std::string();
+    }
     const std::shared_ptr<BannerContainerViewController>& banners() const override { return banners_; }
     const std::shared_ptr<HeaderViewController>& header() const override { return header_; }
     std::vector<ViewerRow> conversation() override;
@@ -61,6 +68,7 @@ public:
     // The table, as a plug-in knows it.
     std::shared_ptr<TableViewManager> tableManager() const { return tableManager_; }
     std::shared_ptr<MessageListController> messageListController() const { return listController_; }  // OS minor 11
+    std::shared_ptr<ViewingPaneViewController> viewingPane() const { return pane_; }
     int selectedRow();
     void reloadData();
     void selectRow(int row, bool byExtendingSelection);
@@ -130,6 +138,8 @@ private:
     std::shared_ptr<BannerContainerViewController> banners_;
     std::shared_ptr<HeaderViewController> header_;
     std::shared_ptr<MessageListController> listController_;
+    std::shared_ptr<ViewingPaneViewController> pane_;
+    std::pair<std::int64_t, std::string> selectedText_;  // of which message
     mutable MessageRows rows_;
     std::string mailbox_;                 // identifier; empty: all of them
     std::vector<std::int64_t> chosen_;    // rows of the list

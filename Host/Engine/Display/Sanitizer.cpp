@@ -229,6 +229,7 @@ private:
         if (!data.empty()) return node.setAttribute("src", data);
         if (id.empty() && isRemoteAddress(value)) {
             const std::string address = safeRemotePicture(value);
+            if (options_.keepRemotePictures && !address.empty()) return node.setAttribute("src", address);
             const bool isAsked = !address.empty() && options_.remotePicture;
             const std::string picture = safePictureData(isAsked ? options_.remotePicture(address) : std::string());
             if (!picture.empty()) return node.setAttribute("src", picture);

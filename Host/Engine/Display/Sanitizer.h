@@ -13,6 +13,8 @@ struct SanitizerOptions {
     std::function<std::string(std::string_view contentID)> inlinePicture;
     // Gives the address (a data URL) that stands in for a picture on the web; empty leaves it out and counts it.
     std::function<std::string(std::string_view address)> remotePicture;
+    // Leaves addresses of pictures on the web as they are, for a text that is handed on and not shown.
+    bool keepRemotePictures = false;
     bool keepQuotes = true;
 };
 

@@ -7,6 +7,7 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Foundation/NotificationCenter.h"
+#include "Library/LibraryBody.h"
 #include "Library/LibraryCore.h"
 #include "Mail/MessageColor.h"
 #include "Maildir/FolderName.h"
@@ -88,6 +89,7 @@ void defineLibraryClasses(ClassRegistry& registry) {
         registry.define(name);
     defineMessageClass(registry);
     defineMailboxClass(registry);
+    defineBodyClasses(registry);
     Class& store = registry.define("MFLibraryStore");
     const auto own = [](HostObject& self, const MessageList& added, const MessageList&, bool duringOpen, unsigned) {
         announceNewMail(self, added, duringOpen);
@@ -256,14 +258,25 @@ MessageSummary LibraryMessage::details() const {
     return std::move(*found);
 }
 
+std::filesystem::path LibraryMessage::fileOutside() const {
+    const std::lock_guard hold(lock_);
+    return fileOutside_;
+}
+
+std::optional<std::string> LibraryMessage::content() const {
+    const auto library = library_.lock();
+    if (!library) return {};
+    auto content = library->content(id_);
+    if (const auto outside = fileOutside(); !content && !outside.empty()) content = library->files().read(outside);
+    if (content) return std::move(*content);
+    logDebug("a message can't be read: " + content.error().description);
+    return {};
+}
+
 std::shared_ptr<MessageHeaders> LibraryMessage::headers() const {
     const auto library = library_.lock();
     if (!library) return nullptr;
-    std::filesystem::path outside;
-    {
-        const std::lock_guard hold(lock_);
-        outside = fileOutside_;
-    }
+    const std::filesystem::path outside = fileOutside();
     const auto start = [&](std::size_t limit) {
         auto content = library->contentStart(id_, limit);
         return content || outside.empty() ? content : library->files().readStart(outside, limit);

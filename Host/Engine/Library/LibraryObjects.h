@@ -118,6 +118,8 @@ public:
     int numberOfAttachments() const override { return details().attachments; }
     std::string snippet() const override { return details().snippet; }
 
+    std::optional<std::string> content() const;  // all of it; nothing when it is gone
+
     // For the library.
     void setFlags(int packedFlags) { flags_ = packedFlags; }
     void keepDetails(MessageSummary details) const;
@@ -126,6 +128,7 @@ public:
 
 private:
     MessageSummary details() const;
+    std::filesystem::path fileOutside() const;
 
     const std::int64_t id_;
     const std::shared_ptr<LibraryMailbox> mailbox_;

@@ -43,6 +43,8 @@ struct FormControl {
         TimeOfDay,  // date of which hour and minute count, in the default time zone
         Shortcut,   // dictionary: key combination ("characters", "modifierFlags")
         TextList,   // array of strings
+        Tokens,     // array of strings, each a small label; options are what can be completed
+        RichText,   // HTML of a text that is edited; what comes from the page is made safe before onChange
         List,       // options as rows with pictures; the value is the array of those that are selected
         Table,      // options as rows to read; onChange is the click on a row's button and gets the row's value
         Button,     // no value; onChange is the click
@@ -84,6 +86,7 @@ struct FormModel {
     // A sheet that is shown anew, by another identifier, with more of them than before shakes its head: what was
     // entered was not accepted.
     int refusals = 0;
+    std::string shownGroup = {};  // the title of a group that is brought into sight; empty: none
 
     FormControl* control(std::string_view id);  // null for none
 };

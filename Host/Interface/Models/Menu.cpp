@@ -47,6 +47,7 @@ void MenuItem::setHidden(bool hidden) { change(hidden_, hidden); }
 void MenuItem::setEnabled(bool enabled) { change(enabled_, std::optional(enabled)); }
 void MenuItem::setHeading(bool heading) { change(heading_, heading); }
 void MenuItem::setForm(std::shared_ptr<FormModel> form) { change(form_, std::move(form)); }
+void MenuItem::setIndentationLevel(int level) { change(indentation_, std::clamp(level, 0, 15)); }
 void MenuItem::setToolTip(std::string toolTip) { change(toolTip_, std::move(toolTip)); }
 void MenuItem::setImageName(std::string name) { change(imageName_, std::move(name)); }
 void MenuItem::setRepresentedObject(std::shared_ptr<HostObject> object) { representedObject_ = std::move(object); }

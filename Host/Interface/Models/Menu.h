@@ -59,6 +59,9 @@ public:
     // Stands over what follows and cannot be chosen.
     bool isHeading() const { return heading_; }
     void setHeading(bool heading);
+    // How far the title is set in, below a heading that it belongs to: 0 to 15.
+    int indentationLevel() const { return indentation_; }
+    void setIndentationLevel(int level);
     // What the menu shows in place of the title; null for none. The menu stays open while it is filled in.
     std::shared_ptr<FormModel> form() const { return form_; }
     void setForm(std::shared_ptr<FormModel> form);
@@ -72,7 +75,7 @@ public:
 private:
     std::string title_, faintEnd_, action_, keyEquivalent_, toolTip_, imageName_;
     std::weak_ptr<HostObject> target_;
-    int tag_ = 0, state_ = 0;
+    int tag_ = 0, state_ = 0, indentation_ = 0;
     unsigned modifiers_ = kCommandKey;
     bool separator_ = false, hidden_ = false, heading_ = false;
     std::optional<bool> enabled_;

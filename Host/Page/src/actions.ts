@@ -10,6 +10,7 @@ const unrelated = new Set<keyof Calls>([
   'app.modifiers',
   'list.window',
   'menu.validate',
+  'message.selectText',
   'compose.update',
   'compose.front',
   'addresses.complete',

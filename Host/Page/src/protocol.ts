@@ -31,6 +31,7 @@ export interface MenuItemModel {
   submenu?: MenuItemModel[];
   faintEnd?: string; // of the title: its end that is drawn fainter
   heading?: boolean; // stands over what follows and cannot be chosen
+  indentation?: number; // how far the title is set in
   form?: FormModel; // in place of the title; what is set in it goes to "menu.set"
 }
 
@@ -65,7 +66,7 @@ export interface FormControlModel {
   id: string;
   kind:
     | 'text' | 'textField' | 'secret' | 'number' | 'checkBox' | 'popUp' | 'segmented' | 'radio' | 'dateTime' | 'timeOfDay'
-    | 'shortcut' | 'textList' | 'list' | 'table' | 'button' | 'separator';
+    | 'shortcut' | 'textList' | 'tokens' | 'richText' | 'list' | 'table' | 'button' | 'separator';
   label: string;
   toolTip?: string;
   placeholder?: string;
@@ -91,6 +92,7 @@ export interface FormModel {
   groups: { title: string; note?: string; controls: FormControlModel[] }[];
   buttons: { title: string; isDefault?: boolean; isCancel?: boolean; enabled?: boolean }[];
   refusals?: number; // how often what was entered was not accepted
+  shownGroup?: string; // the title of the group that is brought into sight
 }
 
 export interface AlertModel {
@@ -335,6 +337,7 @@ export interface Calls {
   'mailbox.create': { account: string; name: string };
   'account.sync': { account: string };
   'list.window': { offset: number; limit: number };
+  'message.selectText': { id: Id; html: string }; // of the message that is read; empty: nothing is selected
   'list.select': { ids: Id[] }; // replies nothing; "message" follows
   'list.open': { id: Id; open: boolean }; // a conversation: its messages below it
   'list.search': { text: string };

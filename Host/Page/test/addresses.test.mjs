@@ -3,7 +3,7 @@ import { test } from 'node:test';
 import { load } from './load.mjs';
 
 const { splitAddresses, parseAddress, takeFinished, withAdded } = await load('compose/addresses.ts');
-const { completeLink } = await load('compose/links.ts');
+const { completeLink } = await load('richText/links.ts');
 
 test('a list is cut only where one address ends', () => {
   const cases = [

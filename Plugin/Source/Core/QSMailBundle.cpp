@@ -7,6 +7,7 @@
 #include "Core/QSSession.h"
 #include "Foundation/Log.h"
 #include "MailCategories/StatusIcons.h"
+#include "Notes/NoteHooks.h"
 #include "Platform.h"
 #include "Services/ServiceHooks.h"
 #include "Settings/UserDefaults.h"
@@ -62,6 +63,7 @@ void QSMailBundle::initialize() {
     installTrackingHooks(session);
     installSnoozeHooks(session);
     installStatusIconHooks(session);
+    installNoteHooks(session);
     auto& defaults = QSPluginDelegate::quillsteadDefaults();
     if (defaults.boolForKey("QSUpdateBetaVersions")) defaults.setObject(true, "QSEnableBetaUpdatesOption");
     QSPluginDelegate::sharedDelegate().initializePlugin();

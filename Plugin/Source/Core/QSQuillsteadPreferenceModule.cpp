@@ -1,5 +1,7 @@
 #include "Core/QSQuillsteadPreferenceModule.h"
 
+#include <algorithm>
+
 #include "Account/AccountSettings.h"
 #include "Core/QSLifecycleHooks.h"
 #include "Core/QSPluginDelegate.h"
@@ -10,6 +12,7 @@
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
 #include "Models/View.h"
+#include "Notes/NoteSettings.h"
 #include "Services/QSServicesPane.h"
 #include "Settings/UserDefaults.h"
 #include "Unsubscribe/UnsubscribeSettings.h"
@@ -36,6 +39,13 @@ void checkForUpdates(Dictionary userInfo) {
     QSPluginDelegate::sharedDelegate().triggerHelperWithNotificationName(kCheckForUpdates, std::move(userInfo));
 }
 
+void addNoteControls(std::vector<FormGroup>& groups) {
+    const auto notes = std::ranges::find(groups, QSLocalizedString("Notes"), &FormGroup::title);
+    if (notes == groups.end()) return;
+    for (FormControl& control : noteControls())
+        notes->controls.push_back(std::move(control));
+}
+
 }  // namespace
 
 QSQuillsteadPreferenceModule::QSQuillsteadPreferenceModule()
@@ -52,7 +62,9 @@ std::shared_ptr<FormModel> QSQuillsteadPreferenceModule::form() {
     auto form = std::make_shared<FormModel>();
     form->identifier = "Quillstead";
     form->title = "Quillstead";
+    form->shownGroup = shownGroup_;
     form->groups = settingsGroups();
+    addNoteControls(form->groups);
     form->groups.insert(form->groups.begin() + 1, {accountGroup(), updatesGroup()});
     const auto services = services_->groups();
     form->groups.insert(form->groups.begin() + 3, services.begin(), services.end());
@@ -60,7 +72,13 @@ std::shared_ptr<FormModel> QSQuillsteadPreferenceModule::form() {
     return form;
 }
 
+void QSQuillsteadPreferenceModule::showServices() {
+    shownGroup_ = QSLocalizedString("Services");
+    noteModelChange();
+}
+
 void QSQuillsteadPreferenceModule::willBeDisplayed() {
+    shownGroup_.clear();
     if (const auto& fetch = QSSession::current().lifecycleHooks().fetchRemoteInfo) fetch(false, nullptr);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "Application/Preferences.h"
 #include "Foundation/NotificationCenter.h"
@@ -23,6 +24,8 @@ public:
     // whichever module it shows.
     void observe(const Window& window);
     std::string imageName() const override { return "plugin:Quillstead"; }
+    // Brings the services into sight, in the pane that is shown.
+    void showServices();
 
 private:
     void automaticUpdatesDidChange(bool enabled);
@@ -31,6 +34,7 @@ private:
 
     std::shared_ptr<QSServicesPane> services_;
     ObservationRef becameKey_;
+    std::string shownGroup_;  // until the pane is shown anew
 };
 
 }  // namespace qs

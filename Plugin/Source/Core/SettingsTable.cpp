@@ -135,7 +135,7 @@ const std::vector<Group>& groups() {
            .key = "QSSnoozeDateInWorkingHours",
            .label = "Move dates of another day into working hours"}}},
         {"Notes",
-         kNotYet,
+         "A note is a copy of a mail at a notes service, which you link among the services.",
          {{.kind = Kind::CheckBox, .key = "QSNotesAddEmailAsAttachment", .label = "Attach the mail itself"},
           {.kind = Kind::CheckBox, .key = "QSNotesAddMetaInformation", .label = "Add sender, recipients and date"},
           {.kind = Kind::CheckBox, .key = "QSNotesIncludeCorrespondence", .label = "Include quoted correspondence"},

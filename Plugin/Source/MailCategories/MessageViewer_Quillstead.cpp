@@ -54,6 +54,7 @@ void load() {
     patch.add(Action("snooze:"), snooze);
     patch.add(Action("unsnooze:"), unsnooze);
     patch.add(quillstead_validateMenuItem, validateMenuItem);
+    addViewerNoteMethods(patch);
     addViewerToolbarMethods(patch);
     patch.addAsCategoryOf("MessageViewer");
     exchangeViewerToolbarMethods(patch);

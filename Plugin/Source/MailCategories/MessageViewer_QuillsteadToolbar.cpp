@@ -30,13 +30,16 @@ const Operation<bool(ToolbarItem&)> quillstead_validateToolbarItem{"quillstead_v
 
 struct ViewerItem {
     const char *identifier, *label, *image, *action, *toolTip, *hintIdentifier, *hintText;
-    std::shared_ptr<Menu> (*menu)();
+    std::shared_ptr<Menu> (*menu)(HostObject& viewer);
 };
 
 constexpr ViewerItem kItems[] = {
     {"Snooze", "Snooze", "plugin:TB_Snooze1", "snooze:", "Snooze message.", "SnoozeButton",
      "Snoozed messages will be moved aside for a certain time until they re-appear in your inbox.",
-     [] { return QSSnoozeManager::sharedManager().snoozeOptionsMenu(); }},
+     [](HostObject&) { return QSSnoozeManager::sharedManager().snoozeOptionsMenu(); }},
+    {"Notes", "Notes", "plugin:TB_CreateNote", "createQuickNote:", "Convert selected emails to notes.", "NotesButton",
+     "Convert emails to notes easily by using this button.",
+     [](HostObject& viewer) { return message_viewer_quillstead::notesMenu(viewer); }},
 };
 
 const ViewerItem* itemNamed(std::string_view identifier) {
@@ -55,23 +58,24 @@ void hintAtSoon(const ViewerItem& item, const std::shared_ptr<ToolbarItem>& made
     });
 }
 
-std::shared_ptr<ToolbarItem> makeItem(const ViewerItem& item, bool willBeInserted) {
+std::shared_ptr<ToolbarItem> makeItem(HostObject& viewer, const ViewerItem& item, bool willBeInserted) {
     auto made = std::make_shared<ToolbarItem>(item.identifier, "BorderlessToolbarItem");
     made->label = made->paletteLabel = QSLocalizedString(item.label);
     made->toolTip = QSLocalizedString(item.toolTip);
     made->imageName = item.image;
     made->action = item.action;
-    made->menu = item.menu();
+    made->menu = item.menu(viewer);
     made->menuFormRepresentation = std::make_shared<MenuItem>(made->label, item.action);
     made->menuFormRepresentation->setSubmenu(made->menu);
     if (willBeInserted) hintAtSoon(item, made);
     return made;
 }
 
-// Ahead of archiving, or at the end.
+// Snoozing ahead of archiving, or at the end; notes at the end.
 Identifiers withOurs(Identifiers identifiers) {
     if (!QSSession::currentIfLoaded()) return identifiers;
     identifiers.insert(std::ranges::find(identifiers, "archiveMessages:"), "Snooze");
+    identifiers.emplace_back("Notes");
     return identifiers;
 }
 
@@ -88,7 +92,7 @@ void addViewerToolbarMethods(PatchClass& patch) {
     patch.add(quillstead_itemForItemIdentifier,
               [](HostObject& self, Toolbar& toolbar, const std::string& identifier, bool willBeInserted) {
                   const ViewerItem* item = QSSession::currentIfLoaded() ? itemNamed(identifier) : nullptr;
-                  return item ? makeItem(*item, willBeInserted)
+                  return item ? makeItem(self, *item, willBeInserted)
                               : quillstead_itemForItemIdentifier(self, toolbar, identifier, willBeInserted);
               });
     patch.add(quillstead_toolbarDefaultItemIdentifiers, [](HostObject& self, Toolbar& toolbar) {

@@ -31,6 +31,7 @@ public:
     void setUniqueIdentifier(const std::optional<std::string>& id) { set(kUniqueIdentifier, id); }
     std::vector<std::shared_ptr<QSNote>> notes() const;
 
+    std::string icon() const;         // its service's, as a picture's name for models; empty without a service
     std::string description() const;  // what a menu of notebooks shows
 };
 

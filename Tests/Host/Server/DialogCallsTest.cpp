@@ -67,6 +67,22 @@ TEST_F(DialogCalls, ReachASheetAndEndItWithTheButtonsCode) {
     EXPECT_THROW(useAll(window->identifier(), "sheet"), CallRefused) << "it is closed";
 }
 
+TEST_F(DialogCalls, MakeRichTextSafeBeforeAnybodyHearsOfIt) {
+    auto window = host_.viewer().window();
+    auto sheet = form("sheet");
+    FormControl text{.kind = FormControl::Kind::RichText, .id = "text"};
+    text.onChange = [this](const Value& value) { told_.push_back(value.stringValue()); };
+    sheet->groups.front().controls.push_back(text);
+    window->beginSheet(sheet, [](int) {});
+    call("sheet.set", {{"window", window->identifier()},
+                       {"form", "sheet"},
+                       {"control", "text"},
+                       {"value", "<p onclick=\"evil()\">Mine<script>evil()</script>"
+                                 "<img src=\"https://pictures.example/1.png\"></p>"}});
+    EXPECT_THAT(told_, ElementsAre("<p>Mine<img src=\"https://pictures.example/1.png\"></p>"));
+    EXPECT_EQ(sheet->control("text")->value.stringValue(), told_.front());
+}
+
 TEST_F(DialogCalls, ReachTheFormInAPopoverAndCloseIt) {
     Popover popover("options");
     popover.content.form = form("card");

@@ -4,10 +4,12 @@ import { Icon } from '../base/Icon';
 import type { FormControlModel, Value } from '../protocol';
 import { DateField, TimeField } from './DateFields';
 import { PopUp, Segmented } from './Choices';
+import { RichTextField } from './RichTextField';
 import { RowTable } from './RowTable';
 import { ShortcutField } from './ShortcutField';
 import { NumberField, TextField } from './TextFields';
 import { TextListField } from './TextListField';
+import { TokenField } from './TokenField';
 
 export interface ControlProps {
   control: FormControlModel;
@@ -91,6 +93,10 @@ function Field(props: ControlProps) {
       return <ShortcutField {...props} />;
     case 'textList':
       return <TextListField {...props} />;
+    case 'tokens':
+      return <TokenField {...props} />;
+    case 'richText':
+      return <RichTextField {...props} />;
     default:
       return null;
   }

@@ -1,5 +1,5 @@
 // Draws any form: groups of labelled controls and a row of buttons. Values go to the owner as they change.
-import { useId } from 'preact/hooks';
+import { useEffect, useId, useRef } from 'preact/hooks';
 import type { FormControlModel, FormModel, Value } from '../protocol';
 import { Control } from './Control';
 import { ListBox } from './ListBox';
@@ -13,10 +13,18 @@ interface Props {
 }
 
 export function Form({ form, anchors, onChange, onButton }: Props) {
+  const box = useRef<HTMLFormElement>(null);
+  useEffect(() => {
+    if (!form.shownGroup) return;
+    const groups = [...(box.current?.querySelectorAll<HTMLElement>('.group') ?? [])];
+    const group = groups.find((each) => each.querySelector('.group-title')?.textContent === form.shownGroup);
+    group?.scrollIntoView();
+    group?.querySelector<HTMLElement>('input, select, button, [tabindex="0"]')?.focus({ preventScroll: true });
+  }, [form.shownGroup]);
   const defaultButton = form.buttons.findIndex((button) => button.isDefault);
   return (
     <form
-      class="form" autocomplete="off"
+      ref={box} class="form" autocomplete="off"
       onSubmit={(event) => {
         event.preventDefault();
         if (form.buttons[defaultButton] && form.buttons[defaultButton]?.enabled !== false) onButton(defaultButton);

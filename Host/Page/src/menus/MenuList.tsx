@@ -171,7 +171,7 @@ function Row({ item, isButton, active, open, onEnter, onChoose }: RowProps) {
     >
       <span class="menu-tick">{item.state === 1 && <Icon name="tick" />}</span>
       {item.image && <Icon name={item.image} />}
-      <span class="menu-title">
+      <span class="menu-title" style={item.indentation ? { paddingInlineStart: `${item.indentation}em` } : undefined}>
         {item.faintEnd ? item.title.slice(0, -item.faintEnd.length) : item.title}
         {item.faintEnd && <span class="menu-faint">{item.faintEnd}</span>}
       </span>

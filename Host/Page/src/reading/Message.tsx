@@ -16,6 +16,7 @@ import { RemotePictures } from './RemotePictures';
 
 export function Message({ message }: { message: MessageModel }) {
   const [remote, setRemote] = useState(false);
+  const [selecting, setSelecting] = useState(false);
   const { body, complete, failure } = useBody(message, remote);
   useEffect(() => {
     if (body?.remote === 'always' && body.remoteBlocked > 0) setRemote(true);
@@ -36,6 +37,12 @@ export function Message({ message }: { message: MessageModel }) {
               Edit draft
             </button>
           )}
+          <button
+            type="button" class="plain-button" title="Select a part of the text" aria-label="Select a part of the text"
+            aria-pressed={selecting} disabled={!body} onClick={() => setSelecting(!selecting)}
+          >
+            <Icon name="select" />
+          </button>
           <button
             type="button" class="plain-button" title="Print" aria-label="Print" disabled={!body}
             onClick={print}
@@ -76,7 +83,10 @@ export function Message({ message }: { message: MessageModel }) {
         )}
       </div>
       {failure && <Note kind="warning" text={failure} />}
-      {body && <BodyFrame body={body} subject={message.subject} />}
+      {body && selecting && (
+        <Note kind="info" text="Select what you need. Actions that take up the text of this message now take the part that you select." />
+      )}
+      {body && <BodyFrame message={message.id} body={body} subject={message.subject} selecting={selecting} />}
       {!body && !failure && <p class="body-loading" role="status">{message.waiting ?? 'Loading…'}</p>}
     </article>
   );

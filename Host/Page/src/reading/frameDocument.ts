@@ -3,6 +3,8 @@ import { forFrame } from './sanitize';
 
 export const framePolicy = "default-src 'none'; style-src 'unsafe-inline'; img-src data:; form-action 'none'; base-uri 'none'";
 export const frameSandbox = 'allow-popups allow-popups-to-escape-sandbox';
+/** While the person selects a part of the message (selectedText.ts). */
+export const selectableSandbox = `${frameSandbox} allow-same-origin`;
 
 /** Mail that names no colours follows the page's; other mail was made for white paper. */
 export function usesOwnColours(html: string): boolean {

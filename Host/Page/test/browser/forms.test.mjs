@@ -1,5 +1,6 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
+import { textSheet } from '../mock/forms.mjs';
 import { axeFaults, becomes, callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
 
 before(startBrowser);
@@ -68,6 +69,37 @@ test('a date that is being typed is left alone, and one before the earliest is n
   await field.blur();
   await until(() => sets().length === 2, 'the earliest date in its place');
   assert.ok(Math.abs(sets()[1] - 1795330000000) < 60_000);
+});
+
+test('a text with looks is sent before a button acts, and tokens are typed, completed and taken away by keys', async (t) => {
+  const { page, host, faults } = await open(t);
+  const window = host.openCompose({ to: ['a@x.example'] });
+  host.changeCompose(window, () => ({ sheet: textSheet() }));
+  const text = page.getByRole('textbox', { name: 'Text of the note' });
+  await becomes(async () => (await text.innerText()).trim(), 'It is ready.');
+  assert.deepEqual(await axeFaults(page), []);
+  const values = (control) => callsOf(host, 'sheet.set').filter((each) => each.control === control).map((each) => each.value);
+  assert.deepEqual(values('content'), [], 'what the host says is no edit of the person');
+  const tags = page.getByLabel('Tags', { exact: true });
+  await tags.fill('new one,');
+  await until(() => values('tags').length === 1, 'a tag behind its comma');
+  assert.deepEqual(values('tags')[0], ['mail', 'new one']);
+  await tags.press('Backspace');
+  await page.keyboard.press('Backspace');
+  await until(() => values('tags').length === 2, 'a tag less');
+  assert.deepEqual(values('tags')[1], []);
+  assert.deepEqual(await page.locator('.token-field option').evaluateAll((all) => all.map((each) => each.value)), ['paper', 'people', 'work']);
+
+  await text.click();
+  await page.keyboard.press('Control+End');
+  await page.keyboard.press('Control+b');
+  await page.keyboard.type(' Mine');
+  await page.getByRole('button', { name: 'Save' }).click();
+  await until(() => callsOf(host, 'sheet.button').length === 1, 'the button');
+  assert.match(values('content').at(-1), /<b> ?(&nbsp;)?Mine<\/b>/);
+  const order = host.calls.map((each) => each.call);
+  assert.ok(order.lastIndexOf('sheet.set') < order.indexOf('sheet.button'));
+  assert.deepEqual(faults, []);
 });
 
 test('a field shows what the host makes of it, but not over what is being typed', async (t) => {

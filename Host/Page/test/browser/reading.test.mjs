@@ -87,6 +87,30 @@ test('a hostile message shows as text, runs nothing and loads nothing', async (t
   assert.deepEqual([outside, dialogs, faults], [[], 0, []]);
 });
 
+test('a part of the text that is selected is told ahead of an action, without what the page put there', async (t) => {
+  const { page, host, faults } = await open(t);
+  await page.click('#row-1001');
+  const frame = page.frameLocator('.body-frame');
+  await frame.locator('text=Dear friend').waitFor();
+  await page.getByRole('button', { name: 'Select a part of the text' }).click();
+  await frame.locator('text=Dear friend').waitFor();
+  assert.equal(await page.getAttribute('.body-frame', 'sandbox'), 'allow-popups allow-popups-to-escape-sandbox allow-same-origin');
+  const told = () => callsOf(host, 'message.selectText');
+  await page.evaluate(() => document.querySelector('.body-frame').contentWindow.getSelection().selectAllChildren(document.querySelector('.body-frame').contentDocument.body));
+  assert.deepEqual(told(), [], 'not by itself');
+  await page.getByRole('button', { name: 'Reply', exact: true }).click();
+  await until(() => told().length === 1, 'the selection');
+  assert.equal(told()[0].id, 1001);
+  assert.match(told()[0].html, /Dear friend/);
+  assert.doesNotMatch(told()[0].html, /qs-|data-qs|<script|onerror/);
+  const order = host.calls.map((each) => each.call);
+  assert.ok(order.indexOf('message.selectText') < order.indexOf('toolbar.choose'));
+  await page.getByRole('button', { name: 'Select a part of the text' }).click();
+  await until(() => told().at(-1).html === '', 'its end');
+  assert.equal(await page.getAttribute('.body-frame', 'sandbox'), 'allow-popups allow-popups-to-escape-sandbox');
+  assert.deepEqual(faults, []);
+});
+
 test('pictures on the web come when they are asked for, at once for a sender who is listed, and never in junk', async (t) => {
   const { page, host } = await open(t);
   const bar = page.getByRole('group', { name: 'Remote pictures' });

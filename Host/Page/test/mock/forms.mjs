@@ -88,3 +88,20 @@ export const composeRows = () => [
   { identifier: 'signature', place: 'subject', controls: [control('signature', 'popUp', '', 'short', { toolTip: 'Signature', options: [option('Short', 'short'), option('Long', 'long'), option('None', '')] })] },
   { identifier: 'tracking', place: 'content', controls: [control('track', 'checkBox', 'Track', false), control('follow', 'checkBox', 'Follow up', true), control('when', 'popUp', '', '3', { toolTip: 'Follow up when', options: [option('In 3 days', '3'), option('In a week', '7')] }), control('emoji', 'button', 'Emoji', null)] },
 ];
+
+export const textSheet = () => ({
+  identifier: 'text', title: 'Create Note',
+  groups: [
+    {
+      title: '',
+      controls: [
+        control('title', 'textField', 'Title', 'Paper'),
+        control('notebook', 'popUp', 'Notebook', 'one', { options: [option('Inbox', 'one'), option('Sales (💼)', 'two')] }),
+        control('tags', 'tokens', 'Tags', ['mail'], { placeholder: 'Add a tag', options: [option('paper'), option('people'), option('work')] }),
+      ],
+    },
+    { title: '', controls: [control('content', 'richText', '', '<p>It is <b>ready</b>.</p><img src=x onerror=alert(1)>', { toolTip: 'Text of the note' })] },
+    { title: '', controls: [control('attachments', 'checkBox', 'Include email attachments (1)', true)] },
+  ],
+  buttons: [{ title: 'Save', isDefault: true }, { title: 'Cancel', isCancel: true }],
+});

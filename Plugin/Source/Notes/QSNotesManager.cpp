@@ -1,0 +1,318 @@
+#include "Notes/QSNotesManager.h"
+
+#include "Application/MailApp.h"
+#include "Core/QSPluginDelegate.h"
+#include "Core/QSSession.h"
+#include "Core/Store/ManagedObjectContext.h"
+#include "Foundation/Assertion.h"
+#include "Foundation/Format.h"
+#include "Foundation/Log.h"
+#include "Mail/MailAccount.h"
+#include "NoteConverter/QSNoteServiceSlaveProtocol.h"
+#include "Notes/NoteFiles.h"
+#include "Notes/QSNote.h"
+#include "Notes/QSNotebook.h"
+#include "Services/QSService.h"
+#include "Services/QSServiceSlave.h"
+#include "Services/QSServicesManager.h"
+#include "Services/ServiceTypes.h"
+#include "Settings/UserDefaults.h"
+#include "Text/StandardCompare.h"
+
+namespace qs {
+
+namespace {
+
+using Note = QSNotesManager::Note;
+using Notebook = QSNotesManager::Notebook;
+
+constexpr TimeInterval kSyncInterval = 300.0;
+constexpr TimeInterval kFirstSyncDelay = 5;
+constexpr const char* kUserNotification = "com.apple.Mail.Quillstead.UserNotification";
+constexpr const char* kLastNotebookKey = "QSQuillstead_LastNotebook_%@";
+constexpr const char* kDefaultNotebookKey = "QSQuillstead_Default_%@";
+
+ManagedObjectContext& context() { return QSPluginDelegate::sharedDelegate().managedObjectContext(); }
+void save() { QSPluginDelegate::sharedDelegate().saveCoreData(); }
+UserDefaults& settings() { return QSPluginDelegate::quillsteadDefaults(); }
+
+template <class T>
+std::vector<std::shared_ptr<T>> fetched(Condition condition, std::vector<SortDescriptor> order = {},
+                                        std::size_t limit = 0) {
+    auto found = context().fetch<T>(std::move(condition), std::move(order), limit);
+    if (found) return *found;
+    logError(stringWithFormat("Fetch request ERROR: %@", {found.error().description}));
+    return {};
+}
+
+template <class T>
+std::shared_ptr<T> first(Condition condition) {
+    const auto found = fetched<T>(std::move(condition), {}, 1);
+    return found.empty() ? nullptr : found.front();
+}
+
+SortDescriptor byName() {
+    return {QSNotebook::kName.name(), true,
+            [](const Value& a, const Value& b) { return localizedStandardCompare(a.stringValue(), b.stringValue()); }};
+}
+
+void storeNotebook(const Notebook& notebook, const char* key, std::string_view accountIdentifier) {
+    const auto identifier = notebook ? notebook->uniqueIdentifier() : std::nullopt;
+    const std::string fullKey = stringWithFormat(key, {accountIdentifier});
+    if (identifier)
+        settings().setObject(*identifier, fullKey);
+    else
+        settings().removeObjectForKey(fullKey);
+}
+
+QSNotesManager::Identifier storedNotebook(const char* key, std::string_view accountIdentifier) {
+    const Value stored = settings().objectForKey(stringWithFormat(key, {accountIdentifier}));
+    return stored.type() == Value::Type::String ? QSNotesManager::Identifier(stored.stringValue()) : std::nullopt;
+}
+
+QSServiceRef serviceOf(const Notebook& notebook) {
+    const auto identifier = notebook ? notebook->serviceIdentifier() : std::nullopt;
+    return identifier ? QSServicesManager::sharedManager().serviceWithIdentifier(*identifier) : nullptr;
+}
+
+// Null when the service's worker is none for notes, or there is none.
+QSNoteServiceSlaveProtocol* connectorOf(QSService& service) {
+    return service.hasSlaveClass() ? dynamic_cast<QSNoteServiceSlaveProtocol*>(&service.slave()) : nullptr;
+}
+
+// Answers of workers come from any thread; ours is the main one.
+void onMainThread(Block block) {
+    RunLoop& loop = RunLoop::main();
+    if (loop.isMainThread())
+        block();
+    else
+        loop.post(std::move(block));
+}
+
+}  // namespace
+
+QSNotesManager& QSNotesManager::sharedManager() { return QSSession::current().part<QSNotesManager>(); }
+
+QSNotesManager::QSNotesManager() {
+    RunLoop& loop = RunLoop::main();
+    syncTimer_ = loop.every(kSyncInterval, [this] { syncWithServices(); });
+    cleanupDatabase();
+    loop.after(kFirstSyncDelay, [this, alive = std::weak_ptr(alive_)] {
+        if (!alive.expired()) syncWithServices();
+    });
+}
+
+QSNotesManager::~QSNotesManager() { syncTimer_->invalidate(); }
+
+bool QSNotesManager::hasNotesService() {
+    return !QSServicesManager::sharedManager().servicesOfUtilityType(kNotesUtility, true).empty();
+}
+
+std::vector<Notebook> QSNotesManager::allNotebooks() {
+    return fetched<QSNotebook>({}, {{QSNotebook::kServiceIdentifier.name(), true, {}}, byName()});
+}
+
+Notebook QSNotesManager::addNotebookWithIdentifier(const Identifier& identifier,
+                                                   const Identifier& withServiceIdentifier) {
+    if (!identifier) {
+        logError("Cannot create a notebook without a unique identifier!");
+        return nullptr;
+    }
+    if (!withServiceIdentifier) {
+        logError("Cannot create a notebook without a connected service identifier!");
+        return nullptr;
+    }
+    if (auto existing = notebookWithIdentifier(identifier)) return existing;
+    Notebook made;
+    changeNotebooks([&] {
+        made = context().insertNew<QSNotebook>();
+        made->setUniqueIdentifier(identifier);
+        made->setServiceIdentifier(withServiceIdentifier);
+    });
+    return made;
+}
+
+Notebook QSNotesManager::notebookWithIdentifier(const Identifier& identifier) {
+    return identifier ? first<QSNotebook>(QSNotebook::kUniqueIdentifier.is(*identifier)) : nullptr;
+}
+
+std::vector<Notebook> QSNotesManager::notebooksWithServiceIdentifier(const Identifier& identifier) {
+    if (!identifier) return {};
+    return fetched<QSNotebook>(QSNotebook::kServiceIdentifier.is(*identifier), {byName()});
+}
+
+void QSNotesManager::deleteNotebooks(const std::vector<Notebook>& notebooks) {
+    for (const Notebook& notebook : notebooks)
+        context().deleteObject(*notebook);
+}
+
+void QSNotesManager::changeNotebooks(const std::function<void()>& change) {
+    willChangeValueForKey("allNotebooks");
+    change();
+    didChangeValueForKey("allNotebooks");
+}
+
+void QSNotesManager::setLastUsedNotebook(const Notebook& notebook, std::string_view forAccountIdentifier) {
+    storeNotebook(notebook, kLastNotebookKey, forAccountIdentifier);
+}
+
+Notebook QSNotesManager::lastUsedNotebookForAccountIdentifier(std::string_view identifier) {
+    const auto last = notebookWithIdentifier(storedNotebook(kLastNotebookKey, identifier));
+    return last ? last : defaultNotebookForAccountIdentifier(identifier);
+}
+
+void QSNotesManager::setDefaultNotebook(const Notebook& notebook, std::string_view forAccountIdentifier) {
+    storeNotebook(notebook, kDefaultNotebookKey, forAccountIdentifier);
+}
+
+Notebook QSNotesManager::defaultNotebookForAccountIdentifier(std::string_view identifier) {
+    if (const auto chosen = notebookWithIdentifier(storedNotebook(kDefaultNotebookKey, identifier))) return chosen;
+    const auto all = allNotebooks();
+    return all.empty() ? nullptr : all.front();
+}
+
+// Fills something only while the store has no notebooks.
+void QSNotesManager::setDefaultFallbackNotebook(const Notebook& notebook) {
+    for (const auto& account : MailAccount::mailAccounts())
+        if (const std::string identifier = account->identifier(); !identifier.empty())
+            if (!defaultNotebookForAccountIdentifier(identifier)) setDefaultNotebook(notebook, identifier);
+}
+
+Note QSNotesManager::addNoteWithIdentifier(const Identifier& identifier, const Notebook& inNotebook) {
+    if (!identifier) {
+        logError("Cannot create a note without a unique identifier!");
+        return nullptr;
+    }
+    if (!inNotebook) {
+        logError("Cannot create a note without a connected notebook!");
+        return nullptr;
+    }
+    if (auto existing = noteWithIdentifier(identifier)) return existing;
+    auto made = context().insertNew<QSNote>();
+    made->setUniqueIdentifier(identifier);
+    made->setNotebook(inNotebook);
+    return made;
+}
+
+void QSNotesManager::deleteNote(const Note& note) {
+    if (note) context().deleteObject(*note);
+}
+
+Note QSNotesManager::noteWithIdentifier(const Identifier& identifier) {
+    return identifier ? first<QSNote>(QSNote::kUniqueIdentifier.is(*identifier)) : nullptr;
+}
+
+std::vector<Note> QSNotesManager::notesForMessageID(const Identifier& messageID) {
+    return messageID ? fetched<QSNote>(QSNote::kMessageID.is(*messageID)) : std::vector<Note>();
+}
+
+std::vector<Note> QSNotesManager::pendingNotes() { return fetched<QSNote>(QSNote::kIsRemote.is(false)); }
+
+std::vector<Note> QSNotesManager::pendingNotesForMessageID(const Identifier& messageID) {
+    if (!messageID) return {};
+    return fetched<QSNote>(QSNote::kMessageID.is(*messageID) && QSNote::kIsRemote.is(false));
+}
+
+void QSNotesManager::syncWithServices() {
+    if (!hasNotesService()) return;
+    for (const Note& note : pendingNotes()) {
+        if (note->draft() || note->transmitting()) continue;
+        const auto service = serviceOf(note->notebook());
+        if (!service) {
+            logError("Could not find service for this note. Deleting it.");
+            return setAside(note, QSLocalizedString("Its notes service is gone."));
+        }
+        if (!connectorOf(*service)) {
+            logError("Could not find service connector for this note.");
+            return setAside(note, QSLocalizedString("Its notes service can't take it."));
+        }
+        note->setTransmitting(true);
+        transfer(note, service);
+    }
+}
+
+// In a turn of its own: the next note does not wait for this one's worker.
+void QSNotesManager::transfer(const Note& note, const QSServiceRef& service) {
+    RunLoop::main().post([this, alive = std::weak_ptr(alive_), note, service] {
+        if (alive.expired()) return;
+        const auto success = [this, alive, note, service](const Note& received) {
+            onMainThread([=, this] {
+                if (!alive.expired()) didTransmit(note, received, *service);
+            });
+        };
+        const auto failure = [this, alive, note](const std::optional<Error>& error) {
+            onMainThread([=, this] {
+                if (!alive.expired()) didFail(note, error);
+            });
+        };
+        try {
+            connectorOf(*service)->convertNote(note, success, failure);
+        } catch (const std::exception&) {
+            logCaughtException("A note could not be sent; it stays and goes later");
+            note->setTransmitting(false);
+        }
+    });
+}
+
+void QSNotesManager::didTransmit(const Note& sent, const Note& received, const QSService& service) {
+    assertThat(sent == received, "Note object was changed!");
+    sent->setIsRemote(true);
+    sent->setTransmitting(false);
+    removeNoteFiles(sent->attachments());
+    save();
+    QSPluginDelegate::sharedDelegate().triggerHelperWithNotificationName(
+        kUserNotification,
+        Dictionary{{"title", QSLocalizedString("Note Transmitted")},
+                   {"subtitle", stringWithFormat(QSLocalizedString("A note was successfully transmitted to %@."),
+                                                 {service.name()})}});
+}
+
+void QSNotesManager::didFail(const Note& note, const std::optional<Error>& error) {
+    logError(stringWithFormat("Failed to convert local note to Evernote: %@",
+                              {error ? Value(error->description) : Value()}));
+    note->setTransmitting(false);
+    if (error && Value(error->userInfo)[QSErrorRetryLaterKey].boolValue()) return;
+    RunLoop::main().post([this, alive = std::weak_ptr(alive_), note,
+                          reason = error ? error->description : QSLocalizedString("The service did not take it.")] {
+        if (!alive.expired()) setAside(note, reason);
+    });
+}
+
+void QSNotesManager::setAside(const Note& note, const std::string& reason) {
+    if (note->isDeleted()) return;
+    if (const auto kept = recoveredRecords().keep(*note, reason, RunLoop::main().now()); !kept)
+        return logError("A note that could not be sent stays, as no copy of it can be kept: " +
+                        kept.error().description);
+    const std::string title = note->title().value_or("");
+    deleteNote(note);
+    save();
+    if (const auto app = MailApp::shared())
+        app->addNotice(stringWithFormat(QSLocalizedString("The note “%@” could not be sent. You can bring it back in "
+                                                          "the preferences, among the notes."),
+                                        {title}));
+}
+
+void QSNotesManager::cleanupDatabase() {
+    RunLoop::main().post([this, alive = std::weak_ptr(alive_)] {
+        if (alive.expired()) return;
+        dropStaleNotebooks();
+        std::vector<std::string> needed;
+        for (const Note& note : pendingNotes())
+            for (const std::string& path : note->attachments())
+                needed.push_back(path);
+        const Date now = RunLoop::main().now();
+        removeStrayNoteFiles(needed, now);
+        recoveredRecords().prune(now);
+    });
+}
+
+void QSNotesManager::dropStaleNotebooks() {
+    std::vector<Notebook> stale;
+    for (const Notebook& notebook : allNotebooks()) {
+        const auto service = serviceOf(notebook);
+        if (!service || !service->linked() || !connectorOf(*service)) stale.push_back(notebook);
+    }
+    deleteNotebooks(stale);
+}
+
+}  // namespace qs
