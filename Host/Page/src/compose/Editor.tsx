@@ -30,10 +30,24 @@ function isFormattingKey(event: KeyboardEvent): boolean {
 export function Editor({ model, outgoing, handle }: Props) {
   const shown = useRef<{ editor: Squire; root: HTMLElement } | null>(null);
   const revision = useRef(-1);
+  const latest = useRef(model);
+  latest.current = model;
   const { window: owner, plainText, busy } = model;
+
+  // When the host has a newer text. The editor may stand sooner or later than that is known here.
+  const takeBody = (): void => {
+    const { bodyHtml, bodyRevision } = latest.current;
+    if (!shown.current || bodyRevision <= revision.current) return;
+    outgoing.dropBody();
+    revision.current = -1; // what follows is no edit of the person
+    replaceContent(shown.current.editor, shown.current.root, bodyHtml);
+    revision.current = bodyRevision;
+  };
+  useEffect(takeBody, [model.bodyRevision]);
 
   const onReady = (editor: Squire, root: HTMLElement) => {
     shown.current = { editor, root };
+    takeBody();
     editor.addEventListener('input', () => {
       if (revision.current >= 0) outgoing.stageBody();
     });
@@ -55,14 +69,6 @@ export function Editor({ model, outgoing, handle }: Props) {
       forgetPictures(owner);
     };
   };
-
-  useEffect(() => {
-    if (!shown.current || model.bodyRevision <= revision.current) return;
-    outgoing.dropBody();
-    revision.current = -1; // what follows is no edit of the person
-    replaceContent(shown.current.editor, shown.current.root, model.bodyHtml);
-    revision.current = model.bodyRevision;
-  }, [model.bodyRevision]);
 
   const onKeyDownCapture = (event: KeyboardEvent): void => {
     if (!plainText || !isFormattingKey(event)) return;

@@ -19,12 +19,14 @@ export function RichTextField({ control, onChange }: ControlProps) {
   const told = typeof control.value === 'string' ? control.value : '';
   const draft = useDraft(told, onChange, rest);
   const shown = useRef<Shown | null>(null);
-  const state = useRef({ isPersons: false, change: draft.change });
-  state.current.change = draft.change;
+  const state = useRef({ isPersons: false, change: draft.change, told });
+  Object.assign(state.current, { change: draft.change, told });
 
+  // The editor may stand sooner or later than a new text is known here.
   const show = (editor: Squire, root: HTMLElement): void => {
-    replaceContent(editor, root, told);
-    shown.current = { editor, root, told, html: editor.getHTML() };
+    const latest = state.current.told;
+    replaceContent(editor, root, latest);
+    shown.current = { editor, root, told: latest, html: editor.getHTML() };
   };
   useEffect(() => {
     const now = shown.current;
