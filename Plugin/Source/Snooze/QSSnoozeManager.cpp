@@ -143,8 +143,8 @@ void QSSnoozeManager::snoozeMessage(const MessageRef& message, std::int64_t with
 
 void QSSnoozeManager::checkSnoozedMessages() {
     const Date now = RunLoop::main().now();
-    for (const std::string& messageID : snoozedIDs()) {
-        if (!isItTimeToWakeUpForMessageID(messageID)) continue;
+    for (const std::string& messageID : dueIDs(now)) {
+        if (!isItTimeToWakeUpForMessageID(messageID)) continue;  // any more
         if (const auto message = snoozedMessageWithMessageID(messageID)) {
             wakeupMessage(message);
         } else if (now - *snoozeDateForMessageID(messageID) > kMissedFor) {

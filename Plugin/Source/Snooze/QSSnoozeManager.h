@@ -75,7 +75,7 @@ public:
 private:
     void gmailLabelChanged(const Notification& notification);
     void menuNeedsUpdate(Menu& menu) const;
-    std::vector<std::string> snoozedIDs() const;
+    std::vector<std::string> dueIDs(Date now) const;
     std::optional<SnoozeInfo> infoFor(std::string_view messageID) const;
     void refuse(const char* text, const char* logLine) const;
 

@@ -85,12 +85,11 @@ std::optional<SnoozeInfo> QSSnoozeManager::infoFor(std::string_view messageID) c
     return found == snoozedMessages_.end() || messageID.empty() ? std::nullopt : std::optional(found->second);
 }
 
-std::vector<std::string> QSSnoozeManager::snoozedIDs() const {
+std::vector<std::string> QSSnoozeManager::dueIDs(Date now) const {
     const std::lock_guard hold(lock_);
     std::vector<std::string> ids;
-    ids.reserve(snoozedMessages_.size());
     for (const auto& [messageID, info] : snoozedMessages_)
-        ids.push_back(messageID);
+        if (info.QSSnoozeDate < now) ids.push_back(messageID);
     return ids;
 }
 
