@@ -24,6 +24,7 @@
 #include "MailApplication.h"
 #include "MailEngine.h"
 #include "MailSync.h"
+#include "PanelItems.h"
 #include "Platform.h"
 #include "PlugInLink.h"
 #include "Process/StopSignals.h"
@@ -87,6 +88,7 @@ private:
         application_->setQuitHandler([this] { stop(); });
         serve();
         if (auto loaded = loadPlugIn(); !loaded) return loaded;
+        showInPanel();
         tellOfDamage();
         application_->finishLaunching();
         if (!loop_->isStopped()) engine_->deliveries().start();
@@ -187,6 +189,15 @@ private:
         return {};
     }
 
+    // A demo keeps off the desktop.
+    void showInPanel() {
+        if (data_.isDemo) return;
+        panelItems_ = std::make_unique<PanelItems>(*application_, bundles_, [this] {
+            if (!server_->hasPages() && Platform::current().workspace)
+                openStartPage(*Platform::current().workspace, data_.path, server_->newStartLink());
+        });
+    }
+
     // Nobody is left who knows what became of the plans for it, so it doesn't leave by itself.
     void giveHeldMailBack() {
         if (!engine_ || stopping_) return;  // the next start does it
@@ -236,6 +247,7 @@ private:
     // False when something could not be saved, which was told.
     bool finish() {
         control_.reset();
+        panelItems_.reset();
         clockHold_.reset();
         if (stopping_) loop_->runUntilIdle();  // a start that failed while it was being stopped: the end of that
         if (application_) application_->terminate();
@@ -270,6 +282,7 @@ private:
     std::unique_ptr<MailEngine> engine_;
     std::shared_ptr<MailApplication> application_;
     BundleLoader bundles_;
+    std::unique_ptr<PanelItems> panelItems_;
     std::unique_ptr<DemoBackend> demoBackend_;
     DemoNewsletter demoNewsletter_;
 };

@@ -17,6 +17,7 @@ const CallTable& allCalls() {
         addViewerCalls(made);
         addComposeCalls(made);
         addDialogCalls(made);
+        addRowListCalls(made);
         return made;
     }();
     return table;

@@ -40,6 +40,10 @@ void addMenuCalls(CallTable& table);
 void addViewerCalls(CallTable& table);
 void addComposeCalls(CallTable& table);
 void addDialogCalls(CallTable& table);
+void addRowListCalls(CallTable& table);
+
+// The menu of a button in a popover's list; refuses the call when there is none.
+std::shared_ptr<Menu> menuInRowList(const boost::json::object& arguments);
 
 // Arguments by name; a missing one, or one of another form, refuses the call.
 namespace arguments {

@@ -1,5 +1,6 @@
-// Calls about menus and toolbars. A menu goes by where it hangs: "main", "context", or "toolbar" with the toolbar's
-// window and the item's identifier. Before one is shown it is brought up to date, and goes to the page afresh.
+// Calls about menus and toolbars. A menu goes by where it hangs: "main", "context", "toolbar" with the toolbar's window
+// and the item's identifier, or "popover" with a row and a button of its list. Before one is shown it is brought up to
+// date, and goes to the page afresh.
 #include <boost/json.hpp>
 
 #include "Calls.h"
@@ -43,6 +44,7 @@ std::shared_ptr<ToolbarItem> toolbarItemOf(CallContext& context, const json::obj
 std::shared_ptr<Menu> menuOf(CallContext& context, const json::object& args) {
     const std::string name = arguments::has(args, "menu") ? arguments::text(args, "menu") : "main";
     if (name == "context") return context.contextMenu;
+    if (name == "popover") return menuInRowList(args);
     return name == "toolbar" ? toolbarItemOf(context, args)->menu : context.application.mainMenu();
 }
 
@@ -118,6 +120,9 @@ void addMenuCalls(CallTable& table) {
     table["person.open"] = openPersonMenu;
     table["mailbox.menu"] = openMailboxMenu;
     table["toolbar.choose"] = chooseToolbarItem;
+    table["popover.menu"] = [](CallContext& context, const json::object& args) {
+        return shown(context, menuInRowList(args));
+    };
     table["toolbar.menu"] = [](CallContext& context, const json::object& args) {
         return shown(context, toolbarItemOf(context, args)->menu);
     };

@@ -6,7 +6,6 @@
 
 #include "DeliveryService.h"
 #include "Foundation/RunLoop.h"
-#include "ListDates.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "Mail/MessageHeaders.h"
@@ -18,6 +17,7 @@
 #include "Mime/MimeMessage.h"
 #include "Viewer/Banner.h"
 #include "Viewer/HeaderView.h"
+#include "Viewer/ListDates.h"
 
 namespace qs {
 

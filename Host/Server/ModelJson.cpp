@@ -57,6 +57,7 @@ json::object menuItemJson(MailApplication& application, MenuItem& item, const st
     if (!item.toolTip().empty()) result["toolTip"] = item.toolTip();
     if (!item.imageName().empty()) result["image"] = item.imageName();
     if (item.indentationLevel()) result["indentation"] = item.indentationLevel();
+    if (!item.imageColor().empty()) result["imageColour"] = item.imageColor();
     if (item.submenu()) result["submenu"] = menuJson(application, *item.submenu(), path + ".");
     return result;
 }

@@ -18,9 +18,11 @@
 #include "ModelJson.h"
 #include "Models/Alert.h"
 #include "Models/Popover.h"
+#include "Models/StatusItem.h"
 #include "Models/Toolbar.h"
 #include "Models/View.h"
 #include "PreferencesWindow.h"
+#include "RowListJson.h"
 #include "SyncJson.h"
 
 namespace qs {
@@ -244,6 +246,7 @@ json::value popoversSection(MailApplication&) {
         if (!content.imageName.empty()) model["image"] = content.imageName;
         if (!content.countdownText.empty()) model["countdown"] = content.countdownText;
         if (content.form) model["form"] = formJson(*content.form);
+        if (content.list) model["list"] = rowListJson(*content.list);
         popovers.push_back(std::move(model));
     }
     return popovers;
@@ -263,6 +266,14 @@ json::value preferencesSection(MailApplication& application) {
     return model;
 }
 
+json::value statusSection(MailApplication&) {
+    json::array items;
+    for (const auto& item : StatusBar::systemStatusBar().statusItems())
+        items.push_back(
+            json::object{{"id", item->identifier()}, {"title", item->title()}, {"image", item->imageName()}});
+    return items;
+}
+
 struct Section {
     const char* name;
     json::value (*make)(MailApplication&);
@@ -279,6 +290,7 @@ constexpr Section kSections[] = {
     {"taken", takenSection},
     {"alerts", alertsSection},
     {"popovers", popoversSection},
+    {"status", statusSection},
     {"preferences", preferencesSection},
 };
 

@@ -3,8 +3,8 @@
 #include <boost/json.hpp>
 
 #include "Foundation/Format.h"
-#include "ListDates.h"
 #include "MailSync.h"
+#include "Viewer/ListDates.h"
 
 namespace qs {
 

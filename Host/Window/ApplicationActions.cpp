@@ -6,7 +6,6 @@
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
-#include "ListDates.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "MailApplicationObject.h"
@@ -16,6 +15,7 @@
 #include "Models/Form.h"
 #include "Models/View.h"
 #include "Text/Ascii.h"
+#include "Viewer/ListDates.h"
 #include "ViewerObject.h"
 
 extern const char quillsteadFoundationVersion[];

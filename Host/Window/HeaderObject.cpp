@@ -1,12 +1,12 @@
 #include "HeaderObject.h"
 
 #include "Foundation/Assertion.h"
-#include "ListDates.h"
 #include "Mail/Mailbox.h"
 #include "Models/ModelChanges.h"
 #include "Platform.h"
 #include "Viewer/Banner.h"
 #include "Viewer/HeaderView.h"
+#include "Viewer/ListDates.h"
 
 namespace qs {
 namespace {

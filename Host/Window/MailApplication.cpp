@@ -4,9 +4,10 @@
 #include <utility>
 
 #include "AccountBook.h"
+#include "Application/EventMonitors.h"
 #include "Application/HostInstances.h"
 #include "Application/InterfaceClasses.h"
-#include "CombinedOutbox.h"
+#include "CombinedMailbox.h"
 #include "ComposeWindow.h"
 #include "ContactPictures.h"
 #include "DeliveryService.h"
@@ -159,7 +160,15 @@ std::shared_ptr<Mailbox> MailApplicationObject::outbox() const {
     std::vector<std::shared_ptr<Mailbox>> outboxes;
     for (const auto& account : MailAccount::mailAccounts())
         if (auto outbox = account->_outboxMailboxCreateIfNeeded(false)) outboxes.push_back(std::move(outbox));
-    return std::make_shared<CombinedOutbox>(std::move(outboxes));
+    return std::make_shared<CombinedMailbox>("outbox", "Outbox", MailboxKind::Outbox, std::move(outboxes));
+}
+
+std::shared_ptr<Mailbox> MailApplicationObject::inbox() const {
+    std::vector<std::shared_ptr<Mailbox>> inboxes;
+    for (const auto& account : MailAccount::mailAccounts())
+        if (auto inbox = account->inboxMailbox()) inboxes.push_back(std::move(inbox));
+    if (inboxes.size() == 1) return inboxes.front();
+    return std::make_shared<CombinedMailbox>("inbox", "Inbox", MailboxKind::Inbox, std::move(inboxes));
 }
 
 std::string MailApplicationObject::frontWindowIdentifier() const {
@@ -275,6 +284,8 @@ void MailApplicationObject::setActive(bool active) {
     NotificationCenter::defaultCenter().post(
         active ? NSApplicationDidBecomeActiveNotification : NSApplicationWillResignActiveNotification, this);
     if (active) preferences_->tellThatItIsKey();
+    // The page sees no clicks in other programs, only that it lost the focus to them.
+    if (!active) EventMonitors::current().dispatchElsewhere({.mask = kLeftMouseDownMask});
 }
 
 void MailApplicationObject::presentError(const Error& error) {

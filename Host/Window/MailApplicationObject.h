@@ -49,6 +49,7 @@ public:
     std::shared_ptr<Menu> mainMenu() const override { return menu_.menu(); }
     std::shared_ptr<Mailbox> _mailboxBeingViewed() const override;
     std::shared_ptr<Mailbox> outbox() const override;
+    std::shared_ptr<Mailbox> inbox() const override;
     std::shared_ptr<Window> mainWindow() const override;
     bool isActive() const override { return active_; }
     void activateIgnoringOtherApps(bool flag) override;

@@ -4,6 +4,7 @@
 
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
+#include "Mail/MessageFlagBits.h"
 #include "Models/View.h"
 
 namespace qs {
@@ -156,9 +157,8 @@ void addKeyTexts(const Menu& menu, std::vector<std::string>& texts) {
 
 std::shared_ptr<Menu> makeFlagMenu() {
     auto menu = std::make_shared<Menu>("Flag");
-    int tag = kFlagColourTag;
-    for (const char* colour : {"Red", "Orange", "Yellow", "Green", "Blue", "Purple", "Grey"})
-        menu->addItemWithTitle(colour, "markAsFlagged:", "")->setTag(tag++);
+    for (int colour = 0; !displayNameForFlagColor(colour).empty(); ++colour)
+        menu->addItemWithTitle(displayNameForFlagColor(colour), "markAsFlagged:", "")->setTag(kFlagColourTag + colour);
     menu->addItem(MenuItem::separatorItem());
     menu->addItemWithTitle("Clear Flag", "clearFlags:", "");
     return menu;

@@ -6,9 +6,9 @@
 
 #include "Foundation/Assertion.h"
 #include "Foundation/RunLoop.h"
-#include "ListDates.h"
 #include "Mail/MessageColor.h"
 #include "Mime/Addresses.h"
+#include "Viewer/ListDates.h"
 #include "Viewer/MessageListObjectProxy.h"
 
 namespace qs {

@@ -37,6 +37,17 @@ void ViewerObject::flag(HostObject* sender) {
     mark(allFlagged ? FlagChange{.flagged = false} : FlagChange{.flagged = true, .colour = 0});
 }
 
+void ViewerObject::flagLike(HostObject* sender) {
+    const auto* item = dynamic_cast<MenuItem*>(sender);
+    mark({.flagged = true, .colour = item ? std::clamp(item->tag(), 0, 6) : 0});
+}
+
+void ViewerObject::show() {
+    if (isForOneMessage_ && !selected_.empty()) application_.viewer().open(selected_.front());
+    application_.frontWindowFirst(*application_.viewer().window());
+    if (isForOneMessage_) application_.requestFromPage("read", "viewer");
+}
+
 void ViewerObject::selectAll() { setSelection(rows_.allIDs()); }
 
 void ViewerObject::selectNeighbour(int step, bool unreadOnly) {

@@ -38,7 +38,11 @@ constexpr ViewerAction kActions[] = {
     {"markAsFlagged:", Needs::Selection, [](auto& self, auto* sender) { self.flag(sender); }},
     {"clearFlags:", Needs::Selection, [](auto& self, auto*) { self.mark({.flagged = false}); }},
     {"archiveMessages:", Needs::Selection, [](auto& self, auto*) { self.archive(); }},
+    {"toggleFlag:", Needs::Selection, [](auto& self, auto* sender) { self.flagLike(sender); }},
+    {"clearFlaggedStatus:", Needs::Selection, [](auto& self, auto*) { self.mark({.flagged = false}); }},
     {"junkMessages:", Needs::Selection, [](auto& self, auto*) { self.junk(); }},
+    {"markAsJunkMail:", Needs::Selection, [](auto& self, auto*) { self.markAsJunk(true); }},
+    {"markAsNotJunkMail:", Needs::Selection, [](auto& self, auto*) { self.markAsJunk(false); }},
     {"deleteMessages:", Needs::Selection, [](auto& self, auto*) { self.remove(); }},
     {"moveToMailbox:", Needs::Selection, [](auto& self, auto* sender) { self.moveToRepresented(sender); }},
     {"undoMove:", Needs::Undo, [](auto& self, auto*) { self.undoMove(); }},
@@ -69,6 +73,10 @@ void addActions(Class& cls) {
             [](HostObject& self, MenuItem& item) { return viewer(self).isValid(item.action(), &item); });
 }
 
+void addShow(Class& cls) {
+    cls.add(message_viewer::show, [](HostObject& self) { viewer(self).show(); });
+}
+
 void addTable(Class& cls) {
     if (osMinor() != 11) {
         cls.add(message_viewer::tableManager,
@@ -93,6 +101,7 @@ void ViewerObject::defineClasses() {
     Class& cls = registry.define("MessageViewer");
     addActions(cls);
     addTable(cls);
+    addShow(cls);
     addViewerToolbar(cls);
     cls.add(message_viewer::viewingPaneViewController, [](HostObject& self) { return viewer(self).viewingPane(); });
     defineViewingPaneClasses(registry);

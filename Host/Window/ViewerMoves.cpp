@@ -93,7 +93,12 @@ Result<void> ViewerObject::transfer(const std::vector<Target>& targets, const st
         std::vector<std::int64_t> ids;
         for (const std::int64_t id : idsOf(target.messages)) {
             const auto summary = library().summary(id);
-            if (!summary || summary->mailbox == target.mailbox->identifier()) continue;
+            if (!summary) continue;
+            if (summary->mailbox == target.mailbox->identifier()) {
+                if (marksJunk)
+                    if (auto marked = library().setFlags({id}, {.junk = *marksJunk}); !marked) result = marked;
+                continue;
+            }
             going.push_back(MoveHistory::describe(*summary, target.mailbox->identifier()));
             ids.push_back(id);
             if (const auto row = rows_.rowOf(id)) firstRow = std::min(*row, firstRow.value_or(*row));
@@ -153,11 +158,12 @@ void ViewerObject::moveSelection(MailboxKind kind, const std::string& undoName) 
 
 void ViewerObject::archive() { moveSelection(MailboxKind::Archive, "Archive"); }
 
-void ViewerObject::junk() {
-    const bool fromJunk = selectionIsIn(MailboxKind::Junk);
-    const auto targets = targetsOfKind(selectedMessages(), fromJunk ? MailboxKind::Inbox : MailboxKind::Junk);
+void ViewerObject::junk() { markAsJunk(!selectionIsIn(MailboxKind::Junk)); }
+
+void ViewerObject::markAsJunk(bool isJunk) {
+    const auto targets = targetsOfKind(selectedMessages(), isJunk ? MailboxKind::Junk : MailboxKind::Inbox);
     tellFailure("Not everything could be moved",
-                transfer(targets, fromJunk ? "Not Junk" : "Junk", true, /*marksJunk=*/!fromJunk));
+                transfer(targets, isJunk ? "Junk" : "Not Junk", true, /*marksJunk=*/isJunk));
 }
 
 // From the trash for good, from everywhere else into the trash.

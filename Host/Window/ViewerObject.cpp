@@ -7,13 +7,13 @@
 #include "ComposeWindow.h"
 #include "Foundation/Assertion.h"
 #include "HeaderObject.h"
-#include "ListDates.h"
 #include "Mail/MailAccount.h"
 #include "MailApplicationObject.h"
 #include "Models/ModelChanges.h"
 #include "Platform.h"
 #include "Viewer/Banner.h"
 #include "Viewer/HeaderView.h"
+#include "Viewer/ListDates.h"
 #include "ViewerPane.h"
 
 namespace qs {

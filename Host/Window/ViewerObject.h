@@ -78,8 +78,11 @@ public:
     void openSelected();
     void mark(const FlagChange& change);
     void flag(HostObject* sender);
+    void flagLike(HostObject* sender);  // in the colour that is the menu item's tag
     void archive();
     void junk();
+    void markAsJunk(bool isJunk);
+    void show();
     void remove();
     void moveToRepresented(HostObject* sender);
     void emptyTrash();

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "AccountBook.h"
+#include "Application/MailApp.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Foundation/NotificationCenter.h"
@@ -44,7 +45,9 @@ std::shared_ptr<Mailbox> mailboxIdentified(const std::string& identifier) {
     for (const auto& account : MailAccount::mailAccounts())
         for (auto& mailbox : account->mailboxes())
             if (mailbox->identifier() == identifier) return mailbox;
-    return nullptr;
+    const auto application = MailApp::shared();
+    const auto inbox = application ? application->inbox() : nullptr;
+    return inbox && inbox->identifier() == identifier ? inbox : nullptr;
 }
 
 void defineMailboxClass(ClassRegistry& registry) {
@@ -66,6 +69,7 @@ void defineMessageClass(ClassRegistry& registry) {
     cls.add(message::setColor,
             [](HostObject& self, const std::optional<Color>& color) { self.setAssociatedObject(kColor, color); });
     cls.add(message::color, [](HostObject& self) { return self.associated<std::optional<Color>>(kColor); });
+    registry.define("MFLibraryMessage", &cls);
 }
 
 IndexedMailbox indexedFor(const std::string& account, const std::string& folder, MailboxKind kind) {
@@ -219,7 +223,7 @@ std::shared_ptr<LibraryStore> LibraryMailbox::store() const {
 
 LibraryMessage::LibraryMessage(std::int64_t id, std::shared_ptr<LibraryMailbox> mailbox, int packedFlags, Date received,
                                std::weak_ptr<LibraryCore> library, std::shared_ptr<MessageCache> cache)
-    : Message("MCMessage"),
+    : Message("MFLibraryMessage"),
       id_(id),
       mailbox_(std::move(mailbox)),
       flags_(packedFlags),

@@ -22,8 +22,8 @@ class AccountBook;
 class ClassRegistry;
 class LibraryCore;
 
-// Defines MCMessage, MFMailbox, MFMailAccount, MFLibrary and MFLibraryStore with the host's own code. Once more does
-// nothing.
+// Defines MCMessage with MFLibraryMessage, MFMailbox, MFMailAccount, MFLibrary and MFLibraryStore with the host's own
+// code. Once more does nothing.
 void defineLibraryClasses(ClassRegistry& registry);
 
 class LibraryStoreObject final : public LibraryStore {

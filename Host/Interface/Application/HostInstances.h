@@ -19,6 +19,7 @@ class MailApp;
 class Message;
 class MessageHeaders;
 class MessageViewer;
+class StatusBar;
 
 struct HostInstances {
     std::shared_ptr<MailApp> application;
@@ -26,6 +27,7 @@ struct HostInstances {
     std::shared_ptr<LibraryStore> libraryStore;
     std::shared_ptr<DeliveryQueue> deliveryQueue;
     std::shared_ptr<EventMonitors> eventMonitors;  // made when first asked for
+    std::shared_ptr<StatusBar> statusBar;          // likewise
     std::function<std::shared_ptr<MessageViewer>()> frontmostViewer;
     // Makes a viewer for one message; may be empty.
     std::function<std::shared_ptr<MessageViewer>(const std::shared_ptr<Message>&)> singleMessageViewer;

@@ -10,9 +10,10 @@ namespace qs {
 
 void defineInterfaceClasses() {
     ClassRegistry& registry = ClassRegistry::current();
-    for (const char* name : {"NSArray", "NSView", "NSWindow", "NSMenu", "NSMenuItem", "NSToolbar", "NSPopover",
-                             "NSStackView", "ComposeHeaderRowView", "AddressTextField", "TableViewManager",
-                             "ConversationMember", "MFMessageThread", "MessageListDrawing"})
+    for (const char* name :
+         {"NSArray", "NSView", "NSWindow", "NSMenu", "NSMenuItem", "NSToolbar", "NSPopover", "NSStatusItem",
+          "NSStackView", "MailboxesChooser", "ComposeHeaderRowView", "AddressTextField", "TableViewManager",
+          "ConversationMember", "MFMessageThread", "MessageListDrawing"})
         registry.define(name);
     Class& view = registry.define("NSView");
     registry.define("NSTableView", &view);

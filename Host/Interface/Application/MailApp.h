@@ -42,6 +42,8 @@ public:
     virtual std::shared_ptr<Mailbox> _mailboxBeingViewed() const = 0;
     // The outboxes of all accounts as one.
     virtual std::shared_ptr<Mailbox> outbox() const = 0;
+    // Likewise the inboxes; with a single account that account's.
+    virtual std::shared_ptr<Mailbox> inbox() const = 0;
     virtual std::shared_ptr<Window> mainWindow() const = 0;  // the window in front; null while the program ends
     virtual bool isActive() const = 0;
     virtual void activateIgnoringOtherApps(bool flag) = 0;

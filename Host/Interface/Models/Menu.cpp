@@ -50,6 +50,7 @@ void MenuItem::setForm(std::shared_ptr<FormModel> form) { change(form_, std::mov
 void MenuItem::setIndentationLevel(int level) { change(indentation_, std::clamp(level, 0, 15)); }
 void MenuItem::setToolTip(std::string toolTip) { change(toolTip_, std::move(toolTip)); }
 void MenuItem::setImageName(std::string name) { change(imageName_, std::move(name)); }
+void MenuItem::setImageColor(std::string color) { change(imageColor_, std::move(color)); }
 void MenuItem::setRepresentedObject(std::shared_ptr<HostObject> object) { representedObject_ = std::move(object); }
 
 Menu::Menu(std::string title) : HostObject("NSMenu"), title_(std::move(title)) {}

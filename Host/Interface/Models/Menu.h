@@ -69,11 +69,13 @@ public:
     void setToolTip(std::string toolTip);
     const std::string& imageName() const { return imageName_; }
     void setImageName(std::string name);
+    const std::string& imageColor() const { return imageColor_; }  // "#AABBCC"; empty: that of the title
+    void setImageColor(std::string color);
     std::shared_ptr<HostObject> representedObject() const { return representedObject_; }
     void setRepresentedObject(std::shared_ptr<HostObject> object);
 
 private:
-    std::string title_, faintEnd_, action_, keyEquivalent_, toolTip_, imageName_;
+    std::string title_, faintEnd_, action_, keyEquivalent_, toolTip_, imageName_, imageColor_;
     std::weak_ptr<HostObject> target_;
     int tag_ = 0, state_ = 0, indentation_ = 0;
     unsigned modifiers_ = kCommandKey;

@@ -12,6 +12,7 @@ namespace qs {
 
 class View;
 struct FormModel;
+struct RowList;
 
 struct PopoverContent {
     std::string text;
@@ -20,6 +21,7 @@ struct PopoverContent {
     std::vector<std::string> buttonTitles;
     std::vector<std::string> buttonIcons;  // by index; may be shorter
     std::shared_ptr<FormModel> form;       // controls instead of a text
+    std::shared_ptr<const RowList> list;   // likewise, a list
 };
 
 class Popover : public HostObject {

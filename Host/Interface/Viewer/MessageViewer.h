@@ -63,6 +63,8 @@ inline const Operation<std::shared_ptr<MessageViewer>(MessageRef message, bool h
 }  // namespace single_message_viewer
 
 namespace message_viewer {
+// Brings the viewer to the front; one for a single message shows that to the person.
+inline const Operation<void()> show{"show"};
 // How the table manager is reached: tableManager, or on OS minor 11 messageListController then tableViewManager.
 inline const Operation<std::shared_ptr<HostObject>()> tableManager{"tableManager"};
 inline const Operation<std::shared_ptr<HostObject>()> messageListController{"messageListController"};

@@ -95,6 +95,9 @@ export function receive(message: ServerMessage): void {
     case 'print':
       signals.print(message.window);
       break;
+    case 'read':
+      ui.set({ pane: 'message', drawer: false });
+      break;
     case 'source':
       ui.set({ source: host.get().message?.id ?? null });
       break;

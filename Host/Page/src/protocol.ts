@@ -28,6 +28,7 @@ export interface MenuItemModel {
   modifiers?: ('shift' | 'control' | 'option' | 'command')[]; // command is Ctrl (or Cmd) in the page
   toolTip?: string;
   image?: string;
+  imageColour?: string; // "#AABBCC"; else that of the title
   submenu?: MenuItemModel[];
   faintEnd?: string; // of the title: its end that is drawn fainter
   heading?: boolean; // stands over what follows and cannot be chosen
@@ -36,7 +37,10 @@ export interface MenuItemModel {
 }
 
 /** Where a menu hangs, for "menu.choose" and "menu.set". */
-export type MenuPlace = { menu: 'main' | 'context' } | { menu: 'toolbar'; window: string; identifier: string };
+export type MenuPlace =
+  | { menu: 'main' | 'context' }
+  | { menu: 'toolbar'; window: string; identifier: string }
+  | { menu: 'popover'; identifier: string; row: string; button: string };
 
 export interface ToolbarItemModel {
   identifier: string;
@@ -115,6 +119,50 @@ export interface PopoverModel {
   buttons: string[];
   buttonIcons: string[];
   form?: FormModel;
+  list?: RowListModel;
+}
+
+/** A button of a list in a popover. */
+export interface RowButtonModel {
+  id: string; // unique in its row
+  title: string;
+  image?: string;
+  colour?: string; // "#AABBCC", of the picture, or of what a swipe uncovers
+  on?: boolean; // of a switch
+  destructive?: boolean;
+  forPointedAt?: boolean; // in sight only while its row is pointed at or has the focus
+  hasMenu?: boolean; // which "popover.menu" answers
+}
+export interface ListRowModel {
+  id: string;
+  kind: 'heading' | 'item' | 'note';
+  height: number; // at least
+  title: string;
+  detail?: string;
+  text?: string;
+  textLines?: number; // of text, at most
+  picture?: string; // a data URL
+  date?: string;
+  dateLong?: string;
+  unread?: boolean;
+  important?: boolean;
+  icons: StatusIcon[];
+  marks: RowButtonModel[]; // the first stands before the row
+  controls: RowButtonModel[][]; // in groups; while the row is pointed at or has the focus
+  leading: RowButtonModel[]; // uncovered by a swipe from that edge
+  trailing: RowButtonModel[];
+  opens?: boolean; // by a double click or Return
+}
+export interface RowListModel {
+  title: string;
+  bar: RowButtonModel[];
+  rows: ListRowModel[];
+}
+/** An item at the end of the title bar. */
+export interface StatusItemModel {
+  id: string; // also its anchor
+  title: string;
+  image: string;
 }
 
 export interface MailboxModel {
@@ -301,6 +349,7 @@ export interface Sections {
   taken: TakenMessage[];
   alerts: AlertModel[];
   popovers: PopoverModel[];
+  status: StatusItemModel[];
   preferences: PreferencesModel;
 }
 
@@ -314,6 +363,7 @@ export type ServerMessage =
   | { type: 'focus'; window: string } // this compose window came to the front
   | { type: 'find'; window: string } // put the cursor into the search field
   | { type: 'print'; window: string } // print the selected message, or the message that is being written
+  | { type: 'read'; window: string } // show the selected message, on a page that shows one pane at a time
   | { type: 'source'; window: string } // show /messages/<id>/source of the selected message
   // Mail came into an inbox. The newest one; its sender and subject only where the person wants them told.
   | { type: 'newMail'; count: number; id: Id; from?: string; subject?: string }
@@ -366,6 +416,10 @@ export interface Calls {
   'alert.answer': { id: number; button: number; suppression: boolean };
   'popover.button': { identifier: string; button: number };
   'popover.close': { identifier: string };
+  'popover.press': { identifier: string; row: string; button: string }; // of its list; an empty row is the bar
+  'popover.menu': { identifier: string; row: string; button: string }; // replies {items: MenuItemModel[]}
+  'popover.open': { identifier: string; row: string };
+  'status.choose': { id: string };
   'preferences.show': { module?: string };
   'preferences.set': { control: string; value: Value };
   'preferences.close': Record<string, never>;

@@ -13,6 +13,7 @@ const nothing: Sections = {
   taken: [],
   alerts: [],
   popovers: [],
+  status: [],
   preferences: { visible: false, modules: [], selected: '' },
 };
 

@@ -11,6 +11,7 @@ import { fileURLToPath, pathToFileURL } from 'node:url';
 import { generalPane, sendingPane, servicesPane, scheduleSheet, composeRows } from './mock/forms.mjs';
 import { addresses, longBody, makeInbox, makeOutbox, newsBody, taken } from './mock/mail.mjs';
 import { composeToolbar, contextMenu, mainMenu, toolbarMenu, viewerToolbar } from './mock/menus.mjs';
+import { flagItems } from './mock/rows.mjs';
 import { acceptSocket } from './mock/socket.mjs';
 
 const types = { '.html': 'text/html; charset=utf-8', '.js': 'text/javascript', '.css': 'text/css', '.svg': 'image/svg+xml', '.json': 'application/json', '.map': 'application/json' };
@@ -50,6 +51,7 @@ function firstModels(inbox) {
     taken,
     alerts: [],
     popovers: [],
+    status: [],
     preferences: { visible: false, modules: [{ name: 'General', image: 'preferences' }, { name: 'Accounts', image: 'accounts' }, { name: 'Sending', image: 'send' }, { name: 'Plug-ins', image: 'plugin' }], selected: 'Sending', form: sendingPane() },
   };
 }
@@ -215,6 +217,8 @@ class MockHost {
       case 'popover.button':
         this.push({ popovers: this.models.popovers.filter((each) => each.identifier !== args.identifier) });
         return null;
+      case 'popover.menu':
+        return { items: flagItems };
       case 'preferences.show':
         this.push({ preferences: { ...this.models.preferences, visible: true, selected: args.module ?? 'Sending', form: args.module === 'General' ? generalPane() : args.module === 'Sending' ? sendingPane() : args.module === 'Plug-ins' ? servicesPane() : undefined } });
         return null;

@@ -1,10 +1,10 @@
 // The plug-in's items in the host's main menu, the badge on its icon, and what popovers and redraws hold on to.
 #include "Application/MailApp.h"
 #include "Core/QSDockBadge.h"
-#include "Core/QSLifecycleHooks.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
 #include "Core/QSShortcut.h"
+#include "DirectInbox/QSDirectInboxMenuController.h"
 #include "Models/Menu.h"
 #include "Models/Toolbar.h"
 #include "Models/View.h"
@@ -108,8 +108,7 @@ std::shared_ptr<View> QSPluginDelegate::anchorViewForPopover() {
         if (toolbar && !toolbar->visibleItems().empty())
             if (auto view = toolbar->visibleItems().front()->view()) return view;
     }
-    const auto& menubarView = QSSession::current().lifecycleHooks().menubarView;
-    return menubarView ? menubarView() : nullptr;
+    return menuController_->menubarView();
 }
 
 }  // namespace qs

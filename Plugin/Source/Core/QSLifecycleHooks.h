@@ -16,7 +16,6 @@ namespace qs {
 
 class Mailbox;
 class Menu;
-class View;
 class Window;
 
 // A service that waits for the answer of its sign-in page.
@@ -44,9 +43,6 @@ struct QSLifecycleHooks {
 
     // A record of the object store was made, changed or deleted; told for each, long before it is saved.
     std::function<void(std::string_view entityName)> recordDidChange;  // main
-
-    // The inbox in the menu bar: where a popover may point when no viewer is open.
-    std::function<std::shared_ptr<View>()> menubarView;  // main
 
     // Snoozing.
     std::function<bool(const Mailbox& mailbox)> isSnoozeMailbox;  // main

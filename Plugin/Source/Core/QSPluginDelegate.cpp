@@ -8,6 +8,7 @@
 #include "Core/QSSession.h"
 #include "Core/Store/ManagedObjectContext.h"
 #include "CrashReporter/CrashReporter.h"
+#include "DirectInbox/QSDirectInboxMenuController.h"
 #include "Foundation/Bundle.h"
 #include "Foundation/Format.h"
 #include "Foundation/NotificationCenter.h"
@@ -33,7 +34,7 @@ constexpr std::string_view kCrashReporterIdentifier = "6f1d0c7be2a9458394d35cb8a
 
 }  // namespace
 
-QSPluginDelegate::QSPluginDelegate() {
+QSPluginDelegate::QSPluginDelegate() : menuController_(QSDirectInboxMenuController::make()) {
     heartbeatTimer_ = RunLoop::main().every(kHeartbeatInterval, [this] { heartbeat(); });
     auto observe = [this](std::string_view name, void (QSPluginDelegate::*handler)()) {
         observations_.push_back(NotificationCenter::defaultCenter().addObserver(

@@ -21,6 +21,7 @@ namespace qs {
 class ManagedObjectContext;
 class Menu;
 class Observation;
+class QSDirectInboxMenuController;
 class Timer;
 class UserDefaults;
 class UserDefaultsController;
@@ -65,6 +66,8 @@ public:
 
     // What global popovers point at; null when there is nothing.
     std::shared_ptr<View> anchorViewForPopover();
+    // The inbox in the menu bar.
+    QSDirectInboxMenuController& menuController() { return *menuController_; }
     // Redraws the message list and keeps the selected row.
     void refreshMessageList();
     // Gives the items of the Message menu the shortcuts of the settings.
@@ -92,6 +95,7 @@ private:
     void saveStoreAndServices();
     void startCrashReporter();
 
+    std::shared_ptr<QSDirectInboxMenuController> menuController_;
     std::shared_ptr<Timer> heartbeatTimer_;
     std::vector<std::unique_ptr<Observation>> observations_;
     std::optional<Date> lastRegistrationDate_;

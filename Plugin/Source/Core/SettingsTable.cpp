@@ -2,6 +2,7 @@
 
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
+#include "DirectInbox/QSDirectInboxMenuController.h"
 #include "Settings/UserDefaults.h"
 
 namespace qs {
@@ -32,6 +33,7 @@ struct Group {
 };
 
 void updateMenus() { QSPluginDelegate::sharedDelegate().updateGlobalMenuItems(); }
+void updateDirectInbox() { QSPluginDelegate::sharedDelegate().menuController().updateMenuVisibility(); }
 void updateBadge() { QSPluginDelegate::sharedDelegate().updateDockBadge(); }
 
 constexpr const char* kNotYet = "Kept for later: nothing uses these settings yet.";
@@ -146,9 +148,12 @@ const std::vector<Group>& groups() {
          {{.kind = Kind::CheckBox, .key = "QSHighlightReminderMessages", .label = "Mark messages with a reminder"},
           {.kind = Kind::CheckBox, .key = "QSShowAvatarBadge", .label = "Show where a sender's picture comes from"},
           {.kind = Kind::CheckBox, .key = "QSIgnoreLowResFavicons", .label = "Leave out coarse pictures"}}},
-        {"Menu-bar inbox",
-         kNotYet,
-         {{.kind = Kind::CheckBox, .key = "QSShowMenuBar", .label = "Show the small inbox in the menu bar"},
+        {"Direct Inbox",
+         "A small inbox under its sign at the end of the title bar: the mail of the last seven days.",
+         {{.kind = Kind::CheckBox,
+           .key = "QSShowMenuBar",
+           .label = "Show Direct Inbox",
+           .afterChange = updateDirectInbox},
           {.kind = Kind::CheckBox, .key = "QSDirectInboxShowOnlyUnread", .label = "Only unread messages"},
           {.kind = Kind::Number,
            .key = "QSNumMessagesPerMailbox",

@@ -1,7 +1,10 @@
 // The library store's patch: what happens when messages come into mailboxes. It has no rules of its own, it calls those
 // of the parts concerned. Main thread.
 #include "Core/PatchClass.h"
+#include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
+#include "DirectInbox/QSDirectInboxMenuController.h"
+#include "DirectInbox/QSDirectInboxViewController.h"
 #include "Mail/Library.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
@@ -43,6 +46,8 @@ void messagesWereAdded(HostObject& self, const MessageList& added, const Message
                        unsigned options) {
     quillstead_messagesWereAdded(self, added, secondary, duringOpen, options);
     if (duringOpen || !QSSession::currentIfLoaded()) return;
+    if (const auto& inbox = QSPluginDelegate::sharedDelegate().menuController().directInboxViewController())
+        inbox->reloadMailboxMessages();
     for (const MessageRef& message : added)
         if (message) messageWasAdded(message);
 }

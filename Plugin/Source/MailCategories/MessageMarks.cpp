@@ -1,5 +1,7 @@
 #include "MailCategories/MessageMarks.h"
 
+#include <utility>
+
 #include "Core/QSPluginDelegate.h"
 #include "Core/Store/ManagedObjectContext.h"
 #include "Foundation/Assertion.h"
@@ -40,6 +42,8 @@ MessageMarks::MessageMarks(const std::vector<std::string>& messageIDs) {
     for (const auto& reminder : fetched<QSReminder>(QSReminder::kMessageID.isOneOf(messageIDs))) {
         Marks& marks = marks_[reminder->messageID().value_or("")];
         if (marks.reminder == ReminderMark::None) marks.reminder = markOf(*reminder);
+        if (reminder->type() == kReminderTypeTask && !std::exchange(marks.hasTask, true))
+            marks.isTaskCompleted = reminder->completed();
         marks.hasFollowUp = marks.hasFollowUp || reminder->type() == kReminderTypeFollowUp;
     }
     const Condition isAsked = QSTrackingPixel::kMessageID.isOneOf(messageIDs);

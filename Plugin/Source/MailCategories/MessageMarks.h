@@ -17,8 +17,9 @@ class MessageMarks {
 public:
     struct Marks {
         NoteMark notes = NoteMark::None;
-        ReminderMark reminder = ReminderMark::None;  // the first of the message's
-        bool hasFollowUp = false;                    // completed or not, wherever it stands among them
+        ReminderMark reminder = ReminderMark::None;     // the first of the message's
+        bool hasFollowUp = false;                       // completed or not, wherever it stands among them
+        bool hasTask = false, isTaskCompleted = false;  // likewise; of the first task
         TrackingMark tracking = TrackingMark::None;
     };
     MessageMarks() = default;

@@ -2,6 +2,7 @@
 #include "Application/HostInstances.h"
 #include "Application/MailApp.h"
 #include "Core/Store/ManagedObjectContext.h"
+#include "DirectInbox/QSDirectInboxMenuController.h"
 #include "Foundation/NotificationCenter.h"
 #include "MainViewer.h"
 #include "Models/Menu.h"
@@ -347,8 +348,8 @@ private:
 
 TEST_F(LifecycleTest, PopoversPointAtTheFirstToolbarItemOfAViewerWithoutATitle) {
     startHost();
-    auto menuBar = std::make_shared<View>("menubar", std::weak_ptr<Window>());
-    hooks().menubarView = [&] { return menuBar; };
+    const auto menuBar = delegate().menuController().menubarView();
+    ASSERT_NE(menuBar, nullptr);
     const auto toolbar = host_->viewer().toolbar();
     ASSERT_FALSE(toolbar->visibleItems().empty());
     ASSERT_NE(toolbar->visibleItems().front()->view(), nullptr);
@@ -367,10 +368,10 @@ TEST_F(LifecycleTest, PopoversPointAtTheViewerElseAtTheMenuBar) {
     ASSERT_NE(viewer, nullptr);
     EXPECT_EQ(delegate().anchorViewForPopover(), viewer->window()->titleView());
     HostInstances::current().frontmostViewer = [] { return std::shared_ptr<MessageViewer>(); };
+    EXPECT_EQ(delegate().anchorViewForPopover(), delegate().menuController().menubarView());
+    defaults().setObject(false, "QSShowMenuBar");
+    delegate().menuController().updateMenuVisibility();
     EXPECT_EQ(delegate().anchorViewForPopover(), nullptr);
-    auto menuBar = std::make_shared<View>("menubar", std::weak_ptr<Window>());
-    hooks().menubarView = [&] { return menuBar; };
-    EXPECT_EQ(delegate().anchorViewForPopover(), menuBar);
     delegate().refreshMessageList();  // nothing to redraw
 
     std::vector<std::shared_ptr<Window>> offeredOn;

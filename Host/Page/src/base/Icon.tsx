@@ -15,6 +15,13 @@ const aliases: Record<string, string> = {
   general: 'preferences',
   getMail: 'refresh',
   discard: 'trash',
+  flagged: 'flagFilled',
+  unflagged: 'flag',
+  junkMailFlag: 'junk',
+  MessageListReplyTemplate: 'reply',
+  MessageListForwardTemplate: 'forward',
+  MessageListRedirectedTemplate: 'forward',
+  MessageListAttachmentTemplate: 'attach',
 };
 
 interface Picture {

@@ -11,13 +11,19 @@ export function listenForKeys(): void {
   window.addEventListener('keydown', (event) => {
     if (event.defaultPrevented || event.isComposing || event.repeat) return;
     if (modalIsOpen(event.target)) return;
-    if (pageKey(event) || menuKey(event) || plainKey(event)) event.preventDefault();
+    if (pageKey(event) || (!isForRows(event) && (menuKey(event) || plainKey(event)))) event.preventDefault();
   });
 }
 
 function modalIsOpen(target: EventTarget | null): boolean {
   if (document.querySelector('[aria-modal="true"][data-blocks="page"]')) return true;
   return target instanceof Element && target.closest('[aria-modal="true"], .menu, [role="menubar"]') !== null;
+}
+
+/** A letter, or a key such as Delete, that is pressed in a list over the page is not meant for what lies below. */
+function isForRows(event: KeyboardEvent): boolean {
+  const isPlain = !event.ctrlKey && !event.metaKey && !event.altKey;
+  return isPlain && event.target instanceof Element && event.target.closest('.row-list') !== null;
 }
 
 export function isTextTarget(target: EventTarget | null): boolean {

@@ -12,6 +12,7 @@ import { Sheet } from '../overlay/Sheet';
 import { ReadingPane } from '../reading/ReadingPane';
 import { host, ui } from '../state';
 import { Divider } from './Divider';
+import { StatusItems } from './StatusItems';
 import { Toolbar } from './Toolbar';
 
 export function Viewer() {
@@ -76,6 +77,7 @@ function TitleBar() {
           <span class="waiting-words">{waiting === 1 ? 'message waits' : 'messages wait'} to be sent</span>
         </span>
       )}
+      <StatusItems />
     </div>
   );
 }

@@ -170,7 +170,11 @@ function Row({ item, isButton, active, open, onEnter, onChoose }: RowProps) {
       onPointerEnter={onEnter} onClick={onChoose}
     >
       <span class="menu-tick">{item.state === 1 && <Icon name="tick" />}</span>
-      {item.image && <Icon name={item.image} />}
+      {item.image && (
+        <span class="menu-picture" style={item.imageColour ? { color: item.imageColour } : undefined}>
+          <Icon name={item.image} />
+        </span>
+      )}
       <span class="menu-title" style={item.indentation ? { paddingInlineStart: `${item.indentation}em` } : undefined}>
         {item.faintEnd ? item.title.slice(0, -item.faintEnd.length) : item.title}
         {item.faintEnd && <span class="menu-faint">{item.faintEnd}</span>}

@@ -1,7 +1,7 @@
 // Small cards that point at something on the page. What they point at is marked with data-anchor; a card whose anchor is
 // not on the page stands under the bars.
 //
-// They never take the focus by themselves: F6 leads to them, and Escape closes them from anywhere. What they say is
+// They never take the focus by themselves, but for a list that was opened from what it points at: F6 leads to them, and Escape closes them from anywhere. What they say is
 // announced once; a countdown ticks in silence.
 import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { act } from '../actions';
@@ -9,6 +9,7 @@ import { Icon } from '../base/Icon';
 import { Edge, placeBeside, type Placed } from '../base/place';
 import { useStore } from '../base/Store';
 import { Form } from '../forms/Form';
+import { RowListView } from '../rows/RowListView';
 import type { PopoverModel } from '../protocol';
 import { announce, host } from '../state';
 
@@ -17,7 +18,7 @@ export function Popovers() {
   const announced = useRef<string[]>([]);
   useEffect(() => {
     const fresh = popovers.filter((each) => !announced.current.includes(each.identifier)).at(-1);
-    if (fresh) announce(`${fresh.text || fresh.form?.title || 'Hint'} (Shift+F6 leads there.)`);
+    if (fresh) announce(`${nameOf(fresh)} (Shift+F6 leads there.)`);
     // So that the same words are news the next time.
     else if (popovers.length < announced.current.length) announce('');
     announced.current = popovers.map((each) => each.identifier);
@@ -30,6 +31,8 @@ export function Popovers() {
     </>
   );
 }
+
+const nameOf = (popover: PopoverModel): string => popover.text || popover.form?.title || popover.list?.title || 'Hint';
 
 /** By the whole name, else by what stands after the last colon within the named window. */
 function findAnchor(name: string): Element | null {
@@ -89,6 +92,14 @@ function Popover({ popover }: { popover: PopoverModel }) {
     };
   }, [popover.anchor, popover.edge]);
 
+  // The person pressed what it points at, and goes on in it.
+  const isPlaced = placed !== null;
+  useEffect(() => {
+    if (!popover.list || !isPlaced || !findAnchor(popover.anchor)?.contains(document.activeElement)) return;
+    const inside = card.current;
+    (inside?.querySelector<HTMLElement>('.row-focus[tabindex="0"]') ?? inside?.querySelector('button'))?.focus();
+  }, [isPlaced]);
+
   const close = (): void => act('popover.close', { identifier: popover.identifier });
   const edge = placed ? Edge[placed.edge].toLowerCase() : 'below';
   const style = placed
@@ -96,7 +107,7 @@ function Popover({ popover }: { popover: PopoverModel }) {
     : { left: -9999, top: 0 };
   return (
     <div
-      ref={card} class={`popover ${edge}`} role="dialog" aria-label={popover.text || popover.form?.title || 'Hint'} style={style}
+      ref={card} class={`popover ${edge}${popover.list ? ' with-list' : ''}`} role="dialog" aria-label={nameOf(popover)} style={style}
       data-part tabIndex={-1} inert={!placed} onFocusIn={onFocusIn}
       onKeyDown={(event) => {
         if (event.key !== 'Escape') return;
@@ -104,10 +115,13 @@ function Popover({ popover }: { popover: PopoverModel }) {
         close();
       }}
     >
-      <div class="popover-content">
-        {popover.image && <Icon name={popover.image} size={40} />}
-        {popover.text && <p class="popover-text">{popover.text}</p>}
-      </div>
+      {(popover.image || popover.text || !popover.list) && (
+        <div class="popover-content">
+          {popover.image && <Icon name={popover.image} size={40} />}
+          {popover.text && <p class="popover-text">{popover.text}</p>}
+        </div>
+      )}
+      {popover.list && <RowListView popover={popover.identifier} list={popover.list} />}
       {popover.form && (
         <Form
           form={popover.form} anchors={`popover:${popover.identifier}`}

@@ -1,6 +1,7 @@
 // Every screen, light, dark and narrow: nothing that axe-core calls serious or critical, and nothing wider than the page.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
+import { listPopover, statusItem } from '../mock/rows.mjs';
 import { axeFaults, open, startBrowser, stopBrowser } from './page.mjs';
 
 before(startBrowser);
@@ -43,6 +44,7 @@ const screens = {
   alert: ['.alert', (page, host) => host.alert(alert)],
   preferences: ['.preferences', (page) => page.keyboard.press('Control+,')],
   popover: ['.popover', (page, host) => host.push({ popovers: [hint], app: { ...host.models.app, notices: [{ id: 1, text: 'A notice.' }] } })],
+  rows: ['.row-item', (page, host) => host.push({ status: [statusItem], popovers: [listPopover] })],
   shortcuts: ['.dialog', (page) => page.keyboard.press('?')],
   lost: ['.connection-bar', (page, host) => host.close()],
 };

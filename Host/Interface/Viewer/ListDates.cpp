@@ -1,4 +1,4 @@
-#include "ListDates.h"
+#include "Viewer/ListDates.h"
 
 #include <map>
 #include <mutex>
