@@ -23,7 +23,7 @@ std::int64_t conversationOf(Database& index, std::int64_t id) {
 void join(Database& index, std::int64_t conversation, std::int64_t into) {
     leads::join(index, conversation, into);
     index.run("INSERT INTO joined_conversations(conversation, joined) VALUES(?, ?)", {conversation, into});
-    index.run("UPDATE messages SET conversation = ? WHERE conversation = ?", {into, conversation});
+    index.run("UPDATE OR FAIL messages SET conversation = ? WHERE conversation = ?", {into, conversation});
 }
 
 }  // namespace

@@ -11,14 +11,16 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 6;
+constexpr std::int64_t kVersion = 7;
 constexpr int kWriterCache = 8000, kReaderCache = 2000;  // kilobytes
 constexpr std::size_t kIdleReaders = 4;
 
 // Numbers of mailboxes and messages are made from their names (IndexTables.h), so that they outlive the file. `seq` is
 // the row's own number and tells its place in a list: it is made from the date (ListKey.h), so that the newest rows of
 // a mailbox, of a search and of a range of dates all lie side by side, in the index of words as well. That one gathers
-// 16 MB of words of a transaction before it writes: a first indexing takes half the time with it. The fragments, of
+// 16 MB of words of a transaction before it writes: a first indexing takes half the time with it. It must write all of
+// them before a statement that could be taken back by itself, so the statements for many messages are such that fail
+// for good instead (OR FAIL; the whole transaction is given up then), and no trigger puts in the fragments. These, of
 // three characters each, find texts within words; they are kept in the index alone, and found ones are looked at again
 // in the rows. Of each conversation the newest message in a mailbox leads (ConversationLeads.h).
 constexpr const char* kSchema = R"(
@@ -60,8 +62,6 @@ CREATE TABLE address_words(word TEXT NOT NULL, number INTEGER NOT NULL, PRIMARY 
 
 CREATE TRIGGER message_added AFTER INSERT ON messages BEGIN
     UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0) WHERE number = new.mailbox;
-    INSERT INTO fragments(rowid, subject, sender, recipients)
-        VALUES(new.seq, folded(new.subject), folded(new.sender), folded(new.recipients));
 END;
 CREATE TRIGGER message_removed AFTER DELETE ON messages BEGIN
     UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0) WHERE number = old.mailbox;
@@ -69,7 +69,8 @@ CREATE TRIGGER message_removed AFTER DELETE ON messages BEGIN
     INSERT INTO fragments(fragments, rowid, subject, sender, recipients)
         VALUES('delete', old.seq, folded(old.subject), folded(old.sender), folded(old.recipients));
 END;
-CREATE TRIGGER message_changed AFTER UPDATE OF mailbox, flags ON messages BEGIN
+CREATE TRIGGER message_changed AFTER UPDATE OF mailbox, flags ON messages
+    WHEN new.mailbox != old.mailbox OR new.flags != old.flags BEGIN
     UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0) WHERE number = old.mailbox;
     UPDATE mailboxes SET total = total + 1, unread = unread + ((new.flags & 1) = 0) WHERE number = new.mailbox;
 END;

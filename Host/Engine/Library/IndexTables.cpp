@@ -103,7 +103,7 @@ void fill(Database& index, const IndexedMailbox& mailbox, IndexedFile& row, cons
           std::uint64_t size, const MessageFacts& facts) {
     row.file = file;
     row.flags = flags;
-    index.run("UPDATE messages SET file = ?, flags = ?, snippet = ?, attachments = ?, size = ?, damage = ? "
+    index.run("UPDATE OR FAIL messages SET file = ?, flags = ?, snippet = ?, attachments = ?, size = ?, damage = ? "
               "WHERE seq = ?",
               {file, std::int64_t{flags}, facts.snippet, std::int64_t{facts.attachments},
                static_cast<std::int64_t>(size), facts.damage, row.seq});
@@ -161,7 +161,8 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
     const std::int64_t conversation = takeIntoConversation(index, facts, id);
     const std::int64_t seq = freeKey(index, shown);
     leads::take(index, conversation, mailbox.number, seq);
-    index.run("INSERT INTO messages(seq, id, mailbox, account, name, file, flags, message_id, unique_id, conversation, "
+    index.run("INSERT OR FAIL INTO messages(seq, id, mailbox, account, name, file, flags, message_id, unique_id, "
+              "conversation, "
               "sender, recipients, subject, received, delivered, sent, snippet, attachments, size, priority, damage) "
               "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
               {seq,
@@ -185,6 +186,8 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
                static_cast<std::int64_t>(size),
                std::int64_t{facts.priority},
                facts.damage});
+    index.run("INSERT INTO fragments(rowid, subject, sender, recipients) VALUES(?, ?, ?, ?)",
+              {seq, foldedCase(facts.subject), foldedCase(facts.sender), foldedCase(facts.recipients)});
     index.run("INSERT INTO words(rowid, subject, sender, recipients, body) VALUES(?, ?, ?, ?, ?)",
               {seq, wordsApart(facts.subject), wordsApart(facts.sender), wordsApart(facts.allRecipients),
                wordsApart(facts.body)});
@@ -193,7 +196,7 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
 }
 
 void setFile(Database& index, std::int64_t seq, const std::string& file, int flags) {
-    index.run("UPDATE messages SET file = ?, flags = ? WHERE seq = ?", {file, std::int64_t{flags}, seq});
+    index.run("UPDATE OR FAIL messages SET file = ?, flags = ? WHERE seq = ?", {file, std::int64_t{flags}, seq});
 }
 
 std::int64_t setMailbox(Database& index, const IndexedFile& row, const IndexedMailbox& to, const std::string& name,
