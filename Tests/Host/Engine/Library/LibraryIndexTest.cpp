@@ -3,6 +3,7 @@
 
 #include <fstream>
 
+#include "Database/Database.h"
 #include "LibraryTest.h"
 
 namespace qs {
@@ -107,6 +108,22 @@ TEST_F(LibraryIndex, AFileOfAnotherVersionIsMadeAnew) {
     open();
     EXPECT_EQ(everything(), before);
     EXPECT_THAT(library_->takeNotices(), IsEmpty());
+}
+
+// A statement that could be taken back by itself, as those with most triggers, would make it write them one by one.
+TEST_F(LibraryIndex, WritesTheWordsOfManyMessagesAtOnce) {
+    open();
+    for (int i = 0; i < 40; ++i)
+        add("ada/INBOX", "m" + std::to_string(i), 1'700'000'000 - i, {},
+            i % 3 == 0 ? "" : "In-Reply-To: <first@example.org>\r\n");
+    library_.reset();
+    std::filesystem::remove(index());
+    open();
+    EXPECT_EQ(library_->page({}, "", 0, 1000).rows.size(), 40U);
+    library_.reset();
+    Database written(index(), {.access = Database::Access::ReadOnly});
+    for (const std::string table : {"words", "fragments"})
+        EXPECT_EQ(written.integer("SELECT count(DISTINCT segid) FROM " + table + "_idx"), 1) << table;
 }
 
 TEST_F(LibraryIndex, MailCanBeReadWhenTheDiskTakesNoIndex) {
