@@ -60,6 +60,12 @@ json::value shown(CallContext& context, const std::shared_ptr<Menu>& menu) {
     return json::object{{"items", menuJson(context.application, *menu)}};
 }
 
+// After something in an open menu was used. Its handler ran when it opened and is for that alone.
+json::value stillShown(CallContext& context, const Menu& menu) {
+    if (menu.isTrackingCancelled()) return json::object{{"close", true}};
+    return json::object{{"items", menuJson(context.application, menu)}};
+}
+
 json::value chooseMenuItem(CallContext& context, const json::object& args) {
     const auto item = itemOf(menuOf(context, args), args);
     if (!context.application.choose(*item)) throw CallRefused("\"" + item->title() + "\" can't be used right now.");
@@ -75,7 +81,18 @@ json::value setControlOfItem(CallContext& context, const json::object& args) {
     control->value = arguments::valueFor(*control, args);
     if (const auto onChange = control->onChange) onChange(Value(control->value));
     noteModelChange();
-    return shown(context, menu);
+    return stillShown(context, *menu);
+}
+
+json::value pressButtonOfItem(CallContext& context, const json::object& args) {
+    const auto menu = menuOf(context, args);
+    const auto form = itemOf(menu, args)->form();
+    const auto index = static_cast<std::size_t>(arguments::number(args, "press"));
+    if (!form || index >= form->buttons.size() || !form->buttons[index].enabled)
+        throw CallRefused("That can't be used right now.");
+    if (const auto action = form->buttons[index].action) action();
+    noteModelChange();
+    return stillShown(context, *menu);
 }
 
 json::value openContextMenu(CallContext& context, const json::object& args) {
@@ -111,6 +128,7 @@ json::value chooseToolbarItem(CallContext& context, const json::object& args) {
 void addMenuCalls(CallTable& table) {
     table["menu.choose"] = chooseMenuItem;
     table["menu.set"] = setControlOfItem;
+    table["menu.press"] = pressButtonOfItem;
     // Every redraw asks for fresh states; all that is needed is one.
     table["menu.validate"] = [](CallContext& context, const json::object&) -> json::value {
         if (const auto menu = context.application.mainMenu()) menu->update();

@@ -121,12 +121,16 @@ json::array bannersJson(const MainViewer& viewer) {
         for (const auto& button : controller->buttons())
             if (!button->isHidden) buttons.push_back(buttonJson(*button));
         const auto& colour = junk_mail_banner::backgroundColor;
-        array.push_back(
-            json::object{{"id", controller->view()->anchor()},
-                         {"image", controller->isIconHidden ? std::string() : controller->icon},
-                         {"text", controller->messageField.isHidden ? std::string() : controller->messageField.text},
-                         {"colour", colour.isAnsweredBy(*controller) ? colour(*controller).hexString() : std::string()},
-                         {"buttons", std::move(buttons)}});
+        json::object model{
+            {"id", controller->view()->anchor()},
+            {"image", controller->isIconHidden ? std::string() : controller->icon},
+            {"text", controller->messageField.isHidden ? std::string() : controller->messageField.text},
+            {"colour", colour.isAnsweredBy(*controller) ? colour(*controller).hexString() : std::string()},
+            {"buttons", std::move(buttons)}};
+        if (!controller->trailingField.isHidden && !controller->trailingField.text.empty())
+            model["trailing"] =
+                json::object{{"text", controller->trailingField.text}, {"late", controller->isTrailingFieldRed}};
+        array.push_back(std::move(model));
     }
     return array;
 }

@@ -204,6 +204,7 @@ json::value formJson(const FormModel& form) {
                         {"groups", std::move(groups)},
                         {"buttons", std::move(buttons)}};
     if (!form.message.empty()) result["message"] = form.message;
+    if (!form.firstResponder.empty()) result["firstResponder"] = form.firstResponder;
     if (form.refusals) result["refusals"] = form.refusals;
     if (!form.shownGroup.empty()) result["shownGroup"] = form.shownGroup;
     return result;

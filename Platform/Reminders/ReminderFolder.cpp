@@ -86,6 +86,7 @@ public:
         std::vector<ToDoSource> found;
         for (const ToDoList& list : lists())
             if (found.empty() || found.back().identifier != list.source.identifier) found.push_back(list.source);
+        if (found.empty() && requestAccess()) found.emplace_back();
         return found;
     }
 

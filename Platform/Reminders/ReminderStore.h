@@ -41,7 +41,8 @@ public:
 
     // Whether the reminders may be read and written; makes their folder. The rest works without having asked.
     virtual Result<void> requestAccess() = 0;
-    // Those with at least one list, by title; the machine's own first.
+    // Those with at least one list, by title; the machine's own first. Where there is no list at all, the machine's
+    // own, as far as a list can be made there.
     virtual std::vector<ToDoSource> sources() = 0;
     virtual std::vector<ToDoList> lists() = 0;  // by source and title
     virtual std::optional<ToDoList> listWithIdentifier(std::string_view identifier) = 0;

@@ -83,6 +83,7 @@ struct FormModel {
     std::string identifier, title, message;
     std::vector<FormGroup> groups;
     std::vector<FormButton> buttons;
+    std::string firstResponder = {};  // the control that gets the keys when the form is shown; empty: the first
     // A sheet that is shown anew, by another identifier, with more of them than before shakes its head: what was
     // entered was not accepted.
     int refusals = 0;

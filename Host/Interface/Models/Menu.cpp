@@ -95,6 +95,7 @@ void Menu::removeAllItems() {
 }
 
 void Menu::update() {
+    isCancelled_ = false;
     try {
         if (const auto menuNeedsUpdate = menuNeedsUpdate_) menuNeedsUpdate(*this);
     } catch (const std::exception&) {

@@ -110,9 +110,13 @@ public:
     }
     // For whoever shows the menu, right before; its submenus too. What a handler throws is logged.
     void update();
+    // Closes the menu if it is open: after what was done within it, such as a button of a form.
+    void cancelTracking() { isCancelled_ = true; }
+    bool isTrackingCancelled() const { return isCancelled_; }  // since it was last shown
 
 private:
     std::string title_;
+    bool isCancelled_ = false;
     std::function<void(Menu&)> menuNeedsUpdate_;
     std::vector<std::shared_ptr<MenuItem>> items_;
 };

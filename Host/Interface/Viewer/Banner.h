@@ -46,6 +46,8 @@ public:
     std::string icon;  // the name of a picture
     bool isIconHidden = false;
     Label messageField;
+    Label trailingField;  // at the far end, such as a date; empty: none
+    bool isTrailingFieldRed = false;
     std::shared_ptr<BannerSubject> representedObject;  // null while no message is shown
 
     std::shared_ptr<BannerContainerViewController> container() const { return container_.lock(); }

@@ -36,7 +36,13 @@ export interface MenuItemModel {
   form?: FormModel; // in place of the title; what is set in it goes to "menu.set"
 }
 
-/** Where a menu hangs, for "menu.choose" and "menu.set". */
+/** What an open menu shows next. */
+export interface MenuAnswer {
+  items?: MenuItemModel[];
+  close?: boolean;
+}
+
+/** Where a menu hangs, for "menu.choose" and the like. */
 export type MenuPlace =
   | { menu: 'main' | 'context' }
   | { menu: 'toolbar'; window: string; identifier: string }
@@ -95,6 +101,7 @@ export interface FormModel {
   message?: string;
   groups: { title: string; note?: string; controls: FormControlModel[] }[];
   buttons: { title: string; isDefault?: boolean; isCancel?: boolean; enabled?: boolean }[];
+  firstResponder?: string; // the control that gets the keys when the form is shown
   refusals?: number; // how often what was entered was not accepted
   shownGroup?: string; // the title of the group that is brought into sight
 }
@@ -249,6 +256,7 @@ export interface BannerModel {
   image: string; // empty: none
   text: string; // empty: only its buttons
   colour: string; // "#AABBCC"
+  trailing?: { text: string; late: boolean }; // at the far end
   // with "checked": a check box
   buttons: { id: string; title: string; checked?: boolean; disabled?: boolean }[];
 }
@@ -375,7 +383,8 @@ export interface Calls {
   'app.modifiers': { flags: number }; // the modifier keys that are down now; only where the host watches them
   'app.dismissNotice': { id: number };
   'menu.choose': MenuPlace & { item: string }; // by id; validated again by the host
-  'menu.set': MenuPlace & { item: string; control: string; value: Value }; // replies {items: MenuItemModel[]}
+  'menu.set': MenuPlace & { item: string; control: string; value: Value }; // replies MenuAnswer
+  'menu.press': MenuPlace & { item: string; press: number }; // a button of an item's form, by index; likewise
   'menu.validate': Record<string, never>; // before a menu opens: fresh enabled states come as an update
   'context.open': { ids: Id[] }; // replies {items: MenuItemModel[]}
   'person.open': { person: string }; // the menu of somebody, by display form; replies as context.open

@@ -9,6 +9,7 @@
 #include "MailCategories/StatusIcons.h"
 #include "Notes/NoteHooks.h"
 #include "Platform.h"
+#include "Reminder/ReminderHooks.h"
 #include "Services/ServiceHooks.h"
 #include "Settings/UserDefaults.h"
 #include "Snooze/SnoozeHooks.h"
@@ -64,6 +65,7 @@ void QSMailBundle::initialize() {
     installSnoozeHooks(session);
     installStatusIconHooks(session);
     installNoteHooks(session);
+    installReminderHooks(session);
     auto& defaults = QSPluginDelegate::quillsteadDefaults();
     if (defaults.boolForKey("QSUpdateBetaVersions")) defaults.setObject(true, "QSEnableBetaUpdatesOption");
     QSPluginDelegate::sharedDelegate().initializePlugin();

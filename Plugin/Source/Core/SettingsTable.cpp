@@ -3,6 +3,7 @@
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
 #include "DirectInbox/QSDirectInboxMenuController.h"
+#include "Reminder/ReminderSettings.h"
 #include "Settings/UserDefaults.h"
 
 namespace qs {
@@ -30,6 +31,7 @@ struct Group {
     const char* title;
     const char* note;
     std::vector<Row> rows;
+    std::vector<FormControl> (*othersFirst)() = nullptr;  // controls that change with accounts and services
 };
 
 void updateMenus() { QSPluginDelegate::sharedDelegate().updateGlobalMenuItems(); }
@@ -102,8 +104,8 @@ const std::vector<Group>& groups() {
          "looked "
          "at.",
          {{.kind = Kind::CheckBox, .key = "QSEnableReadTracking", .label = "Track new messages by default"}}},
-        {"Compose window",
-         kNotYet,
+        {"Follow-up",
+         "A reminder about a message that you send, for when nobody answers.",
          {{.kind = Kind::CheckBox, .key = "QSShowFollowUpControl", .label = "Show the follow-up row"},
           {.kind = Kind::PopUp,
            .key = "QSFollowUpTimeDistance",
@@ -118,8 +120,14 @@ const std::vector<Group>& groups() {
                        {"Custom...", 0}}},
           {.kind = Kind::CheckBox,
            .key = "QSDeleteFollowUpReminderOnReply",
-           .label = "Delete a follow-up when a reply arrives"},
-          {.kind = Kind::CheckBox, .key = "QSShowEmojiControl", .label = "Show the emoji button"}}},
+           .label = "Delete a follow-up when a reply arrives"}}},
+        {"Tasks",
+         "",
+         {{.kind = Kind::CheckBox, .key = "QSHighlightReminderMessages", .label = "Mark messages with a reminder"}},
+         defaultReminderListControls},
+        {"Compose window",
+         kNotYet,
+         {{.kind = Kind::CheckBox, .key = "QSShowEmojiControl", .label = "Show the emoji button"}}},
         {"Snooze",
          "",
          {{.kind = Kind::PopUp,
@@ -145,8 +153,7 @@ const std::vector<Group>& groups() {
           {.kind = Kind::TextList, .key = "QSNotesTags", .label = "Tags of a new note"}}},
         {"Message list and pictures",
          kNotYet,
-         {{.kind = Kind::CheckBox, .key = "QSHighlightReminderMessages", .label = "Mark messages with a reminder"},
-          {.kind = Kind::CheckBox, .key = "QSShowAvatarBadge", .label = "Show where a sender's picture comes from"},
+         {{.kind = Kind::CheckBox, .key = "QSShowAvatarBadge", .label = "Show where a sender's picture comes from"},
           {.kind = Kind::CheckBox, .key = "QSIgnoreLowResFavicons", .label = "Leave out coarse pictures"}}},
         {"Direct Inbox",
          "A small inbox under its sign at the end of the title bar: the mail of the last seven days.",
@@ -197,6 +204,7 @@ std::vector<FormGroup> settingsGroups() {
     std::vector<FormGroup> result;
     for (const Group& group : groups()) {
         FormGroup made{.title = QSLocalizedString(group.title), .note = QSLocalizedString(group.note), .controls = {}};
+        if (group.othersFirst) made.controls = group.othersFirst();
         for (const Row& row : group.rows)
             made.controls.push_back(controlFor(row, defaults));
         result.push_back(std::move(made));

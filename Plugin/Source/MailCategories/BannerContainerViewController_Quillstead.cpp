@@ -17,7 +17,7 @@ const Operation<void()> quillstead_commonInit{"quillstead_bannerContainerViewCon
 const Operation<std::shared_ptr<BannerViewController>(int type)> skeletonOfType{"bannerViewControllerSkeletonOfType:"};
 const Operation<void()> updateBannerViews{"updateBannerViews:"};
 
-constexpr BannerViewType kTypes[] = {BannerViewType::Unsubscribe, BannerViewType::Tracking};
+constexpr BannerViewType kTypes[] = {BannerViewType::Unsubscribe, BannerViewType::Tracking, BannerViewType::Task};
 
 Container& container(HostObject& self) { return static_cast<Container&>(self); }
 

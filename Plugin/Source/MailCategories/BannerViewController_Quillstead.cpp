@@ -12,6 +12,7 @@
 #include "Models/Popover.h"
 #include "Outgoing/QSHeaderKeys.h"
 #include "Platform.h"
+#include "Reminder/TaskBanner.h"
 #include "Tracking/QSTrackingPixelManager.h"
 #include "Tracking/QSTrackingPixelOpenViewController.h"
 #include "Unsubscribe/QSUnsubscribeManager.h"
@@ -94,6 +95,7 @@ void updateAndShow(HostObject& self) {
     banner(self).setWantsDisplay(true);
     if (typeOf(self) == BannerViewType::Unsubscribe) showUnsubscribeBanner(banner(self));
     if (typeOf(self) == BannerViewType::Tracking) showTracking(self);
+    if (typeOf(self) == BannerViewType::Task) showTaskBanner(banner(self));
 }
 
 void closeDetailsUnlessOf(const QSTrackingPixelManager::Pixel& pixel) {
@@ -109,6 +111,11 @@ bool wantsDisplay(HostObject& self) {
     if (!headersOf(self)) return quillstead_wantsDisplay(self);
     if (type == BannerViewType::Unsubscribe) {
         const bool shows = QSUnsubscribeManager::showUnsubscribeBannerForMessage(*banner(self).representedObject);
+        if (shows) banner_quillstead::updateAndShow(self);
+        return shows;
+    }
+    if (type == BannerViewType::Task) {
+        const bool shows = showsTaskBanner(banner(self));
         if (shows) banner_quillstead::updateAndShow(self);
         return shows;
     }

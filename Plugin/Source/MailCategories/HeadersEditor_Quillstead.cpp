@@ -1,4 +1,4 @@
-// The headers editor's patch: the switch for read tracking beside the subject. Main thread.
+// The headers editor's patch: the switch for read tracking beside the subject, the row of the follow-up. Main thread.
 #include <algorithm>
 
 #include "Account/QSBackend.h"
@@ -14,6 +14,7 @@
 #include "Models/ModelChanges.h"
 #include "Models/View.h"
 #include "Outgoing/QSHeaderKeys.h"
+#include "Reminder/FollowUpRow.h"
 #include "Services/Reachability.h"
 #include "Settings/UserDefaults.h"
 
@@ -96,16 +97,21 @@ void refreshEnableTrackingView(HeadersEditor& editor) {
     noteModelChange();
 }
 
+void addUnlessThere(StackView& stack, const std::shared_ptr<HeaderRow>& row) {
+    const auto views = stack.views();
+    if (std::find(views.begin(), views.end(), row) == views.end()) stack.addView(row, kTrailing);
+}
+
 void configureButtonsAndPopUps(HostObject& self) {
     quillstead_configureButtonsAndPopUps(self);
     auto& editor = static_cast<HeadersEditor&>(self);
     if (!QSSession::currentIfLoaded() || !editor.composeController()) return;
     // Nobody is offered what cannot work.
-    if (!QSBackend::isConfigured() || !QSQuillsteadUser::me().hasCredentials()) return;
-    refreshEnableTrackingView(editor);
-    const auto views = editor.subjectStack()->views();
-    const auto row = trackingView(editor);
-    if (std::find(views.begin(), views.end(), row) == views.end()) editor.subjectStack()->addView(row, kTrailing);
+    if (QSBackend::isConfigured() && QSQuillsteadUser::me().hasCredentials()) {
+        refreshEnableTrackingView(editor);
+        addUnlessThere(*editor.subjectStack(), trackingView(editor));
+    }
+    if (refreshQuillsteadUtilityView(editor)) addUnlessThere(*editor.contentStack(), followUpRowOf(editor));
 }
 
 void load() {

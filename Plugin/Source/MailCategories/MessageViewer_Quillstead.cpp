@@ -6,6 +6,7 @@
 #include "Core/QSSession.h"
 #include "Mail/MessageHeaders.h"
 #include "Models/Menu.h"
+#include "Reminder/TaskActions.h"
 #include "Snooze/QSSnoozeManager.h"
 
 namespace qs {
@@ -53,6 +54,9 @@ void load() {
     });
     patch.add(Action("snooze:"), snooze);
     patch.add(Action("unsnooze:"), unsnooze);
+    patch.add(Action("updateTask:"), [](HostObject& self, HostObject* sender) {
+        if (QSSession::currentIfLoaded()) updateTasks(targetedMessages(self), sender);
+    });
     patch.add(quillstead_validateMenuItem, validateMenuItem);
     addViewerNoteMethods(patch);
     addViewerToolbarMethods(patch);

@@ -9,6 +9,8 @@
 #include "Models/Menu.h"
 #include "Models/Toolbar.h"
 #include "Models/View.h"
+#include "Reminder/QSRemindersManager.h"
+#include "Reminder/TaskActions.h"
 #include "Snooze/QSSnoozeManager.h"
 
 namespace qs {
@@ -33,6 +35,8 @@ struct ViewerItem {
     std::shared_ptr<Menu> (*menu)(HostObject& viewer);
 };
 
+constexpr const char* kTasksItem = "Tasks";
+
 constexpr ViewerItem kItems[] = {
     {"Snooze", "Snooze", "plugin:TB_Snooze1", "snooze:", "Snooze message.", "SnoozeButton",
      "Snoozed messages will be moved aside for a certain time until they re-appear in your inbox.",
@@ -40,6 +44,9 @@ constexpr ViewerItem kItems[] = {
     {"Notes", "Notes", "plugin:TB_CreateNote", "createQuickNote:", "Convert selected emails to notes.", "NotesButton",
      "Convert emails to notes easily by using this button.",
      [](HostObject& viewer) { return message_viewer_quillstead::notesMenu(viewer); }},
+    {kTasksItem, "Tasks", "plugin:TB_TaskUnchecked", "updateTask:", "Create task for email", "TaskButton",
+     "Create tasks out of emails easily by using this button.",
+     [](HostObject&) { return QSRemindersManager::sharedManager().tasksOptionsMenu(); }},
 };
 
 const ViewerItem* itemNamed(std::string_view identifier) {
@@ -71,10 +78,12 @@ std::shared_ptr<ToolbarItem> makeItem(HostObject& viewer, const ViewerItem& item
     return made;
 }
 
-// Snoozing ahead of archiving, or at the end; notes at the end.
+// Snoozing ahead of archiving, tasks behind the flag, notes at the end; at the end, too, where those are not.
 Identifiers withOurs(Identifiers identifiers) {
     if (!QSSession::currentIfLoaded()) return identifiers;
     identifiers.insert(std::ranges::find(identifiers, "archiveMessages:"), "Snooze");
+    const auto flag = std::ranges::find(identifiers, "FlaggedStatus");
+    identifiers.insert(flag == identifiers.end() ? flag : flag + 1, kTasksItem);
     identifiers.emplace_back("Notes");
     return identifiers;
 }
@@ -102,8 +111,10 @@ void addViewerToolbarMethods(PatchClass& patch) {
         return withOursAllowed(quillstead_toolbarAllowedItemIdentifiers(self, toolbar));
     });
     patch.add(quillstead_validateToolbarItem, [](HostObject& self, ToolbarItem& item) {
-        if (QSSession::currentIfLoaded() && itemNamed(item.itemIdentifier())) return !targetedMessages(self).empty();
-        return quillstead_validateToolbarItem(self, item);
+        if (!QSSession::currentIfLoaded() || !itemNamed(item.itemIdentifier()))
+            return quillstead_validateToolbarItem(self, item);
+        const MessageList messages = targetedMessages(self);
+        return item.itemIdentifier() == kTasksItem ? validateTasksItem(item, messages) : !messages.empty();
     });
 }
 

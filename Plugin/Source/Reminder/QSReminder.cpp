@@ -1,6 +1,8 @@
 #include "Reminder/QSReminder.h"
 
 #include "Foundation/Format.h"
+#include "Services/QSService.h"
+#include "Services/QSServicesManager.h"
 
 namespace qs {
 
@@ -23,6 +25,11 @@ void QSReminder::awakeFromInsert() {
     setTransmitting(false);
     setDirty(false);
     setIsRemote(false);
+}
+
+std::string QSReminderList::icon() const {
+    const auto service = QSServicesManager::sharedManager().serviceWithIdentifier(serviceIdentifier().value_or(""));
+    return service ? service->icon() : std::string();
 }
 
 }  // namespace qs

@@ -87,6 +87,7 @@ public:
     std::optional<std::string> uniqueIdentifier() const { return get(kUniqueIdentifier); }  // the service's own
     void setUniqueIdentifier(const std::optional<std::string>& id) { set(kUniqueIdentifier, id); }
     std::vector<std::shared_ptr<QSReminder>> reminders() const { return get(kReminders); }
+    std::string icon() const;  // of its service, as a picture's name for models; empty when that is gone
 };
 
 }  // namespace qs

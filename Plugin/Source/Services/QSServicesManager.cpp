@@ -12,6 +12,7 @@
 #include "Foundation/PropertyList.h"
 #include "Foundation/RunLoop.h"
 #include "Mail/MailAccount.h"
+#include "Reminder/ReminderSettings.h"
 #include "Services/QSService.h"
 #include "Services/QSServiceSlave.h"
 #include "Services/ServiceTypes.h"
@@ -42,6 +43,7 @@ QSServicesManager::~QSServicesManager() = default;
 
 void QSServicesManager::init() {
     services_.reserve(kUsualNumber);
+    defaultReminderList = defaultReminderListChoice();
     willChangeValueForKey("services");
     load(QSPluginDelegate::quillsteadDefaults().objectForKey(kServicesList));
     for (int type = 0; type <= kHighestListedType; ++type) {

@@ -2,6 +2,7 @@
 
 #include "Foundation/Assertion.h"
 #include "Foundation/Format.h"
+#include "Reminder/QSAppleRemindersConverter.h"
 #include "Services/QSService.h"
 #include "Services/QSServiceSlave.h"
 #include "Services/ServiceTypes.h"
@@ -22,6 +23,7 @@ QSSlaveClasses::QSSlaveClasses() {
     for (int type = 0; type <= kHighestServiceType; ++type)
         if (const char* name = factsOfServiceType(type).slaveClass) classes_[type].name = name;
     setMaker(6, make<QSBoxUploader>);
+    setMaker(17, make<QSAppleRemindersConverter>);
 }
 
 const QSSlaveClass* QSSlaveClasses::classForServiceType(std::uint64_t utility, std::int32_t type) const {

@@ -120,7 +120,7 @@ export class Host {
 }
 
 // One-time hints that come by themselves some time after the start, and would lie over what a journey clicks.
-const hints = ['NotesButton', 'SnoozeButton', 'UnsubscribeButton', 'DirectInbox', 'DirectInboxAddMailboxButton'];
+const hints = ['DirectInbox', 'DirectInboxAddMailboxButton', 'EnableFollowUp', 'NotesButton', 'SnoozeButton', 'TaskButton', 'UnsubscribeButton'];
 
 /** The plug-in's settings before the first start; `more` are further keys with their values, as a property list has them. */
 export function writeSettings(data, more = '') {

@@ -52,6 +52,7 @@ protected:
 
 TEST_F(ReminderStoreTest, FindsListsOfTheMachineAndOfAccounts) {
     EXPECT_THAT(store_->lists(), IsEmpty()) << "there is no folder yet";
+    EXPECT_EQ(store_->sources().size(), 1U) << "but one can be made";
     write("home/displayname", " Zuhause\n");
     write("errands/1.ics", calendarOf("1", "SUMMARY:Milk\r\n"));
     fs::create_directories(root_ / "empty");

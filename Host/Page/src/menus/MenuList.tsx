@@ -19,6 +19,7 @@ export interface MenuListProps {
   focusFirst?: boolean;
   onChoose(item: MenuItemModel): void;
   onSet?(item: MenuItemModel, control: string, value: Value): void; // in an item's form
+  onPress?(item: MenuItemModel, button: number): void; // of its buttons
   onClose(reason: 'escape' | 'left' | 'outside'): void;
   onSideways?(direction: 1 | -1): void;
 }
@@ -39,7 +40,9 @@ export function MenuList(props: MenuListProps) {
   useLayoutEffect(() => {
     if (open >= 0) return; // the submenu has the focus
     const element = active >= 0 ? rowAt(menu.current, active) : menu.current;
-    const field = items[active]?.form && element?.querySelector<HTMLElement>(focusable);
+    const form = items[active]?.form;
+    const anchor = form?.firstResponder && `[data-anchor="menu:${form.identifier}:${form.firstResponder}"]`;
+    const field = form && ((anchor && element?.querySelector(anchor)) || element)?.querySelector<HTMLElement>(focusable);
     (field || element)?.focus();
   }, [active, open]);
   useEffect(() => () => window.clearTimeout(opening.current), []);
@@ -117,7 +120,7 @@ export function MenuList(props: MenuListProps) {
           ) : item.form ? (
             <div key={item.id} class="menu-form" role="none" onPointerDown={() => setActive(index)}>
               <Form
-                form={item.form} anchors={`menu:${item.form.identifier}`} onButton={() => undefined}
+                form={item.form} anchors={`menu:${item.form.identifier}`} onButton={(button) => props.onPress?.(item, button)}
                 onChange={(control, value) => props.onSet?.(item, control, value)}
               />
             </div>
@@ -133,7 +136,7 @@ export function MenuList(props: MenuListProps) {
       {inner?.submenu && innerRow && (
         <MenuList
           key={inner.id} items={inner.submenu} label={inner.title} anchor={innerRow.getBoundingClientRect()} beside focusFirst
-          onChoose={props.onChoose} onSet={props.onSet} onSideways={props.onSideways}
+          onChoose={props.onChoose} onSet={props.onSet} onPress={props.onPress} onSideways={props.onSideways}
           onClose={(reason) => (reason === 'left' || reason === 'escape' ? setOpen(-1) : props.onClose(reason))}
         />
       )}

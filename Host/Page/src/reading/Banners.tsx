@@ -15,6 +15,7 @@ export const Banners = ({ banners }: { banners: BannerModel[] }) => (
         {banner.buttons.map((button) => (
           <BannerButton key={button.id} button={button} />
         ))}
+        {banner.trailing && <span class={`banner-trailing${banner.trailing.late ? ' late' : ''}`}>{banner.trailing.text}</span>}
       </div>
     ))}
   </>
