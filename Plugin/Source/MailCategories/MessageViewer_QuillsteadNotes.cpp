@@ -75,7 +75,9 @@ void tellFailure(const char* text) {
 // Durable before it goes out.
 void send(const Note& note) {
     note->setDraft(false);
-    QSPluginDelegate::sharedDelegate().saveCoreData();
+    auto& plugin = QSPluginDelegate::sharedDelegate();
+    plugin.saveCoreData();
+    plugin.refreshMessageList();
     notes().syncWithServices();
 }
 

@@ -18,6 +18,12 @@ namespace {
 
 using Kind = FormControl::Kind;
 
+FormControl sentence(const char* id, std::string text) {
+    FormControl control{.kind = Kind::Text, .id = id};
+    control.value = std::move(text);
+    return control;
+}
+
 void chooseNotebook(const std::string& account, const std::string& identifier) {
     auto& notes = QSNotesManager::sharedManager();
     const auto notebook = notes.notebookWithIdentifier(identifier);
@@ -89,13 +95,15 @@ std::vector<FormControl> noteControls() {
     std::vector<std::shared_ptr<QSNotebook>> notebooks;
     if (QSNotesManager::hasNotesService()) notebooks = QSNotesManager::sharedManager().allNotebooks();
     if (!notebooks.empty()) {
-        FormControl heading{.kind = Kind::Text, .id = "defaultNotebooks"};
-        heading.value = QSLocalizedString("Quick notes of mail in these accounts go into:");
-        controls.push_back(std::move(heading));
+        controls.push_back(
+            sentence("defaultNotebooks", QSLocalizedString("Quick notes of mail in these accounts go into:")));
         for (const QSMailAccountSettings& account : QSServicesManager::sharedManager().mailAccountSettings())
             controls.push_back(notebookOf(account, notebooks));
     }
-    if (FormControl table = setAsideTable(); !table.options.empty()) controls.push_back(std::move(table));
+    if (FormControl table = setAsideTable(); !table.options.empty()) {
+        controls.push_back(sentence("setAside", table.label + ":"));
+        controls.push_back(std::move(table));
+    }
     return controls;
 }
 

@@ -260,6 +260,7 @@ void QSNotesManager::didTransmit(const Note& sent, const Note& received, const Q
     sent->setTransmitting(false);
     removeNoteFiles(sent->attachments());
     save();
+    QSPluginDelegate::sharedDelegate().refreshMessageList();  // rows show how it stands with their notes
     QSPluginDelegate::sharedDelegate().triggerHelperWithNotificationName(
         kUserNotification,
         Dictionary{{"title", QSLocalizedString("Note Transmitted")},
@@ -286,6 +287,7 @@ void QSNotesManager::setAside(const Note& note, const std::string& reason) {
     const std::string title = note->title().value_or("");
     deleteNote(note);
     save();
+    QSPluginDelegate::sharedDelegate().refreshMessageList();
     if (const auto app = MailApp::shared())
         app->addNotice(stringWithFormat(QSLocalizedString("The note “%@” could not be sent. You can bring it back in "
                                                           "the preferences, among the notes."),

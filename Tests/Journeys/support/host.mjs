@@ -14,6 +14,8 @@ const build = process.env.QS_BUILD_DIR;
 if (!build) throw new Error('QS_BUILD_DIR names the build tree.');
 export const program = join(build, 'bin', 'quillstead-host');
 export const bundles = join(build, 'Bundles');
+/** The plug-in with a notes service of the journeys' own (NotesBundle/). */
+export const bundlesWithNotes = join(build, 'test-bundles');
 const startTimeout = 60_000;
 
 /** A folder that goes when the test ends. */
