@@ -7,6 +7,7 @@
 #include "Mail/MessageHeaders.h"
 #include "MailCategories/MessageMarks.h"
 #include "MailCategories/StatusIcons.h"
+#include "Notes/QSNotesManager.h"
 #include "Outgoing/QSHeaderKeys.h"
 #include "Platform.h"
 #include "Snooze/QSSnoozeManager.h"
@@ -60,7 +61,7 @@ void updateIcons(HostObject& self) {
     const std::string messageID = messageIDOf(message ? message->headersIfAvailable().get() : nullptr);
     if (messageID.empty()) return;
     const MessageMarks marks = MessageMarks::orNone({messageID});
-    const NoteMark notes = hasNotesService() ? marks.of(messageID).notes : NoteMark::None;
+    const NoteMark notes = QSNotesManager::hasNotesService() ? marks.of(messageID).notes : NoteMark::None;
     if (notes == NoteMark::Pending) addStatusIconNamed(self, status_icons::kPendingNote);
     if (notes == NoteMark::Present) addStatusIconNamed(self, status_icons::kNote);
     // Here a follow-up counts as long as there is one, done or not.

@@ -12,6 +12,7 @@
 #include "Mail/MessageHeaders.h"
 #include "MailCategories/MessageMarks.h"
 #include "MailCategories/StatusIcons.h"
+#include "Notes/QSNotesManager.h"
 #include "Outgoing/QSHeaderKeys.h"
 #include "Settings/UserDefaults.h"
 #include "Snooze/QSSnoozeManager.h"
@@ -142,7 +143,7 @@ Icons flagImages(HostObject& self) {
     if (!headers) return icons;
     Row row{*message, *headers, marksOf(proxy(self).drawing()).of(headers->messageID), proxy(self).selected(),
             std::move(icons)};
-    if (row.marks.notes != NoteMark::None && hasNotesService()) row.add(status_icons::kNote);
+    if (row.marks.notes != NoteMark::None && QSNotesManager::hasNotesService()) row.add(status_icons::kNote);
     if (row.marks.reminder != ReminderMark::None && hasReminderService()) row.addReminder();
     if (QSSnoozeManager::sharedManager().isSnoozedMessageWithMessageID(headers->messageID))
         row.add(status_icons::kSnoozed);

@@ -68,10 +68,6 @@ MessageMarks MessageMarks::orNone(const std::vector<std::string>& messageIDs) {
     }
 }
 
-bool hasNotesService() {
-    return !QSServicesManager::sharedManager().servicesOfUtilityType(kNotesUtility, true).empty();
-}
-
 bool hasReminderService() {
     return !QSServicesManager::sharedManager().servicesOfUtilityType(kTasksUtility, true).empty();
 }

@@ -34,7 +34,6 @@ private:
     std::unordered_map<std::string, Marks> marks_;
 };
 
-bool hasNotesService();
 bool hasReminderService();
 
 }  // namespace qs
