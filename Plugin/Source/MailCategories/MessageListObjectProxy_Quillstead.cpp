@@ -14,6 +14,7 @@
 #include "MailCategories/StatusIcons.h"
 #include "Notes/QSNotesManager.h"
 #include "Outgoing/QSHeaderKeys.h"
+#include "Reminder/QSRemindersManager.h"
 #include "Settings/UserDefaults.h"
 #include "Snooze/QSSnoozeManager.h"
 #include "Text/MailHeaderDate.h"
@@ -144,7 +145,8 @@ Icons flagImages(HostObject& self) {
     Row row{*message, *headers, marksOf(proxy(self).drawing()).of(headers->messageID), proxy(self).selected(),
             std::move(icons)};
     if (row.marks.notes != NoteMark::None && QSNotesManager::hasNotesService()) row.add(status_icons::kNote);
-    if (row.marks.reminder != ReminderMark::None && hasReminderService()) row.addReminder();
+    if (row.marks.reminder != ReminderMark::None && QSRemindersManager::sharedManager().hasReminderService())
+        row.addReminder();
     if (QSSnoozeManager::sharedManager().isSnoozedMessageWithMessageID(headers->messageID))
         row.add(status_icons::kSnoozed);
     row.addOutbox();

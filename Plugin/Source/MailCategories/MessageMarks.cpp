@@ -8,8 +8,6 @@
 #include "Foundation/Log.h"
 #include "Notes/QSNote.h"
 #include "Reminder/QSReminder.h"
-#include "Services/QSServicesManager.h"
-#include "Services/ServiceTypes.h"
 #include "Tracking/QSTrackingPixel.h"
 
 namespace qs {
@@ -66,10 +64,6 @@ MessageMarks MessageMarks::orNone(const std::vector<std::string>& messageIDs) {
         logCaughtException("Messages are shown without the plug-in's icons");
         return {};
     }
-}
-
-bool hasReminderService() {
-    return !QSServicesManager::sharedManager().servicesOfUtilityType(kTasksUtility, true).empty();
 }
 
 }  // namespace qs

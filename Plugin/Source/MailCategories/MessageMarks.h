@@ -34,6 +34,4 @@ private:
     std::unordered_map<std::string, Marks> marks_;
 };
 
-bool hasReminderService();
-
 }  // namespace qs
