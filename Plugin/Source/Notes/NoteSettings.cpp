@@ -82,6 +82,7 @@ FormControl setAsideTable() {
     FormControl table{.kind = Kind::Table, .id = "setAsideNotes"};
     table.label = QSLocalizedString("Notes that could not be sent");
     table.rowButton = QSLocalizedString("Bring back");
+    table.rowButtonImage = "undo";
     for (const RecoverableRecord& record : recoveredRecords().list())
         if (record.entity == QSNote::kEntityName) table.options.push_back(rowOf(record));
     table.onChange = [](const Value& value) { bringBack(value.stringValue()); };
