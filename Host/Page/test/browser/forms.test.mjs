@@ -335,3 +335,26 @@ test('a menu is made afresh when it opens, and holds a date that is set while it
   assert.deepEqual(callsOf(host, 'menu.choose'), [{ menu: 'toolbar', window: 'viewer', identifier: 'Snooze', item: '6' }]);
   await menu.waitFor({ state: 'detached' });
 });
+
+test('a menu may hold a whole form: its first field has the keys, Return presses its button, and the host closes it', async (t) => {
+  const { page, host } = await open(t);
+  const control = (id, kind, label, value) => ({ id, kind, label, value, enabled: true });
+  const form = {
+    identifier: 'Options', title: '', firstResponder: 'note', buttons: [{ title: 'Create', isDefault: true }],
+    groups: [{ title: '', controls: [control('dated', 'checkBox', 'Set a date', true), control('note', 'textField', 'Note', '')] }],
+  };
+  const answer = host.answer.bind(host);
+  host.answer = (call, args) => {
+    if (call === 'menu.press') return { close: true };
+    return call === 'toolbar.menu' || call === 'menu.set' ? { items: [{ id: '1', title: '', form }] } : answer(call, args);
+  };
+  await page.click('[data-anchor="toolbar:viewer:Snooze"] .tool-menu');
+  const menu = page.getByRole('dialog', { name: 'Snooze' });
+  await becomes(() => menu.getByLabel('Note').evaluate((each) => each === document.activeElement), true, 'the note has the keys');
+  await page.keyboard.type('Order the paper');
+  await page.keyboard.press('Enter');
+  await menu.waitFor({ state: 'detached' });
+  const place = { menu: 'toolbar', window: 'viewer', identifier: 'Snooze', item: '1' };
+  assert.deepEqual(callsOf(host, 'menu.set').at(-1), { ...place, control: 'note', value: 'Order the paper' });
+  assert.deepEqual(callsOf(host, 'menu.press'), [{ ...place, press: 0 }]);
+});
