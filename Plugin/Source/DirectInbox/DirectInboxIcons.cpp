@@ -12,7 +12,7 @@ namespace qs {
 
 namespace {
 
-constexpr int kSlotSize = 16;  // points
+constexpr int kSlotSize = 16, kImageSize = 12;  // points
 
 void addHostImages(std::vector<ListIcon>& images, std::uint32_t flags) {
     const std::uint32_t attachments = (flags & kMessageAttachmentsMask) >> kMessageAttachmentsShift;
@@ -33,7 +33,7 @@ void addFlagImages(QSDirectInboxRow& row, const Message& message, std::uint32_t 
     auto& images = row.QSDirectInboxMessageFlagImages;
     addHostImages(images, messageFlags);
     const auto add = [&](bool isSo, const StatusIcon& icon) {
-        if (isSo) images.push_back({imageOf(icon), labelOf(icon), icon.size});
+        if (isSo) images.push_back({imageOf(icon), labelOf(icon), kImageSize});
     };
     const auto headers = message.headersIfAvailable();
     const std::string messageID = message.messageID();
