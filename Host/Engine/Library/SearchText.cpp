@@ -16,6 +16,7 @@ namespace qs {
 namespace {
 
 constexpr std::size_t kShortestOpenWord = 3, kLongestEntity = 12, kMostFragments = 20;
+constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // of what is no UTF-8
 
 icu::UnicodeString folded(std::string_view text) {
     return icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())}).foldCase();
@@ -197,21 +198,22 @@ std::string singleLine(std::string_view text, std::size_t limit) {
     std::string line, joiners;
     bool needsSpace = false;
     while (!text.empty()) {
-        const std::size_t length = std::max<std::size_t>(utf8CharacterLength(text), 1);
-        const char32_t character = firstUtf8Character(text);
-        text.remove_prefix(length);
+        const bool isAscii = static_cast<unsigned char>(text.front()) < 0x80;  // nearly all are
+        const std::size_t length = isAscii ? 1 : utf8CharacterLength(text);
+        const char32_t character = isAscii ? static_cast<unsigned char>(text.front()) : firstUtf8Character(text);
+        const std::string_view piece = length == 0 ? kReplacement : text.substr(0, length);
+        text.remove_prefix(std::max<std::size_t>(length, 1));
         if (isInvisible(character)) continue;
         if (isBlank(character)) {
             needsSpace = !line.empty();
             joiners.clear();
         } else if (isJoiner(character)) {
             // Between two characters it belongs to a word or picture, beside blanks it is padding.
-            if (!needsSpace && !line.empty() && joiners.empty()) appendUtf8(joiners, character);
+            if (!needsSpace && !line.empty() && joiners.empty()) joiners = piece;
         } else {
-            std::string piece = needsSpace ? " " : joiners;
-            appendUtf8(piece, character);
-            if (line.size() + piece.size() > limit) break;
-            line += piece;
+            const std::string_view between = needsSpace ? std::string_view(" ") : joiners;
+            if (line.size() + between.size() + piece.size() > limit) break;
+            line.append(between).append(piece);
             needsSpace = false;
             joiners.clear();
         }
