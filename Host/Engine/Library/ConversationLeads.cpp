@@ -18,8 +18,7 @@ std::int64_t newest(Database& index, std::int64_t conversation, std::int64_t mai
 void take(Database& index, std::int64_t conversation, std::int64_t mailbox, std::int64_t seq) {
     const std::int64_t former = newest(index, conversation, mailbox);
     if (former > seq) return;
-    if (former != 0)
-        index.run("UPDATE leading SET seq = ? WHERE mailbox = ? AND seq = ?", {seq, mailbox, former});
+    if (former != 0) index.run("UPDATE leading SET seq = ? WHERE mailbox = ? AND seq = ?", {seq, mailbox, former});
     // Of a message that is just being moved the former place has been given up already.
     if (former == 0 || index.changes() == 0)
         index.run("INSERT OR FAIL INTO leading(mailbox, seq) VALUES(?, ?)", {mailbox, seq});
