@@ -1,7 +1,9 @@
 // Delayed mail: the countdown, "Send now", "Undo send" and what becomes of the message, through the whole host.
+#include "DirectInbox/QSDirectInboxMenuController.h"
 #include "Outgoing/QSUndoSend.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Application/HostInstances.h"
 #include "Application/MailApp.h"
@@ -261,15 +263,19 @@ TEST_F(UndoSend, DismissedItLeavesByTime) {
     EXPECT_THAT(received(), SizeIs(1));
 }
 
+// It points at the viewer's title, else at the sign of the small inbox.
 TEST_F(UndoSend, NothingToPointAtMeansNoCountdown) {
-    startWithDelay(10);
-    const auto frontmost = HostInstances::current().frontmostViewer;
-    HostInstances::current().frontmostViewer = nullptr;
-    send();
-    host_->advance(2);
-    EXPECT_EQ(countdown(), nullptr);
-    EXPECT_THAT(outbox(), SizeIs(1)) << "held all the same";
-    HostInstances::current().frontmostViewer = frontmost;
+    for (const bool hasSign : {true, false}) {
+        startWithDelay(10);
+        defaults().setObject(hasSign, "QSShowMenuBar");
+        delegate().menuController().updateMenuVisibility();
+        const auto frontmost = std::exchange(HostInstances::current().frontmostViewer, nullptr);
+        send();
+        host_->advance(2);
+        EXPECT_EQ(countdown() != nullptr, hasSign);
+        EXPECT_THAT(outbox(), SizeIs(1)) << "held all the same";
+        HostInstances::current().frontmostViewer = frontmost;
+    }
 }
 
 TEST_F(UndoSend, WithoutAFrontmostViewerOneIsMadeForTheMessage) {
