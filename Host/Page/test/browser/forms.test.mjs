@@ -109,13 +109,24 @@ test('a field shows what the host makes of it, but not over what is being typed'
   const name = 'input[placeholder="None"]';
   const tell = (value) => {
     const { preferences } = host.models;
-    preferences.form.groups[2].controls.find((each) => each.id === 'name').value = value;
+    const { controls } = preferences.form.groups[2];
+    controls.find((each) => each.id === 'name').value = value;
+    controls.find((each) => each.id === 'told').value = `Told: ${value}`;
     host.push({ preferences });
   };
   tell('From the host');
   await until(async () => (await page.inputValue(name)) === 'From the host', 'the value');
-  await page.fill(name, 'Mine');
+  // Somebody who goes on typing until the host's word has come.
+  await page.evaluate((field) => {
+    const typed = document.querySelector(field);
+    const type = () => typed.dispatchEvent(new Event('input', { bubbles: true }));
+    typed.value = 'Mine';
+    type();
+    window.typing = setInterval(type, 50);
+  }, name);
   tell('Too late');
+  await page.getByText('Told: Too late').waitFor();
+  await page.evaluate(() => clearInterval(window.typing));
   await until(() => callsOf(host, 'preferences.set').some((each) => each.value === 'Mine'), 'the edit');
   assert.equal(await page.inputValue(name), 'Mine');
 });
