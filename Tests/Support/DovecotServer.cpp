@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "Imap/ImapConnection.h"
 #include "Support/TestSocket.h"
 
 namespace qs {
@@ -160,6 +161,18 @@ bool DovecotServer::start() {
 void DovecotServer::restart() {
     stop();
     if (!start()) throw std::runtime_error("dovecot did not start again: " + log());
+}
+
+std::unique_ptr<ImapConnection> DovecotServer::signIn(const std::string& user) const {
+    ImapServer server;
+    server.host = "127.0.0.1";
+    server.port = port_;
+    server.security = TransportSecurity::None;
+    server.user = user;
+    auto connection = std::make_unique<ImapConnection>(server);
+    if (const auto opened = connection->open({ImapSecret::Kind::Password, options_.users.at(user)}); !opened)
+        throw std::runtime_error(opened.error().description);
+    return connection;
 }
 
 fs::path DovecotServer::maildir(const std::string& user) const { return folder_ / ("home/" + user) / "Maildir"; }

@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,8 @@
 #include "Support/TestIdentity.h"
 
 namespace qs {
+
+class ImapConnection;
 
 class DovecotServer {
 public:
@@ -40,6 +43,9 @@ public:
     void deliver(const std::string& user, std::string_view message, const std::string& mailbox = "INBOX",
                  const std::string& flags = "");
     std::filesystem::path maildir(const std::string& user) const;
+
+    // Another mail program of the user's, signed in over the open port. Throws when it can't.
+    std::unique_ptr<ImapConnection> signIn(const std::string& user) const;
 
     void stop() { process_.stop(); }  // as a server that goes down: connections break
     void restart();                   // at the same ports

@@ -1,6 +1,7 @@
 // An account with a mailbox whose messages are listed by their headers, while a bad connection keeps their bodies away.
 #pragma once
 
+#include <random>
 #include <set>
 #include <string>
 #include <vector>
@@ -41,6 +42,15 @@ protected:
     void forgetIndex() {
         for (const char* side : {"", "-wal", "-shm"})
             std::filesystem::remove(folder_ / (std::string("Library.sqlite") + side));
+    }
+    // What follows is cut off somewhere, or the program starts anew, perhaps without its index.
+    void disturb(std::mt19937& random) {
+        proxy_->cutAfterReceived(2'000 + random() % 90'000);
+        if (random() % 3 != 0) return loop_->advance(100);
+        engine_.reset();
+        if (random() % 2 == 0) forgetIndex();
+        open();
+        engine_->sync().start();
     }
     void finish() {
         proxy_->letPass();

@@ -161,15 +161,7 @@ TEST_F(ListedMailboxesTest, CutsAnywhereLoseNothingAndDoubleNothing) {
             for (std::size_t i = 0; i < std::min<std::size_t>(rows.size(), 3) && folder != to; ++i)
                 EXPECT_TRUE(library().move({rows[i].id}, box(to)));
         }
-        proxy_->cutAfterReceived(2'000 + random() % 90'000);
-        if (random() % 3 == 0) {
-            engine_.reset();
-            if (random() % 2 == 0) forgetIndex();
-            open();
-            engine_->sync().start();
-        } else {
-            loop_->advance(100);
-        }
+        disturb(random);
     }
     proxy_->letPass();
     loop_->advance(4000);

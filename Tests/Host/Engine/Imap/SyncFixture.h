@@ -112,15 +112,7 @@ protected:
     }
 
     ImapConnection& other() {
-        if (other_ && other_->isOpen()) return *other_;
-        ImapServer server;
-        server.host = "127.0.0.1";
-        server.port = server_->port();
-        server.security = TransportSecurity::None;
-        server.user = "ada";
-        other_ = std::make_unique<ImapConnection>(server);
-        if (const auto opened = other_->open({ImapSecret::Kind::Password, "analytical"}); !opened)
-            throw std::runtime_error(opened.error().description);
+        if (!other_ || !other_->isOpen()) other_ = server_->signIn("ada");
         return *other_;
     }
     static ImapMailboxName named(const std::string& name) { return ImapMailboxName::fromText(name); }

@@ -135,15 +135,7 @@ TEST_F(SyncListTest, CutsAnywhereLoseAndDoubleNothing) {
             }
             (void)library().content(rows.front().id);
         }
-        proxy_->cutAfterReceived(2'000 + random() % 90'000);
-        if (random() % 3 == 0) {
-            engine_.reset();
-            if (random() % 2 == 0) forgetIndex();
-            open();
-            engine_->sync().start();
-        } else {
-            loop_->advance(100);
-        }
+        disturb(random);
     }
     proxy_->letPass();
     loop_->advance(4000);
