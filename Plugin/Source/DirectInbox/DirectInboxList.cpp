@@ -106,7 +106,7 @@ MessageMarks marksOf(const std::vector<Section>& sections) {
     for (const Section& section : sections)
         for (const MessageRef& message : section.messages)
             if (std::string id = message->messageID(); !id.empty()) ids.push_back(std::move(id));
-    return MessageMarks::orNone(ids);
+    return MessageMarks(ids);
 }
 
 }  // namespace

@@ -60,7 +60,7 @@ void updateIcons(HostObject& self) {
     const auto message = messageOf(self);
     const std::string messageID = messageIDOf(message ? message->headersIfAvailable().get() : nullptr);
     if (messageID.empty()) return;
-    const MessageMarks marks = MessageMarks::orNone({messageID});
+    const MessageMarks marks({messageID});
     const NoteMark notes = QSNotesManager::hasNotesService() ? marks.of(messageID).notes : NoteMark::None;
     if (notes == NoteMark::Pending) addStatusIconNamed(self, status_icons::kPendingNote);
     if (notes == NoteMark::Present) addStatusIconNamed(self, status_icons::kNote);

@@ -84,7 +84,7 @@ const MessageMarks& marksOf(MessageListDrawing& drawing) {
     using Ref = std::shared_ptr<const MessageMarks>;
     auto marks = drawing.associated<Ref>(kMarksKey);
     if (!marks) {
-        marks = std::make_shared<const MessageMarks>(MessageMarks::orNone(drawing.messageIDs));
+        marks = std::make_shared<const MessageMarks>(drawing.messageIDs);
         drawing.setAssociatedObject(kMarksKey, marks);
     }
     return *marks;

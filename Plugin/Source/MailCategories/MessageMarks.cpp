@@ -2,10 +2,7 @@
 
 #include <utility>
 
-#include "Core/QSPluginDelegate.h"
-#include "Core/Store/ManagedObjectContext.h"
-#include "Foundation/Assertion.h"
-#include "Foundation/Log.h"
+#include "Core/StoreFetch.h"
 #include "Notes/QSNote.h"
 #include "Reminder/QSReminder.h"
 #include "Tracking/QSTrackingPixel.h"
@@ -13,14 +10,6 @@
 namespace qs {
 
 namespace {
-
-template <class T>
-std::vector<std::shared_ptr<T>> fetched(Condition condition) {
-    auto found = QSPluginDelegate::sharedDelegate().managedObjectContext().fetch<T>(std::move(condition));
-    if (found) return *found;
-    logError("A message's icons can't be looked up: " + found.error().description);
-    return {};
-}
 
 ReminderMark markOf(const QSReminder& reminder) {
     if (reminder.type() == kReminderTypeTask)
@@ -55,15 +44,6 @@ const MessageMarks::Marks& MessageMarks::of(const std::string& messageID) const 
     static const Marks none;
     const auto found = marks_.find(messageID);
     return found == marks_.end() ? none : found->second;
-}
-
-MessageMarks MessageMarks::orNone(const std::vector<std::string>& messageIDs) {
-    try {
-        return MessageMarks(messageIDs);
-    } catch (const AssertionFailure&) {
-        logCaughtException("Messages are shown without the plug-in's icons");
-        return {};
-    }
 }
 
 }  // namespace qs

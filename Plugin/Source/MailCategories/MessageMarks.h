@@ -23,12 +23,9 @@ public:
         TrackingMark tracking = TrackingMark::None;
     };
     MessageMarks() = default;
-    // By their ids, without angle brackets.
+    // By their ids, without angle brackets. None when the store can't be opened.
     explicit MessageMarks(const std::vector<std::string>& messageIDs);
     const Marks& of(const std::string& messageID) const;
-
-    // Of all messages, when the store can't be opened: none, and a line in the log.
-    static MessageMarks orNone(const std::vector<std::string>& messageIDs);
 
 private:
     std::unordered_map<std::string, Marks> marks_;

@@ -3,7 +3,7 @@
 #include "Application/MailApp.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
-#include "Core/Store/ManagedObjectContext.h"
+#include "Core/StoreFetch.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
@@ -17,7 +17,6 @@
 #include "Services/QSServicesManager.h"
 #include "Services/ServiceTypes.h"
 #include "Settings/UserDefaults.h"
-#include "Text/StandardCompare.h"
 
 namespace qs {
 
@@ -32,29 +31,8 @@ constexpr const char* kUserNotification = "com.apple.Mail.Quillstead.UserNotific
 constexpr const char* kLastNotebookKey = "QSQuillstead_LastNotebook_%@";
 constexpr const char* kDefaultNotebookKey = "QSQuillstead_Default_%@";
 
-ManagedObjectContext& context() { return QSPluginDelegate::sharedDelegate().managedObjectContext(); }
 void save() { QSPluginDelegate::sharedDelegate().saveCoreData(); }
 UserDefaults& settings() { return QSPluginDelegate::quillsteadDefaults(); }
-
-template <class T>
-std::vector<std::shared_ptr<T>> fetched(Condition condition, std::vector<SortDescriptor> order = {},
-                                        std::size_t limit = 0) {
-    auto found = context().fetch<T>(std::move(condition), std::move(order), limit);
-    if (found) return *found;
-    logError(stringWithFormat("Fetch request ERROR: %@", {found.error().description}));
-    return {};
-}
-
-template <class T>
-std::shared_ptr<T> first(Condition condition) {
-    const auto found = fetched<T>(std::move(condition), {}, 1);
-    return found.empty() ? nullptr : found.front();
-}
-
-SortDescriptor byName() {
-    return {QSNotebook::kName.name(), true,
-            [](const Value& a, const Value& b) { return localizedStandardCompare(a.stringValue(), b.stringValue()); }};
-}
 
 void storeNotebook(const Notebook& notebook, const char* key, std::string_view accountIdentifier) {
     const auto identifier = notebook ? notebook->uniqueIdentifier() : std::nullopt;
@@ -109,7 +87,8 @@ bool QSNotesManager::hasNotesService() {
 }
 
 std::vector<Notebook> QSNotesManager::allNotebooks() {
-    return fetched<QSNotebook>({}, {{QSNotebook::kServiceIdentifier.name(), true, {}}, byName()});
+    return fetched<QSNotebook>(
+        {}, {{QSNotebook::kServiceIdentifier.name(), true, {}}, byStandardOrder(QSNotebook::kName.name())});
 }
 
 Notebook QSNotesManager::addNotebookWithIdentifier(const Identifier& identifier,
@@ -125,7 +104,7 @@ Notebook QSNotesManager::addNotebookWithIdentifier(const Identifier& identifier,
     if (auto existing = notebookWithIdentifier(identifier)) return existing;
     Notebook made;
     changeNotebooks([&] {
-        made = context().insertNew<QSNotebook>();
+        made = storeContext().insertNew<QSNotebook>();
         made->setUniqueIdentifier(identifier);
         made->setServiceIdentifier(withServiceIdentifier);
     });
@@ -133,17 +112,18 @@ Notebook QSNotesManager::addNotebookWithIdentifier(const Identifier& identifier,
 }
 
 Notebook QSNotesManager::notebookWithIdentifier(const Identifier& identifier) {
-    return identifier ? first<QSNotebook>(QSNotebook::kUniqueIdentifier.is(*identifier)) : nullptr;
+    return identifier ? firstFetched<QSNotebook>(QSNotebook::kUniqueIdentifier.is(*identifier)) : nullptr;
 }
 
 std::vector<Notebook> QSNotesManager::notebooksWithServiceIdentifier(const Identifier& identifier) {
     if (!identifier) return {};
-    return fetched<QSNotebook>(QSNotebook::kServiceIdentifier.is(*identifier), {byName()});
+    return fetched<QSNotebook>(QSNotebook::kServiceIdentifier.is(*identifier),
+                               {byStandardOrder(QSNotebook::kName.name())});
 }
 
 void QSNotesManager::deleteNotebooks(const std::vector<Notebook>& notebooks) {
     for (const Notebook& notebook : notebooks)
-        context().deleteObject(*notebook);
+        storeContext().deleteObject(*notebook);
 }
 
 void QSNotesManager::changeNotebooks(const std::function<void()>& change) {
@@ -188,18 +168,18 @@ Note QSNotesManager::addNoteWithIdentifier(const Identifier& identifier, const N
         return nullptr;
     }
     if (auto existing = noteWithIdentifier(identifier)) return existing;
-    auto made = context().insertNew<QSNote>();
+    auto made = storeContext().insertNew<QSNote>();
     made->setUniqueIdentifier(identifier);
     made->setNotebook(inNotebook);
     return made;
 }
 
 void QSNotesManager::deleteNote(const Note& note) {
-    if (note) context().deleteObject(*note);
+    if (note) storeContext().deleteObject(*note);
 }
 
 Note QSNotesManager::noteWithIdentifier(const Identifier& identifier) {
-    return identifier ? first<QSNote>(QSNote::kUniqueIdentifier.is(*identifier)) : nullptr;
+    return identifier ? firstFetched<QSNote>(QSNote::kUniqueIdentifier.is(*identifier)) : nullptr;
 }
 
 std::vector<Note> QSNotesManager::notesForMessageID(const Identifier& messageID) {

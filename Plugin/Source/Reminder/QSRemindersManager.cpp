@@ -5,8 +5,7 @@
 
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
-#include "Core/Store/ManagedObjectContext.h"
-#include "Foundation/Assertion.h"
+#include "Core/StoreFetch.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/NotificationCenter.h"
@@ -18,7 +17,6 @@
 #include "Services/QSServicesManager.h"
 #include "Services/ServiceTypes.h"
 #include "Settings/UserDefaults.h"
-#include "Text/StandardCompare.h"
 #include "Tracking/QSTrackingPixelManager.h"
 
 namespace qs {
@@ -30,42 +28,6 @@ using Lists = QSRemindersManager::Lists;
 using Reminder = QSRemindersManager::Reminder;
 using Reminders = QSRemindersManager::Reminders;
 using MaybeText = QSRemindersManager::MaybeText;
-
-// A store that can't be opened has been told to the person, and costs them the reminders alone.
-template <class Ask>
-auto orNone(Ask ask) -> decltype(ask()) {
-    try {
-        return ask();
-    } catch (const AssertionFailure&) {
-        if (!RunLoop::main().isMainThread()) throw;
-        logCaughtException("There are no reminders now");
-        return {};
-    }
-}
-
-ManagedObjectContext& context() { return QSPluginDelegate::sharedDelegate().managedObjectContext(); }
-
-template <class T>
-std::vector<std::shared_ptr<T>> fetched(Condition condition, std::vector<SortDescriptor> order = {},
-                                        std::size_t limit = 0) {
-    return orNone([&]() -> std::vector<std::shared_ptr<T>> {
-        auto found = context().fetch<T>(std::move(condition), std::move(order), limit);
-        if (found) return *found;
-        logError(stringWithFormat("Fetch request ERROR: %@", {found.error().description}));
-        return {};
-    });
-}
-
-template <class T>
-std::shared_ptr<T> first(Condition condition) {
-    const auto found = fetched<T>(std::move(condition), {}, 1);
-    return found.empty() ? nullptr : found.front();
-}
-
-SortDescriptor byName() {
-    return {QSReminderList::kName.name(), true,
-            [](const Value& a, const Value& b) { return localizedStandardCompare(a.stringValue(), b.stringValue()); }};
-}
 
 std::string defaultListKey(std::string_view accountIdentifier) {
     return stringWithFormat("QSQuillstead_DefaultReminderList_%@", {accountIdentifier});
@@ -80,7 +42,8 @@ bool QSRemindersManager::hasReminderService() const {
 }
 
 Lists QSRemindersManager::allLists() const {
-    return fetched<QSReminderList>({}, {{QSReminderList::kServiceIdentifier.name(), true, {}}, byName()});
+    return fetched<QSReminderList>(
+        {}, {{QSReminderList::kServiceIdentifier.name(), true, {}}, byStandardOrder(QSReminderList::kName.name())});
 }
 
 List QSRemindersManager::addListWithIdentifier(const MaybeText& identifier, const MaybeText& serviceIdentifier) {
@@ -94,7 +57,7 @@ List QSRemindersManager::addListWithIdentifier(const MaybeText& identifier, cons
     }
     if (auto known = listWithIdentifier(*identifier)) return known;
     willChangeValueForKey("allLists");
-    const auto made = context().insertNew<QSReminderList>();
+    const auto made = storeContext().insertNew<QSReminderList>();
     made->setUniqueIdentifier(*identifier);
     made->setServiceIdentifier(*serviceIdentifier);
     didChangeValueForKey("allLists");
@@ -102,11 +65,12 @@ List QSRemindersManager::addListWithIdentifier(const MaybeText& identifier, cons
 }
 
 List QSRemindersManager::listWithIdentifier(const std::string& identifier) const {
-    return first<QSReminderList>(QSReminderList::kUniqueIdentifier.is(identifier));
+    return firstFetched<QSReminderList>(QSReminderList::kUniqueIdentifier.is(identifier));
 }
 
 Lists QSRemindersManager::listsWithServiceIdentifier(const std::string& serviceIdentifier) const {
-    return fetched<QSReminderList>(QSReminderList::kServiceIdentifier.is(serviceIdentifier), {byName()});
+    return fetched<QSReminderList>(QSReminderList::kServiceIdentifier.is(serviceIdentifier),
+                                   {byStandardOrder(QSReminderList::kName.name())});
 }
 
 Lists QSRemindersManager::defaultListsWithServiceIdentifier(const std::string& serviceIdentifier) const {
@@ -126,7 +90,7 @@ void QSRemindersManager::changeAllLists(const std::function<void()>& change) {
 
 void QSRemindersManager::deleteLists(const Lists& lists) {
     for (const List& list : lists)
-        context().deleteObject(*list);
+        storeContext().deleteObject(*list);
 }
 
 void QSRemindersManager::setDefaultList(const List& list, const std::string& forAccountIdentifier) {
@@ -157,7 +121,7 @@ Reminder QSRemindersManager::addReminderWithIdentifier(const MaybeText& identifi
         return nullptr;
     }
     if (auto known = reminderWithIdentifier(identifier)) return known;
-    const auto made = context().insertNew<QSReminder>();
+    const auto made = storeContext().insertNew<QSReminder>();
     made->setUniqueIdentifier(*identifier);
     made->setServiceIdentifier(*serviceIdentifier);
     return made;
@@ -167,7 +131,7 @@ void QSRemindersManager::deleteReminder(const Reminder& reminder) {
     const auto service =
         QSServicesManager::sharedManager().serviceWithIdentifier(reminder->serviceIdentifier().value_or(""));
     if (auto* slave = reminderSlaveOf(service)) slave->deleteReminder(reminder);
-    context().deleteObject(*reminder);
+    storeContext().deleteObject(*reminder);
 }
 
 void QSRemindersManager::deleteReminders(const Reminders& reminders) {
@@ -187,7 +151,7 @@ void QSRemindersManager::deleteReminders(const Reminders& reminders, std::string
 }
 
 Reminder QSRemindersManager::reminderWithIdentifier(const MaybeText& identifier) const {
-    return identifier ? first<QSReminder>(QSReminder::kUniqueIdentifier.is(*identifier)) : nullptr;
+    return identifier ? firstFetched<QSReminder>(QSReminder::kUniqueIdentifier.is(*identifier)) : nullptr;
 }
 
 Reminders QSRemindersManager::remindersForMessageID(const MaybeText& messageID) const {

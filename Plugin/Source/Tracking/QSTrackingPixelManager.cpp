@@ -6,7 +6,7 @@
 #include "Account/QSQuillsteadUser.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
-#include "Core/Store/ManagedObjectContext.h"
+#include "Core/StoreFetch.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/DateFormatter.h"
 #include "Foundation/Format.h"
@@ -27,15 +27,6 @@ constexpr const char* kPath = "/api/v1/tracking";
 
 using Pixel = QSTrackingPixelManager::Pixel;
 using Pixels = QSTrackingPixelManager::Pixels;
-
-ManagedObjectContext& context() { return QSPluginDelegate::sharedDelegate().managedObjectContext(); }
-
-Pixels fetched(Condition condition, std::vector<SortDescriptor> order = {}, std::size_t limit = 0) {
-    auto found = context().fetch<QSTrackingPixel>(std::move(condition), std::move(order), limit);
-    if (found) return *found;
-    logError(stringWithFormat("Fetch request ERROR: %@", {found.error().description}));
-    return {};
-}
 
 bool isAllZero(std::string_view uuid) {
     return std::ranges::all_of(uuid, [](char c) { return c == '-' || c == '0'; });
@@ -58,7 +49,8 @@ AFHTTPSessionManager userManager() {
 }
 
 std::optional<TimeInterval> ageOfNewestUnread(Date now) {
-    const auto newest = fetched(QSTrackingPixel::kOpens.countIs(0), {{QSTrackingPixel::kCreated.name(), false, {}}}, 1);
+    const auto newest = fetched<QSTrackingPixel>(QSTrackingPixel::kOpens.countIs(0),
+                                                 {{QSTrackingPixel::kCreated.name(), false, {}}}, 1);
     const auto created = newest.empty() ? std::nullopt : newest.front()->created();
     return created ? std::optional(now - *created) : std::nullopt;
 }
@@ -72,7 +64,7 @@ std::string uppercase(std::string text) {
 void dropStalePixels(Date now) {
     for (const Pixel& pixel : QSTrackingPixelManager::pendingTrackingPixels())
         if (const auto created = pixel->created(); created && now - *created > kMostPendingAge)
-            context().deleteObject(*pixel);
+            storeContext().deleteObject(*pixel);
 }
 
 void pixelWasRegistered(const Value& told) {
@@ -101,7 +93,7 @@ void addOpen(const Pixel& pixel, const Value& open, Date date) {
     const auto text = [&](const char* key) {
         return open[key].isNil() ? std::nullopt : std::optional(open[key].stringValue());
     };
-    const auto added = context().insertNew<QSTrackingPixelOpen>();
+    const auto added = storeContext().insertNew<QSTrackingPixelOpen>();
     added->setPixel(pixel);
     added->setDate(date);
     added->setCity(text("city"));
@@ -152,32 +144,36 @@ Pixel QSTrackingPixelManager::trackingPixelWithUUID(std::string_view uuid, bool 
             logWarning(stringWithFormat("UUID (%@) for tracking pixel is all zero! Cancelling request!", {uuid}));
         return nullptr;
     }
-    const auto found = fetched(QSTrackingPixel::kUuid.is(std::string(uuid)), {}, 1);
+    const auto found = fetched<QSTrackingPixel>(QSTrackingPixel::kUuid.is(std::string(uuid)), {}, 1);
     if (!found.empty()) return found.front();
     if (!createIfNotExisting) return nullptr;
-    const auto pixel = context().insertNew<QSTrackingPixel>();
+    const auto pixel = storeContext().insertNew<QSTrackingPixel>();
     pixel->setUuid(std::string(uuid));
     pixel->setCreated(RunLoop::main().now());
     return pixel;
 }
 
 std::int64_t QSTrackingPixelManager::numTotalTrackingPixels() {
-    const auto count = context().countForFetchRequest({QSTrackingPixel::kEntityName, {}, {}});
+    const auto count = storeContext().countForFetchRequest({QSTrackingPixel::kEntityName, {}, {}});
     return count ? static_cast<std::int64_t>(*count) : 0;
 }
 
-Pixels QSTrackingPixelManager::pendingTrackingPixels() { return fetched(QSTrackingPixel::kIsRemote.is(false)); }
+Pixels QSTrackingPixelManager::pendingTrackingPixels() {
+    return fetched<QSTrackingPixel>(QSTrackingPixel::kIsRemote.is(false));
+}
 
-Pixels QSTrackingPixelManager::unreadTrackingPixels() { return fetched(QSTrackingPixel::kOpens.countIs(0)); }
+Pixels QSTrackingPixelManager::unreadTrackingPixels() {
+    return fetched<QSTrackingPixel>(QSTrackingPixel::kOpens.countIs(0));
+}
 
 Pixel QSTrackingPixelManager::trackingPixelForMessageID(const std::string& messageID) {
     if (messageID.empty()) return nullptr;
-    const auto found = fetched(QSTrackingPixel::kMessageID.is(messageID), {}, 1);
+    const auto found = fetched<QSTrackingPixel>(QSTrackingPixel::kMessageID.is(messageID), {}, 1);
     return found.empty() ? nullptr : found.front();
 }
 
 Pixels QSTrackingPixelManager::trackingPixelsForMessageIDs(const std::vector<std::string>& messageIDs) {
-    return messageIDs.empty() ? Pixels() : fetched(QSTrackingPixel::kMessageID.isOneOf(messageIDs));
+    return messageIDs.empty() ? Pixels() : fetched<QSTrackingPixel>(QSTrackingPixel::kMessageID.isOneOf(messageIDs));
 }
 
 void QSTrackingPixelManager::addOrUpdateRemoteTrackingPixels(const Pixels& pixels) {
@@ -246,7 +242,7 @@ void QSTrackingPixelManager::messageRefersTo(const std::vector<std::string>& mes
     for (const Pixel& pixel : trackingPixelsForMessageIDs(messageIDs)) {
         const auto firstOpen = pixel->firstOpen();
         if (firstOpen && !(received < *firstOpen)) continue;
-        const auto open = context().insertNew<QSTrackingPixelOpen>();
+        const auto open = storeContext().insertNew<QSTrackingPixelOpen>();
         open->setDate(received);
         open->setPixel(pixel);
     }
