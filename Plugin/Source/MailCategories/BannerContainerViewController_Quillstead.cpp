@@ -4,7 +4,6 @@
 #include "Foundation/NotificationCenter.h"
 #include "MailCategories/BannerViewController_Quillstead.h"
 #include "Platform.h"
-#include "Tracking/QSTrackingPixelManager.h"
 #include "Viewer/Banner.h"
 
 namespace qs {

@@ -2,12 +2,16 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include "Foundation/Runtime.h"
 
 namespace qs {
 
 class BannerButton;
+
+// Posted when what a banner says has changed.
+inline constexpr std::string_view QSBannerViewInfoDidChangeNotification = "QSBannerViewInfoDidChangeNotification";
 
 // Kept with a banner as "bannerViewType"; the host's banners have none.
 enum class BannerViewType { None = 0, Unsubscribe = 1, Tracking = 2, Task = 3 };

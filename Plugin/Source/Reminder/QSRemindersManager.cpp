@@ -11,13 +11,13 @@
 #include "Foundation/NotificationCenter.h"
 #include "Foundation/RunLoop.h"
 #include "Mail/MailAccount.h"
+#include "MailCategories/BannerViewController_Quillstead.h"
 #include "Notes/NoteFiles.h"
 #include "Reminder/QSReminderConverter.h"
 #include "Services/QSService.h"
 #include "Services/QSServicesManager.h"
 #include "Services/ServiceTypes.h"
 #include "Settings/UserDefaults.h"
-#include "Tracking/QSTrackingPixelManager.h"
 
 namespace qs {
 

@@ -13,6 +13,7 @@
 #include "Foundation/Log.h"
 #include "Foundation/NotificationCenter.h"
 #include "Foundation/RunLoop.h"
+#include "MailCategories/BannerViewController_Quillstead.h"
 #include "Settings/UserDefaults.h"
 #include "Text/ISO8601.h"
 #include "Text/Uuid.h"

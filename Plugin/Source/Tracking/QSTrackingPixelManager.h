@@ -15,9 +15,6 @@
 
 namespace qs {
 
-// A banner's content has changed.
-inline constexpr std::string_view QSBannerViewInfoDidChangeNotification = "QSBannerViewInfoDidChangeNotification";
-
 class QSTrackingPixelManager {
 public:
     using Pixel = std::shared_ptr<QSTrackingPixel>;

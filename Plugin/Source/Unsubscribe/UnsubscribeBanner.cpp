@@ -15,7 +15,6 @@
 #include "MailCategories/MessageViewer_Quillstead.h"
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
-#include "Tracking/QSTrackingPixelManager.h"
 #include "Unsubscribe/QSUnsubscribeManager.h"
 #include "Viewer/Banner.h"
 

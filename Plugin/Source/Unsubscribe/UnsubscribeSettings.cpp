@@ -6,7 +6,6 @@
 #include "Foundation/NotificationCenter.h"
 #include "MailCategories/BannerViewController_Quillstead.h"
 #include "Settings/UserDefaults.h"
-#include "Tracking/QSTrackingPixelManager.h"
 #include "Unsubscribe/UnsubscribeLog.h"
 
 namespace qs {

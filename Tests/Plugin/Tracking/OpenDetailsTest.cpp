@@ -3,6 +3,7 @@
 #include "Core/QSPopoverController.h"
 #include "Core/Store/ManagedObjectContext.h"
 #include "Foundation/NotificationCenter.h"
+#include "MailCategories/BannerViewController_Quillstead.h"
 #include "MainViewer.h"
 #include "Models/Form.h"
 #include "Models/Popover.h"

@@ -9,6 +9,7 @@
 #include "Foundation/NotificationCenter.h"
 #include "Html/HtmlDocument.h"
 #include "Mail/MessageHeaders.h"
+#include "MailCategories/BannerViewController_Quillstead.h"
 #include "Outgoing/QSHeaderKeys.h"
 #include "Tracking/QSTrackingPixelManager.h"
 #include "Viewer/ResourceLoad.h"
