@@ -28,16 +28,6 @@ std::string quotedPrintableDecoded(std::string_view text) {
     return bytes;
 }
 
-// Where the text goes on behind the character, outside of double quotes; npos for none.
-std::size_t findUnquoted(std::string_view text, char wanted) {
-    bool isQuoted = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '"') isQuoted = !isQuoted;
-        if (text[i] == wanted && !isQuoted) return i;
-    }
-    return std::string_view::npos;
-}
-
 std::string_view cutUnquoted(std::string_view& rest, char at) {
     const std::size_t end = findUnquoted(rest, at);
     const std::string_view part = rest.substr(0, end);

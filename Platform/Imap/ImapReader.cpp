@@ -14,13 +14,6 @@ namespace {
 constexpr std::size_t kBuffer = 64 * 1024;
 constexpr std::size_t kLiteralStep = 4u << 20;
 
-std::string capitals(std::string_view text) {
-    std::string result(text);
-    for (char& c : result)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    return result;
-}
-
 std::optional<ImapResponse::Status> statusNamed(std::string_view name) {
     using Status = ImapResponse::Status;
     if (name == "OK") return Status::Ok;
@@ -73,7 +66,7 @@ bool parseCode(std::string_view& line, std::vector<ImapItem>& code) {
     auto items = reader.itemsOfLine();
     if (!items || items->empty() || items->front().kind != ImapItem::Kind::Atom) return false;
     code = std::move(*items);
-    code.front().text = capitals(code.front().text);
+    code.front().text = asciiUppered(code.front().text);
     line.remove_prefix(std::min(line.size(), end + 1));
     return true;
 }
@@ -282,7 +275,7 @@ bool ImapReader::untagged(ImapResponse& response) {
         skipBlanks();
         if (!atom(word)) return false;
     }
-    response.name = capitals(word);
+    response.name = asciiUppered(word);
     if (const auto known = statusNamed(response.name)) return status(response, *known);
     return items(response.items);
 }
@@ -302,7 +295,7 @@ Result<ImapResponse> ImapReader::next() {
         response.kind = ImapResponse::Kind::Tagged;
         std::string word;
         if (!atom(word)) return false;
-        const auto known = statusNamed(capitals(word));
+        const auto known = statusNamed(asciiUppered(word));
         if (!known) return fail("The server's answer makes no sense.");
         return status(response, *known);
     };

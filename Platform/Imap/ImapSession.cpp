@@ -80,10 +80,7 @@ Result<std::size_t> ImapConnection::Session::read(char* buffer, std::size_t size
 }
 
 bool ImapConnection::Session::has(std::string_view capability) const {
-    std::string wanted(capability);
-    std::transform(wanted.begin(), wanted.end(), wanted.begin(),
-                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
-    return capabilities.contains(wanted);
+    return capabilities.contains(asciiUppered(capability));
 }
 
 tl::unexpected<Error> ImapConnection::Session::lost(const Error& error) {
@@ -108,12 +105,8 @@ Result<ImapResponse> ImapConnection::Session::next() {
 void ImapConnection::Session::noteCapabilities(const std::vector<ImapItem>& items, std::size_t from) {
     capabilities.clear();
     capabilitiesAreNew = true;
-    for (std::size_t i = from; i < items.size(); ++i) {
-        std::string name = items[i].text;
-        for (char& c : name)
-            if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-        capabilities.insert(std::move(name));
-    }
+    for (std::size_t i = from; i < items.size(); ++i)
+        capabilities.insert(asciiUppered(items[i].text));
 }
 
 void ImapConnection::Session::dealWith(ImapResponse& response, const Untagged& untagged) {

@@ -239,7 +239,7 @@ Result<std::string> calendarWithout(std::string_view bytes, std::string_view ide
     CalendarLines lines(bytes);
     if (!lines.find(identifier)) return notThere();
     lines.remove();
-    return lines.hasToDos() ? lines.text() : std::string();
+    return lines.hasOthers() ? lines.text() : std::string();
 }
 
 }  // namespace qs

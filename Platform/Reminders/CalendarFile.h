@@ -25,7 +25,7 @@ CalendarContent readCalendar(std::string_view bytes);
 std::string newCalendar(const ToDo& toDo, Date now);
 // The file with the to-do as it shall be; the same text when that says nothing new. Fails when it isn't there.
 Result<std::string> changedCalendar(std::string_view bytes, const ToDo& wanted, Date now);
-// Empty when no other to-do is left in it.
+// Empty when nothing else is left in it, neither another to-do nor anything of another kind.
 Result<std::string> calendarWithout(std::string_view bytes, std::string_view identifier);
 
 }  // namespace qs

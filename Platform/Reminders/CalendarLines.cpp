@@ -10,12 +10,7 @@ namespace qs {
 
 namespace {
 
-std::string capitals(std::string_view text) {
-    std::string result(text);
-    for (char& c : result)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    return result;
-}
+constexpr std::string_view kFrame[] = {"VCALENDAR", "VTIMEZONE", "STANDARD", "DAYLIGHT"};
 
 // With its end, and with all lines that it is folded into.
 std::string_view nextFolded(std::string_view& rest) {
@@ -27,15 +22,6 @@ std::string_view nextFolded(std::string_view& rest) {
     const std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end);
     return line;
-}
-
-std::size_t valueStart(std::string_view line) {
-    bool isQuoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        if (line[i] == '"') isQuoted = !isQuoted;
-        if (line[i] == ':' && !isQuoted) return i + 1;
-    }
-    return std::string_view::npos;
 }
 
 }  // namespace
@@ -54,8 +40,8 @@ std::string CalendarLines::Line::unfolded() const {
 
 std::string CalendarLines::Line::value() const {
     const std::string line = unfolded();
-    const std::size_t start = valueStart(line);
-    return start == std::string::npos ? std::string() : line.substr(start);
+    const std::size_t colon = findUnquoted(line, ':');
+    return colon == std::string::npos ? std::string() : line.substr(colon + 1);
 }
 
 bool CalendarLines::Line::is(std::string_view property, std::string_view wanted) const {
@@ -68,8 +54,8 @@ CalendarLines::CalendarLines(std::string_view text) {
     while (!text.empty()) {
         Line line{.raw = std::string(nextFolded(text)), .name = {}};
         const std::string unfolded = line.unfolded();
-        if (valueStart(unfolded) != std::string::npos)
-            line.name = capitals(trimmedAscii(unfolded.substr(0, unfolded.find_first_of(";:"))));
+        if (findUnquoted(unfolded, ':') != std::string::npos)
+            line.name = asciiUppered(trimmedAscii(unfolded.substr(0, unfolded.find_first_of(";:"))));
         lines_.push_back(std::move(line));
     }
 }
@@ -85,9 +71,9 @@ std::vector<CalendarLines::Range> CalendarLines::componentsIn(Range range, std::
         std::size_t end = i;
         for (; end < range.end; ++end) {
             const Line& line = lines_[end];
-            if (line.name == "BEGIN") open.push_back(capitals(trimmedAscii(line.value())));
+            if (line.name == "BEGIN") open.push_back(asciiUppered(trimmedAscii(line.value())));
             if (line.name != "END") continue;
-            if (open.back() != capitals(trimmedAscii(line.value()))) break;
+            if (open.back() != asciiUppered(trimmedAscii(line.value()))) break;
             open.pop_back();
             if (open.empty()) break;
         }
@@ -200,7 +186,12 @@ void CalendarLines::remove() {
     toDo_ = {};
 }
 
-bool CalendarLines::hasToDos() const { return !componentsIn({0, lines_.size()}, "VTODO").empty(); }
+// A calendar's frame and its zones say nothing by themselves. What is broken has a beginning at least.
+bool CalendarLines::hasOthers() const {
+    return std::ranges::any_of(lines_, [](const Line& line) {
+        return line.name == "BEGIN" && std::ranges::none_of(kFrame, [&](auto kind) { return line.is("BEGIN", kind); });
+    });
+}
 
 std::string CalendarLines::text() const {
     std::string text;

@@ -31,7 +31,7 @@ public:
     void addComponent(const std::vector<std::string>& lines);
     void remove();  // the to-do, with the repetitions that were changed
 
-    bool hasToDos() const;
+    bool hasOthers() const;  // components beside the calendar's frame, of any kind, broken ones too
     std::string text() const;
 
 private:

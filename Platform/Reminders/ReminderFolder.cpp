@@ -84,15 +84,19 @@ public:
 
     std::vector<ToDoSource> sources() override {
         std::vector<ToDoSource> found;
-        for (const ToDoList& list : lists())
+        const auto all = lists();
+        if (!all) return found;
+        for (const ToDoList& list : *all)
             if (found.empty() || found.back().identifier != list.source.identifier) found.push_back(list.source);
         if (found.empty() && requestAccess()) found.emplace_back();
         return found;
     }
 
-    std::vector<ToDoList> lists() override {
+    Result<std::vector<ToDoList>> lists() override {
         const std::lock_guard hold(lock_);
         refresh();
+        if (unseen_)
+            return failure(std::string(kReminderStoreErrorDomain), kReminderStoreUnreadable, unseen_->description);
         std::vector<ToDoList> found;
         for (const KnownList& known : lists_)
             found.push_back(known.list);
@@ -177,6 +181,10 @@ private:
         return failure(std::string(kReminderStoreErrorDomain), kReminderStoreReadOnly, "The list can only be read.");
     }
 
+    static tl::unexpected<Error> refused(const char* why) {
+        return failure(std::string(kReminderStoreErrorDomain), kReminderStoreRefused, why);
+    }
+
     std::vector<ToDo> toDosOf(std::string_view listIdentifier) {
         const std::lock_guard hold(lock_);
         refresh();
@@ -210,7 +218,12 @@ private:
         fs::path file = folder / ((isSafeName(toDo.identifier) ? toDo.identifier : newUUIDString()) + ".ics");
         // A file of that name which holds something else, or can't be understood, stays.
         if (files_.exists(file)) file = folder / (newUUIDString() + ".ics");
-        return files_.replace(file, newCalendar(toDo, RunLoop::main().now()));
+        const std::string bytes = newCalendar(toDo, RunLoop::main().now());
+        const auto readBack = readCalendar(bytes).toDos;
+        if (known->files.size() >= kMostFiles) return refused("The list is full.");
+        if (readBack.size() != 1 || readBack.front().identifier != toDo.identifier)
+            return refused("The to-do's identifier can't be written into a calendar file.");
+        return files_.replace(file, bytes);
     }
 
     // What the file says now counts, not what was read from it before.
@@ -255,27 +268,53 @@ private:
     void refresh() {
         if (isToFollow_) follow();
         if (!isStale_.exchange(false)) return;
+        const bool wasUnseen = unseen_.has_value();
+        unseen_.reset();
         std::vector<KnownList> present;
         addListsIn(folder_, {}, present);
+        if (unseen_) {
+            isStale_ = true;  // the next question tries again
+            if (!wasUnseen) logWarning("reminders can't be read: " + unseen_->description);
+        }
         std::ranges::stable_sort(present, {}, [](const KnownList& known) {
             return std::tuple(!known.list.source.identifier.empty(), known.list.source.title, known.sortKey);
         });
         lists_ = std::move(present);
     }
 
-    std::vector<FileInfo> listed(const fs::path& folder) {
+    // Nothing when it can't be told what there is. A folder that is gone or closed to us holds nothing.
+    std::optional<std::vector<FileInfo>> listed(const fs::path& folder) {
         if (watch_) watch_->alsoWatch(folder);
         auto found = files_.list(folder);
         if (found) return std::move(*found);
-        if (found.error().code != ENOENT) logWarning("reminders can't be read: " + found.error().description);
-        return {};
+        const int code = found.error().code;
+        if (code != ENOENT && code != ENOTDIR && code != EACCES) {
+            unseen_ = found.error();
+            return std::nullopt;
+        }
+        if (code == EACCES) logWarning("reminders can't be read: " + found.error().description);
+        return std::vector<FileInfo>();
+    }
+
+    // The lists in that folder, or it itself, as they were when they were seen last.
+    void keepKnown(const fs::path& folder, std::vector<KnownList>& present) const {
+        const std::string place = folder.lexically_relative(folder_).string();
+        for (const KnownList& known : lists_)
+            if (place == "." || known.list.identifier == place || known.list.identifier.starts_with(place + "/"))
+                present.push_back(known);
     }
 
     void addListsIn(const fs::path& folder, const ToDoSource& source, std::vector<KnownList>& present) {
-        for (const FileInfo& info : listed(folder)) {
+        const auto folders = listed(folder);
+        if (!folders) return keepKnown(folder, present);
+        for (const FileInfo& info : *folders) {
             if (!info.isFolder || isHidden(info.path)) continue;
             const auto content = listed(info.path);
-            const auto is = [&](auto test) { return std::ranges::any_of(content, test); };
+            if (!content) {
+                keepKnown(info.path, present);
+                continue;
+            }
+            const auto is = [&](auto test) { return std::ranges::any_of(*content, test); };
             const bool isList = is(isCalendarFile) || is([](const FileInfo& each) {
                                     const auto name = each.path.filename();
                                     return !each.isFolder && (name == "displayname" || name == "color");
@@ -285,7 +324,7 @@ private:
                 const std::string name = info.path.filename().string();
                 addListsIn(info.path, {name, validUtf8(name), ToDoSource::Kind::CalDav}, present);
             } else {
-                present.push_back(listIn(info.path, source, content));
+                present.push_back(listIn(info.path, source, *content));
             }
         }
     }
@@ -342,6 +381,7 @@ private:
     bool isToFollow_;
     std::atomic<bool> isStale_ = true, isTold_ = false;
     std::vector<KnownList> lists_;
+    std::optional<Error> unseen_;  // why not all lists could be seen at the last look
     std::unique_ptr<FolderWatch> watch_;
 };
 

@@ -25,7 +25,10 @@ struct Color;
 inline constexpr std::string_view kReminderStoreErrorDomain = "Reminders";
 enum ReminderStoreErrorCode {
     kReminderStoreNotFound = 1,  // the list or the to-do is not there, or not any more
-    kReminderStoreReadOnly = 2
+    kReminderStoreReadOnly = 2,
+    kReminderStoreRefused =
+        3,  // it would not be found again: the list is full, or no file holds its identifier as it is
+    kReminderStoreUnreadable = 4  // for the moment; nothing is known of what is there
 };
 
 // Posted on NotificationCenter::defaultCenter() when anybody has changed the reminders; main thread. Several changes
@@ -44,7 +47,8 @@ public:
     // Those with at least one list, by title; the machine's own first. Where there is no list at all, the machine's
     // own, as far as a list can be made there.
     virtual std::vector<ToDoSource> sources() = 0;
-    virtual std::vector<ToDoList> lists() = 0;  // by source and title
+    // By source and title. Fails while some folder can't be looked into: what can't be seen is not gone.
+    virtual Result<std::vector<ToDoList>> lists() = 0;
     virtual std::optional<ToDoList> listWithIdentifier(std::string_view identifier) = 0;
     // A title that a list of that source has already gets a folder of its own all the same.
     virtual Result<ToDoList> addList(std::string_view title, const Color& color, const ToDoSource& source) = 0;

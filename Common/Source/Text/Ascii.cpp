@@ -10,6 +10,12 @@ std::string asciiLowered(std::string_view text) {
     return lowered;
 }
 
+std::string asciiUppered(std::string_view text) {
+    std::string uppered(text);
+    std::transform(uppered.begin(), uppered.end(), uppered.begin(), asciiUpper);
+    return uppered;
+}
+
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
     return a.size() == b.size() &&
            std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return asciiLower(x) == asciiLower(y); });

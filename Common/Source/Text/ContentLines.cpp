@@ -31,6 +31,15 @@ std::string foldedContentLine(std::string_view line, std::string_view lineEnd) {
     return text.append(lineEnd);
 }
 
+std::size_t findUnquoted(std::string_view line, char wanted) {
+    bool isQuoted = false;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (line[i] == '"') isQuoted = !isQuoted;
+        if (line[i] == wanted && !isQuoted) return i;
+    }
+    return std::string_view::npos;
+}
+
 std::string escapedContentText(std::string_view text) {
     std::string value;
     for (const char c : text) {

@@ -124,6 +124,27 @@ TEST_F(CalendarFile, ChangesNothingButWhatChanged) {
     EXPECT_EQ(calendarWithout(calendar(""), "1").value_or("?"), "");
 }
 
+TEST_F(CalendarFile, IsEmptyOnlyWhenNothingOfOthersIsLeft) {
+    struct Case {
+        const char *why, *lines;
+        bool isEmpty;
+    };
+    for (const Case& c : {
+             Case{"a zone says nothing by itself",
+                  "BEGIN:VTIMEZONE\nTZID:X\nBEGIN:STANDARD\nEND:STANDARD\nbegin:daylight\nEND:DAYLIGHT\n"
+                  "END:VTIMEZONE\n",
+                  true},
+             Case{"an appointment", "BEGIN:VEVENT\nUID:2\nEND:VEVENT\n", false},
+             Case{"a component of another program", "BEGIN:X-THEIRS\nEND:X-THEIRS\n", false},
+             Case{"a to-do that never ends", "BEGIN:VTODO\nUID:2\nSUMMARY:cut of\n", false},
+         }) {
+        const std::string own = "BEGIN:VTODO\nUID:1\nSUMMARY:Milk\nEND:VTODO\n";
+        const std::string head = "BEGIN:VCALENDAR\n", tail = "END:VCALENDAR\n";
+        const std::string left = c.isEmpty ? "" : head + c.lines + tail;
+        EXPECT_EQ(calendarWithout(head + own + c.lines + tail, "1").value_or("?"), left) << c.why;
+    }
+}
+
 TEST_F(CalendarFile, RingsForTheLastDateAlone) {
     ToDo toDo{.identifier = "1", .title = "Call", .url = "message://1@x", .due = kNow + 3600};
     const std::string first = newCalendar(toDo, kNow);

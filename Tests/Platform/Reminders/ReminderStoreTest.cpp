@@ -7,9 +7,9 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/NotificationCenter.h"
 #include "Foundation/RunLoop.h"
+#include "Support/BlindDisk.h"
 #include "Support/LogCapture.h"
 #include "Support/TemporaryFolder.h"
-#include "Support/TornDisk.h"
 #include "Text/Color.h"
 
 namespace qs {
@@ -51,7 +51,7 @@ protected:
 }  // namespace
 
 TEST_F(ReminderStoreTest, FindsListsOfTheMachineAndOfAccounts) {
-    EXPECT_THAT(store_->lists(), IsEmpty()) << "there is no folder yet";
+    EXPECT_THAT(store_->lists().value(), IsEmpty()) << "there is no folder yet";
     EXPECT_EQ(store_->sources().size(), 1U) << "but one can be made";
     write("home/displayname", " Zuhause\n");
     write("errands/1.ics", calendarOf("1", "SUMMARY:Milk\r\n"));
@@ -61,7 +61,9 @@ TEST_F(ReminderStoreTest, FindsListsOfTheMachineAndOfAccounts) {
     write(".hidden/1.ics", "");
     write("stray.ics", calendarOf("9", ""));
     std::vector<std::string> found;
-    for (const ToDoList& list : store_->lists())
+    const auto lists = store_->lists();
+    ASSERT_TRUE(lists);
+    for (const ToDoList& list : *lists)
         found.push_back(list.identifier + " = " + list.source.title + "/" + list.title);
     EXPECT_THAT(found, ElementsAre("empty = /empty", "errands = /errands", "home = /Zuhause",
                                    "work.example/tasks = work.example/Büro"));
@@ -131,6 +133,49 @@ TEST_F(ReminderStoreTest, ListsThatCanOnlyBeReadStayAsTheyAre) {
     EXPECT_THAT(titlesOf("shared"), ElementsAre("Milk"));
 }
 
+TEST_F(ReminderStoreTest, WritesNothingThatItWouldNotFindAgain) {
+    const std::string milk = calendarOf("1", "SUMMARY:Milk\r\n");
+    TornDisk disk;
+    disk.put("/r/home/1.ics", milk);
+    auto store = ReminderStore::inFolder("/r", disk, false);
+    for (const char* identifier : {"", "\x01", "\xFF"}) {
+        const auto saved = store->save({.identifier = identifier, .listIdentifier = "home", .title = "Bread"});
+        ASSERT_FALSE(saved) << identifier;
+        EXPECT_EQ(saved.error().code, kReminderStoreRefused) << identifier;
+    }
+    EXPECT_EQ(disk.contents().size(), 1U);
+    for (int i = 2; i <= 20'000; ++i)
+        disk.put("/r/home/" + std::to_string(i) + ".ics", milk);
+    store->reload();
+    EXPECT_EQ(store->save({.identifier = "new", .listIdentifier = "home", .title = "Bread"}).error().code,
+              kReminderStoreRefused);
+    EXPECT_EQ(disk.contents().size(), 20'000U) << "more of them are not read";
+    EXPECT_TRUE(store->save({.identifier = "1", .listIdentifier = "home", .title = "Bread"})) << "what is there, is";
+}
+
+TEST_F(ReminderStoreTest, WhatCannotBeSeenForAWhileIsNotGone) {
+    LogCapture log;
+    BlindDisk disk;
+    disk.put("/r/errands/1.ics", calendarOf("1", "SUMMARY:Milk\r\n"));
+    disk.put("/r/work.example/tasks/2.ics", calendarOf("2", "SUMMARY:Minutes\r\n"));
+    const auto store = ReminderStore::inFolder("/r", disk, false);
+    ASSERT_EQ(store->lists().value().size(), 2U);
+    for (const char* folder : {"/r", "/r/errands", "/r/work.example", "/r/work.example/tasks"}) {
+        disk.unseen = folder;
+        store->reload();
+        EXPECT_EQ(store->lists().error().code, kReminderStoreUnreadable) << folder;
+        EXPECT_TRUE(store->toDoWithIdentifier("1") && store->toDoWithIdentifier("2")) << folder;
+        disk.unseen.clear();
+        EXPECT_EQ(store->lists().value().size(), 2U) << folder;
+    }
+    EXPECT_EQ(log.messages(LogLevel::Warning).size(), 4U) << "each told once";
+    disk.unseen = "/r/errands";
+    disk.error = EACCES;
+    store->reload();
+    EXPECT_TRUE(store->lists()) << "one that is closed to us holds nothing for us";
+    EXPECT_FALSE(store->toDoWithIdentifier("1"));
+}
+
 TEST_F(ReminderStoreTest, APowerCutLeavesTheOldFileOrTheNewOne) {
     const std::string before = calendarOf("1", "SUMMARY:Milk\r\n");
     bool saved = false;
@@ -155,7 +200,7 @@ TEST(ReminderStoreWatch, TellsWhatOtherProgramsDo) {
     const TemporaryFolder folder;
     const auto root = folder / "Reminders";
     auto store = ReminderStore::inFolder(root, FileSystem::real(), true);
-    EXPECT_THAT(store->lists(), IsEmpty());
+    EXPECT_THAT(store->lists().value(), IsEmpty());
     bool isMainThread = true;
     int told = 0;
     const auto observation =
