@@ -2,6 +2,7 @@
 
 #include "Mail/MessageHeaders.h"
 #include "Mime/Addresses.h"
+#include "Mime/HiddenPictures.h"
 #include "Mime/MessageWriter.h"
 #include "Text/Ascii.h"
 
@@ -16,6 +17,12 @@ std::string refusedOf(std::string_view field, const std::map<std::string, std::s
         if (refused.contains(each.address)) list += (list.empty() ? "" : ", ") + each.display();
     std::erase_if(list, [](char c) { return isAsciiControl(c); });
     return list;
+}
+
+// What programs have put on the message that was sent is that message's alone: when it leaves, who watches it.
+bool isOfTheSentMessage(std::string_view name) {
+    return equalsIgnoringCase(name, MCHeaderKeyMessageId) ||
+           (startsWithIgnoringCase(name, "X-") && !equalsIgnoringCase(name, "X-Priority"));
 }
 
 }  // namespace
@@ -33,7 +40,7 @@ std::string draftForRefused(std::string_view content, const std::map<std::string
         const auto colon = std::min(field.find(':'), field.size());
         const std::string_view name = trimmedAscii(field.substr(0, colon));
         const auto is = [name](std::string_view other) { return equalsIgnoringCase(name, other); };
-        if (is(MCHeaderKeyMessageId) || is(MCHeaderKeyXUniversallyUniqueIdentifier)) continue;
+        if (isOfTheSentMessage(name)) continue;
         if (!is(MCHeaderKeyTo) && !is(MCHeaderKeyCc) && !is(MCHeaderKeyBcc)) {
             draft += field;
         } else if (const auto list = refusedOf(field.substr(std::min(colon + 1, field.size())), refused);
@@ -41,7 +48,7 @@ std::string draftForRefused(std::string_view content, const std::map<std::string
             draft.append(name).append(": ").append(list).append("\r\n");
         }
     }
-    return draft.append(text, at);
+    return withoutHiddenPictures(draft.append(text, at));
 }
 
 }  // namespace qs

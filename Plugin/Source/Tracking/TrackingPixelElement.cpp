@@ -45,8 +45,9 @@ void addTrackingPixelToMessageBody(ComposeController& controller) {
     const auto editor = controller.webViewEditor();
     if (!backEnd || !headers || !editor) return;
     setTrackingPixelUUID(*backEnd, std::nullopt);
+    if (removeOldPixels(editor->document().body()))
+        editor->didChangeDocument();  // also of a message that goes untracked
     if (!headers->associated<bool>("enableTracking")) return;
-    if (removeOldPixels(editor->document().body())) editor->didChangeDocument();
     if (controller.isPlainText()) compose_controller::changeComposeMode(controller, 1);
     const auto pixel = QSTrackingPixelManager::newTrackingPixel();
     if (!pixel) return;

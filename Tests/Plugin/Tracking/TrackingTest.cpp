@@ -118,8 +118,11 @@ TEST_F(TrackingTest, SentTwiceItHasOnePixelAndUntrackedNone) {
     host_->advance(1);
 
     auto plain = host_->compose("ada", "ben@example.org", "Plain", "No pixel.");
+    auto& untracked = plain->controller()->webViewEditor()->document();
+    untracked.body().setInnerHtml("Hello<img id=\"QuillsteadTrackingPixel\" src=\"https://other.example/tracking/1\">");
     track(*plain, false);
     plain->send();
+    EXPECT_EQ(untracked.bodyHtml(), "Hello") << "what an earlier send left";
     host_->advance(1);
     const auto inbox = host_->inboxOf("ben");
     ASSERT_THAT(inbox, SizeIs(2));
