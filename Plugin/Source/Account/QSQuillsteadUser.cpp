@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Account/QSBackend.h"
+#include "Core/PluginColor.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSPluginImage.h"
 #include "Core/QSSession.h"
@@ -28,7 +29,6 @@ constexpr TimeInterval kProfileIsFresh = 21600, kRecordIsStale = 259200, kProper
 constexpr TimeInterval kTransmissionDelay = 30;
 constexpr Date kLongAgo{0};
 constexpr std::size_t kSmallestPicture = 21;  // bytes
-constexpr Color kRing{.red = 0.49, .green = 0.69, .blue = 0.62, .alpha = 1};
 constexpr double kRingWidth = 10;
 
 bool isSet(const std::optional<std::string>& text) { return text && !text->empty(); }
@@ -289,7 +289,7 @@ void QSQuillsteadUser::decodeAvatar(std::string data) {
     QSSession::current().globalQueue().add([this, alive = std::weak_ptr(alive_), decoder, data = std::move(data)] {
         auto image = decoder->imageWithData(data);
         if (!image) return;
-        RunLoop::main().post([this, alive, image = image->imageInOvalWithLine(kRing, kRingWidth)] {
+        RunLoop::main().post([this, alive, image = image->imageInOvalWithLine(kPluginColor, kRingWidth)] {
             if (alive.expired()) return;
             setAvatarImage(image);
             noteModelChange();

@@ -12,7 +12,6 @@
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
 #include "Models/View.h"
-#include "Notes/NoteSettings.h"
 #include "Services/QSServicesPane.h"
 #include "Settings/UserDefaults.h"
 #include "Unsubscribe/UnsubscribeSettings.h"
@@ -39,13 +38,6 @@ void checkForUpdates(Dictionary userInfo) {
     QSPluginDelegate::sharedDelegate().triggerHelperWithNotificationName(kCheckForUpdates, std::move(userInfo));
 }
 
-void addNoteControls(std::vector<FormGroup>& groups) {
-    const auto notes = std::ranges::find(groups, QSLocalizedString("Notes"), &FormGroup::title);
-    if (notes == groups.end()) return;
-    for (FormControl& control : noteControls())
-        notes->controls.push_back(std::move(control));
-}
-
 }  // namespace
 
 QSQuillsteadPreferenceModule::QSQuillsteadPreferenceModule()
@@ -64,7 +56,6 @@ std::shared_ptr<FormModel> QSQuillsteadPreferenceModule::form() {
     form->title = "Quillstead";
     form->shownGroup = shownGroup_;
     form->groups = settingsGroups();
-    addNoteControls(form->groups);
     form->groups.insert(form->groups.begin() + 1, {accountGroup(), updatesGroup()});
     const auto services = services_->groups();
     form->groups.insert(form->groups.begin() + 3, services.begin(), services.end());

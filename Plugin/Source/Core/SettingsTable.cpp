@@ -3,6 +3,7 @@
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
 #include "DirectInbox/QSDirectInboxMenuController.h"
+#include "Notes/NoteSettings.h"
 #include "Reminder/ReminderSettings.h"
 #include "Settings/UserDefaults.h"
 
@@ -31,7 +32,9 @@ struct Group {
     const char* title;
     const char* note;
     std::vector<Row> rows;
-    std::vector<FormControl> (*othersFirst)() = nullptr;  // controls that change with accounts and services
+    // Controls that change with accounts, services and what was set aside.
+    std::vector<FormControl> (*othersFirst)() = nullptr;
+    std::vector<FormControl> (*othersLast)() = nullptr;
 };
 
 void updateMenus() { QSPluginDelegate::sharedDelegate().updateGlobalMenuItems(); }
@@ -124,7 +127,8 @@ const std::vector<Group>& groups() {
         {"Tasks",
          "",
          {{.kind = Kind::CheckBox, .key = "QSHighlightReminderMessages", .label = "Mark messages with a reminder"}},
-         defaultReminderListControls},
+         defaultReminderListControls,
+         setAsideReminderControls},
         {"Compose window",
          kNotYet,
          {{.kind = Kind::CheckBox, .key = "QSShowEmojiControl", .label = "Show the emoji button"}}},
@@ -150,7 +154,9 @@ const std::vector<Group>& groups() {
           {.kind = Kind::CheckBox, .key = "QSNotesAddMetaInformation", .label = "Add sender, recipients and date"},
           {.kind = Kind::CheckBox, .key = "QSNotesIncludeCorrespondence", .label = "Include quoted correspondence"},
           {.kind = Kind::CheckBox, .key = "QSNotesUseEmailDate", .label = "Use the date of the mail"},
-          {.kind = Kind::TextList, .key = "QSNotesTags", .label = "Tags of a new note"}}},
+          {.kind = Kind::TextList, .key = "QSNotesTags", .label = "Tags of a new note"}},
+         nullptr,
+         noteControls},
         {"Message list and pictures",
          kNotYet,
          {{.kind = Kind::CheckBox, .key = "QSShowAvatarBadge", .label = "Show where a sender's picture comes from"},
@@ -207,6 +213,9 @@ std::vector<FormGroup> settingsGroups() {
         if (group.othersFirst) made.controls = group.othersFirst();
         for (const Row& row : group.rows)
             made.controls.push_back(controlFor(row, defaults));
+        if (group.othersLast)
+            for (FormControl& control : group.othersLast())
+                made.controls.push_back(std::move(control));
         result.push_back(std::move(made));
     }
     return result;

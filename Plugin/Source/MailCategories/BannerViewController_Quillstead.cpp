@@ -2,6 +2,7 @@
 #include "MailCategories/BannerViewController_Quillstead.h"
 
 #include "Core/PatchClass.h"
+#include "Core/PluginColor.h"
 #include "Core/QSPopoverController.h"
 #include "Core/QSSession.h"
 #include "Foundation/DateFormatter.h"
@@ -24,7 +25,6 @@ namespace qs {
 namespace {
 
 constexpr TimeInterval kHintDelay = 1.0;
-constexpr double kLighter = 0.15;
 constexpr const char* kTypeKey = "bannerViewType";
 
 const Operation<bool()> quillstead_wantsDisplay{"quillstead_wantsDisplay"};
@@ -138,7 +138,7 @@ void showTrackingDetails(HostObject& self, HostObject* sender) {
 
 Color backgroundColor(HostObject& self) {
     if (typeOf(self) == BannerViewType::None) return quillstead_backgroundColor(self);
-    return Color::colorWithRed(0.49, 0.69, 0.62, 1.0).lightenColorByValue(kLighter);
+    return lightPluginColor();
 }
 
 void load() {

@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "Core/PatchClass.h"
+#include "Core/PluginColor.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
 #include "Core/RelativeDateText.h"
@@ -30,7 +31,6 @@ const Operation<Icons()> quillstead_flagImages{"quillstead_flagImages"};
 const Operation<std::string()> quillstead_dateString{"quillstead_dateString"};
 
 constexpr std::string_view kMarksKey = "quillstead_messageMarks";
-constexpr double kLighter = 0.15;
 constexpr TimeInterval kAfterDelay = 3.0;  // how much longer than the countdown the word "Delayed" stands
 
 struct RowHeaders {
@@ -112,11 +112,9 @@ struct Row {
 
 void Row::addReminder() {
     switch (marks.reminder) {
-    case ReminderMark::Task: return add(status_icons::kTask);
-    case ReminderMark::CompletedTask: return add(status_icons::kCompletedTask);
-    case ReminderMark::FollowUp:
-        add(status_icons::kFollowUp);
-        return highlight(Color::colorWithRed(0.49, 0.69, 0.62, 1.0).lightenColorByValue(kLighter));
+    case ReminderMark::Task: add(status_icons::kTask); return highlight(lightPluginColor());
+    case ReminderMark::CompletedTask: add(status_icons::kCompletedTask); return highlight({});
+    case ReminderMark::FollowUp: add(status_icons::kFollowUp); return highlight(lightPluginColor());
     case ReminderMark::CompletedFollowUp: return highlight({});
     case ReminderMark::None:
     case ReminderMark::Other: return;

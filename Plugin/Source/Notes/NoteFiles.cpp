@@ -4,6 +4,7 @@
 #include <set>
 
 #include "Core/QSObjectStore.h"
+#include "Core/Store/RecoveryFolder.h"
 #include "Foundation/FileSystem.h"
 #include "Text/FilePaths.h"
 
@@ -51,10 +52,6 @@ void removeStrayNoteFiles(const std::vector<std::string>& needed, Date now) {
     for (const FileInfo& folder : *folders)
         if (folder.isFolder && !kept.contains(folder.path) && now - folder.modified > RecoveryFolder::kKeptFor)
             removeFolder(folder.path);
-}
-
-RecoveryFolder recoveredRecords() {
-    return {objectStoreFile().parent_path() / "Recovered Records", FileSystem::real()};
 }
 
 }  // namespace qs

@@ -1,5 +1,4 @@
-// The files that wait to go out with a note: a folder for each note beside the object store, and the records of notes
-// that were set aside. Main thread.
+// The files that wait to go out with a note: a folder for each note beside the object store. Main thread.
 #pragma once
 
 #include <filesystem>
@@ -7,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "Core/Store/RecoveryFolder.h"
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
 
@@ -21,8 +19,5 @@ Result<std::filesystem::path> writeNoteFile(std::string_view noteIdentifier, con
 void removeNoteFiles(const std::vector<std::string>& paths);
 // Folders that hold none of these paths and are as old as records are kept.
 void removeStrayNoteFiles(const std::vector<std::string>& needed, Date now);
-
-// Records that were deleted without the person's asking for it.
-RecoveryFolder recoveredRecords();
 
 }  // namespace qs

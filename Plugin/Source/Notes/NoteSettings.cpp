@@ -1,12 +1,7 @@
 #include "Notes/NoteSettings.h"
 
-#include "Core/QSPluginDelegate.h"
-#include "Core/QSRunAlertPanel.h"
 #include "Core/QSSession.h"
-#include "Core/Store/ManagedObjectContext.h"
-#include "Foundation/DateFormatter.h"
-#include "Models/ModelChanges.h"
-#include "Notes/NoteFiles.h"
+#include "Core/SetAsideRecords.h"
 #include "Notes/QSNote.h"
 #include "Notes/QSNotebook.h"
 #include "Notes/QSNotesManager.h"
@@ -47,46 +42,27 @@ FormControl notebookOf(const QSMailAccountSettings& account,
     return menu;
 }
 
-void tellFailure(const std::string& why) {
-    QSRunAlertPanel(QSLocalizedString("The Note Can't Be Brought Back"), "%@", {}, {why});
+std::string obstacle() {
+    if (!QSNotesManager::sharedManager().allNotebooks().empty()) return {};
+    return QSLocalizedString("Please link Quillstead to a notes service first.");
 }
 
 // It goes out again, into its notebook or, when that is gone, into the first one.
-void bringBack(const std::string& name) {
-    auto& manager = QSNotesManager::sharedManager();
-    const auto notebooks = manager.allNotebooks();
-    if (notebooks.empty()) return tellFailure(QSLocalizedString("Please link Quillstead to a notes service first."));
-    auto folder = recoveredRecords();
-    const auto restored = folder.restore(name, QSPluginDelegate::sharedDelegate().managedObjectContext());
-    const auto note = restored ? std::dynamic_pointer_cast<QSNote>(*restored) : nullptr;
-    if (!note) return tellFailure(restored ? QSLocalizedString("It is no note.") : restored.error().description);
-    if (!note->notebook()) note->setNotebook(notebooks.front());
-    note->setDraft(false);
-    QSPluginDelegate::sharedDelegate().saveCoreData();
-    (void)folder.forget(name);
-    manager.syncWithServices();
-    noteModelChange();
+void prepare(ManagedObject& record) {
+    auto& note = dynamic_cast<QSNote&>(record);
+    if (!note.notebook()) note.setNotebook(QSNotesManager::sharedManager().allNotebooks().front());
+    note.setDraft(false);
 }
 
-FormOption rowOf(const RecoverableRecord& record) {
-    FormOption row{.title = record.title.empty() ? QSLocalizedString("No Subject") : record.title,
-                   .value = record.name,
-                   .imageName = "plugin:TB_CreateNote"};
-    row.facts.push_back(
-        {.imageName = {}, .text = formatDate(record.deleted, {localizedDatePattern("yMMMdjm"), "", ""})});
-    row.detail = record.reason;
-    return row;
-}
-
-FormControl setAsideTable() {
-    FormControl table{.kind = Kind::Table, .id = "setAsideNotes"};
-    table.label = QSLocalizedString("Notes that could not be sent");
-    table.rowButton = QSLocalizedString("Bring back");
-    table.rowButtonImage = "undo";
-    for (const RecoverableRecord& record : recoveredRecords().list())
-        if (record.entity == QSNote::kEntityName) table.options.push_back(rowOf(record));
-    table.onChange = [](const Value& value) { bringBack(value.stringValue()); };
-    return table;
+std::vector<FormControl> setAsideNotes() {
+    return setAsideControls({.entity = QSNote::kEntityName,
+                             .identifier = "setAsideNotes",
+                             .label = QSLocalizedString("Notes that could not be sent"),
+                             .imageName = "plugin:TB_CreateNote",
+                             .cannotBringBack = QSLocalizedString("The Note Can't Be Brought Back"),
+                             .obstacle = obstacle,
+                             .prepare = prepare,
+                             .wasBroughtBack = [] { QSNotesManager::sharedManager().syncWithServices(); }});
 }
 
 }  // namespace
@@ -101,10 +77,8 @@ std::vector<FormControl> noteControls() {
         for (const QSMailAccountSettings& account : QSServicesManager::sharedManager().mailAccountSettings())
             controls.push_back(notebookOf(account, notebooks));
     }
-    if (FormControl table = setAsideTable(); !table.options.empty()) {
-        controls.push_back(sentence("setAside", table.label + ":"));
-        controls.push_back(std::move(table));
-    }
+    for (FormControl& control : setAsideNotes())
+        controls.push_back(std::move(control));
     return controls;
 }
 

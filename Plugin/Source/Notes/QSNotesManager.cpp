@@ -3,6 +3,7 @@
 #include "Application/MailApp.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
+#include "Core/SetAsideRecords.h"
 #include "Core/StoreFetch.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/Format.h"

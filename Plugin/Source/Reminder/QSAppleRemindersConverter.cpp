@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Core/PluginColor.h"
 #include "Core/QSSession.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
@@ -13,7 +14,6 @@
 #include "Reminders/ReminderStore.h"
 #include "Services/QSService.h"
 #include "Services/QSServicesManager.h"
-#include "Text/Color.h"
 
 namespace qs {
 
@@ -32,6 +32,10 @@ bool& accessGranted() { return QSSession::current().part<Access>().accessGranted
 
 QSRemindersManager& manager() { return QSRemindersManager::sharedManager(); }
 
+void tellUnreadable(const Error& error) {
+    logWarning("The reminders can't be read now; trying again later. " + error.description);
+}
+
 struct PriorityPair {
     std::int64_t mail;
     int toDo;
@@ -46,6 +50,13 @@ void fill(ToDo& toDo, const QSReminder& reminder) {
     toDo.due = reminder.dueDate();
     for (const auto& [mail, priority] : kPriorities)
         if (reminder.priority() == mail) toDo.priority = priority;
+}
+
+// As it stands in the file, which knows whole seconds: the next look at it shall find nothing new.
+void takeOver(QSReminder& reminder, const ToDo& saved) {
+    reminder.setUniqueIdentifier(saved.identifier);
+    if (saved.due && reminder.dueDate()) reminder.setDueDate(saved.due);
+    reminder.setCompletionDate(saved.completionDate);
 }
 
 // Whether the reminder says anything new then.
@@ -93,7 +104,12 @@ std::optional<ToDoList> QSAppleRemindersConverter::fallbackCalendar() {
     if (own)
         if (const auto chosen = own->credentials().find(kFollowUpList); chosen != own->credentials().end())
             if (auto list = sharedEventStore_->listWithIdentifier(chosen->second.stringValue())) return list;
-    for (const ToDoList& list : sharedEventStore_->lists())
+    const auto lists = sharedEventStore_->lists();
+    if (!lists) {
+        tellUnreadable(lists.error());
+        return std::nullopt;
+    }
+    for (const ToDoList& list : *lists)
         if (list.title.find(kOurName) != std::string::npos) return list;
     // Of an account at a server rather than the machine's own; of several the last.
     const auto sources = sharedEventStore_->sources();
@@ -105,7 +121,7 @@ std::optional<ToDoList> QSAppleRemindersConverter::fallbackCalendar() {
     for (const auto kind : {ToDoSource::Kind::Local, ToDoSource::Kind::Exchange, ToDoSource::Kind::CalDav})
         for (const ToDoSource& each : sources)
             if (each.kind == kind) source = each;
-    auto made = sharedEventStore_->addList(kOurName, Color::colorWithRed(0.49, 0.69, 0.62, 1.0), source);
+    auto made = sharedEventStore_->addList(kOurName, kPluginColor, source);
     if (made) return *made;
     logError(stringWithFormat("ERROR: Could not save calendar for reminders: %@", {made.error().description}));
     return std::nullopt;
@@ -127,7 +143,7 @@ void QSAppleRemindersConverter::convertReminder(const Reminder& reminder, const 
     fill(*toDo, *reminder);
     const auto saved = sharedEventStore_->save(*toDo);
     if (!saved) return failure(saved.error());
-    reminder->setUniqueIdentifier(saved->identifier);
+    takeOver(*reminder, *saved);
     success(reminder);
 }
 
@@ -147,7 +163,7 @@ void QSAppleRemindersConverter::updateReminder(const Reminder& reminder, const S
     if (toDo->isCompleted) toDo->completionDate = reminder->completionDate().value_or(RunLoop::main().now());
     const auto saved = sharedEventStore_->save(*toDo);
     if (!saved) return failure(saved.error());
-    reminder->setUniqueIdentifier(saved->identifier);
+    takeOver(*reminder, *saved);
     success(reminder);
 }
 
@@ -162,8 +178,7 @@ void QSAppleRemindersConverter::sync() {
     const auto own = service();
     if (!sharedEventStore_ || !accessGranted() || !own || !own->uniqueIdentifier()) return;
     // Lists that can't be seen for the moment are not gone.
-    if (const auto readable = sharedEventStore_->requestAccess(); !readable)
-        return logWarning("The reminders can't be read now; trying again later. " + readable.error().description);
+    if (const auto readable = sharedEventStore_->requestAccess(); !readable) return tellUnreadable(readable.error());
     _updateLists();
     RunLoop::main().post([this, alive = std::weak_ptr(alive_), identifier = *own->uniqueIdentifier()] {
         if (alive.expired()) return;
@@ -205,9 +220,11 @@ std::shared_ptr<QSReminderList> QSAppleRemindersConverter::addList(const ToDoLis
 void QSAppleRemindersConverter::_updateLists() {
     const std::string serviceIdentifier = *service()->uniqueIdentifier();
     if (manager().listsWithServiceIdentifier(serviceIdentifier).empty()) (void)fallbackCalendar();
+    const auto calendars = sharedEventStore_->lists();
+    if (!calendars) return tellUnreadable(calendars.error());
     manager().changeAllLists([&] {
         auto stale = manager().listsWithServiceIdentifier(serviceIdentifier);
-        for (const ToDoList& calendar : sharedEventStore_->lists())
+        for (const ToDoList& calendar : *calendars)
             if (calendar.allowsContentModifications) std::erase(stale, addList(calendar));
         manager().deleteLists(stale);
     });

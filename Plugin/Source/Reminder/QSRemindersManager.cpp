@@ -5,6 +5,7 @@
 
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
+#include "Core/SetAsideRecords.h"
 #include "Core/StoreFetch.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
@@ -12,7 +13,6 @@
 #include "Foundation/RunLoop.h"
 #include "Mail/MailAccount.h"
 #include "MailCategories/BannerViewController_Quillstead.h"
-#include "Notes/NoteFiles.h"
 #include "Reminder/QSReminderConverter.h"
 #include "Services/QSService.h"
 #include "Services/QSServicesManager.h"

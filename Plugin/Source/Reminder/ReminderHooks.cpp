@@ -41,6 +41,7 @@ void followUpWasDelivered(const std::string& uniqueID, const std::optional<std::
     if (!reminder) return;
     reminder->setMessageID(messageID);
     reminder->setNotes(notes);
+    QSPluginDelegate::sharedDelegate().saveCoreData();  // also where no service can take it now
     manager().syncWithServices();
 }
 

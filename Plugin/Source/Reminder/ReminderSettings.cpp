@@ -1,6 +1,9 @@
 #include "Reminder/ReminderSettings.h"
 
+#include <algorithm>
+
 #include "Core/QSSession.h"
+#include "Core/SetAsideRecords.h"
 #include "Foundation/Format.h"
 #include "Reminder/QSRemindersManager.h"
 #include "Services/QSService.h"
@@ -20,6 +23,23 @@ std::vector<FormOption> optionsOf(const QSRemindersManager::Lists& lists) {
                            .value = list->uniqueIdentifier().value_or(""),
                            .imageName = list->icon()});
     return options;
+}
+
+std::string obstacle() {
+    if (manager().hasReminderService() && !manager().allLists().empty()) return {};
+    return QSLocalizedString("Please link Quillstead to a service for tasks first.");
+}
+
+// It goes out as a new one, for its service has deleted it: into its list or, when that is gone, into the first one.
+void prepare(ManagedObject& record) {
+    auto& reminder = dynamic_cast<QSReminder&>(record);
+    List list = reminder.list();
+    const auto lists = manager().allLists();
+    if (std::ranges::find(lists, list) == lists.end()) list = lists.front();
+    reminder.setList(list);
+    reminder.setServiceIdentifier(list->serviceIdentifier());
+    reminder.setIsRemote(false);
+    reminder.setDirty(reminder.completed());  // what is done is no part of a new one
 }
 
 // Also where it is remembered for the next time that the services are saved.
@@ -53,6 +73,20 @@ std::vector<FormControl> defaultReminderListControls() {
         controls.push_back(std::move(control));
     }
     return controls;
+}
+
+std::vector<FormControl> setAsideReminderControls() {
+    return setAsideControls({.entity = QSReminder::kEntityName,
+                             .identifier = "setAsideReminders",
+                             .label = QSLocalizedString("Tasks and follow-ups that were removed"),
+                             .imageName = "plugin:TB_Task",
+                             .cannotBringBack = QSLocalizedString("The Task Can't Be Brought Back"),
+                             .obstacle = obstacle,
+                             .prepare = prepare,
+                             .wasBroughtBack = [] {
+                                 manager().syncWithServices();
+                                 QSRemindersManager::remindersDidChange();
+                             }});
 }
 
 QSAccountChoice defaultReminderListChoice() {

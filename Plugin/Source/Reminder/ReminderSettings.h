@@ -1,4 +1,4 @@
-// Which list of tasks each mail account uses, for the preferences. Main thread.
+// Tasks in the preferences: which list each mail account uses, and bringing back what was removed. Main thread.
 #pragma once
 
 #include <vector>
@@ -10,6 +10,8 @@ namespace qs {
 
 // A pop-up for each account; without any list, a sentence.
 std::vector<FormControl> defaultReminderListControls();
+// Tasks and follow-ups that nobody removed by hand; none when there are none.
+std::vector<FormControl> setAsideReminderControls();
 QSAccountChoice defaultReminderListChoice();
 
 }  // namespace qs

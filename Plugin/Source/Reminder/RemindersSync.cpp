@@ -53,7 +53,8 @@ void QSRemindersManager::syncWithServices() {
     QSPluginDelegate::sharedDelegate().saveCoreData();
 }
 
-// False where the pass ends: one reminder without a service is dealt with in each.
+// False where the pass ends: one reminder without a service is dealt with in each. One that can't be set aside keeps
+// nobody waiting.
 bool QSRemindersManager::transferReminders(const Reminders& reminders, Transfer transfer) {
     for (const Reminder& reminder : reminders) {
         if (reminder->transmitting() || !reminder->messageID()) continue;
@@ -62,13 +63,15 @@ bool QSRemindersManager::transferReminders(const Reminders& reminders, Transfer 
         if (!service) {
             logWarning("Could not find service for this reminder. Deleting it.");
             deleteReminders({reminder}, QSLocalizedString("Its service is not there any more."));
-            return false;
+            if (reminder->isDeleted()) return false;
+            continue;
         }
         auto* slave = reminderSlaveOf(service);
         if (!slave) {
             logWarning("Could not find service connector for this reminder. Deleting it.");
             deleteReminders({reminder}, QSLocalizedString("Its service takes no reminders."));
-            return false;
+            if (reminder->isDeleted()) return false;
+            continue;
         }
         reminder->setTransmitting(true);
         transmit(*slave, reminder, service, transfer);

@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "Core/PluginColor.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
 #include "Foundation/Format.h"
@@ -14,7 +15,6 @@
 #include "Reminder/QSRemindersManager.h"
 #include "Reminder/QSTaskOptionsViewController.h"
 #include "Settings/UserDefaults.h"
-#include "Text/Color.h"
 #include "Text/Uuid.h"
 
 namespace qs {
@@ -22,8 +22,6 @@ namespace qs {
 namespace {
 
 using Task = std::shared_ptr<QSReminder>;
-
-constexpr double kLighter = 0.15;
 
 QSRemindersManager& manager() { return QSRemindersManager::sharedManager(); }
 UserDefaults& settings() { return QSPluginDelegate::quillsteadDefaults(); }
@@ -49,7 +47,7 @@ Task newTask(const Message& message) {
 void highlight(Message& message, const QSReminder& task) {
     if (!settings().boolForKey("QSHighlightReminderMessages")) return;
     std::optional<Color> color;
-    if (!task.completed()) color = Color::colorWithRed(0.49, 0.69, 0.62, 1.0).lightenColorByValue(kLighter);
+    if (!task.completed()) color = lightPluginColor();
     message::setColor(message, color);
 }
 
@@ -99,7 +97,10 @@ bool updateTask(Message& message, bool isToggle, std::optional<Date> dueDate) {
     }
     if (!isToggle) {
         task->setDueDate(dueDate);
-        if (const Value note = settings().objectForKey(kTaskNoteKey); !note.isNil()) task->setNotes(note.stringValue());
+        if (const Value note = settings().objectForKey(kTaskNoteKey); !note.isNil()) {
+            const std::string text = note.stringValue();
+            task->setNotes(text.empty() ? std::nullopt : std::optional(text));
+        }
     }
     highlight(message, *task);
     return true;

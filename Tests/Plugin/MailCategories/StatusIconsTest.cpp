@@ -146,17 +146,21 @@ TEST_F(StatusIconsTest, OnlyTheFirstReminderCountsAndAFollowUpThatIsDoneHasNoIco
     EXPECT_THAT(icons(), IsEmpty()) << "nothing is linked that could keep it";
 }
 
-TEST_F(StatusIconsTest, AFollowUpColoursItsRowUntilItIsDone) {
+TEST_F(StatusIconsTest, AReminderColoursItsRowUntilItIsDone) {
+    for (const std::int64_t type : {kReminderTypeFollowUp, kReminderTypeTask}) {
+        start();
+        receive();
+        const auto reminder = addReminder(type);
+        defaults().setObject(false, "QSHighlightReminderMessages");
+        EXPECT_EQ(row().colour, "") << type;
+        defaults().setObject(true, "QSHighlightReminderMessages");
+        host_->advance(1);
+        EXPECT_EQ(row().colour, Color::colorWithRed(0.49, 0.69, 0.62).lightenColorByValue(0.15).hexString()) << type;
+        reminder->setCompleted(true);
+        EXPECT_EQ(row().colour, "") << type;
+        TearDown();
+    }
     start();
-    receive();
-    const auto followUp = addReminder(kReminderTypeFollowUp);
-    defaults().setObject(false, "QSHighlightReminderMessages");
-    EXPECT_EQ(row().colour, "");
-    defaults().setObject(true, "QSHighlightReminderMessages");
-    host_->advance(1);
-    EXPECT_EQ(row().colour, Color::colorWithRed(0.49, 0.69, 0.62).lightenColorByValue(0.15).hexString());
-    followUp->setCompleted(true);
-    EXPECT_EQ(row().colour, "");
 }
 
 TEST_F(StatusIconsTest, TrackingIsToldByTheHeaderAndTheRecordTogether) {

@@ -1,6 +1,6 @@
 // Notes in the preferences: the accounts' notebooks, and notes that could not be sent.
+#include "Core/SetAsideRecords.h"
 #include "Models/Form.h"
-#include "Notes/NoteFiles.h"
 #include "Notes/NotesTestSupport.h"
 #include "PreferencesWindow.h"
 #include "Support/AlertAnswers.h"

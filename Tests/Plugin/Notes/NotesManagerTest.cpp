@@ -1,5 +1,6 @@
 // Notes and notebooks: making and finding them, the accounts' choices, and the pass that hands waiting notes to the
 // workers of their services.
+#include "Core/SetAsideRecords.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/FileSystem.h"
 #include "Notes/NoteFiles.h"

@@ -1,6 +1,8 @@
 // The person's own reminders as a task service, on real files.
+#include "MailCategories/BannerViewController_Quillstead.h"
 #include "Reminder/QSAppleRemindersConverter.h"
 #include "ReminderTest.h"
+#include "Support/BlindDisk.h"
 
 namespace qs {
 namespace {
@@ -98,8 +100,6 @@ TEST_F(AppleRemindersTest, WhatOtherProgramsChangeIsReadBack) {
     const auto reminder = add("AA-1");
     reminder->setDueDate(Date{1'795'514'400});
     manager().syncWithServices();
-    write("Quillstead/other.ics", calendarOf("other", "SUMMARY:Milk\r\n"));
-    std::filesystem::remove(root_ / "Quillstead/other.ics");
     rewrite("STATUS:NEEDS-ACTION", "STATUS:COMPLETED\r\nCOMPLETED:20261123T090000Z\r\nX-THEIRS:1");
     rewrite("PRIORITY:5", "PRIORITY:9");
     rewrite("DUE:20261124T100000Z", "DUE:20261125T100000Z");
@@ -109,14 +109,57 @@ TEST_F(AppleRemindersTest, WhatOtherProgramsChangeIsReadBack) {
     EXPECT_EQ(reminder->completionDate(), Date{1'795'424'400});
     EXPECT_EQ(reminder->dueDate(), Date{1'795'600'800});
     EXPECT_EQ(reminder->priority(), 5);
-    EXPECT_THAT(manager().remindersForMessageID("m@x"), ElementsAre(reminder)) << "others' to-dos are left alone";
-
     reminder->setCompleted(false);
     reminder->setDirty(true);
     syncServices();
     EXPECT_FALSE(reminder->completed()) << "what was changed here and not yet handed on counts";
     manager().syncWithServices();
     EXPECT_THAT(onlyFile(), AllOf(HasSubstr("STATUS:NEEDS-ACTION\r\n"), HasSubstr("X-THEIRS:1\r\n")));
+
+    write("Quillstead/other.ics", calendarOf("other", "SUMMARY:Milk\r\nURL:message://m@x\r\n"));
+    syncServices();
+    EXPECT_THAT(manager().remindersForMessageID("m@x"), ElementsAre(reminder)) << "others' to-dos are not taken";
+    EXPECT_EQ(manager().reminderWithIdentifier("other"), nullptr);
+}
+
+TEST_F(AppleRemindersTest, WhatWasWrittenIsNothingNewWhenItIsReadBack) {
+    start();
+    syncServices();
+    const auto reminder = add("AA-1");
+    reminder->setDueDate(Date{1'795'514'400.75});
+    manager().syncWithServices();
+    EXPECT_EQ(reminder->dueDate(), Date{1'795'514'400}) << "a file knows whole seconds";
+    reminder->setCompleted(true);
+    reminder->setDirty(true);
+    host_->advance(0.5);
+    manager().syncWithServices();
+    EXPECT_EQ(reminder->completionDate(), Date{1'795'428'000});
+    int changes = 0;
+    const auto observation = NotificationCenter::defaultCenter().addObserver(
+        std::string(QSBannerViewInfoDidChangeNotification), [&](const Notification&) { ++changes; });
+    syncServices();
+    EXPECT_EQ(changes, 0);
+    reminder->setCompleted(false);
+    reminder->setDirty(true);
+    manager().syncWithServices();
+    EXPECT_EQ(reminder->completionDate(), std::nullopt) << "else it would be the date of the next time, too";
+}
+
+TEST_F(AppleRemindersTest, ListsThatCannotBeSeenForAWhileStay) {
+    BlindDisk disk;
+    disk.put(root_ / "home/displayname", "Home");
+    files_ = &disk;
+    start();
+    syncServices();
+    const auto reminder = add("AA-1");
+    disk.unseen = root_ / "home";
+    syncServices();
+    EXPECT_THAT(listNames(), ElementsAre("Home"));
+    EXPECT_NE(reminder->list(), nullptr);
+    EXPECT_TRUE(log_.contains("The reminders can't be read now; trying again later."));
+    TearDown();  // before the disk goes
+    files_ = &FileSystem::real();
+    start();
 }
 
 TEST_F(AppleRemindersTest, AToDoThatWasDeletedElsewhereStaysHere) {

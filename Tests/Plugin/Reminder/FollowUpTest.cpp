@@ -120,6 +120,19 @@ TEST_F(FollowUpTest, ItWaitsForTheDeliveryAndLearnsTheMessageId) {
                 ElementsAre("Reminder created: A reminder was successfully created at Reminders."));
 }
 
+TEST_F(FollowUpTest, ItsMessageIdIsKeptWhenNoServiceCanTakeIt) {
+    startWithLists();
+    auto window = compose();
+    set(window, "enableFollowUp", true);
+    service()->markAsLinked(false);
+    window->send();
+    host_->advance(1);
+    const auto waiting = manager().remindersForMessageID(sentMessageID());
+    ASSERT_THAT(waiting, SizeIs(1));
+    EXPECT_FALSE(waiting[0]->isRemote());
+    EXPECT_FALSE(delegate().managedObjectContext().hasChanges()) << "it would outlive a crash";
+}
+
 TEST_F(FollowUpTest, AReplyTakesItAway) {
     for (const bool deletes : {true, false}) {
         startWithLists();

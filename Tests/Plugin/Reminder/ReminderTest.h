@@ -20,7 +20,7 @@ protected:
     // Monday, 23 November 2026, 10:00.
     void start(int osMinor = 12) {
         preparePlatform_ = [this](Platform& platform) {
-            platform.reminders = ReminderStore::inFolder(root_, FileSystem::real(), false);
+            platform.reminders = ReminderStore::inFolder(root_, *files_, false);
         };
         startHost({.osMinor = osMinor, .start = {1'795'428'000}});
         applications_->helperRuns = true;
@@ -67,6 +67,7 @@ protected:
         return told;
     }
 
+    FileSystem* files_ = &FileSystem::real();  // where the reminders lie
     TemporaryFolder folder_;
     std::filesystem::path root_ = folder_ / "Reminders";
 };

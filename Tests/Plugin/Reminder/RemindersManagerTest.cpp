@@ -1,4 +1,6 @@
 // The manager's pass over new and changed reminders, with a service that answers what the test says.
+#include "Core/QSObjectStore.h"
+#include "Core/SetAsideRecords.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/Format.h"
 #include "Mail/MailAccount.h"
@@ -135,10 +137,19 @@ TEST_F(RemindersManagerTest, ARemindersVanishedServiceEndsThePassAndTheReminder)
     EXPECT_TRUE(log_.contains("Could not find service for this reminder. Deleting it."));
     manager().syncWithServices();
     EXPECT_THAT(asked_, SizeIs(1));
-    int kept = 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(host_->dataFolder()))
-        if (entry.path().parent_path().filename() == "Recovered Records") ++kept;
-    EXPECT_EQ(kept, 2) << "each was set aside first";
+    EXPECT_THAT(recoveredRecords().list(), SizeIs(2)) << "each was set aside first";
+}
+
+TEST_F(RemindersManagerTest, OneThatCannotBeSetAsideKeepsNobodyWaiting) {
+    startWithService();
+    add("gone", "a@x", "no such service");
+    add("waiting", "b@x", id_);
+    std::filesystem::create_directories(objectStoreFile().parent_path());
+    std::ofstream(objectStoreFile().parent_path() / "Recovered Records") << "in the way";
+    manager().syncWithServices();
+    EXPECT_THAT(manager().remindersForMessageID("a@x"), SizeIs(1)) << "nothing is deleted without a copy";
+    ASSERT_THAT(asked_, SizeIs(1));
+    EXPECT_EQ(asked_[0].reminder->messageID(), "b@x");
 }
 
 TEST_F(RemindersManagerTest, AServiceWithoutAWorkerForRemindersLosesThem) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "Core/QSQuillsteadPreferenceModule.h"
+#include "Mail/MessageColor.h"
 #include "MainViewer.h"
 #include "Models/Alert.h"
 #include "Models/Form.h"
@@ -9,11 +10,13 @@
 #include "Models/Toolbar.h"
 #include "Reminder/QSTaskOptionsViewController.h"
 #include "ReminderTest.h"
+#include "Support/AlertAnswers.h"
 #include "Viewer/Banner.h"
 
 namespace qs {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -75,6 +78,7 @@ protected:
     }
 
     std::shared_ptr<ToolbarItem> item_;
+    std::shared_ptr<FormModel> form_;
 };
 
 TEST_F(TasksTest, PressingTheItemMakesATaskThenCompletesIt) {
@@ -133,6 +137,36 @@ TEST_F(TasksTest, TheMenuMakesAndChangesATask) {
     EXPECT_EQ(taskOf(id)->dueDate(), std::nullopt) << "switched off, it clears the date";
     EXPECT_FALSE(taskOf(id)->completed()) << "the menu's button turns nothing over";
     EXPECT_FALSE(openMenu().control(kTaskSetDueDateKey)->value.boolValue());
+}
+
+TEST_F(TasksTest, AnEmptyNoteIsNone) {
+    startWithItem();
+    const std::string id = receive("Minutes");
+    select({id});
+    for (const char* note : {"Sign them", ""}) {
+        FormModel& form = openMenu();
+        set(form, kTaskNoteKey, note);
+        form.buttons[0].action();
+        host_->settle();
+    }
+    EXPECT_EQ(taskOf(id)->notes(), std::nullopt);
+    EXPECT_THAT(onlyFile(), HasSubstr("DESCRIPTION:message://"));
+}
+
+TEST_F(TasksTest, AnOpenTaskColoursItsMessage) {
+    startWithItem();
+    const std::string id = receive("Minutes");
+    const auto message = host_->library().messagesWithMessageIDHeader(id).at(0);
+    select({id});
+    defaults().setObject(false, "QSHighlightReminderMessages");
+    press();
+    EXPECT_EQ(message::color(*message), std::nullopt);
+    press();
+    defaults().setObject(true, "QSHighlightReminderMessages");
+    press();
+    EXPECT_EQ(message::color(*message), Color::colorWithRed(0.64, 0.84, 0.77)) << "open again";
+    press();
+    EXPECT_EQ(message::color(*message), std::nullopt) << "done";
 }
 
 TEST_F(TasksTest, OfSeveralMessagesTheFirstThatHasATaskSaysItsState) {
@@ -247,6 +281,44 @@ TEST_F(TasksTest, EachAccountHasItsListInThePreferences) {
     EXPECT_EQ(manager().defaultListForAccountIdentifier("ben")->name(), "Quillstead");
     service()->markAsLinked(false);
     EXPECT_NE(QSQuillsteadPreferenceModule::sharedInstance()->form()->control("noReminderLists"), nullptr);
+}
+
+TEST_F(TasksTest, WhatARuleRemovedIsBroughtBackInThePreferences) {
+    startWithItem();
+    const std::string id = receive("Minutes");
+    select({id});
+    press();
+    press();
+    const auto table = [this]() -> FormControl* {
+        form_ = QSQuillsteadPreferenceModule::sharedInstance()->form();
+        return form_->control("setAsideReminders");
+    };
+    EXPECT_EQ(table(), nullptr);
+    manager().deleteReminders({taskOf(id)}, "A reply has arrived.");
+    QSRemindersManager::remindersDidChange();
+    EXPECT_THAT(calendarFiles(), IsEmpty());
+    ASSERT_NE(table(), nullptr);
+    ASSERT_THAT(table()->options, SizeIs(1));
+    const FormOption row = table()->options[0];
+    EXPECT_EQ(row.title, "Task: Minutes");
+    EXPECT_EQ(row.detail, "A reply has arrived.");
+
+    AlertAnswers answers;
+    service()->markAsLinked(false);
+    table()->onChange(row.value);
+    EXPECT_THAT(answers.seen, ElementsAre("The Task Can't Be Brought Back"));
+    service()->markAsLinked(true);
+    // The list that it was in is gone; another has come.
+    std::filesystem::remove_all(root_ / "Quillstead");
+    write("home/displayname", "Home");
+    syncServices();
+    table()->onChange(row.value);
+    host_->settle();
+    ASSERT_NE(taskOf(id), nullptr);
+    EXPECT_EQ(taskOf(id)->list()->name(), "Home");
+    EXPECT_THAT(onlyFile(), AllOf(HasSubstr("SUMMARY:Task: Minutes\r\n"), HasSubstr("STATUS:COMPLETED\r\n")));
+    EXPECT_FALSE(taskOf(id)->dirty());
+    EXPECT_EQ(table(), nullptr);
 }
 
 }  // namespace
