@@ -147,14 +147,14 @@ TEST_F(AppleRemindersTest, WhatWasWrittenIsNothingNewWhenItIsReadBack) {
 
 TEST_F(AppleRemindersTest, ListsThatCannotBeSeenForAWhileStay) {
     BlindDisk disk;
-    disk.put(root_ / "home/displayname", "Home");
+    disk.put(root_ / "home/displayname", "Quillstead");
     files_ = &disk;
     start();
     syncServices();
     const auto reminder = add("AA-1");
     disk.unseen = root_ / "home";
     syncServices();
-    EXPECT_THAT(listNames(), ElementsAre("Home"));
+    EXPECT_THAT(listNames(), ElementsAre("Quillstead"));
     EXPECT_NE(reminder->list(), nullptr);
     EXPECT_TRUE(log_.contains("The reminders can't be read now; trying again later."));
     TearDown();  // before the disk goes
