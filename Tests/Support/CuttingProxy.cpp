@@ -12,6 +12,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace qs {
@@ -46,6 +47,8 @@ struct CuttingProxy::State {
     bool isStopping = false, isDown = false;
     std::vector<int> sockets;
     std::vector<std::thread> threads;
+    std::recursive_mutex meddling;  // one line at a time
+    Meddle meddle;
     int listener = -1, port = 0;
 
     void set(std::uint64_t sent, std::uint64_t received) {
@@ -67,14 +70,31 @@ struct CuttingProxy::State {
         for (const int socket : sockets)
             ::shutdown(socket, SHUT_RDWR);
     }
+    // Takes from `held` what may go on, and sends what is said back.
+    std::string meddled(std::string& held, int from, bool isFromClient) {
+        const std::lock_guard oneByOne(meddling);
+        if (!meddle) return std::exchange(held, {});
+        std::string onward, back;
+        for (std::size_t end = held.find('\n'); end != std::string::npos; end = held.find('\n')) {
+            Passing passing = meddle(isFromClient, held.substr(0, end + 1));
+            held.erase(0, end + 1);
+            onward += passing.onward;
+            back += passing.back;
+        }
+        (void)sendAll(from, back.data(), back.size());
+        return onward;
+    }
     void pass(int from, int to, std::size_t direction) {
         std::array<char, 16384> buffer{};
+        std::string held;
         for (;;) {
             const ssize_t count = ::recv(from, buffer.data(), buffer.size(), 0);
             if (count <= 0) break;
-            const std::size_t may = allowed(direction, static_cast<std::size_t>(count));
-            if (!sendAll(to, buffer.data(), may)) break;
-            if (may < static_cast<std::size_t>(count)) {
+            held.append(buffer.data(), static_cast<std::size_t>(count));
+            const std::string onward = meddled(held, from, direction == 0);
+            const std::size_t may = allowed(direction, onward.size());
+            if (!sendAll(to, onward.data(), may)) break;
+            if (may < onward.size()) {
                 breakAll();
                 break;
             }
@@ -143,6 +163,11 @@ void CuttingProxy::goDown() {
         state_->isDown = true;
     }
     state_->breakAll();
+}
+
+void CuttingProxy::meddle(Meddle meddle) {
+    const std::lock_guard oneByOne(state_->meddling);
+    state_->meddle = std::move(meddle);
 }
 
 std::uint64_t CuttingProxy::sent() const {

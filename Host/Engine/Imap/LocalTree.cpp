@@ -28,6 +28,11 @@ void LocalTree::forget(const std::string& folder) {
     folders_.clear();
 }
 
+void LocalTree::forgetOthersThan(const std::string& folder) {
+    std::erase_if(looked_, [&](const auto& entry) { return entry.first != folder; });
+    folders_.clear();
+}
+
 Result<void> LocalTree::look(const std::string& folder) {
     Looked& looked = looked_[folder];
     const Maildir maildir(pathOf(folder), files_);
@@ -51,6 +56,13 @@ Result<const MessagesHere*> LocalTree::lookAgain(const std::string& folder) {
         return failed(looked);
     }
     return &looked_[folder].messages;
+}
+
+Result<void> LocalTree::lookAgainAtAll() {
+    folders_.clear();
+    for (const std::string& folder : folders())
+        if (const auto looked = lookAgain(folder); !looked) return failed(looked);
+    return {};
 }
 
 Result<std::vector<std::string>> LocalTree::foldersWith(const std::string& name) {

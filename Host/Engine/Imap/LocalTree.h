@@ -24,10 +24,12 @@ public:
     Result<const MessagesHere*> messagesIn(const std::string& folder);
     // What was not there at the first look may have been renamed meanwhile: whatever is found now is added.
     Result<const MessagesHere*> lookAgain(const std::string& folder);
+    Result<void> lookAgainAtAll();
     // The folders that hold a message of that name.
     Result<std::vector<std::string>> foldersWith(const std::string& name);
     // What is asked of the folder from now on is looked for anew.
     void forget(const std::string& folder);
+    void forgetOthersThan(const std::string& folder);
     void forgetFolders() { folders_.clear(); }
 
     struct File {

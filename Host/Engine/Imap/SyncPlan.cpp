@@ -35,8 +35,12 @@ PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& s
         }
         const auto there = server.flags.find(message.uid);
         if (there == server.flags.end() || there->second == message.flags) continue;
+        // Of one that is moved, the mailbox that it goes to tells it.
+        if (local == here.end()) {
+            plan.isWhole = false;
+            continue;
+        }
         plan.agreed.push_back({message.uid, message.name, there->second});
-        if (local == here.end()) continue;
         const int ours = withWholeColour(local->second ^ message.flags);
         const int theirs = withWholeColour(there->second ^ message.flags) & ~ours;
         const FlagBits bits{.set = theirs & there->second & ~local->second,

@@ -34,6 +34,7 @@ struct PullPlan {
     std::map<std::string, FlagBits> flagsHere;  // to be set here
     std::vector<MirroredMessage> agreed;        // what both now agree on, where that changed
     std::vector<std::uint32_t> arrived;         // not known yet; newest first
+    bool isWhole = true;  // no: flags were changed there of messages that are elsewhere here, and wait until they are
 };
 
 PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& server, const MessagesHere& here);

@@ -82,12 +82,15 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
         return recognised;
     }
     // What was known again has flags that both sides agreed on before; what became of these since is seen now.
-    if (isCountedAnew)
-        if (auto applied = apply(mailbox, planPull(parts_.state.messages(mailbox.number), *view, **here)); !applied)
-            return applied;
+    if (isCountedAnew) {
+        if (here = tree_.lookAgain(mailbox.folder); !here) return failed(here);
+        plan = planPull(parts_.state.messages(mailbox.number), *view, **here);
+        if (auto applied = apply(mailbox, plan); !applied) return applied;
+    }
     work.flags = std::move(view->flags);
     work.uidNext = selection->uidNext;
-    work.modSeq = selection->highestModSeq;
+    // What could not be taken over yet is to be told again.
+    work.modSeq = plan.isWhole ? selection->highestModSeq : mailbox.modSeq;
     work.isAwaited = mailbox.order == MirroredMailbox::Order::Remove && !work.arrived.empty();
     if (work.isAwaited && !areMovedOut(work))
         return takeBackRemoval(work,

@@ -44,7 +44,16 @@ Result<PushPlan> SyncPass::planFor(const MirroredMailbox& mailbox) {
     const auto here = tree_.messagesIn(mailbox.folder);
     if (!here) return failed(here);
     if (auto still = isStill(mailbox); !still) return failed(still);
-    return planPush(known, **here, [this](const std::string& name) { return whereabouts(name); });
+    const auto find = [this](const std::string& name) { return whereabouts(name); };
+    // What is missing may have been moved since the other folders were looked at.
+    const bool isAllHere = std::all_of(known.begin(), known.end(),
+                                       [&](const MirroredMessage& message) { return (*here)->contains(message.name); });
+    if (!isAllHere) tree_.forgetOthersThan(mailbox.folder);
+    PushPlan plan = planPush(known, **here, find);
+    if (plan.fetchAgain.empty()) return plan;
+    // Or it was on its way from one of them to another just then.
+    if (auto looked = tree_.lookAgainAtAll(); !looked) return failed(looked);
+    return planPush(known, **here, find);
 }
 
 bool SyncPass::hasSomethingToPush(const MirroredMailbox& mailbox) {

@@ -134,9 +134,9 @@ TEST_F(SyncTest, OurFlagsHoldAndNothingThatIsMovedGetsLost) {
     EXPECT_THAT(engine_->takeNotices(), Contains(HasSubstr("deleted at the server while it was moved")));
 }
 
-// The server forgets all numbers of the inbox; while it stands still.
-void countAnew(const DovecotServer& server) {
-    for (const auto& each : std::filesystem::directory_iterator(server.maildir("ada")))
+// The server forgets all numbers of a mailbox; while it stands still.
+void countAnew(const DovecotServer& server, const std::string& folder = "") {
+    for (const auto& each : std::filesystem::directory_iterator(server.maildir("ada") / folder))
         if (each.path().filename().string().starts_with("dovecot")) std::filesystem::remove(each.path());
 }
 
@@ -156,6 +156,29 @@ TEST_F(SyncTest, KnowsItsMessagesAgainWhenTheServerCountsAnew) {
     EXPECT_THAT(log_.messages(), Contains(HasSubstr("counts the messages of")));
     expectBoth("INBOX", {"one S", "three", "two F"});
     EXPECT_EQ(id("INBOX", "one"), idBefore) << "it was fetched again";
+}
+
+TEST_F(SyncTest, TakesOverWhatAnotherClientDidBeforeTheServerCountedAnew) {
+    for (int i = 0; i < 40; ++i) {
+        deliver("i" + std::to_string(i));
+        deliver("a" + std::to_string(i), "Archive", i % 2 == 0 ? "S" : "");
+    }
+    start();
+    const auto all = uids("Archive");
+    ASSERT_TRUE(other().store({all.find("a0")->second}, ImapChange::Remove, flags("\\Seen")));
+    ASSERT_TRUE(other().store({all.find("a1")->second}, ImapChange::Add, flags("\\Flagged")));
+    other_.reset();
+    server_->stop();
+    countAnew(*server_, ".Archive");
+    deliver("new");
+    server_->restart();
+    syncAll();
+    const Lines archive = here("Archive");
+    EXPECT_EQ(archive.size(), 40u);
+    EXPECT_THAT(archive, Contains("a0"));
+    EXPECT_THAT(archive, Contains("a1 F"));
+    syncAll();
+    EXPECT_EQ(archive, there("Archive"));
 }
 
 TEST_F(SyncTest, WhatWasDoneOfflineOutlivesThatTheServerCountsAnew) {

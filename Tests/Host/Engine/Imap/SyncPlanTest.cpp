@@ -70,6 +70,14 @@ TEST(SyncPlan, TakesTheServersWordForWhatIsGoneAndNew) {
     EXPECT_THAT(planPull(known, {{}, false, {}}, here).forget, IsEmpty()) << "silence is no removal";
 }
 
+TEST(SyncPlan, AgreesOnNoFlagsOfWhatIsElsewhere) {
+    const ServerView server{.flags = {{7, kSeen}}, .isComplete = false, .vanished = {}};
+    const PullPlan moved = planPull({{7, "seven", 0}}, server, {});
+    EXPECT_THAT(moved.agreed, IsEmpty()) << "they would be taken for ours, and be put back";
+    EXPECT_FALSE(moved.isWhole) << "the server has to tell it again";
+    EXPECT_TRUE(planPull({{7, "seven", 0}}, server, {{"seven", 0}}).isWhole);
+}
+
 TEST(SyncPlan, TellsWhereMissingMessagesWent) {
     using Kind = Whereabouts::Kind;
     const std::map<std::string, Whereabouts> places{{"erased", {Kind::Erased, {}}},

@@ -1,0 +1,74 @@
+// An account whose server is made to answer what a good one does not, and a dialogue in the middle of which the person
+// goes on working.
+#pragma once
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Imap/SyncFixture.h"
+
+namespace qs {
+
+class MeddledTest : public SyncTest {
+protected:
+    void SetUp() override {
+        SyncTest::SetUp();
+        proxy_->meddle([this](bool isFromClient, const std::string& line) {
+            return isFromClient ? asked(line) : CuttingProxy::Passing{answered(line)};
+        });
+    }
+    void TearDown() override {
+        engine_.reset();
+        proxy_->meddle({});
+        SyncTest::TearDown();
+    }
+    // Once, before the server sees a line with these words.
+    void onceBefore(const std::string& words, std::function<void()> act) { acts_.emplace_back(words, std::move(act)); }
+    // In the server's place, to commands with these words, until the answer is empty. Without a tag.
+    void answer(const std::string& words, const std::string& text) { answers_[words] = text; }
+    // In every line of the server's.
+    void replaceInAnswers(const std::string& from, const std::string& to) { replaced_[from] = to; }
+    // As a server without it, which tells no uids of what it takes in.
+    void withoutUidplus() {
+        replaceInAnswers(" UIDPLUS", "");
+        replaceInAnswers("[APPENDUID ", "[XA ");
+        replaceInAnswers("[COPYUID ", "[XC ");
+    }
+    // Commands with these words so far.
+    long count(const std::string& words) {
+        const std::lock_guard hold(lock_);
+        return std::count_if(heard_.begin(), heard_.end(),
+                             [&](const std::string& line) { return line.find(words) != std::string::npos; });
+    }
+
+private:
+    CuttingProxy::Passing asked(const std::string& line) {
+        {
+            const std::lock_guard hold(lock_);
+            heard_.push_back(line);
+        }
+        for (auto& [words, act] : acts_)
+            if (act && line.find(words) != std::string::npos) std::exchange(act, nullptr)();
+        for (const auto& [words, text] : answers_)
+            if (!text.empty() && line.find(words) != std::string::npos)
+                return {"", line.substr(0, line.find(' ') + 1) + text + "\r\n"};
+        return {line};
+    }
+    std::string answered(std::string line) {
+        for (const auto& [from, to] : replaced_)
+            if (const auto at = line.find(from); at != std::string::npos) line.replace(at, from.size(), to);
+        return line;
+    }
+
+    std::mutex lock_;
+    std::vector<std::string> heard_;
+    std::vector<std::pair<std::string, std::function<void()>>> acts_;
+    std::map<std::string, std::string> answers_, replaced_;
+};
+
+}  // namespace qs
