@@ -14,6 +14,7 @@ namespace qs {
 namespace {
 
 constexpr const char* kErrorDomain = "AccountSecrets";
+enum Code { kNoKeychain = 1, kNotSignedIn = 2 };
 constexpr const char* kKeychainService = "Quillstead mail account";
 
 struct Tokens {
@@ -26,6 +27,17 @@ Tokens& tokens() {
     return tokens;
 }
 
+AccessTokenSource tokenSource() {
+    const std::lock_guard hold(tokens().lock);
+    return tokens().source;
+}
+
+// Between reading a sign-in and replacing it nobody else may.
+std::mutex& signInLock() {
+    static std::mutex lock;
+    return lock;
+}
+
 KeychainName itemOf(std::string_view identifier, std::string_view what) {
     return KeychainName::service(kKeychainService, std::string(identifier) + "." + std::string(what));
 }
@@ -36,7 +48,7 @@ KeychainName passwordOf(std::string_view identifier, ServerSide side) {
 
 KeychainName signInOf(std::string_view identifier) { return itemOf(identifier, "signin"); }
 
-tl::unexpected<Error> noKeychain() { return failure(kErrorDomain, 1, "There is no keychain."); }
+tl::unexpected<Error> noKeychain() { return failure(kErrorDomain, kNoKeychain, "There is no keychain."); }
 
 // The keychain's own sentence tells what happened, but not to which account.
 Error withName(Error error, const AccountRecord& account) {
@@ -58,15 +70,11 @@ Result<std::string> fromKeychain(const AccountRecord& account, ServerSide side) 
 }
 
 Result<std::string> token(const AccountRecord& account) {
-    AccessTokenSource source;
-    {
-        const std::lock_guard hold(tokens().lock);
-        source = tokens().source;
-    }
-    if (!source)
-        return failure(kErrorDomain, 2,
+    const AccessTokenSource source = tokenSource();
+    if (!source.token)
+        return failure(kErrorDomain, kNotSignedIn,
                        "“" + account.displayName + "” signs in by the browser, and that is not set up yet.");
-    auto token = source(account);
+    auto token = source.token(account);
     if (token) DDLog::maskSecret(*token);
     return token;
 }
@@ -77,6 +85,15 @@ Result<std::string> secretOf(const AccountRecord& account, const Server& server,
     if (server.authentication == ServerAuthentication::XOAuth2) return token(account);
     if (!server.passwordCommand.empty()) return runPasswordCommand(server.passwordCommand);
     return fromKeychain(account, side);
+}
+
+Result<void> writeTokens(std::string_view identifier, const MailTokens& tokens) {
+    const auto keychain = Platform::current().keychain;
+    if (!keychain) return noKeychain();
+    return keychain->write(signInOf(identifier), jsonText(Dictionary{{"access", tokens.access},
+                                                                     {"refresh", tokens.refresh},
+                                                                     {"expires", tokens.expires.secondsSince1970},
+                                                                     {"clientSecret", tokens.clientSecret}}));
 }
 
 }  // namespace
@@ -96,6 +113,10 @@ Result<std::string> account_secrets::secretFor(const AccountRecord& account, Ser
     return isShared ? secretFor(account, ServerSide::Incoming) : secretOf(account, server, side);
 }
 
+void account_secrets::tokenWasRefused(const AccountRecord& account, std::string_view token) {
+    if (const AccessTokenSource source = tokenSource(); source.wasRefused) source.wasRefused(account, token);
+}
+
 Result<void> account_secrets::keep(std::string_view identifier, ServerSide side, std::string_view password) {
     const auto keychain = Platform::current().keychain;
     if (!keychain) return noKeychain();
@@ -108,7 +129,7 @@ Result<MailTokens> account_secrets::tokensOf(const AccountRecord& account) {
     if (!keychain) return noKeychain();
     const auto kept = keychain->read(signInOf(account.identifier));
     if (!kept && keychainError(kept.error()) == KeychainError::Missing)
-        return failure(kErrorDomain, 2,
+        return failure(kErrorDomain, kNotSignedIn,
                        "“" + account.displayName +
                            "” is not signed in. Please sign in again in the preferences, under Accounts.");
     if (!kept) return failed(kept);
@@ -124,17 +145,27 @@ Result<MailTokens> account_secrets::tokensOf(const AccountRecord& account) {
 }
 
 Result<void> account_secrets::keepTokens(std::string_view identifier, const MailTokens& tokens) {
-    const auto keychain = Platform::current().keychain;
-    if (!keychain) return noKeychain();
-    return keychain->write(signInOf(identifier), jsonText(Dictionary{{"access", tokens.access},
-                                                                     {"refresh", tokens.refresh},
-                                                                     {"expires", tokens.expires.secondsSince1970},
-                                                                     {"clientSecret", tokens.clientSecret}}));
+    const std::lock_guard hold(signInLock());
+    return writeTokens(identifier, tokens);
+}
+
+Result<MailTokens> account_secrets::keepRenewed(const AccountRecord& account, std::string_view refresh,
+                                                const MailTokens& renewed) {
+    const std::lock_guard hold(signInLock());
+    auto kept = tokensOf(account);
+    if (!kept || kept->refresh != refresh) return kept;
+    if (auto written = writeTokens(account.identifier, renewed); !written) return failed(written);
+    return renewed;
+}
+
+bool account_secrets::isNotSignedIn(const Error& error) {
+    return error.domain == kErrorDomain && error.code == kNotSignedIn;
 }
 
 void account_secrets::forget(std::string_view identifier) {
     const auto keychain = Platform::current().keychain;
     if (!keychain) return;
+    const std::lock_guard hold(signInLock());
     for (const KeychainName& item : {passwordOf(identifier, ServerSide::Incoming),
                                      passwordOf(identifier, ServerSide::Outgoing), signInOf(identifier)}) {
         const auto removed = keychain->remove(item);

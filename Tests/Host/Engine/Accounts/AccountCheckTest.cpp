@@ -123,7 +123,7 @@ protected:
         record_.outgoing = SubmissionServer{.host = "smtp.example.org", .user = "ada"};
     }
     void TearDown() override {
-        setAccessTokenSource(nullptr);
+        setAccessTokenSource({});
         Platform::install({});
     }
     std::string outgoing() { return account_secrets::secretFor(record_, ServerSide::Outgoing).value_or("none"); }
@@ -152,7 +152,7 @@ TEST_F(AccountSecretsTest, TokensComeFromWhoKeepsThemFresh) {
     record_.outgoing->authentication = ServerAuthentication::XOAuth2;
     EXPECT_EQ(outgoing(), "none");
     setAccessTokenSource(
-        [](const AccountRecord& account) { return Result<std::string>("token of " + account.identifier); });
+        {.token = [](const AccountRecord& account) { return Result<std::string>("token of " + account.identifier); }});
     EXPECT_EQ(outgoing(), "token of ada");
 }
 
