@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <map>
+#include <set>
 
 #include "AccountBook.h"
 #include "Accounts/AccountChanges.h"
@@ -166,9 +167,17 @@ public:
         bookWatch_.reset();
         cleanupWatch_.reset();
         for (const auto& [account, entry] : accounts())
+            entry.sync->leave();
+        leaving_.waitUntilFinished();
+        for (const auto& [account, entry] : accounts())
             entry.sync->stop();
         const std::lock_guard hold(lock_);
         accounts_.clear();
+    }
+
+    void afterLeaving(std::function<void()> then) override {
+        if (left_.empty()) return then();
+        afterLeaving_.push_back(std::move(then));
     }
 
     void syncNow(std::string_view account) override {
@@ -191,6 +200,7 @@ public:
 private:
     struct Entry {
         IncomingServer server;
+        std::optional<SignInPlace> signIn;
         std::shared_ptr<AccountSync> sync;
     };
 
@@ -201,9 +211,11 @@ private:
             wanted.push_back(record.identifier);
             const auto known = accounts();
             const auto found = known.find(record.identifier);
-            if (found != known.end() && isSame(found->second.server, *record.incoming)) continue;
+            if (found != known.end() && isSame(found->second.server, *record.incoming) &&
+                found->second.signIn == record.signIn)
+                continue;
             if (found != known.end()) drop(record.identifier);
-            take(record);
+            if (!left_.contains(record.identifier)) take(record);  // else when that is done
         }
         for (const auto& [account, entry] : accounts())
             if (std::find(wanted.begin(), wanted.end(), account) == wanted.end()) {
@@ -234,7 +246,8 @@ private:
         auto sync = std::make_shared<AccountSync>(
             AccountSync::Parts{.account = record.identifier,
                                .server = imapServerOf(*record.incoming),
-                               .secret = [record]() -> Result<ImapSecret> {
+                               .secret = [record](const ImapSecret* refused) -> Result<ImapSecret> {
+                                   if (refused) account_secrets::tokenWasRefused(record, refused->text);
                                    auto secret = account_secrets::secretFor(record, ServerSide::Incoming);
                                    if (!secret) return failed(secret);
                                    return ImapSecret{record.incoming->authentication == ServerAuthentication::Password
@@ -259,9 +272,11 @@ private:
         keeper_->putSync(record.identifier, sync);
         if (isStarted_) sync->start();
         const std::lock_guard hold(lock_);
-        accounts_[record.identifier] = {*record.incoming, std::move(sync)};
+        accounts_[record.identifier] = {*record.incoming, record.signIn, std::move(sync)};
     }
 
+    // What is under way may wait for a renewal of tokens, which needs the main thread, or for a program of the
+    // person's.
     void drop(const std::string& account) {
         std::shared_ptr<AccountSync> sync;
         {
@@ -269,7 +284,23 @@ private:
             sync = accounts_[account].sync;
             accounts_.erase(account);
         }
-        if (sync) sync->stop();
+        sync->leave();
+        left_.insert(account);
+        leaving_.add([weak = weak_from_this(), account, sync] {
+            sync->stop();
+            RunLoop::main().post([weak, account] {
+                if (const auto self = weak.lock()) self->hasLeft(account);
+            });
+        });
+    }
+
+    void hasLeft(const std::string& account) {
+        left_.erase(account);
+        if (!bookWatch_) return;  // stopped meanwhile
+        accountsDidChange();
+        if (!left_.empty()) return;
+        for (const auto& then : std::exchange(afterLeaving_, {}))
+            then();
     }
 
     void libraryDidChange(const Value& mailboxes) {
@@ -317,7 +348,10 @@ private:
     mutable std::mutex lock_;
     std::map<std::string, Entry> accounts_;
     std::vector<std::string> notices_;
+    std::set<std::string> left_;  // what is under way for them is not over yet
+    std::vector<std::function<void()>> afterLeaving_;
     std::atomic<bool> isTelling_ = false;
+    OperationQueue leaving_{1, OperationQueue::Threads::Own};
 };
 
 }  // namespace

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -40,6 +41,9 @@ public:
     virtual void stop() = 0;  // waits for what is under way
     // The person asks. An empty account: all of them.
     virtual void syncNow(std::string_view account) = 0;
+    // An account that was changed, switched off or removed is left in the background. `then` comes, on the main thread,
+    // once nothing is done any more for any such account: only from then on may the library forget it and its mail go.
+    virtual void afterLeaving(std::function<void()> then) = 0;
     virtual std::vector<SyncStatus> statuses() const = 0;  // any thread
     // Sentences for the person about what happened meanwhile. Any thread.
     virtual std::vector<std::string> takeNotices() = 0;

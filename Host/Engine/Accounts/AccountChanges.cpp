@@ -12,6 +12,7 @@
 #include "Foundation/RunLoop.h"
 #include "MailEngine.h"
 #include "MailLibrary.h"
+#include "MailSync.h"
 #include "Text/Ascii.h"
 
 namespace qs {
@@ -21,13 +22,16 @@ namespace {
 constexpr std::size_t kLongestName = 40;
 
 // A new tree may be large, so it is read elsewhere. `then` runs there, too.
-void tellOfChange(std::function<void()> then = nullptr) {
+void tellOfChange(MailEngine& engine, std::function<void()> then = nullptr) {
     NotificationCenter::defaultCenter().post(std::string(MailAccountsDidChangeNotification));
-    RunLoop::main().postToGlobalQueue(
-        [library = std::dynamic_pointer_cast<MailLibrary>(HostInstances::current().library), then = std::move(then)] {
-            if (library) library->accountsDidChange();
-            if (then) then();
-        });
+    // A look at the server that is not over yet must not take the mail that goes for mail that was deleted.
+    engine.sync().afterLeaving([then = std::move(then)] {
+        RunLoop::main().postToGlobalQueue(
+            [library = std::dynamic_pointer_cast<MailLibrary>(HostInstances::current().library), then] {
+                if (library) library->accountsDidChange();
+                if (then) then();
+            });
+    });
 }
 
 Result<void> removeTree(FileSystem& files, const std::filesystem::path& folder) {
@@ -61,7 +65,7 @@ std::string freshAccountIdentifier(MailEngine& engine, std::string_view address)
 
 Result<void> putAccount(MailEngine& engine, AccountRecord record) {
     if (auto put = engine.accounts().put(std::move(record)); !put) return put;
-    tellOfChange();
+    tellOfChange(engine);
     return {};
 }
 
@@ -75,7 +79,7 @@ Result<void> removeAccount(MailEngine& engine, std::string_view identifier, Mail
     if (auto removed = engine.accounts().remove(name); !removed) return removed;
     const auto folder = engine.dataFolder() / "Mail" / name;
     const bool deletes = isOurs && mail == MailOfAccount::Goes;
-    tellOfChange([&files = engine.files(), name, folder, deletes] {
+    tellOfChange(engine, [&files = engine.files(), name, folder, deletes] {
         account_secrets::forget(name);
         if (!deletes) return;
         if (auto gone = removeTree(files, folder); !gone)

@@ -4,11 +4,14 @@
 #include <cmath>
 #include <random>
 
+#include "Accounts/AccountSecrets.h"
+#include "Accounts/BrowserSignIn.h"
 #include "Database/Database.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Imap/ImapConnection.h"
 #include "Imap/MirrorState.h"
+#include "Keychain/Keychain.h"
 
 namespace qs {
 
@@ -21,6 +24,8 @@ constexpr TimeInterval kFirstDelay = 5, kThrottledDelay = 60, kLongestDelay = 30
 
 // Trying again by itself would lock the account sooner than it would help.
 bool needsPerson(const Error& error) {
+    if (error.domain == kSignInErrorDomain) return error.code == static_cast<int>(SignInError::Refused);
+    if (keychainError(error) == KeychainError::Missing || account_secrets::isNotSignedIn(error)) return true;
     if (error.domain != kImapErrorDomain) return false;
     switch (imapFailure(error)) {
     case ImapFailure::TlsFailed:
@@ -63,16 +68,19 @@ void AccountSync::start() {
     syncSoon({.everything = true});
 }
 
-void AccountSync::stop() {
-    {
-        const std::lock_guard hold(lock_);
-        if (isStopping_ || !queue_) return;
-        isStopping_ = true;
-        networkWatch_.reset();
-        if (timer_) timer_->invalidate();
-        if (line_) line_->cancel();
-    }
+void AccountSync::leave() {
+    const std::lock_guard hold(lock_);
+    if (isStopping_ || !queue_) return;
+    isStopping_ = true;
+    networkWatch_.reset();
+    if (timer_) timer_->invalidate();
+    if (line_) line_->cancel();
     queue_->cancelWaiting();
+}
+
+void AccountSync::stop() {
+    leave();
+    if (!queue_) return;
     queue_->waitUntilFinished();
     std::unique_ptr<MessageOpener> opener;
     {
@@ -191,20 +199,19 @@ Result<void> AccountSync::runPass(const SyncScope& scope) {
 
 Result<ImapConnection*> AccountSync::connected() {
     if (line_ && line_->isOpen()) return line_.get();
-    const auto secret = parts_.secret();
-    if (!secret) return failed(secret);
-    ImapConnection* line = nullptr;
-    {
-        const std::lock_guard hold(lock_);
-        line_ = std::make_unique<ImapConnection>(parts_.server);
-        line = line_.get();
-        if (isStopping_) line->cancel();
-    }
-    line->setUpdateHandler([this](const ImapUpdate& update) {
-        if (update.kind == ImapUpdate::Kind::Alert) parts_.tellPerson(parts_.server.host + ": " + update.text);
+    const auto opened = signIn(parts_.secret, [this](const ImapSecret& secret) {
+        {
+            const std::lock_guard hold(lock_);
+            line_ = std::make_unique<ImapConnection>(parts_.server);
+            if (isStopping_) line_->cancel();
+        }
+        line_->setUpdateHandler([this](const ImapUpdate& update) {
+            if (update.kind == ImapUpdate::Kind::Alert) parts_.tellPerson(parts_.server.host + ": " + update.text);
+        });
+        return line_->open(secret);
     });
-    if (auto opened = line->open(*secret); !opened) return failed(opened);
-    return line;
+    if (!opened) return failed(opened);
+    return line_.get();
 }
 
 void AccountSync::succeeded() {

@@ -16,6 +16,7 @@
 #include "Imap/InboxWatch.h"
 #include "Imap/MailKeeper.h"
 #include "Imap/MessageOpener.h"
+#include "Imap/SecretSource.h"
 #include "Imap/SyncPass.h"
 #include "Reachability/NetworkState.h"
 
@@ -46,7 +47,7 @@ public:
     struct Parts {
         std::string account;
         ImapServer server;
-        std::function<Result<ImapSecret>()> secret;  // may block
+        SecretSource secret;
         MailLibrary& library;
         FileSystem& files;
         std::filesystem::path folder;  // of the account's mail
@@ -60,7 +61,8 @@ public:
     ~AccountSync();
 
     void start();  // main thread, once
-    void stop();   // main thread; hangs up, waits for what is under way, for good
+    void leave();  // main thread; hangs up, for good. What is under way goes on until it notices.
+    void stop();   // leave(), and waits for that. Not on the main thread while a renewal of tokens may need that.
     // Looks there soon. Any thread.
     void syncSoon(const SyncScope& scope);
     // The person asks: at once, everything, whatever happened before. Main thread.

@@ -5,8 +5,7 @@
 
 namespace qs {
 
-InboxWatch::InboxWatch(const ImapServer& server, std::function<Result<ImapSecret>()> secret,
-                       std::function<void()> changed)
+InboxWatch::InboxWatch(const ImapServer& server, SecretSource secret, std::function<void()> changed)
     : line_(std::make_unique<ImapConnection>(server)),
       thread_([this, secret = std::move(secret), changed = std::move(changed)] {
           const auto ended = watch(secret, changed);
@@ -20,11 +19,14 @@ InboxWatch::~InboxWatch() {
     thread_.join();
 }
 
-Result<void> InboxWatch::watch(const std::function<Result<ImapSecret>()>& secret,
-                               const std::function<void()>& changed) {
-    const auto text = secret();
+Result<void> InboxWatch::watch(const SecretSource& secret, const std::function<void()>& changed) {
+    const auto text = secret(nullptr);
     if (!text) return failed(text);
-    if (auto opened = line_->open(*text); !opened) return opened;
+    if (auto opened = line_->open(*text); !opened) {
+        // For the next watch.
+        if (imapFailure(opened.error()) == ImapFailure::SignInRefused) (void)secret(&*text);
+        return opened;
+    }
     if (const auto looked = line_->examine(ImapMailboxName::inbox()); !looked) return failed(looked);
     changed();  // what happened between the last look at it and now
     for (;;) {

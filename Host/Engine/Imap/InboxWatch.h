@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "Foundation/Result.h"
-#include "Imap/ImapServer.h"
+#include "Imap/SecretSource.h"
 
 namespace qs {
 
@@ -15,8 +15,8 @@ class ImapConnection;
 
 class InboxWatch {
 public:
-    // `secret` may block. `changed` is called on the watch's thread, for the first time as soon as it watches.
-    InboxWatch(const ImapServer& server, std::function<Result<ImapSecret>()> secret, std::function<void()> changed);
+    // `changed` is called on the watch's thread, for the first time as soon as it watches.
+    InboxWatch(const ImapServer& server, SecretSource secret, std::function<void()> changed);
     ~InboxWatch();  // hangs up and waits
     InboxWatch(const InboxWatch&) = delete;
     InboxWatch& operator=(const InboxWatch&) = delete;
@@ -25,7 +25,7 @@ public:
     bool isAlive() const { return isAlive_; }
 
 private:
-    Result<void> watch(const std::function<Result<ImapSecret>()>& secret, const std::function<void()>& changed);
+    Result<void> watch(const SecretSource& secret, const std::function<void()>& changed);
 
     const std::unique_ptr<ImapConnection> line_;
     std::atomic<bool> isAlive_ = true;

@@ -20,8 +20,8 @@ constexpr TimeInterval kQuietAfterFailure = 10;
 
 }  // namespace
 
-MessageOpener::MessageOpener(ImapServer server, std::function<Result<ImapSecret>()> secret,
-                             std::shared_ptr<MirrorState> state, MailKeeper& keeper)
+MessageOpener::MessageOpener(ImapServer server, SecretSource secret, std::shared_ptr<MirrorState> state,
+                             MailKeeper& keeper)
     : server_(std::move(server)),
       secret_(std::move(secret)),
       state_(std::move(state)),
@@ -79,15 +79,16 @@ void MessageOpener::work() {
 
 Result<void> MessageOpener::ready(const MirroredMailbox& mailbox) {
     if (!line_ || !line_->isOpen()) {
-        const auto secret = secret_();
-        if (!secret) return failed(secret);
-        {
-            const std::lock_guard hold(lock_);
-            line_ = std::make_unique<ImapConnection>(server_);
-            if (isStopping_) line_->cancel();
-        }
         selected_.clear();
-        if (auto opened = line_->open(*secret); !opened) return opened;
+        auto opened = signIn(secret_, [this](const ImapSecret& secret) {
+            {
+                const std::lock_guard hold(lock_);
+                line_ = std::make_unique<ImapConnection>(server_);
+                if (isStopping_) line_->cancel();
+            }
+            return line_->open(secret);
+        });
+        if (!opened) return opened;
     }
     if (selected_ == mailbox.serverName) return {};
     selected_.clear();

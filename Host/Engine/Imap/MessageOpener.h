@@ -10,7 +10,7 @@
 
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
-#include "Imap/ImapServer.h"
+#include "Imap/SecretSource.h"
 
 namespace qs {
 
@@ -22,9 +22,7 @@ struct MirroredMailbox;
 
 class MessageOpener {
 public:
-    // `secret` may block.
-    MessageOpener(ImapServer server, std::function<Result<ImapSecret>()> secret, std::shared_ptr<MirrorState> state,
-                  MailKeeper& keeper);
+    MessageOpener(ImapServer server, SecretSource secret, std::shared_ptr<MirrorState> state, MailKeeper& keeper);
     ~MessageOpener();  // hangs up and waits
     MessageOpener(const MessageOpener&) = delete;
     MessageOpener& operator=(const MessageOpener&) = delete;
@@ -40,7 +38,7 @@ private:
     Result<void> ready(const MirroredMailbox& mailbox);
 
     const ImapServer server_;
-    const std::function<Result<ImapSecret>()> secret_;
+    const SecretSource secret_;
     const std::shared_ptr<MirrorState> state_;
     MailKeeper& keeper_;
     std::mutex lock_;

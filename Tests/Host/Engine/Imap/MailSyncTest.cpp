@@ -314,11 +314,12 @@ TEST(InboxWatch, TellsOfNewsAtOnce) {
     account.user = "ada";
     int changes = 0;
     const auto limit = loop->after(60, [&] { loop->stop(); });
-    const auto secret = [] { return ImapSecret{ImapSecret::Kind::Password, "analytical"}; };
-    InboxWatch watch(account, secret, [&] { loop->post([&] { ++changes; }); });
+    const ImapSecret secret{ImapSecret::Kind::Password, "analytical"};
+    InboxWatch watch(
+        account, [&](const ImapSecret*) { return secret; }, [&] { loop->post([&] { ++changes; }); });
     ASSERT_TRUE(loop->runUntil([&] { return changes == 1; })) << "it watches";
     ImapConnection other(account);
-    ASSERT_TRUE(other.open(*Result<ImapSecret>(secret())));
+    ASSERT_TRUE(other.open(secret));
     ASSERT_TRUE(other.append(ImapMailboxName::inbox(), ImapContent::of("Subject: news\r\n\r\nx\r\n")));
     EXPECT_TRUE(loop->runUntil([&] { return changes >= 2; }));
     EXPECT_TRUE(watch.isAlive());
