@@ -36,7 +36,8 @@ struct DeliveryStatus {
     std::int64_t libraryID = 0;  // 0 once it is claimed
     std::string subject, to;
     int attempts = 0;
-    std::string lastAnswer;  // a sentence
+    std::string lastAnswer;    // a sentence
+    bool reachedSome = false;  // only the other recipients are waited for, so it can't be changed any more
     // Waiting: held until then. Failed: tried again then. Nothing: with the next walk, or not before somebody asks.
     std::optional<Date> until;
 };

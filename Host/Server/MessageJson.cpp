@@ -27,6 +27,12 @@ namespace {
 
 constexpr const char* kDeliveryStates[] = {"waiting", "sending", "failed", "inDoubt"};
 
+// What some have already is changed no more.
+bool canEdit(MailApplication& application, std::int64_t id, MailboxKind kind) {
+    if (kind == MailboxKind::Drafts) return true;
+    return kind == MailboxKind::Outbox && !application.engine().deliveries().status(id).reachedSome;
+}
+
 std::optional<json::value> deliveryOf(MailApplication& application, std::int64_t id, MailboxKind kind) {
     if (kind != MailboxKind::Outbox) return std::nullopt;
     return deliveryJson(application.engine().deliveries().status(id));
@@ -154,7 +160,8 @@ json::array headerIconsJson(const MainViewer& viewer) {
 json::value deliveryJson(const DeliveryStatus& status) {
     json::object model{{"state", kDeliveryStates[static_cast<int>(status.state)]},
                        {"attempts", status.attempts},
-                       {"lastAnswer", status.lastAnswer}};
+                       {"lastAnswer", status.lastAnswer},
+                       {"reachedSome", status.reachedSome}};
     if (status.until) model["until"] = untilText(*status.until, RunLoop::main().now());
     return model;
 }
@@ -207,7 +214,7 @@ json::value messageSection(MailApplication& application) {
         {"flags", json::object{{"unread", !summary->flags.seen},
                                {"flagged", summary->flags.flagged},
                                {"colour", summary->flags.colour}}},
-        {"canEditDraft", kind == MailboxKind::Drafts || kind == MailboxKind::Outbox}};
+        {"canEditDraft", canEdit(application, summary->id, kind)}};
     auto headers = parsed ? parsed->headers() : nullptr;
     for (const auto& [name, key] : {std::pair{"to", MCHeaderKeyTo}, {"cc", MCHeaderKeyCc}, {"bcc", MCHeaderKeyBcc}})
         model[name] = headers ? addressesJson(*headers, key) : json::array();

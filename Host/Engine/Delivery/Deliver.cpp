@@ -183,7 +183,7 @@ int DeliveryServiceObject::finishAccepted(Delivery& delivery) {
 
 // It stands in the outbox again, for those recipients alone.
 int DeliveryServiceObject::waitForTheRest(const Delivery& delivery, const std::map<std::string, std::string>& later) {
-    const std::string answer = "It reached the others. " + sentences(later);
+    const std::string answer = sentences(later) + " The others have it.";
     const Date now = RunLoop::main().now();
     const bool isNews = records_.record(delivery.state.uniqueID).lastAnswer != answer;
     records_.noteFailure(delivery.state.uniqueID, answer, false, now);

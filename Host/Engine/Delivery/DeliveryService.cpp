@@ -195,7 +195,7 @@ void reportFailedDelivery(const MessageRef& message, const Error& error) {
     const auto uniqueID = headers ? headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier) : std::nullopt;
     const bool reachedSome = error.code == static_cast<int>(DeliveryError::ReachedSome);
     const std::string text = (subject.empty() ? "A message" : "“" + subject + "”") +
-                             (reachedSome ? " could not be sent to everybody. " : " could not be sent. ") +
+                             (reachedSome ? " has not reached everybody yet. " : " could not be sent. ") +
                              error.description;
     NotificationCenter::defaultCenter().post("MailDeliveryDidFail", message.get(),
                                              Dictionary{{"text", text}, {"waiting", uniqueID.value_or(std::string())}});

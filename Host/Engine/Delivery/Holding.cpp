@@ -55,6 +55,7 @@ DeliveryStatus DeliveryServiceObject::statusOf(const MessageSummary& summary) co
     const DeliveryRecord record = records_.record(status.uniqueID);
     status.attempts = record.attempts;
     status.lastAnswer = record.lastAnswer;
+    status.reachedSome = !record.reached.empty();
     status.state = record.attempts > 0 ? DeliveryStatus::State::Failed : DeliveryStatus::State::Waiting;
     const Date now = RunLoop::main().now();
     Date until = summary.received;  // of mail that is dated ahead, before anybody has looked at it

@@ -166,8 +166,9 @@ void DeliveryServiceObject::tellRefused(const Delivery& delivery) {
     if (delivery.state.refused.empty()) return;
     std::string text = "“" + delivery.subject + "” did not reach everybody.";
     for (const auto& [recipient, why] : delivery.state.refused)
-        text += " " + why;
-    tell(text + " A message to them alone is among the drafts: correct the addresses there and send it.");
+        text += "\n" + why;
+    tell(text + "\nA message to " + (delivery.state.refused.size() == 1 ? "this recipient" : "them") +
+         " alone is among the drafts, for you to correct and send.");
 }
 
 void DeliveryServiceObject::tellSettled(const Delivery& delivery) {

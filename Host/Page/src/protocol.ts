@@ -183,7 +183,7 @@ export interface MailboxModel {
   count: number;
   badge: number; // beside its name; 0: none
   image: string; // empty: the one of its kind
-  takesDrops: boolean; // of messages
+  takesDrops: boolean; // of messages; and, where mailboxes can be put into it at all, of those
 }
 /** How an account stands with its mail server, when there is something to tell. */
 export interface SyncModel {
@@ -204,6 +204,7 @@ export interface Delivery {
   state: 'waiting' | 'sending' | 'failed' | 'inDoubt';
   attempts: number;
   lastAnswer: string; // a sentence; empty before the first attempt
+  reachedSome: boolean; // the others are waited for
   until?: string; // waiting: held until then; failed: tried again then; a text
 }
 export interface StatusIcon {

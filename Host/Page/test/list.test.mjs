@@ -94,6 +94,7 @@ test('a range keeps its anchor while it grows and shrinks', () => {
 
 test('state, attempts and last answer of a waiting message are always told', () => {
   assert.equal(describeDelivery({ state: 'failed', attempts: 1, lastAnswer: 'Refused.' }), 'Not sent · 1 attempt · Refused.');
+  assert.equal(describeDelivery({ state: 'failed', attempts: 1, lastAnswer: 'Full.', reachedSome: true }), 'Sent to some · 1 attempt · Full.');
   assert.equal(describeDelivery({ state: 'waiting', attempts: 0, lastAnswer: '' }), 'Waiting to be sent');
   assert.equal(describeDelivery({ state: 'waiting', attempts: 0, lastAnswer: '', until: '09:00' }), 'Waiting until 09:00');
   assert.equal(

@@ -1,9 +1,10 @@
 // A mail server that keeps what it accepts: [{ recipients, content }]. It forgets nothing when the other side dies, and
-// answers the final dot only after it has kept the message, as servers do.
+// answers the final dot only after it has kept the message, as servers do. `answers` to recipients may be changed any time:
+// { 'eve@example.net': '550 5.1.1 Nobody of that name' }.
 import { once } from 'node:events';
 import { createServer } from 'node:net';
 
-export async function startRecordingSmtp() {
+export async function startRecordingSmtp({ answers = {} } = {}) {
   const received = [];
   const server = createServer((socket) => {
     let mode = 'commands';
@@ -14,7 +15,11 @@ export async function startRecordingSmtp() {
     const command = (line) => {
       const word = line.split(/[ :]/)[0].toUpperCase();
       if (word === 'EHLO' || word === 'HELO') return say('250 recorder.example');
-      if (word === 'RCPT') recipients.push(/<([^>]*)>/.exec(line)?.[1] ?? line);
+      if (word === 'RCPT') {
+        const recipient = /<([^>]*)>/.exec(line)?.[1] ?? line;
+        if (answers[recipient]) return say(answers[recipient]);
+        recipients.push(recipient);
+      }
       if (word === 'DATA') {
         mode = 'data';
         return say('354 Go on');
@@ -48,5 +53,5 @@ export async function startRecordingSmtp() {
   });
   server.listen(0, '127.0.0.1');
   await once(server, 'listening');
-  return { port: server.address().port, received, close: () => server.close() };
+  return { port: server.address().port, received, answers, close: () => server.close() };
 }
