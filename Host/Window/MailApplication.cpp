@@ -90,7 +90,7 @@ void MailApplicationObject::begin() {
     viewer_->begin();
     preferences_ = std::make_shared<PreferencesWindowObject>();
     preferences_->begin(engine_);
-    menu_.showMailboxes(MailAccount::mailAccounts());
+    showMailboxes();
     observe();
     takeNotices();
 }
@@ -98,7 +98,7 @@ void MailApplicationObject::begin() {
 void MailApplicationObject::observe() {
     NotificationCenter& centre = NotificationCenter::defaultCenter();
     observations_.push_back(centre.addObserver(std::string(MailLibraryDidChangeNotification), [this](const auto&) {
-        menu_.showMailboxes(MailAccount::mailAccounts());
+        showMailboxes();
         viewer_->libraryDidChange();
         if (!accountToShow_.empty()) showInboxOf(std::string(accountToShow_));
         takeNotices();
@@ -221,6 +221,11 @@ bool MailApplicationObject::sendAction(std::string_view selector, HostObject* ta
     return true;
 }
 
+void MailApplicationObject::showMailboxes() {
+    menu_.showMailboxes(MailAccount::mailAccounts(),
+                        [this](Mailbox& mailbox) { return outline_->takesDrops(mailbox); });
+}
+
 MailboxRow MailApplicationObject::rowOfMailbox(Mailbox& mailbox) const { return outline_->rowOf(mailbox); }
 
 bool MailApplicationObject::isEnabled(MenuItem& item) { return !terminated_ && isEnabledIn(responders(), item); }
@@ -237,7 +242,8 @@ std::shared_ptr<Menu> MailApplicationObject::contextualMenuOfMailbox(std::string
 }
 
 std::shared_ptr<Menu> MailApplicationObject::contextualMenu() {
-    auto menu = makeContextualMenu(MailAccount::mailAccounts());
+    auto menu = makeContextualMenu(MailAccount::mailAccounts(),
+                                   [this](Mailbox& mailbox) { return outline_->takesDrops(mailbox); });
     try {
         mail_app::willPresentContextualMenu(*this, *menu);
     } catch (const std::exception&) {

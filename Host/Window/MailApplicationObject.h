@@ -99,6 +99,7 @@ private:
     Result<void> take(const MailboxPlace& place);
     ResponderChain responders() const;
     void observe();
+    void showMailboxes();  // in the menus
     void addNotice(std::string text, std::string waiting);
     void takeNotices();
     void dropSettledNotices();

@@ -7,6 +7,7 @@
 #include "Mail/Mailbox.h"
 #include "MailApplicationObject.h"
 #include "MailLibrary.h"
+#include "MailboxesOutlineObject.h"
 #include "Models/Alert.h"
 #include "Models/Form.h"
 #include "Models/View.h"
@@ -86,6 +87,20 @@ std::string countText(int count, const char* one, const char* many) {
     return count == 1 ? one : stringWithFormat(many, {count});
 }
 
+// Empty for a mailbox that lies in no other.
+std::string parentOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+Result<void> canHoldOthers(const MailboxesOutlineObject& outline, const MailAccount& account,
+                           const std::string& parent) {
+    for (const auto& each : account.mailboxes())
+        if (each->displayName() == parent && !outline.takesDrops(*each))
+            return failure("Application", 2, stringWithFormat("Nothing can be put into “%@”.", {parent}));
+    return {};
+}
+
 }  // namespace
 
 std::shared_ptr<Menu> makeMailboxContextMenu(const std::shared_ptr<Mailbox>& mailbox) {
@@ -158,7 +173,7 @@ Result<void> MailApplicationObject::take(const MailboxPlace& place) {
     if (place.mailbox.empty()) {
         const auto made = engine_.library().createMailbox(place.account, place.path());
         if (!made) return failed(made);
-        menu_.showMailboxes(MailAccount::mailAccounts());
+        showMailboxes();
         viewer_->selectMailbox((*made)->identifier());
         return {};
     }
@@ -169,13 +184,15 @@ Result<void> MailApplicationObject::renameMailbox(const std::string& identifier,
     const auto mailbox = engine_.library().mailboxWithIdentifier(identifier);
     if (!mailbox) return failure("Application", 1, "That mailbox is no longer there.");
     const std::string before = mailbox->displayName();
+    if (const auto account = mailbox->account(); account && parentOf(name) != parentOf(before))
+        if (auto can = canHoldOthers(*outline_, *account, parentOf(name)); !can) return can;
     const auto shown = viewer_->mailbox();
     const bool isShown = shown && shown->account() == mailbox->account() &&
                          (shown->displayName() == before || shown->displayName().starts_with(before + "/"));
     const std::string shownName = isShown ? shown->displayName() : std::string();
     const auto renamed = engine_.library().renameMailbox(*mailbox, name);
     if (!renamed) return failed(renamed);
-    menu_.showMailboxes(MailAccount::mailAccounts());
+    showMailboxes();
     if (!isShown || !(*renamed)->account()) return {};
     const std::string wanted = (*renamed)->displayName() + shownName.substr(before.size());
     for (const auto& each : (*renamed)->account()->mailboxes())
@@ -203,7 +220,7 @@ void MailApplicationObject::deleteMailbox(HostObject* sender) {
     if (alert.runModalSheetForWindow(*viewer_->window()) != kAlertFirstButtonReturn || terminated_) return;
     if (const auto removed = engine_.library().removeMailbox(*mailbox); !removed)
         return tell("The mailbox can't be deleted", removed.error().description);
-    menu_.showMailboxes(MailAccount::mailAccounts());
+    showMailboxes();
     viewer_->libraryDidChange();
 }
 

@@ -52,10 +52,19 @@ MailboxRow MailboxesOutlineObject::rowOf(Mailbox& mailbox) const {
     try {
         return {mailboxes_outline_view_controller::badgeCountForItem(controller_, mailbox),
                 mailbox_outline_item_controller::mailboxOutlineItemViewShouldDisplayImage(itemController_, mailbox),
-                mailboxes_outline_view_controller::validateDrop(controller_, mailbox, -1) != kDragOperationNone};
+                takesDrops(mailbox)};
     } catch (const std::exception&) {
         logCaughtException("A mailbox is listed without its number");
         return {};
+    }
+}
+
+bool MailboxesOutlineObject::takesDrops(Mailbox& mailbox) const {
+    try {
+        return mailboxes_outline_view_controller::validateDrop(controller_, mailbox, -1) != kDragOperationNone;
+    } catch (const std::exception&) {
+        logCaughtException("Nothing can be put into a mailbox just now");
+        return false;
     }
 }
 

@@ -18,6 +18,7 @@ public:
     bool lists(const Mailbox& mailbox, const Mailbox* viewed) const;
     // What a row shows and takes, as the classes of the outline answer.
     MailboxRow rowOf(Mailbox& mailbox) const;
+    bool takesDrops(Mailbox& mailbox) const;
     // Something came into an outbox or left one: the wish to see them ends when nothing waits any more.
     void waitingDidChange();
 

@@ -126,10 +126,9 @@ std::shared_ptr<Menu> makeMessageMenu(const std::shared_ptr<Menu>& moveTo) {
     return menu;
 }
 
-void fillWithMailboxesOf(Menu& menu, const MailAccount& account) {
+void fillWithMailboxesOf(Menu& menu, const MailAccount& account, const TakesMessages& takes) {
     for (const auto& mailbox : account.mailboxes()) {
-        // Nothing is sent by moving it.
-        if (mailbox->kind() == MailboxKind::Outbox) continue;
+        if (!takes(*mailbox)) continue;
         menu.addItemWithTitle(mailbox->displayName(), "moveToMailbox:", "")->setRepresentedObject(mailbox);
     }
 }
@@ -164,19 +163,20 @@ std::shared_ptr<Menu> makeFlagMenu() {
     return menu;
 }
 
-void fillMoveToMenu(Menu& menu, const std::vector<std::shared_ptr<MailAccount>>& accounts) {
+void fillMoveToMenu(Menu& menu, const std::vector<std::shared_ptr<MailAccount>>& accounts, const TakesMessages& takes) {
     menu.removeAllItems();
     for (const auto& account : accounts) {
-        if (accounts.size() == 1) return fillWithMailboxesOf(menu, *account);
+        if (accounts.size() == 1) return fillWithMailboxesOf(menu, *account, takes);
         auto submenu = std::make_shared<Menu>(account->displayName());
-        fillWithMailboxesOf(*submenu, *account);
+        fillWithMailboxesOf(*submenu, *account, takes);
         addSubmenu(menu, account->displayName(), submenu);
     }
 }
 
-std::shared_ptr<Menu> makeContextualMenu(const std::vector<std::shared_ptr<MailAccount>>& accounts) {
+std::shared_ptr<Menu> makeContextualMenu(const std::vector<std::shared_ptr<MailAccount>>& accounts,
+                                         const TakesMessages& takes) {
     auto moveTo = std::make_shared<Menu>("Move to");
-    fillMoveToMenu(*moveTo, accounts);
+    fillMoveToMenu(*moveTo, accounts, takes);
     auto menu = makeMenu("", {{"Edit Message", "openMessages:"},
                               kSeparator,
                               {"Reply", "replyMessage:"},
@@ -207,9 +207,9 @@ MainMenu::MainMenu()
         addSubmenu(*menu_, menu->title(), menu);
 }
 
-void MainMenu::showMailboxes(const std::vector<std::shared_ptr<MailAccount>>& accounts) {
+void MainMenu::showMailboxes(const std::vector<std::shared_ptr<MailAccount>>& accounts, const TakesMessages& takes) {
     Menu wanted;
-    fillMoveToMenu(wanted, accounts);
+    fillMoveToMenu(wanted, accounts, takes);
     if (sameItems(wanted, *moveTo_)) return;
     moveTo_->removeAllItems();
     for (const auto& item : wanted.itemArray())

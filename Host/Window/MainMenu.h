@@ -2,6 +2,7 @@
 // index 5 and Help last.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +18,9 @@ class Window;
 // Tags of the colours in the Flag menu: this plus the colour's number.
 inline constexpr int kFlagColourTag = 200;
 
+// Whether a person may put messages into the mailbox.
+using TakesMessages = std::function<bool(Mailbox&)>;
+
 class MainMenu {
 public:
     static constexpr std::size_t kMessageMenuIndex = 5;
@@ -24,7 +28,7 @@ public:
     MainMenu();
     const std::shared_ptr<Menu>& menu() const { return menu_; }
     // Fills the menu of places that messages can be moved to; nothing changes while those are the same.
-    void showMailboxes(const std::vector<std::shared_ptr<MailAccount>>& accounts);
+    void showMailboxes(const std::vector<std::shared_ptr<MailAccount>>& accounts, const TakesMessages& takes);
     // Lists the compose windows below the fixed items of the Window menu.
     void showWindows(const std::vector<std::shared_ptr<Window>>& windows);
 
@@ -36,9 +40,10 @@ private:
 // One for each colour and one that takes the flag away.
 std::shared_ptr<Menu> makeFlagMenu();
 // Items with the mailbox as represented object; below a submenu for each account when there are several.
-void fillMoveToMenu(Menu& menu, const std::vector<std::shared_ptr<MailAccount>>& accounts);
+void fillMoveToMenu(Menu& menu, const std::vector<std::shared_ptr<MailAccount>>& accounts, const TakesMessages& takes);
 // The list's contextual menu before plug-ins see it.
-std::shared_ptr<Menu> makeContextualMenu(const std::vector<std::shared_ptr<MailAccount>>& accounts);
+std::shared_ptr<Menu> makeContextualMenu(const std::vector<std::shared_ptr<MailAccount>>& accounts,
+                                         const TakesMessages& takes);
 // That of a row in the list of mailboxes; the mailbox is each item's represented object.
 std::shared_ptr<Menu> makeMailboxContextMenu(const std::shared_ptr<Mailbox>& mailbox);
 

@@ -90,12 +90,15 @@ ViewerRow drawRow(RowProxy& proxy, const ListedRow& listed, MailboxKind kind, Pi
     ViewerRow row = rowFor(listed);
     const MessageSummary& summary = listed.summary;
     row.dateLong = longDateText(summary.received);
+    row.date = proxy.hostDateString();  // stays where whoever stands in front of it fails
     if (listed.isConversation)
         row.correspondent = namesIn(showsRecipients(kind) ? listed.facts.recipients : listed.facts.senders);
     else
         row.correspondent = namesIn({showsRecipients(kind) ? summary.to : summary.from});
     try {
         row.date = message_list_object_proxy::dateString(proxy);
+        // For those who have the long date read to them, too.
+        if (row.date != proxy.hostDateString()) row.dateLong = row.date + ", " + row.dateLong;
         if (pictures == Pictures::None) return row;
         row.icons = message_list_object_proxy::flagImages(proxy);
         if (const auto color = proxy.color()) row.colour = color->hexString();

@@ -212,7 +212,12 @@ void ViewerObject::emptyTrash() {
 void ViewerObject::moveToRepresented(HostObject* sender) {
     const auto* item = dynamic_cast<MenuItem*>(sender);
     const auto target = item ? std::dynamic_pointer_cast<Mailbox>(item->representedObject()) : nullptr;
-    if (target) tellFailure("Not everything could be moved", moveTo(selected_, target->identifier()));
+    if (!target) return;
+    // A menu may have been made before the mailbox closed itself to messages.
+    if (!application_.rowOfMailbox(*target).takesDrops)
+        return application_.tell("The messages can't be moved",
+                                 stringWithFormat("Messages can't be put into “%@”.", {target->displayName()}));
+    tellFailure("Not everything could be moved", moveTo(selected_, target->identifier()));
 }
 
 void ViewerObject::undoMove() {

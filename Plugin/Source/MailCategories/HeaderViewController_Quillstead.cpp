@@ -82,13 +82,16 @@ void updateDate(HostObject& self) {
     const auto headers = message->headersIfAvailable();
     if (const auto text = headers ? headers->firstHeaderForKey(QSHeaderKeyXScheduledDate) : std::nullopt) {
         const auto scheduled = dateFromMailHeaderString(*text);
-        if (scheduled && *scheduled - now >= kDateTolerance) show(*scheduled, "Scheduled");
-        return;
+        if (!scheduled || *scheduled - now < kDateTolerance) return;
+        drawAgainAt(*scheduled - kDateTolerance);
+        return show(*scheduled, "Scheduled");
     }
     const auto snoozed = QSSnoozeManager::sharedManager().snoozeDateForMessageID(messageIDOf(headers.get()));
     if (snoozed) return show(*snoozed, "Snoozed");
-    if (isInOutbox(*message) && now - message->dateReceived() < 2 * sendDelaySeconds())
-        shown = withWord(shown, "Delayed");
+    const Date end = message->dateReceived() + 2 * sendDelaySeconds();
+    if (!isInOutbox(*message) || now >= end) return;
+    drawAgainAt(end);
+    shown = withWord(shown, "Delayed");
 }
 
 void load() {

@@ -1,7 +1,9 @@
 // The patch of the message list's rows: icons for what the plug-in knows of a message, and the date on which a
 // scheduled or snoozed one will go or come. Rows are drawn often and many at once: what records tell is looked up for
 // all rows of a drawing together, and what a message's headers say is read once. Main thread.
+#include <memory>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "Core/PatchClass.h"
 #include "Core/PluginColor.h"
@@ -30,7 +32,7 @@ using Icons = std::vector<ListIcon>;
 const Operation<Icons()> quillstead_flagImages{"quillstead_flagImages"};
 const Operation<std::string()> quillstead_dateString{"quillstead_dateString"};
 
-constexpr std::string_view kMarksKey = "quillstead_messageMarks";
+constexpr std::string_view kMarksKey = "quillstead_messageMarks", kMissingKey = "quillstead_missingHeaders";
 constexpr TimeInterval kAfterDelay = 3.0;  // how much longer than the countdown the word "Delayed" stands
 
 struct RowHeaders {
@@ -76,8 +78,18 @@ MessageRef messageOf(HostObject& self) {
     return std::dynamic_pointer_cast<Message>(shown);
 }
 
-const RowHeaders* headersOf(const MessageRef& message) {
-    return message ? QSSession::current().part<RowHeadersCache>().of(*message) : nullptr;
+// Null when they can't be had. They may come later, so that is remembered for one drawing alone.
+const RowHeaders* headersOf(HostObject& self, const MessageRef& message) {
+    using Missing = std::shared_ptr<std::unordered_set<std::int64_t>>;
+    if (!message) return nullptr;
+    MessageListDrawing& drawing = proxy(self).drawing();
+    auto missing = drawing.associated<Missing>(kMissingKey);
+    if (missing && missing->contains(message->libraryID())) return nullptr;
+    const RowHeaders* headers = QSSession::current().part<RowHeadersCache>().of(*message);
+    if (headers) return headers;
+    if (!missing) drawing.setAssociatedObject(kMissingKey, missing = std::make_shared<Missing::element_type>());
+    missing->insert(message->libraryID());
+    return nullptr;
 }
 
 const MessageMarks& marksOf(MessageListDrawing& drawing) {
@@ -90,7 +102,13 @@ const MessageMarks& marksOf(MessageListDrawing& drawing) {
     return *marks;
 }
 
-TimeInterval age(const Message& message) { return RunLoop::main().now() - message.dateReceived(); }
+// Whether the message came less than so long ago; if so, it is drawn again when that is over.
+bool isYoungerThan(const Message& message, TimeInterval age) {
+    const Date end = message.dateReceived() + age;
+    const bool isYounger = RunLoop::main().now() < end;
+    if (isYounger) drawAgainAt(end);
+    return isYounger;
+}
 
 // The icons of one row, added one after the other.
 struct Row {
@@ -125,7 +143,7 @@ void Row::addOutbox() {
     if (!isInOutbox(message)) return;
     if (headers.isScheduled)
         add(status_icons::kScheduled);
-    else if (age(message) < 2 * sendDelaySeconds())
+    else if (isYoungerThan(message, 2 * sendDelaySeconds()))
         add(status_icons::kDelayed);
 }
 
@@ -138,7 +156,7 @@ Icons flagImages(HostObject& self) {
     Icons icons = quillstead_flagImages(self);
     if (!QSSession::currentIfLoaded()) return icons;
     const auto message = messageOf(self);
-    const RowHeaders* const headers = headersOf(message);
+    const RowHeaders* const headers = headersOf(self, message);
     if (!headers) return icons;
     Row row{*message, *headers, marksOf(proxy(self).drawing()).of(headers->messageID), proxy(self).selected(),
             std::move(icons)};
@@ -160,15 +178,16 @@ std::string textOf(HostObject& self, Date date) {
 std::string dateString(HostObject& self) {
     const std::string host = quillstead_dateString(self);
     const auto message = QSSession::currentIfLoaded() ? messageOf(self) : nullptr;
-    const RowHeaders* const headers = headersOf(message);
+    const RowHeaders* const headers = headersOf(self, message);
     if (headers && headers->isScheduled) {
         if (!headers->scheduled || *headers->scheduled - RunLoop::main().now() < kDateTolerance) return host;
+        drawAgainAt(*headers->scheduled - kDateTolerance);
         return withWord(textOf(self, *headers->scheduled), "Scheduled");
     }
     const auto snoozed =
         headers ? QSSnoozeManager::sharedManager().snoozeDateForMessageID(headers->messageID) : std::nullopt;
     if (snoozed) return withWord(textOf(self, *snoozed), "Snoozed");
-    const bool isDelayed = message && isInOutbox(*message) && age(*message) < sendDelaySeconds() + kAfterDelay;
+    const bool isDelayed = message && isInOutbox(*message) && isYoungerThan(*message, sendDelaySeconds() + kAfterDelay);
     return isDelayed ? withWord(host, "Delayed") : host;
 }
 

@@ -1,5 +1,7 @@
 #include "MailCategories/MessageMarks.h"
 
+#include <memory>
+#include <set>
 #include <utility>
 
 #include "Core/StoreFetch.h"
@@ -34,10 +36,13 @@ MessageMarks::MessageMarks(const std::vector<std::string>& messageIDs) {
         marks.hasFollowUp = marks.hasFollowUp || reminder->type() == kReminderTypeFollowUp;
     }
     const Condition isAsked = QSTrackingPixel::kMessageID.isOneOf(messageIDs);
-    for (const auto& pixel : fetched<QSTrackingPixel>(isAsked))
-        marks_[pixel->messageID().value_or("")].tracking = TrackingMark::Opened;
-    for (const auto& pixel : fetched<QSTrackingPixel>(Condition(isAsked) && QSTrackingPixel::kOpens.countIs(0)))
-        marks_[pixel->messageID().value_or("")].tracking = TrackingMark::Unopened;
+    std::set<std::shared_ptr<QSTrackingPixel>> unopened;
+    for (auto& pixel : fetched<QSTrackingPixel>(Condition(isAsked) && QSTrackingPixel::kOpens.countIs(0)))
+        unopened.insert(std::move(pixel));
+    for (const auto& pixel : fetched<QSTrackingPixel>(isAsked)) {
+        TrackingMark& mark = marks_[pixel->messageID().value_or("")].tracking;
+        if (mark == TrackingMark::None) mark = unopened.contains(pixel) ? TrackingMark::Unopened : TrackingMark::Opened;
+    }
 }
 
 const MessageMarks::Marks& MessageMarks::of(const std::string& messageID) const {

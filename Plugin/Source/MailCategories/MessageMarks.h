@@ -20,7 +20,7 @@ public:
         ReminderMark reminder = ReminderMark::None;     // the first of the message's
         bool hasFollowUp = false;                       // completed or not, wherever it stands among them
         bool hasTask = false, isTaskCompleted = false;  // likewise; of the first task
-        TrackingMark tracking = TrackingMark::None;
+        TrackingMark tracking = TrackingMark::None;     // of the first pixel
     };
     MessageMarks() = default;
     // By their ids, without angle brackets. None when the store can't be opened.

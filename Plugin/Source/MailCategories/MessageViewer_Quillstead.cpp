@@ -23,11 +23,13 @@ std::int64_t snoozeModeOf(HostObject* sender) {
 }
 
 void snooze(HostObject& self, HostObject* sender) {
+    if (!QSSession::currentIfLoaded()) return;
     for (const MessageRef& message : targetedMessages(self))
         QSSnoozeManager::sharedManager().snoozeMessage(message, snoozeModeOf(sender));
 }
 
 void unsnooze(HostObject& self, HostObject*) {
+    if (!QSSession::currentIfLoaded()) return;
     for (const MessageRef& message : targetedMessages(self)) {
         const auto headers = message->headersIfAvailable();
         const auto messageID = headers ? headers->firstMessageIDForKey(MCHeaderKeyMessageId) : std::nullopt;

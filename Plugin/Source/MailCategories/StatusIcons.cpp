@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "Core/QSLifecycleHooks.h"
 #include "Core/QSPluginDelegate.h"
@@ -13,6 +14,7 @@
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "Mail/Message.h"
+#include "Services/QSServicesManager.h"
 #include "Settings/UserDefaults.h"
 #include "Snooze/QSSnoozeManager.h"
 #include "Snooze/SnoozeMailboxes.h"
@@ -33,7 +35,23 @@ public:
               std::string(UserDefaultsDidChangeNotification), [this](const Notification& notification) {
                   const Array& keys = notification.userInfo["keys"].array();
                   if (std::ranges::find(keys, Value("QSHighlightReminderMessages")) != keys.end()) drawSoon();
-              })) {}
+              })) {
+        auto& services = QSServicesManager::sharedManager();
+        for (const char* key : {"services", "linkedServices"})
+            links_.push_back(services.addObserver(key, [this](bool isPrior) {
+                if (!isPrior) drawSoon();
+            }));
+    }
+    ~Redrawing() {
+        if (timer_) timer_->invalidate();
+    }
+
+    void drawAt(Date moment) {
+        if (timer_ && timer_->isValid() && due_ <= moment) return;
+        if (timer_) timer_->invalidate();
+        due_ = moment;
+        timer_ = RunLoop::main().after(std::max(0.0, moment - RunLoop::main().now()), [this] { drawSoon(); });
+    }
 
     void drawSoon() {
         if (std::exchange(isAsked_, true)) return;
@@ -48,6 +66,9 @@ private:
     bool isAsked_ = false;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     ObservationRef snoozes_, settings_;
+    std::vector<ObservationRef> links_;
+    TimerRef timer_;
+    Date due_;
 };
 
 }  // namespace
@@ -70,6 +91,8 @@ bool isInOutbox(const Message& message) {
 }
 
 double sendDelaySeconds() { return QSPluginDelegate::quillsteadDefaults().floatForKey("QSSendDelaySeconds"); }
+
+void drawAgainAt(Date moment) { QSSession::current().part<Redrawing>().drawAt(moment); }
 
 void installStatusIconHooks(QSSession& session) {
     session.part<Redrawing>();

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "Foundation/Date.h"
+
 namespace qs {
 
 class Message;
@@ -35,6 +37,9 @@ std::string withWord(const std::string& text, const char* word);
 bool isInOutbox(const Message& message);  // of its own account
 // How long sent messages wait, in seconds; also while waiting is switched off.
 double sendDelaySeconds();
+
+// What is drawn now says something else from then on. Main thread.
+void drawAgainAt(Date moment);
 
 // Rows are drawn again when what they show has changed.
 void installStatusIconHooks(QSSession& session);

@@ -87,7 +87,9 @@ void QSServicesManager::keepDamaged(const Value& stored, std::string_view why) {
 void QSServicesManager::append(QSServiceRef service) {
     // A link must outlast a crash.
     linkObservations_.push_back(service->addObserver("linked", [this](bool isPrior) {
-        if (!isPrior) saveSoon();
+        if (isPrior) return willChangeValueForKey("linkedServices");
+        didChangeValueForKey("linkedServices");
+        saveSoon();
     }));
     services_.push_back(std::move(service));
 }

@@ -164,7 +164,20 @@ TEST_F(SnoozeTest, AllCopiesGoTogetherAndTheBookSpeaksForThemAll) {
     EXPECT_EQ(row.badge, 1);
     EXPECT_EQ(row.image, "plugin:SidebarSnooze");
     EXPECT_FALSE(row.takesDrops);
-    EXPECT_TRUE(host_->application().rowOfMailbox(*host_->library().mailboxWithIdentifier("ada/Archive")).takesDrops);
+    const auto archive = host_->library().mailboxWithIdentifier("ada/Archive");
+    EXPECT_TRUE(host_->application().rowOfMailbox(*archive).takesDrops);
+    const auto other = host_->library().createMailbox("ada", "Other");
+    ASSERT_TRUE(other);
+    EXPECT_THAT(host_->application().renameMailbox((*other)->identifier(), "Snooze/Other").error().description,
+                testing::HasSubstr("Nothing can be put into"));
+    std::vector<std::string> places;
+    const auto menu = host_->application().contextualMenu();
+    for (const auto& item : menu->itemArray())
+        if (item->title() == "Move to")
+            for (const auto& account : item->submenu()->itemArray())
+                for (const auto& place : account->submenu()->itemArray())
+                    places.push_back(place->title());
+    EXPECT_THAT(places, testing::AllOf(testing::Contains("Other"), testing::Not(testing::Contains("Snooze"))));
     host_->advance(3621);
     EXPECT_THAT(places(), ElementsAre("ada/INBOX", "ada/INBOX"));
 }

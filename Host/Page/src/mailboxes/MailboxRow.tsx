@@ -46,7 +46,7 @@ export function MailboxRow({ row, account, isNested, current, focusable, onChoos
   const longPress = useLongPress((x, y) => !isGroup && onMenu(mailbox.id, x, y));
   const accepts = (event: DragEvent): boolean => {
     const types = event.dataTransfer?.types ?? [];
-    return (types.includes(messagesType) && mailbox.takesDrops) || (types.includes(mailboxType) && (isGroup || mailbox.kind === 'user'));
+    return (types.includes(messagesType) && mailbox.takesDrops) || (types.includes(mailboxType) && (isGroup || (mailbox.kind === 'user' && mailbox.takesDrops)));
   };
   const drop = (event: DragEvent): void => {
     setOver(false);
