@@ -215,7 +215,9 @@ TEST_F(StatusIconsTest, AScheduledMessageShowsWhenItLeaves) {
         host_->viewer().selectIDs({message->libraryID()});
         EXPECT_THAT(icons(), ElementsAre("ScheduledWhite")) << c.why;
         EXPECT_EQ(row().date, c.date) << c.why;
-        if (c.header) EXPECT_EQ(headerDate(), c.header) << c.why;
+        if (c.header) {
+            EXPECT_EQ(headerDate(), c.header) << c.why;
+        }
         EXPECT_EQ(headerDate().ends_with(" (Scheduled)"), c.header != nullptr) << c.why << headerDate();
         EXPECT_THAT(row().dateLong, ::testing::HasSubstr(c.header ? c.date : "November 23")) << c.why;
         EXPECT_TRUE(host_->library().erase({message->libraryID()}));

@@ -170,14 +170,14 @@ TEST_F(SnoozeTest, AllCopiesGoTogetherAndTheBookSpeaksForThemAll) {
     ASSERT_TRUE(other);
     EXPECT_THAT(host_->application().renameMailbox((*other)->identifier(), "Snooze/Other").error().description,
                 testing::HasSubstr("Nothing can be put into"));
-    std::vector<std::string> places;
+    std::vector<std::string> targets;
     const auto menu = host_->application().contextualMenu();
     for (const auto& item : menu->itemArray())
         if (item->title() == "Move to")
             for (const auto& account : item->submenu()->itemArray())
-                for (const auto& place : account->submenu()->itemArray())
-                    places.push_back(place->title());
-    EXPECT_THAT(places, testing::AllOf(testing::Contains("Other"), testing::Not(testing::Contains("Snooze"))));
+                for (const auto& target : account->submenu()->itemArray())
+                    targets.push_back(target->title());
+    EXPECT_THAT(targets, testing::AllOf(testing::Contains("Other"), testing::Not(testing::Contains("Snooze"))));
     host_->advance(3621);
     EXPECT_THAT(places(), ElementsAre("ada/INBOX", "ada/INBOX"));
 }

@@ -1,6 +1,6 @@
 // Short notes at the lower left: the host's stay until they are dismissed, the page's own go by themselves.
 import type { ComponentChildren } from 'preact';
-import { useEffect, useState } from 'preact/hooks';
+import { useEffect, useRef, useState } from 'preact/hooks';
 import { act } from '../actions';
 import { Icon } from '../base/Icon';
 import { useStore } from '../base/Store';
@@ -10,8 +10,13 @@ export function Notices() {
   const notices = useStore(host, (model) => model.app.notices);
   const toasts = useStore(ui, (value) => value.toasts);
   const announcement = useStore(ui, (value) => value.announcement);
+  const element = useRef<HTMLElement>(null);
+  // Where there is not room for all, the newest is what is seen.
+  useEffect(() => {
+    if (element.current) element.current.scrollTop = element.current.scrollHeight;
+  }, [notices.length, toasts.length]);
   return (
-    <section class="notices" aria-label="Notices" aria-live="polite" aria-relevant="additions">
+    <section ref={element} class="notices" aria-label="Notices" aria-live="polite" aria-relevant="additions">
       {notices.map((notice) => (
         <Notice
           key={`host-${notice.id}`} kind="notice" text={notice.text}
