@@ -77,7 +77,7 @@ std::shared_ptr<MailApplication> MailApplication::make(MailEngine& engine) {
 std::shared_ptr<MessageViewer> MailApplicationObject::viewerForMessage(const Message& message) {
     if (terminated_) return nullptr;
     auto viewer = std::make_shared<ViewerObject>(*this, "SingleMessageViewer");
-    viewer->beginWith(message);
+    viewer->beginWith(message, *viewer_);
     return viewer;
 }
 

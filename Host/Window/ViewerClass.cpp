@@ -117,7 +117,7 @@ void ViewerObject::defineClasses() {
 bool ViewerObject::isValid(const std::string& selector, MenuItem* item) {
     const ViewerAction* action = actionNamed(selector);
     if (!action) return true;
-    if (item && selector == "undoMove:") item->setTitle("Undo " + (moves_.isEmpty() ? "Move" : moves_.lastName()));
+    if (item && selector == "undoMove:") item->setTitle("Undo " + (moves_->isEmpty() ? "Move" : moves_->lastName()));
     if (item && selector == "junkMessages:") item->setTitle(selectionIsIn(MailboxKind::Junk) ? "Not Junk" : "Junk");
     if (item && selector == "deleteMessages:")
         item->setTitle(selectionIsIn(MailboxKind::Trash) ? "Delete for Good…" : "Move to Trash");
@@ -128,7 +128,7 @@ bool ViewerObject::isValid(const std::string& selector, MenuItem* item) {
     case Needs::Nothing: return true;
     case Needs::Selection: return !selected_.empty();
     case Needs::Mailbox: return mailbox() && mailbox()->unreadCount() > 0;
-    case Needs::Undo: return !moves_.isEmpty();
+    case Needs::Undo: return !moves_->isEmpty();
     case Needs::Older: return neighbourInConversation(-1).has_value();
     case Needs::Newer: return neighbourInConversation(1).has_value();
     case Needs::OneMessage: return selectedMessage() != nullptr;

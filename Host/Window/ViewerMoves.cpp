@@ -51,7 +51,8 @@ Result<void> ViewerObject::transferMessages(const MessageList& messages, Mailbox
     const auto target = library().mailboxWithIdentifier(toMailbox.identifier());
     if (!target) return viewerFailure("That mailbox is no longer there.");
     const char* name = options.isArchiveOperation ? "Archive" : options.isDeleteOperation ? "Move to Trash" : "Move";
-    return transfer({{messages, target}}, name, options.allowUndo);
+    // Through a viewer that nobody sees, a plug-in moves what it thinks fit, at any time: Undo is for the person's moves.
+    return transfer({{messages, target}}, name, options.allowUndo && !isForOneMessage_);
 }
 
 Result<void> ViewerObject::copyTo(const MessageList& messages, Mailbox& toMailbox) {
@@ -118,7 +119,7 @@ Result<void> ViewerObject::transfer(const std::vector<Target>& targets, const st
     }
     if (allowUndo) {
         std::string text = describeMove(moved, library());
-        moves_.add(undoName, std::move(text), std::move(moved));
+        moves_->add(undoName, std::move(text), std::move(moved));
     }
     selectAfterMove(gone, firstRow);
     return result;
@@ -221,7 +222,7 @@ void ViewerObject::moveToRepresented(HostObject* sender) {
 }
 
 void ViewerObject::undoMove() {
-    tellFailure("Not everything could be moved back", moves_.undo(library()));
+    tellFailure("Not everything could be moved back", moves_->undo(library()));
     rows_.messagesChanged();
     noteModelChange();
 }

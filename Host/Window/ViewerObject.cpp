@@ -63,9 +63,10 @@ void ViewerObject::makeTable() {
     pane_ = makeViewingPane(self, library());
 }
 
-void ViewerObject::beginWith(const Message& message) {
+void ViewerObject::beginWith(const Message& message, const ViewerObject& personsViewer) {
     makeTable();
     isForOneMessage_ = true;
+    moves_ = personsViewer.moves_;
     if (const auto mailbox = message.mailbox()) selectMailbox(mailbox->identifier());
     chosen_ = selected_ = {message.libraryID()};
 }

@@ -20,8 +20,9 @@ public:
 
     explicit ViewerObject(MailApplicationObject& application, std::string_view className = "MessageViewer");
     void begin();  // makes what needs a shared pointer to this object, and shows the first inbox
-    // The same for a SingleMessageViewer: the message is shown and selected. Its window is not drawn by any page.
-    void beginWith(const Message& message);
+    // The same for a SingleMessageViewer: the message is shown and selected. Its window is not drawn by any page. What
+    // its actions move is taken back in the person's viewer.
+    void beginWith(const Message& message, const ViewerObject& personsViewer);
     void makeToolbar();  // asks for its items, of plug-ins as well
     void end();
     void libraryDidChange();
@@ -54,7 +55,7 @@ public:
     void open(std::int64_t id) override;
     Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) override;
     Result<void> moveTo(const std::vector<std::int64_t>& ids, std::string_view mailbox) override;
-    std::optional<MoveHistory::Last> lastMove() const override { return moves_.last(); }
+    std::optional<MoveHistory::Last> lastMove() const override { return moves_->last(); }
     void undoMove() override;
     // MessageViewer
     std::shared_ptr<Window> window() const override { return window_; }
@@ -151,7 +152,7 @@ private:
     std::int64_t visited_ = 0;            // the selected message when it was reached by its conversation
     std::string selectedInOutbox_;        // the unique id of the one that is selected there; empty: none or several
     std::optional<std::pair<int, std::int64_t>> rowLastAsked_;
-    MoveHistory moves_;
+    std::shared_ptr<MoveHistory> moves_ = std::make_shared<MoveHistory>();
     bool isForOneMessage_ = false;
     TimerRef midnight_;
     bool ended_ = false;

@@ -206,6 +206,28 @@ TEST_F(ViewerMovesTest, APlugInsTransferMovesOrCopiesAsItIsTold) {
     ASSERT_TRUE(host->viewer().transferMessages({nullptr, message(1)}, *drafts, {})) << "a gap in the list is no fault";
 }
 
+TEST_F(ViewerMovesTest, WhatIsDoneThroughAViewerThatNobodySeesIsUndoneInThePersonsOwn) {
+    start();
+    const auto ids = receive(2);
+    const auto viewerFor = [&](int index) {
+        return single_message_viewer::viewerForMessage.onClass(
+            NSClassFromString("SingleMessageViewer"),
+            host->library().messageWithID(ids[static_cast<std::size_t>(index)]), false, false, nullptr);
+    };
+    const auto trash = mailboxOf("ada", MailboxKind::Trash);
+    const auto other = viewerFor(1);
+    ASSERT_TRUE(other->transferMessages(other->selectedMessages(), *trash, {}));
+    EXPECT_FALSE(isEnabled("Edit", "Undo Move")) << "no deed of the person's";
+    ASSERT_TRUE(host->application().sendAction("archiveMessages:", viewerFor(0).get(), nullptr));
+    host->settle();
+    EXPECT_THAT(in(MailboxKind::Archive), ElementsAre("1"));
+    ASSERT_TRUE(host->viewer().lastMove());
+    EXPECT_EQ(host->viewer().lastMove()->text, "Message moved to Archive.");
+    ASSERT_TRUE(choose("Edit", "Undo Move"));
+    EXPECT_THAT(in(MailboxKind::Inbox), ElementsAre("1"));
+    EXPECT_THAT(in(MailboxKind::Trash), ElementsAre("2"));
+}
+
 TEST_F(ViewerMovesTest, TheMoveToMenuFollowsTheMailboxes) {
     start();
     const auto ids = receive(1);
