@@ -205,6 +205,26 @@ std::optional<MessageSummary> LibraryCore::summary(std::int64_t id) {
     });
 }
 
+void LibraryCore::readDetails(const MessageList& messages) {
+    std::map<std::int64_t, const LibraryMessage*> wanted;
+    for (const MessageRef& each : messages)
+        if (const auto* message = dynamic_cast<const LibraryMessage*>(each.get()); message && !message->hasDetails())
+            wanted.emplace(message->libraryID(), message);
+    if (wanted.empty()) return;
+    std::string ids;  // a JSON array, as there may be more of them than a statement takes values
+    for (const auto& [id, message] : wanted)
+        ids += (ids.empty() ? "[" : ",") + std::to_string(id);
+    reading([&](Database& index) {
+        Query row = index.query("SELECT " + tables::summaryColumns() +
+                                    " FROM messages m WHERE m.id IN (SELECT value FROM json_each(?))",
+                                {ids + "]"});
+        while (row.step())
+            if (const auto found = wanted.find(row.integer(0)); found != wanted.end())
+                found->second->keepDetails(tables::summaryFrom(row));
+        return true;
+    });
+}
+
 std::filesystem::path LibraryCore::file(std::int64_t id) {
     const auto row = reading([&](Database& index) { return tables::find(index, id); });
     const auto box = row && !row->isOnlyListed() ? mailboxNumbered(row->mailbox) : nullptr;

@@ -89,6 +89,8 @@ public:
         int total = 0, unread = 0;
     };
     Counts counts(const LibraryMailbox& mailbox);
+    // With one statement what the messages' objects would otherwise ask for one by one.
+    void readDetails(const MessageList& messages);
     Result<std::string> contentStart(std::int64_t id, std::size_t limit);
     FileSystem& files() const { return files_; }
 

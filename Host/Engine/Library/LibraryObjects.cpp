@@ -10,6 +10,7 @@
 #include "Foundation/NotificationCenter.h"
 #include "Library/LibraryBody.h"
 #include "Library/LibraryCore.h"
+#include "Library/SnippetManager.h"
 #include "Mail/MessageColor.h"
 #include "Maildir/FolderName.h"
 #include "Maildir/MaildirTree.h"
@@ -94,6 +95,7 @@ void defineLibraryClasses(ClassRegistry& registry) {
     defineMessageClass(registry);
     defineMailboxClass(registry);
     defineBodyClasses(registry);
+    defineSnippetManager(registry);
     Class& store = registry.define("MFLibraryStore");
     const auto own = [](HostObject& self, const MessageList& added, const MessageList&, bool duringOpen, unsigned) {
         announceNewMail(self, added, duringOpen);
@@ -238,6 +240,11 @@ MessageFlags LibraryMessage::flags() const { return unpackedFlags(flags_); }
 void LibraryMessage::keepDetails(MessageSummary details) const {
     const std::lock_guard hold(lock_);
     if (!details_) details_ = std::make_unique<const MessageSummary>(std::move(details));
+}
+
+bool LibraryMessage::hasDetails() const {
+    const std::lock_guard hold(lock_);
+    return details_ != nullptr;
 }
 
 void LibraryMessage::forgetDetails() const {

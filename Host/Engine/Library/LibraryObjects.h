@@ -123,6 +123,7 @@ public:
     // For the library.
     void setFlags(int packedFlags) { flags_ = packedFlags; }
     void keepDetails(MessageSummary details) const;
+    bool hasDetails() const;
     void forgetDetails() const;                       // they changed
     void setFileOutside(std::filesystem::path file);  // where a claim or a move has put it
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 #include "Core/QSSession.h"
 #include "DirectInbox/DirectInboxIcons.h"
@@ -11,6 +12,7 @@
 #include "Mail/Mailbox.h"
 #include "Mail/MessageFlagBits.h"
 #include "Mail/SenderName.h"
+#include "Mail/SnippetManager.h"
 #include "MailCategories/MessageMarks.h"
 #include "Snooze/SnoozeMailboxes.h"
 
@@ -20,6 +22,8 @@ namespace {
 
 constexpr TimeInterval kSevenDays = 604800;
 constexpr std::size_t kUsualRows = 30;
+
+using Snippets = std::map<MessageRef, std::string>;
 
 void setUnlessEmpty(QSDirectInboxRow& row, std::string_view key, std::string text) {
     if (!text.empty()) row.values[std::string(key)] = std::move(text);
@@ -45,15 +49,16 @@ QSDirectInboxRow mailboxRow(const Mailbox& mailbox, const std::vector<std::strin
     return row;
 }
 
-QSDirectInboxRow messageRow(const MessageRef& message, const std::string& mailbox, SenderPictures& pictures,
-                            const MessageMarks& marks) {
+QSDirectInboxRow messageRow(const MessageRef& message, const std::string& mailbox, const Snippets& snippets,
+                            SenderPictures& pictures, const MessageMarks& marks) {
     QSDirectInboxRow row = rowOf(QSDirectInboxRowType::Message, mailbox + "#" + std::to_string(message->libraryID()));
     row.QSDirectInboxRepresentedMessage = message;
     const std::uint32_t flags = messageFlags(*message);
     const std::string sender = senderDisplayName(*message);
     setUnlessEmpty(row, QSDirectInboxMessageSubjectKey, message->subject());
     setUnlessEmpty(row, QSDirectInboxMessageSenderKey, sender);
-    setUnlessEmpty(row, QSDirectInboxMessageSnippetKey, message->snippet());
+    if (const auto snippet = snippets.find(message); snippet != snippets.end())
+        setUnlessEmpty(row, QSDirectInboxMessageSnippetKey, snippet->second);
     const Date received = message->dateReceived();
     if (received != Date()) row.values[std::string(QSDirectInboxMessageDateKey)] = received;
     setUnlessEmpty(row, QSDirectInboxMessageAvatarKey, pictures.of(*message, sender));
@@ -83,10 +88,16 @@ MessageList messagesOf(Library& library, const Mailbox& mailbox, const DirectInb
     return messages;
 }
 
+Snippets snippetsOf(const MessageList& messages) {
+    const auto manager = snippet_manager::sharedInstance.onClass(QSClassFromString("MFSnippetManager"));
+    return snippet_manager::fetchSnippetsForMessages(manager, messages);
+}
+
 struct Section {
     std::size_t index;  // of its mailbox in the list
     std::shared_ptr<Mailbox> mailbox;
     MessageList messages;
+    Snippets snippets;
 };
 
 std::vector<Section> sectionsOf(Library& library, const std::vector<std::string>& mailboxIdentifiers,
@@ -95,7 +106,8 @@ std::vector<Section> sectionsOf(Library& library, const std::vector<std::string>
     for (std::size_t i = 0; i < mailboxIdentifiers.size(); ++i)
         if (auto mailbox = mailboxWithPersistentIdentifier(mailboxIdentifiers[i])) {
             MessageList messages = messagesOf(library, *mailbox, choice, now);
-            sections.push_back({i, std::move(mailbox), std::move(messages)});
+            Snippets snippets = snippetsOf(messages);
+            sections.push_back({i, std::move(mailbox), std::move(messages), std::move(snippets)});
         }
     return sections;
 }
@@ -124,7 +136,7 @@ std::vector<QSDirectInboxRow> directInboxRows(const std::vector<std::string>& ma
         const std::string& identifier = mailboxIdentifiers[section.index];
         rows.push_back(mailboxRow(*section.mailbox, mailboxIdentifiers, section.index));
         for (const MessageRef& message : section.messages)
-            rows.push_back(messageRow(message, identifier, pictures, marks));
+            rows.push_back(messageRow(message, identifier, section.snippets, pictures, marks));
         if (section.messages.empty()) rows.push_back(rowOf(QSDirectInboxRowType::EmptyMailbox, identifier + "#empty"));
     }
     return rows;

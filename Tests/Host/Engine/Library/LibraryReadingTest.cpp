@@ -4,13 +4,16 @@
 #include "Application/HostInstances.h"
 #include "Mail/MailAccount.h"
 #include "Mail/MessageHeaders.h"
+#include "Mail/SnippetManager.h"
 #include "Maildir/MaildirName.h"
 
 namespace qs {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Pair;
 using ::testing::SizeIs;
+using ::testing::UnorderedElementsAre;
 using Kind = MessageCriterion::Kind;
 
 class LibraryReading : public LibraryTest {};
@@ -47,6 +50,19 @@ TEST_F(LibraryReading, MakesMailboxesWithAnyName) {
     open();
     for (const char* identifier : {"ben/Lists.kernel", "ben/Entw&APw-rfe 2026", "ben/v1&AC4-2"})
         EXPECT_NE(library_->mailboxWithIdentifier(identifier), nullptr) << identifier;
+}
+
+TEST_F(LibraryReading, SnippetsOfManyMessagesComeAtOnce) {
+    open();
+    HostInstances::current().library = library_;
+    MessageList messages;
+    for (const char* body : {"First  line\r\nand second\r\n", "", "Other"})
+        messages.push_back(*library_->add(box("ada/INBOX"), std::string("Subject: Any\r\n\r\n") + body, {}, {1e9}));
+    messages.insert(messages.begin() + 1, nullptr);
+    const auto manager = snippet_manager::sharedInstance.onClass(NSClassFromString("MFSnippetManager"));
+    const auto snippets = snippet_manager::fetchSnippetsForMessages(manager, messages);
+    HostInstances::current().library.reset();
+    EXPECT_THAT(snippets, UnorderedElementsAre(Pair(messages[0], "First line and second"), Pair(messages[3], "Other")));
 }
 
 TEST_F(LibraryReading, TellsWhatIsInAMessage) {
