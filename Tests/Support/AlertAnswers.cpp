@@ -20,6 +20,7 @@ void AlertAnswers::answer() {
     if (centre.shown().empty()) return;
     const Alert& alert = *centre.shown().back();
     seen.push_back(alert.messageText);
+    texts.push_back(alert.informativeText);
     std::size_t button = alert.buttons.size() - 1;
     if (!answers_.empty()) {
         const auto found = std::find(alert.buttons.begin(), alert.buttons.end(), answers_.front());

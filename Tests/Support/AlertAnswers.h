@@ -13,7 +13,8 @@ public:
     AlertAnswers();
     ~AlertAnswers();
     void give(std::string buttonTitle) { answers_.push_back(std::move(buttonTitle)); }
-    std::vector<std::string> seen;  // titles
+    std::vector<std::string> seen;   // titles
+    std::vector<std::string> texts;  // what stands below the titles
 
 private:
     void answer();

@@ -39,6 +39,7 @@ struct Group {
 
 void updateMenus() { QSPluginDelegate::sharedDelegate().updateGlobalMenuItems(); }
 void updateDirectInbox() { QSPluginDelegate::sharedDelegate().menuController().updateMenuVisibility(); }
+void reloadDirectInbox() { QSPluginDelegate::sharedDelegate().menuController().reloadMailboxMessages(); }
 void updateBadge() { QSPluginDelegate::sharedDelegate().updateDockBadge(); }
 
 constexpr const char* kNotYet = "Kept for later: nothing uses these settings yet.";
@@ -167,21 +168,27 @@ const std::vector<Group>& groups() {
            .key = "QSShowMenuBar",
            .label = "Show Direct Inbox",
            .afterChange = updateDirectInbox},
-          {.kind = Kind::CheckBox, .key = "QSDirectInboxShowOnlyUnread", .label = "Only unread messages"},
+          {.kind = Kind::CheckBox,
+           .key = "QSDirectInboxShowOnlyUnread",
+           .label = "Only unread messages",
+           .afterChange = reloadDirectInbox},
           {.kind = Kind::Number,
            .key = "QSNumMessagesPerMailbox",
            .label = "Messages for each mailbox",
            .minimum = 0,
-           .maximum = 100},
+           .maximum = 100,
+           .afterChange = reloadDirectInbox},
           {.kind = Kind::Number,
            .key = "QSMenuSnippetNumRows",
            .label = "Lines of text for each message",
            .minimum = 0,
-           .maximum = 10},
+           .maximum = 10,
+           .afterChange = reloadDirectInbox},
           {.kind = Kind::PopUp,
            .key = "QSMenuCleanupMode",
            .label = "Swiping away",
-           .choices = {{"moves to the trash", 0}, {"archives", 1}, {"does nothing", 2}}}}}};
+           .choices = {{"moves to the trash", 0}, {"archives", 1}, {"does nothing", 2}},
+           .afterChange = reloadDirectInbox}}}};
     return table;
 }
 

@@ -41,7 +41,7 @@ ListRow rowFor(const Controller& controller, const QSDirectInboxRow& row, RowLis
     case QSDirectInboxRowType::Message: {
         const auto cell = std::make_shared<QSDirectInputMessageTableCellView>(controller, row.identifier);
         list.cells.push_back(cell);
-        return cell->draw();
+        return cell->draw(row);
     }
     case QSDirectInboxRowType::EmptyMailbox: break;
     }

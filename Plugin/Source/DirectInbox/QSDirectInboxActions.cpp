@@ -23,7 +23,9 @@ std::string archiveColor() { return Color::colorWithRed(0.26, 0.45, 0.64).hexStr
 
 std::int64_t cleanupMode() { return QSPluginDelegate::quillsteadDefaults().integerForKey("QSMenuCleanupMode"); }
 
-std::shared_ptr<MessageViewer> viewerFor(const MessageRef& message) {
+using Viewer = std::shared_ptr<MessageViewer>;
+
+Viewer viewerFor(const MessageRef& message) {
     if (!message) return nullptr;
     return message_viewer_quillstead::viewerForMessage.onClass(QSClassFromString("MessageViewer"), message);
 }
@@ -46,7 +48,7 @@ std::shared_ptr<MessageArray> arrayOf(const MessageRef& message) {
 
 bool QSDirectInboxViewController::sendForMessage(std::string_view action, const MessageRef& message,
                                                  HostObject* sender) {
-    const auto viewer = viewerFor(message);
+    const Viewer viewer = viewerFor(message);
     return viewer && sendTo(action, viewer.get(), sender);
 }
 
@@ -58,18 +60,24 @@ std::vector<QSTableViewRowAction> QSDirectInboxViewController::tableViewRowActio
         return [weak, identifier, act] {
             const auto controller = weak.lock();
             QSDirectInboxRow* const found = controller ? controller->rowWithIdentifier(identifier) : nullptr;
-            if (found && viewerFor(found->QSDirectInboxRepresentedMessage)) act(*controller, *found);
+            if (!found) return;
+            if (const Viewer viewer = viewerFor(found->QSDirectInboxRepresentedMessage))
+                act(*controller, *found, viewer);
         };
     };
     if (edge == QSRowEdge::Leading) {
         const bool isRead = row[QSDirectInboxMessageIsReadKey].boolValue();
         return {{QSLocalizedString(isRead ? "Mark as unread" : "Mark as read"), kReadColor, false,
-                 handler([isRead](auto& controller, auto& found) { controller.toggleReadState(found, !isRead); })}};
+                 handler([isRead](auto& controller, auto& found, const Viewer& viewer) {
+                     controller.setRead(found, !isRead, viewer);
+                 })}};
     }
-    const auto cleaningUp = [](auto& controller, auto& found) {
-        controller.cleanUp(found.identifier, MessageRef(found.QSDirectInboxRepresentedMessage));
+    // What the row says is what is done, whatever the setting is by then.
+    const std::int64_t mode = cleanupMode();
+    const auto cleaningUp = [mode](auto& controller, auto& found, const Viewer& viewer) {
+        controller.cleanUp(found.identifier, found.QSDirectInboxRepresentedMessage, viewer, mode);
     };
-    switch (cleanupMode()) {
+    switch (mode) {
     case kCleanupArchives: return {{QSLocalizedString("Archive"), archiveColor(), false, handler(cleaningUp)}};
     case kCleanupTrashes: return {{QSLocalizedString("Trash"), "", true, handler(cleaningUp)}};
     default: return {};
@@ -81,13 +89,13 @@ void QSDirectInboxViewController::removeRow(std::string_view identifier) {
     rowDidChange();
 }
 
-// The row goes at once, whatever becomes of the message: the next list tells.
-bool QSDirectInboxViewController::cleanUp(const std::string& rowIdentifier, const MessageRef& message) {
-    removeRow(std::string(rowIdentifier));
-    const std::int64_t mode = cleanupMode();
-    if (mode != kCleanupArchives && mode != kCleanupTrashes) return false;
+// The row goes at once, whatever becomes of the message: the next list tells. By value, as the row owned them.
+bool QSDirectInboxViewController::cleanUp(std::string rowIdentifier, MessageRef message, const Viewer& viewer,
+                                          std::int64_t mode) {
+    removeRow(rowIdentifier);
+    if (!viewer || (mode != kCleanupArchives && mode != kCleanupTrashes)) return false;
     const auto array = arrayOf(message);
-    return sendForMessage(mode == kCleanupArchives ? "archiveMessages:" : "deleteMessages:", message, array.get());
+    return sendTo(mode == kCleanupArchives ? "archiveMessages:" : "deleteMessages:", viewer.get(), array.get());
 }
 
 bool QSDirectInboxViewController::markJunk(QSDirectInboxRow& row) {
@@ -106,7 +114,7 @@ void QSDirectInboxViewController::react(QSDirectInboxRow& row, int tag) {
     case kReactReply: return closeIf(send("replyMessage:"));
     case kReactReplyAll: return closeIf(send("replyAllMessage:"));
     case kReactForward: return closeIf(send("forwardMessage:"));
-    case kReactCleanUp: return reloadIf(cleanUp(row.identifier, message));
+    case kReactCleanUp: return reloadIf(cleanUp(row.identifier, message, viewerFor(message), cleanupMode()));
     case kReactJunk: return reloadIf(markJunk(row));
     case kReactNote: return reloadIf(send("createQuickNote:"));
     case kReactSnooze: return reloadIf(send("snooze:"));
@@ -125,16 +133,20 @@ void QSDirectInboxViewController::reloadIf(bool wasDone) {
 }
 
 void QSDirectInboxViewController::toggleReadState(QSDirectInboxRow& row, bool state) {
+    setRead(row, state, viewerFor(row.QSDirectInboxRepresentedMessage));
+}
+
+void QSDirectInboxViewController::setRead(QSDirectInboxRow& row, bool state, const Viewer& viewer) {
     const MessageRef message = row.QSDirectInboxRepresentedMessage;
     row.values[std::string(QSDirectInboxMessageIsReadKey)] = state;
     rowDidChange();
-    sendForMessage(state ? "markAsRead:" : "markAsUnread:", message, message.get());
+    if (viewer) sendTo(state ? "markAsRead:" : "markAsUnread:", viewer.get(), message.get());
 }
 
 void QSDirectInboxViewController::openMessage(const QSDirectInboxRow& row) {
     if (!isLibraryMessage(row)) return;
     const MessageRef message = row.QSDirectInboxRepresentedMessage;
-    const auto viewer = viewerFor(message);
+    const Viewer viewer = viewerFor(message);
     if (!viewer) {
         logError(stringWithFormat("Could not create MessageViewer for message %@", {message->subject()}));
         return;

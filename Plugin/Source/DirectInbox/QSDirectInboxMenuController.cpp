@@ -87,6 +87,10 @@ void QSDirectInboxMenuController::makePopover() {
     };
 }
 
+void QSDirectInboxMenuController::reloadMailboxMessages() {
+    if (menubarItem_) viewController_->reloadMailboxMessages();
+}
+
 // Nobody sees a list that is not shown.
 void QSDirectInboxMenuController::draw() {
     if (!popover_->isShown()) return;

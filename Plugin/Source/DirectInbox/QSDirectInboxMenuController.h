@@ -27,6 +27,8 @@ public:
     void showPopover(HostObject* sender);
     void closePopover(HostObject* sender);
     void togglePopover(HostObject* sender);
+    // From the main thread. Does nothing without an item: nobody can see a list then.
+    void reloadMailboxMessages();
     void showInfoWindow();                      // a hint under the item, once
     std::shared_ptr<View> menubarView() const;  // the item's; null for no item
 

@@ -80,9 +80,9 @@ void QSDirectInboxViewController::reloadMailboxMessages() {
     const auto self = std::static_pointer_cast<QSDirectInboxViewController>(shared_from_this());
     RunLoop::main().post([weak = std::weak_ptr(self)] {
         const auto controller = weak.lock();
-        if (!controller || !QSSession::currentIfLoaded()) return;
-        controller->reloadIsDue_ = false;
-        controller->computeList();
+        if (!controller) return;
+        controller->reloadIsDue_ = false;  // also when this one is not done: the next one asked for must be
+        if (QSSession::currentIfLoaded()) controller->computeList();
     });
 }
 

@@ -19,6 +19,7 @@
 namespace qs {
 
 class Menu;
+class MessageViewer;
 class QSDirectInboxMenuController;
 class UserDefaultsController;
 
@@ -89,7 +90,10 @@ private:
     void rebuildMailboxesMenu();
     void updateTargetAndActionForMailboxMenu(Menu& menu);
     void removeRow(std::string_view identifier);
-    bool cleanUp(const std::string& rowIdentifier, const MessageRef& message);
+    // A viewer for the message, or null: then nothing is sent.
+    void setRead(QSDirectInboxRow& row, bool state, const std::shared_ptr<MessageViewer>& viewer);
+    bool cleanUp(std::string rowIdentifier, MessageRef message, const std::shared_ptr<MessageViewer>& viewer,
+                 std::int64_t mode);
     bool markJunk(QSDirectInboxRow& row);
     void closeIf(bool wasDone);
     void reloadIf(bool wasDone);

@@ -29,6 +29,10 @@ std::string_view defineClass() {
 
 std::int64_t setting(std::string_view key) { return QSPluginDelegate::quillsteadDefaults().integerForKey(key); }
 
+std::uint32_t flagModeOf(const QSDirectInboxRow& row) {
+    return static_cast<std::uint32_t>(row[QSDirectInboxMessageFlagModeKey].integerValue());
+}
+
 std::vector<RowButton> swipeButtons(const std::shared_ptr<QSDirectInboxViewController>& controller,
                                     const QSDirectInboxRow& row, QSRowEdge edge) {
     std::vector<RowButton> buttons;
@@ -55,33 +59,31 @@ QSDirectInboxRow* QSDirectInputMessageTableCellView::objectValue() const {
     return controller ? controller->rowWithIdentifier(row_) : nullptr;
 }
 
-ListRow QSDirectInputMessageTableCellView::draw() {
+ListRow QSDirectInputMessageTableCellView::draw(const QSDirectInboxRow& row) {
     ListRow drawn{.id = row_};
     const auto controller = controller_.lock();
-    const QSDirectInboxRow* row = objectValue();
-    if (!row) return drawn;
+    if (!controller) return drawn;
     const std::int64_t lines = std::max<std::int64_t>(setting("QSMenuSnippetNumRows"), 0);
     drawn.height = static_cast<double>(lines) * kSnippetLineHeight + kHeightWithoutSnippet;
-    drawn.picture = (*row)[QSDirectInboxMessageAvatarKey].stringValue();
-    drawn.title = (*row)[QSDirectInboxMessageSenderKey].stringValue();
-    drawn.detail = (*row)[QSDirectInboxMessageSubjectKey].stringValue();
-    drawn.text = (*row)[QSDirectInboxMessageSnippetKey].stringValue();
+    drawn.picture = row[QSDirectInboxMessageAvatarKey].stringValue();
+    drawn.title = row[QSDirectInboxMessageSenderKey].stringValue();
+    drawn.detail = row[QSDirectInboxMessageSubjectKey].stringValue();
+    drawn.text = row[QSDirectInboxMessageSnippetKey].stringValue();
     drawn.textLines = static_cast<int>(std::min<std::int64_t>(lines, 100));
-    if (const auto date = (*row)[QSDirectInboxMessageDateKey].dateValue()) {
+    if (const auto date = row[QSDirectInboxMessageDateKey].dateValue()) {
         drawn.date = listDateText(*date, RunLoop::main().now());
         drawn.dateLong = longDateText(*date);
     }
-    const bool isRead = (*row)[QSDirectInboxMessageIsReadKey].boolValue();
+    const bool isRead = row[QSDirectInboxMessageIsReadKey].boolValue();
     drawn.isUnread = !isRead;
-    drawn.isImportant = (*row)[QSDirectInboxMessagePriorityKey].boolValue();
-    const auto& images = row->QSDirectInboxMessageFlagImages;
+    drawn.isImportant = row[QSDirectInboxMessagePriorityKey].boolValue();
+    const auto& images = row.QSDirectInboxMessageFlagImages;
     drawn.icons.assign(images.begin(),
                        images.begin() + static_cast<std::ptrdiff_t>(std::min(images.size(), kImageSlots)));
-    drawn.marks = {readButton(isRead),
-                   flagButton(static_cast<std::uint32_t>((*row)[QSDirectInboxMessageFlagModeKey].integerValue()))};
-    drawn.controls = controls(*row);
-    drawn.leading = swipeButtons(controller, *row, QSRowEdge::Leading);
-    drawn.trailing = swipeButtons(controller, *row, QSRowEdge::Trailing);
+    drawn.marks = {readButton(isRead), flagButton(flagModeOf(row))};
+    drawn.controls = controls(row);
+    drawn.leading = swipeButtons(controller, row, QSRowEdge::Leading);
+    drawn.trailing = swipeButtons(controller, row, QSRowEdge::Trailing);
     drawn.onOpen = [controller = controller_, id = row_] {
         if (const auto self = controller.lock())
             if (const QSDirectInboxRow* opened = self->rowWithIdentifier(id)) self->openMessage(*opened);
@@ -107,7 +109,7 @@ RowButton QSDirectInputMessageTableCellView::flagButton(std::uint32_t mode) {
             .imageName = mode ? "flagged" : "unflagged",
             .colour = swatchOfFlagMode(mode),
             .isForPointedAt = mode == 0,
-            .menu = flagMenu()};
+            .menu = flagMenu(mode)};
 }
 
 RowButton QSDirectInputMessageTableCellView::segment(int tag, const char* title, std::string image) {
@@ -136,7 +138,7 @@ std::vector<std::vector<RowButton>> QSDirectInputMessageTableCellView::controls(
                      isTaskDone ? "plugin:RolloverTaskUncheckedTemplate" : "plugin:RolloverTaskTemplate")}};
 }
 
-std::shared_ptr<Menu> QSDirectInputMessageTableCellView::flagMenu() {
+std::shared_ptr<Menu> QSDirectInputMessageTableCellView::flagMenu(std::uint32_t mode) {
     auto menu = std::make_shared<Menu>(QSLocalizedString("Flag"));
     for (int tag = 0; tag < kNoFlagTag; ++tag) {
         const auto item = menu->addItemWithTitle(displayNameForFlagColor(tag), "setFlagMode:", "");
@@ -151,16 +153,15 @@ std::shared_ptr<Menu> QSDirectInputMessageTableCellView::flagMenu() {
     none->setTag(kNoFlagTag);
     menu->setUpdateHandler([weak = std::weak_ptr(std::static_pointer_cast<QSDirectInputMessageTableCellView>(
                                 shared_from_this()))](Menu& updated) {
-        if (const auto self = weak.lock()) self->menuNeedsUpdate(updated);
+        const auto self = weak.lock();
+        if (const QSDirectInboxRow* row = self ? self->objectValue() : nullptr)
+            self->showMode(updated, flagModeOf(*row));
     });
-    menuNeedsUpdate(*menu);
+    showMode(*menu, mode);
     return menu;
 }
 
-void QSDirectInputMessageTableCellView::menuNeedsUpdate(Menu& menu) const {
-    const QSDirectInboxRow* row = objectValue();
-    if (!row) return;
-    const std::int64_t mode = (*row)[QSDirectInboxMessageFlagModeKey].integerValue();
+void QSDirectInputMessageTableCellView::showMode(Menu& menu, std::uint32_t mode) const {
     for (const auto& item : menu.itemArray()) {
         if (item->isSeparatorItem() || item->tag() > kNoFlagTag) continue;
         item->setState(flagModeForTag(item->tag()) == mode ? 1 : 0);
@@ -174,7 +175,7 @@ void QSDirectInputMessageTableCellView::setFlagMode(HostObject* menuItem) {
     const QSDirectInboxRow* row = objectValue();
     if (!item || item->tag() < 0 || item->tag() > kNoFlagTag || !controller || !row) return;
     const std::uint32_t wanted = flagModeForTag(item->tag());
-    const std::uint32_t mode = (*row)[QSDirectInboxMessageFlagModeKey].integerValue() == wanted ? 0 : wanted;
+    const std::uint32_t mode = flagModeOf(*row) == wanted ? 0 : wanted;
     // The row first: what is sent leads to a new list.
     const MessageRef message = row->QSDirectInboxRepresentedMessage;
     setFlagMode(mode);

@@ -4,7 +4,6 @@
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
 #include "DirectInbox/QSDirectInboxMenuController.h"
-#include "DirectInbox/QSDirectInboxViewController.h"
 #include "Mail/Library.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
@@ -46,8 +45,7 @@ void messagesWereAdded(HostObject& self, const MessageList& added, const Message
                        unsigned options) {
     quillstead_messagesWereAdded(self, added, secondary, duringOpen, options);
     if (duringOpen || !QSSession::currentIfLoaded()) return;
-    if (const auto& inbox = QSPluginDelegate::sharedDelegate().menuController().directInboxViewController())
-        inbox->reloadMailboxMessages();
+    QSPluginDelegate::sharedDelegate().menuController().reloadMailboxMessages();
     for (const MessageRef& message : added)
         if (message) messageWasAdded(message);
 }

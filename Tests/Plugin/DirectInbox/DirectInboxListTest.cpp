@@ -1,9 +1,12 @@
 // What the Direct Inbox lists, over a whole host: which messages of which mailboxes, in what order, told how.
 #include "Core/Store/ManagedObjectContext.h"
+#include "DirectInbox/DirectInboxIcons.h"
 #include "DirectInbox/QSDirectInboxViewController.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "Mail/MessageFlagBits.h"
+#include "Mail/SnippetManager.h"
+#include "MailCategories/MessageMarks.h"
 #include "Models/Menu.h"
 #include "Notes/QSNote.h"
 #include "PluginTest.h"
@@ -241,6 +244,72 @@ TEST_F(DirectInboxListTest, SmallPicturesStandInTheirOrder) {
     put("Tracked", 20, {}, "ada/INBOX", "X-Quillstead-Tracking-UUID: 6B1F\r\n");
     pixel->setMessageID("Tracked@mill");
     EXPECT_THAT(images(), ElementsAre("plugin:MessageListTracked"));
+    const auto opened = store.insertNew<QSTrackingPixelOpen>();
+    opened->setDate(kNow);
+    opened->setPixel(pixel);
+    EXPECT_THAT(images(), ElementsAre("plugin:MessageListRead"));
+    const auto done = store.insertNew<QSReminder>();
+    done->setMessageID("Tracked@mill");
+    done->setType(kReminderTypeTask);
+    done->setCompleted(true);
+    EXPECT_THAT(images(), ElementsAre("plugin:MessageListTask", "plugin:MessageListRead"));
+    EXPECT_EQ(rowAt(1)[QSDirectInboxMessageTaskCompletedKey], Value(true));
+}
+
+TEST_F(DirectInboxListTest, SmallPicturesFollowTheWordOfFlags) {
+    start();
+    const auto message = put("Plain", 30);
+    struct Case {
+        std::uint32_t flags;
+        std::vector<std::string> images;
+    };
+    for (const Case& c :
+         {Case{0, {}}, Case{0x200, {"MessageListRedirectedTemplate"}}, Case{0x400, {"MessageListAttachmentTemplate"}},
+          Case{0xF800, {"MessageListAttachmentTemplate"}}, Case{0xFC00, {}},
+          Case{0x304, {"MessageListReplyTemplate", "MessageListForwardTemplate", "MessageListRedirectedTemplate"}}}) {
+        QSDirectInboxRow row;
+        addFlagImages(row, *message, c.flags, MessageMarks());
+        std::vector<std::string> names;
+        for (const ListIcon& icon : row.QSDirectInboxMessageFlagImages)
+            names.push_back(icon.image);
+        EXPECT_EQ(names, c.images) << std::hex << c.flags;
+    }
+}
+
+TEST_F(DirectInboxListTest, SnippetsOfAMailboxAreFetchedInOneCall) {
+    start();
+    choose({"ada/INBOX", "ben/INBOX"});
+    put("One", 60);
+    put("Two", 30);
+    put("For Ben", 30, {}, "ben/INBOX");
+    host_->settle();
+    std::vector<std::size_t> calls;
+    const decltype(snippet_manager::fetchSnippetsForMessages) counted("counted_fetchSnippetsForMessages:");
+    Class& manager = *NSClassFromString("MFSnippetManager");
+    manager.add(counted, [&](HostObject& self, const MessageList& messages) {
+        calls.push_back(messages.size());
+        auto snippets = counted(self, messages);
+        snippets.erase(messages.front());
+        return snippets;
+    });
+    const auto names = std::pair(snippet_manager::fetchSnippetsForMessages.selector(), counted.selector());
+    ASSERT_TRUE(manager.jr_swizzleMethod(names.first, names.second));
+    reload();
+    EXPECT_THAT(calls, ElementsAre(2, 1));
+    EXPECT_TRUE(rowAt(1)[QSDirectInboxMessageSnippetKey].isNil());
+    EXPECT_EQ(rowAt(2)[QSDirectInboxMessageSnippetKey], Value("Wheat."));
+    ASSERT_TRUE(manager.jr_swizzleMethod(names.first, names.second));
+}
+
+TEST_F(DirectInboxListTest, AListThatTheEndOfThePlugInOvertookIsNotTheLast) {
+    start();
+    controller_->reloadMailboxMessages();
+    MailBundleUnload();
+    host_->settle();
+    load();
+    defaults().setObject(false, "QSShowMenuBar");
+    put("After", 60);
+    EXPECT_THAT(list(), SizeIs(2));
 }
 
 TEST(MessageFlagBits, ColoursHaveTheHostsEncoding) {
