@@ -11,6 +11,7 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/Format.h"
 #include "Process/DetachedProcess.h"
+#include "Text/Ascii.h"
 #include "Workspace/Workspace.h"
 
 namespace qs {
@@ -29,15 +30,14 @@ std::string environment(const char* name, std::string_view missing) {
     return value && *value ? value : std::string(missing);
 }
 
-bool isOpenable(std::string_view url) {
+// The scheme in small letters; empty for what is no address, or is nothing but a scheme.
+std::string schemeOf(std::string_view url) {
     // An address is one word; blanks and control characters have no place in it.
-    if (std::any_of(url.begin(), url.end(), [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == '\x7f'; }))
-        return false;
-    std::string scheme(url.substr(0, url.find(':')));
-    std::transform(scheme.begin(), scheme.end(), scheme.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return scheme.size() + 1 < url.size() &&
-           (scheme == "http" || scheme == "https" || scheme == "mailto" || scheme == "file");
+    if (std::ranges::any_of(url, [](char c) { return c == ' ' || isAsciiControl(c); })) return {};
+    const std::string scheme = asciiLowered(url.substr(0, url.find(':')));
+    const auto belongs = [](char c) { return isAsciiLetter(c) || isAsciiDigit(c) || c == '+' || c == '-' || c == '.'; };
+    const bool isScheme = !scheme.empty() && isAsciiLetter(scheme[0]) && std::ranges::all_of(scheme, belongs);
+    return isScheme && scheme.size() + 1 < url.size() ? scheme : std::string();
 }
 
 Result<void> openWithDesktop(std::string what) {
@@ -76,9 +76,17 @@ std::filesystem::path installedApplication(std::string_view identifier) {
 class DesktopWorkspace : public Workspace {
 public:
     Result<void> openURL(std::string_view url) override {
-        if (!isOpenable(url))
+        const std::string scheme = schemeOf(url);
+        if (scheme != "http" && scheme != "https" && scheme != "mailto" && scheme != "file")
             return workspaceFailure(WorkspaceError::Scheme,
                                     "Only addresses of web pages, mail and files can be opened.");
+        return openWithDesktop(std::string(url));
+    }
+
+    Result<void> openURLOfProgram(std::string_view url, std::string_view scheme) override {
+        if (const std::string found = schemeOf(url); found.empty() || found != scheme)
+            return workspaceFailure(WorkspaceError::Scheme,
+                                    stringWithFormat("This is no address of a “%@” program.", {scheme}));
         return openWithDesktop(std::string(url));
     }
 

@@ -16,6 +16,8 @@ public:
 
     // In the user's browser or the application for the scheme. Only http, https, mailto and file are passed on.
     virtual Result<void> openURL(std::string_view url) = 0;
+    // In the program whose addresses begin with that scheme, which the caller knows by itself and not from the address.
+    virtual Result<void> openURLOfProgram(std::string_view url, std::string_view scheme) = 0;
     // With the named application if it is there ("Console": the desktop's viewer for text and logs), else the default.
     virtual Result<void> openFile(const std::filesystem::path& file, std::string_view withApplication = {}) = 0;
     // Where the application of that identifier is installed; empty if it isn't. The helper stands beside the plug-in.

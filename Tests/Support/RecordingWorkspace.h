@@ -19,6 +19,10 @@ public:
         openedUrls.emplace_back(url);
         return {};
     }
+    Result<void> openURLOfProgram(std::string_view url, std::string_view scheme) override {
+        openedUrls.push_back(std::string(scheme) + " program: " + std::string(url));
+        return {};
+    }
     Result<void> openFile(const std::filesystem::path& file, std::string_view) override {
         openedFiles.push_back(file.string());
         return {};

@@ -22,26 +22,36 @@ std::vector<RecoverableRecord> recordsOf(std::string_view entity) {
     return records;
 }
 
-Result<void> restore(const SetAsideKind& kind, const std::string& name) {
+// False when it can't be saved, which the person has been told: then all is as it was.
+Result<bool> restore(const SetAsideKind& kind, const std::string& name) {
     auto folder = recoveredRecords();
     const auto record = folder.restore(name, storeContext());
     if (!record) return failed(record);
     kind.prepare(**record);
     QSPluginDelegate::sharedDelegate().saveCoreData();
-    if (storeContext().hasChanges()) return {};  // not on the disk yet, so the copy stays; the person has been told
+    if (storeContext().hasChanges()) {
+        storeContext().deleteObject(**record);
+        return false;
+    }
     if (const auto forgotten = folder.forget(name); !forgotten)
         logWarning("a record that was brought back stays in the list: " + forgotten.error().description);
-    return {};
+    return true;
 }
 
 void bringBack(const SetAsideKind& kind, const std::string& name) {
     // The name comes from the page, and what that shows may be old.
     if (std::ranges::none_of(recordsOf(kind.entity), [&](const auto& record) { return record.name == name; })) return;
     std::string obstacle = kind.obstacle();
-    if (obstacle.empty())
-        if (const auto restored = restore(kind, name); !restored) obstacle = restored.error().description;
+    bool isBack = false;
+    if (obstacle.empty()) {
+        const auto restored = restore(kind, name);
+        if (restored)
+            isBack = *restored;
+        else
+            obstacle = restored.error().description;
+    }
     if (!obstacle.empty()) return (void)QSRunAlertPanel(kind.cannotBringBack, "%@", {}, {obstacle});
-    kind.wasBroughtBack();
+    if (isBack) kind.wasBroughtBack();
     noteModelChange();
 }
 

@@ -8,6 +8,7 @@
 #include "Core/QSRunAlertPanel.h"
 #include "Core/QSSession.h"
 #include "Core/QSShortcut.h"
+#include "Core/Store/ManagedObjectContext.h"
 #include "Foundation/Log.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
@@ -18,19 +19,15 @@
 #include "Models/Menu.h"
 #include "Notes/NoteContent.h"
 #include "Notes/NoteFiles.h"
+#include "Notes/NoteLink.h"
 #include "Notes/QSNote.h"
 #include "Notes/QSNotebook.h"
 #include "Notes/QSNotesManager.h"
 #include "Notes/QSNotesViewController.h"
-#include "Platform.h"
-#include "Services/QSService.h"
-#include "Services/QSServicesManager.h"
-#include "Services/ServiceTypes.h"
 #include "Settings/UserDefaults.h"
 #include "Text/Uuid.h"
 #include "Viewer/ViewingPane.h"
 #include "Viewer/WebDocument.h"
-#include "Workspace/Workspace.h"
 
 namespace qs {
 
@@ -88,14 +85,21 @@ std::shared_ptr<WebDocumentView> documentViewOf(HostObject& viewer) {
     return actions ? actions->webDocumentView() : nullptr;
 }
 
+// Its files last, and only when the store has let go of it: a note may come back, but not without them.
+void dropNote(const Note& note) {
+    const auto files = note->attachments();
+    auto& plugin = QSPluginDelegate::sharedDelegate();
+    notes().deleteNote(note);
+    plugin.saveCoreData();
+    if (!plugin.managedObjectContext().hasChanges()) removeNoteFiles(files);
+}
+
 void showSheet(HostObject& viewer, const Note& note, const std::string& account) {
     QSNotesViewController::showNoteDialogForWindow(dynamic_cast<MessageViewer&>(viewer).window(), note,
                                                    [note, account](int code) {
                                                        if (!QSSession::currentIfLoaded() || note->isDeleted()) return;
                                                        if (code == 1) {
-                                                           removeNoteFiles(note->attachments());
-                                                           notes().deleteNote(note);
-                                                           QSPluginDelegate::sharedDelegate().saveCoreData();
+                                                           dropNote(note);
                                                        } else if (code == 0) {
                                                            notes().setLastUsedNotebook(note->notebook(), account);
                                                            send(note);
@@ -173,17 +177,15 @@ void offerServices() {
 }
 
 void createNoteOrOffer(HostObject& viewer, int tag) {
-    if (QSServicesManager::sharedManager().servicesOfUtilityType(kNotesUtility, true).empty()) return offerServices();
+    if (!QSNotesManager::hasNotesService()) return offerServices();
     createNoteWithActionTag(viewer, tag);
 }
 
 void openNote(HostObject&, HostObject* sender) {
     const auto* item = dynamic_cast<MenuItem*>(sender);
     const auto object = item ? std::dynamic_pointer_cast<NoteObject>(item->representedObject()) : nullptr;
-    const auto url = object ? object->note->remoteURL() : std::nullopt;
-    const auto workspace = Platform::current().workspace;
-    if (!url || !workspace) return;
-    if (const auto opened = workspace->openURL(*url); !opened) {
+    if (!object) return;
+    if (const auto opened = openNoteAtService(*object->note); !opened) {
         logError("A note can't be opened: " + opened.error().description);
         beep();
     }

@@ -38,12 +38,13 @@ struct ViewerItem {
 constexpr const char* kTasksItem = "Tasks";
 
 constexpr ViewerItem kItems[] = {
-    {"Snooze", "Snooze", "plugin:TB_Snooze1", "snooze:", "Snooze message.", "SnoozeButton",
-     "Snoozed messages will be moved aside for a certain time until they re-appear in your inbox.",
-     [](HostObject&) { return QSSnoozeManager::sharedManager().snoozeOptionsMenu(); }},
+    // in the order in which the toolbar allows them
     {"Notes", "Notes", "plugin:TB_CreateNote", "createQuickNote:", "Convert selected emails to notes.", "NotesButton",
      "Convert emails to notes easily by using this button.",
      [](HostObject& viewer) { return message_viewer_quillstead::notesMenu(viewer); }},
+    {"Snooze", "Snooze", "plugin:TB_Snooze1", "snooze:", "Snooze message.", "SnoozeButton",
+     "Snoozed messages will be moved aside for a certain time until they re-appear in your inbox.",
+     [](HostObject&) { return QSSnoozeManager::sharedManager().snoozeOptionsMenu(); }},
     {kTasksItem, "Tasks", "plugin:TB_TaskUnchecked", "updateTask:", "Create task for email", "TaskButton",
      "Create tasks out of emails easily by using this button.",
      [](HostObject&) { return QSRemindersManager::sharedManager().tasksOptionsMenu(); }},

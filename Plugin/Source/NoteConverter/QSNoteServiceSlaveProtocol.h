@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "Core/Store/Condition.h"
@@ -32,6 +33,9 @@ public:
     virtual bool supportsTags() const = 0;
     virtual bool supportsAttachments() const = 0;
     virtual bool supportsReminders() const = 0;
+    // How links into the service's own program begin, in small letters and without the colon; empty when its notes
+    // open on the web alone.
+    virtual std::string noteLinkScheme() const { return {}; }
 };
 
 }  // namespace qs

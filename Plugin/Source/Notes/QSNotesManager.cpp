@@ -1,5 +1,9 @@
 #include "Notes/QSNotesManager.h"
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 #include "Application/MailApp.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
@@ -11,10 +15,10 @@
 #include "Mail/MailAccount.h"
 #include "NoteConverter/QSNoteServiceSlaveProtocol.h"
 #include "Notes/NoteFiles.h"
+#include "Notes/NoteServices.h"
 #include "Notes/QSNote.h"
 #include "Notes/QSNotebook.h"
 #include "Services/QSService.h"
-#include "Services/QSServiceSlave.h"
 #include "Services/QSServicesManager.h"
 #include "Services/ServiceTypes.h"
 #include "Settings/UserDefaults.h"
@@ -32,7 +36,11 @@ constexpr const char* kUserNotification = "com.apple.Mail.Quillstead.UserNotific
 constexpr const char* kLastNotebookKey = "QSQuillstead_LastNotebook_%@";
 constexpr const char* kDefaultNotebookKey = "QSQuillstead_Default_%@";
 
-void save() { QSPluginDelegate::sharedDelegate().saveCoreData(); }
+// False when something is left that could not be saved.
+bool save() {
+    QSPluginDelegate::sharedDelegate().saveCoreData();
+    return !storeContext().hasChanges();
+}
 UserDefaults& settings() { return QSPluginDelegate::quillsteadDefaults(); }
 
 void storeNotebook(const Notebook& notebook, const char* key, std::string_view accountIdentifier) {
@@ -47,16 +55,6 @@ void storeNotebook(const Notebook& notebook, const char* key, std::string_view a
 QSNotesManager::Identifier storedNotebook(const char* key, std::string_view accountIdentifier) {
     const Value stored = settings().objectForKey(stringWithFormat(key, {accountIdentifier}));
     return stored.type() == Value::Type::String ? QSNotesManager::Identifier(stored.stringValue()) : std::nullopt;
-}
-
-QSServiceRef serviceOf(const Notebook& notebook) {
-    const auto identifier = notebook ? notebook->serviceIdentifier() : std::nullopt;
-    return identifier ? QSServicesManager::sharedManager().serviceWithIdentifier(*identifier) : nullptr;
-}
-
-// Null when the service's worker is none for notes, or there is none.
-QSNoteServiceSlaveProtocol* connectorOf(QSService& service) {
-    return service.hasSlaveClass() ? dynamic_cast<QSNoteServiceSlaveProtocol*>(&service.slave()) : nullptr;
 }
 
 // Answers of workers come from any thread; ours is the main one.
@@ -198,14 +196,17 @@ void QSNotesManager::syncWithServices() {
     if (!hasNotesService()) return;
     for (const Note& note : pendingNotes()) {
         if (note->draft() || note->transmitting()) continue;
-        const auto service = serviceOf(note->notebook());
+        const auto service = serviceOfNotebook(note->notebook());
+        // A note that can't be set aside stays, and must not keep those behind it waiting for ever.
         if (!service) {
             logError("Could not find service for this note. Deleting it.");
-            return setAside(note, QSLocalizedString("Its notes service is gone."));
+            if (setAside(note, QSLocalizedString("Its notes service is gone."))) return;
+            continue;
         }
-        if (!connectorOf(*service)) {
+        if (!noteConnectorOf(*service)) {
             logError("Could not find service connector for this note.");
-            return setAside(note, QSLocalizedString("Its notes service can't take it."));
+            if (setAside(note, QSLocalizedString("Its notes service can't take it."))) return;
+            continue;
         }
         note->setTransmitting(true);
         transfer(note, service);
@@ -216,21 +217,22 @@ void QSNotesManager::syncWithServices() {
 void QSNotesManager::transfer(const Note& note, const QSServiceRef& service) {
     RunLoop::main().post([this, alive = std::weak_ptr(alive_), note, service] {
         if (alive.expired()) return;
-        const auto success = [this, alive, note, service](const Note& received) {
+        const auto answered = std::make_shared<bool>(false);  // the first answer counts; main thread
+        const auto success = [this, alive, answered, note, service](const Note& received) {
             onMainThread([=, this] {
-                if (!alive.expired()) didTransmit(note, received, *service);
+                if (!alive.expired() && !std::exchange(*answered, true)) didTransmit(note, received, *service);
             });
         };
-        const auto failure = [this, alive, note](const std::optional<Error>& error) {
+        const auto failure = [this, alive, answered, note](const std::optional<Error>& error) {
             onMainThread([=, this] {
-                if (!alive.expired()) didFail(note, error);
+                if (!alive.expired() && !std::exchange(*answered, true)) didFail(note, error);
             });
         };
         try {
-            connectorOf(*service)->convertNote(note, success, failure);
+            noteConnectorOf(*service)->convertNote(note, success, failure);
         } catch (const std::exception&) {
             logCaughtException("A note could not be sent; it stays and goes later");
-            note->setTransmitting(false);
+            if (!*answered) note->setTransmitting(false);
         }
     });
 }
@@ -239,8 +241,8 @@ void QSNotesManager::didTransmit(const Note& sent, const Note& received, const Q
     assertThat(sent == received, "Note object was changed!");
     sent->setIsRemote(true);
     sent->setTransmitting(false);
-    removeNoteFiles(sent->attachments());
-    save();
+    // While the store does not know that it is out, it may have to go again.
+    if (save()) removeNoteFiles(sent->attachments());
     QSPluginDelegate::sharedDelegate().refreshMessageList();  // rows show how it stands with their notes
     QSPluginDelegate::sharedDelegate().triggerHelperWithNotificationName(
         kUserNotification,
@@ -260,11 +262,12 @@ void QSNotesManager::didFail(const Note& note, const std::optional<Error>& error
     });
 }
 
-void QSNotesManager::setAside(const Note& note, const std::string& reason) {
-    if (note->isDeleted()) return;
-    if (const auto kept = recoveredRecords().keep(*note, reason, RunLoop::main().now()); !kept)
-        return logError("A note that could not be sent stays, as no copy of it can be kept: " +
-                        kept.error().description);
+bool QSNotesManager::setAside(const Note& note, const std::string& reason) {
+    if (note->isDeleted()) return true;
+    if (const auto kept = recoveredRecords().keep(*note, reason, RunLoop::main().now()); !kept) {
+        logError("A note that could not be sent stays, as no copy of it can be kept: " + kept.error().description);
+        return false;
+    }
     const std::string title = note->title().value_or("");
     deleteNote(note);
     save();
@@ -273,27 +276,38 @@ void QSNotesManager::setAside(const Note& note, const std::string& reason) {
         app->addNotice(stringWithFormat(QSLocalizedString("The note “%@” could not be sent. You can bring it back in "
                                                           "the preferences, among the notes."),
                                         {title}));
+    return true;
 }
 
 void QSNotesManager::cleanupDatabase() {
     RunLoop::main().post([this, alive = std::weak_ptr(alive_)] {
         if (alive.expired()) return;
         dropStaleNotebooks();
+        recoveredRecords().prune(RunLoop::main().now());
+        sweepNoteFiles();
+    });
+}
+
+// Only with full knowledge of what is needed: the notes that wait, and that none can be brought back.
+void QSNotesManager::sweepNoteFiles() {
+    const auto isNote = [](const RecoverableRecord& record) { return record.entity == QSNote::kEntityName; };
+    if (std::ranges::any_of(recoveredRecords().list(), isNote)) return;
+    askStore([](ManagedObjectContext& store) -> Result<void> {
+        const auto pending = store.fetch<QSNote>(QSNote::kIsRemote.is(false));
+        if (!pending) return failed(pending);
         std::vector<std::string> needed;
-        for (const Note& note : pendingNotes())
-            for (const std::string& path : note->attachments())
-                needed.push_back(path);
-        const Date now = RunLoop::main().now();
-        removeStrayNoteFiles(needed, now);
-        recoveredRecords().prune(now);
+        for (const Note& note : *pending)
+            std::ranges::copy(note->attachments(), std::back_inserter(needed));
+        removeStrayNoteFiles(needed, RunLoop::main().now());
+        return {};
     });
 }
 
 void QSNotesManager::dropStaleNotebooks() {
     std::vector<Notebook> stale;
     for (const Notebook& notebook : allNotebooks()) {
-        const auto service = serviceOf(notebook);
-        if (!service || !service->linked() || !connectorOf(*service)) stale.push_back(notebook);
+        const auto service = serviceOfNotebook(notebook);
+        if (!service || !service->linked() || !noteConnectorOf(*service)) stale.push_back(notebook);
     }
     deleteNotebooks(stale);
 }

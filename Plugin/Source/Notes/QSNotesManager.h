@@ -71,8 +71,10 @@ private:
     void didTransmit(const Note& sent, const Note& received, const QSService& service);
     void didFail(const Note& note, const std::optional<Error>& error);
     // Deletes what the person did not ask to delete: it can be restored for a while.
-    void setAside(const Note& note, const std::string& reason);
+    // False when no copy of it can be kept: then it stays.
+    bool setAside(const Note& note, const std::string& reason);
     void dropStaleNotebooks();
+    void sweepNoteFiles();
 
     TimerRef syncTimer_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -12,12 +12,11 @@
 #include "Models/ModelChanges.h"
 #include "Models/View.h"
 #include "NoteConverter/QSNoteServiceSlaveProtocol.h"
+#include "Notes/NoteServices.h"
 #include "Notes/QSNote.h"
 #include "Notes/QSNotebook.h"
 #include "Notes/QSNotesManager.h"
 #include "Services/QSService.h"
-#include "Services/QSServiceSlave.h"
-#include "Services/QSServicesManager.h"
 #include "Services/ServiceTypes.h"
 #include "Text/Ascii.h"
 
@@ -141,14 +140,9 @@ private:
 
     // What the notebook's service can't take is hidden.
     void selectNotebook() {
-        const auto notebook = note_->notebook();
-        const auto identifier = notebook ? notebook->serviceIdentifier() : std::nullopt;
-        const auto service =
-            identifier ? QSServicesManager::sharedManager().serviceWithIdentifier(*identifier) : nullptr;
+        const auto service = serviceOfNotebook(note_->notebook());
         assertThat(!service || service->utilityType() == kNotesUtility, "Note feature requires a note service");
-        const auto* worker = service && service->hasSlaveClass()
-                                 ? dynamic_cast<QSNoteServiceSlaveProtocol*>(&service->slave())
-                                 : nullptr;
+        const auto* worker = service ? noteConnectorOf(*service) : nullptr;
         const bool takesReminders = worker && worker->supportsReminders();
         FormControl& tags = *form_->control("tags");
         tags.hidden = !worker || !worker->supportsTags();

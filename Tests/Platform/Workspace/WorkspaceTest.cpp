@@ -67,6 +67,18 @@ TEST_F(WorkspaceTest, OtherAddressesGoNowhere) {
         EXPECT_FALSE(workspace_->openURL(url)) << url;
 }
 
+TEST_F(WorkspaceTest, AProgramsAddressesOpenForWhoeverKnowsItsScheme) {
+    program("bin/xdg-open");
+    for (const char* url : {"papers:///view/1/s1/$(id)/", "PAPERS:x"}) {
+        ASSERT_TRUE(workspace_->openURLOfProgram(url, "papers")) << url;
+        EXPECT_THAT(wordsOfNextStart(), ElementsAre("xdg-open", url));
+    }
+    for (const char* url : {"file:///etc/passwd", "papers2://x", "papers", "papers:", "papers:a b", "--help", ""})
+        EXPECT_FALSE(workspace_->openURLOfProgram(url, "papers")) << url;
+    for (const char* scheme : {"", "--help", "pa pers"})
+        EXPECT_FALSE(workspace_->openURLOfProgram(std::string(scheme) + ":x", scheme)) << scheme;
+}
+
 TEST_F(WorkspaceTest, WithoutADesktopItSaysSo) {
     const auto opened = workspace_->openURL("https://example.com");
     ASSERT_FALSE(opened);

@@ -1,18 +1,12 @@
-// Notes as a person makes them in the viewer: of one message, of a part of it, of several; the menu; what is said when
-// it can't be done.
-#include <algorithm>
-
+// Notes as a person makes them in the viewer: of one message, of a part of it, of several; what is said when it can't
+// be done.
 #include "Foundation/FileSystem.h"
-#include "MainViewer.h"
 #include "Models/Form.h"
-#include "Models/Menu.h"
-#include "Models/Toolbar.h"
 #include "Models/View.h"
 #include "Notes/NotesTestSupport.h"
 #include "PreferencesWindow.h"
 #include "Responders.h"
 #include "Support/AlertAnswers.h"
-#include "Viewer/MessageViewer.h"
 
 namespace qs {
 namespace {
@@ -27,7 +21,6 @@ using ::testing::SizeIs;
 const Operation<void(HostObject* sender)> createQuickNote{"createQuickNote:"};
 const Operation<void(HostObject* sender)> createNoteWithDialog{"createNoteWithDialog:"};
 const Operation<void(int tag)> createNoteWithActionTag{"createNoteWithActionTag:"};
-const Operation<std::shared_ptr<Menu>()> notesMenu{"notesMenu"};
 
 constexpr const char* kWithAttachment =
     "From: \"Lovelace, Ada\" <ada@mill.example>\r\nTo: Ben <ben@example.org>, ada@example.org\r\nCc: c@example.org\r\n"
@@ -42,37 +35,6 @@ constexpr const char* kWithAttachment =
 
 class NoteActionsTest : public NotesTest {
 protected:
-    void startWithService(int osMinor = 12) {
-        start({.osMinor = osMinor});
-        service_ = linkedService();
-        plain_ = notebook(service_, "Plain");
-    }
-    MessageRef add(std::string_view content, const char* account = "ada") {
-        auto& library = host_->library();
-        auto message = library.add(*library.mailbox(account, MailboxKind::Inbox, true), content, {.seen = true},
-                                   host_->loop().now());
-        host_->settle();
-        return message.value();
-    }
-    static std::string simple(const std::string& id, const std::string& body = "Text of it",
-                              const std::string& type = "text/plain") {
-        return "From: m@mill.example\r\nSubject: About " + id + "\r\n" +
-               (id.empty() ? "" : "Message-Id: <" + id + ">\r\n") + "Content-Type: " + type + "\r\n\r\n" + body +
-               "\r\n";
-    }
-    void select(const MessageList& messages) {
-        std::vector<std::int64_t> ids;
-        for (const auto& each : messages)
-            ids.push_back(each->libraryID());
-        host_->viewer().selectIDs(ids);
-        host_->settle();
-    }
-    std::vector<std::string> labelsOf(const Menu& menu) {
-        std::vector<std::string> labels;
-        for (const auto& item : menu.itemArray())
-            labels.push_back(item->isSeparatorItem() ? "-" : item->title());
-        return labels;
-    }
     std::shared_ptr<FormModel> sheet() { return host_->viewer().window()->currentSheet(); }
     void press(int button) {
         const FormButton pressed = sheet()->buttons[static_cast<std::size_t>(button)];
@@ -91,14 +53,11 @@ protected:
         const auto all = context().fetch<QSNote>().value();
         return all.size() == 1 ? all.front() : nullptr;
     }
-
-    QSServiceRef service_;
-    std::shared_ptr<QSNotebook> plain_;
 };
 
 TEST_F(NoteActionsTest, AQuickNoteHasAllOfTheMailAndGoesOutAtOnce) {
     for (const int minor : {10, 11, 12}) {
-        startWithService(minor);
+        startWithService({.osMinor = minor});
         const auto other = notebook(service_, "Other");
         notes().setDefaultNotebook(other, "ada");
         notes().setLastUsedNotebook(plain_, "ada");
@@ -163,7 +122,7 @@ TEST_F(NoteActionsTest, WhatIsSelectedBecomesTheNoteAndIsMadeSafe) {
 
 TEST_F(NoteActionsTest, SeveralMessagesBecomeNotesOfTheirAccountsWithoutASheet) {
     for (const int minor : {11, 12}) {
-        startWithService(minor);
+        startWithService({.osMinor = minor});
         const auto bens = notebook(service_, "Ben's");
         notes().setDefaultNotebook(bens, "ben");
         host_->viewer().selectMailbox("");
@@ -273,8 +232,43 @@ TEST_F(NoteActionsTest, WhatKeepsANoteFromBeingMadeIsTold) {
     select({});
     createNoteWithActionTag(host_->viewer(), 4416);
     EXPECT_THAT(answers.seen, ElementsAre("Failed to create note", "Failed to create note"));
+    EXPECT_THAT(answers.texts, ElementsAre("Selected message does not have a valid message identifier.",
+                                           "Could not create internal note."));
     EXPECT_THAT(context().fetch<QSNote>().value(), IsEmpty());
     EXPECT_TRUE(log_.contains("Cannot create a note without a connected notebook!"));
+}
+
+TEST_F(NoteActionsTest, AMessageWithoutContentEndsARunAndWhatWasMadeStays) {
+    startWithService();
+    AlertAnswers answers;
+    MessageList added;
+    const std::string empty = "Subject: Empty\r\nMessage-Id: <b@x.example>\r\nContent-Type: text/html\r\n\r\n";
+    for (const std::string& content : {simple("a@x.example"), empty, simple("c@x.example")}) {
+        added.push_back(add(content));
+        host_->advance(1);
+    }
+    select(added);
+    const auto first = host_->viewer().selectedMessages().front()->messageID();
+    createQuickNote(host_->viewer(), nullptr);
+    host_->settle();
+    EXPECT_THAT(answers.seen, ElementsAre("Failed to create note"));
+    EXPECT_THAT(answers.texts, ElementsAre("Could not extract the contents of the selected message."));
+    ASSERT_TRUE(onlyNote());
+    EXPECT_EQ(onlyNote()->messageID(), first);
+    EXPECT_THAT(worker(service_).given, SizeIs(1));
+}
+
+TEST_F(NoteActionsTest, ACancelledNoteThatTheStoreStillHasKeepsItsFiles) {
+    startWithService();
+    select({add(kWithAttachment)});
+    createNoteWithDialog(host_->viewer(), nullptr);
+    host_->settle();
+    delegate().saveCoreData();
+    const auto file = onlyNote()->attachments()[0];
+    auto editor = context().registerEditor([] { return false; });
+    press(1);
+    EXPECT_EQ(onlyNote(), nullptr);
+    EXPECT_TRUE(FileSystem::real().exists(file)) << "after a crash the note would be there again";
 }
 
 TEST_F(NoteActionsTest, WithoutAServiceTheServicesAreOffered) {
@@ -288,69 +282,12 @@ TEST_F(NoteActionsTest, WithoutAServiceTheServicesAreOffered) {
     createNoteWithDialog(host_->viewer(), nullptr);
     host_->settle();
     EXPECT_THAT(answers.seen, ElementsAre("No notes service available", "No notes service available"));
+    EXPECT_EQ(answers.texts.front(),
+              "Before you can create notes from your emails, you need to link Quillstead to a notes "
+              "service. Do you want to do this now?");
     EXPECT_EQ(host_->application().preferences().selectedModule(), "Quillstead");
     EXPECT_EQ(host_->application().preferences().form()->shownGroup, "Services");
     EXPECT_EQ(sheet(), nullptr);
-}
-
-TEST_F(NoteActionsTest, TheMenuFollowsTheSelectionAndListsTheNotesOfIt) {
-    startWithService();
-    const auto one = add(simple("p@x.example")), other = add(simple("q@x.example"));
-    const auto sent = note(plain_, "Sent"), waiting = note(plain_, "Waiting", true);
-    for (const auto& each : {sent, waiting})
-        each->setMessageID("p@x.example");
-    sent->setRemoteURL("https://notes.example/1");
-    waiting->setNotebook(nullptr);
-    defaults().setObject(Dictionary{{"charactersIgnoringModifiers", "k"}, {"modifierFlags", 1 << 20}},
-                         "QSCreateQuickNoteShortcut");
-    const auto menu = notesMenu(host_->viewer());
-    EXPECT_EQ(notesMenu(host_->viewer()), menu);
-
-    select({one});
-    menu->update();
-    menu->update();
-    EXPECT_THAT(labelsOf(*menu),
-                ElementsAre("Notes", "Create quick note", "Create note", "-", "Associated Notes", "Sent", "Waiting"));
-    EXPECT_EQ(menu->itemWithTag(4416)->keyEquivalent(), "k");
-    EXPECT_EQ(menu->itemWithTag(4417)->isEnabled(), true);
-    EXPECT_EQ(menu->itemAtIndex(5)->isEnabled(), true);
-    EXPECT_EQ(menu->itemAtIndex(5)->imageName(), "plugin:OneNote_Icon");
-    EXPECT_EQ(menu->itemAtIndex(5)->indentationLevel(), 1);
-    EXPECT_EQ(menu->itemAtIndex(6)->isEnabled(), false);
-    EXPECT_EQ(menu->itemAtIndex(6)->imageName(), "plugin:MessageListNoteTemplate");
-    const auto item = menu->itemAtIndex(5);
-    EXPECT_TRUE(host_->application().sendAction("openNote:", item->target().get(), item.get()));
-    EXPECT_THAT(workspace_->openedUrls, ElementsAre("https://notes.example/1"));
-
-    select({one, other});
-    menu->update();
-    EXPECT_EQ(menu->itemWithTag(4417)->isEnabled(), false);
-    EXPECT_EQ(menu->itemWithTag(4416)->isEnabled(), true);
-    select({});
-    menu->update();
-    EXPECT_EQ(menu->itemWithTag(4416)->isEnabled(), false);
-    EXPECT_THAT(labelsOf(*menu), SizeIs(3));
-    select({one});
-    service_->markAsLinked(false);
-    menu->update();
-    EXPECT_THAT(labelsOf(*menu), SizeIs(3));
-}
-
-TEST_F(NoteActionsTest, TheToolbarHasNotesAtItsEnd) {
-    startWithService();
-    const auto toolbar = host_->viewer().toolbar();
-    const auto identifiers = toolbar_delegate::defaultItemIdentifiers(host_->viewer(), *toolbar);
-    EXPECT_EQ(identifiers.back(), "Notes");
-    toolbar->insertItemWithItemIdentifier("Notes", 99);
-    const auto item = toolbar->items().back();
-    EXPECT_EQ(item->action, "createQuickNote:");
-    EXPECT_EQ(item->toolTip, "Convert selected emails to notes.");
-    EXPECT_EQ(item->menu, notesMenu(host_->viewer()));
-    toolbar->validateVisibleItems();
-    EXPECT_FALSE(item->enabled);
-    select({add(simple("p@x.example"))});
-    toolbar->validateVisibleItems();
-    EXPECT_TRUE(item->enabled);
 }
 
 }  // namespace

@@ -41,8 +41,12 @@ TEST_F(NoteConverterTest, NotebooksFollowTheService) {
     note(two, "In two");
     int announced = 0;
     const auto observation = notes().addObserver("allNotebooks", [&](bool isPrior) { announced += isPrior ? 1 : 10; });
+    int told = 0;
+    const auto accounts =
+        services().addObserver("mailAccountSettings", [&](bool isPrior) { told += isPrior ? 1 : 10; });
     converter.updateNotebooks({{"2", "Second"}, {"3", "Three"}});
     EXPECT_EQ(announced, 11);
+    EXPECT_EQ(told, 11);
     EXPECT_THAT(namesOf(notes().notebooksWithServiceIdentifier(service->uniqueIdentifier())),
                 ElementsAre("Second", "Three"));
     EXPECT_EQ(notes().notebookWithIdentifier("2"), two);
@@ -51,6 +55,20 @@ TEST_F(NoteConverterTest, NotebooksFollowTheService) {
 
     converter.updateNotebooks({});
     EXPECT_EQ(notes().noteWithIdentifier("id of In two")->notebook(), nullptr);
+}
+
+TEST_F(NoteConverterTest, AFallbackIsForAccountsWhoseDefaultIsNone) {
+    start();
+    const auto chosen = notebook(linkedService(), "Chosen");
+    const auto stored = [&](const char* account) {
+        return defaults().objectForKey(std::string("QSQuillstead_Default_") + account).stringValue();
+    };
+    notes().setDefaultFallbackNotebook(chosen);
+    EXPECT_EQ(stored("ada") + stored("ben"), "") << "the first of all is everybody's default";
+    notes().deleteNotebooks({chosen});
+    notes().setDefaultFallbackNotebook(chosen);
+    EXPECT_EQ(stored("ada"), "id of Chosen");
+    EXPECT_EQ(stored("ben"), "id of Chosen");
 }
 
 TEST_F(NoteConverterTest, ABusinessNotebookIsMarkedInMenus) {

@@ -56,7 +56,16 @@ TEST_F(NoteSettingsTest, ANoteThatCouldNotBeSentIsBroughtBackAndGoesOut) {
     AlertAnswers answers;
     control("setAsideNotes")->onChange(rows[0].value);
     EXPECT_THAT(answers.seen, ElementsAre("The Note Can't Be Brought Back"));
+    EXPECT_THAT(answers.texts, ElementsAre("Please link Quillstead to a notes service first."));
     notebook(service, "Another");
+    {
+        auto editor = context().registerEditor([] { return false; });
+        control("setAsideNotes")->onChange(rows[0].value);
+        host_->settle();
+    }
+    EXPECT_THAT(notes().pendingNotes(), IsEmpty()) << "what could not be saved";
+    ASSERT_TRUE(control("setAsideNotes")) << "can still be brought back";
+    EXPECT_THAT(worker(service).given, SizeIs(1));
     control("setAsideNotes")->onChange(rows[0].value);
     host_->settle();
     ASSERT_THAT(worker(service).titles(), ElementsAre("Lost", "Lost"));

@@ -1,7 +1,6 @@
-// Notes and notebooks: making and finding them, the accounts' choices, and the pass that hands waiting notes to the
-// workers of their services.
+// Notes and notebooks: making and finding them, the accounts' choices, and what is cleaned up.
+#include "Core/QSObjectStore.h"
 #include "Core/SetAsideRecords.h"
-#include "Foundation/Assertion.h"
 #include "Foundation/FileSystem.h"
 #include "Notes/NoteFiles.h"
 #include "Notes/NotesTestSupport.h"
@@ -15,22 +14,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-class NotesManagerTest : public NotesTest {
-protected:
-    void startWithService() {
-        start();
-        service_ = linkedService();
-        plain_ = notebook(service_, "Plain");
-    }
-    void sync() {
-        notes().syncWithServices();
-        host_->settle();
-    }
-    TestNoteConverter& worker() { return NotesTest::worker(service_); }
-
-    QSServiceRef service_;
-    std::shared_ptr<QSNotebook> plain_;
-};
+using NotesManagerTest = NotesTest;
 
 TEST_F(NotesManagerTest, NotebooksAreListedByServiceThenByNameAsPeopleReadIt) {
     start();
@@ -130,140 +114,6 @@ TEST_F(NotesManagerTest, ANewNoteIsADraftWithTheTagsOfTheSettings) {
     EXPECT_FALSE(made->isRemote());
 }
 
-TEST_F(NotesManagerTest, WaitingNotesGoOutSideBySideAndEachOnce) {
-    startWithService();
-    const auto one = note(plain_, "One"), two = note(plain_, "Two");
-    note(plain_, "Draft", true);
-    sync();
-    sync();
-    EXPECT_THAT(worker().titles(), ElementsAre("One", "Two"));
-    EXPECT_TRUE(one->transmitting());
-
-    one->setUniqueIdentifier("the service's own");
-    worker().given[0].success(one);
-    host_->settle();
-    EXPECT_TRUE(one->isRemote());
-    EXPECT_FALSE(one->transmitting());
-    EXPECT_EQ(notes().noteWithIdentifier("id of One"), nullptr);
-    ASSERT_THAT(distributed_->posted, SizeIs(1));
-    EXPECT_EQ(distributed_->posted[0].name, "com.apple.Mail.Quillstead.UserNotification");
-    EXPECT_EQ(distributed_->posted[0].userInfo["title"].stringValue(), "Note Transmitted");
-    EXPECT_EQ(distributed_->posted[0].userInfo["subtitle"].stringValue(),
-              "A note was successfully transmitted to OneNote.");
-    sync();
-    EXPECT_THAT(worker().given, SizeIs(2));
-}
-
-TEST_F(NotesManagerTest, AnAnswerMayComeFromAnotherThread) {
-    startWithService();
-    const auto sent = note(plain_, "One");
-    sync();
-    RunLoop::main().postToGlobalQueue([success = worker().given[0].success, sent] { success(sent); });
-    host_->settle();
-    EXPECT_TRUE(sent->isRemote());
-}
-
-TEST_F(NotesManagerTest, AnotherNoteThanTheOneSentIsAFault) {
-    startWithService();
-    const auto sent = note(plain_, "Sent"), other = note(plain_, "Other", true);
-    sync();
-    EXPECT_THROW(worker().given[0].success(other), AssertionFailure);
-    EXPECT_TRUE(log_.contains("Note object was changed!"));
-    EXPECT_FALSE(sent->isRemote());
-}
-
-TEST_F(NotesManagerTest, AFailureForNowIsTriedAgainWithTheNextPass) {
-    startWithService();
-    const auto waiting = note(plain_, "One");
-    sync();
-    worker().given[0].failure(Error{"Service", 19, "Too much.", {{std::string(QSErrorRetryLaterKey), true}}});
-    host_->settle();
-    EXPECT_TRUE(log_.contains("Failed to convert local note to Evernote: Too much."));
-    EXPECT_FALSE(waiting->isDeleted());
-    host_->advance(300);
-    EXPECT_THAT(worker().titles(), ElementsAre("One", "One"));
-}
-
-TEST_F(NotesManagerTest, AFinalFailureDeletesTheNoteAndItCanBeBroughtBack) {
-    startWithService();
-    struct Case {
-        const char *why, *reason;
-        std::optional<Error> error;
-    };
-    for (const Case& c :
-         {Case{"an error without a word about later", "Refused.", Error{"Service", 2, "Refused.", {}}},
-          Case{"an error that says not later", "No.", Error{"Service", 2, "No.", {{"QSErrorRetryLaterKey", false}}}},
-          Case{"no error at all", "The service did not take it.", std::nullopt}}) {
-        const auto lost = note(plain_, c.why);
-        lost->setContent("<p>Everything I know</p>");
-        sync();
-        worker().given.back().failure(c.error);
-        EXPECT_FALSE(lost->isDeleted()) << c.why;  // not within the worker's call
-        host_->settle();
-        EXPECT_TRUE(lost->isDeleted()) << c.why;
-
-        const auto kept = recoveredRecords().list();
-        ASSERT_FALSE(kept.empty()) << c.why;
-        EXPECT_EQ(kept.front().reason, c.reason);
-        const auto back = recoveredRecords().restore(kept.front().name, context());
-        ASSERT_TRUE(back) << back.error().description;
-        EXPECT_EQ(std::dynamic_pointer_cast<QSNote>(*back)->content(), "<p>Everything I know</p>");
-        notes().deleteNote(std::dynamic_pointer_cast<QSNote>(*back));
-        ASSERT_TRUE(recoveredRecords().forget(kept.front().name));
-    }
-}
-
-TEST_F(NotesManagerTest, WithoutALinkedServiceWaitingNotesStay) {
-    startWithService();
-    const auto waiting = note(plain_, "One");
-    service_->markAsLinked(false);
-    sync();
-    EXPECT_FALSE(waiting->isDeleted());
-    EXPECT_THAT(worker().given, IsEmpty());
-}
-
-TEST_F(NotesManagerTest, APassEndsWithTheFirstNoteWhoseServiceIsGone) {
-    startWithService();
-    const auto gone = linkedService();
-    const auto lost = notebook(gone, "Lost");
-    note(lost, "One");
-    note(lost, "Two");
-    const auto waiting = note(plain_, "Three");
-    services().removeService(gone);
-    for (std::size_t left : {2u, 1u}) {
-        EXPECT_THAT(worker().given, IsEmpty());
-        sync();
-        EXPECT_THAT(notes().pendingNotes(), SizeIs(left));
-    }
-    EXPECT_TRUE(log_.contains("Could not find service for this note. Deleting it."));
-    sync();
-    EXPECT_THAT(worker().titles(), ElementsAre("Three"));
-    EXPECT_THAT(recoveredRecords().list(), SizeIs(2));
-}
-
-TEST_F(NotesManagerTest, ANoteForAServiceThatTakesNoNotesIsDeleted) {
-    startWithService();
-    const auto box = services().addServiceOfType(6);
-    const auto misled = note(notebook(box, "Misled"), "One");
-    sync();
-    EXPECT_TRUE(misled->isDeleted());
-    EXPECT_TRUE(log_.contains("Could not find service connector for this note."));
-}
-
-TEST_F(NotesManagerTest, PassesRunFiveSecondsAfterTheStartAndThenEveryFiveMinutes) {
-    startWithService();
-    note(plain_, "One");
-    std::vector<std::size_t> passes;
-    for (const double wait : {4.9, 0.1, 294.9, 0.1, 300.0}) {
-        host_->advance(wait);
-        for (const auto& given : worker().given)
-            if (given.note->transmitting())
-                given.failure(Error{"Service", 19, "", {{std::string(QSErrorRetryLaterKey), true}}});
-        passes.push_back(worker().given.size());
-    }
-    EXPECT_THAT(passes, ElementsAre(0, 1, 1, 2, 3));
-}
-
 TEST_F(NotesManagerTest, NotebooksOfServicesThatAreGoneAreDroppedAndTheirNotesAreNot) {
     startWithService();
     host_->settle();
@@ -281,18 +131,19 @@ TEST_F(NotesManagerTest, NotebooksOfServicesThatAreGoneAreDroppedAndTheirNotesAr
     EXPECT_EQ(orphan->notebook(), nullptr);
 }
 
-TEST_F(NotesManagerTest, ADraftThatACrashLeftGoesOutAfterTheNextStart) {
+TEST_F(NotesManagerTest, ItCleansUpWhenItIsMade) {
     startWithService();
-    note(plain_, "Left", true);
+    const auto removed = linkedService();
+    notebook(removed, "Removed");
+    services().removeService(removed);
     services().saveToPreferences();
     delegate().saveCoreData();
-    const auto identifier = *service_->uniqueIdentifier();
     service_.reset();
     plain_.reset();
     restartPlugin();
+    EXPECT_THAT(notes().allNotebooks(), SizeIs(2));
     host_->settle();
-    host_->advance(5);
-    EXPECT_THAT(NotesTest::worker(services().serviceWithIdentifier(identifier)).titles(), ElementsAre("Left"));
+    EXPECT_THAT(namesOf(notes().allNotebooks()), ElementsAre("Plain"));
 }
 
 TEST_F(NotesManagerTest, FilesOfANoteGoWhenTheServiceHasThemAndStayWhileItWaits) {
@@ -313,6 +164,14 @@ TEST_F(NotesManagerTest, FilesOfANoteGoWhenTheServiceHasThemAndStayWhileItWaits)
     host_->settle();
     EXPECT_FALSE(FileSystem::real().exists(sent->attachments()[0]));
     EXPECT_TRUE(FileSystem::real().exists(waiting->attachments()[1]));
+    waiting->setDraft(false);
+    sync();
+    {
+        auto editor = context().registerEditor([] { return false; });
+        worker().given[1].success(waiting);
+        host_->settle();
+    }
+    EXPECT_TRUE(FileSystem::real().exists(waiting->attachments()[1])) << "for the store it is still on its way";
 
     // Long after, what no note names any more is swept, and nothing else.
     const auto stray = writeNoteFile("gone", "left.txt", "nobody's").value();
@@ -322,6 +181,38 @@ TEST_F(NotesManagerTest, FilesOfANoteGoWhenTheServiceHasThemAndStayWhileItWaits)
     removeStrayNoteFiles(waiting->attachments(), later);
     EXPECT_FALSE(FileSystem::real().exists(stray.parent_path()));
     EXPECT_TRUE(FileSystem::real().exists(waiting->attachments()[1]));
+}
+
+TEST_F(NotesManagerTest, FilesAreSweptOnlyWhenItIsKnownWhatIsNeeded) {
+    start({.start = Date{4'000'000'000}});  // long after anything written here
+    service_ = linkedService();
+    const auto lost = note(notebook(service_, "Plain"), "Lost");
+    host_->settle();
+    const auto stray = writeNoteFile("gone", "left.txt", "nobody's").value();
+    sync();
+    worker().given[0].failure(Error{"Service", 2, "Refused.", {}});
+    const auto isThereAfterCleanup = [&] {
+        host_->settle();
+        notes().cleanupDatabase();
+        host_->settle();
+        return FileSystem::real().exists(stray);
+    };
+    EXPECT_TRUE(isThereAfterCleanup()) << "it may be a file of the note that can be brought back";
+    for (const auto& record : recoveredRecords().list())
+        ASSERT_TRUE(recoveredRecords().forget(record.name));
+
+    delegate().saveCoreData();
+    service_.reset();
+    MailBundleUnload();
+    const auto store = objectStoreFile(), aside = store.parent_path() / "aside";
+    std::filesystem::rename(store, aside);
+    ASSERT_TRUE(FileSystem::real().writeNew(store, std::string(5000, 'x')));
+    load();
+    EXPECT_TRUE(isThereAfterCleanup()) << "the store can't say which notes wait";
+    MailBundleUnload();
+    std::filesystem::rename(aside, store);
+    load();
+    EXPECT_FALSE(isThereAfterCleanup());
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "Core/Store/ManagedObjectContext.h"
 #include "Keychain/Keychain.h"
+#include "MainViewer.h"
 #include "NoteConverter/QSNoteConverter.h"
 #include "Notes/QSNote.h"
 #include "Notes/QSNotebook.h"
@@ -28,6 +29,7 @@ public:
     };
     std::vector<Given> given;
     bool supports = true;
+    std::string linkScheme;
 
     using QSNoteConverter::QSNoteConverter;
     using QSNoteConverter::setAvailableTagNames;
@@ -41,6 +43,7 @@ public:
     bool supportsTags() const override { return supports; }
     bool supportsAttachments() const override { return supports; }
     bool supportsReminders() const override { return supports; }
+    std::string noteLinkScheme() const override { return linkScheme; }
 
     std::vector<std::string> titles() const {
         std::vector<std::string> found;
@@ -60,6 +63,12 @@ protected:
         };
         startHost(std::move(options));
         useTestWorkers();
+    }
+    // With a linked service and a notebook of it, "Plain".
+    void startWithService(TemporaryHostOptions options = {}) {
+        start(std::move(options));
+        service_ = linkedService();
+        plain_ = notebook(service_, "Plain");
     }
     // After each start of the plug-in, before its services are asked for.
     void useTestWorkers() {
@@ -95,6 +104,27 @@ protected:
         made->setDraft(isDraft);
         return made;
     }
+    // A message comes into an inbox.
+    MessageRef add(std::string_view content, const char* account = "ada") {
+        auto& library = host_->library();
+        auto message = library.add(*library.mailbox(account, MailboxKind::Inbox, true), content, {.seen = true},
+                                   host_->loop().now());
+        host_->settle();
+        return message.value();
+    }
+    static std::string simple(const std::string& id, const std::string& body = "Text of it",
+                              const std::string& type = "text/plain") {
+        return "From: m@mill.example\r\nSubject: About " + id + "\r\n" +
+               (id.empty() ? "" : "Message-Id: <" + id + ">\r\n") + "Content-Type: " + type + "\r\n\r\n" + body +
+               "\r\n";
+    }
+    void select(const MessageList& messages) {
+        std::vector<std::int64_t> ids;
+        for (const auto& each : messages)
+            ids.push_back(each->libraryID());
+        host_->viewer().selectIDs(ids);
+        host_->settle();
+    }
     static std::vector<std::string> namesOf(const std::vector<std::shared_ptr<QSNotebook>>& notebooks) {
         std::vector<std::string> names;
         for (const auto& each : notebooks)
@@ -102,7 +132,15 @@ protected:
         return names;
     }
 
+    TestNoteConverter& worker() { return worker(service_); }
+    void sync() {
+        notes().syncWithServices();
+        host_->settle();
+    }
+
     TemporaryFolder keychainFolder_;
+    QSServiceRef service_;
+    std::shared_ptr<QSNotebook> plain_;
 };
 
 }  // namespace qs
