@@ -142,11 +142,19 @@ void DovecotServer::writeConfiguration(const Options& options) {
                                                      {"@GID@", std::to_string(user.pw_gid)},
                                                      {"@PORT@", std::to_string(port_)},
                                                      {"@TLSPORT@", std::to_string(tlsPort_)}});
+    std::string settings = options.settings;
+    if (!options.tokenJudge.empty()) {
+        own(folder_.write("oauth2", "introspection_mode = auth\nusername_attribute = email\nintrospection_url = " +
+                                        options.tokenJudge + "\n"));
+        settings +=
+            "\nauth_mechanisms = plain xoauth2\npassdb {\n  driver = oauth2\n  mechanisms = xoauth2\n  args = " +
+            (folder_ / "oauth2").string() + "\n}\n";
+    }
     fs::create_directories(folder_ / "home");
     for (const fs::path& each :
          {folder_.path(), folder_ / "home", folder_.write("users", users),
-          folder_.write("dovecot.conf", text + options.settings + "\n"),
-          folder_.write("certificate.pem", identity.certificate), folder_.write("key.pem", identity.key)})
+          folder_.write("dovecot.conf", text + settings + "\n"), folder_.write("certificate.pem", identity.certificate),
+          folder_.write("key.pem", identity.key)})
         own(each);
 }
 

@@ -26,7 +26,11 @@ public:
     struct Options {
         std::map<std::string, std::string> users{{"ada", "analytical"}, {"sam", "gardener-of-bag-end"}};  // passwords
         std::string certificateName = "127.0.0.1";
-        std::string settings;  // added to the configuration
+        std::string settings = {};  // added to the configuration
+        // Who is asked about the access tokens of XOAUTH2, each in an "Authorization" header: a web address that
+        // answers
+        // {"email": user}.
+        std::string tokenJudge = {};
     };
     static bool isInstalled();
     DovecotServer();  // throws, with what the server said, when it does not start

@@ -69,6 +69,14 @@ Result<void> putAccount(MailEngine& engine, AccountRecord record) {
     return {};
 }
 
+void tryAgainWithNewSecrets(MailEngine& engine, std::string_view identifier) {
+    engine.sync().syncNow(identifier);
+    for (const DeliveryStatus& status : engine.deliveries().statuses())
+        if (status.account == identifier && status.state == DeliveryStatus::State::Failed)
+            if (const auto tried = engine.deliveries().tryNow(status.uniqueID); !tried)
+                logWarning("a message that was refused is not tried again: " + tried.error().description);
+}
+
 Result<void> removeAccount(MailEngine& engine, std::string_view identifier, MailOfAccount mail) {
     const std::string name(identifier);
     const AccountRecord* const record = engine.accounts().find(name);

@@ -18,6 +18,8 @@ inline constexpr std::string_view MailAccountsDidChangeNotification = "MailAccou
 std::string freshAccountIdentifier(MailEngine& engine, std::string_view address);
 // Adds or replaces.
 Result<void> putAccount(MailEngine& engine, AccountRecord record);
+// What had stopped for want of a password or a sign-in goes on: the mail at the server, messages that were refused.
+void tryAgainWithNewSecrets(MailEngine& engine, std::string_view identifier);
 enum class MailOfAccount {
     Stays,  // its folder is left as it is
     Goes    // deleted, but never a Maildir tree of the person's own

@@ -1,6 +1,7 @@
 #include "Accounts/AccountSecrets.h"
 
 #include <mutex>
+#include <vector>
 
 #include "AccountRecord.h"
 #include "Foundation/Json.h"
@@ -96,6 +97,17 @@ Result<void> writeTokens(std::string_view identifier, const MailTokens& tokens) 
                                                                      {"clientSecret", tokens.clientSecret}}));
 }
 
+void removeItems(const std::vector<KeychainName>& items) {
+    const auto keychain = Platform::current().keychain;
+    if (!keychain) return;
+    const std::lock_guard hold(signInLock());
+    for (const KeychainName& item : items) {
+        const auto removed = keychain->remove(item);
+        if (!removed && keychainError(removed.error()) != KeychainError::Missing)
+            logWarning("a password stays in the keychain: " + removed.error().description);
+    }
+}
+
 }  // namespace
 
 void setAccessTokenSource(AccessTokenSource source) {
@@ -163,15 +175,55 @@ bool account_secrets::isNotSignedIn(const Error& error) {
 }
 
 void account_secrets::forget(std::string_view identifier) {
+    removeItems({passwordOf(identifier, ServerSide::Incoming), passwordOf(identifier, ServerSide::Outgoing),
+                 signInOf(identifier)});
+}
+
+void account_secrets::forgetUnused(const AccountRecord& account) {
+    const auto usesPassword = [](const auto& server) {
+        return server && server->authentication == ServerAuthentication::Password && !server->user.empty() &&
+               server->passwordCommand.empty();
+    };
+    const bool isShared = account.incoming && !account.hasOwnOutgoingPassword;
+    std::vector<KeychainName> items;
+    if (!usesPassword(account.incoming)) items.push_back(passwordOf(account.identifier, ServerSide::Incoming));
+    if (isShared || !usesPassword(account.outgoing))
+        items.push_back(passwordOf(account.identifier, ServerSide::Outgoing));
+    if (!account.signIn) items.push_back(signInOf(account.identifier));
+    removeItems(items);
+}
+
+Result<account_secrets::Everything> account_secrets::everythingOf(std::string_view identifier) {
     const auto keychain = Platform::current().keychain;
-    if (!keychain) return;
-    const std::lock_guard hold(signInLock());
-    for (const KeychainName& item : {passwordOf(identifier, ServerSide::Incoming),
-                                     passwordOf(identifier, ServerSide::Outgoing), signInOf(identifier)}) {
-        const auto removed = keychain->remove(item);
-        if (!removed && keychainError(removed.error()) != KeychainError::Missing)
-            logWarning("a password stays in the keychain: " + removed.error().description);
+    if (!keychain) return noKeychain();
+    Everything all;
+    for (const auto& [item, place] : {std::pair(passwordOf(identifier, ServerSide::Incoming), &all.incoming),
+                                      std::pair(passwordOf(identifier, ServerSide::Outgoing), &all.outgoing),
+                                      std::pair(signInOf(identifier), &all.signIn)}) {
+        auto secret = keychain->read(item);
+        const auto error = secret ? std::nullopt : keychainError(secret.error());
+        if (secret)
+            *place = std::move(*secret);
+        else if (error != KeychainError::Missing && error != KeychainError::Damaged)
+            return failed(secret);
     }
+    return all;
+}
+
+Result<void> account_secrets::putBack(std::string_view identifier, const Everything& before) {
+    const auto now = everythingOf(identifier);
+    if (!now) return failed(now);
+    const auto keychain = Platform::current().keychain;
+    const std::lock_guard hold(signInLock());
+    Result<void> done;
+    const auto put = [&](const KeychainName& item, const auto& is, const auto& was) {
+        if (is == was) return;
+        if (auto changed = was ? keychain->write(item, *was) : keychain->remove(item); !changed) done = changed;
+    };
+    put(passwordOf(identifier, ServerSide::Incoming), now->incoming, before.incoming);
+    put(passwordOf(identifier, ServerSide::Outgoing), now->outgoing, before.outgoing);
+    put(signInOf(identifier), now->signIn, before.signIn);
+    return done;
 }
 
 }  // namespace qs

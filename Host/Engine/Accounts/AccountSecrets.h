@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -43,6 +44,16 @@ Result<MailTokens> keepRenewed(const AccountRecord& account, std::string_view re
 bool isNotSignedIn(const Error& error);
 // All, as far as they are there.
 void forget(std::string_view identifier);
+// What an account of this record does not use.
+void forgetUnused(const AccountRecord& account);
+
+// All that is kept for an account, as the keychain has it; empty where it has nothing.
+struct Everything {
+    std::optional<std::string> incoming, outgoing, signIn;
+};
+Result<Everything> everythingOf(std::string_view identifier);
+// As it was before.
+Result<void> putBack(std::string_view identifier, const Everything& before);
 
 }  // namespace account_secrets
 

@@ -94,10 +94,24 @@ void AccountDraft::takeSettings(const FoundSettings& found) {
     take(outgoing, found.outgoing, kSubmissionsPort);
     signsInByBrowser = found.signIn == ProviderSignIn::Browser;
     signIn = found.browser.value_or(SignInPlace());
+    clientSecret.clear();
+    outgoing.password.clear();
+    hasOwnOutgoingPassword = false;
+    settingsAreOf = trimmed(address);
     if (!found.outgoing) {
         outgoing.port = kSubmissionPort;
         outgoing.security = TransportSecurity::StartTls;
     }
+}
+
+bool AccountDraft::hasSettings() {
+    const std::string now = trimmed(address);
+    const auto domain = [](const std::string& whole) { return whole.substr(whole.rfind('@') + 1); };
+    if (settingsAreOf.empty() || !equalsIgnoringCase(domain(settingsAreOf), domain(now))) return false;
+    for (ServerDraft* server : {&incoming, &outgoing})
+        if (trimmed(server->user) == settingsAreOf) server->user = now;
+    settingsAreOf = now;
+    return true;
 }
 
 DraftFaults AccountDraft::faultsOfPerson() const {
@@ -146,16 +160,20 @@ AccountRecord AccountDraft::record() const {
         record.incoming = serverFrom(incoming, before.incoming);
     else
         record.incoming.reset();
+    ServerDraft sender = outgoing;
+    if (!asksOutgoingPassword()) sender.password.clear();
     if (sends)
-        record.outgoing = serverFrom(outgoing, before.outgoing);
+        record.outgoing = serverFrom(sender, before.outgoing);
     else
         record.outgoing.reset();
     record.hasOwnOutgoingPassword = sends && record.incoming && hasOwnOutgoingPassword;
     if (kind != AccountKind::Imap) return record;
     using enum ServerAuthentication;
     record.incoming->authentication = signsInByBrowser ? XOAuth2 : Password;
-    if (record.outgoing)
+    if (record.outgoing) {
         record.outgoing->authentication = signsInByBrowser && !hasOwnOutgoingPassword ? XOAuth2 : Password;
+        if (record.outgoing->authentication == XOAuth2) record.outgoing->passwordCommand.clear();
+    }
     record.signIn.reset();
     if (signsInByBrowser)
         record.signIn = SignInPlace{.authorizePage = trimmed(signIn.authorizePage),

@@ -30,13 +30,19 @@ struct AccountDraft {
     bool hasOwnOutgoingPassword = false;
     bool signsInByBrowser = false;  // in place of a password at the incoming server
     SignInPlace signIn;
-    std::string clientSecret;  // empty: as before, or none
-    AccountRecord before;      // what is edited; without an identifier when it is new
+    std::string clientSecret;        // empty: as before at the same provider, or none
+    AccountRecord before;            // what is edited; without an identifier when it is new
+    std::string settingsAreOf = {};  // the address that settings were taken for
 
     static AccountDraft of(const AccountRecord& record);
     bool isNew() const { return before.identifier.empty(); }
     bool asksBrowser() const { return kind == AccountKind::Imap && signsInByBrowser; }
+    // The field for it is shown; what stands in a hidden one does not count.
+    bool asksOutgoingPassword() const { return sends && (kind != AccountKind::Imap || hasOwnOutgoingPassword); }
+    // For the address as it stands. What was typed for the provider of another one goes.
     void takeSettings(const FoundSettings& found);
+    // Whether the settings are those of this address, or of another one of the same domain. Then the user names follow.
+    bool hasSettings();
     // Faults of what the person is asked first: who they are.
     DraftFaults faultsOfPerson() const;
     DraftFaults faults() const;  // of everything

@@ -6,8 +6,9 @@
 #include "Accounts/AccountChanges.h"
 #include "Accounts/AccountForm.h"
 #include "Accounts/AccountSecrets.h"
+#include "Accounts/MaildirPlace.h"
 #include "Accounts/SheetSecrets.h"
-#include "Foundation/FileSystem.h"
+#include "Accounts/SheetSignIn.h"
 #include "Foundation/RunLoop.h"
 #include "MailEngine.h"
 #include "Models/ModelChanges.h"
@@ -44,7 +45,7 @@ private:
     void end() {
         *cancelled_ = true;
         check_.reset();
-        signIn_.reset();
+        signIn_.stop();
         form_->groups.clear();
         form_->buttons.clear();
         state_.rebuild = nullptr;
@@ -85,7 +86,7 @@ private:
                 made.push_back(button("Set Up by Hand…", &AccountSheet::setUpByHand));
         } else {
             made.push_back(button(isNew ? "Add Account" : "Save", &AccountSheet::tryAndSave));
-            if (state_.draft->asksBrowser() && (tokens_ || !isNew))
+            if (state_.draft->asksBrowser() && (tokens() || !isNew))
                 made.push_back(button("Sign In Again…", &AccountSheet::signInAgain));
             if (mayGoUntried_) made.push_back(button(isNew ? "Add Anyway" : "Save Anyway", &AccountSheet::save));
             if (isNew) made.push_back(button("Back", &AccountSheet::goBack));
@@ -101,29 +102,34 @@ private:
         if (!isBusy()) return close();
         *std::exchange(cancelled_, std::make_shared<std::atomic_bool>(false)) = true;
         check_.reset();
-        signIn_.reset();
+        signIn_.stop();
         state_.progress.clear();
         show();
     }
 
-    // Work elsewhere, then `done` here with what it gave, unless it was stopped.
-    template <class Work, class Done>
-    void elsewhere(std::string progress, Work work, Done done) {
+    // Work elsewhere, then `done` here with what it gave, unless it was stopped: then `undo` elsewhere.
+    template <class Work, class Done, class Undo>
+    void elsewhere(std::string progress, Work work, Done done, Undo undo) {
         state_.progress = std::move(progress);
         state_.faults.clear();
         message_.clear();
         show();
         RunLoop& loop = RunLoop::main();
-        loop.postToGlobalQueue(
-            [&loop, weak = weak_from_this(), cancelled = cancelled_, work = std::move(work), done = std::move(done)] {
-                auto result = work(*cancelled);
-                loop.post([weak, cancelled, done, result = std::move(result)] {
-                    const auto self = weak.lock();
-                    if (!self || *cancelled) return;
-                    self->state_.progress.clear();
-                    done(*self, result);
-                });
+        loop.postToGlobalQueue([&loop, weak = weak_from_this(), cancelled = cancelled_, work = std::move(work),
+                                done = std::move(done), undo = std::move(undo)] {
+            auto result = work(*cancelled);
+            loop.post([&loop, weak, cancelled, done, undo, result = std::move(result)] {
+                const auto self = weak.lock();
+                if (!self || *cancelled) return loop.postToGlobalQueue([undo, result] { undo(result); });
+                self->state_.progress.clear();
+                done(*self, result);
             });
+        });
+    }
+
+    template <class Work, class Done>
+    void elsewhere(std::string progress, Work work, Done done) {
+        elsewhere(std::move(progress), std::move(work), std::move(done), [](const auto&) {});
     }
 
     bool hasFaults(DraftFaults faults) {
@@ -137,6 +143,7 @@ private:
     void goOn() {
         if (hasFaults(state_.draft->faultsOfPerson()) || isKnownAlready()) return;
         if (state_.draft->kind == AccountKind::Maildir) return lookIntoFolder();
+        if (state_.draft->hasSettings()) return showServers();
         const std::string address(trimmedAscii(state_.draft->address));
         elsewhere(
             "Looking for the servers of " + address.substr(address.rfind('@') + 1) + "…",
@@ -171,6 +178,7 @@ private:
 
     void setUpByHand() {
         if (hasFaults(state_.draft->faultsOfPerson()) || isKnownAlready()) return;
+        if (state_.draft->hasSettings()) return showServers();
         const std::string_view address = trimmedAscii(state_.draft->address);
         const Provider* provider = ProviderTable::builtIn().forDomain(address.substr(address.rfind('@') + 1));
         FoundSettings found;
@@ -179,7 +187,12 @@ private:
                      .outgoing = provider->smtp,
                      .signIn = provider->signIn,
                      .browser = provider->browser};
-        if (state_.draft->incoming.host.empty()) state_.draft->takeSettings(found);
+        hint_.clear();
+        state_.draft->takeSettings(found);
+        showServers();
+    }
+
+    void showServers() {
         step_ = Step::Servers;
         show();
     }
@@ -222,48 +235,64 @@ private:
     }
 
     SheetSecrets given() const {
-        SheetSecrets given{{state_.draft->incoming.password, state_.draft->outgoing.password}, {}};
-        if (state_.draft->asksBrowser()) {
-            given.typed.incoming.clear();
-            given.tokens = tokens_;
-        }
+        const AccountDraft& draft = *state_.draft;
+        SheetSecrets given;
+        if (draft.kind == AccountKind::Imap && !draft.signsInByBrowser) given.typed.incoming = draft.incoming.password;
+        if (draft.asksOutgoingPassword()) given.typed.outgoing = draft.outgoing.password;
+        given.tokens = tokens();
         return given;
+    }
+
+    std::string typedClientSecret() const { return std::string(trimmedAscii(state_.draft->clientSecret)); }
+
+    std::optional<MailTokens> tokens() const {
+        if (!state_.draft->asksBrowser()) return {};
+        return signIn_.tokens(state_.draft->record(), typedClientSecret());
     }
 
     // An account that is signed in already need not be asked again.
     bool needsBrowser() const {
         const AccountDraft& draft = *state_.draft;
-        return draft.asksBrowser() && !tokens_ &&
-               (draft.isNew() || draft.before.signIn != draft.record().signIn || !draft.clientSecret.empty());
+        return draft.asksBrowser() && !tokens() &&
+               (draft.isNew() || draft.before.signIn != draft.record().signIn || !typedClientSecret().empty());
     }
 
     void signInAgain() {
-        tokens_.reset();
+        signIn_.forget();
         if (!hasFaults(state_.draft->faults())) signInByBrowser();
     }
 
+    // The client secret that is kept goes to the provider that it is of, and to no other.
     void signInByBrowser() {
         const AccountRecord account = state_.draft->record();
+        const AccountRecord& before = state_.draft->before;
+        const bool isOfBefore = before.signIn && before.signIn->tokenAddress == account.signIn->tokenAddress &&
+                                before.signIn->clientIdentifier == account.signIn->clientIdentifier;
+        if (!isOfBefore || !typedClientSecret().empty()) return openBrowser(account, typedClientSecret());
+        elsewhere(
+            "Looking into the keychain…", [before](const std::atomic_bool&) { return keptClientSecret(before); },
+            [account](AccountSheet& self, const Result<std::string>& secret) {
+                if (secret) return self.openBrowser(account, *secret);
+                self.signedIn(failed(secret));
+            });
+    }
+
+    void openBrowser(const AccountRecord& account, const std::string& clientSecret) {
         message_.clear();
-        auto started = BrowserSignIn::start(*account.signIn, std::string(trimmedAscii(state_.draft->clientSecret)),
-                                            account.incoming->user, [weak = weak_from_this()](const auto& tokens) {
-                                                if (const auto self = weak.lock()) self->signedIn(tokens);
-                                            });
-        if (!started) return signedIn(failed(started));
-        signIn_ = std::move(*started);
+        const auto started = signIn_.start(account, typedClientSecret(), clientSecret,
+                                           [weak = weak_from_this()](const Result<void>& done) {
+                                               if (const auto self = weak.lock()) self->signedIn(done);
+                                           });
+        if (!started) return signedIn(started);
         state_.progress = "Waiting for the sign-in in your browser…";
         show();
     }
 
-    void signedIn(const Result<MailTokens>& tokens) {
-        signIn_.reset();
+    void signedIn(const Result<void>& done) {
         state_.progress.clear();
-        if (tokens) {
-            tokens_ = *tokens;
-            return tryAndSave();
-        }
+        if (done) return tryAndSave();
         step_ = Step::Servers;
-        message_ = tokens.error().description;
+        message_ = done.error().description;
         show();
     }
 
@@ -299,24 +328,33 @@ private:
         AccountRecord account = state_.draft->record();
         if (account.identifier.empty()) account.identifier = freshAccountIdentifier(engine_, account.mainAddress());
         elsewhere(
-            "Saving…", [account, given = given()](const std::atomic_bool&) { return keepSecrets(account, given); },
-            [account](AccountSheet& self, const Result<void>& kept) { self.finish(account, kept); });
+            "Saving…",
+            [account, given = given()](const std::atomic_bool& cancelled) {
+                return keepSecrets(account, given, [&] { return cancelled.load(); });
+            },
+            [account, isNews = !given().isEmpty()](AccountSheet& self, const Result<ReplacedSecrets>& replaced) {
+                self.finish(account, replaced, isNews);
+            },
+            [](const Result<ReplacedSecrets>& replaced) {
+                if (replaced) putBack(*replaced);
+            });
     }
 
-    void finish(const AccountRecord& account, const Result<void>& kept) {
-        auto saved = kept ? putAccount(engine_, account) : kept;
+    void finish(const AccountRecord& account, const Result<ReplacedSecrets>& replaced, bool hasNewSecrets) {
+        const auto saved = replaced ? putAccount(engine_, account) : failed(replaced);
+        RunLoop& loop = RunLoop::main();
         if (!saved) {
+            if (replaced) loop.postToGlobalQueue([replaced] { putBack(*replaced); });
             step_ = Step::Servers;
             message_ = "The account could not be saved. " + saved.error().description;
             return show();
         }
+        loop.postToGlobalQueue([account] { account_secrets::forgetUnused(account); });
+        if (hasNewSecrets) tryAgainWithNewSecrets(engine_, account.identifier);
         const auto done = options_.saved;
         close();
         if (done) done(account.identifier);
     }
-
-    // Empty when it is one, or when an empty place for one is there.
-    static std::string faultOfMaildirTree(const std::filesystem::path& folder, FileSystem& files);
 
     MailEngine& engine_;
     const std::weak_ptr<Window> window_;
@@ -328,22 +366,8 @@ private:
     bool mayGoUntried_ = false;  // a test has failed, which may be for reasons that pass
     std::shared_ptr<std::atomic_bool> cancelled_ = std::make_shared<std::atomic_bool>(false);
     std::unique_ptr<AccountCheck> check_;
-    std::unique_ptr<BrowserSignIn> signIn_;
-    std::optional<MailTokens> tokens_;  // of a sign-in in this sheet
+    SheetSignIn signIn_;
 };
-
-std::string AccountSheet::faultOfMaildirTree(const std::filesystem::path& folder, FileSystem& files) {
-    const auto isMaildir = [&](const std::filesystem::path& place) {
-        const auto cur = files.info(place / "cur"), fresh = files.info(place / "new");
-        return cur && cur->isFolder && fresh && fresh->isFolder;
-    };
-    const auto entries = files.list(folder);
-    if (!entries) return "This folder can't be opened. " + entries.error().description;
-    if (isMaildir(folder)) return {};
-    for (const FileInfo& entry : *entries)
-        if (entry.isFolder && isMaildir(entry.path)) return {};
-    return "There is no Maildir in this folder: neither it nor a folder in it has “cur” and “new”.";
-}
 
 void beginSheet(MailEngine& engine, Window& window, AccountSheetOptions options, AccountDraft draft) {
     std::make_shared<AccountSheet>(engine, window, std::move(options), std::move(draft))->begin();

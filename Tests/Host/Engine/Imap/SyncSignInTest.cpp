@@ -18,20 +18,11 @@ class SyncSignInTest : public SyncTest {
 protected:
     static void SetUpTestSuite() {
         provider_ = std::make_unique<ScriptedWebServer>([](const WebRequest& request) { return answerTo(request); });
-        settings_ = std::make_unique<TemporaryFolder>();
-        const auto file = settings_->write("oauth2", "introspection_mode = auth\nusername_attribute = email\n"
-                                                     "introspection_url = " +
-                                                         provider_->url("/who") + "\n");
-        std::filesystem::permissions(settings_->path(), std::filesystem::perms::all);
-        server_ = std::make_unique<DovecotServer>(DovecotServer::Options{
-            .settings = "auth_mechanisms = plain xoauth2\npassdb {\n  driver = oauth2\n  mechanisms = xoauth2\n"
-                        "  args = " +
-                        file.string() + "\n}\n"});
+        server_ = std::make_unique<DovecotServer>(DovecotServer::Options{.tokenJudge = provider_->url("/who")});
     }
     static void TearDownTestSuite() {
         server_.reset();
         provider_.reset();
-        settings_.reset();
     }
     void SetUp() override {
         Platform platform;
@@ -81,7 +72,6 @@ protected:
     }
 
     static inline std::unique_ptr<ScriptedWebServer> provider_;
-    static inline std::unique_ptr<TemporaryFolder> settings_;
     static inline std::mutex lock_;
     static inline std::vector<std::map<std::string, std::string>> renewals_;  // what was asked for
     static inline WebAnswer answer_;

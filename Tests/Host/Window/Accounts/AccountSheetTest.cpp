@@ -3,22 +3,11 @@
 
 #include <filesystem>
 
-#include "AccountBook.h"
-#include "Accounts/AccountSheet.h"
+#include "Accounts/AccountSheetFixture.h"
 #include "ComposeWindow.h"
-#include "Http/HttpClient.h"
-#include "Keychain/Keychain.h"
-#include "MailEngine.h"
-#include "Models/Form.h"
-#include "Models/View.h"
-#include "Platform.h"
-#include "PreferencesWindow.h"
 #include "Support/DovecotServer.h"
 #include "Support/RecordingSmtpServer.h"
-#include "Support/RecordingWorkspace.h"
 #include "Support/ScriptedWebServer.h"
-#include "Text/Url.h"
-#include "WindowJourney.h"
 
 namespace qs {
 namespace {
@@ -29,65 +18,6 @@ using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
 namespace fs = std::filesystem;
-
-class AccountSheetTest : public WindowJourney {
-protected:
-    void begin(TemporaryHostOptions options = {.noAccounts = true}) {
-        options.preparePlatform = [this](Platform& platform) {
-            platform.keychain = Keychain::vault({.folder = place_ / "Keychain", .key = {}, .files = nullptr});
-            platform.workspace = workspace_;
-            if (!platform.http) platform.http = HttpClient::make({});
-        };
-        start(std::move(options));
-    }
-
-    std::shared_ptr<FormModel> sheet() {
-        if (auto shown = host->application().viewer().window()->currentSheet()) return shown;
-        const auto window = host->application().preferences().preferenceWindow();
-        return window ? window->currentSheet() : nullptr;
-    }
-    // As the page does with what was typed.
-    void enter(const std::string& control, const Value& value) {
-        FormControl* found = sheet() ? sheet()->control(control) : nullptr;
-        ASSERT_NE(found, nullptr) << control;
-        ASSERT_TRUE(found->enabled) << control;
-        found->value = value;
-        if (const auto change = found->onChange) change(value);
-    }
-    void press(const std::string& title) {
-        ASSERT_NE(sheet(), nullptr);
-        for (const FormButton& button : sheet()->buttons)
-            if (button.title == title) {
-                const FormButton pressed = button;
-                if (pressed.action) pressed.action();
-                return host->settle();
-            }
-        FAIL() << "no button " << title;
-    }
-    std::string errorAt(const std::string& control) {
-        const FormControl* found = sheet() ? sheet()->control(control) : nullptr;
-        return found ? found->error : "no such control";
-    }
-    void enterServer(const std::string& side, int port) {
-        enter(side + "Host", "127.0.0.1");
-        enter(side + "Port", port);
-        enter(side + "Security", static_cast<int>(TransportSecurity::None));
-        enter(side + "User", "ada");
-    }
-    AccountBook& book() { return host->engine().accounts(); }
-
-    void show(const std::string& account) {
-        host->application().preferences().show("Accounts");
-        host->application().preferences().setValue("accounts", Array{account});
-    }
-    void pressInPane(const std::string& button) {
-        host->application().preferences().setValue(button, {});
-        host->settle();
-    }
-
-    TemporaryFolder place_;
-    const std::shared_ptr<RecordingWorkspace> workspace_ = std::make_shared<RecordingWorkspace>();
-};
 
 TEST_F(AccountSheetTest, IsOfferedWhereThereIsNoAccountAndAsksForWhatIsMissing) {
     begin();
@@ -167,17 +97,7 @@ TEST_F(AccountSheetTest, AnAccountSignsInInTheBrowserAndIsFetchedAndSentFromWith
         if (request.header("Authorization") == "Bearer engine") return {.body = R"({"email": "ada"})"};
         return {.status = 401, .body = "{}"};
     });
-    TemporaryFolder settings;
-    DovecotServer imap(
-        {.settings = "auth_mechanisms = plain xoauth2\npassdb {\n  driver = oauth2\n  mechanisms = xoauth2\n"
-                     "  args = " +
-                     settings
-                         .write("oauth2", "introspection_mode = auth\nusername_attribute = email\n"
-                                          "introspection_url = " +
-                                              provider.url("/who") + "\n")
-                         .string() +
-                     "\n}\n"});
-    fs::permissions(settings.path(), fs::perms::all);
+    DovecotServer imap({.tokenJudge = provider.url("/who")});
     imap.deliver("ada", "From: ben@example.net\r\nSubject: From afar\r\n\r\nText.\r\n");
     RecordingSmtpServer smtp({.offersAuthentication = true});
     begin();
@@ -194,11 +114,7 @@ TEST_F(AccountSheetTest, AnAccountSignsInInTheBrowserAndIsFetchedAndSentFromWith
     enter("authorizePage", "https://example.org/authorize");
     press("Add Account");
     ASSERT_THAT(workspace_->openedUrls, SizeIs(1));
-    const std::string page = workspace_->openedUrls[0];
-    auto asked = queryFields(page.substr(page.find('?') + 1));
-    Platform::current().http->send({.url = asked["redirect_uri"] + "/?code=one&state=" + asked["state"]},
-                                   [](const auto& answer) { EXPECT_TRUE(answer); });
-    host->settle();
+    comeBack();
     ASSERT_EQ(sheet(), nullptr) << sheet()->message << errorAt("incomingUser") << errorAt("incomingHost") << imap.log();
     ASSERT_THAT(book().all(), SizeIs(1));
     const AccountRecord account = book().all()[0];
