@@ -63,7 +63,7 @@ void AccountSync::start() {
     if (parts_.network)
         networkWatch_ = parts_.network->observe([weak = weak_from_this()](const NetworkState::Facts& facts) {
             const auto self = weak.lock();
-            if (self && facts.isReachable) self->schedule(0);
+            if (self && facts.isReachable) self->networkIsBack();
         });
     syncSoon({.everything = true});
 }
@@ -100,6 +100,16 @@ void AccountSync::syncSoon(const SyncScope& scope) {
         isWaiting = status_.state == SyncStatus::State::Waiting || status_.state == SyncStatus::State::Stopped;
     }
     if (!isWaiting) schedule(scope.everything ? 0 : kQuiet);
+}
+
+// Whatever was lost with it is worth another try at once.
+void AccountSync::networkIsBack() {
+    {
+        const std::lock_guard hold(lock_);
+        if (status_.state == SyncStatus::State::Stopped || isThrottled_) return;
+        if (status_.state == SyncStatus::State::Waiting) status_.until = RunLoop::main().now();
+    }
+    schedule(0);
 }
 
 void AccountSync::syncNow() {
@@ -143,11 +153,16 @@ bool AccountSync::isOffline() const {
 
 void AccountSync::pass() {
     SyncScope scope;
+    TimeInterval early = 0;
     {
         const std::lock_guard hold(lock_);
-        if (isStopping_) return;
-        scope = std::exchange(wanted_, {});
+        if (isStopping_ || status_.state == SyncStatus::State::Stopped) return;
+        if (status_.state == SyncStatus::State::Waiting && status_.until)
+            early = *status_.until - RunLoop::main().now();
+        if (early <= 0) scope = std::exchange(wanted_, {});
     }
+    // It fell due by what was asked for before the failure.
+    if (early > 0) return schedule(early);
     if (isOffline()) {
         const std::lock_guard hold(lock_);
         wanted_.add(scope);
@@ -233,6 +248,9 @@ void AccountSync::failedWith(const Error& error, const SyncScope& scope) {
         if (isStopping_) return;
         wanted_.add(scope);
         line_.reset();
+        // What changed during the work was to be taken up soon after it.
+        if (timer_) timer_->invalidate();
+        timer_.reset();
     }
     ++failures_;
     const bool isImap = error.domain == kImapErrorDomain;
@@ -240,6 +258,10 @@ void AccountSync::failedWith(const Error& error, const SyncScope& scope) {
     if (needsPerson(error)) return setStatus(SyncStatus::State::Stopped, error.description);
     const TimeInterval delay =
         retryDelay(failures_, isImap ? imapFailure(error) : ImapFailure::NotReachable, randomShare());
+    {
+        const std::lock_guard hold(lock_);
+        isThrottled_ = isImap && imapFailure(error) == ImapFailure::Temporary;
+    }
     setStatus(SyncStatus::State::Waiting, error.description, RunLoop::main().now() + delay);
     schedule(delay);
 }

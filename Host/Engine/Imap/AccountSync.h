@@ -73,6 +73,7 @@ public:
 
 private:
     void schedule(TimeInterval delay);
+    void networkIsBack();
     void pass();
     Result<void> runPass(const SyncScope& scope);
     Result<ImapConnection*> connected();
@@ -86,6 +87,7 @@ private:
     mutable std::mutex lock_;
     SyncScope wanted_;
     SyncStatus status_;
+    bool isThrottled_ = false;  // while it waits: the server asked for it
     TimerRef timer_;
     Date timerDue_;
     std::shared_ptr<void> networkWatch_;

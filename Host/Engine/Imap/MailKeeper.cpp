@@ -15,6 +15,9 @@ Result<void> MailKeeper::keep(const MirroredMailbox& mailbox, const std::vector<
     const auto box =
         now ? library_.mailboxWithIdentifier(mailboxIdentifier(account_, isRemoved ? "" : now->folder)) : nullptr;
     if (!box) return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The mailbox is not there.");
+    if (now->uidValidity != mailbox.uidValidity)
+        return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound,
+                       "The messages of the mailbox have got other numbers meanwhile.");
     // One that another has brought meanwhile may have been moved on or erased since: it must not come a second time.
     const std::lock_guard oneAtATime(lock_);
     std::vector<MirroredArrival> arrivals;

@@ -73,6 +73,9 @@ void MessageOpener::work() {
     std::erase(wanted_, name);
     if (done) return;
     logInfo("a message that is waited for can't be fetched just now: " + done.error().description);
+    if (line_ && line_->isOpen()) return;
+    // The others would fail alike, and a sign-in that is refused again and again locks the account.
+    wanted_.clear();
     failedAt_ = RunLoop::main().uptime();
     line_.reset();
 }

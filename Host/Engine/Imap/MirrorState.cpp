@@ -10,14 +10,14 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 3;
+constexpr std::int64_t kVersion = 4;
 constexpr int kCacheKilobytes = 4000;
 
 constexpr const char* kSchema = R"(
 CREATE TABLE mailboxes(
     number INTEGER PRIMARY KEY AUTOINCREMENT, folder TEXT NOT NULL UNIQUE, server_name TEXT NOT NULL,
     uid_validity INTEGER NOT NULL, uid_next INTEGER NOT NULL, mod_seq INTEGER NOT NULL,
-    pending INTEGER NOT NULL DEFAULT 0, origin TEXT NOT NULL DEFAULT '');
+    pending INTEGER NOT NULL DEFAULT 0, origin TEXT NOT NULL DEFAULT '', kept_flags INTEGER NOT NULL DEFAULT -1);
 CREATE TABLE messages(
     mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, uid INTEGER NOT NULL,
     name TEXT NOT NULL, flags INTEGER NOT NULL, PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;
@@ -25,9 +25,12 @@ CREATE UNIQUE INDEX by_name ON messages(name, mailbox);
 CREATE TABLE removals(name TEXT NOT NULL, folder TEXT NOT NULL, PRIMARY KEY(name, folder)) WITHOUT ROWID;
 CREATE TABLE uploads(
     folder TEXT NOT NULL, name TEXT NOT NULL, header_digest TEXT NOT NULL, size INTEGER NOT NULL,
-    PRIMARY KEY(folder, name)) WITHOUT ROWID;
+    is_accepted INTEGER NOT NULL DEFAULT 0, PRIMARY KEY(folder, name)) WITHOUT ROWID;
 CREATE TABLE wishes(name TEXT PRIMARY KEY, set_flags INTEGER NOT NULL, clear_flags INTEGER NOT NULL, folder TEXT)
     WITHOUT ROWID;
+CREATE TABLE unfetched(
+    mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, uid INTEGER NOT NULL,
+    PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;
 )";
 
 // From the version before, by its number.
@@ -35,7 +38,11 @@ constexpr const char* kMigrations[] = {
     nullptr, "ALTER TABLE mailboxes ADD COLUMN pending INTEGER NOT NULL DEFAULT 0;",
     "ALTER TABLE mailboxes ADD COLUMN origin TEXT NOT NULL DEFAULT ''; UPDATE mailboxes SET origin = server_name;"
     "CREATE TABLE wishes(name TEXT PRIMARY KEY, set_flags INTEGER NOT NULL, clear_flags INTEGER NOT NULL, folder TEXT) "
-    "WITHOUT ROWID;"};
+    "WITHOUT ROWID;",
+    "ALTER TABLE mailboxes ADD COLUMN kept_flags INTEGER NOT NULL DEFAULT -1;"
+    "ALTER TABLE uploads ADD COLUMN is_accepted INTEGER NOT NULL DEFAULT 0;"
+    "CREATE TABLE unfetched(mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, "
+    "uid INTEGER NOT NULL, PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;"};
 
 std::int64_t number(std::uint64_t value) { return static_cast<std::int64_t>(value); }
 
@@ -47,14 +54,15 @@ MirroredMailbox mailboxFrom(const Query& row) {
             static_cast<std::uint32_t>(row.integer(4)),
             static_cast<std::uint64_t>(row.integer(5)),
             static_cast<MirroredMailbox::Order>(row.integer(6)),
-            row.text(7)};
+            row.text(7),
+            static_cast<int>(row.integer(8))};
 }
 
 // Of a mailbox that was removed here, before its number.
 const std::string kRemovedFolder = "/removed/";
 
 constexpr const char* kMailboxColumns =
-    "SELECT number, folder, server_name, uid_validity, uid_next, mod_seq, pending, origin FROM mailboxes";
+    "SELECT number, folder, server_name, uid_validity, uid_next, mod_seq, pending, origin, kept_flags FROM mailboxes";
 
 void put(Database& database, std::int64_t mailbox, const MirroredMessage& message) {
     database.run("DELETE FROM messages WHERE mailbox = ? AND name = ? AND uid != ?",
@@ -132,8 +140,9 @@ MirroredMailbox MirrorState::putMailbox(MirroredMailbox mailbox) {
     const std::lock_guard hold(lock_);
     const SqlValues facts{std::int64_t{mailbox.uidValidity}, std::int64_t{mailbox.uidNext}, number(mailbox.modSeq)};
     if (mailbox.number != 0) {
-        database_->run("UPDATE mailboxes SET uid_validity = ?, uid_next = ?, mod_seq = ? WHERE number = ?",
-                       {facts[0], facts[1], facts[2], mailbox.number});
+        database_->run(
+            "UPDATE mailboxes SET uid_validity = ?, uid_next = ?, mod_seq = ?, kept_flags = ? WHERE number = ?",
+            {facts[0], facts[1], facts[2], std::int64_t{mailbox.keptFlags}, mailbox.number});
         return mailbox;
     }
     Transaction transaction(*database_);
@@ -254,10 +263,28 @@ bool MirrorState::knows(std::int64_t mailbox, std::uint32_t uid) {
                               {mailbox, std::int64_t{uid}}) != 0;
 }
 
+std::vector<std::uint32_t> MirrorState::unfetched(std::int64_t mailbox) {
+    const std::lock_guard hold(lock_);
+    std::vector<std::uint32_t> uids;
+    for (Query row = database_->query("SELECT uid FROM unfetched WHERE mailbox = ?", {mailbox}); row.step();)
+        uids.push_back(static_cast<std::uint32_t>(row.integer()));
+    return uids;
+}
+
+void MirrorState::setUnfetched(std::int64_t mailbox, const std::vector<std::uint32_t>& uids) {
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    database_->run("DELETE FROM unfetched WHERE mailbox = ?", {mailbox});
+    for (const std::uint32_t uid : uids)
+        database_->run("INSERT INTO unfetched(mailbox, uid) VALUES(?, ?)", {mailbox, std::int64_t{uid}});
+    transaction.commit();
+}
+
 void MirrorState::countAnew(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages) {
     const std::lock_guard hold(lock_);
     Transaction transaction(*database_);
     database_->run("DELETE FROM messages WHERE mailbox = ?", {mailbox.number});
+    database_->run("DELETE FROM unfetched WHERE mailbox = ?", {mailbox.number});
     database_->run(
         "UPDATE mailboxes SET uid_validity = ?, uid_next = ?, mod_seq = ? WHERE number = ?",
         {std::int64_t{mailbox.uidValidity}, std::int64_t{mailbox.uidNext}, number(mailbox.modSeq), mailbox.number});
@@ -336,13 +363,24 @@ void MirrorState::beginUpload(const Upload& upload) {
                    {upload.folder, upload.name, upload.headerDigest, number(upload.size)});
 }
 
+void MirrorState::acceptUploads(const std::string& folder, const std::vector<std::string>& names) {
+    const std::lock_guard hold(lock_);
+    Transaction transaction(*database_);
+    for (const std::string& name : names)
+        database_->run("INSERT INTO uploads(folder, name, header_digest, size, is_accepted) VALUES(?, ?, '', 0, 1) "
+                       "ON CONFLICT(folder, name) DO UPDATE SET is_accepted = 1",
+                       {folder, name});
+    transaction.commit();
+}
+
 std::vector<Upload> MirrorState::uploads(std::string_view folder) {
     const std::lock_guard hold(lock_);
     std::vector<Upload> all;
-    Query row = database_->query("SELECT folder, name, header_digest, size FROM uploads WHERE folder = ?",
+    Query row = database_->query("SELECT folder, name, header_digest, size, is_accepted FROM uploads WHERE folder = ?",
                                  {std::string(folder)});
     while (row.step())
-        all.push_back({row.text(0), row.text(1), row.text(2), static_cast<std::uint64_t>(row.integer(3))});
+        all.push_back(
+            {row.text(0), row.text(1), row.text(2), static_cast<std::uint64_t>(row.integer(3)), row.integer(4) != 0});
     return all;
 }
 

@@ -41,6 +41,8 @@ struct MirroredMailbox {
     Order order = Order::None;
     // What names of files are made of: the server's name when it was first seen. It outlives renaming.
     std::string origin = {};
+    // Packed; other flags the server takes and forgets again, so they stay here as they are.
+    int keptFlags = -1;
 };
 
 struct MirroredMessage {
@@ -53,6 +55,8 @@ struct MirroredMessage {
 struct Upload {
     std::string folder, name, headerDigest;
     std::uint64_t size = 0;  // with CR LF line ends
+    // It is there, under a uid that the server did not tell, and must not be sent once more.
+    bool isAccepted = false;
 };
 
 class MirrorState {
@@ -88,6 +92,9 @@ public:
 
     std::vector<MirroredMessage> messages(std::int64_t mailbox);  // by uid
     bool knows(std::int64_t mailbox, std::uint32_t uid);
+    // Uids of messages that the server has, and did not give out when they were to be fetched.
+    std::vector<std::uint32_t> unfetched(std::int64_t mailbox);
+    void setUnfetched(std::int64_t mailbox, const std::vector<std::uint32_t>& uids);
     // The mailboxes that have a message of that name.
     std::vector<std::int64_t> mailboxesWith(std::string_view name);
     // All or nothing. A message's older place under the same name in the same mailbox goes. Uploads of what is put are
@@ -111,6 +118,8 @@ public:
     void forgetWishes(const std::vector<std::string>& names);
 
     void beginUpload(const Upload& upload);
+    // The server has taken them into that folder's mailbox, by an upload or otherwise, and did not tell their uids.
+    void acceptUploads(const std::string& folder, const std::vector<std::string>& names);
     std::vector<Upload> uploads(std::string_view folder);
     void endUploads(std::string_view folder, const std::vector<std::string>& names);
 

@@ -37,4 +37,14 @@ ImapFlags serverFlags(int packed) {
     return flags;
 }
 
+int keptFlags(const ImapSelection& selection) {
+    // A server that tells none means that it keeps them all.
+    if (selection.takesNewKeywords || selection.permanentFlags.empty()) return -1;
+    int kept = 0;
+    for (const auto& [name, bit] : kFlags)
+        if (hasImapFlag(selection.permanentFlags, name)) kept |= bit;
+    // A colour is kept whole or not at all.
+    return (kept & kColour) == kColour ? kept : kept & ~kColour;
+}
+
 }  // namespace qs

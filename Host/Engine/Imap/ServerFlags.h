@@ -8,5 +8,7 @@ namespace qs {
 
 int packedFromServer(const ImapFlags& flags);
 ImapFlags serverFlags(int packed);
+// Those that the selected mailbox keeps for more than a moment.
+int keptFlags(const ImapSelection& selection);
 
 }  // namespace qs

@@ -36,13 +36,16 @@ Result<void> SyncPass::list(Work& work) {
                       allOfMailbox = mirroredPrefixWhateverValidity(work.mailbox);
     std::map<std::string, int> present;
     std::vector<std::uint32_t> missing;
-    for (const std::uint32_t uid : work.arrived) {
+    std::vector<std::uint32_t> awaited(work.arrived);
+    awaited.insert(awaited.end(), work.left.begin(), work.left.end());
+    for (const std::uint32_t uid : awaited) {
         std::string name = prefix + std::to_string(uid);
         const auto there = flags.find(uid);
-        if (!listed_->contains(name))
+        const auto listed = listed_->find(name);
+        if (listed == listed_->end())
             missing.push_back(uid);
-        else if (there != flags.end())
-            present[std::move(name)] = there->second;
+        else
+            present[std::move(name)] = there != flags.end() ? there->second : listed->second.flags;
     }
     std::vector<std::string> gone, expunged;
     for (auto each = listed_->lower_bound(allOfMailbox); each != listed_->end(); ++each) {

@@ -21,6 +21,27 @@ std::filesystem::path pathOf(const std::filesystem::path& account, const std::st
     return folder.empty() ? account : account / ("." + folder);
 }
 
+// A message that came since the last look stays, and with it the folder.
+Result<void> removeEmptyMaildir(FileSystem& files, const std::filesystem::path& root) {
+    const auto remove = [&](const std::filesystem::path& folder, bool isOfMessages) -> Result<void> {
+        if (const auto found = files.list(folder))
+            for (const FileInfo& file : *found)
+                if (!file.isFolder && (!isOfMessages || file.path.filename().string().starts_with('.')))
+                    (void)files.remove(file.path);
+        return files.remove(folder);
+    };
+    Result<void> removed;
+    for (const char* part : {"cur", "new"})
+        if (removed) removed = remove(root / part, true);
+    if (!removed) {
+        (void)Maildir(root, files).create(true);
+        return removed;
+    }
+    for (const auto& rest : {root / "tmp", root})
+        if (removed) removed = remove(rest, false);
+    return removed;
+}
+
 }  // namespace
 
 Result<std::vector<ImapMailbox>> SyncPass::listed() {
@@ -51,7 +72,13 @@ Result<void> SyncPass::takeMailboxes() {
         if (all = listed(); !all) return failed(all);
     keepThoseMadeAgain();
 
-    auto folders = foldersFor(*all, prefix_, parts_.state.mailboxes());
+    const auto before = parts_.state.mailboxes();
+    const auto isAsBefore = [&](const MirroredMailbox& mailbox) {
+        return std::any_of(before.begin(), before.end(), [&](const MirroredMailbox& each) {
+            return each.number == mailbox.number && each.folder == mailbox.folder && each.order == mailbox.order;
+        });
+    };
+    auto folders = foldersFor(*all, prefix_, before);
     if (auto renamed = takeRenamed(folders); !renamed) return renamed;
     bool isTreeChanged = false;
     std::set<std::string> removed;
@@ -59,11 +86,18 @@ Result<void> SyncPass::takeMailboxes() {
         if (kept.order == MirroredMailbox::Order::Remove) removed.insert(kept.folder);
         const auto found = folders.find(kept.folder);
         if (found != folders.end() && found->second.wire() == kept.serverName) continue;
+        // The person has just renamed or removed it: the next pass takes that up.
+        if (!isAsBefore(kept)) continue;
         dropMailbox(kept);
         isTreeChanged = true;
     }
+    const auto now = parts_.state.mailboxes();
     for (const auto& [folder, name] : folders) {
-        if (removed.contains(folder)) continue;
+        const bool isElsewhere = std::any_of(now.begin(), now.end(),
+                                             [&, &place = folder, &wire = name.wire()](const MirroredMailbox& mailbox) {
+                                                 return mailbox.serverName == wire && mailbox.folder != place;
+                                             });
+        if (removed.contains(folder) || isElsewhere) continue;
         if (!parts_.state.mailboxOfFolder(folder))
             parts_.state.putMailbox({.folder = folder, .serverName = name.wire()});
         const Maildir maildir(pathOf(parts_.folder, folder), parts_.files);
@@ -126,6 +160,7 @@ void SyncPass::forgetListed(const MirroredMailbox& mailbox) {
 }
 
 void SyncPass::dropMailbox(const MirroredMailbox& mailbox) {
+    if (!isStill(mailbox)) return;
     logInfo("the mailbox “" + mailbox.folder + "” of " + parts_.account + " is gone at the server");
     forgetListed(mailbox);
     if (mailbox.order == MirroredMailbox::Order::Remove) return parts_.state.removeMailbox(mailbox.number);
@@ -145,12 +180,9 @@ void SyncPass::dropMailbox(const MirroredMailbox& mailbox) {
                                        [&](const auto& entry) { return entry.second.folder == mailbox.folder; });
     if (left && (*left)->empty() && !isAwaited && kindOfFolder(mailbox.folder) == MailboxKind::User) {
         const auto root = pathOf(parts_.folder, mailbox.folder);
-        for (const char* part : {"tmp", "new", "cur", ""}) {
-            if (const auto files = parts_.files.list(root / part))
-                for (const FileInfo& file : *files)
-                    if (!file.isFolder) (void)parts_.files.remove(file.path);
-            (void)parts_.files.remove(part[0] == 0 ? root : root / part);
-        }
+        if (auto removed = removeEmptyMaildir(parts_.files, root); !removed)
+            logInfo("the folder “" + mailbox.folder + "” of " + parts_.account +
+                    " stays: " + removed.error().description);
         tree_.forget(mailbox.folder);
     }
     parts_.state.removeMailbox(mailbox.number);
@@ -167,7 +199,7 @@ Result<void> SyncPass::createMissing() {
         if (!Maildir(pathOf(parts_.folder, folder), parts_.files).exists()) continue;  // renamed by now
         if (auto made = ensureMailbox(folder); !made) {
             if (auto still = goOnAfter(made.error(), folder); !still) return still;
-            if (parts_.refused.insert("/" + folder).second)
+            if (!isForNow(made.error()) && parts_.refused.insert("/" + folder).second)
                 parts_.tellPerson("The mailbox “" + pathFromFolderName(folder) +
                                   "” can't be made at the server. It stays here. " + made.error().description);
         }

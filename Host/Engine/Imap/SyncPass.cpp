@@ -16,6 +16,7 @@ namespace {
 
 // So many of the inbox's newest come before anything else is looked at.
 constexpr std::size_t kFirstMessages = 50;
+constexpr int kMostBusy = 3;
 
 }  // namespace
 
@@ -44,14 +45,18 @@ Result<void> SyncPass::pullAll(const SyncScope& scope) {
         auto done = pull(work, !scope.everything || scope.there.contains(folder));
         if (done) done = list(work);
         if (done && folder.empty()) done = fetch(work, kFirstMessages);
-        if (!done)
-            if (auto still = goOnAfter(done.error(), folder); !still) return still;
+        if (done)
+            busyInARow_ = 0;
+        else if (auto still = goOnAfter(done.error(), folder); !still)
+            return still;
         progress_.total += work.arrived.size();
     }
     return {};
 }
 
 Result<void> SyncPass::run(const SyncScope& scope) {
+    // Of a mailbox that is still selected from the pass before, servers otherwise tell how it was then.
+    if (auto asked = parts_.line.noop(); !asked) return asked;
     if (auto pulled = pullAll(scope); !pulled) return pulled;
     for (const auto step : {&SyncPass::push, &SyncPass::upload})
         for (auto& [folder, work] : works_)
@@ -72,9 +77,13 @@ Result<void> SyncPass::run(const SyncScope& scope) {
     return {};
 }
 
+bool SyncPass::isForNow(const Error& error) {
+    return error.domain == kImapErrorDomain && imapFailure(error) == ImapFailure::Temporary;
+}
+
 Result<void> SyncPass::goOnAfter(const Error& error, const std::string& what) {
-    const bool isAnswer =
-        error.domain == kImapErrorDomain && parts_.line.isOpen() && imapFailure(error) != ImapFailure::Temporary;
+    const bool isBusy = isForNow(error) && ++busyInARow_ >= kMostBusy;
+    const bool isAnswer = error.domain == kImapErrorDomain && parts_.line.isOpen() && !isBusy;
     // Renamed or removed here since the pass began; the next one takes that up.
     const bool isElsewhere = error.domain == kMailLibraryErrorDomain && error.code == kMailLibraryNotFound;
     if (!isAnswer && !isElsewhere) return failure(error);
@@ -111,7 +120,8 @@ void SyncPass::forgetSettledRemovals() {
     const auto mailboxes = parts_.state.mailboxes();
     const auto isAllHere = [this](const std::string& folder) {
         const auto work = works_.find(folder);
-        return work != works_.end() && work->second.isPulled && work->second.arrived.empty();
+        return work != works_.end() && work->second.isPulled && work->second.arrived.empty() &&
+               work->second.left.empty();
     };
     for (const MirroredMailbox& mailbox : mailboxes)
         for (const Upload& upload : parts_.state.uploads(mailbox.folder))

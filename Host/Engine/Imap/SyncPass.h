@@ -58,6 +58,7 @@ struct SyncParts {
     std::string account;
     std::filesystem::path folder;  // of the account's mail
     // By the server: names of messages, which are not tried again, and "/" with folders, of which the person was told.
+    // For as long as the program runs.
     std::set<std::string>& refused;
     std::function<void(const SyncProgress&)> tellProgress;
     std::function<void(const std::string& sentence)> tellPerson;  // what a person should know
@@ -75,6 +76,8 @@ private:
     struct Work {
         MirroredMailbox mailbox;
         std::vector<std::uint32_t> arrived;  // to be fetched, newest first
+        // The server has them, and does not give them out now, and before.
+        std::set<std::uint32_t> left, leftBefore;
         std::map<std::uint32_t, int> flags;  // that they have there, until they are listed
         std::uint32_t uidNext = 0;           // once they are
         std::uint64_t modSeq = 0;
@@ -98,6 +101,8 @@ private:
     enum class Renamed { No, Yes, Waits };
     Result<Renamed> pushRename(const MirroredMailbox& mailbox, std::set<std::string>& names);
     Result<void> renameThere(const MirroredMailbox& mailbox, const ImapMailboxName& to, bool isSettled);
+    std::vector<MirroredMailbox> waitingForNames();
+    Result<void> refusedToRename(const MirroredMailbox& mailbox, const Error& error);
     void takeBackRename(const MirroredMailbox& mailbox, const std::string& why);
     // Mailboxes that were removed here: made again here, or to stay, or to go at the server as well.
     void keepThoseMadeAgain();
@@ -120,10 +125,19 @@ private:
     struct Candidate {
         std::string name, headerDigest, messageID;
         std::uint64_t size = 0;
+        bool isExpected = false;  // it must be there, even if it does not look quite the same
     };
     Result<std::vector<Candidate>> candidates(const Work& work, std::set<std::string> known);
     void endDoubtfulUploads(const MirroredMailbox& mailbox);
-    Result<std::map<std::uint32_t, std::string>> match(const Work& work, const std::vector<Candidate>& candidates);
+    std::set<std::string> acceptedIn(const std::string& folder);
+    using Matched = std::map<std::uint32_t, std::string>;
+    Result<Matched> match(const Work& work, const std::vector<Candidate>& candidates);
+    // `sizes`: as the server has them; null: whatever the size.
+    Result<void> matchHeaders(const std::vector<std::uint32_t>& uids, const std::vector<const Candidate*>& candidates,
+                              const std::map<std::uint32_t, std::uint64_t>* sizes, Matched& matched);
+    // What it did not give out before is tried again; what it refused since the program was started, is not.
+    void takeUpUnfetched(Work& work, const ServerView& view);
+    void leaveOutRefused(Work& work);
 
     // Shows those that have arrived, long before they are fetched.
     Result<void> list(Work& work);
@@ -137,6 +151,7 @@ private:
     Result<void> pushFlags(const MirroredMailbox& mailbox, const PushPlan& plan);
     Result<void> moveThere(const MirroredMailbox& mailbox, const std::string& folder,
                            const std::vector<MirroredMessage>& messages);
+    std::vector<MirroredMessage> withoutMarked(const std::vector<MirroredMessage>& messages);
     Result<void> expungeThere(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages);
     Result<void> upload(Work& work);
     Result<void> uploadOne(const MirroredMailbox& mailbox, const std::string& name);
@@ -145,13 +160,18 @@ private:
     // The messages
     Result<void> fetch(Work& work, std::size_t most);
     void takeWishedForFirst(Work& work);
-    Result<void> fetchBatch(Work& work, std::size_t count, WorkBehind& behind);
+    // Answers how many of them are settled: fewer than asked for when the server refuses one of them.
+    Result<std::size_t> fetchBatch(Work& work, std::size_t count, WorkBehind& behind);
+    bool isRefusal(const Error& error) const;
+    void leaveOut(Work& work, std::uint32_t uid, const Result<void>& asked);
     void keepBehind(const Work& work, std::vector<FetchedMessage> batch, WorkBehind& behind);
     void tellProgress(std::size_t more);
 
     Result<void> selected(const MirroredMailbox& mailbox);
-    // Nothing when the connection and the disk are well: then it concerned one mailbox alone, and is logged.
+    // Nothing when the connection and the disk are well: then it concerned one mailbox alone, and is logged. When the
+    // server refuses several in a row for a while, it is the server that wants to be left alone.
     Result<void> goOnAfter(const Error& error, const std::string& what);
+    static bool isForNow(const Error& error);  // the server may do it later
     void forgetSettledRemovals();
 
     SyncParts parts_;
@@ -163,6 +183,8 @@ private:
     bool areMailboxesTaken_ = false;
     std::set<std::string> pullAgain_;       // folders whose new uids the server did not tell
     std::set<std::string> goneWhileMoved_;  // names
+    std::set<std::int64_t> renamesLater_;   // mailboxes that the server does not rename just now
+    int busyInARow_ = 0;
     std::optional<std::map<std::string, MailLibrary::Listed>> listed_;
     SyncProgress progress_;
 };

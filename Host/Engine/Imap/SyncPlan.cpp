@@ -12,14 +12,15 @@ constexpr int kColour = 7 << 8;
 
 int withWholeColour(int bits) { return (bits & kColour) != 0 ? bits | kColour : bits; }
 
+}  // namespace
+
 bool isGone(const ServerView& server, std::uint32_t uid) {
     if (server.isComplete) return !server.flags.contains(uid);
     return server.vanished.contains(uid) && !server.flags.contains(uid);
 }
 
-}  // namespace
-
-PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& server, const MessagesHere& here) {
+PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& server, const MessagesHere& here,
+                  int kept) {
     PullPlan plan;
     std::unordered_set<std::uint32_t> uids;
     for (const MirroredMessage& message : known) {
@@ -33,18 +34,19 @@ PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& s
                 plan.gone.push_back(message);
             continue;
         }
-        const auto there = server.flags.find(message.uid);
-        if (there == server.flags.end() || there->second == message.flags) continue;
+        const auto found = server.flags.find(message.uid);
+        if (found == server.flags.end()) continue;
+        const int there = (found->second & kept) | (message.flags & ~kept);
+        if (there == message.flags) continue;
         // Of one that is moved, the mailbox that it goes to tells it.
         if (local == here.end()) {
             plan.isWhole = false;
             continue;
         }
-        plan.agreed.push_back({message.uid, message.name, there->second});
+        plan.agreed.push_back({message.uid, message.name, there});
         const int ours = withWholeColour(local->second ^ message.flags);
-        const int theirs = withWholeColour(there->second ^ message.flags) & ~ours;
-        const FlagBits bits{.set = theirs & there->second & ~local->second,
-                            .clear = theirs & ~there->second & local->second};
+        const int theirs = withWholeColour(there ^ message.flags) & ~ours;
+        const FlagBits bits{.set = theirs & there & ~local->second, .clear = theirs & ~there & local->second};
         if (bits.set != 0 || bits.clear != 0) plan.flagsHere[message.name] = bits;
     }
     for (const auto& [uid, flags] : server.flags)
@@ -54,22 +56,22 @@ PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& s
 }
 
 PushPlan planPush(const std::vector<MirroredMessage>& known, const MessagesHere& here,
-                  const std::function<Whereabouts(const std::string& name)>& whereabouts) {
+                  const std::function<Whereabouts(const std::string& name)>& whereabouts, int kept) {
     PushPlan plan;
     std::unordered_set<std::string> names;
     for (const MirroredMessage& message : known) {
         names.insert(message.name);
         const auto local = here.find(message.name);
         if (local != here.end()) {
-            const int changed = local->second ^ message.flags;
+            const int changed = (local->second ^ message.flags) & kept;
             if (changed == 0) continue;
             plan.flagsThere[{changed & local->second, changed & message.flags}].add(message.uid);
-            plan.agreed.push_back({message.uid, message.name, local->second});
+            plan.agreed.push_back({message.uid, message.name, message.flags ^ changed});
             continue;
         }
         const Whereabouts where = whereabouts(message.name);
         switch (where.kind) {
-        case Whereabouts::Kind::Unknown: break;
+        case Whereabouts::Kind::Unknown: plan.isWhole = false; break;
         case Whereabouts::Kind::Nowhere: plan.fetchAgain.push_back(message); break;
         case Whereabouts::Kind::Moved: plan.moves[where.folder].push_back(message); break;
         case Whereabouts::Kind::Erased:

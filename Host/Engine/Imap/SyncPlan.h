@@ -37,7 +37,10 @@ struct PullPlan {
     bool isWhole = true;  // no: flags were changed there of messages that are elsewhere here, and wait until they are
 };
 
-PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& server, const MessagesHere& here);
+bool isGone(const ServerView& server, std::uint32_t uid);
+// `kept`: flags that the server keeps for that mailbox, packed. The others are not compared.
+PullPlan planPull(const std::vector<MirroredMessage>& known, const ServerView& server, const MessagesHere& here,
+                  int kept = -1);
 
 // Where a message is that is missing in a mailbox.
 struct Whereabouts {
@@ -60,9 +63,10 @@ struct PushPlan {
     std::vector<MirroredMessage> expunge;
     std::vector<MirroredMessage> fetchAgain;  // lost here without an order
     std::vector<std::string> onlyHere;        // names
+    bool isWhole = true;                      // no: of some that are missing it can't be said where they are
 };
 
 PushPlan planPush(const std::vector<MirroredMessage>& known, const MessagesHere& here,
-                  const std::function<Whereabouts(const std::string& name)>& whereabouts);
+                  const std::function<Whereabouts(const std::string& name)>& whereabouts, int kept = -1);
 
 }  // namespace qs

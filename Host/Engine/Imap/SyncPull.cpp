@@ -38,13 +38,17 @@ Result<bool> SyncPass::isUnchanged(const MirroredMailbox& mailbox) {
     const auto status = parts_.line.status(ImapMailboxName::fromWire(mailbox.serverName));
     if (!status) return failed(status);
     return status->highestModSeq != 0 && status->highestModSeq == mailbox.modSeq &&
-           status->uidValidity == mailbox.uidValidity && status->uidNext == mailbox.uidNext;
+           status->uidValidity == mailbox.uidValidity && status->uidNext == mailbox.uidNext &&
+           // Without QRESYNC a message may go and leave everything else as it was.
+           (parts_.line.has("QRESYNC") || status->messages == parts_.state.messages(mailbox.number).size());
 }
 
 Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
     MirroredMailbox& mailbox = work.mailbox;
     work = {.mailbox = mailbox, .uidNext = mailbox.uidNext, .modSeq = mailbox.modSeq};
-    if (!isLikelyChanged && mailbox.modSeq != 0) {
+    const auto unfetched = parts_.state.unfetched(mailbox.number);
+    work.leftBefore = {unfetched.begin(), unfetched.end()};
+    if (!isLikelyChanged && mailbox.modSeq != 0 && unfetched.empty()) {
         const auto same = isUnchanged(mailbox);
         if (!same) return failed(same);
         if (*same) {
@@ -59,6 +63,7 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
     const auto selection = parts_.line.select(ImapMailboxName::fromWire(mailbox.serverName), before);
     if (!selection) return failed(selection);
     selected_ = mailbox.serverName;
+    mailbox.keptFlags = keptFlags(*selection);
     auto known = parts_.state.messages(mailbox.number);
     if (selection->uidValidity != mailbox.uidValidity) {
         if (mailbox.uidValidity != 0)
@@ -66,6 +71,7 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
         mailbox.uidValidity = selection->uidValidity;
         mailbox.modSeq = mailbox.uidNext = 0;
         work.before = std::exchange(known, {});
+        work.leftBefore.clear();
     }
     auto view = look(work, known, *selection);
     if (!view) return failed(view);
@@ -73,9 +79,10 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
     auto here = tree_.lookAgain(mailbox.folder);
     if (!here) return failed(here);
     if (auto still = isStill(mailbox); !still) return still;
-    PullPlan plan = planPull(known, *view, **here);
+    PullPlan plan = planPull(known, *view, **here, mailbox.keptFlags);
     if (auto applied = apply(mailbox, plan); !applied) return applied;
     work.arrived = std::move(plan.arrived);
+    takeUpUnfetched(work, *view);
     const bool isCountedAnew = work.before.has_value();
     if (auto recognised = recognise(work, view->flags); !recognised) {
         work.arrived.clear();
@@ -84,14 +91,16 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
     // What was known again has flags that both sides agreed on before; what became of these since is seen now.
     if (isCountedAnew) {
         if (here = tree_.lookAgain(mailbox.folder); !here) return failed(here);
-        plan = planPull(parts_.state.messages(mailbox.number), *view, **here);
+        plan = planPull(parts_.state.messages(mailbox.number), *view, **here, mailbox.keptFlags);
         if (auto applied = apply(mailbox, plan); !applied) return applied;
     }
     work.flags = std::move(view->flags);
     work.uidNext = selection->uidNext;
     // What could not be taken over yet is to be told again.
     work.modSeq = plan.isWhole ? selection->highestModSeq : mailbox.modSeq;
-    work.isAwaited = mailbox.order == MirroredMailbox::Order::Remove && !work.arrived.empty();
+    const bool isAwaited = !work.arrived.empty();
+    leaveOutRefused(work);
+    work.isAwaited = mailbox.order == MirroredMailbox::Order::Remove && isAwaited;
     if (work.isAwaited && !areMovedOut(work))
         return takeBackRemoval(work,
                                "New mail has come into “%@” before it was deleted at the server. It is back, with the "
@@ -122,6 +131,8 @@ Result<ServerView> SyncPass::look(Work& work, const std::vector<MirroredMessage>
         if (!present) return failed(present);
         for (const MirroredMessage& message : known)
             if (!present->contains(message.uid)) view.vanished.add(message.uid);
+        for (const std::uint32_t uid : work.leftBefore)
+            if (!present->contains(uid)) view.vanished.add(uid);
     }
     // Whatever is new changed, too. Should a server see that differently, nothing new may be missed.
     if (selection.uidNext > work.mailbox.uidNext)
@@ -188,8 +199,9 @@ Result<void> SyncPass::recognise(Work& work, const std::map<std::uint32_t, int>&
 // The server has been asked: those that were not found never came to an end there.
 void SyncPass::endDoubtfulUploads(const MirroredMailbox& mailbox) {
     std::vector<std::string> ended;
+    const auto here = tree_.messagesIn(mailbox.folder);
     for (const Upload& upload : parts_.state.uploads(mailbox.folder))
-        ended.push_back(upload.name);
+        if (!upload.isAccepted || (here && !(*here)->contains(upload.name))) ended.push_back(upload.name);
     parts_.state.endUploads(mailbox.folder, ended);
 }
 
@@ -201,8 +213,11 @@ Result<std::vector<SyncPass::Candidate>> SyncPass::candidates(const Work& work, 
     if (!work.before)
         for (const MirroredMessage& message : parts_.state.messages(mailbox.number))
             known.insert(message.name);
+    const std::set<std::string> accepted = acceptedIn(mailbox.folder);
     for (const Upload& upload : parts_.state.uploads(mailbox.folder))
-        if (known.insert(upload.name).second) all.push_back({upload.name, upload.headerDigest, {}, upload.size});
+        if (!upload.isAccepted && known.insert(upload.name).second)
+            all.push_back({upload.name, upload.headerDigest, {}, upload.size});
+    const bool areExpected = work.before || pullAgain_.contains(mailbox.folder);
     const auto here = tree_.messagesIn(mailbox.folder);
     if (!here) return failed(here);
     std::map<std::string, std::string> folderOf;
@@ -218,53 +233,103 @@ Result<std::vector<SyncPass::Candidate>> SyncPass::candidates(const Work& work, 
         if (known.contains(name)) continue;
         const auto file = tree_.read(folder, name);
         if (!file) continue;  // gone meanwhile
+        const bool isExpected = areExpected || accepted.contains(name);
         const std::string messageID =
-            mailbox.folder == kSent
+            mailbox.folder == kSent || isExpected
                 ? parseHeaders(file->content)->firstMessageIDForKey(MCHeaderKeyMessageId).value_or("")
                 : "";
-        all.push_back({name, headerDigest(file->content), messageID, withNetworkLineEnds(file->content).size()});
+        all.push_back(
+            {name, headerDigest(file->content), messageID, withNetworkLineEnds(file->content).size(), isExpected});
     }
     return all;
 }
 
-Result<std::map<std::uint32_t, std::string>> SyncPass::match(const Work& work, const std::vector<Candidate>& possible) {
-    std::map<std::uint32_t, std::string> matched;
+Result<SyncPass::Matched> SyncPass::match(const Work& work, const std::vector<Candidate>& possible) {
+    Matched matched;
     if (possible.empty()) return matched;
+    std::vector<const Candidate*> all;
     std::set<std::uint64_t> sizes;
-    std::multimap<std::string, const Candidate*> byDigest;
-    std::map<std::string, const Candidate*> byMessageID;
     for (const Candidate& each : possible) {
+        all.push_back(&each);
         sizes.insert(each.size);
-        byDigest.emplace(each.headerDigest, &each);
-        if (!each.messageID.empty()) byMessageID.emplace(each.messageID, &each);
     }
+    // What a server puts there by itself looks as it likes.
+    const bool looksAtAll = work.mailbox.folder == kSent;
     std::vector<std::uint32_t> alike;
     std::map<std::uint32_t, std::uint64_t> sizeOf;
     auto done = parts_.line.fetch(setOf(work.arrived), {.flags = false, .size = true}, [&](const ImapMessage& message) {
         sizeOf[message.uid] = message.size.value_or(0);
-        if (sizes.contains(message.size.value_or(0)) || !byMessageID.empty()) alike.push_back(message.uid);
+        if (sizes.contains(message.size.value_or(0)) || looksAtAll) alike.push_back(message.uid);
     });
+    if (done) done = matchHeaders(alike, all, &sizeOf, matched);
     if (!done) return failed(done);
-    if (alike.empty()) return matched;
+    // Some servers add lines of their own, or tell sizes that are mere guesses.
+    std::set<std::string> taken;
+    for (const auto& [uid, name] : matched)
+        taken.insert(name);
+    std::erase_if(all, [&](const Candidate* each) { return !each->isExpected || taken.contains(each->name); });
+    std::vector<std::uint32_t> rest;
+    for (const std::uint32_t uid : work.arrived)
+        if (!matched.contains(uid)) rest.push_back(uid);
+    if (done = matchHeaders(rest, all, nullptr, matched); !done) return failed(done);
+    return matched;
+}
+
+Result<void> SyncPass::matchHeaders(const std::vector<std::uint32_t>& uids,
+                                    const std::vector<const Candidate*>& candidates,
+                                    const std::map<std::uint32_t, std::uint64_t>* sizes, Matched& matched) {
+    if (uids.empty() || candidates.empty()) return {};
+    std::multimap<std::string, const Candidate*> byDigest;
+    std::map<std::string, const Candidate*> byMessageID;
+    for (const Candidate* each : candidates) {
+        byDigest.emplace(each->headerDigest, each);
+        if (!each->messageID.empty()) byMessageID.emplace(each->messageID, each);
+    }
     std::set<std::string> taken;
     const auto take = [&](std::uint32_t uid, const Candidate& candidate) {
         if (!taken.insert(candidate.name).second) return false;
         matched[uid] = candidate.name;
         return true;
     };
-    done = parts_.line.fetch(
-        setOf(alike), {.flags = false, .content = ImapFetch::Content::Header}, [&](const ImapMessage& message) {
+    return parts_.line.fetch(
+        setOf(uids), {.flags = false, .content = ImapFetch::Content::Header}, [&](const ImapMessage& message) {
             if (!message.content) return;
             const auto [first, last] = byDigest.equal_range(headerDigest(*message.content));
             for (auto each = first; each != last; ++each)
-                if (each->second->size == sizeOf[message.uid] && take(message.uid, *each->second)) return;
+                if ((!sizes || each->second->size == sizes->at(message.uid)) && take(message.uid, *each->second))
+                    return;
             if (byMessageID.empty()) return;
             const auto id = parseHeaders(*message.content)->firstMessageIDForKey(MCHeaderKeyMessageId);
             const auto found = byMessageID.find(id.value_or(""));
             if (found != byMessageID.end()) take(message.uid, *found->second);
         });
-    if (!done) return failed(done);
-    return matched;
+}
+
+std::set<std::string> SyncPass::acceptedIn(const std::string& folder) {
+    std::set<std::string> names;
+    for (const Upload& upload : parts_.state.uploads(folder))
+        if (upload.isAccepted) names.insert(upload.name);
+    return names;
+}
+
+void SyncPass::takeUpUnfetched(Work& work, const ServerView& view) {
+    const bool isRemoved = work.mailbox.order == MirroredMailbox::Order::Remove;
+    const auto wishes = isRemoved ? parts_.state.wishes() : std::map<std::string, MirrorWish>();
+    std::set<std::uint32_t> arrived(work.arrived.begin(), work.arrived.end());
+    for (const std::uint32_t uid : work.leftBefore) {
+        if (isGone(view, uid) || parts_.state.knows(work.mailbox.number, uid)) continue;
+        // What nobody wants goes with the mailbox.
+        if (isRemoved && !wishes.contains(mirroredName(work.mailbox, uid))) continue;
+        if (arrived.insert(uid).second) work.arrived.push_back(uid);
+    }
+}
+
+void SyncPass::leaveOutRefused(Work& work) {
+    std::erase_if(work.arrived, [&](std::uint32_t uid) {
+        const bool isRefused = parts_.refused.contains(mirroredName(work.mailbox, uid));
+        if (isRefused) work.left.insert(uid);
+        return isRefused;
+    });
 }
 
 }  // namespace qs

@@ -14,6 +14,8 @@ namespace qs {
 
 namespace {
 
+const int kDeleted = packedFromServer({"\\Deleted"});
+
 ImapUidSet setOf(const std::vector<MirroredMessage>& messages) {
     ImapUidSet uids;
     for (const MirroredMessage& message : messages)
@@ -49,19 +51,22 @@ Result<PushPlan> SyncPass::planFor(const MirroredMailbox& mailbox) {
     const bool isAllHere = std::all_of(known.begin(), known.end(),
                                        [&](const MirroredMessage& message) { return (*here)->contains(message.name); });
     if (!isAllHere) tree_.forgetOthersThan(mailbox.folder);
-    PushPlan plan = planPush(known, **here, find);
+    PushPlan plan = planPush(known, **here, find, mailbox.keptFlags);
     if (plan.fetchAgain.empty()) return plan;
     // Or it was on its way from one of them to another just then.
     if (auto looked = tree_.lookAgainAtAll(); !looked) return failed(looked);
-    return planPush(known, **here, find);
+    return planPush(known, **here, find, mailbox.keptFlags);
 }
 
 bool SyncPass::hasSomethingToPush(const MirroredMailbox& mailbox) {
     const auto plan = planFor(mailbox);
     if (!plan || mailbox.uidValidity == 0) return true;
-    return !plan->flagsThere.empty() || !plan->moves.empty() || !plan->expunge.empty() || !plan->fetchAgain.empty() ||
-           std::any_of(plan->onlyHere.begin(), plan->onlyHere.end(),
-                       [&](const std::string& name) { return !parts_.refused.contains(name); });
+    const auto accepted = acceptedIn(mailbox.folder);
+    return !plan->flagsThere.empty() || !plan->moves.empty() || !withoutMarked(plan->expunge).empty() ||
+           !plan->fetchAgain.empty() ||
+           std::any_of(plan->onlyHere.begin(), plan->onlyHere.end(), [&](const std::string& name) {
+               return !parts_.refused.contains(name) && !accepted.contains(name);
+           });
 }
 
 Result<void> SyncPass::push(Work& work) {
@@ -69,13 +74,16 @@ Result<void> SyncPass::push(Work& work) {
     tree_.forget(work.mailbox.folder);
     const auto plan = planFor(work.mailbox);
     if (!plan) return failed(plan);
-    if (!plan->flagsThere.empty())
-        if (auto done = pushFlags(work.mailbox, *plan); !done) return done;
+    // What is refused of it is tried again by the next pass, and the rest does not wait for it.
+    const auto orGoOn = [&](const Result<void>& done) {
+        return done ? done : goOnAfter(done.error(), work.mailbox.folder);
+    };
+    if (auto done = pushFlags(work.mailbox, *plan); !done) return done;
     for (const auto& [folder, messages] : plan->moves)
-        if (auto done = moveThere(work.mailbox, folder, messages); !done) return done;
+        if (auto done = orGoOn(moveThere(work.mailbox, folder, messages)); !done) return done;
     if (work.mailbox.order == MirroredMailbox::Order::Remove) return {};  // the rest goes with it
-    if (!plan->expunge.empty())
-        if (auto done = expungeThere(work.mailbox, plan->expunge); !done) return done;
+    if (const auto messages = withoutMarked(plan->expunge); !messages.empty())
+        if (auto done = orGoOn(expungeThere(work.mailbox, messages)); !done) return done;
     std::vector<std::uint32_t> lost;
     for (const MirroredMessage& message : plan->fetchAgain)
         lost.push_back(message.uid);
@@ -95,25 +103,33 @@ void SyncPass::lookAtAllOf(MirroredMailbox& mailbox) {
 }
 
 Result<void> SyncPass::pushFlags(const MirroredMailbox& mailbox, const PushPlan& plan) {
-    if (auto done = selected(mailbox); !done) return done;
+    std::vector<MirroredMessage> agreed;
     for (const auto& [bits, uids] : plan.flagsThere) {
+        if (auto done = selected(mailbox); !done) return done;
         const auto& [set, clear] = bits;
-        if (set != 0)
-            if (auto stored = parts_.line.store(uids, ImapChange::Add, serverFlags(set)); !stored)
-                return failed(stored);
-        if (clear != 0)
-            if (auto stored = parts_.line.store(uids, ImapChange::Remove, serverFlags(clear)); !stored)
-                return failed(stored);
+        auto stored = parts_.line.store(uids, ImapChange::Add, serverFlags(set));
+        if (stored) stored = parts_.line.store(uids, ImapChange::Remove, serverFlags(clear));
+        if (!stored) {
+            if (auto still = goOnAfter(stored.error(), mailbox.folder); !still) return still;
+            continue;
+        }
+        for (const MirroredMessage& message : plan.agreed)
+            if (uids.contains(message.uid)) agreed.push_back(message);
     }
-    parts_.state.change(mailbox.number, plan.agreed, {});
+    parts_.state.change(mailbox.number, agreed, {});
     return {};
 }
 
 // By MOVE, else by a copy that the server has confirmed; what it has not confirmed is looked for before anything goes.
 Result<void> SyncPass::moveThere(const MirroredMailbox& mailbox, const std::string& folder,
-                                 const std::vector<MirroredMessage>& messages) {
+                                 const std::vector<MirroredMessage>& all) {
     const auto target = ensureMailbox(folder);
     if (!target) return failed(target);
+    // What was copied, and can't be told from others there, would be copied again and again.
+    std::vector<MirroredMessage> messages(all);
+    const auto accepted = acceptedIn(folder);
+    std::erase_if(messages, [&](const MirroredMessage& message) { return accepted.contains(message.name); });
+    if (messages.empty()) return {};
     if (auto done = selected(mailbox); !done) return done;
     const bool moves = parts_.line.has("MOVE");
     const auto name = ImapMailboxName::fromWire(target->serverName);
@@ -122,18 +138,26 @@ Result<void> SyncPass::moveThere(const MirroredMailbox& mailbox, const std::stri
     // A mailbox of which nothing is known yet is taken up as a whole, which finds them.
     const bool isTold = copied->uidValidity != 0 && copied->uidValidity == target->uidValidity;
     std::map<std::uint32_t, const MirroredMessage*> byUid;
-    for (const MirroredMessage& message : messages)
+    std::vector<std::string> names;
+    for (const MirroredMessage& message : messages) {
         byUid[message.uid] = &message;
+        names.push_back(message.name);
+    }
+    std::vector<MirroredMessage> confirmed;
     for (std::size_t i = 0; isTold && i < std::min(copied->source.size(), copied->target.size()); ++i) {
         const auto found = byUid.find(copied->source[i]);
         if (found == byUid.end()) continue;
         const MirroredMessage there{copied->target[i], found->second->name, found->second->flags};
+        confirmed.push_back(*found->second);
         if (moves)
             parts_.state.moveMessage(mailbox.number, found->first, target->number, there);
         else
             parts_.state.change(target->number, {there}, {});
     }
-    if (!isTold) pullAgain_.insert(folder);
+    if (!isTold) {
+        pullAgain_.insert(folder);
+        parts_.state.acceptUploads(folder, names);
+    }
     if (!isTold && moves) {
         std::vector<std::uint32_t> gone;
         for (const MirroredMessage& message : messages)
@@ -141,8 +165,16 @@ Result<void> SyncPass::moveThere(const MirroredMailbox& mailbox, const std::stri
         lookAtAllOf(works_[mailbox.folder].mailbox);
         parts_.state.change(mailbox.number, {}, gone);
     }
-    if (isTold && !moves) return expungeThere(mailbox, messages);
+    if (!moves && !confirmed.empty()) return expungeThere(mailbox, confirmed);
     return {};
+}
+
+// Where nothing can be expunged, they stay as they are.
+std::vector<MirroredMessage> SyncPass::withoutMarked(const std::vector<MirroredMessage>& messages) {
+    std::vector<MirroredMessage> rest(messages);
+    if (!parts_.line.has("UIDPLUS"))
+        std::erase_if(rest, [](const MirroredMessage& each) { return (each.flags & kDeleted) != 0; });
+    return rest;
 }
 
 Result<void> SyncPass::expungeThere(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages) {
@@ -151,7 +183,13 @@ Result<void> SyncPass::expungeThere(const MirroredMailbox& mailbox, const std::v
     if (auto stored = parts_.line.store(uids, ImapChange::Add, {"\\Deleted"}); !stored) return failed(stored);
     const auto expunged = parts_.line.expunge(uids);
     // Without UIDPLUS they stay there, marked: a bare EXPUNGE would take what others have marked as well.
-    if (!expunged && imapFailure(expunged.error()) == ImapFailure::NotOffered) return {};
+    if (!expunged && imapFailure(expunged.error()) == ImapFailure::NotOffered) {
+        std::vector<MirroredMessage> marked(messages);
+        for (MirroredMessage& message : marked)
+            message.flags |= kDeleted;
+        parts_.state.change(mailbox.number, marked, {});
+        return {};
+    }
     if (!expunged) return expunged;
     std::vector<std::uint32_t> gone;
     for (const MirroredMessage& message : messages)
@@ -167,11 +205,15 @@ Result<void> SyncPass::upload(Work& work) {
         return {};
     const auto plan = planFor(mailbox);
     if (!plan) return failed(plan);
+    const auto accepted = acceptedIn(mailbox.folder);
     for (const std::string& name : plan->onlyHere) {
         // It waits to be moved from there.
-        if (!parts_.state.mailboxesWith(name).empty() || parts_.refused.contains(name)) continue;
-        if (auto done = uploadOne(mailbox, name); !done)
+        if (!parts_.state.mailboxesWith(name).empty() || parts_.refused.contains(name) || accepted.contains(name))
+            continue;
+        if (auto done = uploadOne(mailbox, name); !done) {
             if (auto still = goOnAfter(done.error(), mailbox.folder); !still) return still;
+            if (isForNow(done.error())) return {};
+        }
     }
     return {};
 }
@@ -189,7 +231,7 @@ Result<void> SyncPass::uploadOne(const MirroredMailbox& mailbox, const std::stri
         // Without an answer nobody knows whether it is there, and the next look at the mailbox tells.
         if (!parts_.line.isOpen()) return failed(appended);
         parts_.state.endUploads(mailbox.folder, {name});
-        if (imapFailure(appended.error()) != ImapFailure::Temporary) {
+        if (!isForNow(appended.error())) {
             parts_.refused.insert(name);
             parts_.tellPerson("A message can't be put into “" + pathFromFolderName(mailbox.folder) +
                               "” at the server. It stays here. " + appended.error().description);
@@ -199,10 +241,12 @@ Result<void> SyncPass::uploadOne(const MirroredMailbox& mailbox, const std::stri
     if (goneWhileMoved_.contains(name))
         parts_.tellPerson("A message was deleted at the server while it was moved here. It was kept, and put back "
                           "there into the mailbox that it was moved to.");
-    if (appended->uid != 0 && appended->uidValidity == mailbox.uidValidity)
+    if (appended->uid != 0 && appended->uidValidity == mailbox.uidValidity) {
         parts_.state.change(mailbox.number, {{appended->uid, name, flags}}, {});
-    else
+    } else {
+        parts_.state.acceptUploads(mailbox.folder, {name});
         pullAgain_.insert(mailbox.folder);
+    }
     return {};
 }
 

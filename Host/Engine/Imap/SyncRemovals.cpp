@@ -71,15 +71,22 @@ Result<void> SyncPass::removeThere(Work& work) {
     const MirroredMailbox& mailbox = work.mailbox;
     const auto still = parts_.state.mailboxNumbered(mailbox.number);
     if (!still || still->order != MirroredMailbox::Order::Remove) return {};
+    // What could not be moved out of it yet would be lost there.
+    const auto plan = planFor(mailbox);
+    if (!plan) return failed(plan);
+    if (!plan->moves.empty() || !plan->isWhole) return {};
     const auto name = ImapMailboxName::fromWire(mailbox.serverName);
     const auto status = parts_.line.status(name);
     if (!status) return failed(status);
     // Something came during this pass: the next one sees what.
-    if (status->uidValidity != mailbox.uidValidity || (work.uidNext != 0 && status->uidNext != work.uidNext)) return {};
+    const bool isNew = work.uidNext != 0 ? status->uidNext != work.uidNext
+                                         : status->messages > parts_.state.messages(mailbox.number).size();
+    if (status->uidValidity != mailbox.uidValidity || isNew) return {};
     if (!selected_.empty()) (void)parts_.line.examine(ImapMailboxName::inbox());
     selected_.clear();
     if (auto removed = parts_.line.remove(name); !removed) {
         if (auto goesOn = goOnAfter(removed.error(), mailbox.serverName); !goesOn) return goesOn;
+        if (isForNow(removed.error())) return {};
         return takeBackRemoval(
             work, "“%@” can't be deleted at the server, so it is back. " + removed.error().description, false);
     }

@@ -15,15 +15,17 @@ namespace {
 
 using Order = MirroredMailbox::Order;
 
-std::vector<MirroredMailbox> waiting(MirrorState& state) {
-    std::vector<MirroredMailbox> all = state.mailboxes();
-    std::erase_if(all, [](const MirroredMailbox& mailbox) { return mailbox.order != Order::Rename; });
+}  // namespace
+
+std::vector<MirroredMailbox> SyncPass::waitingForNames() {
+    std::vector<MirroredMailbox> all = parts_.state.mailboxes();
+    std::erase_if(all, [&](const MirroredMailbox& mailbox) {
+        return mailbox.order != Order::Rename || renamesLater_.contains(mailbox.number);
+    });
     // Those above first: the server takes along what is below them.
     std::sort(all.begin(), all.end(), [](const auto& a, const auto& b) { return a.folder < b.folder; });
     return all;
 }
-
-}  // namespace
 
 Result<bool> SyncPass::pushRenames(const std::vector<ImapMailbox>& listed) {
     std::set<std::string> names;
@@ -32,7 +34,7 @@ Result<bool> SyncPass::pushRenames(const std::vector<ImapMailbox>& listed) {
     bool isAny = false;
     for (bool goesOn = true; goesOn;) {
         goesOn = false;
-        for (const MirroredMailbox& each : waiting(parts_.state)) {
+        for (const MirroredMailbox& each : waitingForNames()) {
             // One above it may have been renamed just now.
             const auto mailbox = parts_.state.mailboxNumbered(each.number);
             if (!mailbox || mailbox->order != Order::Rename) continue;
@@ -43,14 +45,13 @@ Result<bool> SyncPass::pushRenames(const std::vector<ImapMailbox>& listed) {
         }
         if (goesOn) continue;
         // What is left waits for each other's names: the first makes way under another one.
-        const auto rest = waiting(parts_.state);
+        const auto rest = waitingForNames();
         if (rest.empty()) break;
         ImapMailboxName aside;
         for (int i = 1; aside.wire().empty() || names.contains(aside.wire()); ++i)
             aside = serverNameFor(rest.front().folder + " (" + std::to_string(i) + ")", prefix_, delimiter_);
         if (auto done = renameThere(rest.front(), aside, false); !done) {
-            if (auto still = goOnAfter(done.error(), rest.front().folder); !still) return failed(still);
-            takeBackRename(rest.front(), done.error().description);
+            if (auto still = refusedToRename(rest.front(), done.error()); !still) return failed(still);
         } else {
             names.erase(rest.front().serverName);
             names.insert(aside.wire());
@@ -70,7 +71,7 @@ Result<SyncPass::Renamed> SyncPass::pushRename(const MirroredMailbox& mailbox, s
     if (wanted.wire() == mailbox.serverName) return settle(mailbox.serverName);
     if (!isThere) return settle(isTaken ? wanted.wire() : mailbox.serverName);  // an answer was lost, or it is gone
     // One that is to be renamed itself makes way, or would take this one along if it were put below it now.
-    const auto others = waiting(parts_.state);
+    const auto others = waitingForNames();
     const bool isInTheWay = std::any_of(others.begin(), others.end(), [&](const MirroredMailbox& each) {
         return each.number != mailbox.number &&
                (wanted.wire() == each.serverName ||
@@ -82,8 +83,7 @@ Result<SyncPass::Renamed> SyncPass::pushRename(const MirroredMailbox& mailbox, s
         return Renamed::Yes;
     }
     if (auto done = renameThere(mailbox, wanted, true); !done) {
-        if (auto still = goOnAfter(done.error(), mailbox.folder); !still) return failed(still);
-        takeBackRename(mailbox, done.error().description);
+        if (auto still = refusedToRename(mailbox, done.error()); !still) return failed(still);
         return Renamed::Yes;
     }
     std::set<std::string> renamed;
@@ -117,6 +117,15 @@ Result<void> SyncPass::renameThere(const MirroredMailbox& mailbox, const ImapMai
     // Not every server knows that, and the names of subscriptions are a list of their own.
     if (parts_.line.isOpen()) (void)parts_.line.subscribe(to);
     if (parts_.line.isOpen()) (void)parts_.line.subscribe(from, false);
+    return {};
+}
+
+Result<void> SyncPass::refusedToRename(const MirroredMailbox& mailbox, const Error& error) {
+    if (auto still = goOnAfter(error, mailbox.folder); !still) return still;
+    if (isForNow(error))
+        renamesLater_.insert(mailbox.number);
+    else
+        takeBackRename(mailbox, error.description);
     return {};
 }
 

@@ -14,6 +14,18 @@ Error noMailbox() {
     return {std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The mailbox is not there any more.", {}};
 }
 
+// The index may not know a file that is there: just made anew, or the file has only come.
+Result<std::map<std::string, std::string>> filesNamed(const Maildir& maildir, const std::set<std::string>& names) {
+    std::map<std::string, std::string> files;
+    if (names.empty()) return files;
+    const auto walked = maildir.forEachFile([&](const std::string& file) {
+        std::string name(Maildir::nameOf(file).unique());
+        if (names.contains(name)) files[std::move(name)] = file;
+    });
+    if (!walked && walked.error().code != ENOENT) return failed(walked);
+    return files;
+}
+
 }  // namespace
 
 struct LibraryCore::Arrival {
@@ -134,16 +146,32 @@ Result<void> LibraryCore::setMirroredFlags(Mailbox& mailbox, const std::map<std:
     if (!box) return failure(noMailbox());
     return changeFiles([&](Database& index, Work& work) {
         Result<void> result;
+        std::set<std::string> unknown;
         for (const auto& [name, bits] : flags) {
             const auto changed = [&bits = bits](const MessageFlags& before) {
                 return unpackedFlags((packedFlags(before) | bits.set) & ~bits.clear);
             };
             auto row = tables::findByName(index, box->indexed().number, name);
-            if (row && row->isOnlyListed()) continue;
-            auto done = row ? changeFlags(index, *row, changed, work) : Result<void>();
-            if (row && !done && done.error().code == ENOENT && (row = foundAgain(index, *row)))
+            if (!row) unknown.insert(name);
+            if (!row || row->isOnlyListed()) continue;
+            auto done = changeFlags(index, *row, changed, work);
+            if (!done && done.error().code == ENOENT && (row = foundAgain(index, *row)))
                 done = changeFlags(index, *row, changed, work);
             if (!done && done.error().code != ENOENT) result = done;
+        }
+        const auto files = filesNamed(box->maildir(), unknown);
+        if (!files) return Result<void>(failed(files));
+        MaildirKeywords& keywords = keywordsOf(work.keywords, *box);
+        for (const auto& [name, file] : *files) {
+            const std::string before = Maildir::nameOf(file).letters();
+            const FlagBits& bits = flags.at(name);
+            const int wanted = (packedFlags(flagsFromLetters(before, keywords)) | bits.set) & ~bits.clear;
+            const auto letters = lettersWithFlags(before, unpackedFlags(wanted), keywords);
+            if (!letters) return Result<void>(failed(letters));
+            const auto renamed = box->maildir().setLetters(file, *letters);
+            if (!renamed && renamed.error().code != ENOENT) result = failed(renamed);
+            for (const std::string& each : {file, renamed.value_or(file)})
+                work.folders.insert(box->maildir().pathOf(each).parent_path());
         }
         return result;
     });
@@ -154,9 +182,20 @@ Result<void> LibraryCore::dropMirrored(Mailbox& mailbox, const std::vector<std::
     if (!box) return failure(noMailbox());
     return changeFiles([&](Database& index, Work& work) {
         Result<void> result;
+        std::set<std::string> unknown;
         for (const std::string& name : names)
-            if (const auto row = tables::findByName(index, box->indexed().number, name))
+            if (const auto row = tables::findByName(index, box->indexed().number, name)) {
                 if (const auto done = eraseOne(index, *row, work); !done) result = done;
+            } else {
+                unknown.insert(name);
+            }
+        const auto files = filesNamed(box->maildir(), unknown);
+        if (!files) return Result<void>(failed(files));
+        for (const auto& [name, file] : *files) {
+            const auto path = box->maildir().pathOf(file);
+            if (const auto done = files_.remove(path); !done && done.error().code != ENOENT) result = done;
+            work.folders.insert(path.parent_path());
+        }
         return result;
     });
 }

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,6 +40,17 @@ protected:
         replaceInAnswers("[APPENDUID ", "[XA ");
         replaceInAnswers("[COPYUID ", "[XC ");
     }
+    // Sees each command first. Nothing: it passes as it is.
+    std::function<std::optional<CuttingProxy::Passing>(const std::string& line)> whenAsked_;
+    static CuttingProxy::Passing refused(const std::string& line, const std::string& text) {
+        return {"", line.substr(0, line.find(' ') + 1) + text + "\r\n"};
+    }
+    // Of a command that fetches whole messages: their uids.
+    static std::optional<ImapUidSet> fetchedBy(const std::string& line) {
+        const auto at = line.find(" UID FETCH ");
+        if (at == std::string::npos || line.find("BODY.PEEK[]") == std::string::npos) return {};
+        return ImapUidSet::parse(line.substr(at + 11, line.find(' ', at + 11) - at - 11));
+    }
     // Commands with these words so far.
     long count(const std::string& words) {
         const std::lock_guard hold(lock_);
@@ -55,9 +67,9 @@ private:
         for (auto& [words, act] : acts_)
             if (act && line.find(words) != std::string::npos) std::exchange(act, nullptr)();
         for (const auto& [words, text] : answers_)
-            if (!text.empty() && line.find(words) != std::string::npos)
-                return {"", line.substr(0, line.find(' ') + 1) + text + "\r\n"};
-        return {line};
+            if (!text.empty() && line.find(words) != std::string::npos) return refused(line, text);
+        const auto passing = whenAsked_ ? whenAsked_(line) : std::nullopt;
+        return passing ? *passing : CuttingProxy::Passing{line};
     }
     std::string answered(std::string line) {
         for (const auto& [from, to] : replaced_)

@@ -42,4 +42,42 @@ TEST_F(SyncMeanwhileTest, AFlagThatWasSetThereHoldsWhenTheMessageIsMovedHere) {
     expectBoth("Archive", {"moved S"});
 }
 
+TEST_F(SyncMeanwhileTest, AMailboxThatIsRenamedWhileTheListIsTakenUpKeepsItsMail) {
+    for (const char* each : {"Travel", "Old"})
+        ASSERT_TRUE(other().create(named(each)));
+    deliver("itinerary", "Travel");
+    start();
+    ASSERT_TRUE(other().remove(named("Old")));
+    ASSERT_TRUE(other().create(named("Unknown")));
+    bool isRenamed = false;
+    onceBefore("STATUS \"Unknown\"", [&] {
+        flag("Travel", "itinerary", {.flagged = true});
+        isRenamed = library().renameMailbox(box("Travel"), "Voyages").has_value();
+    });
+    syncAll();
+    ASSERT_TRUE(isRenamed);
+    syncAll();
+    expectBoth("Voyages", {"itinerary F"});
+    EXPECT_EQ(library().mailboxWithIdentifier("ada/Travel"), nullptr);
+    EXPECT_FALSE(other().select(named("Travel")));
+    EXPECT_EQ(count("APPEND"), 0);
+}
+
+TEST_F(SyncMeanwhileTest, WhatChangedDuringAPassThatFailsWaitsWithIt) {
+    deliver("read");
+    start();
+    ASSERT_TRUE(other().store(uid("INBOX", "read"), ImapChange::Add, {"\\Seen"}));
+    deliver("new");
+    onceBefore("BODY.PEEK[]", [&] { proxy_->goDown(); });
+    engine_->sync().syncNow({});
+    loop_->advance(0.5);
+    ASSERT_EQ(status().state, SyncStatus::State::Waiting);
+    proxy_->letPass();
+    const long before = count("LOGIN");
+    loop_->advance(1.9);
+    EXPECT_EQ(count("LOGIN"), before) << "not before the delay is over";
+    loop_->advance(5);
+    expectBoth("INBOX", {"new", "read S"});
+}
+
 }  // namespace qs
