@@ -1,6 +1,6 @@
 // What strangers send: their markup does nothing, and their pictures on the web come when the person wants them.
 import assert from 'node:assert/strict';
-import { mkdirSync, renameSync, writeFileSync } from 'node:fs';
+import { mkdirSync, writeFileSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
@@ -39,19 +39,6 @@ function nameServers(names) {
   };
 }
 
-let delivered = 0;
-/** As another program delivers it. */
-function deliver(host, subject, html, from = 'Shop <news@shop.example>') {
-  const name = `${1800000000 + ++delivered}.M1P${process.pid}.journey`;
-  const folder = join(host.data, 'Mail', 'mira');
-  writeFileSync(
-    join(folder, 'tmp', name),
-    `From: ${from}\r\nTo: mira@quillstead.example\r\nSubject: ${subject}\r\nMessage-Id: <${name}@journey>\r\n` +
-      `Date: Mon, 23 Nov 2026 10:00:00 +0000\r\nContent-Type: text/html; charset=utf-8\r\n\r\n${html}\r\n`,
-  );
-  renameSync(join(folder, 'tmp', name), join(folder, 'new', name));
-}
-
 test('pictures on the web: held back, shown, always shown, forgotten again', async (t) => {
   const send = (request, response) => response.writeHead(200, { 'Set-Cookie': 'id=7; Path=/' }).end(picture);
   const web = await startWeb(t, send);
@@ -61,7 +48,7 @@ test('pictures on the web: held back, shown, always shown, forgotten again', asy
   const outside = [];
   page.on('request', (request) => [web.name, unnamed.name].some((name) => request.url().includes(name)) && outside.push(request.url()));
   await row(page, 'Ten years').waitFor();
-  deliver(host, 'Autumn list', `<p>New paper</p><img id="near" src="${web.address}/near"><img src="${unnamed.address}/far">`);
+  host.deliver('Autumn list', `<p>New paper</p><img id="near" src="${web.address}/near"><img src="${unnamed.address}/far">`);
   await row(page, 'Autumn list').click();
   const bar = page.getByRole('group', { name: 'Remote pictures' });
   await bar.getByText('Remote pictures are not shown.').waitFor();
@@ -77,13 +64,13 @@ test('pictures on the web: held back, shown, always shown, forgotten again', asy
   assert.deepEqual(Object.keys(web.asked[0].headers).sort(), ['accept', 'accept-encoding', 'host', 'user-agent']);
   assert.equal(unnamed.asked.length, 0, 'nothing on this machine that nobody named');
 
-  deliver(host, 'Winter list', `<p>Ink</p><img id="near" src="${web.address}/winter">`);
+  host.deliver('Winter list', `<p>Ink</p><img id="near" src="${web.address}/winter">`);
   await row(page, 'Winter list').click();
   await bar.getByRole('button', { name: 'Always for this sender' }).click();
   await until(async () => (await width('#near').catch(() => 0)) === 2, 'the picture');
   await host.restart();
   const again = await browser.open(t, host);
-  deliver(host, 'Spring list', `<p>Brushes</p><img id="near" src="${web.address}/spring">`, '"The shop" <NEWS@shop.example>');
+  host.deliver('Spring list', `<p>Brushes</p><img id="near" src="${web.address}/spring">`, '"The shop" <NEWS@shop.example>');
   await row(again, 'Spring list').click();
   await until(async () =>
     (await again.frameLocator('.body-frame').locator('#near').evaluate((image) => image.naturalWidth).catch(() => 0)) === 2, 'the picture, unasked');
@@ -94,7 +81,7 @@ test('pictures on the web: held back, shown, always shown, forgotten again', asy
   await again.getByRole('button', { name: 'Remove “news@shop.example”' }).click();
   await again.getByRole('button', { name: 'Remove “news@shop.example”' }).waitFor({ state: 'detached' });
   await again.keyboard.press('Escape');
-  deliver(host, 'Summer list', `<p>Fans</p><img src="${web.address}/summer">`);
+  host.deliver('Summer list', `<p>Fans</p><img src="${web.address}/summer">`);
   await row(again, 'Summer list').click();
   await again.getByText('Remote pictures are not shown.').waitFor();
   assert.ok(!web.asked.some(({ url }) => url === '/summer'));
@@ -106,7 +93,7 @@ test('what the host makes of hostile mail does nothing, even where nothing else 
   const host = await startHost(t, { args: ['--demo', '--no-plugin'] });
   const live = await LivePage.open(await host.link());
   t.after(() => live.close());
-  hostileMails.forEach((mail, at) => deliver(host, `Hostile ${at}: ${mail.name}`, `<p>before</p>${mail.html(web.address)}`));
+  hostileMails.forEach((mail, at) => host.deliver(`Hostile ${at}: ${mail.name}`, `<p>before</p>${mail.html(web.address)}`));
   await live.call('list.window', { offset: 0, limit: 500 });
   const hostile = ({ list }) => list.rows.filter(({ subject }) => subject.startsWith('Hostile'));
   await live.when((models) => hostile(models).length === hostileMails.length);

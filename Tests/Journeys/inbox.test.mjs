@@ -45,6 +45,13 @@ test('mail is read, flagged, filed and opened from the small inbox', async (t) =
   await first.getByRole('button', { name: 'Archive' }).click();
   await item(subject).waitFor({ state: 'detached' });
 
+  // Whoever has left the list by a press beside it is not drawn back by new mail.
+  await first.focus();
+  await page.locator('.titlebar-gap').click();
+  host.deliver('Fresh from the press', '<p>Ink</p>');
+  await item('Fresh from the press').waitFor();
+  assert.equal(await list.evaluate((element) => element.contains(document.activeElement)), false);
+
   // Another mailbox below, and up to the first place.
   await page.getByRole('button', { name: 'Add a mailbox' }).click();
   const accounts = page.getByRole('menuitem').filter({ has: page.locator('.menu-more .icon') });

@@ -5,7 +5,7 @@
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, renameSync, rmSync, writeFileSync } from 'node:fs';
 import { connect } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
@@ -60,6 +60,7 @@ export class Host {
     this.errors = '';
     this.output = '';
     this.end = {};
+    this.delivered = 0;
     this.closed = Promise.resolve();
   }
 
@@ -107,6 +108,18 @@ export class Host {
     let answer = '';
     for await (const part of socket) answer += part;
     return answer.trimEnd();
+  }
+
+  /** A mail for Mira, as another program delivers it. */
+  deliver(subject, html, from = 'Shop <news@shop.example>') {
+    const name = `${1800000000 + ++this.delivered}.M1P${process.pid}.journey`;
+    const folder = join(this.data, 'Mail', 'mira');
+    writeFileSync(
+      join(folder, 'tmp', name),
+      `From: ${from}\r\nTo: mira@quillstead.example\r\nSubject: ${subject}\r\nMessage-Id: <${name}@journey>\r\n` +
+        `Date: Mon, 23 Nov 2026 10:00:00 +0000\r\nContent-Type: text/html; charset=utf-8\r\n\r\n${html}\r\n`,
+    );
+    renameSync(join(folder, 'tmp', name), join(folder, 'new', name));
   }
 
   async stop(signal = 'SIGTERM') {

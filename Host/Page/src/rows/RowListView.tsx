@@ -1,6 +1,6 @@
 // A list in a popover, with a bar of buttons over it. The arrow keys go from row to row and along a row's buttons, Return
 // opens a row; Tab goes through the buttons of the row where one is.
-import { useLayoutEffect, useRef, useState } from 'preact/hooks';
+import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import type { RowListModel } from '../protocol';
 import { RowButton } from './RowButtons';
 import { RowView } from './RowView';
@@ -21,6 +21,15 @@ export function RowListView({ popover, list }: { popover: string; list: RowListM
   useLayoutEffect(() => {
     if (hadFocus.current && document.activeElement === document.body) focusRow(index);
   }, [list]);
+  // Whoever presses beside all rows has left them, though nothing else may take the focus.
+  useEffect(() => {
+    const onPointerDown = (event: PointerEvent): void => {
+      const row = event.target instanceof Element ? event.target.closest('.row-focus') : null;
+      if (!row || !box.current?.contains(row)) hadFocus.current = false;
+    };
+    document.addEventListener('pointerdown', onPointerDown, true);
+    return () => document.removeEventListener('pointerdown', onPointerDown, true);
+  }, []);
 
   const onKeyDown = (event: KeyboardEvent): void => {
     const row = (event.target as Element).closest<HTMLElement>('.row-focus');
