@@ -88,7 +88,7 @@ test('mail becomes notes', async (t) => {
   await until(() => given(host).length === 3, 'the note of a part');
   assert.match(given(host)[2].content, /^<html><body>\s*(<p>)?can you believe it(<\/p>)?\s*<\/body><\/html>\s*$/);
 
-  // One that is refused, brought back and renamed by nobody, is refused again: it is never lost.
+  // One that is refused is brought back whole, and goes out.
   await noteFromMenu(page, 'Create note');
   await sheet.getByLabel('Title').fill('Refuse');
   await sheet.getByRole('button', { name: 'Save' }).click();
@@ -96,8 +96,11 @@ test('mail becomes notes', async (t) => {
   await page.keyboard.press('Control+,');
   await page.getByRole('tab', { name: 'Quillstead' }).click();
   await page.getByText('The service did not like it.').waitFor();
-  await page.getByRole('button', { name: /Bring back/ }).click();
-  await page.getByText('The service did not like it.').waitFor();
   assert.equal(given(host).length, 3);
+  await page.getByRole('button', { name: /Bring back/ }).click();
+  await page.getByText('The service did not like it.').waitFor({ state: 'detached' });
+  await until(() => given(host).length === 4, 'the note that was brought back');
+  assert.equal(given(host)[3].title, 'Refuse');
+  assert.equal(given(host)[3].content, given(host)[2].content, 'the part that is still selected');
   assert.deepEqual(page.faults, []);
 });

@@ -1,5 +1,9 @@
 // A notes service for journeys, in place of one on the web: what it is given it writes down in "Notes.jsonl" of the
-// data folder, one note a line; it refuses what is called "Refuse". Linked into a plug-in of the journeys' own.
+// data folder, one note a line; what is called "Refuse" it refuses at first, and takes when it comes again. Linked into
+// a plug-in of the journeys' own.
+#include <set>
+#include <string>
+
 #include "Core/PatchClass.h"
 #include "Core/QSSession.h"
 #include "Foundation/FileSystem.h"
@@ -41,7 +45,7 @@ public:
     }
     void convertNote(const std::shared_ptr<QSNote>& note, QSNoteSuccessHandler success,
                      QSNoteFailureHandler failure) override {
-        if (note->title() == "Refuse")
+        if (note->title() == "Refuse" && refused_.insert(note->uniqueIdentifier().value_or("")).second)
             return failure(Error{kNoteConverterErrorDomain, 1, "The service did not like it.", {}});
         Array tags, files;
         for (const std::string& tag : note->tagNames())
@@ -59,6 +63,9 @@ public:
         note->setRemoteURL("https://notes.example/" + note->uniqueIdentifier().value_or(""));
         success(note);
     }
+
+private:
+    std::set<std::string> refused_;  // identifiers of notes
 };
 
 // Load steps run before any service is asked for.
