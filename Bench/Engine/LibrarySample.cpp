@@ -8,6 +8,7 @@
 #include "Library/IndexTables.h"
 #include "Library/SearchText.h"
 #include "Mail/MailMaker.h"
+#include "MailReading.h"
 
 namespace qs {
 
@@ -47,7 +48,10 @@ LibrarySample::LibrarySample(int count) : count_(count) {
 }
 
 std::shared_ptr<MailLibrary> LibrarySample::open() const {
-    return MailLibrary::open(folder_.path(), book_, FileSystem::real()).value();
+    auto library = MailLibrary::open(folder_.path(), book_, FileSystem::real()).value();
+    MailReading::of(*library).readIn();
+    MailReading::of(*library).waitUntilReadIn();
+    return library;
 }
 
 void LibrarySample::forgetIndex() const {

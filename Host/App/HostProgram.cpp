@@ -23,6 +23,7 @@
 #include "InstanceLock.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
+#include "MailReading.h"
 #include "MailSync.h"
 #include "PanelItems.h"
 #include "Platform.h"
@@ -238,6 +239,7 @@ private:
         if (server_) server_->sayGoodbye(std::string(kGoodbye) + rest);
         StopSignals::afterAMoment([this] {
             loop_->postToGlobalQueue([this] {
+                if (engine_) MailReading::of(engine_->library()).stopReading();
                 if (engine_) engine_->deliveries().stop();
                 loop_->stop();
             });
@@ -251,6 +253,7 @@ private:
         clockHold_.reset();
         if (stopping_) loop_->runUntilIdle();  // a start that failed while it was being stopped: the end of that
         if (application_) application_->terminate();
+        if (engine_) MailReading::of(engine_->library()).stopReading();
         if (engine_) engine_->deliveries().stop();
         const auto saved = UserDefaults::synchronizeAll();
         if (!saved) complain("Some settings could not be saved: " + saved.error().description);

@@ -8,6 +8,7 @@
 #include "Foundation/FileSystem.h"
 #include "Library/LibraryObjects.h"
 #include "MailLibrary.h"
+#include "MailReading.h"
 #include "MailSync.h"
 
 namespace qs {
@@ -31,6 +32,7 @@ Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& option
     engine->sync_ = MailSync::make({options.dataFolder, options.network, options.watchesInboxes}, *engine->library_,
                                    *engine->accounts_, files);
     if (options.watchFolders) engine->library_->watchFolders();
+    MailReading::of(*engine->library_).readIn();
 
     HostInstances& instances = HostInstances::current();
     instances.library = engine->library_;
@@ -49,7 +51,8 @@ Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& option
 }
 
 MailEngine::~MailEngine() {
-    tokens_.reset();  // first: a delivery may be waiting for one
+    if (library_) MailReading::of(*library_).stopReading();  // others may be waiting for it
+    tokens_.reset();                                         // first: a delivery may be waiting for one
     if (deliveries_) deliveries_->stop();
     deliveries_.reset();
     if (sync_) sync_->stop();

@@ -17,4 +17,6 @@ Result<std::shared_ptr<MailLibrary>> MailLibrary::open(const std::filesystem::pa
     return library;
 }
 
+MailReading& MailReading::of(MailLibrary& library) { return dynamic_cast<MailReading&>(library); }
+
 }  // namespace qs

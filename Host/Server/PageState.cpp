@@ -12,6 +12,7 @@
 #include "HostSettings.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
+#include "MailReading.h"
 #include "MailSync.h"
 #include "MainViewer.h"
 #include "MessageJson.h"
@@ -110,8 +111,10 @@ json::value accountsSection(MailApplication& application) {
                              {"name", record.displayName},
                              {"address", record.mainAddress()},
                              {"mailboxes", mailboxTree(application, record.identifier)}};
-        if (const auto sync = syncs.find(record.identifier); sync != syncs.end() && !sync->second.is_null())
-            account["sync"] = std::move(sync->second);
+        json::value line =
+            readingJson(MailReading::of(application.engine().library()).readingProgress(record.identifier));
+        if (line.is_null()) line = std::move(syncs[record.identifier]);
+        if (!line.is_null()) account["sync"] = std::move(line);
         accounts.push_back(std::move(account));
     }
     return accounts;

@@ -10,6 +10,7 @@
 #include "Mail/Mailbox.h"
 #include "MailApplicationObject.h"
 #include "MailLibrary.h"
+#include "MailReading.h"
 #include "MailtoAddress.h"
 #include "Models/Alert.h"
 #include "Models/Form.h"
@@ -122,6 +123,7 @@ void MailApplicationObject::showInboxOf(const std::string& account) {
 }
 
 void MailApplicationObject::checkNewMail() {
+    if (!MailReading::of(engine_.library()).isReadIn()) return;  // it is at it, and nobody should have to wait for that
     for (const auto& account : MailAccount::mailAccounts())
         for (const auto& mailbox : account->mailboxes())
             engine_.library().rescan(mailbox->identifier());

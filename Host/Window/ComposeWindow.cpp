@@ -6,6 +6,7 @@
 #include "Foundation/FileSystem.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
+#include "MailReading.h"
 #include "Mime/MessageWriter.h"
 
 namespace qs {
@@ -74,18 +75,21 @@ Result<std::shared_ptr<ComposeWindow>> ComposeWindow::open(MailApplication& appl
 }
 
 void ComposeWindow::recover(MailApplication& application) {
-    MailEngine& engine = application.engine();
-    settleDoubleDrafts(engine.library(), engine.accounts());
     std::vector<std::filesystem::path> folders;
-    if (const auto found = engine.files().list(composeFolder(engine)))
+    if (const auto found = application.engine().files().list(composeFolder(application.engine())))
         for (const FileInfo& folder : *found)
             if (folder.isFolder) folders.push_back(folder.path);
-    if (folders.empty()) return;
-    // In a turn of its own, when the deliveries have settled what a crash left of theirs.
-    RunLoop::main().post([weak = application.weak_from_this(), folders] {
-        const auto alive = std::static_pointer_cast<MailApplication>(weak.lock());
-        if (!alive) return;
-        settleSends(alive->engine(), folders, [&](std::string sentence) { alive->addNotice(std::move(sentence)); });
+    MailReading::of(application.engine().library()).whenReadIn([weak = application.weak_from_this(), folders] {
+        const auto present = std::static_pointer_cast<MailApplication>(weak.lock());
+        if (!present) return;
+        settleDoubleDrafts(present->engine().library(), present->engine().accounts());
+        if (folders.empty()) return;
+        // In a turn of its own, when the deliveries have settled what a crash left of theirs.
+        RunLoop::main().post([weak, folders] {
+            const auto alive = std::static_pointer_cast<MailApplication>(weak.lock());
+            if (!alive) return;
+            settleSends(alive->engine(), folders, [&](std::string sentence) { alive->addNotice(std::move(sentence)); });
+        });
     });
 }
 

@@ -132,7 +132,8 @@ private:
     void readTakeBackNotes();
     void settleTakingBack();
     void settle(TakingBack& one);
-    std::optional<std::int64_t> inOutbox(const std::string& name);
+    // `isCertain` becomes false when an outbox could not be read.
+    std::optional<std::int64_t> inOutbox(const std::string& name, bool& isCertain);
     bool stands(const TakeBackNote& note, const Mailbox& mailbox);
     void tellTakenBack(const TakeBackNote& note, const Mailbox& mailbox);
     bool isBeingTakenBack(std::int64_t libraryID) const;

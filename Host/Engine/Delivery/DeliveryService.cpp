@@ -14,6 +14,7 @@
 #include "Mail/Mailbox.h"
 #include "Mail/MessageHeaders.h"
 #include "MailLibrary.h"
+#include "MailReading.h"
 #include "Mime/MessageWriter.h"
 #include "Mime/MimeMessage.h"
 #include "Platform.h"
@@ -75,12 +76,16 @@ DeliveryServiceObject::~DeliveryServiceObject() {
     if (HostInstances::current().deliveryQueue == queueObject_) HostInstances::current().deliveryQueue.reset();
 }
 
+// What was sent already, or taken back, is known for certain only when all mail is in the index.
 void DeliveryServiceObject::start() {
-    recover();
-    readTakeBackNotes();
-    settleTakingBack();
-    started_ = true;
-    process();
+    MailReading::of(library_).whenReadIn([this, alive = std::weak_ptr<bool>(alive_)] {
+        if (alive.expired() || stopping_) return;
+        recover();
+        readTakeBackNotes();
+        settleTakingBack();
+        started_ = true;
+        process();
+    });
 }
 
 void DeliveryServiceObject::stop() {

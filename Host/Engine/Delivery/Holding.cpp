@@ -6,6 +6,7 @@
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "MailLibrary.h"
+#include "MailReading.h"
 
 namespace qs {
 
@@ -86,7 +87,7 @@ std::optional<Date> DeliveryServiceObject::firstHeldUntil() const {
 }
 
 void DeliveryServiceObject::turnHeldIntoDrafts(std::function<void(int, Result<void>)> done) {
-    queue_.add([this, done = std::move(done)] {
+    const auto turn = [this, done = std::move(done)] {
         int moved = 0;
         Result<void> result;
         for (const auto& record : accounts_.all()) {
@@ -94,6 +95,9 @@ void DeliveryServiceObject::turnHeldIntoDrafts(std::function<void(int, Result<vo
             if (!each) result = each;
         }
         RunLoop::main().post([done, moved, result] { done(moved, result); });
+    };
+    MailReading::of(library_).whenReadIn([this, alive = std::weak_ptr<bool>(alive_), turn] {
+        if (!alive.expired()) queue_.add(turn);
     });
 }
 

@@ -9,6 +9,7 @@
 #include "Foundation/Log.h"
 #include "Mail/Mailbox.h"
 #include "MailLibrary.h"
+#include "MailReading.h"
 
 namespace qs {
 
@@ -124,10 +125,11 @@ void DeliveryServiceObject::recoverClaimed(const std::filesystem::path& file, co
 }
 
 void DeliveryServiceObject::forgetOldRecords() {
-    // The index may not know yet what the crash left in an outbox.
+    // The index may not know yet what the crash left in an outbox. A message that could not be read in must not go to
+    // those once more whom its record tells it has reached.
     for (const auto& account : accounts_.all())
         if (const auto outbox = library_.mailbox(account.identifier, MailboxKind::Outbox, false))
-            library_.rescan(outbox->identifier());
+            if (!MailReading::of(library_).readNow(outbox->identifier())) return;
     std::set<std::string> waiting;
     for (const auto& status : statuses())
         waiting.insert(status.uniqueID);

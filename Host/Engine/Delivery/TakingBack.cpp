@@ -10,6 +10,7 @@
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "MailLibrary.h"
+#include "MailReading.h"
 #include "Maildir/MaildirName.h"
 
 namespace qs {
@@ -124,7 +125,9 @@ void DeliveryServiceObject::settleTakingBack() {
 void DeliveryServiceObject::settle(TakingBack& one) {
     for (const AccountRecord& account : accounts_.all())
         if (files_.exists(claimedFolder(account.identifier) / one.note.name)) return;
-    const auto id = inOutbox(one.note.name);
+    bool isCertain = true;
+    const auto id = inOutbox(one.note.name, isCertain);
+    if (!id && !isCertain) return;  // it stays noted, and must not leave
     auto target = library_.mailboxWithIdentifier(one.note.target);
     if (!id) {
         // It had moved, or had left, and only the note remained.
@@ -145,11 +148,11 @@ void DeliveryServiceObject::settle(TakingBack& one) {
     logWarning("A message could not be taken back yet and waits in the outbox: " + done.error().description);
 }
 
-std::optional<std::int64_t> DeliveryServiceObject::inOutbox(const std::string& name) {
+std::optional<std::int64_t> DeliveryServiceObject::inOutbox(const std::string& name, bool& isCertain) {
     for (const AccountRecord& account : accounts_.all()) {
         const auto outbox = library_.mailbox(account.identifier, MailboxKind::Outbox, false);
         if (!outbox) continue;
-        library_.rescan(outbox->identifier());
+        isCertain = MailReading::of(library_).readNow(outbox->identifier()) && isCertain;
         for (const MessageRef& message : library_.messagesMatchingCriterion(outbox->criterion(), 0, kSearchStore))
             if (nameOf(message->libraryID()) == name) return message->libraryID();
     }

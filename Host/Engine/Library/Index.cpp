@@ -4,6 +4,7 @@
 
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
+#include "Library/FreshFiles.h"
 #include "Library/SearchText.h"
 #include "Text/CaseFolding.h"
 
@@ -96,6 +97,7 @@ std::unique_ptr<Database> openDatabase(const std::filesystem::path& file, Databa
     // LIKE knows only the case of ASCII.
     database->addTextTest("contains_text", &containsIgnoringCase);
     database->addTextForm("folded", &foldedCase);
+    if (access == Database::Access::Write) fresh::prepare(*database);
     return database;
 }
 

@@ -55,6 +55,8 @@ Result<void> LibraryCore::syncFolders(const Work& work) {
 void LibraryCore::announce(const Work& work) {
     for (const auto& [number, mailbox] : work.changed)
         announcer_->mailboxChanged(mailbox->identifier());
+    for (const std::int64_t id : work.takenUp)
+        announcer_->messageArrived(id, true);
 }
 
 void LibraryCore::rescanLater(const Work& work) {
@@ -82,21 +84,28 @@ Result<MessageRef> LibraryCore::add(Mailbox& mailbox, std::string_view content, 
     const Maildir& maildir = box->maildir();
     std::string file;
     tables::Inserted inserted;
+    bool wasThere = false;
     try {
         auto index = index_->write();
         if (const auto known = tables::findByName(*index, box->indexed().number, name)) {
             inserted.row = *known;
         } else {
             KeywordsByFolder keywords;
-            const auto letters = lettersWithFlags({}, flags, keywordsOf(keywords, *box));
+            MaildirKeywords& words = keywordsOf(keywords, *box);
+            const auto letters = lettersWithFlags({}, flags, words);
             if (!letters) return failed(letters);
-            auto delivered = maildir.deliver(content, name, *letters, received);
-            // There, but not in the index yet: another program brought it, or the index failed.
-            const bool isThere = !delivered && delivered.error().code == EEXIST;
-            if (!delivered && !isThere) return failed(delivered);
-            const auto existing = isThere ? maildir.find(name) : std::nullopt;
-            if (isThere && !existing) return failed(delivered);
-            if (!isThere) file = *delivered;
+            // As long as the mailbox has not been read in, it may lie there with other flags.
+            const bool mayLieThere = !uniqueName.empty() && !reading_->isRead(box->indexed().number);
+            auto existing = mayLieThere ? maildir.find(name) : std::nullopt;
+            if (!existing) {
+                auto delivered = maildir.deliver(content, name, *letters, received);
+                // There, but not in the index yet: another program brought it, or the index failed.
+                if (!delivered && delivered.error().code == EEXIST) existing = maildir.find(name);
+                if (!delivered && !existing) return failed(delivered);
+                if (delivered) file = *delivered;
+            }
+            if (existing) flags = flagsFromLetters(Maildir::nameOf(*existing).letters(), words);
+            wasThere = fresh::take(*index, box->indexed().number, name).value_or(false);
             inserted = tables::insert(*index, box->indexed(), name, existing.value_or(file), packedFlags(flags),
                                       received, content.size(), facts);
             index.commit();
@@ -108,7 +117,7 @@ Result<MessageRef> LibraryCore::add(Mailbox& mailbox, std::string_view content, 
     }
     if (inserted.isNew) {
         announcer_->mailboxChanged(box->identifier());
-        announcer_->messageArrived(inserted.row.id, false);
+        announcer_->messageArrived(inserted.row.id, wasThere);
     }
     if (auto message = messageWithID(inserted.row.id)) return message;
     return failure(notThere());

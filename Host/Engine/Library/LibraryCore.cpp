@@ -35,6 +35,7 @@ LibraryCore::LibraryCore(std::filesystem::path dataFolder, std::shared_ptr<Accou
       announcer_(std::make_shared<Announcer>(store_, [this](std::int64_t id) { return messageWithID(id); })) {}
 
 LibraryCore::~LibraryCore() {
+    stopReading();
     if (watch_) watch_->stop();
     announcer_->stop();
 }
@@ -46,34 +47,20 @@ Result<void> LibraryCore::begin() {
     for (std::string& notice : notices)
         addNotice(std::move(notice));
     refreshTree();
-    for (const auto& account : mailAccounts())
-        sweepRemovedFolders(folderOfAccount(account->identifier()));
     const auto mailboxes = allMailboxes();
+    for (const LibraryMailboxRef& mailbox : mailboxes)
+        reading_->await(mailbox->indexed().number);
     try {
         putMailboxes(mailboxes);
     } catch (const DatabaseFailure& failure) {
         indexFailed(failure);
     }
-    for (const LibraryMailboxRef& mailbox : mailboxes) {
-        const RunLoop* const loop = RunLoop::mainIfInstalled();
-        if (loop && !mailbox->isOthers()) mailbox->maildir().sweepTmp(loop->now());
-        if (!isUnchanged(*mailbox)) scan(mailbox, true);
-    }
-    isOpen_ = true;
-    if (isRebuilding_) rebuild();
     return {};
 }
 
 void LibraryCore::indexFailed(const DatabaseFailure& failure) {
     logError("the library's index: " + std::string(failure.what()));
-    if (!failure.isDamage() || isRebuilding_.exchange(true) || !isOpen_) return;
-    const auto again = [weak = weak_from_this()] {
-        if (const auto self = std::dynamic_pointer_cast<LibraryCore>(weak.lock())) self->rebuild();
-    };
-    if (RunLoop* const loop = RunLoop::mainIfInstalled())
-        loop->postToGlobalQueue(again);
-    else
-        again();
+    if (failure.isDamage() && !isRebuilding_.exchange(true)) addJob([this] { rebuild(); });
 }
 
 tl::unexpected<Error> LibraryCore::indexFailure(const DatabaseFailure& failure) {
@@ -81,24 +68,6 @@ tl::unexpected<Error> LibraryCore::indexFailure(const DatabaseFailure& failure) 
     return qs::failure(std::string(kMailLibraryErrorDomain), kMailLibraryIndex,
                        failure.isFull() ? "There is no space left on the disk for the library's index."
                                         : "The library's index can't be written just now.");
-}
-
-void LibraryCore::rebuild() {
-    logWarning("making the library's index anew");
-    try {
-        std::vector<std::string> notices;
-        index_->beginAnew(notices);
-        for (std::string& notice : notices)
-            addNotice(std::move(notice));
-        const auto mailboxes = allMailboxes();
-        putMailboxes(mailboxes);
-        isRebuilding_ = false;  // a disk that damages what is written just now may ask for another
-        for (const LibraryMailboxRef& mailbox : mailboxes)
-            scan(mailbox, true);
-    } catch (const DatabaseFailure& failure) {
-        logError("cannot make the library's index anew: " + std::string(failure.what()));
-    }
-    isRebuilding_ = false;
 }
 
 void LibraryCore::addNotice(std::string notice) {

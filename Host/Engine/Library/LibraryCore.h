@@ -1,12 +1,13 @@
 // The library itself. Its parts: LibraryCore.cpp and LibraryConversations.cpp answer questions, LibraryTree.cpp knows
 // accounts and mailboxes, LibraryMailboxes.cpp makes, renames and removes these, LibraryChanges.cpp changes files and
 // index together, LibraryMirror.cpp does so for what happened elsewhere, LibraryListed.cpp for messages of which only
-// the header is here yet, LibraryScan.cpp takes up what the folders hold.
+// the header is here yet. LibraryReading.cpp says when folders are read and in which order, LibraryScan.cpp reads one,
+// LibraryWatch.cpp hears of what other programs do.
 //
 // The files are the truth: every change is made to them first and to the index in the same breath, under the index's
 // one write lock. When the index then fails, the change stands and the mailbox is read anew.
 //
-// Locks, in the order in which they may be taken: refreshing_, scanning_, the index, tree_, notices_.
+// Locks, in the order in which they may be taken: refreshing_, scanning_, the index, tree_, notices_, reading_'s.
 #pragma once
 
 #include <atomic>
@@ -14,28 +15,41 @@
 #include <mutex>
 #include <set>
 
+#include "Foundation/RunLoop.h"
 #include "Library/Announcer.h"
+#include "Library/FreshFiles.h"
 #include "Library/Index.h"
 #include "Library/IndexQuery.h"
 #include "Library/LibraryObjects.h"
 #include "Library/MailFolderWatch.h"
+#include "Library/ReadingState.h"
+#include "MailReading.h"
 #include "Maildir/MaildirFlags.h"
 
 namespace qs {
 
 using LibraryMailboxRef = std::shared_ptr<LibraryMailbox>;
 
-class LibraryCore final : public MailLibrary {
+class LibraryCore final : public MailLibrary, public MailReading {
 public:
     LibraryCore(std::filesystem::path dataFolder, std::shared_ptr<AccountBook> accounts, FileSystem& files);
     ~LibraryCore() override;
-    // Reads everything in. Fails when not even the folder of the mail can be made.
+    // Opens what the index knows already. Fails when not even the folder of the mail can be made.
     Result<void> begin();
 
     // Library
     MessageList messagesMatchingCriterion(const MessageCriterion& criterion, unsigned options, int searchType) override;
     MessageRef messageWithLibraryID(std::int64_t libraryID) override { return messageWithID(libraryID); }
     MessageList messagesWithMessageIDHeader(std::string_view messageID) override;
+
+    // MailReading
+    bool isReadIn() const override { return reading_->isOver(); }
+    void readIn() override;
+    void whenReadIn(std::function<void()> done) override { reading_->whenOver(std::move(done)); }
+    void waitUntilReadIn() override { reading_->waitUntilOver(); }
+    void stopReading() override;
+    ReadingProgress readingProgress(std::string_view account) const override { return reading_->progress(account); }
+    bool readNow(std::string_view mailboxIdentifier) override;
 
     // MailLibrary
     std::shared_ptr<LibraryStore> store() override { return store_; }
@@ -79,7 +93,7 @@ public:
     void changeListed(std::string_view account, const std::map<std::string, int>& flags,
                       const std::vector<std::string>& gone) override;
     void setMirrorKeeper(std::shared_ptr<MirrorKeeper> keeper) override;
-    void rescan(std::string_view mailboxIdentifier) override;
+    void rescan(std::string_view mailboxIdentifier) override { readNow(mailboxIdentifier); }
     void watchFolders() override;
     std::vector<std::string> takeNotices() override;
     std::vector<std::string> completeAddress(std::string_view prefix, int limit) override;
@@ -95,10 +109,6 @@ public:
     FileSystem& files() const { return files_; }
 
 private:
-    // A file of a mailbox that the index doesn't know yet.
-    struct NewFile {
-        std::string name, file;
-    };
     struct Parsed;
     using KeywordsByFolder = std::map<std::int64_t, MaildirKeywords>;
 
@@ -162,6 +172,7 @@ private:
         KeywordsByFolder keywords;
         std::set<std::filesystem::path> folders;  // to be synced
         std::map<std::int64_t, LibraryMailboxRef> changed;
+        std::vector<std::int64_t> takenUp;  // messages that lay there and were not in the index
     };
     // Changes files and index in one go: the folders are synced, the index committed, and what changed is told. An
     // error of `change` is passed on, and what it did before stands.
@@ -197,24 +208,50 @@ private:
     // A living object of the message goes on telling what was known before its row goes or changes its number.
     void keepDetails(Database& index, std::int64_t id);
 
-    // Taking up folders
-    // Brings the index in step with a mailbox's folders. In large folders many messages may be new: they are taken up
-    // in batches, with others at work in between.
-    void scan(const LibraryMailboxRef& mailbox, bool duringOpen);
+    // Reading folders
+    // Puts a piece of work into the queue that reads.
+    void addJob(std::function<void()> job);
+    // Their folders are looked at soon.
+    void readSoon(const std::vector<LibraryMailboxRef>& mailboxes);
+    void readAll(std::vector<LibraryMailboxRef> mailboxes);
+    bool mayReadOn() const { return !reading_->isStopped() && !isRebuilding_; }
+    // A mailbox whose folders have been compared with the index, and when these were changed before that.
+    struct Compared {
+        LibraryMailboxRef mailbox;
+        std::optional<Date> cur, fresh;
+    };
+    // Brings the index in step with a mailbox's folders: other work comes in between the batches. False when not all
+    // was read. For readAll() in two steps, which throw DatabaseFailure.
+    bool scan(const LibraryMailboxRef& mailbox);
+    std::optional<Compared> look(const LibraryMailboxRef& mailbox);
+    void finish(const Compared& compared);
     bool isUnchanged(const LibraryMailbox& mailbox);
-    void noteUnchanged(const LibraryMailbox& mailbox, Date cur, Date fresh);
-    // The steps of a comparison, all on lists in the database, as folders may be larger than memory. Answers whether
-    // rows were changed; nothing when the folder could not be listed.
+    bool isCurrent(const LibraryMailboxRef& mailbox) const;
+    // The steps of a comparison, all on lists in the database. Answers whether rows were changed; nothing when the
+    // folder could not be listed.
     std::optional<bool> compare(const LibraryMailbox& mailbox);
     Result<void> listFolder(const LibraryMailbox& mailbox, Database& index, std::vector<std::string>& twice);
     void settleTwice(const LibraryMailbox& mailbox, Database& index, const std::vector<std::string>& twice);
     bool dropMissing(const LibraryMailbox& mailbox, Database& index);
     bool takeRenamed(const LibraryMailbox& mailbox, Database& index);
-    std::vector<NewFile> nextNewFiles();
+    std::vector<NewFile> nextFresh(const LibraryMailbox& mailbox, const std::string& last, std::size_t limit);
+    // Puts the messages into the index that are on the mailbox's list: all (false when it was stopped), or a first
+    // batch of the newest.
+    bool takeFresh(const LibraryMailboxRef& mailbox);
+    void takeNewest(const LibraryMailboxRef& mailbox);
     // Reads the files; in the order of their dates. On any thread.
     std::vector<Parsed> parseAll(const LibraryMailbox& mailbox, const std::vector<NewFile>& files);
-    void indexParsed(const LibraryMailboxRef& mailbox, const std::vector<Parsed>& parsed, bool duringOpen);
     std::optional<Parsed> parse(const LibraryMailbox& mailbox, const NewFile& file, const MaildirKeywords& keywords);
+    // `files` are done with, whether they could be parsed or not.
+    void indexParsed(const LibraryMailboxRef& mailbox, const std::vector<NewFile>& files,
+                     const std::vector<Parsed>& parsed);
+    tables::Inserted insert(Database& index, const LibraryMailbox& mailbox, const Parsed& parsed);
+
+    // A file without a row, as while the index is being made, gets one.
+    std::optional<IndexedFile> takeUpStray(Database& index, const LibraryMailbox& mailbox, const NewFile& file,
+                                           Work& work);
+
+    // Other programs
     void foldersChanged(const MailFolderWatch::Changes& changes);
     // `names` of files that came or went; those that the index knows to be right cost one look at the disk.
     void filesChanged(const LibraryMailboxRef& mailbox, const std::set<std::string>& names);
@@ -240,11 +277,12 @@ private:
     std::vector<std::shared_ptr<LibraryAccount>> accounts_;
     std::map<std::int64_t, LibraryMailboxRef> mailboxes_;  // by number
 
-    std::mutex scanning_;                     // one folder is taken up at a time
+    std::mutex scanning_;                     // a step of reading, or a renaming of folders
     std::atomic<bool> isRebuilding_ = false;  // or is to be
-    std::atomic<bool> isOpen_ = false;
     std::atomic<std::shared_ptr<MirrorKeeper>> keeper_;
     std::unique_ptr<MailFolderWatch> watch_;
+    const std::shared_ptr<ReadingState> reading_ = std::make_shared<ReadingState>();
+    OperationQueue reader_{1, OperationQueue::Threads::Own};  // last, so that it ends first
 };
 
 }  // namespace qs

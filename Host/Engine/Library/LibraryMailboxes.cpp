@@ -151,6 +151,7 @@ void LibraryCore::moveRows(const LibraryMailbox& from, const LibraryMailboxRef& 
         tables::setMailbox(*index, row, to->indexed(), row.name, row.file, row.flags);
     }
     tables::removeMailbox(*index, from.indexed().number);
+    fresh::forget(*index, from.indexed().number);
     index.commit();
 }
 
@@ -184,6 +185,13 @@ std::vector<LibraryMailboxRef> LibraryCore::takeOver(const std::vector<Renaming>
         announcer_->mailboxChanged(renamed[i]->identifier());
     }
     watch(renamed);
+    std::vector<LibraryMailboxRef> unread;
+    for (std::size_t i = 0; i < renamed.size(); ++i) {
+        const std::int64_t before = renamings[i].mailbox->indexed().number;
+        if (!reading_->isRead(before)) unread.push_back(renamed[i]);
+        reading_->noteRead(before);
+    }
+    readSoon(unread);
     return renamed;
 }
 
@@ -214,6 +222,11 @@ Result<void> LibraryCore::tellOfRemoval(const std::vector<LibraryMailboxRef>& ma
             folders.push_back(each->folder());
             auto files = tables::filesOf(*index, each->indexed().number);
             rows.insert(rows.end(), files.begin(), files.end());
+            if (reading_->isRead(each->indexed().number)) continue;
+            const auto listed = each->maildir().forEachFile([&](const std::string& file) {
+                rows.push_back({.mailbox = each->indexed().number, .name = Maildir::nameOf(file).unique()});
+            });
+            if (!listed) return failed(listed);
         }
     } catch (const DatabaseFailure& failure) {
         return indexFailure(failure);

@@ -14,7 +14,7 @@ Error noMailbox() {
     return {std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The mailbox is not there any more.", {}};
 }
 
-// The index may not know a file that is there: just made anew, or the file has only come.
+// The index may not know a file that is there: it is being made, or the file has only come.
 Result<std::map<std::string, std::string>> filesNamed(const Maildir& maildir, const std::set<std::string>& names) {
     std::map<std::string, std::string> files;
     if (names.empty()) return files;
@@ -25,6 +25,8 @@ Result<std::map<std::string, std::string>> filesNamed(const Maildir& maildir, co
     if (!walked && walked.error().code != ENOENT) return failed(walked);
     return files;
 }
+
+bool hasFile(const std::optional<IndexedFile>& row) { return row && !row->isOnlyListed(); }
 
 }  // namespace
 
@@ -147,31 +149,22 @@ Result<void> LibraryCore::setMirroredFlags(Mailbox& mailbox, const std::map<std:
     return changeFiles([&](Database& index, Work& work) {
         Result<void> result;
         std::set<std::string> unknown;
+        for (const auto& [name, bits] : flags)
+            if (!hasFile(tables::findByName(index, box->indexed().number, name))) unknown.insert(name);
+        const auto strays = filesNamed(box->maildir(), unknown);
+        if (!strays) return Result<void>(failed(strays));
         for (const auto& [name, bits] : flags) {
             const auto changed = [&bits = bits](const MessageFlags& before) {
                 return unpackedFlags((packedFlags(before) | bits.set) & ~bits.clear);
             };
-            auto row = tables::findByName(index, box->indexed().number, name);
-            if (!row) unknown.insert(name);
-            if (!row || row->isOnlyListed()) continue;
+            const auto stray = strays->find(name);
+            auto row = stray == strays->end() ? tables::findByName(index, box->indexed().number, name)
+                                              : takeUpStray(index, *box, {name, stray->second}, work);
+            if (!hasFile(row)) continue;
             auto done = changeFlags(index, *row, changed, work);
             if (!done && done.error().code == ENOENT && (row = foundAgain(index, *row)))
                 done = changeFlags(index, *row, changed, work);
             if (!done && done.error().code != ENOENT) result = done;
-        }
-        const auto files = filesNamed(box->maildir(), unknown);
-        if (!files) return Result<void>(failed(files));
-        MaildirKeywords& keywords = keywordsOf(work.keywords, *box);
-        for (const auto& [name, file] : *files) {
-            const std::string before = Maildir::nameOf(file).letters();
-            const FlagBits& bits = flags.at(name);
-            const int wanted = (packedFlags(flagsFromLetters(before, keywords)) | bits.set) & ~bits.clear;
-            const auto letters = lettersWithFlags(before, unpackedFlags(wanted), keywords);
-            if (!letters) return Result<void>(failed(letters));
-            const auto renamed = box->maildir().setLetters(file, *letters);
-            if (!renamed && renamed.error().code != ENOENT) result = failed(renamed);
-            for (const std::string& each : {file, renamed.value_or(file)})
-                work.folders.insert(box->maildir().pathOf(each).parent_path());
         }
         return result;
     });
@@ -183,16 +176,17 @@ Result<void> LibraryCore::dropMirrored(Mailbox& mailbox, const std::vector<std::
     return changeFiles([&](Database& index, Work& work) {
         Result<void> result;
         std::set<std::string> unknown;
-        for (const std::string& name : names)
-            if (const auto row = tables::findByName(index, box->indexed().number, name)) {
-                if (const auto done = eraseOne(index, *row, work); !done) result = done;
-            } else {
-                unknown.insert(name);
-            }
-        const auto files = filesNamed(box->maildir(), unknown);
-        if (!files) return Result<void>(failed(files));
-        for (const auto& [name, file] : *files) {
+        for (const std::string& name : names) {
+            const auto row = tables::findByName(index, box->indexed().number, name);
+            if (!hasFile(row)) unknown.insert(name);
+            if (!row) continue;
+            if (const auto done = eraseOne(index, *row, work); !done) result = done;
+        }
+        const auto strays = filesNamed(box->maildir(), unknown);
+        if (!strays) return Result<void>(failed(strays));
+        for (const auto& [name, file] : *strays) {
             const auto path = box->maildir().pathOf(file);
+            (void)fresh::take(index, box->indexed().number, name);
             if (const auto done = files_.remove(path); !done && done.error().code != ENOENT) result = done;
             work.folders.insert(path.parent_path());
         }

@@ -6,13 +6,14 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
-#include "Library/LibraryCore.h"
+#include "Library/ParsedFile.h"
 
 namespace qs {
 
 namespace {
 
-constexpr std::size_t kBatch = 1000;
+// The first is small, so that something is to be seen at once.
+constexpr std::size_t kFirstBatch = 200, kBatch = 1000;
 // A folder's time has this much play: what changed right after the listing may bear the same one.
 constexpr TimeInterval kSettled = 5;
 constexpr std::size_t kMostTwice = 1000;
@@ -25,16 +26,9 @@ Date deliveryTime(const std::string& name, const MessageFacts& facts, Date modif
 
 }  // namespace
 
-struct LibraryCore::Parsed {
-    NewFile file;
-    int flags = 0;
-    Date delivered;
-    std::uint64_t size = 0;
-    MessageFacts facts;
-};
-
-void LibraryCore::rescan(std::string_view mailboxIdentifier) {
-    if (const auto mailbox = mailboxNamed(mailboxIdentifier)) scan(mailbox, false);
+bool LibraryCore::readNow(std::string_view mailboxIdentifier) {
+    const auto mailbox = mailboxNamed(mailboxIdentifier);
+    return mailbox && scan(mailbox);
 }
 
 bool LibraryCore::isUnchanged(const LibraryMailbox& mailbox) {
@@ -50,49 +44,86 @@ bool LibraryCore::isUnchanged(const LibraryMailbox& mailbox) {
     });
 }
 
-void LibraryCore::noteUnchanged(const LibraryMailbox& mailbox, Date cur, Date fresh) {
-    const RunLoop* const loop = RunLoop::mainIfInstalled();
-    if (!loop || loop->now() - cur < kSettled || loop->now() - fresh < kSettled) return;
-    auto index = index_->write();
-    index->run("UPDATE mailboxes SET cur_changed = ?, new_changed = ? WHERE number = ?",
-               {cur.secondsSince1970, fresh.secondsSince1970, mailbox.indexed().number});
-    index.commit();
+bool LibraryCore::isCurrent(const LibraryMailboxRef& mailbox) const {
+    return mailboxNumbered(mailbox->indexed().number) == mailbox;
 }
 
-void LibraryCore::scan(const LibraryMailboxRef& mailbox, bool duringOpen) {
-    const std::lock_guard oneAtATime(scanning_);
-    const Maildir& maildir = mailbox->maildir();
+bool LibraryCore::scan(const LibraryMailboxRef& mailbox) {
+    if (reading_->isStopped()) return false;
     try {
-        if (!maildir.exists() && (mailbox->isOthers() || mailbox->kind() != MailboxKind::Inbox))
-            return forgetMailbox(mailbox);
-        const auto made = mailbox->isOthers() ? Result<void>() : maildir.create(mailbox->kind() != MailboxKind::Inbox);
-        if (!made) logWarning("the folder of " + mailbox->identifier() + ": " + made.error().description);
-        const auto cur = files_.info(maildir.pathOf("cur")), fresh = files_.info(maildir.pathOf("new"));
-        const auto compared = compare(*mailbox);
-        if (!compared) return;
-        if (*compared) announcer_->mailboxChanged(mailbox->identifier());
-        // While one batch is put into the index, the next is read.
-        auto batch = nextNewFiles();
-        auto parsed = parseAll(*mailbox, batch);
-        while (!batch.empty()) {
-            batch = nextNewFiles();
-            std::future<std::vector<Parsed>> next;
-            if (!batch.empty()) next = std::async(std::launch::async, [&] { return parseAll(*mailbox, batch); });
-            indexParsed(mailbox, parsed, duringOpen);
-            parsed = next.valid() ? next.get() : std::vector<Parsed>();
-        }
-        if (cur && fresh) noteUnchanged(*mailbox, cur->modified, fresh->modified);
+        const auto compared = look(mailbox);
+        if (!compared) return reading_->isRead(mailbox->indexed().number);  // it is gone, or can't be listed
+        const bool isDone = takeFresh(mailbox);
+        if (isDone) finish(*compared);
+        return isDone;
     } catch (const DatabaseFailure& failure) {
         indexFailed(failure);
+        return false;
     }
+}
+
+std::optional<LibraryCore::Compared> LibraryCore::look(const LibraryMailboxRef& mailbox) {
+    const std::lock_guard nobodyRenames(scanning_);
+    if (!isCurrent(mailbox)) return {};
+    const Maildir& maildir = mailbox->maildir();
+    if (!maildir.exists() && (mailbox->isOthers() || mailbox->kind() != MailboxKind::Inbox)) {
+        forgetMailbox(mailbox);
+        return {};
+    }
+    const auto made = mailbox->isOthers() ? Result<void>() : maildir.create(mailbox->kind() != MailboxKind::Inbox);
+    if (!made) logWarning("the folder of " + mailbox->identifier() + ": " + made.error().description);
+    const auto cur = files_.info(maildir.pathOf("cur")), fresh = files_.info(maildir.pathOf("new"));
+    const auto isChanged = compare(*mailbox);
+    if (!isChanged) return {};
+    if (*isChanged) announcer_->mailboxChanged(mailbox->identifier());
+    Compared compared{.mailbox = mailbox, .cur = {}, .fresh = {}};
+    if (cur) compared.cur = cur->modified;
+    if (fresh) compared.fresh = fresh->modified;
+    return compared;
+}
+
+void LibraryCore::finish(const Compared& compared) {
+    const std::int64_t number = compared.mailbox->indexed().number;
+    auto index = index_->write();
+    if (!fresh::isEmpty(*index, number)) return;  // somebody else is at it, and will end it
+    const RunLoop* const loop = RunLoop::mainIfInstalled();
+    const auto isSettled = [&](const std::optional<Date>& changed) {
+        return loop && changed && loop->now() - *changed >= kSettled;
+    };
+    if (isSettled(compared.cur) && isSettled(compared.fresh)) {
+        index->run("UPDATE mailboxes SET cur_changed = ?, new_changed = ? WHERE number = ?",
+                   {compared.cur->secondsSince1970, compared.fresh->secondsSince1970, number});
+        index.commit();
+    }
+    reading_->noteRead(number);
+}
+
+bool LibraryCore::takeFresh(const LibraryMailboxRef& mailbox) {
+    // While one batch is put into the index, the next is read.
+    auto batch = nextFresh(*mailbox, {}, kBatch);
+    auto parsed = parseAll(*mailbox, batch);
+    while (!batch.empty()) {
+        if (!mayReadOn()) return false;
+        auto next = nextFresh(*mailbox, batch.back().name, kBatch);
+        std::future<std::vector<Parsed>> reading;
+        if (!next.empty()) reading = std::async(std::launch::async, [&] { return parseAll(*mailbox, next); });
+        indexParsed(mailbox, batch, parsed);
+        parsed = reading.valid() ? reading.get() : std::vector<Parsed>();
+        batch = std::move(next);
+    }
+    return true;
+}
+
+void LibraryCore::takeNewest(const LibraryMailboxRef& mailbox) {
+    const auto batch = nextFresh(*mailbox, {}, kFirstBatch);
+    const auto parsed = parseAll(*mailbox, batch);
+    if (mayReadOn()) indexParsed(mailbox, batch, parsed);
 }
 
 std::optional<bool> LibraryCore::compare(const LibraryMailbox& mailbox) {
     auto writing = index_->write();
     Database& index = *writing;
-    index.runScript("CREATE TEMP TABLE IF NOT EXISTS found(name TEXT PRIMARY KEY, file TEXT NOT NULL) WITHOUT ROWID;"
-                    "CREATE TEMP TABLE IF NOT EXISTS fresh(name TEXT PRIMARY KEY, file TEXT NOT NULL) WITHOUT ROWID;"
-                    "DELETE FROM found; DELETE FROM fresh;");
+    fresh::forgetFound(index);
     std::vector<std::string> twice;
     auto listed = listFolder(mailbox, index, twice);
     const SqlValues number{mailbox.indexed().number};
@@ -102,6 +133,7 @@ std::optional<bool> LibraryCore::compare(const LibraryMailbox& mailbox) {
     // A file that is renamed during a listing may be missed, so what is missing must be missing twice.
     if (listed && isMissingSome) listed = listFolder(mailbox, index, twice);
     if (!listed) {
+        reading_->noteListed(mailbox.indexed().number, mailbox.accountIdentifier(), {});
         addNotice("The mailbox “" + mailbox.displayName() + "” can't be read: " + listed.error().description);
         logError("cannot list " + mailbox.maildir().root().string() + ": " + listed.error().description);
         return {};
@@ -109,19 +141,18 @@ std::optional<bool> LibraryCore::compare(const LibraryMailbox& mailbox) {
     settleTwice(mailbox, index, twice);
     const bool isDropped = isMissingSome && dropMissing(mailbox, index);
     const bool isRenamed = takeRenamed(mailbox, index);
-    index.run("INSERT INTO fresh SELECT name, file FROM found WHERE name NOT IN "
-              "(SELECT name FROM messages WHERE mailbox = ? AND file != '')",
-              number);
-    index.runScript("DELETE FROM found");
+    const std::int64_t box = mailbox.indexed().number;
+    const std::int64_t count = fresh::takeFound(index, box, reading_->isAwaited(box));
+    fresh::forgetFound(index);
     writing.commit();
+    reading_->noteListed(box, mailbox.accountIdentifier(), count);
     return isDropped || isRenamed;
 }
 
 Result<void> LibraryCore::listFolder(const LibraryMailbox& mailbox, Database& index, std::vector<std::string>& twice) {
     return mailbox.maildir().forEachFile([&](const std::string& file) {
         const std::string name = Maildir::nameOf(file).unique();
-        index.run("INSERT OR IGNORE INTO found(name, file) VALUES(?, ?)", {name, file});
-        if (index.changes() != 0 || twice.size() == kMostTwice) return;
+        if (fresh::addFound(index, name, file) || twice.size() == kMostTwice) return;
         if (index.integer("SELECT count(*) FROM found WHERE name = ? AND file = ?", {name, file}) == 0)
             twice.push_back(file);
     });
@@ -146,7 +177,7 @@ void LibraryCore::settleTwice(const LibraryMailbox& mailbox, Database& index, co
         const std::string renamed = "cur/" + MaildirName(own + ":2,").withLetters(name.letters()).text();
         if (const auto moved = files_.renameNew(maildir.pathOf(file), maildir.pathOf(renamed)); !moved) continue;
         logWarning("two messages of one name in " + mailbox.identifier() + "; one was renamed");
-        index.run("INSERT OR IGNORE INTO found(name, file) VALUES(?, ?)", {own, renamed});
+        fresh::addFound(index, own, renamed);
     }
 }
 
@@ -188,18 +219,9 @@ bool LibraryCore::takeRenamed(const LibraryMailbox& mailbox, Database& index) {
     return !renamed.empty();
 }
 
-std::vector<LibraryCore::NewFile> LibraryCore::nextNewFiles() {
-    std::vector<NewFile> batch;
-    auto index = index_->write();
-    {
-        Query row = index->query("SELECT name, file FROM fresh ORDER BY name LIMIT ?", {std::int64_t{kBatch}});
-        while (row.step())
-            batch.push_back({row.text(0), row.text(1)});
-    }
-    for (const NewFile& file : batch)
-        index->run("DELETE FROM fresh WHERE name = ?", {file.name});
-    index.commit();
-    return batch;
+std::vector<NewFile> LibraryCore::nextFresh(const LibraryMailbox& mailbox, const std::string& last, std::size_t limit) {
+    const auto index = index_->write();  // the list is on that connection alone
+    return fresh::newest(*index, mailbox.indexed().number, last, limit);
 }
 
 std::optional<LibraryCore::Parsed> LibraryCore::parse(const LibraryMailbox& mailbox, const NewFile& file,
@@ -228,116 +250,58 @@ std::vector<LibraryCore::Parsed> LibraryCore::parseAll(const LibraryMailbox& mai
                                                        const std::vector<NewFile>& files) {
     const auto keywords = MaildirKeywords::load(mailbox.maildir().root(), files_);
     std::vector<Parsed> parsed;
-    for (const NewFile& file : files)
+    for (const NewFile& file : files) {
+        if (reading_->isStopped()) return {};
         if (auto one = parse(mailbox, file, keywords)) parsed.push_back(std::move(*one));
+    }
     // Rows go into the index of words by date, or each would be a write of its own.
     std::stable_sort(parsed.begin(), parsed.end(),
                      [](const Parsed& one, const Parsed& other) { return one.delivered < other.delivered; });
     return parsed;
 }
 
-void LibraryCore::indexParsed(const LibraryMailboxRef& mailbox, const std::vector<Parsed>& parsed, bool duringOpen) {
-    if (parsed.empty()) return;
-    std::vector<std::int64_t> arrived;
+tables::Inserted LibraryCore::insert(Database& index, const LibraryMailbox& mailbox, const Parsed& parsed) {
+    return tables::insert(index, mailbox.indexed(), parsed.file.name, parsed.file.file, parsed.flags, parsed.delivered,
+                          parsed.size, parsed.facts);
+}
+
+void LibraryCore::indexParsed(const LibraryMailboxRef& mailbox, const std::vector<NewFile>& files,
+                              const std::vector<Parsed>& parsed) {
+    if (files.empty()) return;
+    const std::lock_guard nobodyRenames(scanning_);
+    if (!isCurrent(mailbox)) return;
+    std::map<std::string, bool> listed;  // whether it lay there
+    std::vector<std::pair<std::int64_t, bool>> arrived;
     auto index = index_->write();
+    for (const NewFile& each : files)
+        if (const auto wasThere = fresh::take(*index, mailbox->indexed().number, each.name))
+            listed[each.name] = *wasThere;
     for (const Parsed& each : parsed) {
-        const auto inserted = tables::insert(*index, mailbox->indexed(), each.file.name, each.file.file, each.flags,
-                                             each.delivered, each.size, each.facts);
-        if (inserted.isNew) arrived.push_back(inserted.row.id);
+        // Removed or renamed since it was read: whoever did that has seen to its row.
+        const auto info = files_.info(mailbox->maildir().pathOf(each.file.file));
+        if (!info && info.error().code == ENOENT) continue;
+        const auto inserted = insert(*index, *mailbox, each);
+        const auto found = listed.find(each.file.name);
+        if (inserted.isNew) arrived.emplace_back(inserted.row.id, found != listed.end() && found->second);
     }
     index.commit();
+    reading_->noteTaken(mailbox->accountIdentifier(),
+                        std::count_if(listed.begin(), listed.end(), [](const auto& each) { return each.second; }));
     if (arrived.empty()) return;
     announcer_->mailboxChanged(mailbox->identifier());
-    for (const std::int64_t id : arrived)
-        announcer_->messageArrived(id, duringOpen);
+    for (const auto& [id, wasThere] : arrived)
+        announcer_->messageArrived(id, wasThere);
 }
 
-void LibraryCore::watchFolders() {
-    if (watch_) return;
-    watch_ =
-        std::make_unique<MailFolderWatch>([this](const MailFolderWatch::Changes& changes) { foldersChanged(changes); });
-    watch(allMailboxes());
-    // What changed between the opening and now.
-    for (const LibraryMailboxRef& mailbox : allMailboxes())
-        if (!isUnchanged(*mailbox)) scan(mailbox, false);
-}
-
-void LibraryCore::watch(const std::vector<LibraryMailboxRef>& mailboxes) {
-    if (!watch_) return;
-    for (const LibraryMailboxRef& mailbox : mailboxes) {
-        watch_->add(mailbox->isOthers() ? mailbox->maildir().root().parent_path()
-                                        : folderOfAccount(mailbox->accountIdentifier()));
-        watch_->add(mailbox->maildir().pathOf("cur"));
-        watch_->add(mailbox->maildir().pathOf("new"));
-    }
-}
-
-void LibraryCore::foldersChanged(const MailFolderWatch::Changes& changes) {
-    std::map<std::filesystem::path, LibraryMailboxRef> byRoot;
-    for (const LibraryMailboxRef& mailbox : allMailboxes())
-        byRoot[mailbox->maildir().root()] = mailbox;
-    std::map<LibraryMailboxRef, std::set<std::string>> files;
-    bool isTreeChanged = false;
-    for (const auto& [folder, names] : changes) {
-        const bool isFiles = folder.filename() == "cur" || folder.filename() == "new";
-        const auto mailbox = isFiles ? byRoot.find(folder.parent_path()) : byRoot.end();
-        if (mailbox == byRoot.end())
-            isTreeChanged = true;
-        else if (names.empty())
-            scan(mailbox->second, false);
-        else
-            files[mailbox->second].insert(names.begin(), names.end());
-    }
-    for (const auto& [mailbox, names] : files)
-        filesChanged(mailbox, names);
-    if (isTreeChanged) treeChanged();
-}
-
-void LibraryCore::filesChanged(const LibraryMailboxRef& mailbox, const std::set<std::string>& names) {
-    const Maildir& maildir = mailbox->maildir();
-    std::map<std::string, std::set<std::string>> candidates;  // by unique part
-    for (const std::string& name : names) {
-        const std::string unique = MaildirName(name).unique();
-        if (name.starts_with('.') || unique.empty()) continue;
-        candidates[unique].insert({"new/" + name, "cur/" + name});
-    }
-    std::vector<NewFile> fresh;
-    for (const auto& [unique, files] : candidates) {
-        const auto known =
-            reading([&](Database& index) { return tables::findByName(index, mailbox->indexed().number, unique); });
-        const bool isKnown = known && !known->isOnlyListed();
-        if (isKnown && files_.exists(maildir.pathOf(known->file))) continue;
-        const auto present = std::find_if(files.begin(), files.end(),
-                                          [&](const auto& file) { return files_.exists(maildir.pathOf(file)); });
-        // Gone, or under a name that we were not told: a look at the whole folder tells.
-        if (isKnown && present == files.end()) return scan(mailbox, false);
-        if (present != files.end()) fresh.push_back({unique, *present});
-    }
-    try {
-        if (takeRenamed(*mailbox, fresh)) announcer_->mailboxChanged(mailbox->identifier());
-        indexParsed(mailbox, parseAll(*mailbox, fresh), false);
-    } catch (const DatabaseFailure& failure) {
-        indexFailed(failure);
-    }
-}
-
-bool LibraryCore::takeRenamed(const LibraryMailbox& mailbox, std::vector<NewFile>& files) {
-    if (files.empty()) return false;
-    const auto keywords = MaildirKeywords::load(mailbox.maildir().root(), files_);
-    auto index = index_->write();
-    bool isChanged = false;
-    std::erase_if(files, [&](const NewFile& file) {
-        const auto row = tables::findByName(*index, mailbox.indexed().number, file.name);
-        if (!row || row->isOnlyListed()) return false;
-        // Meanwhile it may have been put right by whoever renamed it.
-        if (row->file == file.file || !files_.exists(mailbox.maildir().pathOf(file.file))) return true;
-        const int flags = packedFlags(flagsFromLetters(Maildir::nameOf(file.file).letters(), keywords));
-        tables::setFile(*index, row->seq, file.file, flags);
-        if (const auto message = cache_->live(row->id)) message->setFlags(flags);
-        return isChanged = true;
-    });
-    index.commit();
-    return isChanged;
+std::optional<IndexedFile> LibraryCore::takeUpStray(Database& index, const LibraryMailbox& mailbox, const NewFile& file,
+                                                    Work& work) {
+    const auto parsed = parse(mailbox, file, keywordsOf(work.keywords, mailbox));
+    if (!parsed) return {};
+    auto inserted = insert(index, mailbox, *parsed);
+    (void)fresh::take(index, mailbox.indexed().number, file.name);
+    work.changed[mailbox.indexed().number] = mailboxNumbered(mailbox.indexed().number);
+    if (inserted.isNew) work.takenUp.push_back(inserted.row.id);
+    return std::move(inserted.row);
 }
 
 }  // namespace qs

@@ -134,7 +134,9 @@ void LibraryCore::forgetMailbox(const LibraryMailboxRef& mailbox) {
     }
     auto index = index_->write();
     tables::removeMailbox(*index, mailbox->indexed().number);
+    fresh::forget(*index, mailbox->indexed().number);
     index.commit();
+    reading_->noteRead(mailbox->indexed().number);
     announcer_->mailboxChanged(mailbox->identifier());
 }
 
@@ -225,10 +227,9 @@ void LibraryCore::treeChanged() {
             announcer_->mailboxChanged(mailbox->identifier());
         else if (!mailbox->maildir().exists())
             rescan(mailbox->identifier());  // finds that it is gone
-    for (const LibraryMailboxRef& mailbox : fresh) {
-        scan(mailbox, true);
+    readSoon(fresh);
+    for (const LibraryMailboxRef& mailbox : fresh)
         announcer_->mailboxChanged(mailbox->identifier());
-    }
 }
 
 }  // namespace qs

@@ -185,11 +185,11 @@ export interface MailboxModel {
   image: string; // empty: the one of its kind
   takesDrops: boolean; // of messages; and, where mailboxes can be put into it at all, of those
 }
-/** How an account stands with its mail server, when there is something to tell. */
+/** How an account stands with its mail server and its folders, when there is something to tell. */
 export interface SyncModel {
   text: string;
   done: number;
-  total: number; // messages to be fetched; 0: nothing to be counted
+  total: number; // messages to be fetched or read; 0: nothing to be counted
   canRetry: boolean;
 }
 export interface AccountModel {

@@ -7,6 +7,7 @@
 #include "Foundation/Assertion.h"
 #include "Foundation/Log.h"
 #include "Mail/Library.h"
+#include "Mail/LibraryReading.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "Mail/MessageHeaders.h"
@@ -147,7 +148,7 @@ void QSSnoozeManager::checkSnoozedMessages() {
         if (!isItTimeToWakeUpForMessageID(messageID)) continue;  // any more
         if (const auto message = snoozedMessageWithMessageID(messageID)) {
             wakeupMessage(message);
-        } else if (now - *snoozeDateForMessageID(messageID) > kMissedFor) {
+        } else if (LibraryReading::isOver() && now - *snoozeDateForMessageID(messageID) > kMissedFor) {
             logWarning("Snoozed message could not be found in snooze mailbox after 3 days... Ignoring it from now on");
             removeSnoozeInfoForMessageID(messageID);
         }

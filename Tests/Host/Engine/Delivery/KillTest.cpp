@@ -23,6 +23,7 @@
 #include "Foundation/Log.h"
 #include "KillSupport.h"
 #include "Mail/Mailbox.h"
+#include "MailReading.h"
 #include "TracedPart.h"
 
 namespace qs {
@@ -42,6 +43,7 @@ public:
         auto engine = MailEngine::open({.dataFolder = part.folder, .files = &files_});
         if (!engine) throw std::runtime_error(engine.error().description);
         engine_ = std::move(*engine);
+        MailReading::of(engine_->library()).waitUntilReadIn();
     }
     ~Life() {
         engine_.reset();

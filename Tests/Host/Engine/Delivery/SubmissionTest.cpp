@@ -4,8 +4,10 @@
 
 #include <filesystem>
 
+#include "Compose/ComposeBackEnd.h"
 #include "DeliveryFixture.h"
 #include "Foundation/FileSystem.h"
+#include "HeldFiles.h"
 
 namespace qs {
 namespace {
@@ -201,6 +203,40 @@ TEST_F(Submission, ACopyAmongTheSentMailSettlesADoubt) {
     EXPECT_THAT(deliveries().statuses(), IsEmpty());
     EXPECT_EQ(subjects("sam", MailboxKind::Sent), "1") << "no second copy";
     EXPECT_EQ(server_.timesReceived("1@example.org"), 1);
+    expectTidy();
+}
+
+TEST_F(Submission, NothingIsSettledOrLeavesBeforeAllMailIsRead) {
+    openAndStart();
+    server_.add({.stage = SmtpStage::FinalDot, .hangsUp = true, .keepsMessage = true, .times = 1});
+    send("sam", testMail("sam", "a@x.example", "1"));
+    close();
+    notices_.clear();
+    disk_.put(folder_ / "Mail/sam/.Sent/cur/1700000001.server:2,S", testMail("sam", "a@x.example", "1"));
+    disk_.put(folder_ / "Mail/sam/.Outbox/cur/1700000002.box:2,S", testMail("sam", "a@x.example", "2"));
+    for (const char* side : {"", "-wal", "-shm"})
+        std::filesystem::remove(folder_ / (std::string("Library.sqlite") + side));
+    HeldFiles held(disk_);
+    files_ = &held;
+    open();
+    deliveries().start();
+    held.waitUntilHeld();
+    OutgoingMessage message;
+    message.content = testMail("sam", "a@x.example", "3");
+    ASSERT_TRUE(deliveries().append("sam", message));
+    DeliveryQueue::sharedDeliveryQueue()->resetStateAndReprocessQueue();
+    const auto taken = deliveries().taken();
+    ASSERT_EQ(taken.size(), 1U);
+    EXPECT_EQ(taken.front().state, State::Sending) << "not asked about before the sent mail was looked through";
+    EXPECT_EQ(server_.timesReceived("2@example.org") + server_.timesReceived("3@example.org"), 0);
+    held.letAllPass();
+    loop_->runUntilIdle();
+    EXPECT_THAT(deliveries().statuses(), IsEmpty());
+    EXPECT_THAT(notices_, IsEmpty());
+    EXPECT_EQ(subjects("sam", MailboxKind::Sent), "1 2 3");
+    for (const char* id : {"1@example.org", "2@example.org", "3@example.org"})
+        EXPECT_EQ(server_.timesReceived(id), 1) << id;
+    close();
     expectTidy();
 }
 

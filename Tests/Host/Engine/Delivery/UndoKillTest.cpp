@@ -14,6 +14,7 @@
 #include "KillSupport.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
+#include "MailReading.h"
 
 namespace qs {
 namespace {
@@ -33,6 +34,7 @@ public:
         auto engine = MailEngine::open({.dataFolder = part.folder, .files = &files_});
         if (!engine) throw std::runtime_error(engine.error().description);
         engine_ = std::move(*engine);
+        MailReading::of(engine_->library()).waitUntilReadIn();
     }
     ~Life() {
         engine_.reset();

@@ -234,7 +234,7 @@ TEST_F(LibraryChanges, MailboxesThatOthersMakeAndRemoveComeAndGo) {
     for (const char* folder : {"cur", "new", "tmp"})
         std::filesystem::create_directories(mailFolder("ada") / ".Lists.kernel" / folder);
     folder_.write("Mail/ada/.Lists.kernel/cur/1:2,S", mail("patch"));
-    library_->accountsDidChange();
+    accountsChanged();
     EXPECT_THAT(subjectsIn("ada/Lists.kernel"), ElementsAre("patch"));
     EXPECT_EQ(box("ada/Lists.kernel").displayName(), "Lists/kernel");
     std::filesystem::remove_all(mailFolder("ada") / ".Lists.kernel");
@@ -246,7 +246,7 @@ TEST_F(LibraryChanges, MailboxesThatOthersMakeAndRemoveComeAndGo) {
 TEST_F(LibraryChanges, NewAccountsAreTakenUp) {
     open();
     ASSERT_TRUE(book_->put({.identifier = "eve", .displayName = "Eve", .identities = {{"", "eve@example.org"}}}));
-    library_->accountsDidChange();
+    accountsChanged();
     EXPECT_THAT(library_->mailAccounts(), SizeIs(3));
     EXPECT_TRUE(library_->add(box("eve/INBOX"), mail("hello"), {}, {100}));
 }

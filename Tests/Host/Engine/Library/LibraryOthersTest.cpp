@@ -43,7 +43,7 @@ protected:
                              .identities = {{"", "own@example.org"}},
                              .maildir = tree_};
         ASSERT_TRUE(book_->put(std::move(record)));
-        library_->accountsDidChange();
+        accountsChanged();
     }
 
     // Name, kind and number of messages of each mailbox.
@@ -143,12 +143,12 @@ TEST_F(LibraryOthers, ATreeThatIsAwayComesBackWhole) {
     openWithTree();
     EXPECT_THAT(subjectsIn("own//.Lists"), ElementsAre("hello"));
     fs::rename(tree_, folder_ / "away");
-    library_->accountsDidChange();
+    accountsChanged();
     open();
     EXPECT_FALSE(fs::exists(tree_)) << "nothing is made in its place";
     EXPECT_FALSE(library_->takeNotices().empty());
     fs::rename(folder_ / "away", tree_);
-    library_->accountsDidChange();
+    accountsChanged();
     EXPECT_THAT(subjectsIn("own//.Lists"), ElementsAre("hello"));
 }
 

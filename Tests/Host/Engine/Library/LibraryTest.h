@@ -10,6 +10,7 @@
 #include "AccountBook.h"
 #include "Foundation/FileSystem.h"
 #include "MailLibrary.h"
+#include "MailReading.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/VirtualClockTest.h"
 
@@ -24,8 +25,14 @@ protected:
                 for (const char* folder : {"cur", "new", "tmp"})
                     std::filesystem::create_directories(mailFolder(account) / mailbox / folder);
     }
-    // Opens, or closes and opens again.
+    // Opens, or closes and opens again, and has everything read in.
     void open(FileSystem& files = FileSystem::real()) {
+        openUnread(files);
+        reading().readIn();
+        reading().waitUntilReadIn();
+    }
+    // With what the index knows already.
+    void openUnread(FileSystem& files = FileSystem::real()) {
         library_.reset();
         book_ = *AccountBook::open(dataFolder_ / "Accounts.plist", files);
         for (const std::string name : {"ada", "ben"}) {
@@ -39,6 +46,11 @@ protected:
     }
     void TearDown() override { library_.reset(); }
 
+    MailReading& reading() { return MailReading::of(*library_); }
+    void accountsChanged() {
+        library_->accountsDidChange();
+        reading().waitUntilReadIn();
+    }
     Mailbox& box(std::string_view identifier) {
         auto found = library_->mailboxWithIdentifier(identifier);
         if (!found) throw std::runtime_error("no mailbox " + std::string(identifier));

@@ -16,9 +16,9 @@ using ::testing::SizeIs;
 using ::testing::UnorderedElementsAre;
 using Kind = MessageCriterion::Kind;
 
-class LibraryReading : public LibraryTest {};
+class LibraryAnswers : public LibraryTest {};
 
-TEST_F(LibraryReading, ANewAccountHasTheMailboxesThatPeopleLookFor) {
+TEST_F(LibraryAnswers, ANewAccountHasTheMailboxesThatPeopleLookFor) {
     std::filesystem::remove_all(mailFolder("ada"));
     open();
     std::vector<std::string> names;
@@ -35,7 +35,7 @@ TEST_F(LibraryReading, ANewAccountHasTheMailboxesThatPeopleLookFor) {
     EXPECT_EQ(outbox->account(), library_->mailAccounts()[0]);
 }
 
-TEST_F(LibraryReading, MakesMailboxesWithAnyName) {
+TEST_F(LibraryAnswers, MakesMailboxesWithAnyName) {
     open();
     for (const char* name : {"Lists", "Lists/kernel", "Entwürfe 2026", "v1.2"}) {
         const auto made = library_->createMailbox("ben", name);
@@ -52,7 +52,7 @@ TEST_F(LibraryReading, MakesMailboxesWithAnyName) {
         EXPECT_NE(library_->mailboxWithIdentifier(identifier), nullptr) << identifier;
 }
 
-TEST_F(LibraryReading, SnippetsOfManyMessagesComeAtOnce) {
+TEST_F(LibraryAnswers, SnippetsOfManyMessagesComeAtOnce) {
     open();
     HostInstances::current().library = library_;
     MessageList messages;
@@ -65,7 +65,7 @@ TEST_F(LibraryReading, SnippetsOfManyMessagesComeAtOnce) {
     EXPECT_THAT(snippets, UnorderedElementsAre(Pair(messages[0], "First line and second"), Pair(messages[3], "Other")));
 }
 
-TEST_F(LibraryReading, TellsWhatIsInAMessage) {
+TEST_F(LibraryAnswers, TellsWhatIsInAMessage) {
     open();
     const auto added = library_->add(
         box("ada/INBOX"),
@@ -97,7 +97,7 @@ TEST_F(LibraryReading, TellsWhatIsInAMessage) {
     EXPECT_THAT(library_->messagesWithMessageIDHeader(""), IsEmpty());
 }
 
-TEST_F(LibraryReading, PagesAreNewestFirstAndTakeEveryMessageOnce) {
+TEST_F(LibraryAnswers, PagesAreNewestFirstAndTakeEveryMessageOnce) {
     open();
     for (int i = 0; i < 25; ++i)
         add("ada/INBOX", "m" + std::to_string(i), 1'600'000'000 + (i / 3) * 60, {.seen = i % 2 == 0});
@@ -122,7 +122,7 @@ TEST_F(LibraryReading, PagesAreNewestFirstAndTakeEveryMessageOnce) {
     EXPECT_THAT(library_->page({}, "", 1000, 3).rows, IsEmpty());
 }
 
-TEST_F(LibraryReading, CriteriaSelectWhatTheySay) {
+TEST_F(LibraryAnswers, CriteriaSelectWhatTheySay) {
     open();
     add("ada/INBOX", "Ärger", 100, {.seen = true}, "Message-Id: <a@x>\r\nX-Universally-Unique-Identifier: U-1\r\n");
     add("ada/INBOX", "Budget", 200, {.flagged = true});
@@ -170,7 +170,7 @@ TEST_F(LibraryReading, CriteriaSelectWhatTheySay) {
     EXPECT_THAT(subjects(deep), IsEmpty());
 }
 
-TEST_F(LibraryReading, TextsAreFoundWithinWordsWhereverTheMessageGoes) {
+TEST_F(LibraryAnswers, TextsAreFoundWithinWordsWhereverTheMessageGoes) {
     open();
     const auto id = add("ada/INBOX", "Die lange Straße „100%“ 東京会議", 100);
     add("ada/INBOX", "Weekly report", 200);
@@ -196,7 +196,7 @@ TEST_F(LibraryReading, TextsAreFoundWithinWordsWhereverTheMessageGoes) {
     EXPECT_THAT(subjects(contains("report")), SizeIs(1));
 }
 
-TEST_F(LibraryReading, SearchFindsWhatWasTyped) {
+TEST_F(LibraryAnswers, SearchFindsWhatWasTyped) {
     open();
     ASSERT_TRUE(
         library_->add(box("ada/INBOX"),
@@ -247,7 +247,7 @@ TEST_F(LibraryReading, SearchFindsWhatWasTyped) {
     EXPECT_EQ(library_->page(box("ada/Sent").criterion(), "zoe", 0, 10).total, 0);
 }
 
-TEST_F(LibraryReading, LongListsAreReadFromAnyPlace) {
+TEST_F(LibraryAnswers, LongListsAreReadFromAnyPlace) {
     open();
     for (int i = 0; i < 60; ++i)
         add(i % 4 == 0 ? "ada/Sent" : "ada/INBOX", "m" + std::to_string(i), 1'600'000'000 + i / 5,
@@ -273,7 +273,7 @@ TEST_F(LibraryReading, LongListsAreReadFromAnyPlace) {
     EXPECT_THAT(library_->ids({}, "", 5), SizeIs(5));
 }
 
-TEST_F(LibraryReading, ManyMessagesOfOneDateKeepTheirPlaces) {
+TEST_F(LibraryAnswers, ManyMessagesOfOneDateKeepTheirPlaces) {
     open();
     std::vector<std::int64_t> added;
     for (int i = 0; i < 12; ++i)
@@ -287,7 +287,7 @@ TEST_F(LibraryReading, ManyMessagesOfOneDateKeepTheirPlaces) {
     EXPECT_THAT(searching("same"), SizeIs(11));
 }
 
-TEST_F(LibraryReading, ConversationsAreMadeOfWhatMessagesAnswer) {
+TEST_F(LibraryAnswers, ConversationsAreMadeOfWhatMessagesAnswer) {
     open();
     int date = 100;
     const auto mail = [&](const char* subject, const char* headers) {
@@ -320,7 +320,7 @@ TEST_F(LibraryReading, ConversationsAreMadeOfWhatMessagesAnswer) {
     EXPECT_THAT(subjectsWith(mail("No id", "References: garbage\r\n")), ElementsAre("No id"));
 }
 
-TEST_F(LibraryReading, CompletesAddressesByFrequency) {
+TEST_F(LibraryAnswers, CompletesAddressesByFrequency) {
     open();
     const auto from = [&](const char* sender, const char* mailbox, int times) {
         for (int i = 0; i < times; ++i)
@@ -340,7 +340,7 @@ TEST_F(LibraryReading, CompletesAddressesByFrequency) {
         EXPECT_THAT(library_->completeAddress(prefix, 5), IsEmpty()) << prefix;
 }
 
-TEST_F(LibraryReading, OutboxAndDraftsShowTheirDateHeader) {
+TEST_F(LibraryAnswers, OutboxAndDraftsShowTheirDateHeader) {
     open();
     library_->mailbox("ada", MailboxKind::Outbox, true);
     const char* const date = "Date: Sun, 22 Nov 2026 22:00:00 +0000\r\n";
@@ -355,7 +355,7 @@ TEST_F(LibraryReading, OutboxAndDraftsShowTheirDateHeader) {
         EXPECT_EQ(row.received, Date{100});
 }
 
-TEST_F(LibraryReading, TakesTheDeliveryTimeOfForeignMailFromItsLastServer) {
+TEST_F(LibraryAnswers, TakesTheDeliveryTimeOfForeignMailFromItsLastServer) {
     open();
     folder_.write("Mail/ada/new/1.foreign",
                   "Received: from b by c; Sun, 22 Nov 2026 22:00:00 +0000\nReceived: from a by b; Sat, 21 Nov 2026 "
@@ -371,7 +371,7 @@ TEST_F(LibraryReading, TakesTheDeliveryTimeOfForeignMailFromItsLastServer) {
     EXPECT_EQ(rows[2].received, Date{1'400'000'000});
 }
 
-TEST_F(LibraryReading, MessagesAreTheSameObjectAsLongAsSomebodyHoldsOne) {
+TEST_F(LibraryAnswers, MessagesAreTheSameObjectAsLongAsSomebodyHoldsOne) {
     open();
     const auto id = add("ada/INBOX", "one");
     auto held = library_->messageWithID(id);
@@ -384,7 +384,7 @@ TEST_F(LibraryReading, MessagesAreTheSameObjectAsLongAsSomebodyHoldsOne) {
     EXPECT_EQ(library_->messageWithID(12345), nullptr);
 }
 
-TEST_F(LibraryReading, FindsTheAccountOfAMessageByItsAddresses) {
+TEST_F(LibraryAnswers, FindsTheAccountOfAMessageByItsAddresses) {
     open();
     HostInstances::current().mailAccounts = [&] { return library_->mailAccounts(); };
     struct Case {
