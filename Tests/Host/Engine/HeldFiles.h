@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <limits>
 #include <mutex>
+#include <thread>
 
 #include "Foundation/FileSystem.h"
 
@@ -12,7 +13,9 @@ namespace qs {
 
 class HeldFiles : public FileSystem {
 public:
-    explicit HeldFiles(FileSystem& files = FileSystem::real()) : files_(files) {}
+    enum class Holds { Everybody, FirstToCome };  // whose thread; the others pass then
+    explicit HeldFiles(FileSystem& files = FileSystem::real(), Holds holds = Holds::Everybody)
+        : files_(files), holds_(holds) {}
 
     // So many more are read, and then none.
     void letPass(int files) {
@@ -58,6 +61,8 @@ public:
 private:
     void pass() {
         std::unique_lock hold(lock_);
+        if (first_ == std::thread::id()) first_ = std::this_thread::get_id();
+        if (holds_ == Holds::FirstToCome && first_ != std::this_thread::get_id()) return;
         ++waiting_;
         changed_.notify_all();
         changed_.wait(hold, [this] { return free_ > 0; });
@@ -66,8 +71,10 @@ private:
     }
 
     FileSystem& files_;
+    const Holds holds_;
     std::mutex lock_;
     std::condition_variable changed_;
+    std::thread::id first_;
     int free_ = 0, waiting_ = 0;
 };
 
