@@ -48,7 +48,7 @@ public:
     static std::shared_ptr<DeliveryService> make(const std::filesystem::path& dataFolder, MailLibrary& library,
                                                  AccountBook& accounts, FileSystem& files);
 
-    // Settles what a crash left (main thread, before start) and begins to deliver, on the queue's own thread.
+    // Once all mail is read in, settles what a crash left (main thread) and begins to deliver, on the queue's thread.
     virtual void start() = 0;
     // Waits for an attempt under way; nothing is attempted afterwards.
     virtual void stop() = 0;
@@ -78,8 +78,8 @@ public:
     // The person asks for an attempt now, whatever earlier ones ended with.
     virtual Result<void> tryNow(std::string_view uniqueID) = 0;
 
-    // What is held becomes drafts of its accounts, on the queue's own thread, before anything that is asked of the
-    // queue later. `done` gets the number of those that moved, and why others did not; main thread.
+    // Once all mail is read in, what is held becomes drafts of its accounts, on the queue's own thread, before what is
+    // asked of the queue later. `done` gets the number of those that moved, and why others did not; main thread.
     virtual void turnHeldIntoDrafts(std::function<void(int moved, Result<void> result)> done) = 0;
 };
 

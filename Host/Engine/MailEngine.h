@@ -8,7 +8,7 @@
 //   <data>/Deliveries/<unique>.journal           stages of deliveries under way (DeliveryJournal)
 //   <data>/Deliveries/<unique>.takeback          messages that are being taken back (TakeBackNotes)
 //
-// Made and destroyed on the main thread. Opening blocks until the index knows every mailbox's files.
+// Made and destroyed on the main thread. Opening does not wait until the folders are read in (MailReading.h).
 #pragma once
 
 #include <filesystem>

@@ -1,7 +1,7 @@
 // The library: every message of every mailbox, indexed in SQLite over the Maildir trees. The files are the truth, the
 // index is derived and rebuilt when it is missing, damaged or out of step.
 //
-// Safe from every thread. Calls block but are quick (no scan of a whole mailbox except when opening). Changes are
+// Safe from every thread. Calls block but are quick, but for rescan(). How folders are read: MailReading.h. Changes are
 // announced on the main thread: "MailLibraryDidChange" on the default notification centre (user info "mailboxes": array
 // of identifiers), coalesced per turn of the run loop, and arrivals through library_store::messagesWereAdded.
 #pragma once
