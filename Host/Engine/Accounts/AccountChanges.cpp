@@ -1,7 +1,5 @@
 #include "Accounts/AccountChanges.h"
 
-#include <algorithm>
-
 #include "AccountBook.h"
 #include "Accounts/AccountSecrets.h"
 #include "Application/HostInstances.h"
@@ -9,7 +7,9 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Foundation/NotificationCenter.h"
+#include "Foundation/RemoveTree.h"
 #include "Foundation/RunLoop.h"
+#include "Mail/Mailbox.h"
 #include "MailEngine.h"
 #include "MailLibrary.h"
 #include "MailSync.h"
@@ -34,12 +34,12 @@ void tellOfChange(MailEngine& engine, std::function<void()> then = nullptr) {
     });
 }
 
-Result<void> removeTree(FileSystem& files, const std::filesystem::path& folder) {
-    const auto entries = files.list(folder);
-    if (!entries) return failed(entries);
-    for (const FileInfo& entry : *entries)
-        if (auto gone = entry.isFolder ? removeTree(files, entry.path) : files.remove(entry.path); !gone) return gone;
-    return files.remove(folder);
+std::string whyItStays(const AccountRecord& account, const DeliveryStatus& status) {
+    if (status.state != DeliveryStatus::State::InDoubt)
+        return "A message of this account is just being sent. Please try again later.";
+    const std::string where =
+        account.isEnabled ? "Please look into the outbox" : "Please switch the account on, look into its outbox";
+    return "A message of this account was perhaps sent, and perhaps not. " + where + " and decide what becomes of it.";
 }
 
 }  // namespace
@@ -77,13 +77,24 @@ void tryAgainWithNewSecrets(MailEngine& engine, std::string_view identifier) {
                 logWarning("a message that was refused is not tried again: " + tried.error().description);
 }
 
+int unsentMessages(MailEngine& engine, std::string_view identifier) {
+    if (const auto outbox = engine.library().mailbox(identifier, MailboxKind::Outbox, false))
+        return outbox->messageCount();
+    int count = 0;
+    const auto outbox = engine.dataFolder() / "Mail" / identifier / ".Outbox";
+    for (const char* place : {"cur", "new"})
+        (void)engine.files().forEachName(outbox / place,
+                                         [&](const std::string&, bool isFolder) { count += !isFolder; });
+    return count;
+}
+
 Result<void> removeAccount(MailEngine& engine, std::string_view identifier, MailOfAccount mail) {
     const std::string name(identifier);
     const AccountRecord* const record = engine.accounts().find(name);
     if (!record) return {};
     const bool isOurs = record->kind != AccountKind::Maildir;
-    if (std::ranges::any_of(engine.deliveries().taken(), [&](const auto& status) { return status.account == name; }))
-        return failure("AccountChanges", 1, "A message of this account is just being sent. Please try again later.");
+    for (const DeliveryStatus& status : engine.deliveries().taken())
+        if (status.account == name) return failure("AccountChanges", 1, whyItStays(*record, status));
     if (auto removed = engine.accounts().remove(name); !removed) return removed;
     const auto folder = engine.dataFolder() / "Mail" / name;
     const bool deletes = isOurs && mail == MailOfAccount::Goes;

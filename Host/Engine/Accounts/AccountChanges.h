@@ -20,11 +20,13 @@ std::string freshAccountIdentifier(MailEngine& engine, std::string_view address)
 Result<void> putAccount(MailEngine& engine, AccountRecord record);
 // What had stopped for want of a password or a sign-in goes on: the mail at the server, messages that were refused.
 void tryAgainWithNewSecrets(MailEngine& engine, std::string_view identifier);
+// What lies in its outbox, also when it is switched off.
+int unsentMessages(MailEngine& engine, std::string_view identifier);
 enum class MailOfAccount {
     Stays,  // its folder is left as it is
-    Goes    // deleted, but never a Maildir tree of the person's own
+    Goes    // deleted, but never a Maildir tree of the person's own, nor what links lead to
 };
-// The passwords go, too. Fails, and changes nothing, while a message of the account is being sent.
+// The passwords go, too. Fails, and changes nothing, while a message of the account is being sent or was perhaps sent.
 Result<void> removeAccount(MailEngine& engine, std::string_view identifier, MailOfAccount mail);
 
 }  // namespace qs

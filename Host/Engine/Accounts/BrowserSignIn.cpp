@@ -20,6 +20,7 @@ namespace {
 using Form = std::vector<std::pair<std::string, std::string>>;
 
 constexpr TimeInterval kUsualLife = 3600;
+constexpr TimeInterval kLongestWait = 15 * 60;  // for the person in the browser
 constexpr std::uint64_t kMostAnswer = 256 * 1024;
 constexpr const char* kListening = "http://127.0.0.1";
 // Providers that compare it with what was registered leave the port out of "localhost", and no path may follow.
@@ -35,18 +36,26 @@ std::string reasonIn(const std::string& name, const std::string& description) {
     return text.empty() ? std::string() : " It said: " + text;
 }
 
+// Of the names in RFC 6749 and of those that providers add: it is the provider who can't, not the person who may not.
+bool isForNow(const std::string& name) {
+    return name == "temporarily_unavailable" || name == "server_error" || name == "slow_down";
+}
+
+bool isForNow(long status) { return status >= 500 || status == 408 || status == 425 || status == 429; }
+
 Result<MailTokens> tokensFrom(const HttpResponse& response, const MailTokens& old) {
     const auto answer = parseJson(response.body);
-    if (!answer || response.status >= 500)
+    if (!answer || isForNow(response.status))
         return failure(signInError(
             SignInError::NoAnswer,
             stringWithFormat("The provider gave no answer that can be used (status %ld).", {response.status})));
     MailTokens tokens = old;
     tokens.access = (*answer)["access_token"].stringValue();
+    const std::string error = (*answer)["error"].stringValue();
     if (!response.isSuccess() || tokens.access.empty())
-        return failure(signInError(SignInError::Refused, "The provider did not accept the sign-in." +
-                                                             reasonIn((*answer)["error"].stringValue(),
-                                                                      (*answer)["error_description"].stringValue())));
+        return failure(signInError(isForNow(error) ? SignInError::NoAnswer : SignInError::Refused,
+                                   "The provider did not accept the sign-in." +
+                                       reasonIn(error, (*answer)["error_description"].stringValue())));
     if (const std::string refresh = (*answer)["refresh_token"].stringValue(); !refresh.empty())
         tokens.refresh = refresh;
     // Some send the number as a text.
@@ -86,6 +95,7 @@ public:
     }
     ~LoopbackSignIn() override {
         if (exchange_) exchange_->cancel();
+        if (limit_) limit_->invalidate();
     }
 
     Result<void> openPage(std::string_view loginHint) {
@@ -115,6 +125,11 @@ public:
                           // Without these some providers give no refresh token, or none the second time.
                           {"access_type", "offline"},
                           {"prompt", "consent"}};
+        limit_ = RunLoop::main().after(kLongestWait, [this, alive = std::weak_ptr(alive_)] {
+            if (alive.expired() || exchange_) return;
+            listener_.reset();
+            finish(failure(signInError(SignInError::NoAnswer, "The sign-in was not completed in time.")));
+        });
         const bool hasQuery = place_.authorizePage.find('?') != std::string::npos;
         return workspace->openURL(place_.authorizePage + (hasQuery ? "&" : "?") + formEncoded(fields));
     }
@@ -128,9 +143,9 @@ private:
         };
         const std::string code = field("code");
         if (code.empty())
-            return finish(
-                failure(signInError(SignInError::Refused, "The sign-in was not completed." +
-                                                              reasonIn(field("error"), field("error_description")))));
+            return finish(failure(
+                signInError(isForNow(field("error")) ? SignInError::NoAnswer : SignInError::Refused,
+                            "The sign-in was not completed." + reasonIn(field("error"), field("error_description")))));
         DDLog::maskSecret(code);
         exchange_ = askForTokens(place_,
                                  {{"grant_type", "authorization_code"},
@@ -159,6 +174,7 @@ private:
     std::string redirect_;
     std::unique_ptr<LoopbackRedirect> listener_;
     HttpTaskRef exchange_;
+    TimerRef limit_;
     const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

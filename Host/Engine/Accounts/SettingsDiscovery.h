@@ -31,8 +31,8 @@ struct DiscoveryPorts {
     static DiscoveryPorts system();
 };
 
-// Blocks for up to some twenty seconds where nothing answers; never on the main thread. Ends early, with what it has,
-// once `isCancelled` says so.
+// Blocks for up to about a minute where neither name server nor mail servers answer; never on the main thread. Ends
+// early, with what it has, once `isCancelled` says so.
 FoundSettings discoverSettings(std::string_view address, const ProviderTable& table, const DiscoveryPorts& ports,
                                const std::function<bool()>& isCancelled);
 

@@ -6,6 +6,7 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
+#include "Foundation/RemoveTree.h"
 #include "Foundation/RunLoop.h"
 #include "Library/LibraryCore.h"
 #include "Maildir/FolderName.h"
@@ -25,16 +26,6 @@ tl::unexpected<Error> refusal(int code, std::string sentence) {
 }
 
 bool isBelow(const std::string& folder, const std::string& parent) { return folder.starts_with(parent + "."); }
-
-void removeTree(FileSystem& files, const std::filesystem::path& folder) {
-    const auto entries = files.list(folder);
-    for (const FileInfo& entry : entries ? *entries : std::vector<FileInfo>())
-        if (entry.isFolder)
-            removeTree(files, entry.path);
-        else
-            (void)files.remove(entry.path);
-    (void)files.remove(folder);
-}
 
 }  // namespace
 
@@ -272,7 +263,7 @@ void LibraryCore::sweepRemovedFolders(const std::filesystem::path& account) {
         if (isFolder && name.starts_with(kRemovedPrefix)) removed.push_back(account / name);
     });
     for (const auto& folder : removed)
-        removeTree(files_, folder);
+        (void)removeTree(files_, folder);  // what stays is taken up with the next one
 }
 
 }  // namespace qs

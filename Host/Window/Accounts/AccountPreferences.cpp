@@ -4,12 +4,9 @@
 #include "AccountBook.h"
 #include "Accounts/AccountChanges.h"
 #include "Accounts/AccountSheet.h"
-#include "DeliveryService.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Format.h"
-#include "Mail/Mailbox.h"
 #include "MailEngine.h"
-#include "MailLibrary.h"
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
 #include "Models/View.h"
@@ -118,9 +115,21 @@ private:
         const AccountRecord* found = engine_.accounts().find(chosen_);
         if (!found) return;
         AccountRecord account = *found;
+        if (account.isEnabled && !maySwitchOff(account)) return;
         account.isEnabled = !account.isEnabled;
         if (const auto put = putAccount(engine_, std::move(account)); !put)
             tell("The account could not be changed", put.error().description);
+    }
+
+    bool maySwitchOff(const AccountRecord& account) {
+        const std::string unsent = unsentSentence(account);
+        if (unsent.empty()) return true;
+        Alert alert;
+        alert.messageText = stringWithFormat("Switch off the account “%@”?", {account.displayName});
+        alert.informativeText = unsent + " as long as it is switched off.";
+        alert.buttons = {"Switch Off", "Cancel"};
+        alert.cancelButton = 1;
+        return alert.runModal() != kAlertSecondButtonReturn;
     }
 
     void remove() {
@@ -150,11 +159,16 @@ private:
                 : stringWithFormat("Its mail on this computer stays in %@, unless you delete it too.",
                                    {folder.string()});
         if (account.kind == AccountKind::Imap) text += " Nothing changes at the mail server.";
-        const auto outbox = engine_.library().mailbox(account.identifier, MailboxKind::Outbox, false);
-        if (const int waiting = outbox ? outbox->messageCount() : 0; waiting > 0)
-            text += waiting == 1 ? " A message in its outbox will not be sent."
-                                 : stringWithFormat(" %ld messages in its outbox will not be sent.", {waiting});
+        if (const std::string unsent = unsentSentence(account); !unsent.empty()) text += " " + unsent + ".";
         return text;
+    }
+
+    // Without its full stop; empty where all is sent.
+    std::string unsentSentence(const AccountRecord& account) {
+        const int count = unsentMessages(engine_, account.identifier);
+        if (count == 0) return {};
+        return count == 1 ? "A message in its outbox will not be sent"
+                          : stringWithFormat("%ld messages in its outbox will not be sent", {count});
     }
 
     static void tell(std::string title, std::string text) {

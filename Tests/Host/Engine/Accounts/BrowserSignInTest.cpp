@@ -45,7 +45,13 @@ TEST_F(BrowserSignInTest, SaysWhatTheProviderSaysAgainstIt) {
         {"code=1", {.body = R"({"access_token": "short"})"}, "no lasting permission", SignInError::Refused},
         {"code=1", {.status = 502, .body = "<html>"}, "no answer that can be used", SignInError::NoAnswer},
         {"code=1", {.body = "{}"}, "did not accept", SignInError::Refused},
-        {"code=1", {.hangsUp = true}, "", SignInError::NoAnswer}};
+        {"code=1", {.status = 429, .body = R"({"error": "rate_limited"})"}, "(status 429)", SignInError::NoAnswer},
+        {"code=1",
+         {.status = 400, .body = R"({"error": "temporarily_unavailable"})"},
+         "temporarily",
+         SignInError::NoAnswer},
+        {"error=server_error", {}, "server_error", SignInError::NoAnswer},
+        {"code=1", {.hangsUp = true}, "connection", SignInError::NoAnswer}};
     for (const Case& each : cases) {
         SCOPED_TRACE(each.told);
         workspace_->openedUrls.clear();
@@ -57,6 +63,16 @@ TEST_F(BrowserSignInTest, SaysWhatTheProviderSaysAgainstIt) {
         EXPECT_THAT(outcome().error().description, HasSubstr(each.told));
         EXPECT_EQ(outcome().error().code, static_cast<int>(each.error));
     }
+}
+
+TEST_F(BrowserSignInTest, IsNotWaitedForWithoutEnd) {
+    begin();
+    loop_->advance(14 * 60);
+    EXPECT_FALSE(result_);
+    loop_->advance(2 * 60);
+    ASSERT_TRUE(result_);
+    EXPECT_THAT(result_->error().description, HasSubstr("not completed in time"));
+    EXPECT_EQ(comeBack("code=1&state=" + asked()["state"]), 0) << "nobody listens any more";
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // What becomes of passwords and sign-ins when an account is added or changed, and when that is broken off.
+#include <filesystem>
 #include <future>
 
+#include "Accounts/AccountChanges.h"
 #include "Accounts/AccountSecrets.h"
 #include "Accounts/AccountSheetFixture.h"
 #include "DeliveryService.h"
@@ -12,6 +14,7 @@
 namespace qs {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::SizeIs;
@@ -162,8 +165,8 @@ TEST_F(SheetSecretsTest, WhatIsStoppedWhileTheKeyringIsBeingUnlockedChangesNothi
     enter("incomingPassword", "gardener-of-bag-end");
     pressOnly("Save");
     auto isAsked = asked.get_future();
-    ASSERT_TRUE(host->loop().runUntil(
-        [&] { return isAsked.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+    ASSERT_TRUE(
+        host->loop().runUntil([&] { return isAsked.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
     pressOnly("Stop");
     gate.set_value();
     host->settle();
@@ -256,6 +259,24 @@ TEST_F(SheetSecretsTest, GoingBackKeepsWhatWasTypedForThisAddressAndNothingOfAno
     EXPECT_EQ(value("outgoingUser"), "ada@work.example");
     enter("ownPassword", true);
     EXPECT_EQ(value("outgoingPassword"), "");
+}
+
+TEST_F(SheetSecretsTest, UnsentMailIsToldOfBeforeItsAccountIsOutOfSight) {
+    beginWith(account(), [this] { keepSecret(ServerSide::Incoming, "analytical"); });
+    smtp_.add({.stage = SmtpStage::Greeting, .reply = "421 come back later"});
+    host->composeAndSend("ada", "ben@example.net", "Hello", "Text.");
+    alerts->give("Cancel");
+    pressInPane("switchAccount");
+    EXPECT_THAT(alerts->seen, Contains(HasSubstr("Switch off the account “Ada”?")));
+    EXPECT_TRUE(book().find("ada")->isEnabled);
+    alerts->give("Switch Off");
+    pressInPane("switchAccount");
+    EXPECT_FALSE(book().find("ada")->isEnabled);
+    EXPECT_EQ(unsentMessages(host->engine(), "ada"), 1) << "it is still there, though no list shows it";
+    alerts->give("Remove and Delete Mail");
+    pressInPane("removeAccount");
+    EXPECT_EQ(book().find("ada"), nullptr);
+    EXPECT_FALSE(std::filesystem::exists(host->dataFolder() / "Mail/ada"));
 }
 
 }  // namespace
