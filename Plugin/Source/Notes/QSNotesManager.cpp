@@ -9,9 +9,11 @@
 #include "Core/QSSession.h"
 #include "Core/SetAsideRecords.h"
 #include "Core/StoreFetch.h"
+#include "Core/UserNotice.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
+#include "Foundation/RunLoop.h"
 #include "Mail/MailAccount.h"
 #include "NoteConverter/QSNoteServiceSlaveProtocol.h"
 #include "Notes/NoteFiles.h"
@@ -30,9 +32,6 @@ namespace {
 using Note = QSNotesManager::Note;
 using Notebook = QSNotesManager::Notebook;
 
-constexpr TimeInterval kSyncInterval = 300.0;
-constexpr TimeInterval kFirstSyncDelay = 5;
-constexpr const char* kUserNotification = "com.apple.Mail.Quillstead.UserNotification";
 constexpr const char* kLastNotebookKey = "QSQuillstead_LastNotebook_%@";
 constexpr const char* kDefaultNotebookKey = "QSQuillstead_Default_%@";
 
@@ -70,16 +69,9 @@ void onMainThread(Block block) {
 
 QSNotesManager& QSNotesManager::sharedManager() { return QSSession::current().part<QSNotesManager>(); }
 
-QSNotesManager::QSNotesManager() {
-    RunLoop& loop = RunLoop::main();
-    syncTimer_ = loop.every(kSyncInterval, [this] { syncWithServices(); });
-    cleanupDatabase();
-    loop.after(kFirstSyncDelay, [this, alive = std::weak_ptr(alive_)] {
-        if (!alive.expired()) syncWithServices();
-    });
-}
+QSNotesManager::QSNotesManager() : pass_([this] { syncWithServices(); }) { cleanupDatabase(); }
 
-QSNotesManager::~QSNotesManager() { syncTimer_->invalidate(); }
+QSNotesManager::~QSNotesManager() = default;
 
 bool QSNotesManager::hasNotesService() {
     return !QSServicesManager::sharedManager().servicesOfUtilityType(kNotesUtility, true).empty();
@@ -244,11 +236,9 @@ void QSNotesManager::didTransmit(const Note& sent, const Note& received, const Q
     // While the store does not know that it is out, it may have to go again.
     if (save()) removeNoteFiles(sent->attachments());
     QSPluginDelegate::sharedDelegate().refreshMessageList();  // rows show how it stands with their notes
-    QSPluginDelegate::sharedDelegate().triggerHelperWithNotificationName(
-        kUserNotification,
-        Dictionary{{"title", QSLocalizedString("Note Transmitted")},
-                   {"subtitle", stringWithFormat(QSLocalizedString("A note was successfully transmitted to %@."),
-                                                 {service.name()})}});
+    showUserNotification(
+        QSLocalizedString("Note Transmitted"),
+        stringWithFormat(QSLocalizedString("A note was successfully transmitted to %@."), {service.name()}));
 }
 
 void QSNotesManager::didFail(const Note& note, const std::optional<Error>& error) {

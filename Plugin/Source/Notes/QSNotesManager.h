@@ -13,7 +13,7 @@
 
 #include "Core/QSKeyValueChanges.h"
 #include "Foundation/Result.h"
-#include "Foundation/RunLoop.h"
+#include "Services/ServicePass.h"
 
 namespace qs {
 
@@ -76,7 +76,7 @@ private:
     void dropStaleNotebooks();
     void sweepNoteFiles();
 
-    TimerRef syncTimer_;
+    ServicePass pass_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

@@ -14,6 +14,7 @@
 #include "Core/QSKeyValueChanges.h"
 #include "Foundation/Date.h"
 #include "Reminder/QSReminder.h"
+#include "Services/ServicePass.h"
 
 namespace qs {
 
@@ -21,7 +22,6 @@ class Menu;
 class QSReminderServiceSlaveProtocol;
 class QSService;
 class QSTaskOptionsViewController;
-class Timer;
 
 class QSRemindersManager : public QSKeyValueChanges {
 public:
@@ -65,7 +65,7 @@ public:
     Reminders pendingRemindersForMessageID(const std::string& messageID) const;
     Reminders dirtyReminders() const;
 
-    // Hands new and changed reminders to their services; also every 300 seconds, and 5 seconds after the start.
+    // Hands new and changed reminders to their services; also as ServicePass says.
     void syncWithServices();
     // Deletes reminders that the person did not delete: each is written to the recovery folder first, and stays where
     // that fails.
@@ -80,9 +80,8 @@ private:
     void transmit(QSReminderServiceSlaveProtocol& slave, const Reminder& reminder,
                   const std::shared_ptr<QSService>& service, Transfer transfer);
 
-    std::shared_ptr<Timer> timer_;
+    ServicePass pass_;
     std::shared_ptr<QSTaskOptionsViewController> taskOptions_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
 }  // namespace qs

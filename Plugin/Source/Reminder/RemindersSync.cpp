@@ -2,6 +2,7 @@
 #include "Application/MailApp.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
+#include "Core/UserNotice.h"
 #include "Foundation/Assertion.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
@@ -16,31 +17,21 @@ namespace qs {
 
 namespace {
 
-constexpr TimeInterval kInterval = 300.0, kFirstDelay = 5;
-constexpr const char* kUserNotification = "com.apple.Mail.Quillstead.UserNotification";
-
 using Reminder = QSRemindersManager::Reminder;
 
 void tellOfNewReminder(const QSService& service) {
-    QSPluginDelegate::sharedDelegate().triggerHelperWithNotificationName(
-        kUserNotification,
-        Dictionary{{"title", QSLocalizedString("Reminder created")},
-                   {"subtitle", stringWithFormat(QSLocalizedString("A reminder was successfully created at %@."),
-                                                 {service.name()})}});
+    showUserNotification(
+        QSLocalizedString("Reminder created"),
+        stringWithFormat(QSLocalizedString("A reminder was successfully created at %@."), {service.name()}));
 }
 
 std::string textOf(const std::optional<Error>& error) { return error ? error->description : "(null)"; }
 
 }  // namespace
 
-QSRemindersManager::QSRemindersManager() {
-    timer_ = RunLoop::main().every(kInterval, [this] { syncWithServices(); });
-    RunLoop::main().after(kFirstDelay, [this, alive = std::weak_ptr(alive_)] {
-        if (!alive.expired()) syncWithServices();
-    });
-}
+QSRemindersManager::QSRemindersManager() : pass_([this] { syncWithServices(); }) {}
 
-QSRemindersManager::~QSRemindersManager() { timer_->invalidate(); }
+QSRemindersManager::~QSRemindersManager() = default;
 
 std::shared_ptr<Menu> QSRemindersManager::tasksOptionsMenu() {
     if (!taskOptions_) taskOptions_ = std::make_shared<QSTaskOptionsViewController>();

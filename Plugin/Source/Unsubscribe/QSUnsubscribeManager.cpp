@@ -5,6 +5,7 @@
 
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
+#include "Core/UserNotice.h"
 #include "External/AFNetworking/AFHTTPSessionManager.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
@@ -33,7 +34,6 @@ constexpr std::string_view kHeader = "List-Unsubscribe", kPostHeader = "List-Uns
 constexpr const char* kOneClick = "List-Unsubscribe=One-Click";
 constexpr const char* kShowBanner = "QSShowUnsubscribeBanner";
 constexpr const char* kList = "QSUnsubscribedList";
-constexpr const char* kUserNotification = "com.apple.Mail.Quillstead.UserNotification";
 
 using CompletionHandler = QSUnsubscribeManager::CompletionHandler;
 
@@ -165,9 +165,7 @@ void QSUnsubscribeManager::markMessageAsUnsubscribed(const BannerSubject& messag
     }
     const std::string subtitle = stringWithFormat(
         QSLocalizedString("You have been successfully unsubscribed from '%@'."), {senderDisplayName(*original)});
-    QSPluginDelegate::sharedDelegate().triggerHelperWithNotificationName(
-        kUserNotification,
-        Dictionary{{"title", QSLocalizedString("Successfully unsubscribed")}, {"subtitle", subtitle}});
+    showUserNotification(QSLocalizedString("Successfully unsubscribed"), subtitle);
 }
 
 void QSUnsubscribeManager::_unsubscribeViaEmailURLString(std::string_view url,

@@ -223,6 +223,17 @@ TEST_F(StatusIconsTest, AScheduledMessageShowsWhenItLeaves) {
         EXPECT_TRUE(host_->library().erase({message->libraryID()}));
         host_->settle();
     }
+    // What bears the header is never told as snoozed or delayed, whatever the header says.
+    snooze(kDay, "late@mill.example");
+    for (const std::string& header : {scheduled(1), std::string(QSHeaderKeyXScheduledDate) + ": soon\r\n"}) {
+        const auto late = receive(header, MailboxKind::Outbox, "late@mill.example");
+        host_->viewer().selectMailbox(late->mailbox()->identifier());
+        host_->viewer().selectIDs({late->libraryID()});
+        EXPECT_EQ(row().date, today);
+        EXPECT_EQ(headerDate().find(" ("), std::string::npos) << headerDate();
+        EXPECT_TRUE(host_->library().erase({late->libraryID()}));
+        host_->settle();
+    }
     const auto elsewhere = receive(std::string(QSHeaderKeyXScheduledDate) + ": soon\r\n");
     host_->viewer().selectMailbox(elsewhere->mailbox()->identifier());
     EXPECT_THAT(icons(), IsEmpty()) << "only what waits in the outbox";
