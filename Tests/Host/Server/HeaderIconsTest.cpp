@@ -20,7 +20,7 @@ TEST(HeaderIcons, StandFromRightToLeftInTheOrderInWhichTheyCame) {
     host.viewer().header()->belowDate = {row};
     const PageSections sections = makePageSections(host.application(), {});
     EXPECT_THAT(*sections.at("message"), testing::HasSubstr(R"([{"image":"plugin:Two","label":"Second","size":12},)"
-                                                           R"({"image":"plugin:One","label":"First","size":14}])"));
+                                                            R"({"image":"plugin:One","label":"First","size":14}])"));
 }
 
 }  // namespace
