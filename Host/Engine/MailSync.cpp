@@ -15,6 +15,7 @@
 #include "Foundation/NotificationCenter.h"
 #include "Imap/MailboxNames.h"
 #include "Imap/MirrorState.h"
+#include "Imap/SyncKeeper.h"
 #include "Library/LibraryObjects.h"
 #include "Mail/MailAccount.h"
 #include "MailLibrary.h"
@@ -31,106 +32,6 @@ bool isSame(const IncomingServer& a, const IncomingServer& b) {
            a.certificateAuthorities == b.certificateAuthorities;
 }
 
-// What no file can tell, noted with the account's state. Shared with the library, which may outlive the
-// synchronisation.
-class Keeper final : public MirrorKeeper {
-public:
-    void put(const std::string& account, std::shared_ptr<MirrorState> state) {
-        const std::lock_guard hold(lock_);
-        mirrors_[account].state = std::move(state);
-    }
-    void putSync(const std::string& account, std::weak_ptr<AccountSync> sync) {
-        const std::lock_guard hold(lock_);
-        mirrors_[account].sync = std::move(sync);
-    }
-    void remove(const std::string& account) {
-        const std::lock_guard hold(lock_);
-        mirrors_.erase(account);
-    }
-
-    Result<void> willRemove(const std::vector<Message>& messages) override {
-        std::map<std::shared_ptr<MirrorState>, std::vector<MirrorState::Removal>> noted;
-        for (const Message& each : messages)
-            if (const auto state = stateOf(each.account); state && !staysHere(each.folder))
-                noted[state].push_back({each.folder, each.name});
-        return keeping("deleted", [&] {
-            for (const auto& [state, list] : noted)
-                state->noteRemovals(list);
-        });
-    }
-
-    Result<void> willChange(const std::vector<std::pair<Message, MirrorWish>>& changes) override {
-        std::map<std::shared_ptr<MirrorState>, std::vector<std::pair<std::string, MirrorWish>>> noted;
-        for (const auto& [message, wish] : changes)
-            if (const auto state = stateOf(message.account)) noted[state].emplace_back(message.name, wish);
-        return keeping("changed", [&] {
-            for (const auto& [state, list] : noted)
-                state->noteWishes(list);
-        });
-    }
-
-    Result<void> willRename(const std::string& account, const std::vector<Renaming>& folders) override {
-        std::vector<MirrorState::Renaming> list;
-        for (const Renaming& each : folders)
-            list.push_back({each.from, each.to});
-        const auto state = stateOf(account);
-        return keeping("renamed", [&] {
-            if (state) state->orderRenaming(list);
-        });
-    }
-
-    Result<void> willRemoveFolders(const std::string& account, const std::vector<std::string>& folders) override {
-        const auto state = stateOf(account);
-        return keeping("deleted", [&] {
-            if (state) state->orderRemoval(folders);
-        });
-    }
-
-    std::map<std::string, MirrorWish> wishes(const std::string& account) override {
-        const auto state = stateOf(account);
-        if (!state) return {};
-        try {
-            return state->wishes();
-        } catch (const DatabaseFailure& failure) {
-            logError("the state of " + account + ": " + failure.what());
-            return {};
-        }
-    }
-
-    void isWanted(const std::string& account, const std::string& name) override {
-        std::shared_ptr<AccountSync> sync;
-        {
-            const std::lock_guard hold(lock_);
-            if (const auto found = mirrors_.find(account); found != mirrors_.end()) sync = found->second.sync.lock();
-        }
-        if (sync) sync->fetchSoon(name);
-    }
-
-private:
-    std::shared_ptr<MirrorState> stateOf(const std::string& account) const {
-        const std::lock_guard hold(lock_);
-        const auto found = mirrors_.find(account);
-        return found == mirrors_.end() ? nullptr : found->second.state;
-    }
-    static Result<void> keeping(const std::string& what, const std::function<void()>& keep) {
-        try {
-            keep();
-        } catch (const DatabaseFailure& exception) {
-            return failure(std::string(kMailLibraryErrorDomain), kMailLibraryIndex,
-                           exception.isFull() ? "There is no space left on the disk, so nothing can be " + what + "."
-                                              : "It can't be " + what + " just now.");
-        }
-        return {};
-    }
-
-    struct Mirror {
-        std::shared_ptr<MirrorState> state;
-        std::weak_ptr<AccountSync> sync;
-    };
-    mutable std::mutex lock_;
-    std::map<std::string, Mirror> mirrors_;
-};
-
 class MailSyncObject final : public MailSync, public std::enable_shared_from_this<MailSyncObject> {
 public:
     MailSyncObject(Options options, MailLibrary& library, AccountBook& accounts, FileSystem& files)
@@ -138,7 +39,7 @@ public:
           library_(library),
           book_(accounts),
           files_(files),
-          keeper_(std::make_shared<Keeper>()) {}
+          keeper_(std::make_shared<SyncKeeper>()) {}
     ~MailSyncObject() override { stop(); }
 
     void begin() {
@@ -342,7 +243,7 @@ private:
     MailLibrary& library_;
     AccountBook& book_;
     FileSystem& files_;
-    const std::shared_ptr<Keeper> keeper_;
+    const std::shared_ptr<SyncKeeper> keeper_;
     bool isStarted_ = false;
     ObservationRef libraryWatch_, bookWatch_, cleanupWatch_;
     mutable std::mutex lock_;

@@ -56,7 +56,7 @@ std::string pathOnServer(const std::string& serverName, const std::string& prefi
 bool staysHere(const std::string& folder) { return folder == kOutbox; }
 
 std::map<std::string, ImapMailboxName> foldersFor(const std::vector<ImapMailbox>& listed, const std::string& prefix,
-                                                  const std::vector<MirroredMailbox>& kept) {
+                                                  const std::vector<MirroredMailbox>& kept, bool isGmail) {
     std::map<std::string, ImapMailboxName> folders;
     std::vector<const ImapMailbox*> rest;
     std::set<std::string> taken;
@@ -77,6 +77,7 @@ std::map<std::string, ImapMailboxName> foldersFor(const std::vector<ImapMailbox>
     // By use before by name: "Sent" may be a mailbox of the person's beside the one that is meant for it.
     for (const bool byName : {false, true}) {
         std::erase_if(rest, [&](const ImapMailbox* mailbox) {
+            if (isGmail && mailbox->use == ImapUse::All && take("Archive", *mailbox)) return true;
             const std::string name = asciiLowered(pathOf(*mailbox, prefix));
             return std::any_of(kSpecial.begin(), kSpecial.end(), [&](const Special& special) {
                 const bool isIt =
@@ -92,6 +93,18 @@ std::map<std::string, ImapMailboxName> foldersFor(const std::vector<ImapMailbox>
         if (!gathers) take(ordinaryFolder(*mailbox, prefix, taken), *mailbox);
     }
     return folders;
+}
+
+MirroredMailbox::Use useAtGmail(const ImapMailbox& mailbox) {
+    using Use = MirroredMailbox::Use;
+    switch (mailbox.use) {
+    case ImapUse::All: return Use::AllMail;
+    case ImapUse::Junk: return Use::Junk;
+    case ImapUse::Trash: return Use::Trash;
+    case ImapUse::Drafts: return Use::Drafts;
+    case ImapUse::Sent: return Use::Sent;
+    default: return Use::Label;
+    }
 }
 
 ImapMailboxName serverNameFor(const std::string& folder, const std::string& prefix, char delimiter) {

@@ -14,9 +14,12 @@
 namespace qs {
 
 // By folder. What cannot be selected is left out, and, where there are labels (a mailbox of all mail beside the
-// others), those that merely gather what lies elsewhere.
+// others), those that merely gather what lies elsewhere. At Gmail all mail is the archive, whatever else goes by that
+// name.
 std::map<std::string, ImapMailboxName> foldersFor(const std::vector<ImapMailbox>& listed, const std::string& prefix,
-                                                  const std::vector<MirroredMailbox>& kept);
+                                                  const std::vector<MirroredMailbox>& kept, bool isGmail = false);
+// What it is at Gmail.
+MirroredMailbox::Use useAtGmail(const ImapMailbox& mailbox);
 // The name for a folder that the server does not have yet. `delimiter` 0: the server knows no levels.
 ImapMailboxName serverNameFor(const std::string& folder, const std::string& prefix, char delimiter);
 // As people read it, with "/" between the levels.

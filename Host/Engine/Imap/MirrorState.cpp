@@ -10,14 +10,15 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 4;
+constexpr std::int64_t kVersion = 5;
 constexpr int kCacheKilobytes = 4000;
 
 constexpr const char* kSchema = R"(
 CREATE TABLE mailboxes(
     number INTEGER PRIMARY KEY AUTOINCREMENT, folder TEXT NOT NULL UNIQUE, server_name TEXT NOT NULL,
     uid_validity INTEGER NOT NULL, uid_next INTEGER NOT NULL, mod_seq INTEGER NOT NULL,
-    pending INTEGER NOT NULL DEFAULT 0, origin TEXT NOT NULL DEFAULT '', kept_flags INTEGER NOT NULL DEFAULT -1);
+    pending INTEGER NOT NULL DEFAULT 0, origin TEXT NOT NULL DEFAULT '', kept_flags INTEGER NOT NULL DEFAULT -1,
+    use INTEGER NOT NULL DEFAULT 0);
 CREATE TABLE messages(
     mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, uid INTEGER NOT NULL,
     name TEXT NOT NULL, flags INTEGER NOT NULL, PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;
@@ -32,17 +33,29 @@ CREATE TABLE unfetched(
     mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, uid INTEGER NOT NULL,
     PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;
 )";
+constexpr const char* kGmailSchema = R"(
+CREATE TABLE facts(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;
+CREATE TABLE gmail_numbers(
+    mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, uid INTEGER NOT NULL,
+    message INTEGER NOT NULL, PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;
+CREATE INDEX by_gmail_message ON gmail_numbers(message, mailbox);
+CREATE TABLE gmail_kept(message INTEGER PRIMARY KEY);
+CREATE TABLE label_orders(
+    serial INTEGER PRIMARY KEY AUTOINCREMENT, message INTEGER NOT NULL, folder TEXT NOT NULL,
+    is_added INTEGER NOT NULL, UNIQUE(message, folder));
+)";
 
 // From the version before, by its number.
-constexpr const char* kMigrations[] = {
-    nullptr, "ALTER TABLE mailboxes ADD COLUMN pending INTEGER NOT NULL DEFAULT 0;",
+const std::string kMigrations[] = {
+    "", "ALTER TABLE mailboxes ADD COLUMN pending INTEGER NOT NULL DEFAULT 0;",
     "ALTER TABLE mailboxes ADD COLUMN origin TEXT NOT NULL DEFAULT ''; UPDATE mailboxes SET origin = server_name;"
     "CREATE TABLE wishes(name TEXT PRIMARY KEY, set_flags INTEGER NOT NULL, clear_flags INTEGER NOT NULL, folder TEXT) "
     "WITHOUT ROWID;",
     "ALTER TABLE mailboxes ADD COLUMN kept_flags INTEGER NOT NULL DEFAULT -1;"
     "ALTER TABLE uploads ADD COLUMN is_accepted INTEGER NOT NULL DEFAULT 0;"
     "CREATE TABLE unfetched(mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, "
-    "uid INTEGER NOT NULL, PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;"};
+    "uid INTEGER NOT NULL, PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;",
+    "ALTER TABLE mailboxes ADD COLUMN use INTEGER NOT NULL DEFAULT 0;" + std::string(kGmailSchema)};
 
 std::int64_t number(std::uint64_t value) { return static_cast<std::int64_t>(value); }
 
@@ -55,14 +68,16 @@ MirroredMailbox mailboxFrom(const Query& row) {
             static_cast<std::uint64_t>(row.integer(5)),
             static_cast<MirroredMailbox::Order>(row.integer(6)),
             row.text(7),
-            static_cast<int>(row.integer(8))};
+            static_cast<int>(row.integer(8)),
+            static_cast<MirroredMailbox::Use>(row.integer(9))};
 }
 
 // Of a mailbox that was removed here, before its number.
 const std::string kRemovedFolder = "/removed/";
 
 constexpr const char* kMailboxColumns =
-    "SELECT number, folder, server_name, uid_validity, uid_next, mod_seq, pending, origin, kept_flags FROM mailboxes";
+    "SELECT number, folder, server_name, uid_validity, uid_next, mod_seq, pending, origin, kept_flags, use "
+    "FROM mailboxes";
 
 void put(Database& database, std::int64_t mailbox, const MirroredMessage& message) {
     database.run("DELETE FROM messages WHERE mailbox = ? AND name = ? AND uid != ?",
@@ -72,6 +87,8 @@ void put(Database& database, std::int64_t mailbox, const MirroredMessage& messag
     database.run("DELETE FROM uploads WHERE name = ? AND folder = (SELECT folder FROM mailboxes WHERE number = ?)",
                  {message.name, mailbox});
     database.run("DELETE FROM wishes WHERE name = ?", {message.name});
+    database.run("INSERT OR IGNORE INTO gmail_kept SELECT message FROM gmail_numbers WHERE mailbox = ? AND uid = ?",
+                 {mailbox, std::int64_t{message.uid}});
 }
 
 }  // namespace
@@ -103,15 +120,16 @@ void MirrorState::open(FileSystem& files) {
     database_ =
         std::make_unique<Database>(file_, Database::Options{.cacheKilobytes = kCacheKilobytes, .isDurable = true});
     if (database_->integer("SELECT count(*) FROM sqlite_master") == 0)
-        database_->runScript("BEGIN IMMEDIATE;" + std::string(kSchema) +
+        database_->runScript("BEGIN IMMEDIATE;" + std::string(kSchema) + kGmailSchema +
                              "PRAGMA user_version = " + std::to_string(kVersion) + "; COMMIT;");
     for (std::int64_t version = database_->integer("PRAGMA user_version"); version >= 1 && version < kVersion;
          ++version)
-        database_->runScript("BEGIN IMMEDIATE;" + std::string(kMigrations[version]) +
+        database_->runScript("BEGIN IMMEDIATE;" + kMigrations[version] +
                              "PRAGMA user_version = " + std::to_string(version + 1) + "; COMMIT;");
     if (database_->integer("PRAGMA user_version") != kVersion)
         throw DatabaseFailure("the file is of a later version of this program", 0);
     (void)database_->integer("SELECT count(*) FROM mailboxes");
+    isGmail_ = database_->integer("SELECT coalesce(max(value), 0) FROM facts WHERE name = 'gmail'") != 0;
 }
 
 std::vector<MirroredMailbox> MirrorState::mailboxes() {
@@ -163,6 +181,9 @@ void MirrorState::renameMailbox(std::int64_t number, const std::string& folder, 
     Transaction transaction(*database_);
     database_->run("UPDATE wishes SET folder = ? WHERE folder = (SELECT folder FROM mailboxes WHERE number = ?)",
                    {folder, number});
+    database_->run("UPDATE OR REPLACE label_orders SET folder = ? "
+                   "WHERE folder = (SELECT folder FROM mailboxes WHERE number = ?)",
+                   {folder, number});
     database_->run("UPDATE mailboxes SET folder = ?, server_name = ?, pending = 0 WHERE number = ?",
                    {folder, serverName, number});
     transaction.commit();
@@ -179,6 +200,7 @@ void MirrorState::giveFolder(const std::string& from, const std::string& to, Mir
     database_->run("UPDATE uploads SET folder = ? WHERE folder = ?", {to, from});
     database_->run("UPDATE OR IGNORE removals SET folder = ? WHERE folder = ?", {to, from});
     database_->run("UPDATE wishes SET folder = ? WHERE folder = ?", {to, from});
+    database_->run("UPDATE OR REPLACE label_orders SET folder = ? WHERE folder = ?", {to, from});
 }
 
 void MirrorState::orderRenaming(const std::vector<Renaming>& folders) {
@@ -253,6 +275,10 @@ void MirrorState::moveMessage(std::int64_t from, std::uint32_t uid, std::int64_t
     const std::lock_guard hold(lock_);
     Transaction transaction(*database_);
     database_->run("DELETE FROM messages WHERE mailbox = ? AND uid = ?", {from, std::int64_t{uid}});
+    database_->run("INSERT OR REPLACE INTO gmail_numbers SELECT ?, ?, message FROM gmail_numbers "
+                   "WHERE mailbox = ? AND uid = ?",
+                   {to, std::int64_t{there.uid}, from, std::int64_t{uid}});
+    database_->run("DELETE FROM gmail_numbers WHERE mailbox = ? AND uid = ?", {from, std::int64_t{uid}});
     put(*database_, to, there);
     transaction.commit();
 }

@@ -9,6 +9,7 @@
 // Safe from every thread. Calls throw DatabaseFailure.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -43,6 +44,11 @@ struct MirroredMailbox {
     std::string origin = {};
     // Packed; other flags the server takes and forgets again, so they stay here as they are.
     int keptFlags = -1;
+    // At Gmail: a label, of its own making or the person's, or one of those that are none.
+    enum class Use { Label, Drafts, Sent, AllMail, Junk, Trash };
+    Use use = Use::Label;
+
+    bool isLabel() const { return use == Use::Label || use == Use::Drafts || use == Use::Sent; }
 };
 
 struct MirroredMessage {
@@ -57,6 +63,14 @@ struct Upload {
     std::uint64_t size = 0;  // with CR LF line ends
     // It is there, under a uid that the server did not tell, and must not be sent once more.
     bool isAccepted = false;
+};
+
+// A label that was given or taken here, and not at the server yet.
+struct LabelOrder {
+    std::int64_t serial = 0;  // a later order for the same has another one
+    std::uint64_t message = 0;
+    std::string folder;
+    bool isAdded = true;
 };
 
 class MirrorState {
@@ -123,11 +137,36 @@ public:
     std::vector<Upload> uploads(std::string_view folder);
     void endUploads(std::string_view folder, const std::vector<std::string>& names);
 
+    // Of accounts at Gmail (MirrorStateGmail.cpp), whose messages have a number that is the same in every mailbox.
+    bool isGmail() const { return isGmail_; }
+    // One that turns out to be at Gmail is looked at anew as a whole, for the numbers.
+    void setGmail(bool isGmail);
+    void setUse(std::int64_t mailbox, MirroredMailbox::Use use);
+    // The numbers of messages by uid, also of those that are not here yet.
+    void noteGmailNumbers(std::int64_t mailbox, const std::map<std::uint32_t, std::uint64_t>& numbers);
+    void forgetGmailNumbers(std::int64_t mailbox, const std::vector<std::uint32_t>& uids);
+    std::map<std::uint32_t, std::uint64_t> gmailNumbers(std::int64_t mailbox);
+    std::uint64_t gmailNumber(std::int64_t mailbox, std::uint32_t uid);  // 0: not known
+    std::uint64_t gmailNumberNamed(std::string_view name);               // of a message that is here; likewise
+    struct GmailPlace {
+        std::int64_t mailbox = 0;
+        std::uint32_t uid = 0;
+        std::string name;  // empty: it is not here yet
+    };
+    std::vector<GmailPlace> gmailPlaces(std::uint64_t message);
+    // Whether a copy has been here before; remembered as long as any mailbox there has the message.
+    bool isGmailKept(std::uint64_t message);
+    void forgetGoneGmail();
+    void orderLabels(const std::vector<LabelOrder>& orders);  // all or nothing; replaces earlier ones for the same
+    std::vector<LabelOrder> labelOrders();
+    void forgetLabelOrders(const std::vector<LabelOrder>& orders);
+
 private:
     void open(FileSystem& files);
     void giveFolder(const std::string& from, const std::string& to, MirroredMailbox::Order order);
 
     const std::filesystem::path file_;
+    std::atomic<bool> isGmail_ = false;
     std::mutex lock_;
     std::unique_ptr<Database> database_;
 };

@@ -31,6 +31,7 @@ void SyncPass::takeWishedForFirst(Work& work) {
 
 Result<void> SyncPass::fetch(Work& work, std::size_t most) {
     if (!work.isPulled) return {};
+    if (auto kept = keepCopies(work); !kept) return kept;
     takeWishedForFirst(work);
     WorkBehind behind;
     std::size_t wanted = kFirstBatch;

@@ -78,7 +78,7 @@ Result<void> SyncPass::takeMailboxes() {
             return each.number == mailbox.number && each.folder == mailbox.folder && each.order == mailbox.order;
         });
     };
-    auto folders = foldersFor(*all, prefix_, before);
+    auto folders = foldersFor(*all, prefix_, before, isGmail());
     if (auto renamed = takeRenamed(folders); !renamed) return renamed;
     bool isTreeChanged = false;
     std::set<std::string> removed;
@@ -106,7 +106,15 @@ Result<void> SyncPass::takeMailboxes() {
         isTreeChanged = true;
     }
     if (isTreeChanged) parts_.library.accountsDidChange();
+    if (parts_.state.isGmail()) takeUses(*all);
     return createMissing();
+}
+
+void SyncPass::takeUses(const std::vector<ImapMailbox>& listed) {
+    for (const MirroredMailbox& mailbox : parts_.state.mailboxes())
+        for (const ImapMailbox& each : listed)
+            if (each.name.wire() == mailbox.serverName && useAtGmail(each) != mailbox.use)
+                parts_.state.setUse(mailbox.number, useAtGmail(each));
 }
 
 // A mailbox that went and one that came, of the same validity: most likely another program renamed it. Were it another

@@ -28,6 +28,7 @@ void SyncScope::add(const SyncScope& other) {
 }
 
 Result<void> SyncPass::pullAll(const SyncScope& scope) {
+    const std::set<std::string> labelled = labelledFolders();
     const bool isNewFolder = std::any_of(scope.here.begin(), scope.here.end(), [&](const std::string& folder) {
         return !staysHere(folder) && !parts_.state.mailboxOfFolder(folder);
     });
@@ -36,13 +37,13 @@ Result<void> SyncPass::pullAll(const SyncScope& scope) {
     for (MirroredMailbox& mailbox : parts_.state.mailboxes()) {
         // Most of what changes here, the server has told us.
         const bool isAsked = scope.everything || scope.there.contains(mailbox.folder) ||
-                             mailbox.order == MirroredMailbox::Order::Remove ||
+                             labelled.contains(mailbox.folder) || mailbox.order == MirroredMailbox::Order::Remove ||
                              (scope.here.contains(mailbox.folder) && hasSomethingToPush(mailbox));
         if (isAsked) works_[mailbox.folder].mailbox = std::move(mailbox);
     }
     // The inbox comes first, as its folder is "".
     for (auto& [folder, work] : works_) {
-        auto done = pull(work, !scope.everything || scope.there.contains(folder));
+        auto done = pull(work, !scope.everything || scope.there.contains(folder) || labelled.contains(folder));
         if (done) done = list(work);
         if (done && folder.empty()) done = fetch(work, kFirstMessages);
         if (done)
@@ -54,10 +55,27 @@ Result<void> SyncPass::pullAll(const SyncScope& scope) {
     return {};
 }
 
-Result<void> SyncPass::run(const SyncScope& scope) {
+Result<void> SyncPass::fetchAll() {
+    for (const bool isLast : {false, true})
+        for (auto& [folder, work] : works_) {
+            // At Gmail, what others have is copied from there.
+            if (isLast != (work.mailbox.use == MirroredMailbox::Use::AllMail)) continue;
+            if (auto done = fetch(work, work.arrived.size()); !done)
+                if (auto still = goOnAfter(done.error(), folder); !still) return still;
+        }
+    return {};
+}
+
+Result<void> SyncPass::run(const SyncScope& asked) {
+    SyncScope scope = asked;
     // Of a mailbox that is still selected from the pass before, servers otherwise tell how it was then.
-    if (auto asked = parts_.line.noop(); !asked) return asked;
+    if (auto told = parts_.line.noop(); !told) return told;
+    const bool wasGmail = isGmail();
+    parts_.state.setGmail(parts_.line.has("X-GM-EXT-1"));
+    // A change there mostly shows in other mailboxes as well.
+    if (wasGmail != isGmail() || (isGmail() && !scope.there.empty())) scope.everything = true;
     if (auto pulled = pullAll(scope); !pulled) return pulled;
+    if (auto done = pushLabels(); !done) return done;
     for (const auto step : {&SyncPass::push, &SyncPass::upload})
         for (auto& [folder, work] : works_)
             if (auto done = (this->*step)(work); !done)
@@ -69,11 +87,10 @@ Result<void> SyncPass::run(const SyncScope& scope) {
         if (auto done = pull(work, true); !done)
             if (auto still = goOnAfter(done.error(), folder); !still) return still;
     }
-    for (auto& [folder, work] : works_)
-        if (auto done = fetch(work, work.arrived.size()); !done)
-            if (auto still = goOnAfter(done.error(), folder); !still) return still;
+    if (auto done = fetchAll(); !done) return done;
     if (auto done = removeAllThere(); !done) return done;
     forgetSettledRemovals();
+    if (isGmail() && scope.everything) parts_.state.forgetGoneGmail();
     return {};
 }
 

@@ -7,7 +7,8 @@
 // says so, under names made of the server's own numbers, so that they are recognised, too.
 //
 // Its parts: SyncPass.cpp the order, SyncMailboxes.cpp the list of mailboxes, SyncRenames.cpp and SyncRemovals.cpp what
-// the person did to mailboxes themselves, SyncPull.cpp, SyncList.cpp, SyncPush.cpp and SyncFetch.cpp one mailbox.
+// the person did to mailboxes themselves, SyncPull.cpp, SyncList.cpp, SyncPush.cpp and SyncFetch.cpp one mailbox,
+// SyncGmail.cpp what is different at Gmail, SyncLabels.cpp the labels there.
 // Blocking; for one thread.
 #pragma once
 
@@ -83,8 +84,9 @@ private:
         std::uint64_t modSeq = 0;
         // The server counts it anew, and these were its messages: kept until they are known again.
         std::optional<std::vector<MirroredMessage>> before;
-        bool isPulled = false;   // else nothing is done to it
-        bool isAwaited = false;  // removed here, but messages are still to be moved out of it
+        std::map<std::uint32_t, int> arrivedFlags;  // at Gmail
+        bool isPulled = false;                      // else nothing is done to it
+        bool isAwaited = false;                     // removed here, but messages are still to be moved out of it
     };
 
     // Mailboxes
@@ -93,6 +95,7 @@ private:
     Result<void> takeRenamed(std::map<std::string, ImapMailboxName>& folders);
     void forgetListed(const MirroredMailbox& mailbox);
     void dropMailbox(const MirroredMailbox& mailbox);
+    void takeUses(const std::vector<ImapMailbox>& listed);
     Result<void> createMissing();
     Result<MirroredMailbox> ensureMailbox(const std::string& folder);
     std::shared_ptr<Mailbox> boxOf(const std::string& folder);
@@ -115,6 +118,7 @@ private:
 
     // What the server did
     Result<void> pullAll(const SyncScope& scope);
+    Result<void> fetchAll();
     Result<void> pull(Work& work, bool isLikelyChanged);
     Result<bool> isUnchanged(const MirroredMailbox& mailbox);
     Result<ServerView> look(Work& work, const std::vector<MirroredMessage>& known, const ImapSelection& selection);
@@ -166,6 +170,29 @@ private:
     void leaveOut(Work& work, std::uint32_t uid, const Result<void>& asked);
     void keepBehind(const Work& work, std::vector<FetchedMessage> batch, WorkBehind& behind);
     void tellProgress(std::size_t more);
+
+    // At Gmail
+    bool isGmail() const { return parts_.state.isGmail(); }
+    // Of the messages there, as many as are known; at Gmail also of those that are not here yet.
+    std::size_t countKnown(const MirroredMailbox& mailbox);
+    void noteGmailGone(const MirroredMailbox& mailbox, const ImapUidSet* present, ServerView& view);
+    // By number, the files of the folder that were made here and have no uid yet.
+    Result<std::map<std::uint64_t, std::string>> unboundCopies(const MirroredMailbox& mailbox);
+    Result<void> recogniseCopies(const Work& work, const std::function<void(std::uint32_t, const std::string&)>& find);
+    void leaveOutTaken(Work& work);
+    void withoutTaken(const MirroredMailbox& mailbox, std::vector<MirroredMessage>& known, MessagesHere& here);
+    // What is here in another mailbox is not fetched once more.
+    Result<void> keepCopies(Work& work);
+    Result<void> eraseThere(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages);
+    Result<bool> settleCopy(const MirroredMailbox& mailbox, const std::string& name);
+    // The labels that were given and taken here.
+    std::set<std::string> labelledFolders();
+    Result<void> pushLabels();
+    std::vector<LabelOrder> openOrders();
+    Result<void> pushLabel(const MirroredMailbox& seat, const std::string& folder, bool isAdded,
+                           const std::vector<LabelOrder>& orders);
+    Result<void> settleLabel(const MirroredMailbox& mailbox, bool isAdded, const std::vector<LabelOrder>& orders);
+    Result<void> refuseLabel(const std::string& folder, const std::vector<LabelOrder>& orders, const Error& error);
 
     Result<void> selected(const MirroredMailbox& mailbox);
     // Nothing when the connection and the disk are well: then it concerned one mailbox alone, and is logged. When the

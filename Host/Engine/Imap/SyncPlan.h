@@ -25,6 +25,9 @@ struct ServerView {
     std::map<std::uint32_t, int> flags;  // packed
     bool isComplete = false;             // every message of the mailbox is among them; else those that changed
     ImapUidSet vanished;                 // when it is not complete
+    // At Gmail: the messages' own numbers, as far as told; and uids that are gone, also of messages never fetched.
+    std::map<std::uint32_t, std::uint64_t> gmail;
+    std::vector<std::uint32_t> gmailGone;
 };
 
 struct PullPlan {

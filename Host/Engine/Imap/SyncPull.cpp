@@ -26,7 +26,9 @@ ImapUidSet setOf(const std::vector<std::uint32_t>& uids) {
 }
 
 void note(ServerView& view, const ImapMessage& message) {
-    if (message.uid != 0 && message.flags) view.flags[message.uid] = packedFromServer(*message.flags);
+    if (message.uid == 0) return;
+    if (message.flags) view.flags[message.uid] = packedFromServer(*message.flags);
+    if (message.gmailMessage != 0) view.gmail[message.uid] = message.gmailMessage;
 }
 
 // Servers put a sent copy there by themselves, with headers of their own.
@@ -40,7 +42,7 @@ Result<bool> SyncPass::isUnchanged(const MirroredMailbox& mailbox) {
     return status->highestModSeq != 0 && status->highestModSeq == mailbox.modSeq &&
            status->uidValidity == mailbox.uidValidity && status->uidNext == mailbox.uidNext &&
            // Without QRESYNC a message may go and leave everything else as it was.
-           (parts_.line.has("QRESYNC") || status->messages == parts_.state.messages(mailbox.number).size());
+           (parts_.line.has("QRESYNC") || status->messages == countKnown(mailbox));
 }
 
 Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
@@ -79,8 +81,10 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
     auto here = tree_.lookAgain(mailbox.folder);
     if (!here) return failed(here);
     if (auto still = isStill(mailbox); !still) return still;
+    parts_.state.noteGmailNumbers(mailbox.number, view->gmail);
     PullPlan plan = planPull(known, *view, **here, mailbox.keptFlags);
     if (auto applied = apply(mailbox, plan); !applied) return applied;
+    parts_.state.forgetGmailNumbers(mailbox.number, view->gmailGone);
     work.arrived = std::move(plan.arrived);
     takeUpUnfetched(work, *view);
     const bool isCountedAnew = work.before.has_value();
@@ -94,6 +98,9 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
         plan = planPull(parts_.state.messages(mailbox.number), *view, **here, mailbox.keptFlags);
         if (auto applied = apply(mailbox, plan); !applied) return applied;
     }
+    leaveOutTaken(work);
+    for (const std::uint32_t uid : work.arrived)
+        if (isGmail()) work.arrivedFlags[uid] = view->flags[uid];
     work.flags = std::move(view->flags);
     work.uidNext = selection->uidNext;
     // What could not be taken over yet is to be told again.
@@ -117,8 +124,12 @@ Result<ServerView> SyncPass::look(Work& work, const std::vector<MirroredMessage>
     const std::uint64_t since = work.mailbox.modSeq;
     if (since == 0 || selection.highestModSeq == 0) {
         view.isComplete = true;
-        if (selection.messages == 0) return view;
-        if (auto done = parts_.line.fetch(ImapUidSet::all(), {}, each); !done) return failed(done);
+        if (selection.messages == 0) {
+            noteGmailGone(work.mailbox, nullptr, view);
+            return view;
+        }
+        if (auto done = parts_.line.fetch(ImapUidSet::all(), {.gmail = isGmail()}, each); !done) return failed(done);
+        noteGmailGone(work.mailbox, nullptr, view);
         return view;
     }
     if (selection.tellsChanges) {
@@ -126,17 +137,20 @@ Result<ServerView> SyncPass::look(Work& work, const std::vector<MirroredMessage>
         for (const ImapMessage& message : selection.changed)
             note(view, message);
     } else {
-        if (auto done = parts_.line.fetch(ImapUidSet::all(), {.changedSince = since}, each); !done) return failed(done);
+        if (auto done = parts_.line.fetch(ImapUidSet::all(), {.gmail = isGmail(), .changedSince = since}, each); !done)
+            return failed(done);
         const auto present = parts_.line.search({});
         if (!present) return failed(present);
         for (const MirroredMessage& message : known)
             if (!present->contains(message.uid)) view.vanished.add(message.uid);
         for (const std::uint32_t uid : work.leftBefore)
             if (!present->contains(uid)) view.vanished.add(uid);
+        noteGmailGone(work.mailbox, &*present, view);
     }
     // Whatever is new changed, too. Should a server see that differently, nothing new may be missed.
     if (selection.uidNext > work.mailbox.uidNext)
-        if (auto done = parts_.line.fetch(ImapUidSet::from(work.mailbox.uidNext), {}, each); !done) return failed(done);
+        if (auto done = parts_.line.fetch(ImapUidSet::from(work.mailbox.uidNext), {.gmail = isGmail()}, each); !done)
+            return failed(done);
     return view;
 }
 
@@ -179,7 +193,11 @@ Result<void> SyncPass::recognise(Work& work, const std::map<std::uint32_t, int>&
         if (!folders) return failed(folders);
         if ((!folders->empty() || removed.contains(name)) && parts_.state.mailboxesWith(name).empty()) find(uid, name);
     }
-    std::erase_if(work.arrived, [&](std::uint32_t uid) { return known.contains(mirroredName(mailbox, uid)); });
+    if (auto done = recogniseCopies(work, find); !done) return done;
+    std::set<std::uint32_t> found;
+    for (const MirroredMessage& each : bound)
+        found.insert(each.uid);
+    std::erase_if(work.arrived, [&](std::uint32_t uid) { return found.contains(uid); });
     const auto possible = candidates(work, known);
     if (!possible) return failed(possible);
     const auto matched = match(work, *possible);

@@ -47,15 +47,23 @@ Result<PushPlan> SyncPass::planFor(const MirroredMailbox& mailbox) {
     if (!here) return failed(here);
     if (auto still = isStill(mailbox); !still) return failed(still);
     const auto find = [this](const std::string& name) { return whereabouts(name); };
+    // Orders are read after the look: what one of them has removed is missing without being lost.
+    const auto planNow = [&] {
+        if (!isGmail()) return planPush(known, **here, find, mailbox.keptFlags);
+        auto others = known;
+        MessagesHere present = **here;
+        withoutTaken(mailbox, others, present);
+        return planPush(others, present, find, mailbox.keptFlags);
+    };
     // What is missing may have been moved since the other folders were looked at.
     const bool isAllHere = std::all_of(known.begin(), known.end(),
                                        [&](const MirroredMessage& message) { return (*here)->contains(message.name); });
     if (!isAllHere) tree_.forgetOthersThan(mailbox.folder);
-    PushPlan plan = planPush(known, **here, find, mailbox.keptFlags);
+    PushPlan plan = planNow();
     if (plan.fetchAgain.empty()) return plan;
     // Or it was on its way from one of them to another just then.
     if (auto looked = tree_.lookAgainAtAll(); !looked) return failed(looked);
-    return planPush(known, **here, find, mailbox.keptFlags);
+    return planNow();
 }
 
 bool SyncPass::hasSomethingToPush(const MirroredMailbox& mailbox) {
@@ -83,7 +91,7 @@ Result<void> SyncPass::push(Work& work) {
         if (auto done = orGoOn(moveThere(work.mailbox, folder, messages)); !done) return done;
     if (work.mailbox.order == MirroredMailbox::Order::Remove) return {};  // the rest goes with it
     if (const auto messages = withoutMarked(plan->expunge); !messages.empty())
-        if (auto done = orGoOn(expungeThere(work.mailbox, messages)); !done) return done;
+        if (auto done = orGoOn(eraseThere(work.mailbox, messages)); !done) return done;
     std::vector<std::uint32_t> lost;
     for (const MirroredMessage& message : plan->fetchAgain)
         lost.push_back(message.uid);
@@ -147,8 +155,21 @@ Result<void> SyncPass::moveThere(const MirroredMailbox& mailbox, const std::stri
     for (std::size_t i = 0; isTold && i < std::min(copied->source.size(), copied->target.size()); ++i) {
         const auto found = byUid.find(copied->source[i]);
         if (found == byUid.end()) continue;
+        // At Gmail it may have been shown elsewhere, too, and is no more.
+        for (const auto& place : parts_.state.gmailPlaces(parts_.state.gmailNumber(mailbox.number, found->first)))
+            if (const auto other = parts_.state.mailboxNumbered(place.mailbox);
+                other && other->number != mailbox.number && other->number != target->number)
+                pullAgain_.insert(other->folder);
         const MirroredMessage there{copied->target[i], found->second->name, found->second->flags};
         confirmed.push_back(*found->second);
+        // At Gmail it may have been in the target already, under another name.
+        if (isGmail() && parts_.state.knows(target->number, there.uid)) {
+            parts_.state.change(mailbox.number, {}, {found->first});
+            parts_.state.forgetGmailNumbers(mailbox.number, {found->first});
+            if (const auto box = boxOf(folder))
+                if (auto dropped = parts_.library.dropMirrored(*box, {there.name}); !dropped) return dropped;
+            continue;
+        }
         if (moves)
             parts_.state.moveMessage(mailbox.number, found->first, target->number, there);
         else
@@ -210,6 +231,9 @@ Result<void> SyncPass::upload(Work& work) {
         // It waits to be moved from there.
         if (!parts_.state.mailboxesWith(name).empty() || parts_.refused.contains(name) || accepted.contains(name))
             continue;
+        const auto settled = settleCopy(mailbox, name);
+        if (!settled) return failed(settled);
+        if (*settled) continue;
         if (auto done = uploadOne(mailbox, name); !done) {
             if (auto still = goOnAfter(done.error(), mailbox.folder); !still) return still;
             if (isForNow(done.error())) return {};
@@ -243,6 +267,8 @@ Result<void> SyncPass::uploadOne(const MirroredMailbox& mailbox, const std::stri
                           "there into the mailbox that it was moved to.");
     if (appended->uid != 0 && appended->uidValidity == mailbox.uidValidity) {
         parts_.state.change(mailbox.number, {{appended->uid, name, flags}}, {});
+        // At Gmail its number is learnt before its other copies arrive.
+        if (isGmail()) pullAgain_.insert(mailbox.folder);
     } else {
         parts_.state.acceptUploads(mailbox.folder, {name});
         pullAgain_.insert(mailbox.folder);

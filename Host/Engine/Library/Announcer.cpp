@@ -17,8 +17,9 @@ constexpr std::size_t kMostAtOnce = 500;
 }  // namespace
 
 Announcer::Announcer(std::shared_ptr<LibraryStore> store,
-                     std::function<std::shared_ptr<Message>(std::int64_t id)> messageFor)
-    : store_(std::move(store)), messageFor_(std::move(messageFor)) {}
+                     std::function<std::shared_ptr<Message>(std::int64_t id)> messageFor,
+                     std::function<std::int64_t(const std::string&, std::uint64_t)> copyOf)
+    : store_(std::move(store)), messageFor_(std::move(messageFor)), copyOf_(std::move(copyOf)) {}
 
 void Announcer::mailboxChanged(const std::string& identifier) {
     const std::lock_guard hold(lock_);
@@ -36,6 +37,14 @@ void Announcer::messageArrived(std::int64_t id, bool duringOpen, std::shared_ptr
     schedule();
 }
 
+void Announcer::labelsChanged(const std::string& account, std::uint64_t message,
+                              const std::vector<std::shared_ptr<Message>>& left) {
+    const std::lock_guard hold(lock_);
+    auto& known = relabelled_[{account, message}];
+    known.insert(known.end(), left.begin(), left.end());
+    schedule();
+}
+
 std::vector<std::shared_ptr<Message>> Announcer::leaving(std::string_view messageID) {
     std::vector<std::shared_ptr<Message>> found;
     const std::lock_guard hold(lock_);
@@ -46,6 +55,9 @@ std::vector<std::shared_ptr<Message>> Announcer::leaving(std::string_view messag
     look(told_);
     for (const Arrivals& arrivals : arrivals_)
         look(arrivals);
+    for (const Relabelled* messages : {&toldLabels_, &relabelled_})
+        for (const auto& [number, left] : *messages)
+            look({{}, false, left});
     return found;
 }
 
@@ -53,6 +65,7 @@ void Announcer::stop() {
     const std::lock_guard hold(lock_);
     isStopped_ = true;
     messageFor_ = nullptr;
+    copyOf_ = nullptr;
 }
 
 void Announcer::schedule() {
@@ -79,14 +92,19 @@ void Announcer::tell() {
             ids = told_.ids;
             duringOpen = told_.duringOpen;
         }
-        if (!arrivals_.empty()) schedule();
+        while (!relabelled_.empty() && toldLabels_.size() < kMostAtOnce)
+            toldLabels_.insert(relabelled_.extract(relabelled_.begin()));
+        if (!arrivals_.empty() || !relabelled_.empty()) schedule();
     }
     // First those who act on new mail, so that the lists are then drawn with what they made of it.
     if (!ids.empty()) tellArrivals(ids, duringOpen);
+    if (!toldLabels_.empty()) tellLabels(toldLabels_);
     Arrivals told;
+    Relabelled toldLabels;
     {
         const std::lock_guard hold(lock_);
         std::swap(told, told_);
+        std::swap(toldLabels, toldLabels_);
     }
     if (changed.empty()) return;
     Array identifiers;
@@ -94,6 +112,15 @@ void Announcer::tell() {
         identifiers.emplace_back(identifier);
     NotificationCenter::defaultCenter().post(MailLibraryDidChangeNotification, store_.get(),
                                              Dictionary{{"mailboxes", std::move(identifiers)}});
+}
+
+void Announcer::tellLabels(const Relabelled& messages) {
+    Array ids;
+    for (const auto& [message, left] : messages)
+        if (const std::int64_t id = copyOf_(message.first, message.second)) ids.emplace_back(id);
+    if (!ids.empty())
+        NotificationCenter::defaultCenter().post(MFLibraryMessagesGmailLabelsChangedNotification, store_.get(),
+                                                 Dictionary{{"messages", std::move(ids)}});
 }
 
 void Announcer::tellArrivals(const std::vector<std::int64_t>& ids, bool duringOpen) {

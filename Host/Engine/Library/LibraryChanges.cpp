@@ -57,6 +57,8 @@ void LibraryCore::announce(const Work& work) {
         announcer_->mailboxChanged(mailbox->identifier());
     for (const std::int64_t id : work.takenUp)
         announcer_->messageArrived(id, true);
+    for (const auto& [message, left] : work.relabelled)
+        announcer_->labelsChanged(message.first, message.second, left);
 }
 
 void LibraryCore::rescanLater(const Work& work) {
@@ -167,17 +169,22 @@ Result<void> LibraryCore::changeFiles(const std::function<Result<void>(Database&
 Result<void> LibraryCore::setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) {
     return changeFiles([&](Database& index, Work& work) {
         Result<void> result;
-        std::vector<IndexedFile> listed;
-        for (const std::int64_t id : ids) {
-            auto row = tables::find(index, id);
-            if (row && row->isOnlyListed()) {
-                listed.push_back(std::move(*row));
+        std::vector<IndexedFile> rows, listed;
+        for (const std::int64_t id : ids)
+            if (auto row = tables::find(index, id))
+                rows.push_back(std::move(*row));
+            else
+                result = failure(notThere());
+        for (IndexedFile& each : withGmailCopies(index, std::move(rows))) {
+            if (each.isOnlyListed()) {
+                listed.push_back(std::move(each));
                 continue;
             }
-            Result<void> done = failure(notThere());
-            if (row) done = setFlagsOf(index, *row, change, work);
-            if (row && !done && done.error().code == ENOENT && (row = foundAgain(index, *row)))
-                done = setFlagsOf(index, *row, change, work);
+            auto done = setFlagsOf(index, each, change, work);
+            if (!done && done.error().code == ENOENT) {
+                const auto again = foundAgain(index, each);
+                done = again ? setFlagsOf(index, *again, change, work) : failure(notThere());
+            }
             if (!done) result = done;
         }
         if (const auto done = setFlagsOfListed(index, listed, change, work); !done) result = done;

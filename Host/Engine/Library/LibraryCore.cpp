@@ -30,9 +30,12 @@ LibraryCore::LibraryCore(std::filesystem::path dataFolder, std::shared_ptr<Accou
       dataFolder_(std::move(dataFolder)),
       book_(std::move(accounts)),
       files_(files),
-      store_(std::make_shared<LibraryStoreObject>()),
+      store_(std::make_shared<LibraryStoreObject>("MFLibraryStore")),
+      imapStore_(std::make_shared<LibraryStoreObject>("MFLibraryIMAPStore")),
       cache_(std::make_shared<MessageCache>()),
-      announcer_(std::make_shared<Announcer>(store_, [this](std::int64_t id) { return messageWithID(id); })) {}
+      announcer_(std::make_shared<Announcer>(
+          store_, [this](std::int64_t id) { return messageWithID(id); },
+          [this](const std::string& account, std::uint64_t message) { return shownCopy(account, message); })) {}
 
 LibraryCore::~LibraryCore() {
     stopReading();

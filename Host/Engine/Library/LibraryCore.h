@@ -1,8 +1,8 @@
 // The library itself. Its parts: LibraryCore.cpp and LibraryConversations.cpp answer questions, LibraryTree.cpp knows
 // accounts and mailboxes, LibraryMailboxes.cpp makes, renames and removes these, LibraryChanges.cpp changes files and
 // index together, LibraryMirror.cpp does so for what happened elsewhere, LibraryListed.cpp for messages of which only
-// the header is here yet. LibraryReading.cpp says when folders are read and in which order, LibraryScan.cpp reads one,
-// LibraryWatch.cpp hears of what other programs do.
+// the header is here yet, LibraryGmail.cpp for labels. LibraryReading.cpp says when folders are read and in which
+// order, LibraryScan.cpp reads one, LibraryWatch.cpp hears of what other programs do.
 //
 // The files are the truth: every change is made to them first and to the index in the same breath, under the index's
 // one write lock. When the index then fails, the change stands and the mailbox is read anew.
@@ -27,6 +27,8 @@
 #include "Maildir/MaildirFlags.h"
 
 namespace qs {
+
+class GmailKeeper;
 
 using LibraryMailboxRef = std::shared_ptr<LibraryMailbox>;
 
@@ -107,6 +109,14 @@ public:
     void readDetails(const MessageList& messages);
     Result<std::string> contentStart(std::int64_t id, std::size_t limit);
     FileSystem& files() const { return files_; }
+    std::shared_ptr<LibraryStore> imapStore() const { return imapStore_; }
+    bool isGmail(const std::string& account) const;
+    bool isGmailLabel(const LibraryMailbox& mailbox) const;
+    std::vector<std::shared_ptr<Mailbox>> gmailLabels(std::int64_t id, const LibraryMailbox& mailbox);
+    // Of messages at Gmail, in any of the mailboxes that show them. Durable when it returns.
+    Result<void> changeLabels(const std::vector<std::int64_t>& ids,
+                              const std::vector<std::shared_ptr<LibraryMailbox>>& added,
+                              const std::vector<std::shared_ptr<LibraryMailbox>>& taken);
 
 private:
     struct Parsed;
@@ -173,6 +183,8 @@ private:
         std::set<std::filesystem::path> folders;  // to be synced
         std::map<std::int64_t, LibraryMailboxRef> changed;
         std::vector<std::int64_t> takenUp;  // messages that lay there and were not in the index
+        // At Gmail: messages whose labels changed, by account, with those that left a mailbox.
+        std::map<std::pair<std::string, std::uint64_t>, std::vector<MessageRef>> relabelled;
     };
     // Changes files and index in one go: the folders are synced, the index committed, and what changed is told. An
     // error of `change` is passed on, and what it did before stands.
@@ -207,6 +219,28 @@ private:
     std::optional<IndexedFile> foundAgain(Database& index, IndexedFile row);
     // A living object of the message goes on telling what was known before its row goes or changes its number.
     void keepDetails(Database& index, std::int64_t id);
+
+    // At Gmail
+    std::shared_ptr<GmailKeeper> gmail() const;  // null: there is no such account
+    std::uint64_t gmailMessage(const IndexedFile& row) const;
+    std::vector<std::shared_ptr<Mailbox>> gmailLabels(const LibraryMailbox& mailbox, const std::string& name) const;
+    // The rows of a message, the best to be shown first.
+    std::vector<IndexedFile> gmailCopies(Database& index, const std::string& account, std::uint64_t message) const;
+    std::int64_t shownCopy(const std::string& account, std::uint64_t message);  // 0: there is none here
+    void noteLeaving(Database& index, const IndexedFile& row, Work& work);
+    // Whether what has come is another copy of what was here before; then its labels have changed.
+    bool noteCopy(const LibraryMailbox& mailbox, const std::string& name, bool isNews, Work& work);
+    std::vector<IndexedFile> withGmailCopies(Database& index, std::vector<IndexedFile> rows) const;
+    Result<void> labelOne(Database& index, const std::string& account, std::uint64_t message,
+                          const std::vector<LibraryMailboxRef>& added, const std::vector<LibraryMailboxRef>& taken,
+                          Work& work);
+    LibraryMailboxRef allMailOf(const std::string& account) const;
+    Result<IndexedFile> copyForLabel(Database& index, const IndexedFile& source, const LibraryMailbox& to,
+                                     std::uint64_t message, Work& work);
+    Result<void> keepAmongAllMail(Database& index, const IndexedFile& row, const LibraryMailbox& all,
+                                  std::uint64_t message, Work& work);
+    // Does what can be done by labels, and answers the messages that are moved like any others.
+    Result<std::vector<std::int64_t>> moveByLabels(const std::vector<std::int64_t>& ids, const LibraryMailboxRef& to);
 
     // Reading folders
     // Puts a piece of work into the queue that reads.
@@ -265,7 +299,7 @@ private:
     const std::filesystem::path dataFolder_;
     const std::shared_ptr<AccountBook> book_;
     FileSystem& files_;
-    const std::shared_ptr<LibraryStore> store_;
+    const std::shared_ptr<LibraryStore> store_, imapStore_;
     const std::shared_ptr<MessageCache> cache_;
     const std::shared_ptr<Announcer> announcer_;
     std::mutex notices_;

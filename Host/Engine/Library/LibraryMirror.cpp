@@ -123,10 +123,11 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
             work.changed[each.box->indexed().number] = each.box;
             const auto inserted = tables::insert(*index, each.box->indexed(), each.message->name, each.file, each.flags,
                                                  each.message->received, each.message->content.size(), each.facts);
-            if (inserted.isNew) arrived.push_back(inserted.row.id);
+            if (inserted.isNew && !noteCopy(*box, each.message->name, isNews, work)) arrived.push_back(inserted.row.id);
             if (const auto message = inserted.isNew ? cache_->live(inserted.row.id) : nullptr) {
                 message->setFlags(each.flags);
                 message->forgetDetails();
+                message->hasComeBack();
             }
         }
         if (const auto synced = syncFolders(work); !synced) followed = synced;
@@ -180,6 +181,7 @@ Result<void> LibraryCore::dropMirrored(Mailbox& mailbox, const std::vector<std::
             const auto row = tables::findByName(index, box->indexed().number, name);
             if (!hasFile(row)) unknown.insert(name);
             if (!row) continue;
+            noteLeaving(index, *row, work);
             if (const auto done = eraseOne(index, *row, work); !done) result = done;
         }
         const auto strays = filesNamed(box->maildir(), unknown);

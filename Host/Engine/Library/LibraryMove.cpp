@@ -95,9 +95,12 @@ Result<std::int64_t> LibraryCore::moveOne(Database& index, const IndexedFile& ro
     return tables::setMailbox(index, row, to.indexed(), *name, file, row.flags);
 }
 
-Result<void> LibraryCore::move(const std::vector<std::int64_t>& ids, Mailbox& to) {
+Result<void> LibraryCore::move(const std::vector<std::int64_t>& all, Mailbox& to) {
     const auto target = mailboxNamed(to.identifier());
     if (!target) return failure(notThere("The mailbox is not there any more."));
+    const auto others = moveByLabels(all, target);
+    if (!others) return failed(others);
+    const std::vector<std::int64_t>& ids = *others;
     const std::int64_t number = target->indexed().number;
     Work work;
     std::map<std::int64_t, MessageRef> before;  // objects of the messages as they lie here

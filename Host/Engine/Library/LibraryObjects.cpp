@@ -1,6 +1,7 @@
 #include "Library/LibraryObjects.h"
 
 #include <array>
+#include <map>
 #include <utility>
 
 #include "AccountBook.h"
@@ -73,6 +74,43 @@ void defineMessageClass(ClassRegistry& registry) {
     registry.define("MFLibraryMessage", &cls);
 }
 
+void changeLabels(const GmailLabelChange& labels, const MessageList& messages) {
+    const auto boxes = [](const std::vector<std::shared_ptr<Mailbox>>& mailboxes) {
+        std::vector<std::shared_ptr<LibraryMailbox>> found;
+        for (const auto& each : mailboxes)
+            if (auto box = std::dynamic_pointer_cast<LibraryMailbox>(each)) found.push_back(std::move(box));
+        return found;
+    };
+    std::map<std::shared_ptr<LibraryCore>, std::vector<std::int64_t>> ids;
+    for (const MessageRef& each : messages) {
+        const auto message = std::dynamic_pointer_cast<LibraryMessage>(each);
+        if (const auto library = message ? message->library() : nullptr) ids[library].push_back(message->libraryID());
+    }
+    for (const auto& [library, list] : ids)
+        if (const auto done =
+                library->changeLabels(list, boxes(labels.MessageAddLabels), boxes(labels.MessageRemoveLabels));
+            !done)
+            logError("labels can't be changed: " + done.error().description);
+}
+
+void defineImapStoreClass(ClassRegistry& registry, Class& store) {
+    Class& cls = registry.define("MFLibraryIMAPStore", &store);
+    if (osMinor() >= 12) {
+        cls.add(library_imap_store::async_setGmailLabelsFromDictionary,
+                [](HostObject&, const GmailLabelChange& labels, const MessageList& messages) {
+                    changeLabels(labels, messages);
+                });
+        return;
+    }
+    cls.add(library_imap_store::async_setGmailLabelsFromDictionaryUpdatingServer,
+            [](HostObject&, const GmailLabelChange& labels, const MessageList& messages, bool updatingServer) {
+                if (updatingServer) return changeLabels(labels, messages);
+                // The server has done it already, so that it is taken over from there.
+                for (const MessageRef& each : messages)
+                    if (const auto account = each->account()) account->doRoutineCleanup();
+            });
+}
+
 IndexedMailbox indexedFor(const std::string& account, const std::string& folder, MailboxKind kind) {
     const std::string identifier = mailboxIdentifier(account, folder);
     const bool isOurs = kind == MailboxKind::Drafts || kind == MailboxKind::Outbox;
@@ -90,8 +128,8 @@ bool hasWholeHeaders(std::string_view content) {
 }  // namespace
 
 void defineLibraryClasses(ClassRegistry& registry) {
-    for (const char* name : {"MFMailAccount", "MFLibrary"})
-        registry.define(name);
+    registry.define("MFLibrary");
+    registry.define("MFIMAPAccount", &registry.define("MFMailAccount"));
     defineMessageClass(registry);
     defineMailboxClass(registry);
     defineBodyClasses(registry);
@@ -104,6 +142,7 @@ void defineLibraryClasses(ClassRegistry& registry) {
         store.add(library_store::messagesWereAddedConversations, own);
     else
         store.add(library_store::messagesWereAdded, own);
+    defineImapStoreClass(registry, store);
 }
 
 std::string folderOfKind(MailboxKind kind) {
@@ -125,9 +164,9 @@ std::string mailboxIdentifier(const std::string& account, const std::string& fol
     return account + "/" + (folder == "INBOX" ? ".INBOX" : validUtf8(folder));
 }
 
-LibraryAccount::LibraryAccount(std::string identifier, std::shared_ptr<AccountBook> book,
+LibraryAccount::LibraryAccount(std::string identifier, bool isAtServer, std::shared_ptr<AccountBook> book,
                                std::weak_ptr<LibraryCore> library)
-    : MailAccount("MFMailAccount"),
+    : MailAccount(isAtServer ? "MFIMAPAccount" : "MFMailAccount"),
       identifier_(std::move(identifier)),
       book_(std::move(book)),
       library_(std::move(library)) {}
@@ -183,6 +222,17 @@ std::shared_ptr<Mailbox> LibraryAccount::mailboxForRelativePath(std::string_view
     return nullptr;
 }
 
+bool LibraryAccount::isGmailAccount() const {
+    const auto library = library_.lock();
+    return library && library->isGmail(identifier_);
+}
+
+std::shared_ptr<Mailbox> LibraryAccount::gmailLabelWithName(std::string_view name) {
+    for (auto& mailbox : mailboxes())
+        if (mailbox->displayName() == name && mailbox->isValidGmailLabel()) return std::move(mailbox);
+    return nullptr;
+}
+
 void LibraryAccount::doRoutineCleanup() {
     NotificationCenter::defaultCenter().post(MailAccountWantsCleanupNotification, this);
 }
@@ -220,7 +270,14 @@ MessageCriterion LibraryMailbox::criterion() const {
 
 std::shared_ptr<LibraryStore> LibraryMailbox::store() const {
     const auto library = library_.lock();
-    return library ? library->store() : nullptr;
+    const auto account = account_.lock();
+    if (!library) return nullptr;
+    return account && account->isKindOf("MFIMAPAccount") ? library->imapStore() : library->store();
+}
+
+bool LibraryMailbox::isValidGmailLabel() const {
+    const auto library = library_.lock();
+    return library && library->isGmailLabel(*this);
 }
 
 LibraryMessage::LibraryMessage(std::int64_t id, std::shared_ptr<LibraryMailbox> mailbox, int packedFlags, Date received,
@@ -255,6 +312,25 @@ void LibraryMessage::forgetDetails() const {
 void LibraryMessage::setFileOutside(std::filesystem::path file) {
     const std::lock_guard hold(lock_);
     fileOutside_ = std::move(file);
+}
+
+void LibraryMessage::keepLabels(std::vector<std::shared_ptr<Mailbox>> labels) {
+    const std::lock_guard hold(lock_);
+    leftWithLabels_ = std::move(labels);
+}
+
+void LibraryMessage::hasComeBack() {
+    const std::lock_guard hold(lock_);
+    leftWithLabels_.reset();
+}
+
+std::vector<std::shared_ptr<Mailbox>> LibraryMessage::gmailLabels() const {
+    {
+        const std::lock_guard hold(lock_);
+        if (leftWithLabels_) return *leftWithLabels_;
+    }
+    const auto library = library_.lock();
+    return library ? library->gmailLabels(id_, *mailbox_) : std::vector<std::shared_ptr<Mailbox>>();
 }
 
 MessageSummary LibraryMessage::details() const {

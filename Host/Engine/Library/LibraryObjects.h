@@ -22,18 +22,19 @@ class AccountBook;
 class ClassRegistry;
 class LibraryCore;
 
-// Defines MCMessage with MFLibraryMessage, MFMailbox, MFMailAccount, MFLibrary and MFLibraryStore with the host's own
-// code. Once more does nothing.
+// Defines MCMessage with MFLibraryMessage, MFMailbox, MFMailAccount with MFIMAPAccount, MFLibrary and MFLibraryStore
+// with MFLibraryIMAPStore, with the host's own code. Once more does nothing.
 void defineLibraryClasses(ClassRegistry& registry);
 
 class LibraryStoreObject final : public LibraryStore {
 public:
-    LibraryStoreObject() : LibraryStore("MFLibraryStore") {}
+    using LibraryStore::LibraryStore;
 };
 
 class LibraryAccount final : public MailAccount {
 public:
-    LibraryAccount(std::string identifier, std::shared_ptr<AccountBook> book, std::weak_ptr<LibraryCore> library);
+    LibraryAccount(std::string identifier, bool isAtServer, std::shared_ptr<AccountBook> book,
+                   std::weak_ptr<LibraryCore> library);
 
     std::string identifier() const override { return identifier_; }
     std::string displayName() const override;
@@ -45,6 +46,8 @@ public:
     std::shared_ptr<Mailbox> draftsMailboxCreateIfNeeded(bool create) override;
     std::shared_ptr<Mailbox> mailboxOfKind(int kind, bool createIfNeeded) override;
     std::shared_ptr<Mailbox> mailboxForRelativePath(std::string_view path, bool isFilesystemPath, bool create) override;
+    bool isGmailAccount() const override;
+    std::shared_ptr<Mailbox> gmailLabelWithName(std::string_view name) override;
     void doRoutineCleanup() override;
 
 private:
@@ -70,6 +73,7 @@ public:
     int messageCount() const override;
     MessageCriterion criterion() const override;
     std::shared_ptr<LibraryStore> store() const override;
+    bool isValidGmailLabel() const override;
 
     const std::string& accountIdentifier() const { return accountIdentifier_; }
     const std::string& folder() const { return folder_; }
@@ -114,6 +118,7 @@ public:
     MessageFlags flags() const override;
     std::shared_ptr<Mailbox> mailbox() const override { return mailbox_; }
     std::shared_ptr<MailAccount> account() const override { return mailbox_->account(); }
+    std::vector<std::shared_ptr<Mailbox>> gmailLabels() const override;
     std::uint64_t messageSize() const override { return details().size; }
     int numberOfAttachments() const override { return details().attachments; }
     std::string snippet() const override { return details().snippet; }
@@ -124,8 +129,11 @@ public:
     void setFlags(int packedFlags) { flags_ = packedFlags; }
     void keepDetails(MessageSummary details) const;
     bool hasDetails() const;
-    void forgetDetails() const;                       // they changed
-    void setFileOutside(std::filesystem::path file);  // where a claim or a move has put it
+    void forgetDetails() const;                                     // they changed
+    void setFileOutside(std::filesystem::path file);                // where a claim or a move has put it
+    void keepLabels(std::vector<std::shared_ptr<Mailbox>> labels);  // it leaves the mailbox, and had these
+    void hasComeBack();
+    std::shared_ptr<LibraryCore> library() const { return library_.lock(); }
 
 private:
     MessageSummary details() const;
@@ -139,6 +147,7 @@ private:
     const std::shared_ptr<MessageCache> cache_;
     mutable std::mutex lock_;
     mutable std::unique_ptr<const MessageSummary> details_;
+    std::optional<std::vector<std::shared_ptr<Mailbox>>> leftWithLabels_;
     std::filesystem::path fileOutside_;
 };
 

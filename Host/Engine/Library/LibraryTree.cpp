@@ -23,7 +23,7 @@ std::vector<LibraryMailboxRef> LibraryCore::refreshTree() {
     for (const AccountRecord& record : book_->inUse()) {
         auto account = accountNamed(record.identifier);
         if (!account)
-            account = std::make_shared<LibraryAccount>(record.identifier, book_,
+            account = std::make_shared<LibraryAccount>(record.identifier, record.kind == AccountKind::Imap, book_,
                                                        std::static_pointer_cast<LibraryCore>(shared_from_this()));
         accounts.push_back(std::move(account));
     }

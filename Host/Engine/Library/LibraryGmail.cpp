@@ -1,0 +1,251 @@
+// Accounts at Gmail: a message is one, however many mailboxes show it. Labels are given by putting a copy of its file
+// into the label's folder and taken by removing it; the order for the server stands before either happens.
+#include <algorithm>
+#include <cerrno>
+
+#include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
+#include "Library/GmailKeeper.h"
+#include "Library/LibraryCore.h"
+
+namespace qs {
+
+namespace {
+
+Error notThere(const char* sentence) {
+    return {std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, sentence, {}};
+}
+
+}  // namespace
+
+std::shared_ptr<GmailKeeper> LibraryCore::gmail() const {
+    return std::dynamic_pointer_cast<GmailKeeper>(keeper_.load());
+}
+
+bool LibraryCore::isGmail(const std::string& account) const {
+    const auto keeper = gmail();
+    return keeper && keeper->isGmail(account);
+}
+
+bool LibraryCore::isGmailLabel(const LibraryMailbox& mailbox) const {
+    const auto keeper = gmail();
+    return keeper && keeper->isLabel(mailbox.accountIdentifier(), mailbox.folder());
+}
+
+std::uint64_t LibraryCore::gmailMessage(const IndexedFile& row) const {
+    const auto box = mailboxNumbered(row.mailbox);
+    const auto keeper = gmail();
+    return box && keeper ? keeper->messageNamed(box->accountIdentifier(), row.name) : 0;
+}
+
+std::vector<std::shared_ptr<Mailbox>> LibraryCore::gmailLabels(const LibraryMailbox& mailbox,
+                                                               const std::string& name) const {
+    const std::string& account = mailbox.accountIdentifier();
+    if (!isGmail(account)) return {};
+    const std::uint64_t message = gmail()->messageNamed(account, name);
+    std::vector<std::string> folders = gmail()->labels(account, message);
+    // Not at the server yet: it is where it is.
+    if (message == 0 && isGmailLabel(mailbox)) folders = {mailbox.folder()};
+    std::vector<std::shared_ptr<Mailbox>> labels;
+    for (const std::string& folder : folders)
+        if (auto box = mailboxNamed(mailboxIdentifier(account, folder))) labels.push_back(std::move(box));
+    return labels;
+}
+
+std::vector<std::shared_ptr<Mailbox>> LibraryCore::gmailLabels(std::int64_t id, const LibraryMailbox& mailbox) {
+    if (!isGmail(mailbox.accountIdentifier())) return {};
+    const auto row = reading([&](Database& index) { return tables::find(index, id); });
+    return row ? gmailLabels(mailbox, row->name) : std::vector<std::shared_ptr<Mailbox>>();
+}
+
+std::vector<IndexedFile> LibraryCore::gmailCopies(Database& index, const std::string& account,
+                                                  std::uint64_t message) const {
+    std::vector<IndexedFile> rows;
+    const auto keeper = gmail();
+    if (!keeper || message == 0) return rows;
+    for (const GmailKeeper::Copy& copy : keeper->copies(account, message)) {
+        const auto box = mailboxNamed(mailboxIdentifier(account, copy.folder));
+        if (!box) continue;
+        auto row = tables::findByName(index, box->indexed().number, copy.name);
+        if (!row) row = tables::findByName(index, box->indexed().number, gmailCopyName(message, copy.folder));
+        if (row) rows.push_back(std::move(*row));
+    }
+    return rows;
+}
+
+std::int64_t LibraryCore::shownCopy(const std::string& account, std::uint64_t message) {
+    return reading([&](Database& index) {
+        const auto rows = gmailCopies(index, account, message);
+        return rows.empty() ? std::int64_t{0} : rows.front().id;
+    });
+}
+
+// Must come before its row goes.
+void LibraryCore::noteLeaving(Database& index, const IndexedFile& row, Work& work) {
+    const auto box = mailboxNumbered(row.mailbox);
+    const std::uint64_t message = gmailMessage(row);
+    if (!box || message == 0) return;
+    auto left = messageFor(row.id, row.mailbox, row.flags, row.delivered);
+    keepDetails(index, row.id);
+    auto labels = gmailLabels(*box, row.name);
+    const bool hasOwn = std::any_of(labels.begin(), labels.end(),
+                                    [&](const auto& label) { return label->identifier() == box->identifier(); });
+    if (!hasOwn && isGmailLabel(*box)) labels.push_back(box);  // an order may have taken it by now
+    left->keepLabels(std::move(labels));
+    work.relabelled[{box->accountIdentifier(), message}].push_back(std::move(left));
+}
+
+bool LibraryCore::noteCopy(const LibraryMailbox& mailbox, const std::string& name, bool isNews, Work& work) {
+    const std::string& account = mailbox.accountIdentifier();
+    if (!isGmail(account)) return false;
+    const std::uint64_t message = gmail()->messageNamed(account, name);
+    if (message == 0 || !gmail()->isKept(account, message)) return false;
+    if (isNews) work.relabelled[{account, message}];
+    return true;
+}
+
+std::vector<IndexedFile> LibraryCore::withGmailCopies(Database& index, std::vector<IndexedFile> rows) const {
+    std::vector<IndexedFile> all;
+    std::set<std::int64_t> known;
+    const auto put = [&](const IndexedFile& row) {
+        if (known.insert(row.id).second) all.push_back(row);
+    };
+    for (const IndexedFile& row : rows) {
+        put(row);
+        const auto box = mailboxNumbered(row.mailbox);
+        if (!box || !isGmail(box->accountIdentifier())) continue;
+        for (const IndexedFile& copy : gmailCopies(index, box->accountIdentifier(), gmailMessage(row)))
+            put(copy);
+    }
+    return all;
+}
+
+Result<void> LibraryCore::changeLabels(const std::vector<std::int64_t>& ids,
+                                       const std::vector<LibraryMailboxRef>& added,
+                                       const std::vector<LibraryMailboxRef>& taken) {
+    return changeFiles([&](Database& index, Work& work) -> Result<void> {
+        Result<void> result;
+        std::map<std::string, std::set<std::uint64_t>> messages;  // by account
+        for (const std::int64_t id : ids) {
+            const auto row = tables::find(index, id);
+            const std::uint64_t message = row ? gmailMessage(*row) : 0;
+            if (message != 0)
+                messages[mailboxNumbered(row->mailbox)->accountIdentifier()].insert(message);
+            else
+                result = failure(notThere(row ? "The server has not taken up this message yet."
+                                              : "The message is not there any more."));
+        }
+        for (const auto& [account, numbers] : messages) {
+            std::vector<GmailKeeper::Order> orders;
+            for (const std::uint64_t message : numbers) {
+                for (const LibraryMailboxRef& box : added)
+                    orders.push_back({message, box->folder(), true});
+                for (const LibraryMailboxRef& box : taken)
+                    orders.push_back({message, box->folder(), false});
+            }
+            if (auto told = gmail()->willLabel(account, orders); !told) return told;
+            // It stands now, whatever becomes of the files: they are brought into step with the server's.
+            for (const std::uint64_t message : numbers)
+                if (auto done = labelOne(index, account, message, added, taken, work); !done) result = done;
+        }
+        return result;
+    });
+}
+
+Result<void> LibraryCore::labelOne(Database& index, const std::string& account, std::uint64_t message,
+                                   const std::vector<LibraryMailboxRef>& added,
+                                   const std::vector<LibraryMailboxRef>& taken, Work& work) {
+    work.relabelled[{account, message}];
+    auto rows = gmailCopies(index, account, message);
+    const auto hasFile = [](const IndexedFile& row) { return !row.isOnlyListed(); };
+    for (const LibraryMailboxRef& box : added) {
+        const auto isThere = [&](const IndexedFile& row) { return row.mailbox == box->indexed().number; };
+        const auto source = std::find_if(rows.begin(), rows.end(), hasFile);
+        // Of one whose text is not here yet, the server's copy will be listed.
+        if (source == rows.end() || std::any_of(rows.begin(), rows.end(), isThere)) continue;
+        auto copied = copyForLabel(index, *source, *box, message, work);
+        if (!copied) return failed(copied);
+        rows.push_back(std::move(*copied));
+    }
+    for (const LibraryMailboxRef& box : taken) {
+        const auto found = std::find_if(rows.begin(), rows.end(),
+                                        [&](const IndexedFile& row) { return row.mailbox == box->indexed().number; });
+        if (found == rows.end()) continue;
+        const IndexedFile row = *found;
+        rows.erase(found);
+        noteLeaving(index, row, work);
+        const auto all = std::any_of(rows.begin(), rows.end(), hasFile) ? nullptr : allMailOf(account);
+        auto done =
+            all && hasFile(row) ? keepAmongAllMail(index, row, *all, message, work) : eraseOne(index, row, work);
+        if (!done) return done;
+    }
+    return {};
+}
+
+LibraryMailboxRef LibraryCore::allMailOf(const std::string& account) const {
+    for (const LibraryMailboxRef& box : allMailboxes())
+        if (box->accountIdentifier() == account && gmail()->isAllMail(account, box->folder())) return box;
+    return nullptr;
+}
+
+Result<IndexedFile> LibraryCore::copyForLabel(Database& index, const IndexedFile& source, const LibraryMailbox& to,
+                                              std::uint64_t message, Work& work) {
+    const auto from = mailboxNumbered(source.mailbox);
+    if (!from) return failure(notThere("The message is not there any more."));
+    auto content = files_.read(from->maildir().pathOf(source.file));
+    if (!content && content.error().code == ENOENT)
+        if (const auto again = from->maildir().find(source.name)) content = files_.read(from->maildir().pathOf(*again));
+    if (!content) return failed(content);
+    const auto letters = lettersForOtherFolder(Maildir::nameOf(source.file).letters(), keywordsOf(work.keywords, *from),
+                                               keywordsOf(work.keywords, to));
+    if (!letters) return failed(letters);
+    const std::string name = gmailCopyName(message, to.folder());
+    auto file = to.maildir().deliver(*content, name, *letters, source.delivered);
+    if (!file && file.error().code == EEXIST)
+        if (const auto existing = to.maildir().find(name)) file = *existing;
+    if (!file) return failed(file);
+    const MessageFacts facts =
+        messageFacts(std::string_view(*content).substr(0, kIndexedBytes), content->size() <= kIndexedBytes);
+    const auto inserted =
+        tables::insert(index, to.indexed(), name, *file, source.flags, source.delivered, content->size(), facts);
+    work.changed[to.indexed().number] = mailboxNumbered(to.indexed().number);
+    if (const auto live = cache_->live(inserted.row.id)) live->hasComeBack();
+    return inserted.row;
+}
+
+// The last copy that is here: all mail has it at the server, but its text has not come from there yet.
+Result<void> LibraryCore::keepAmongAllMail(Database& index, const IndexedFile& row, const LibraryMailbox& all,
+                                           std::uint64_t message, Work& work) {
+    auto kept = copyForLabel(index, row, all, message, work);
+    if (!kept) return failed(kept);
+    return eraseOne(index, row, work);
+}
+
+Result<std::vector<std::int64_t>> LibraryCore::moveByLabels(const std::vector<std::int64_t>& ids,
+                                                            const LibraryMailboxRef& to) {
+    const std::string account = to->accountIdentifier();
+    if (!isGmail(account)) return ids;
+    const bool isLabel = isGmailLabel(*to), isAll = gmail()->isAllMail(account, to->folder());
+    std::vector<std::int64_t> others;
+    std::set<std::uint64_t> moved;
+    std::map<LibraryMailboxRef, std::vector<std::int64_t>> bySource;
+    for (const std::int64_t id : ids) {
+        const auto row = reading([&](Database& index) { return tables::find(index, id); });
+        const auto from = row ? mailboxNumbered(row->mailbox) : nullptr;
+        const std::uint64_t message =
+            from && from != to && from->accountIdentifier() == account ? gmailMessage(*row) : 0;
+        const bool isLabelled = message != 0 && (isGmailLabel(*from) || gmail()->isAllMail(account, from->folder()));
+        if (isLabelled && (isLabel || isAll)) bySource[from].push_back(id);
+        // Into the trash it goes as one, whatever mailboxes show it.
+        else if (message == 0 || moved.insert(message).second)
+            others.push_back(id);
+    }
+    for (const auto& [from, list] : bySource) {
+        const auto taken = isGmailLabel(*from) ? std::vector{from} : std::vector<LibraryMailboxRef>();
+        const auto added = isLabel ? std::vector{to} : std::vector<LibraryMailboxRef>();
+        if (auto done = changeLabels(list, added, taken); !done) return failed(done);
+    }
+    return others;
+}
+
+}  // namespace qs
