@@ -184,7 +184,7 @@ SmtpOutcome failedOutcome(CURLcode code, const Transfer& transfer, const Submiss
     }
     const bool isForNow = transfer.lastCode >= 400 && transfer.lastCode < 500;
     if (code == CURLE_LOGIN_DENIED)
-        return {isForNow ? Kind::Temporary : Kind::Refused, sentenceFor(code, server, details), {}};
+        return {isForNow ? Kind::Temporary : Kind::Refused, sentenceFor(code, server, details), {}, !isForNow};
     if (transfer.lastCode >= 400) {
         // Some recipients may be refused for now and others for good: then it is worth another attempt.
         const bool forGood = transfer.refused.empty() ? !isForNow : transfer.refused.forNow.empty();

@@ -37,6 +37,7 @@ struct SmtpOutcome {
     Kind kind = Kind::Temporary;
     std::string answer;  // a sentence, with the server's own words where it spoke
     SmtpRefusals refused;
+    bool isSignInRefused = false;  // so the server was not asked about anything else
 };
 
 struct SmtpWatch {

@@ -41,6 +41,14 @@ std::string answerOf(const SmtpOutcome& outcome) {
     return sentences(forGood) + (forGood.empty() || forNow.empty() ? "" : " ") + sentences(forNow);
 }
 
+// A server may refuse an access token before its time.
+bool mayHaveAnotherToken(const AccountRecord& account) {
+    if (account.outgoing->authentication != ServerAuthentication::XOAuth2) return false;
+    const auto token = account_secrets::secretFor(account, ServerSide::Outgoing);
+    if (token) account_secrets::tokenWasRefused(account, *token);
+    return token.has_value();
+}
+
 }  // namespace
 
 int DeliveryServiceObject::deliver(const MessageRef& message, MailAccount& account) {
@@ -86,6 +94,7 @@ int DeliveryServiceObject::transmitAndSettle(Delivery& delivery, const AccountRe
         outcome.answer = begun.error().description;
     } else {
         outcome = transmit(delivery, account);
+        if (outcome.isSignInRefused && mayHaveAnotherToken(account)) outcome = transmit(delivery, account);
     }
     // The others have it, so this is the end of it, and no message that waits for a better answer.
     const bool isForTheLast = outcome.kind == SmtpOutcome::Kind::Refused && !outcome.refused.forGood.empty() &&

@@ -279,5 +279,17 @@ TEST_F(SheetSecretsTest, UnsentMailIsToldOfBeforeItsAccountIsOutOfSight) {
     EXPECT_FALSE(std::filesystem::exists(host->dataFolder() / "Mail/ada"));
 }
 
+TEST_F(SheetSecretsTest, AMessageIsNotRefusedForATokenThatCanBeRenewed) {
+    beginWith(signedIn(), [this] {
+        ASSERT_TRUE(account_secrets::keepTokens(
+            "ada", {.access = "engine", .refresh = "lasting", .expires = {4e9}, .clientSecret = ""}));
+    });
+    EXPECT_THAT(forms(), SizeIs(0));
+    smtp_.add({.stage = SmtpStage::Authentication, .reply = "535 no longer", .times = 1});
+    host->composeAndSend("ada", "ben@example.net", "Hello", "Text.");
+    EXPECT_THAT(smtp_.received(), SizeIs(1));
+    EXPECT_THAT(forms(), SizeIs(1));
+}
+
 }  // namespace
 }  // namespace qs
