@@ -23,6 +23,8 @@ const std::vector<std::string>& LocalTree::folders() {
     return folders_;
 }
 
+bool LocalTree::exists(const std::string& folder) const { return Maildir(pathOf(folder), files_).exists(); }
+
 void LocalTree::forget(const std::string& folder) {
     looked_.erase(folder);
     folders_.clear();

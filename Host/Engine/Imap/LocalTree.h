@@ -20,6 +20,7 @@ public:
     LocalTree(std::filesystem::path account, FileSystem& files) : account_(std::move(account)), files_(files) {}
 
     const std::vector<std::string>& folders();  // without the "." in front; "" is the inbox
+    bool exists(const std::string& folder) const;
     // Empty when there is no such folder.
     Result<const MessagesHere*> messagesIn(const std::string& folder);
     // What was not there at the first look may have been renamed meanwhile: whatever is found now is added.

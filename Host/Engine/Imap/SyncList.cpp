@@ -54,7 +54,11 @@ Result<void> SyncPass::list(Work& work) {
         gone.push_back(each->first);
         if (each->first.starts_with(prefix)) expunged.push_back(each->first);
     }
+    // The server counts anew, and nobody knows which of its messages they were meant for.
+    for (const auto& [name, wish] : parts_.state.wishes())
+        if (!wish.isRemoved && name.starts_with(allOfMailbox) && !name.starts_with(prefix)) expunged.push_back(name);
     parts_.state.forgetWishes(expunged);
+    std::erase_if(present, [&](const auto& entry) { return listed_->at(entry.first).flags == entry.second; });
     if (!present.empty() || !gone.empty()) parts_.library.changeListed(parts_.account, present, gone);
     if (missing.size() < kWorthListing) return {};
     return listHeaders(work, missing);

@@ -17,6 +17,8 @@ namespace qs {
 
 namespace {
 
+constexpr std::size_t kProofs = 50;  // messages that are compared
+
 std::filesystem::path pathOf(const std::filesystem::path& account, const std::string& folder) {
     return folder.empty() ? account : account / ("." + folder);
 }
@@ -117,8 +119,31 @@ void SyncPass::takeUses(const std::vector<ImapMailbox>& listed) {
                 parts_.state.setUse(mailbox.number, useAtGmail(each));
 }
 
-// A mailbox that went and one that came, of the same validity: most likely another program renamed it. Were it another
-// all the same, its messages would not be recognised and are fetched.
+// Some servers give all mailboxes the same validity: what the messages are called proves it.
+Result<bool> SyncPass::hasMessagesOf(const MirroredMailbox& mailbox, const ImapMailboxName& name) {
+    const auto known = parts_.state.messages(mailbox.number);
+    std::map<std::uint32_t, std::string> digests;
+    const std::size_t step = std::max<std::size_t>(1, known.size() / kProofs);
+    for (std::size_t i = 0; i < known.size(); i += step)
+        if (const auto file = tree_.read(mailbox.folder, known[i].name))
+            digests[known[i].uid] = headerDigest(file->content);
+    ImapUidSet uids;
+    for (const auto& [uid, digest] : digests)
+        uids.add(uid);
+    if (uids.isEmpty()) return known.empty();
+    selected_.clear();
+    const auto selection = parts_.line.examine(name);
+    if (!selection) return failed(selection);
+    std::size_t same = 0, others = 0;
+    const auto done =
+        parts_.line.fetch(uids, {.flags = false, .content = ImapFetch::Content::Header}, [&](const ImapMessage& each) {
+            if (each.content) ++(headerDigest(*each.content) == digests[each.uid] ? same : others);
+        });
+    if (!done) return failed(done);
+    return others == 0 && same > 0;
+}
+
+// A mailbox that went and one that came, of the same validity: another program has renamed it.
 Result<void> SyncPass::takeRenamed(std::map<std::string, ImapMailboxName>& folders) {
     const auto kept = parts_.state.mailboxes();
     const auto isListed = [&](const MirroredMailbox& mailbox) {
@@ -140,9 +165,14 @@ Result<void> SyncPass::takeRenamed(std::map<std::string, ImapMailboxName>& folde
             if (auto still = goOnAfter(status.error(), folder); !still) return still;
             continue;
         }
-        const auto same = std::find_if(gone.begin(), gone.end(), [&](const MirroredMailbox& mailbox) {
-            return mailbox.uidValidity == status->uidValidity && mailbox.uidNext <= status->uidNext;
-        });
+        auto same = gone.end();
+        for (auto each = gone.begin(); each != gone.end() && same == gone.end(); ++each) {
+            if (each->uidValidity != status->uidValidity || each->uidNext > status->uidNext) continue;
+            const auto has = hasMessagesOf(*each, name);
+            if (has && *has) same = each;
+            if (!has)
+                if (auto still = goOnAfter(has.error(), folder); !still) return still;
+        }
         if (same == gone.end()) continue;
         const auto from = pathOf(parts_.folder, same->folder), to = pathOf(parts_.folder, folder);
         auto moved = parts_.files.rename(from, to);

@@ -92,6 +92,7 @@ private:
     // Mailboxes
     Result<void> takeMailboxes();
     Result<std::vector<ImapMailbox>> listed();
+    Result<bool> hasMessagesOf(const MirroredMailbox& mailbox, const ImapMailboxName& name);
     Result<void> takeRenamed(std::map<std::string, ImapMailboxName>& folders);
     void forgetListed(const MirroredMailbox& mailbox);
     void dropMailbox(const MirroredMailbox& mailbox);

@@ -33,6 +33,7 @@ void note(ServerView& view, const ImapMessage& message) {
 
 // Servers put a sent copy there by themselves, with headers of their own.
 constexpr std::string_view kSent = "Sent";
+constexpr std::size_t kChangedAtOnce = 500;
 
 }  // namespace
 
@@ -159,10 +160,18 @@ Result<void> SyncPass::apply(const MirroredMailbox& mailbox, const PullPlan& pla
         const auto box = boxOf(mailbox.folder);
         if (!box)
             return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "The mailbox is not there.");
-        if (!plan.flagsHere.empty())
-            if (auto done = parts_.library.setMirroredFlags(*box, plan.flagsHere); !done) return done;
-        if (!plan.drop.empty())
-            if (auto done = parts_.library.dropMirrored(*box, plan.drop); !done) return done;
+        // The person may want to change something in between.
+        for (auto each = plan.flagsHere.begin(); each != plan.flagsHere.end();) {
+            std::map<std::string, FlagBits> batch;
+            for (; each != plan.flagsHere.end() && batch.size() < kChangedAtOnce; ++each)
+                batch.insert(*each);
+            if (auto done = parts_.library.setMirroredFlags(*box, batch); !done) return done;
+        }
+        for (std::size_t at = 0; at < plan.drop.size(); at += kChangedAtOnce) {
+            const auto begin = plan.drop.begin() + static_cast<std::ptrdiff_t>(at);
+            const auto count = static_cast<std::ptrdiff_t>(std::min(kChangedAtOnce, plan.drop.size() - at));
+            if (auto done = parts_.library.dropMirrored(*box, {begin, begin + count}); !done) return done;
+        }
     }
     for (const MirroredMessage& message : plan.gone)
         if (!parts_.state.isRemoved(message.name)) goneWhileMoved_.insert(message.name);

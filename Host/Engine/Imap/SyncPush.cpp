@@ -46,6 +46,9 @@ Result<PushPlan> SyncPass::planFor(const MirroredMailbox& mailbox) {
     const auto here = tree_.messagesIn(mailbox.folder);
     if (!here) return failed(here);
     if (auto still = isStill(mailbox); !still) return failed(still);
+    // Its folder is on its way to another name: what seems to be elsewhere is in it.
+    if (mailbox.order != MirroredMailbox::Order::Remove && !tree_.exists(mailbox.folder))
+        return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound, "Its folder is not there just now.");
     const auto find = [this](const std::string& name) { return whereabouts(name); };
     // Orders are read after the look: what one of them has removed is missing without being lost.
     const auto planNow = [&] {

@@ -1,6 +1,7 @@
 // Messages of which only the header is here yet: rows without a file. What is done to them is remembered by the
 // mirror's keeper, since no file can tell it, and shown at once.
 #include <algorithm>
+#include <unordered_set>
 
 #include "Library/LibraryCore.h"
 
@@ -10,6 +11,7 @@ namespace {
 
 // A colour is a number in three bits, which change together.
 constexpr int kColour = 7 << 8;
+constexpr std::size_t kChangedAtOnce = 1000;
 
 FlagBits changeBetween(int before, int after) {
     int changed = before ^ after;
@@ -80,36 +82,45 @@ std::map<std::string, MailLibrary::Listed> LibraryCore::listed(std::string_view 
 
 void LibraryCore::changeListed(std::string_view account, const std::map<std::string, int>& flags,
                                const std::vector<std::string>& gone) {
-    Work work;
-    try {
-        auto index = index_->write();
-        const auto wishes = wishesOf(std::string(account));
-        std::vector<IndexedFile> rows;
-        for (Query row = index->query("SELECT id FROM messages WHERE file = ''"); row.step();)
-            if (auto found = tables::find(*index, row.integer())) rows.push_back(std::move(*found));
-        for (const IndexedFile& row : rows) {
-            const auto box = mailboxNumbered(row.mailbox);
-            if (!box || box->accountIdentifier() != account) continue;
-            const auto there = flags.find(row.name);
-            const auto wish = wishes.find(row.name);
-            const int wanted = there == flags.end()   ? row.flags
-                               : wish == wishes.end() ? there->second
-                                                      : withWish(there->second, wish->second);
-            const bool isGone = std::find(gone.begin(), gone.end(), row.name) != gone.end();
-            if (!isGone && wanted == row.flags) continue;
-            work.changed[row.mailbox] = box;
-            keepDetails(*index, row.id);
-            if (isGone)
-                tables::remove(*index, row.seq);
-            else
-                tables::setFile(*index, row.seq, {}, wanted);
-            if (const auto message = cache_->live(row.id)) message->setFlags(wanted);
+    const std::unordered_set<std::string> removed(gone.begin(), gone.end());
+    const auto ids = reading([&](Database& index) {
+        std::vector<std::int64_t> found;
+        Query row = index.query("SELECT id, name FROM messages WHERE file = ''");
+        while (row.step())
+            if (const std::string name = row.text(1); flags.contains(name) || removed.contains(name))
+                found.push_back(row.integer(0));
+        return found;
+    });
+    for (std::size_t at = 0; at < ids.size(); at += kChangedAtOnce) {
+        Work work;
+        try {
+            auto index = index_->write();  // in between, others may write
+            const auto wishes = wishesOf(std::string(account));
+            for (std::size_t i = at; i < std::min(at + kChangedAtOnce, ids.size()); ++i) {
+                const auto row = tables::find(*index, ids[i]);
+                const auto box = row && row->isOnlyListed() ? mailboxNumbered(row->mailbox) : nullptr;
+                if (!box || box->accountIdentifier() != account) continue;
+                const auto there = flags.find(row->name);
+                const auto wish = wishes.find(row->name);
+                const int wanted = there == flags.end()   ? row->flags
+                                   : wish == wishes.end() ? there->second
+                                                          : withWish(there->second, wish->second);
+                const bool isGone = removed.contains(row->name);
+                if (!isGone && wanted == row->flags) continue;
+                work.changed[row->mailbox] = box;
+                keepDetails(*index, row->id);
+                if (isGone)
+                    tables::remove(*index, row->seq);
+                else
+                    tables::setFile(*index, row->seq, {}, wanted);
+                if (const auto message = cache_->live(row->id)) message->setFlags(wanted);
+            }
+            index.commit();
+        } catch (const DatabaseFailure& failure) {
+            return indexFailed(failure);
         }
-        index.commit();
-    } catch (const DatabaseFailure& failure) {
-        return indexFailed(failure);
+        announce(work);
     }
-    announce(work);
 }
 
 Result<void> LibraryCore::setFlagsOfListed(Database& index, const std::vector<IndexedFile>& rows,
@@ -128,7 +139,7 @@ Result<void> LibraryCore::setFlagsOfListed(Database& index, const std::vector<In
     if (auto told = keeper->willChange(wishes); !told) return told;
     for (const IndexedFile& row : rows) {
         tables::setFile(index, row.seq, {}, after(row));
-        work.changed[row.mailbox] = mailboxNumbered(row.mailbox);
+        if (const auto box = mailboxNumbered(row.mailbox)) work.changed[row.mailbox] = box;
         if (const auto message = cache_->live(row.id)) message->setFlags(after(row));
     }
     return {};

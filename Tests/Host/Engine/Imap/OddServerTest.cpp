@@ -47,9 +47,10 @@ TEST_F(OddServerTest, AnUploadThatIsRefusedForNowKeepsNothingElseBack) {
     answer("APPEND", "NO [LIMIT] Not now.");
     add("Drafts", "one");
     add("Drafts", "two");
-    deliver("new");
+    deliver("new", "Trash");
     syncAll();
-    expectBoth("INBOX", {"new"});
+    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
+    expectBoth("Trash", {"new"});
     EXPECT_THAT(there("Drafts"), IsEmpty());
     EXPECT_THAT(engine_->takeNotices(), IsEmpty());
     answer("APPEND", "");
@@ -262,6 +263,48 @@ TEST_F(OddServerTest, WhatTheIndexDoesNotKnowIsChangedAllTheSame) {
             if (file.path().filename().string().ends_with("S")) ++seen;
         }
     EXPECT_EQ(std::make_pair(files, seen), std::make_pair(2L, 1L));
+}
+
+TEST_F(OddServerTest, AMailboxOfTheSameValidityIsNotTakenForARenamedOne) {
+    ASSERT_TRUE(other().create(named("A")));
+    for (const char* each : {"one", "two", "three"})
+        deliver(each, "A");
+    start();
+    const auto a = other().select(named("A"));
+    ASSERT_TRUE(other().create(named("B")));
+    for (const char* each : {"three", "one", "two"})
+        ASSERT_TRUE(other().append(named("B"), ImapContent::of(mail(each))));
+    const auto b = other().select(named("B"));
+    ASSERT_TRUE(other().remove(named("A")));
+    ASSERT_TRUE(a && b);
+    replaceInAnswers("UIDVALIDITY " + std::to_string(b->uidValidity), "UIDVALIDITY " + std::to_string(a->uidValidity));
+    syncAll();
+    EXPECT_EQ(here("B"), there("B"));
+    erase("B", "one");
+    settle();
+    syncAll();
+    EXPECT_EQ(here("B"), (Lines{"three", "two"}));
+    EXPECT_EQ(there("B"), (Lines{"three", "two"}));
+}
+
+TEST_F(OddServerTest, WhatWentWithoutATraceIsNoticedByTheCount) {
+    replaceInAnswers(" QRESYNC", "");
+    deliver("kept", "Archive");
+    deliver("gone", "Archive");
+    start();
+    const auto gone = uid("Archive", "gone");
+    const auto before = other().select(named("Archive"));
+    ASSERT_TRUE(other().store(gone, ImapChange::Add, {"\\Deleted"}));
+    syncAll();
+    const auto marked = other().select(named("Archive"));
+    ASSERT_TRUE(other().expunge(gone));
+    const auto after = other().select(named("Archive"));
+    ASSERT_TRUE(before && marked && after);
+    ASSERT_GT(after->highestModSeq, marked->highestModSeq);
+    replaceInAnswers("HIGHESTMODSEQ " + std::to_string(after->highestModSeq),
+                     "HIGHESTMODSEQ " + std::to_string(marked->highestModSeq));
+    syncAll();
+    EXPECT_THAT(here("Archive"), ElementsAre("kept"));
 }
 
 }  // namespace qs

@@ -77,10 +77,12 @@ void SyncCutTest::changeWithCuts(int count, unsigned seed) {
         }
         finish();
         // What is done here, while nothing gets through.
-        move(tag + "move", "INBOX", random() % 2 == 0 ? "Archive" : "Trash");
+        const std::string target = random() % 2 == 0 ? "Archive" : "Trash";
+        move(tag + "move", "INBOX", target);
         erase("INBOX", tag + "erase");
         subjects.erase(tag + "erase");
-        flag("INBOX", tag + "keep", {.seen = true, .flagged = random() % 2 == 0});
+        const bool isFlagged = random() % 2 == 0;
+        flag("INBOX", tag + "keep", {.seen = true, .flagged = isFlagged});
         add("Drafts", tag + "draft", {.seen = true});
         subjects.insert(tag + "draft");
         const bool isSent = random() % 2 == 0;
@@ -94,13 +96,17 @@ void SyncCutTest::changeWithCuts(int count, unsigned seed) {
         else
             settle();
         // Another client goes on meanwhile.
-        if (random() % 3 == 0) {
+        const bool isAnswered = random() % 3 == 0;
+        if (isAnswered) {
             const auto kept = uid("INBOX", tag + "keep");
             ASSERT_TRUE(other().store(kept, ImapChange::Add, {"\\Answered"}));
         }
         finish();
         expectSame(subjects,
                    tag + (isSent ? ", cut after sending " : ", cut after receiving ") + std::to_string(bytes));
+        // And nothing of it was undone on both sides.
+        EXPECT_THAT(here(target), ::testing::Contains(tag + "move"));
+        EXPECT_THAT(here("INBOX"), ::testing::Contains(line(tag + "keep", true, isFlagged, isAnswered, false)));
         if (HasFailure()) break;
     }
 }

@@ -1,4 +1,6 @@
 // What the person does while the program is talking with the server.
+#include <future>
+
 #include "Imap/MeddledFixture.h"
 
 namespace qs {
@@ -68,7 +70,15 @@ TEST_F(SyncMeanwhileTest, WhatChangedDuringAPassThatFailsWaitsWithIt) {
     start();
     ASSERT_TRUE(other().store(uid("INBOX", "read"), ImapChange::Add, {"\\Seen"}));
     deliver("new");
-    onceBefore("BODY.PEEK[]", [&] { proxy_->goDown(); });
+    onceBefore("BODY.PEEK[]", [&] {
+        // What the pass has changed so far is announced.
+        for (int turns = 0; turns < 3; ++turns) {
+            std::promise<void> taken;
+            loop_->post([&] { taken.set_value(); });
+            taken.get_future().wait();
+        }
+        proxy_->goDown();
+    });
     engine_->sync().syncNow({});
     loop_->advance(0.5);
     ASSERT_EQ(status().state, SyncStatus::State::Waiting);
