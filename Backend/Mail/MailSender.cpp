@@ -16,7 +16,7 @@ public:
 
     SendOutcome send(const OutgoingLetter& letter) override {
         const SmtpWatch watch{.beforeFinalDot = [](const auto&) { return true; }};
-        const SmtpOutcome outcome = sendOverSmtp(server_, {letter.from, {letter.to}, letter.content}, watch);
+        const SmtpOutcome outcome = sendOverSmtp(server_, {letter.from, {letter.to}, SizedSource(letter.content)}, watch);
         switch (outcome.kind) {
         case SmtpOutcome::Kind::Accepted: return SendOutcome::Sent;
         case SmtpOutcome::Kind::Temporary: logWarning("A letter waits: " + outcome.answer); return SendOutcome::Later;

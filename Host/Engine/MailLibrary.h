@@ -16,6 +16,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/ByteSource.h"
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
 #include "Library/SearchQuery.h"
@@ -29,6 +30,7 @@ namespace qs {
 class AccountBook;
 class FileSystem;
 class MailAccount;
+class OpenFile;
 
 inline constexpr std::string_view MailLibraryDidChangeNotification = "MailLibraryDidChange";
 // Posted by the library store's own code for arrivals, so not when a plug-in keeps the call to itself. Main thread;
@@ -91,6 +93,9 @@ struct MirroredArrival {
     std::string_view content;
     MessageFlags flags;
     Date received;
+    // Instead of the content, of a large one: its file, synced, in the tmp/ of a mailbox of the account. If the message
+    // is added, it is moved.
+    std::filesystem::path file = {};
 };
 // One whose file will come later, as far as its header tells.
 struct MirroredListing {
@@ -165,6 +170,8 @@ public:
     virtual std::optional<MessageSummary> summary(std::int64_t id) = 0;
     // The octets as they lie in the Maildir. Of a message that is only listed: NotFetched, and it is sent for at once.
     virtual Result<std::string> content(std::int64_t id) = 0;
+    // The same for messages of any size.
+    virtual Result<std::shared_ptr<const OpenFile>> openContent(std::int64_t id) = 0;
     virtual std::filesystem::path file(std::int64_t id) = 0;  // empty when it is gone
 
     virtual std::shared_ptr<Mailbox> mailboxWithIdentifier(std::string_view identifier) = 0;
@@ -184,8 +191,13 @@ public:
 
     // Durable when it returns. `uniqueName`, if given, makes a second add of the same name to the same mailbox (also
     // after a crash, also if the first has meanwhile been flagged) find the first instead of adding another.
-    virtual Result<MessageRef> add(Mailbox& mailbox, std::string_view content, MessageFlags flags, Date received,
-                                   std::string_view uniqueName = {}) = 0;
+    Result<MessageRef> add(Mailbox& mailbox, std::string_view content, MessageFlags flags, Date received,
+                           std::string_view uniqueName = {}) {
+        return addFrom(mailbox, sourceOf(content), flags, received, uniqueName);
+    }
+    // The same for messages of any size.
+    virtual Result<MessageRef> addFrom(Mailbox& mailbox, const ByteSource& content, MessageFlags flags, Date received,
+                                       std::string_view uniqueName = {}) = 0;
     virtual Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) = 0;
     // Moves, also across accounts (copy, sync, then remove). What could not be moved stays where it was and the error
     // says so; the others are moved.

@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <memory>
@@ -13,6 +14,7 @@
 #include "Reachability/NetworkState.h"
 #include "Smtp/PasswordCommand.h"
 #include "Text/Ascii.h"
+#include "Text/ByteCount.h"
 #include "Text/MailAddresses.h"
 
 namespace qs {
@@ -36,8 +38,10 @@ using List = std::unique_ptr<curl_slist, ListDeleter>;
 
 // One transfer: what was handed out, and what the server said to what.
 struct Transfer {
-    std::string_view rest;
+    const SizedSource& content;
     const SmtpWatch& watch;
+    std::uint64_t left = content.size;  // bytes that are still to be handed out
+    std::optional<Error> readFault;     // of the content
     bool dotMayBeOut = false;
     bool noteFailed = false;
     std::optional<TimeInterval> cancelledAt;
@@ -48,9 +52,11 @@ struct Transfer {
     std::deque<std::string> recipients;       // in the order in which the server will be asked about them
     std::deque<std::string> askedRecipients;  // RCPT commands without an answer yet
     SmtpRefusals refused;
-    bool needsUtf8 = false;   // an address has letters before its "@" that are not ASCII
-    bool offersUtf8 = false;  // SMTPUTF8 (RFC 6531), said in the last greeting
-    bool lacksUtf8 = false;   // so the message can't go through this server
+    bool needsUtf8 = false;       // an address has letters before its "@" that are not ASCII
+    bool offersUtf8 = false;      // SMTPUTF8 (RFC 6531), said in the last greeting
+    bool lacksUtf8 = false;       // so the message can't go through this server
+    std::uint64_t mostBytes = 0;  // SIZE (RFC 1870), said in the last greeting; 0: no limit was told
+    bool isTooLarge = false;      // so it can't, either
 };
 
 bool isAscii(std::string_view text) {
@@ -78,6 +84,7 @@ void noteReplyLine(Transfer& transfer, std::string_view line) {
     if (transfer.isOver || line.size() < 3 || !std::all_of(line.begin(), line.begin() + 3, isAsciiDigit)) return;
     const std::string text = printable(line.substr(std::min<std::size_t>(4, line.size())));
     if (equalsIgnoringCase(text, "SMTPUTF8")) transfer.offersUtf8 = true;
+    if (startsWithIgnoringCase(text, "SIZE ")) transfer.mostBytes = std::strtoull(text.c_str() + 5, nullptr, 10);
     transfer.replyLines += (transfer.replyLines.empty() ? "" : " ") + text;
     if (line.size() > 3 && line[3] == '-') return;
     transfer.lastCode = std::stoi(std::string(line.substr(0, 3)));
@@ -108,8 +115,10 @@ int debug(CURL*, curl_infotype type, char* data, std::size_t size, void* user) {
         transfer.recipients.pop_front();
     } else if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "EHLO")) {
         transfer.offersUtf8 = false;  // what was said before the encryption does not count
+        transfer.mostBytes = 0;
     } else if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "MAIL FROM:")) {
         transfer.lacksUtf8 = transfer.needsUtf8 && !transfer.offersUtf8;
+        transfer.isTooLarge = transfer.mostBytes > 0 && transfer.content.size > transfer.mostBytes;
     } else if (type == CURLINFO_HEADER_OUT && startsWithIgnoringCase(text, "QUIT")) {
         transfer.isOver = true;
     } else if (type == CURLINFO_HEADER_IN) {
@@ -122,21 +131,37 @@ int debug(CURL*, curl_infotype type, char* data, std::size_t size, void* user) {
     return 0;
 }
 
+bool readAll(Transfer& transfer, char* buffer, std::size_t length) {
+    for (std::size_t have = 0; have < length;) {
+        const auto more = transfer.content.read(buffer + have, length - have);
+        if (!more || *more == 0) {
+            transfer.readFault = more ? Error{std::string(kSmtpErrorDomain),
+                                              static_cast<int>(SmtpFailure::Other),
+                                              "It ends too early.",
+                                              {}}
+                                      : more.error();
+            return false;
+        }
+        have += *more;
+    }
+    return true;
+}
+
 std::size_t readMessage(char* buffer, std::size_t size, std::size_t count, void* user) {
     auto& transfer = *static_cast<Transfer*>(user);
-    if (transfer.lacksUtf8) return CURL_READFUNC_ABORT;
-    std::size_t length = std::min(size * count, transfer.rest.size());
-    if (length == transfer.rest.size() && length > kLastPiece) length -= kLastPiece;
+    if (transfer.lacksUtf8 || transfer.isTooLarge) return CURL_READFUNC_ABORT;
+    auto length = static_cast<std::size_t>(std::min<std::uint64_t>(size * count, transfer.left));
+    if (length == transfer.left && length > kLastPiece) length -= kLastPiece;
+    if (!readAll(transfer, buffer, length)) return CURL_READFUNC_ABORT;
     // With the last piece handed out, curl ends the message by itself.
-    if (length == transfer.rest.size() && !transfer.dotMayBeOut) {
+    if (length == transfer.left && !transfer.dotMayBeOut) {
         if (!transfer.watch.beforeFinalDot(transfer.refused)) {
             transfer.noteFailed = true;
             return CURL_READFUNC_ABORT;
         }
         transfer.dotMayBeOut = true;
     }
-    std::memcpy(buffer, transfer.rest.data(), length);
-    transfer.rest.remove_prefix(length);
+    transfer.left -= length;
     return length;
 }
 
@@ -176,6 +201,14 @@ SmtpOutcome failedOutcome(CURLcode code, const Transfer& transfer, const Submiss
                 "The server " + server.host +
                     " takes no addresses with letters like “ö” before the “@”, so nothing was sent.",
                 {}};
+    if (transfer.isTooLarge)
+        return {Kind::Refused,
+                "The server " + server.host + " takes no messages of more than " + megabytesText(transfer.mostBytes) +
+                    ", and this one has " + megabytesText(transfer.content.size) + ", so nothing was sent.",
+                {}};
+    if (transfer.readFault)
+        return {
+            Kind::Temporary, "The message can't be read, so nothing was sent: " + transfer.readFault->description, {}};
     const std::string said = asSentence("The server " + server.host + " answered: " + transfer.lastReply);
     if (transfer.dotMayBeOut) {
         if (!transfer.codeAfterDot || *transfer.codeAfterDot < 400)
@@ -255,7 +288,7 @@ void setMessage(const Easy& easy, Transfer& transfer, const SmtpEnvelope& envelo
     set(easy, CURLOPT_MAIL_RCPT_ALLLOWFAILS, 1L);
     set(easy, CURLOPT_READFUNCTION, &readMessage);
     set(easy, CURLOPT_READDATA, &transfer);
-    set(easy, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(envelope.content.size()));
+    set(easy, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(envelope.content.size));
     set(easy, CURLOPT_VERBOSE, 1L);
     set(easy, CURLOPT_DEBUGFUNCTION, &debug);
     set(easy, CURLOPT_DEBUGDATA, &transfer);
@@ -317,7 +350,7 @@ SmtpOutcome sendOverSmtp(const SubmissionServer& server, const SmtpEnvelope& env
     if (!isDeliverableAddress(envelope.from))
         return {Kind::Refused, "The sender's address is none: " + printable(envelope.from), {}};
 
-    Transfer transfer{.rest = envelope.content, .watch = watch, .needsUtf8 = needsUtf8(envelope.from)};
+    Transfer transfer{.content = envelope.content, .watch = watch, .needsUtf8 = needsUtf8(envelope.from)};
     List recipients;
     for (const auto& recipient : envelope.to) {
         if (!isDeliverableAddress(recipient)) {

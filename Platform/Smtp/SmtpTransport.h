@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/ByteSource.h"
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
 #include "Smtp/SubmissionServer.h"
@@ -17,7 +18,7 @@ namespace qs {
 struct SmtpEnvelope {
     std::string from;
     std::vector<std::string> to;
-    std::string_view content;  // transmitted form, CR LF line ends
+    SizedSource content;  // transmitted form, CR LF line ends; read once
 };
 
 // Recipients that the server does not take, each with a sentence that has the server's words.

@@ -43,8 +43,8 @@ protected:
         return server;
     }
 
-    SmtpOutcome send(const SubmissionServer& server, std::string_view content = "Subject: s\r\n\r\nx\r\n") {
-        return sendOverSmtp(server, {"sam@example.org", {"a@x.example", "b@x.example"}, content},
+    SmtpOutcome send(const SubmissionServer& server, SizedSource content = {"Subject: s\r\n\r\nx\r\n"}) {
+        return sendOverSmtp(server, {"sam@example.org", {"a@x.example", "b@x.example"}, std::move(content)},
                             {.beforeFinalDot =
                                  [this](const auto& refused) {
                                      ++dots_;
@@ -110,8 +110,8 @@ TEST_F(SmtpTransport, SignsInWithAnAccessToken) {
 
 TEST_F(SmtpTransport, SendsToAddressesInAllAlphabetsWhereTheServerTakesThem) {
     const std::string content = "To: jörg@x.example\r\nSubject: s\r\n\r\nx\r\n";
-    const SmtpEnvelope envelope{"sam@example.org", {"jörg@x.example", "b@x.example"}, content};
     for (const bool offersUtf8 : {true, false}) {
+        const SmtpEnvelope envelope{"sam@example.org", {"jörg@x.example", "b@x.example"}, SizedSource(content)};
         RecordingSmtpServer server({.offersUtf8 = offersUtf8});
         const SmtpOutcome outcome = sendOverSmtp(account(server.port(), TransportSecurity::None), envelope,
                                                  {.beforeFinalDot = [](const auto&) { return true; }});
@@ -259,6 +259,72 @@ TEST_F(SmtpTransport, NotesTheEndBeforeItLeaves) {
     EXPECT_EQ(server.received().size(), 1u);
 }
 
+// A message that is made while it is read, in lines that begin with a dot now and then.
+SizedSource madeMessage(std::uint64_t size, std::size_t& largest) {
+    const auto made = [size, place = std::uint64_t{0}, &largest](char* buffer, std::size_t room) mutable {
+        constexpr std::string_view kLine = ".Lorem ipsum dolor sit amet, consectetur adipiscing elit, sed do\r\n";
+        const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(room, size - place));
+        for (std::size_t i = 0; i < length; ++i, ++place)
+            buffer[i] = place + 2 >= size ? "\r\n"[place + 2 - size] : kLine[place % kLine.size()];
+        largest = std::max(largest, length);
+        return Result<std::size_t>(length);
+    };
+    return {size, made};
+}
+
+TEST_F(SmtpTransport, SendsInPiecesWhatIsLarge) {
+    constexpr std::uint64_t kSize = 40'000'000;
+    RecordingSmtpServer server;
+    std::size_t largest = 0, unused = 0;
+    const SmtpOutcome outcome = send(account(server.port(), TransportSecurity::None), madeMessage(kSize, largest));
+    EXPECT_EQ(outcome.kind, Kind::Accepted) << outcome.answer;
+    EXPECT_LE(largest, 1u << 20) << "that much is held at once";
+    ASSERT_EQ(server.received().size(), 1u);
+    EXPECT_TRUE(server.received()[0].content == startOf(madeMessage(kSize, unused).read, kSize).value());
+    EXPECT_THAT(server.commands(), ::testing::Contains(HasSubstr("SIZE=40000000")));
+    EXPECT_THAT(server.violations(), IsEmpty());
+}
+
+TEST_F(SmtpTransport, AMessageBeyondTheServersLimitIsRefusedWithTheReason) {
+    // Whether the server says no itself, or would wait for all of it.
+    for (const char* reply : {"552 5.3.4 too big", "250 ok"}) {
+        RecordingSmtpServer server;
+        server.add({.stage = SmtpStage::Hello, .reply = "250-test.example\r\n250 SIZE 2500000"});
+        server.add({.stage = SmtpStage::Sender, .reply = reply});
+        std::size_t largest = 0;
+        const SmtpOutcome outcome =
+            send(account(server.port(), TransportSecurity::None), madeMessage(2'570'000, largest));
+        EXPECT_EQ(outcome.kind, Kind::Refused);
+        EXPECT_EQ(outcome.answer,
+                  "The server 127.0.0.1 takes no messages of more than 2.5 MB, and this one has 2.6 MB, so nothing was "
+                  "sent.");
+        EXPECT_EQ(dots_, 0);
+        EXPECT_THAT(server.received(), IsEmpty());
+        server.clearRules();
+        EXPECT_EQ(send(account(server.port(), TransportSecurity::None), madeMessage(2'570'000, largest)).kind,
+                  Kind::Accepted);
+        dots_ = 0;
+    }
+}
+
+TEST_F(SmtpTransport, AMessageThatBreaksOffWhileItIsReadIsNotSent) {
+    for (const bool isFault : {true, false}) {
+        RecordingSmtpServer server;
+        const std::string start(300'000, 'x');
+        const ByteSource rest = [&](char*, std::size_t) -> Result<std::size_t> {
+            if (isFault) return failure("test", 1, "The disk reported a fault.");
+            return std::size_t{0};
+        };
+        const SmtpOutcome outcome =
+            send(account(server.port(), TransportSecurity::None), {start.size() + 1, sourceOf(start, rest)});
+        EXPECT_EQ(outcome.kind, Kind::Temporary);
+        EXPECT_EQ(outcome.answer, std::string("The message can't be read, so nothing was sent: ") +
+                                      (isFault ? "The disk reported a fault." : "It ends too early."));
+        EXPECT_EQ(dots_, 0);
+        EXPECT_THAT(server.received(), IsEmpty());
+    }
+}
+
 TEST_F(SmtpTransport, CanBeBrokenOff) {
     RecordingSmtpServer server;
     server.add({.stage = SmtpStage::Sender, .stalls = true});
@@ -319,7 +385,8 @@ TEST_F(SmtpTransport, OddServersAreAFailureNotACrash) {
 TEST_F(SmtpTransport, NamesAddressesThatAreNone) {
     RecordingSmtpServer server;
     const auto sendTo = [&](const std::string& from, std::vector<std::string> to) {
-        return sendOverSmtp(account(server.port(), TransportSecurity::None), {from, std::move(to), "A: b\r\n\r\n"},
+        return sendOverSmtp(account(server.port(), TransportSecurity::None),
+                            {from, std::move(to), SizedSource("A: b\r\n\r\n")},
                             {.beforeFinalDot = [](const auto&) { return true; }, .isCancelled = {}});
     };
     EXPECT_EQ(sendTo("x\r\nRSET", {"a@x.example"}).kind, Kind::Refused);

@@ -5,11 +5,14 @@
 #include <stdio.h>
 #include <sys/random.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstring>
+#include <limits>
 #include <system_error>
 
 #include "Foundation/Format.h"
@@ -114,6 +117,59 @@ std::string randomName() {
     return stringWithFormat("%016lx", {static_cast<std::int64_t>(random)});
 }
 
+class OpenText final : public OpenFile {
+public:
+    explicit OpenText(std::string text) : text_(std::move(text)) {}
+    std::uint64_t size() const override { return text_.size(); }
+    Result<std::size_t> readAt(std::uint64_t place, char* buffer, std::size_t size) const override {
+        const std::string_view rest =
+            std::string_view(text_).substr(static_cast<std::size_t>(std::min<std::uint64_t>(place, text_.size())));
+        const std::size_t length = std::min(size, rest.size());
+        if (length > 0) std::memcpy(buffer, rest.data(), length);
+        return length;
+    }
+
+private:
+    const std::string text_;
+};
+
+// Read, not mapped: a fault of the disk is an error then, and no signal.
+class OpenDescriptor final : public OpenFile {
+public:
+    explicit OpenDescriptor(const fs::path& file) : descriptor_(file, O_RDONLY | O_NONBLOCK), file_(file) {}
+    // Of opening it.
+    Result<void> check() {
+        struct stat facts {};
+        if (!descriptor_ || ::fstat(descriptor_.get(), &facts) != 0) return fileFailure(errno, file_);
+        if (!S_ISREG(facts.st_mode)) return fileFailure(S_ISDIR(facts.st_mode) ? EISDIR : EINVAL, file_);
+        size_ = static_cast<std::uint64_t>(facts.st_size);
+        return {};
+    }
+    std::uint64_t size() const override { return size_; }
+    Result<std::size_t> readAt(std::uint64_t place, char* buffer, std::size_t size) const override {
+        const ssize_t count =
+            untilDone([&] { return ::pread(descriptor_.get(), buffer, size, static_cast<off_t>(place)); });
+        if (count < 0) return fileFailure(errno, file_);
+        return static_cast<std::size_t>(count);
+    }
+
+private:
+    const Descriptor descriptor_;
+    const fs::path file_;
+    std::uint64_t size_ = 0;
+};
+
+// Synced when it returns; after a failure no file is left behind.
+template <class Write>
+Result<void> writeNewWith(const fs::path& file, Write write) {
+    Descriptor descriptor(file, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW);
+    if (!descriptor) return fileFailure(errno, file);
+    Result<void> written = write(descriptor.get());
+    if (written && !syncAndClose(descriptor)) written = fileFailure(errno, file);
+    if (!written) ::unlink(file.c_str());
+    return written;
+}
+
 class RealFileSystem : public FileSystem {
 public:
     Result<std::string> read(const fs::path& file) override {
@@ -140,12 +196,31 @@ public:
     }
 
     Result<void> writeNew(const fs::path& file, std::string_view content) override {
-        Descriptor descriptor(file, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW);
-        if (!descriptor) return fileFailure(errno, file);
-        if (writeAll(descriptor.get(), content) && syncAndClose(descriptor)) return {};
-        const int code = errno;
-        ::unlink(file.c_str());
-        return fileFailure(code, file);
+        return writeNewWith(file, [&](int descriptor) -> Result<void> {
+            if (!writeAll(descriptor, content)) return fileFailure(errno, file);
+            return {};
+        });
+    }
+
+    Result<void> writeNewFrom(const fs::path& file, const ByteSource& content) override {
+        return writeNewWith(file, [&](int descriptor) {
+            return forEachPiece(content, [&](std::string_view piece) -> Result<void> {
+                if (!writeAll(descriptor, piece)) return fileFailure(errno, file);
+                return {};
+            });
+        });
+    }
+
+    Result<std::shared_ptr<const OpenFile>> open(const fs::path& file) override {
+        auto opened = std::make_shared<OpenDescriptor>(file);
+        if (auto checked = opened->check(); !checked) return failed(checked);
+        return opened;
+    }
+
+    std::uint64_t freeSpace(const fs::path& folder) override {
+        struct statvfs facts {};
+        if (::statvfs(folder.c_str(), &facts) != 0) return FileSystem::freeSpace(folder);
+        return std::uint64_t{facts.f_bavail} * facts.f_frsize;
     }
 
     Result<void> writeAllNew(const std::vector<FileToWrite>& files) override {
@@ -299,9 +374,55 @@ public:
 
 }  // namespace
 
+std::shared_ptr<const OpenFile> openText(std::string text) { return std::make_shared<OpenText>(std::move(text)); }
+
+ByteSource sourceOf(std::shared_ptr<const OpenFile> file) {
+    return [file = std::move(file), place = std::uint64_t{0}](char* buffer,
+                                                              std::size_t size) mutable -> Result<std::size_t> {
+        auto length = file->readAt(place, buffer, size);
+        if (length) place += *length;
+        return length;
+    };
+}
+
+Result<bool> areSame(const OpenFile& one, const OpenFile& other) {
+    if (one.size() != other.size()) return false;
+    std::string mine(kPieceBytes, '\0'), others(kPieceBytes, '\0');
+    for (std::uint64_t place = 0;;) {
+        const auto length = one.readAt(place, mine.data(), mine.size());
+        if (!length) return failed(length);
+        if (*length == 0) return true;
+        for (std::size_t have = 0; have < *length;) {
+            const auto more = other.readAt(place + have, others.data() + have, *length - have);
+            if (!more) return failed(more);
+            if (*more == 0) return false;
+            have += *more;
+        }
+        if (std::string_view(mine).substr(0, *length) != std::string_view(others).substr(0, *length)) return false;
+        place += *length;
+    }
+}
+
 FileSystem& FileSystem::real() {
     static RealFileSystem files;
     return files;
+}
+
+Result<std::shared_ptr<const OpenFile>> FileSystem::open(const fs::path& file) {
+    auto content = read(file);
+    if (!content) return failed(content);
+    return openText(std::move(*content));
+}
+
+Result<void> FileSystem::writeNewFrom(const fs::path& file, const ByteSource& content) {
+    const auto whole = startOf(content, std::numeric_limits<std::size_t>::max());
+    if (!whole) return failed(whole);
+    return writeNew(file, *whole);
+}
+
+std::uint64_t FileSystem::freeSpace(const fs::path& folder) {
+    (void)folder;
+    return std::numeric_limits<std::uint64_t>::max();
 }
 
 Result<void> FileSystem::writeAllNew(const std::vector<FileToWrite>& files) {

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/ByteSource.h"
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
 
@@ -30,6 +31,18 @@ struct FileInfo {
     std::uintmax_t size = 0;
     Date modified;
 };
+
+// A file opened for reading, which it stays whatever becomes of its name. Safe from every thread.
+class OpenFile {
+public:
+    virtual ~OpenFile() = default;
+    virtual std::uint64_t size() const = 0;  // when it was opened
+    // Fills a part of the buffer and answers how much of it; 0 behind the end.
+    virtual Result<std::size_t> readAt(std::uint64_t place, char* buffer, std::size_t size) const = 0;
+};
+std::shared_ptr<const OpenFile> openText(std::string text);        // as if it were a file
+ByteSource sourceOf(std::shared_ptr<const OpenFile> file);         // from its start
+Result<bool> areSame(const OpenFile& one, const OpenFile& other);  // byte by byte
 
 class FileSystem {
 public:
@@ -58,6 +71,12 @@ public:
         if (content && content->size() > limit) content->resize(limit);
         return content;
     }
+    // For files of any size. A file system may read it whole now.
+    virtual Result<std::shared_ptr<const OpenFile>> open(const std::filesystem::path& file);
+    // As writeNew(), for content of any size. What the source fails with is passed on.
+    virtual Result<void> writeNewFrom(const std::filesystem::path& file, const ByteSource& content);
+    // Bytes that can still be written below the folder; as many as there can be when nobody knows.
+    virtual std::uint64_t freeSpace(const std::filesystem::path& folder);
     // As list(), in any order and without holding all names at once: for folders of any size. `visit` must not change
     // the folder.
     virtual Result<void> forEachName(const std::filesystem::path& folder,

@@ -5,6 +5,7 @@
 #include <openssl/rand.h>
 
 #include <algorithm>
+#include <memory>
 
 #include "Foundation/Assertion.h"
 #include "Text/StringAdditions.h"
@@ -29,6 +30,20 @@ std::string MD5Digest(std::string_view bytes) { return digest(bytes, EVP_md5());
 std::string MD5HexDigest(std::string_view bytes) { return hexadecimal(MD5Digest(bytes)); }
 std::string SHA256Digest(std::string_view bytes) { return digest(bytes, EVP_sha256()); }
 std::string SHA256HexDigest(std::string_view bytes) { return hexadecimal(SHA256Digest(bytes)); }
+
+Result<std::string> SHA256HexDigestOf(const ByteSource& bytes) {
+    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
+    bool isWell = context && EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) == 1;
+    auto read = forEachPiece(bytes, [&](std::string_view piece) -> Result<void> {
+        isWell = isWell && EVP_DigestUpdate(context.get(), piece.data(), piece.size()) == 1;
+        return {};
+    });
+    if (!read) return failed(read);
+    unsigned char sum[EVP_MAX_MD_SIZE];
+    unsigned length = 0;
+    assertThat(isWell && EVP_DigestFinal_ex(context.get(), sum, &length) == 1, "The system lacks a digest.");
+    return hexadecimal({reinterpret_cast<const char*>(sum), length});
+}
 
 std::string MD5(std::string_view text) { return MD5HexDigest(text); }
 std::string MD5Email(std::string_view text) { return MD5HexDigest(stringByRemovingWhitespace(text)); }

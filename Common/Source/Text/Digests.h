@@ -8,12 +8,15 @@
 #include <string>
 #include <string_view>
 
+#include "Foundation/ByteSource.h"
+
 namespace qs {
 
 std::string MD5Digest(std::string_view bytes);     // 16 bytes
 std::string MD5HexDigest(std::string_view bytes);  // 32 lowercase hexadecimal characters
 std::string SHA256Digest(std::string_view bytes);  // 32 bytes
 std::string SHA256HexDigest(std::string_view bytes);
+Result<std::string> SHA256HexDigestOf(const ByteSource& bytes);
 
 std::string MD5(std::string_view text);          // as MD5HexDigest
 std::string MD5Email(std::string_view text);     // of stringByRemovingWhitespace(text)

@@ -21,9 +21,11 @@ using Stage = DeliveryJournal::Stage;
 
 // The same for the same message and recipient, so that delivering it twice finds the first. The content counts, too:
 // anybody can choose a Message-Id, and some messages have none.
-std::string inboxName(std::string_view messageID, std::string_view recipient, std::string_view content) {
-    const std::string text = std::string(messageID) + "\n" + asciiLowered(recipient) + "\n" + std::string(content);
-    return "in-" + SHA256HexDigest(text).substr(0, 32);
+Result<std::string> inboxName(std::string_view messageID, std::string_view recipient, ByteSource content) {
+    const std::string text = std::string(messageID) + "\n" + asciiLowered(recipient) + "\n";
+    const auto digest = SHA256HexDigestOf(sourceOf(text, std::move(content)));
+    if (!digest) return failed(digest);
+    return "in-" + digest->substr(0, 32);
 }
 
 std::string sentences(const std::map<std::string, std::string>& refused) {
@@ -114,7 +116,8 @@ SmtpOutcome DeliveryServiceObject::transmit(Delivery& delivery, const AccountRec
         return delivery.state.reached.empty() ? SmtpOutcome{SmtpOutcome::Kind::Refused, "It has no recipients.", {}}
                                               : SmtpOutcome{SmtpOutcome::Kind::Accepted, {}, {}};
     if (!account.outgoing) return deliverLocally(delivery, account);
-    const std::string content = transmittedForm(delivery.content);
+    auto content = contentOf(delivery);
+    if (!content) return {SmtpOutcome::Kind::Temporary, content.error().description, {}};
     const auto noteFinalDot = [&](const SmtpRefusals& refused) {
         if (!noteRefused(delivery, refused) || !journal_.noteStage(delivery.state, Stage::FinalDot)) return false;
         delivery.state.stage = Stage::FinalDot;
@@ -122,10 +125,11 @@ SmtpOutcome DeliveryServiceObject::transmit(Delivery& delivery, const AccountRec
     };
     SubmissionServer server = *account.outgoing;
     server.secret = [&account] { return account_secrets::secretFor(account, ServerSide::Outgoing); };
-    return sendOverSmtp(server, {delivery.from, delivery.recipients, content},
-                        {.beforeFinalDot = noteFinalDot,
-                         .accepted = [&] { noteAccepted(delivery); },
-                         .isCancelled = [this] { return stopping_.load(); }});
+    return sendOverSmtp(
+        server, {delivery.from, delivery.recipients, {delivery.transmittedSize, transmittedForm(std::move(*content))}},
+        {.beforeFinalDot = noteFinalDot,
+         .accepted = [&] { noteAccepted(delivery); },
+         .isCancelled = [this] { return stopping_.load(); }});
 }
 
 // Kept before the message can count as delivered, so that the person learns it even after a crash.
@@ -139,10 +143,19 @@ Result<void> DeliveryServiceObject::noteRefused(Delivery& delivery, const SmtpRe
     return {};
 }
 
+Result<void> DeliveryServiceObject::addToInbox(const Delivery& delivery, Mailbox& inbox, const std::string& recipient) {
+    auto content = contentOf(delivery), sameContent = contentOf(delivery);
+    if (!content || !sameContent) return failed(content ? sameContent : content);
+    const auto name = inboxName(delivery.messageID, recipient, transmittedForm(std::move(*content)));
+    if (!name) return failed(name);
+    const auto added =
+        library_.addFrom(inbox, transmittedForm(std::move(*sameContent)), {}, RunLoop::main().now(), *name);
+    return added ? Result<void>() : failed(added);
+}
+
 // Each inbox has it at most once, whatever happens in between: the name says which message it is.
 SmtpOutcome DeliveryServiceObject::deliverLocally(Delivery& delivery, const AccountRecord& account) {
     using Kind = SmtpOutcome::Kind;
-    const std::string content = transmittedForm(delivery.content);
     std::map<std::string, std::string> refused;
     for (const auto& recipient : delivery.recipients) {
         const AccountRecord* target = accounts_.withAddress(recipient);
@@ -154,9 +167,8 @@ SmtpOutcome DeliveryServiceObject::deliverLocally(Delivery& delivery, const Acco
         }
         auto inbox = library_.mailbox(target->identifier, MailboxKind::Inbox, true);
         if (!inbox) return {Kind::Temporary, recipient + " has no inbox.", {}};
-        auto added =
-            library_.add(*inbox, content, {}, RunLoop::main().now(), inboxName(delivery.messageID, recipient, content));
-        if (!added) return {Kind::Temporary, added.error().description, {}};
+        if (auto added = addToInbox(delivery, *inbox, recipient); !added)
+            return {Kind::Temporary, added.error().description, {}};
         delivery.state.reached.insert(recipient);
         if (auto noted = journal_.noteReached(delivery.state, recipient); !noted)
             return {Kind::Temporary, noted.error().description, {}};

@@ -77,7 +77,8 @@ private:
     // that has none in its headers goes by the name of its file.
     struct Delivery {
         DeliveryJournal::State state;
-        std::string content, messageID, subject, to, from;
+        std::string messageID, subject, to, from;
+        std::uint64_t transmittedSize = 0;    // bytes of what goes to a server
         std::vector<std::string> recipients;  // bare, each once; without those that need nothing more
     };
 
@@ -91,6 +92,7 @@ private:
     int transmitAndSettle(Delivery& delivery, const AccountRecord& account);
     SmtpOutcome transmit(Delivery& delivery, const AccountRecord& account);
     SmtpOutcome deliverLocally(Delivery& delivery, const AccountRecord& account);
+    Result<void> addToInbox(const Delivery& delivery, Mailbox& inbox, const std::string& recipient);
     Result<void> noteRefused(Delivery& delivery, const SmtpRefusals& refused);
     void noteAccepted(Delivery& delivery);
     int finishAccepted(Delivery& delivery);
@@ -99,7 +101,9 @@ private:
     int keepInDoubt(Delivery& delivery, const std::string& answer);
 
     // What the stages end with; in Settling.cpp.
+    // Reads the file to its end once, so that a damaged one is found before anything is told to a server.
     Result<Delivery> read(DeliveryJournal::State state);
+    Result<ByteSource> contentOf(const Delivery& delivery);
     Result<void> saveSentCopyAndTidy(Delivery& delivery);
     Result<void> saveDraftForRefused(const Delivery& delivery);
     Result<void> keepForTheRest(Delivery& delivery);

@@ -211,17 +211,18 @@ Result<MessageRef> DeliveryServiceObject::append(std::string_view account, const
     if (!outbox)
         return failure(std::string(kDeliveryErrorDomain), static_cast<int>(DeliveryError::Failed),
                        "This account has no outbox.");
-    auto headers = parseHeaders(message.content);
-    std::string content = message.content;
+    const auto headers = parseHeaders(message.content);
+    std::string more;
+    auto uniqueID = headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier);
     if (!headers->firstMessageIDForKey(MCHeaderKeyMessageId))
-        content.insert(0, "Message-Id: <" + newMessageID(headers->firstAddressForKey(MCHeaderKeyFrom).value_or("")) +
-                              ">\r\n");
-    if (!headers->hasHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier))
-        content.insert(0, std::string(MCHeaderKeyXUniversallyUniqueIdentifier) + ": " + newUniqueIdentifier() + "\r\n");
+        more += "Message-Id: <" + newMessageID(headers->firstAddressForKey(MCHeaderKeyFrom).value_or("")) + ">\r\n";
+    if (!uniqueID) {
+        uniqueID = newUniqueIdentifier();
+        more += std::string(MCHeaderKeyXUniversallyUniqueIdentifier) + ": " + *uniqueID + "\r\n";
+    }
     // What an earlier message of that name was told does not count for this one.
-    records_.forget(
-        parseHeaders(content)->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or(std::string()));
-    auto added = library_.add(*outbox, content, {.seen = true}, RunLoop::main().now());
+    records_.forget(*uniqueID);
+    auto added = library_.addFrom(*outbox, sourceOf(more, sourceOf(message)), {.seen = true}, RunLoop::main().now());
     if (added) statusDidChange();
     return added;
 }

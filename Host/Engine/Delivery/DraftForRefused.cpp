@@ -1,9 +1,11 @@
 #include "Delivery/DraftForRefused.h"
 
+#include <algorithm>
+
 #include "Mail/MessageHeaders.h"
 #include "Mime/Addresses.h"
 #include "Mime/HiddenPictures.h"
-#include "Mime/MessageWriter.h"
+#include "Mime/MessageChanges.h"
 #include "Text/Ascii.h"
 
 namespace qs {
@@ -27,28 +29,20 @@ bool isOfTheSentMessage(std::string_view name) {
 
 }  // namespace
 
-std::string draftForRefused(std::string_view content, const std::map<std::string, std::string>& refused) {
-    const std::string text = withCrLf(content);
-    std::string draft;
-    std::size_t at = 0;
-    while (at < text.size() && !std::string_view(text).substr(at).starts_with("\r\n")) {
-        std::size_t end = text.find("\r\n", at) + 2;
-        while (end < text.size() && (text[end] == ' ' || text[end] == '\t'))
-            end = text.find("\r\n", end) + 2;
-        const std::string_view field = std::string_view(text).substr(at, end - at);
-        at = end;
-        const auto colon = std::min(field.find(':'), field.size());
-        const std::string_view name = trimmedAscii(field.substr(0, colon));
+Result<ByteSource> draftForRefused(std::shared_ptr<const OpenFile> content,
+                                   const std::map<std::string, std::string>& refused,
+                                   const std::filesystem::path& folder) {
+    auto clean = withoutHiddenPictures(std::move(content), folder);
+    if (!clean) return clean;
+    return withChangedHeader(std::move(*clean), [refused](std::string_view field) {
+        const std::string_view name = fieldName(field);
         const auto is = [name](std::string_view other) { return equalsIgnoringCase(name, other); };
-        if (isOfTheSentMessage(name)) continue;
-        if (!is(MCHeaderKeyTo) && !is(MCHeaderKeyCc) && !is(MCHeaderKeyBcc)) {
-            draft += field;
-        } else if (const auto list = refusedOf(field.substr(std::min(colon + 1, field.size())), refused);
-                   !list.empty()) {
-            draft.append(name).append(": ").append(list).append("\r\n");
-        }
-    }
-    return withoutHiddenPictures(draft.append(text, at));
+        if (isOfTheSentMessage(name)) return std::string();
+        if (!is(MCHeaderKeyTo) && !is(MCHeaderKeyCc) && !is(MCHeaderKeyBcc)) return std::string(field);
+        const std::size_t colon = std::min(field.find(':'), field.size() - 1);
+        const std::string list = refusedOf(field.substr(colon + 1), refused);
+        return list.empty() ? list : std::string(name) + ": " + list + "\r\n";
+    });
 }
 
 }  // namespace qs

@@ -14,6 +14,7 @@
 #include "MailLibrary.h"
 #include "Maildir/Maildir.h"
 #include "Mime/Addresses.h"
+#include "Mime/MessageWriter.h"
 #include "Mime/MimeMessage.h"
 #include "Text/Ascii.h"
 
@@ -41,14 +42,17 @@ std::vector<std::string> recipientsOf(const MessageHeaders& headers) {
 }  // namespace
 
 Result<DeliveryServiceObject::Delivery> DeliveryServiceObject::read(DeliveryJournal::State state) {
-    auto content = files_.read(state.claimedFile);
-    if (!content) return failed(content);
-    auto headers = parseHeaders(*content);
+    auto file = files_.open(state.claimedFile);
+    if (!file) return failed(file);
+    const auto start = startOf(sourceOf(*file), kLargestHeader);
+    const auto transmittedSize = start ? lengthOf(transmittedForm(sourceOf(std::move(*file)))) : failed(start);
+    if (!transmittedSize) return failed(transmittedSize);
+    auto headers = parseHeaders(*start);
     Delivery delivery;
+    delivery.transmittedSize = *transmittedSize;
     state.uniqueID = headers->firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or("");
     if (state.uniqueID.empty()) state.uniqueID = MaildirName(state.claimedFile.filename().string()).unique();
     delivery.state = std::move(state);
-    delivery.content = std::move(*content);
     delivery.messageID = headers->firstMessageIDForKey(MCHeaderKeyMessageId).value_or("");
     delivery.subject = headers->firstHeaderForKey(MCHeaderKeySubject).value_or("");
     delivery.to = headers->firstHeaderForKey(MCHeaderKeyTo).value_or("");
@@ -58,13 +62,21 @@ Result<DeliveryServiceObject::Delivery> DeliveryServiceObject::read(DeliveryJour
     return delivery;
 }
 
+Result<ByteSource> DeliveryServiceObject::contentOf(const Delivery& delivery) {
+    auto file = files_.open(delivery.state.claimedFile);
+    if (!file) return failed(file);
+    return sourceOf(std::move(*file));
+}
+
 Result<void> DeliveryServiceObject::saveSentCopyAndTidy(Delivery& delivery) {
     if (delivery.state.stage != Stage::SentCopied) {
         auto sent = library_.mailbox(delivery.state.account, MailboxKind::Sent, true);
         if (!sent) return cannotSettle("There is no mailbox for sent mail.");
         // Named after the claimed file, which is unique: doing it again finds the first.
         const std::string name = "out-" + MaildirName(delivery.state.claimedFile.filename().string()).unique();
-        auto copy = library_.add(*sent, delivery.content, {.seen = true}, RunLoop::main().now(), name);
+        const auto content = contentOf(delivery);
+        if (!content) return failed(content);
+        auto copy = library_.addFrom(*sent, *content, {.seen = true}, RunLoop::main().now(), name);
         if (!copy) return failed(copy);
         if (auto noted = journal_.noteStage(delivery.state, Stage::SentCopied); !noted) return noted;
         delivery.state.stage = Stage::SentCopied;
@@ -81,8 +93,11 @@ Result<void> DeliveryServiceObject::saveDraftForRefused(const Delivery& delivery
     // Doing it again finds the first, and a later attempt's is another one.
     const std::string name = "rest-" + MaildirName(delivery.state.claimedFile.filename().string()).unique() + "-" +
                              std::to_string(delivery.state.attempts);
-    const auto added = library_.add(*drafts, draftForRefused(delivery.content, delivery.state.refused),
-                                    {.seen = true, .draft = true}, RunLoop::main().now(), name);
+    auto file = files_.open(delivery.state.claimedFile);
+    if (!file) return failed(file);
+    const auto draft = draftForRefused(std::move(*file), delivery.state.refused, dataFolder_);
+    if (!draft) return failed(draft);
+    const auto added = library_.addFrom(*drafts, *draft, {.seen = true, .draft = true}, RunLoop::main().now(), name);
     return added ? Result<void>() : failed(added);
 }
 
@@ -121,8 +136,11 @@ Result<void> DeliveryServiceObject::putBack(Delivery& delivery) {
     const std::string unique = MaildirName(file.filename().string()).unique();
     // A power cut during the claim may have left the message in both places.
     const auto twin = maildir.find(unique);
-    const auto twinContent = twin ? files_.read(maildir.pathOf(*twin)) : Result<std::string>();
-    const bool isSame = twin && twinContent && *twinContent == delivery.content;
+    bool isSame = false;
+    if (twin) {
+        const auto here = files_.open(file), there = files_.open(maildir.pathOf(*twin));
+        isSame = here && there && areSame(**here, **there).value_or(false);
+    }
     const std::string name = twin ? MaildirName::newUnique(RunLoop::main().now()) : unique;
     const std::string target = "cur/" + MaildirName(name).withLetters("S").text();
     auto moved = isSame ? files_.remove(file) : files_.renameNew(file, maildir.pathOf(target));

@@ -81,8 +81,8 @@ private:
 
 std::shared_ptr<MessageBody> bodyOf(HostObject& self) {
     const auto* message = dynamic_cast<LibraryMessage*>(&self);
-    const auto content = message ? message->content() : std::nullopt;
-    return content ? std::make_shared<LibraryBody>(MimeMessage::parse(*content)) : nullptr;
+    auto content = message ? message->openContent() : nullptr;
+    return content ? std::make_shared<LibraryBody>(MimeMessage::parse(std::move(content))) : nullptr;
 }
 
 std::optional<std::string> rawSourceOf(HostObject& self) {

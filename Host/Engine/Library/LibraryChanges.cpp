@@ -74,15 +74,24 @@ void LibraryCore::rescanLater(const Work& work) {
     });
 }
 
-Result<MessageRef> LibraryCore::add(Mailbox& mailbox, std::string_view content, MessageFlags flags, Date received,
-                                    std::string_view uniqueName) {
+Result<MessageRef> LibraryCore::addFrom(Mailbox& mailbox, const ByteSource& content, MessageFlags flags, Date received,
+                                        std::string_view uniqueName) {
     const auto box = mailboxNamed(mailbox.identifier());
     if (!box) return failure(libraryError(kMailLibraryNotFound, "The mailbox is not there any more."));
     if (!uniqueName.empty() && !MaildirName::isUsable(uniqueName))
         return failure(libraryError(kMailLibraryInvalidName, "A message can't be kept under this name."));
     const std::string name = uniqueName.empty() ? MaildirName::newUnique(received) : std::string(uniqueName);
-    const bool isWhole = content.size() <= kIndexedBytes;
-    const MessageFacts facts = messageFacts(content.substr(0, kIndexedBytes), isWhole);
+    // One byte more tells whether that is all of it.
+    const auto start = startOf(content, kIndexedBytes + 1);
+    if (!start) return failed(start);
+    const MessageFacts facts =
+        messageFacts(std::string_view(*start).substr(0, kIndexedBytes), start->size() <= kIndexedBytes);
+    std::uint64_t size = start->size();
+    const ByteSource rest = [&](char* buffer, std::size_t room) {
+        auto length = content(buffer, room);
+        if (length) size += *length;
+        return length;
+    };
     const Maildir& maildir = box->maildir();
     std::string file;
     tables::Inserted inserted;
@@ -100,16 +109,19 @@ Result<MessageRef> LibraryCore::add(Mailbox& mailbox, std::string_view content, 
             const bool mayLieThere = !uniqueName.empty() && !reading_->isRead(box->indexed().number);
             auto existing = mayLieThere ? maildir.find(name) : std::nullopt;
             if (!existing) {
-                auto delivered = maildir.deliver(content, name, *letters, received);
+                auto delivered = maildir.deliverFrom(sourceOf(*start, rest), name, *letters, received);
                 // There, but not in the index yet: another program brought it, or the index failed.
                 if (!delivered && delivered.error().code == EEXIST) existing = maildir.find(name);
                 if (!delivered && !existing) return failed(delivered);
                 if (delivered) file = *delivered;
             }
-            if (existing) flags = flagsFromLetters(Maildir::nameOf(*existing).letters(), words);
+            if (existing) {
+                flags = flagsFromLetters(Maildir::nameOf(*existing).letters(), words);
+                if (const auto info = files_.info(maildir.pathOf(*existing))) size = info->size;
+            }
             wasThere = fresh::take(*index, box->indexed().number, name).value_or(false);
             inserted = tables::insert(*index, box->indexed(), name, existing.value_or(file), packedFlags(flags),
-                                      received, content.size(), facts);
+                                      received, size, facts);
             index.commit();
         }
     } catch (const DatabaseFailure& failure) {

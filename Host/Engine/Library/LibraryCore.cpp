@@ -207,8 +207,8 @@ std::filesystem::path LibraryCore::file(std::int64_t id) {
     return moved ? box->maildir().pathOf(*moved) : std::filesystem::path();
 }
 
-Result<std::string> LibraryCore::read(std::int64_t id,
-                                      const std::function<Result<std::string>(const std::filesystem::path&)>& reader) {
+template <class Reader>
+auto LibraryCore::read(std::int64_t id, Reader reader) -> decltype(reader(std::filesystem::path())) {
     const auto row = reading([&](Database& index) { return tables::find(index, id); });
     const auto box = row ? mailboxNumbered(row->mailbox) : nullptr;
     if (!box) return failure(notFound());
@@ -226,6 +226,12 @@ Result<std::string> LibraryCore::content(std::int64_t id) {
     auto content = read(id, [&](const std::filesystem::path& path) { return files_.read(path); });
     if (!content && isNotFetched(content.error())) sendFor(id);
     return content;
+}
+
+Result<std::shared_ptr<const OpenFile>> LibraryCore::openContent(std::int64_t id) {
+    auto opened = read(id, [&](const std::filesystem::path& path) { return files_.open(path); });
+    if (!opened && isNotFetched(opened.error())) sendFor(id);
+    return opened;
 }
 
 Result<std::string> LibraryCore::contentStart(std::int64_t id, std::size_t limit) {

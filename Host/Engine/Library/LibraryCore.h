@@ -71,6 +71,7 @@ public:
     MessageRef messageWithID(std::int64_t id) override;
     std::optional<MessageSummary> summary(std::int64_t id) override;
     Result<std::string> content(std::int64_t id) override;
+    Result<std::shared_ptr<const OpenFile>> openContent(std::int64_t id) override;
     std::filesystem::path file(std::int64_t id) override;
     std::shared_ptr<Mailbox> mailboxWithIdentifier(std::string_view identifier) override;
     std::shared_ptr<Mailbox> mailbox(std::string_view account, MailboxKind kind, bool create) override;
@@ -81,8 +82,8 @@ public:
     Result<std::shared_ptr<Mailbox>> renameMailbox(const Mailbox& mailbox, std::string_view name) override;
     Result<void> removeMailbox(const Mailbox& mailbox) override;
     void accountsDidChange() override;
-    Result<MessageRef> add(Mailbox& mailbox, std::string_view content, MessageFlags flags, Date received,
-                           std::string_view uniqueName) override;
+    Result<MessageRef> addFrom(Mailbox& mailbox, const ByteSource& content, MessageFlags flags, Date received,
+                               std::string_view uniqueName) override;
     Result<void> setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) override;
     Result<void> move(const std::vector<std::int64_t>& ids, Mailbox& to) override;
     Result<void> erase(const std::vector<std::int64_t>& ids) override;
@@ -139,8 +140,8 @@ private:
     SqlSelection selectionOf(const MessageCriterion& criterion, std::string_view search);
     LibraryMessageRef messageFor(std::int64_t id, std::int64_t mailbox, int flags, Date received);
     // Reads the message's file, under its new name when another program has renamed it.
-    Result<std::string> read(std::int64_t id,
-                             const std::function<Result<std::string>(const std::filesystem::path&)>& reader);
+    template <class Reader>
+    auto read(std::int64_t id, Reader reader) -> decltype(reader(std::filesystem::path()));
 
     // The tree
     std::filesystem::path folderOfAccount(std::string_view account) const;
@@ -200,6 +201,7 @@ private:
     Result<std::int64_t> moveListed(Database& index, const IndexedFile& row, const LibraryMailbox& to, Work& work);
     struct Arrival;
     std::map<std::string, MirrorWish> wishesOf(const std::string& account);
+    Result<void> readLarge(Arrival& arrival);  // one that has a file
     Result<void> deliverArrivals(std::vector<Arrival>& arrivals);
     // What was wished for while the file was written.
     Result<void> followWish(Arrival& arrival, const MirrorWish& wish, Work& work);

@@ -33,11 +33,23 @@ bool hasFile(const std::optional<IndexedFile>& row) { return row && !row->isOnly
 struct LibraryCore::Arrival {
     const MirroredArrival* message = nullptr;
     MessageFacts facts;
+    std::uint64_t size = 0;
     LibraryMailboxRef box;
     MirrorWish wish;
     int flags = 0;
     std::string file;  // empty: there was one of that name
 };
+
+Result<void> LibraryCore::readLarge(Arrival& arrival) {
+    const auto& file = arrival.message->file;
+    if (file.empty()) return {};
+    const auto info = files_.info(file);
+    const auto start = info ? files_.readStart(file, kIndexedBytes) : Result<std::string>(failed(info));
+    if (!start) return failed(start);
+    arrival.size = info->size;
+    arrival.facts = messageFacts(*start, info->size <= kIndexedBytes);
+    return {};
+}
 
 Result<void> LibraryCore::deliverArrivals(std::vector<Arrival>& arrivals) {
     std::map<LibraryMailboxRef, std::vector<Arrival*>> byBox;
@@ -49,8 +61,8 @@ Result<void> LibraryCore::deliverArrivals(std::vector<Arrival>& arrivals) {
         for (const Arrival* each : group) {
             auto letters = lettersWithFlags({}, unpackedFlags(each->flags), keywords);
             if (!letters) return failed(letters);
-            deliveries.push_back(
-                {each->message->content, each->message->name, std::move(*letters), each->message->received});
+            deliveries.push_back({each->message->content, each->message->name, std::move(*letters),
+                                  each->message->received, each->message->file});
         }
         auto files = box->maildir().deliverAll(deliveries);
         if (!files) return failed(files);
@@ -101,10 +113,14 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
     std::stable_sort(arrivals.begin(), arrivals.end(), [](const Arrival& one, const Arrival& other) {
         return one.message->received < other.message->received;
     });
+    for (Arrival& each : arrivals)
+        if (auto read = readLarge(each); !read) return read;
     // They are read apart while the disk takes them up.
     auto reading = std::async(std::launch::async, [&] {
         for (Arrival& each : arrivals) {
+            if (!each.message->file.empty()) continue;
             const std::string_view content = each.message->content;
+            each.size = content.size();
             each.facts = messageFacts(content.substr(0, kIndexedBytes), content.size() <= kIndexedBytes);
         }
     });
@@ -122,7 +138,7 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
             if (each.file.empty()) continue;
             work.changed[each.box->indexed().number] = each.box;
             const auto inserted = tables::insert(*index, each.box->indexed(), each.message->name, each.file, each.flags,
-                                                 each.message->received, each.message->content.size(), each.facts);
+                                                 each.message->received, each.size, each.facts);
             if (inserted.isNew && !noteCopy(*box, each.message->name, isNews, work)) arrived.push_back(inserted.row.id);
             if (const auto message = inserted.isNew ? cache_->live(inserted.row.id) : nullptr) {
                 message->setFlags(each.flags);

@@ -34,11 +34,11 @@ Result<std::string> LibraryCore::nameIn(Database& index, const LibraryMailbox& f
         if (known) tables::remove(index, known->seq);  // removed by another program
         return row.name;
     }
-    const auto mine = files_.read(from.maildir().pathOf(row.file));
+    const auto mine = files_.open(from.maildir().pathOf(row.file));
     if (!mine) return failed(mine);
-    const auto other = files_.read(to.maildir().pathOf(*file));
+    const auto other = files_.open(to.maildir().pathOf(*file));
     // An earlier move was cut off between the copy and the removal.
-    isThere = other && *mine == *other;
+    isThere = other && areSame(**mine, **other).value_or(false);
     return isThere ? row.name : MaildirName::newUnique(row.delivered);
 }
 
@@ -46,9 +46,9 @@ Result<std::string> LibraryCore::copyAcross(const LibraryMailbox& from, const In
                                             const LibraryMailbox& to, const std::string& name,
                                             const std::string& letters) {
     const auto original = from.maildir().pathOf(row.file);
-    const auto content = files_.read(original);
+    auto content = files_.open(original);
     if (!content) return failed(content);
-    auto copied = to.maildir().deliver(*content, name, letters, row.delivered);
+    auto copied = to.maildir().deliverFrom(sourceOf(std::move(*content)), name, letters, row.delivered);
     if (!copied) return copied;
     if (const auto removed = files_.remove(original); !removed && removed.error().code != ENOENT) {
         (void)files_.remove(to.maildir().pathOf(*copied));  // else it would be in both

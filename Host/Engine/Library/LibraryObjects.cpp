@@ -360,6 +360,16 @@ std::optional<std::string> LibraryMessage::content() const {
     return {};
 }
 
+std::shared_ptr<const OpenFile> LibraryMessage::openContent() const {
+    const auto library = library_.lock();
+    if (!library) return nullptr;
+    auto content = library->openContent(id_);
+    if (const auto outside = fileOutside(); !content && !outside.empty()) content = library->files().open(outside);
+    if (content) return std::move(*content);
+    logDebug("a message can't be read: " + content.error().description);
+    return nullptr;
+}
+
 std::shared_ptr<MessageHeaders> LibraryMessage::headers() const {
     const auto library = library_.lock();
     if (!library) return nullptr;

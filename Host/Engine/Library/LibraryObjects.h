@@ -123,7 +123,8 @@ public:
     int numberOfAttachments() const override { return details().attachments; }
     std::string snippet() const override { return details().snippet; }
 
-    std::optional<std::string> content() const;  // all of it; nothing when it is gone
+    std::optional<std::string> content() const;           // all of it; nothing when it is gone
+    std::shared_ptr<const OpenFile> openContent() const;  // likewise
 
     // For the library.
     void setFlags(int packedFlags) { flags_ = packedFlags; }

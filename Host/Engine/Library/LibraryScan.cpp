@@ -166,12 +166,12 @@ void LibraryCore::settleTwice(const LibraryMailbox& mailbox, Database& index, co
         const MaildirName name = Maildir::nameOf(file);
         Query row = index.query("SELECT file FROM found WHERE name = ?", {name.unique()});
         if (!row.step() || !files_.exists(maildir.pathOf(file))) continue;
-        const auto one = files_.read(maildir.pathOf(row.text())), other = files_.read(maildir.pathOf(file));
+        const auto one = files_.open(maildir.pathOf(row.text())), other = files_.open(maildir.pathOf(file));
         if (!one) {
             index.run("UPDATE found SET file = ? WHERE name = ?", {file, name.unique()});
             continue;
         }
-        if (!other || *one == *other || mailbox.isOthers()) continue;
+        if (!other || areSame(**one, **other).value_or(true) || mailbox.isOthers()) continue;
         const std::string own =
             MaildirName::newUnique(RunLoop::mainIfInstalled() ? RunLoop::mainIfInstalled()->now() : Date{});
         const std::string renamed = "cur/" + MaildirName(own + ":2,").withLetters(name.letters()).text();

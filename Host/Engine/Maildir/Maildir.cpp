@@ -30,8 +30,22 @@ bool Maildir::exists() const {
 
 Result<std::string> Maildir::deliver(std::string_view content, std::string_view unique, std::string_view letters,
                                      Date received) const {
-    const std::filesystem::path temporary = root_ / "tmp" / MaildirName::newUnique(received);
+    const std::filesystem::path temporary = newTemporary(received);
     if (auto written = files_->writeNew(temporary, content); !written) return failed(written);
+    return moveIn(temporary, unique, letters, received);
+}
+
+Result<std::string> Maildir::deliverFrom(const ByteSource& content, std::string_view unique, std::string_view letters,
+                                         Date received) const {
+    const std::filesystem::path temporary = newTemporary(received);
+    if (auto written = files_->writeNewFrom(temporary, content); !written) return failed(written);
+    return moveIn(temporary, unique, letters, received);
+}
+
+std::filesystem::path Maildir::newTemporary(Date now) const { return root_ / "tmp" / MaildirName::newUnique(now); }
+
+Result<std::string> Maildir::moveIn(const std::filesystem::path& temporary, std::string_view unique,
+                                    std::string_view letters, Date received) const {
     files_->setModified(temporary, received);
     std::string file = folderFor(letters) + "/" + MaildirName(unique).withLetters(letters).text();
     if (auto moved = files_->renameNew(temporary, root_ / file); !moved) {
@@ -47,20 +61,23 @@ Result<std::string> Maildir::deliver(std::string_view content, std::string_view 
 }
 
 Result<std::vector<std::string>> Maildir::deliverAll(const std::vector<Delivery>& messages) const {
-    std::vector<FileToWrite> temporaries;
-    for (const Delivery& each : messages)
-        temporaries.push_back({root_ / "tmp" / MaildirName::newUnique(each.received), each.content});
-    if (auto written = files_->writeAllNew(temporaries); !written) return failed(written);
+    std::vector<std::filesystem::path> temporaries;
+    std::vector<FileToWrite> toWrite;
+    for (const Delivery& each : messages) {
+        temporaries.push_back(each.temporary.empty() ? newTemporary(each.received) : each.temporary);
+        if (each.temporary.empty()) toWrite.push_back({temporaries.back(), each.content});
+    }
+    if (auto written = files_->writeAllNew(toWrite); !written) return failed(written);
     std::vector<std::string> delivered;
     std::set<std::string> folders;
     Result<void> result;
     for (std::size_t i = 0; i < messages.size(); ++i) {
         const Delivery& each = messages[i];
         std::string file = folderFor(each.letters) + "/" + MaildirName(each.unique).withLetters(each.letters).text();
-        files_->setModified(temporaries[i].file, each.received);
-        auto moved = result ? files_->renameNew(temporaries[i].file, root_ / file) : result;
+        files_->setModified(temporaries[i], each.received);
+        auto moved = result ? files_->renameNew(temporaries[i], root_ / file) : result;
         if (moved) folders.insert(folderFor(each.letters));
-        if (!moved) (void)files_->remove(temporaries[i].file);
+        if (!moved) (void)files_->remove(temporaries[i]);
         if (!moved && moved.error().code == EEXIST)
             file.clear();
         else if (!moved)

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/ByteSource.h"
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
 #include "Maildir/MaildirName.h"
@@ -36,12 +37,18 @@ public:
     // in new/ or cur/. A failure leaves nothing. The file's date becomes `received`, for other programs.
     Result<std::string> deliver(std::string_view content, std::string_view unique, std::string_view letters,
                                 Date received) const;
+    // The same of any size, from its source.
+    Result<std::string> deliverFrom(const ByteSource& content, std::string_view unique, std::string_view letters,
+                                    Date received) const;
+    // A new name for a file that somebody writes there himself, to deliver it later; swept like any other.
+    std::filesystem::path newTemporary(Date now) const;
     // As deliver() for each, with one sync of the disk for all of them. Answers their files, in order; an empty one for
     // a message whose name was taken. After a failure some of the messages may be there, whole.
     struct Delivery {
         std::string_view content;
         std::string unique, letters;
         Date received;
+        std::filesystem::path temporary = {};  // instead of the content: its file in tmp/, synced
     };
     Result<std::vector<std::string>> deliverAll(const std::vector<Delivery>& messages) const;
     // Gives the file these letters and moves it to cur/. Not yet synced: a power cut may leave the old name. The same
@@ -62,6 +69,9 @@ public:
     static MaildirName nameOf(std::string_view file) { return MaildirName(file.substr(file.find('/') + 1)); }
 
 private:
+    Result<std::string> moveIn(const std::filesystem::path& temporary, std::string_view unique,
+                               std::string_view letters, Date received) const;
+
     std::filesystem::path root_;
     FileSystem* files_;
 };

@@ -10,7 +10,6 @@ namespace qs {
 
 namespace {
 
-constexpr std::size_t kLargestHeader = std::size_t{1} << 20;  // all fields together, in bytes
 constexpr int kMostFields = 2000;
 
 bool holdsAddresses(std::string_view name) {

@@ -4,8 +4,9 @@
 
 #include <memory>
 
+#include "Foundation/SpoolFile.h"
 #include "Html/HtmlDocument.h"
-#include "Mime/MessageWriter.h"
+#include "Mime/MimeStream.h"
 #include "Mime/MimeText.h"
 #include "Text/Ascii.h"
 
@@ -49,19 +50,23 @@ void clean(GMimeObject*, GMimeObject* part, gpointer isChanged) {
 
 }  // namespace
 
-std::string withoutHiddenPictures(std::string_view content) {
+Result<ByteSource> withoutHiddenPictures(std::shared_ptr<const OpenFile> content, const std::filesystem::path& folder) {
     startMimeLibrary();
-    const Owned<GMimeStream> stream(g_mime_stream_mem_new_with_buffer(content.data(), content.size()));
+    const auto source = std::make_shared<MimeSource>();
+    source->file = content;
+    const Owned<GMimeStream> stream(newMimeStream(source));
     const Owned<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
     const Owned<GMimeMessage> message(g_mime_parser_construct_message(parser.get(), nullptr));
-    if (!message) return std::string(content);
     bool isChanged = false;
-    g_mime_message_foreach(message.get(), clean, &isChanged);
-    if (!isChanged) return std::string(content);
-    const Owned<GMimeStream> memory(g_mime_stream_mem_new());
-    g_mime_object_write_to_stream(GMIME_OBJECT(message.get()), nullptr, memory.get());
-    const GByteArray* bytes = g_mime_stream_mem_get_byte_array(GMIME_STREAM_MEM(memory.get()));
-    return withCrLf({reinterpret_cast<const char*>(bytes->data), bytes->len});
+    if (message) g_mime_message_foreach(message.get(), clean, &isChanged);
+    if (!isChanged) return sourceOf(std::move(content));
+    auto made = SpoolFile::make(folder);
+    if (!made) return failed(made);
+    const std::shared_ptr<SpoolFile> spool = std::move(*made);
+    const Owned<GMimeStream> aside(newMimeStream(*spool));
+    if (g_mime_object_write_to_stream(GMIME_OBJECT(message.get()), nullptr, aside.get()) < 0 || source->isBroken)
+        return failure("Mail", 1, "The message can't be put together anew.");
+    return [spool, read = spool->content().read](char* buffer, std::size_t size) { return read(buffer, size); };
 }
 
 }  // namespace qs

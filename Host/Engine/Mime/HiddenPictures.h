@@ -2,12 +2,17 @@
 // message that they were put into. Thread-safe.
 #pragma once
 
-#include <string>
-#include <string_view>
+#include <filesystem>
+#include <memory>
+
+#include "Foundation/ByteSource.h"
 
 namespace qs {
 
-// The message without them; unchanged, byte for byte, when there are none. CR LF line ends.
-std::string withoutHiddenPictures(std::string_view content);
+class OpenFile;
+
+// The message without them; unchanged, byte for byte, when there are none. A changed one is put aside in the folder
+// while it is read.
+Result<ByteSource> withoutHiddenPictures(std::shared_ptr<const OpenFile> message, const std::filesystem::path& folder);
 
 }  // namespace qs

@@ -3,15 +3,20 @@
 #include <gmime/gmime.h>
 
 #include <algorithm>
+#include <limits>
+#include <map>
 
+#include "Foundation/Assertion.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Format.h"
 #include "Html/HtmlDocument.h"
 #include "Mail/MessageHeaders.h"
 #include "Mime/Addresses.h"
 #include "Mime/FileNames.h"
+#include "Mime/MessageChanges.h"
 #include "Mime/MimeText.h"
 #include "Text/Ascii.h"
+#include "Text/Base64.h"
 #include "Text/MailHeaderDate.h"
 #include "Text/Utf8.h"
 
@@ -26,6 +31,7 @@ template <class T>
 using Owned = std::unique_ptr<T, Unref>;
 
 constexpr std::size_t kLongestLine = 998;
+constexpr std::uint64_t kLargePart = std::uint64_t{1} << 20;  // bytes; larger ones are not held
 
 // Whether it can travel as it stands: ASCII, short lines, nothing at a line's border that a server changes.
 bool isPlainEnough(std::string_view text, std::size_t longestLine) {
@@ -68,26 +74,54 @@ bool isMimeToken(std::string_view text) {
     });
 }
 
-Owned<GMimeObject> attachmentPart(const ComposeAttachment& attachment, const std::string& content) {
-    const std::size_t slash = std::min(attachment.mimeType.find('/'), attachment.mimeType.size());
-    std::string type = attachment.mimeType.substr(0, slash);
-    std::string subtype = slash < attachment.mimeType.size() ? attachment.mimeType.substr(slash + 1) : "";
-    auto encoding = GMIME_CONTENT_ENCODING_BASE64;
-    const std::string text = withLineFeeds(content);
-    // A message inside a message must not be encoded; one that can't travel bare goes as a plain file.
-    const bool isMessage = equalsIgnoringCase(attachment.mimeType, "message/rfc822");
-    const bool isBare = isMessage && isPlainEnough(text, kLongestLine);
-    if (isBare) encoding = GMIME_CONTENT_ENCODING_7BIT;
-    if (!isMimeToken(type) || !isMimeToken(subtype) || (isMessage && !isBare) ||
-        equalsIgnoringCase(type, "multipart")) {
-        type = "application";
-        subtype = "octet-stream";
-    }
-    Owned<GMimeObject> part = partWith(isBare ? text : content, type.c_str(), subtype.c_str(), encoding);
-    g_mime_object_set_disposition(part.get(), attachment.isInline ? "inline" : "attachment");
+// Stands for a large attachment until the message is put together: a line that nobody else writes.
+struct Placeholder {
+    std::string line;
+    std::shared_ptr<const OpenFile> file;
+};
+
+void describe(GMimeObject* part, const ComposeAttachment& attachment) {
+    g_mime_object_set_disposition(part, attachment.isInline ? "inline" : "attachment");
     const std::string name = safeFileName(attachment.fileName);
-    if (!name.empty()) g_mime_part_set_filename(GMIME_PART(part.get()), name.c_str());
-    if (attachment.isInline) g_mime_object_set_content_id(part.get(), attachment.identifier.c_str());
+    if (!name.empty()) g_mime_part_set_filename(GMIME_PART(part), name.c_str());
+    if (attachment.isInline) g_mime_object_set_content_id(part, attachment.identifier.c_str());
+}
+
+struct MediaType {
+    std::string type = "application", subtype = "octet-stream";
+};
+
+MediaType mediaTypeOf(const ComposeAttachment& attachment) {
+    const std::size_t slash = std::min(attachment.mimeType.find('/'), attachment.mimeType.size());
+    MediaType media{attachment.mimeType.substr(0, slash),
+                    slash < attachment.mimeType.size() ? attachment.mimeType.substr(slash + 1) : ""};
+    if (!isMimeToken(media.type) || !isMimeToken(media.subtype) || equalsIgnoringCase(media.type, "multipart"))
+        return {};
+    return media;
+}
+
+bool isMessage(const ComposeAttachment& attachment) {
+    return equalsIgnoringCase(attachment.mimeType, "message/rfc822");
+}
+
+Owned<GMimeObject> largePart(const ComposeAttachment& attachment, const Placeholder& placeholder) {
+    const MediaType media = mediaTypeOf(attachment);
+    Owned<GMimeObject> part =
+        partWith(placeholder.line + "\n", media.type.c_str(), media.subtype.c_str(), GMIME_CONTENT_ENCODING_BASE64);
+    // As if it were in Base64 already, it is written as it is.
+    g_mime_data_wrapper_set_encoding(g_mime_part_get_content(GMIME_PART(part.get())), GMIME_CONTENT_ENCODING_BASE64);
+    describe(part.get(), attachment);
+    return part;
+}
+
+Owned<GMimeObject> attachmentPart(const ComposeAttachment& attachment, const std::string& content) {
+    // A message inside a message must not be encoded; one that can't travel bare goes as a plain file.
+    const std::string text = isMessage(attachment) ? withLineFeeds(content) : std::string();
+    const bool isBare = isMessage(attachment) && isPlainEnough(text, kLongestLine);
+    const MediaType media = isMessage(attachment) && !isBare ? MediaType() : mediaTypeOf(attachment);
+    Owned<GMimeObject> part = partWith(isBare ? text : content, media.type.c_str(), media.subtype.c_str(),
+                                       isBare ? GMIME_CONTENT_ENCODING_7BIT : GMIME_CONTENT_ENCODING_BASE64);
+    describe(part.get(), attachment);
     return part;
 }
 
@@ -108,16 +142,26 @@ Error cannotRead(const ComposeAttachment& attachment, const Error& cause) {
 }
 
 // plain | alternative(plain, related(html, pictures...)), and around it mixed(..., attachments...)
-Result<Owned<GMimeObject>> bodyOf(const ComposeContents& contents, bool asPlainText) {
+Result<Owned<GMimeObject>> bodyOf(const ComposeContents& contents, bool asPlainText,
+                                  std::vector<Placeholder>& placeholders) {
     const bool hasHtml = !contents.html.empty() && !asPlainText;
     std::vector<Owned<GMimeObject>> forms, related, mixed, files;
     if (hasHtml) related.push_back(textPart(contents.html, "html"));
     for (ComposeAttachment attachment : contents.attachments) {
-        auto content = FileSystem::real().read(attachment.file);
-        if (!content) return failure(cannotRead(attachment, content.error()));
+        auto file = FileSystem::real().open(attachment.file);
+        if (!file) return failure(cannotRead(attachment, file.error()));
         attachment.isInline = attachment.isInline && hasHtml && !attachment.identifier.empty() &&
                               contents.html.find("cid:" + attachment.identifier) != std::string::npos;
-        (attachment.isInline ? related : files).push_back(attachmentPart(attachment, *content));
+        auto& list = attachment.isInline ? related : files;
+        // A message that is attached has to be looked at as a whole.
+        if ((*file)->size() > kLargePart && !isMessage(attachment)) {
+            placeholders.push_back({"QS" + newUniqueIdentifier(), std::move(*file)});
+            list.push_back(largePart(attachment, placeholders.back()));
+            continue;
+        }
+        const auto content = startOf(sourceOf(std::move(*file)), std::numeric_limits<std::size_t>::max());
+        if (!content) return failure(cannotRead(attachment, content.error()));
+        list.push_back(attachmentPart(attachment, *content));
     }
     const bool derivesText = contents.plainText.empty() && !contents.html.empty();
     forms.push_back(textPart(derivesText ? HtmlDocument(contents.html).plainText() : contents.plainText, "plain"));
@@ -174,18 +218,64 @@ std::string octetsOf(const MessageHeaders& headers, GMimeObject* body) {
     return std::string(reinterpret_cast<const char*>(bytes->data), bytes->len);
 }
 
+// Each line goes, and its place is remembered.
+void takeOut(const std::vector<Placeholder>& placeholders, OutgoingMessage& message) {
+    std::map<std::size_t, const Placeholder*> byPlace;
+    for (const Placeholder& each : placeholders)
+        byPlace[message.content.find(each.line + "\r\n")] = &each;
+    std::size_t gone = 0;
+    for (const auto& [place, each] : byPlace) {
+        assertThat(place != std::string::npos, "A large attachment has no place in its message.");
+        message.content.erase(place - gone, each->line.size() + 2);
+        message.largeParts.push_back({place - gone, each->file});
+        gone += each->line.size() + 2;
+    }
+}
+
+// Base64 in lines of 76 characters, each of which holds 57 bytes.
+ByteChange asBase64Lines() {
+    return [waiting = std::string()](std::string_view piece, std::string& out) mutable {
+        constexpr std::size_t kLine = 57;
+        waiting.append(piece);
+        std::string_view rest = waiting;
+        for (; rest.size() >= kLine || (piece.empty() && !rest.empty());
+             rest.remove_prefix(std::min(kLine, rest.size())))
+            out.append(base64EncodedString(rest.substr(0, kLine))).append("\r\n");
+        waiting.erase(0, waiting.size() - rest.size());
+    };
+}
+
 }  // namespace
+
+ByteSource sourceOf(const OutgoingMessage& message) {
+    std::vector<ByteSource> pieces;
+    std::size_t start = 0;
+    for (const auto& [place, file] : message.largeParts) {
+        pieces.push_back(sourceOf(std::string_view(message.content).substr(start, place - start)));
+        pieces.push_back(changed(sourceOf(file), asBase64Lines()));
+        start = place;
+    }
+    pieces.push_back(sourceOf(std::string_view(message.content).substr(start)));
+    return [pieces = std::move(pieces), now = std::size_t{0}](char* buffer,
+                                                              std::size_t size) mutable -> Result<std::size_t> {
+        for (; now < pieces.size(); ++now)
+            if (auto length = pieces[now](buffer, size); !length || *length > 0) return length;
+        return std::size_t{0};
+    };
+}
 
 Result<std::shared_ptr<OutgoingMessage>> MessageWriter::write(const ComposeContents& contents,
                                                               std::shared_ptr<MessageHeaders> headers, bool isDraft,
                                                               bool shouldBePlainText, Date now) const {
     startMimeLibrary();
     // A draft keeps its HTML whatever it will be sent as, so that editing goes on where it stopped.
-    auto body = bodyOf(contents, shouldBePlainText && !isDraft);
+    std::vector<Placeholder> placeholders;
+    auto body = bodyOf(contents, shouldBePlainText && !isDraft, placeholders);
     if (!body) return failed(body);
     addMissing(*headers, now);
     auto message = std::make_shared<OutgoingMessage>();
     message->content = withCrLf(octetsOf(*headers, body->get()));
+    takeOut(placeholders, *message);
     message->headers = std::move(headers);
     return message;
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "Compose/ComposeBackEnd.h"
+#include "Foundation/ByteSource.h"
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
 
@@ -22,10 +23,11 @@ public:
                                                    bool shouldBePlainText, Date now) const;
 };
 
-// Every kind of line end as CR LF, one at the end too; no NUL.
-std::string withCrLf(std::string_view text);
+// All of a message, with its large parts. The message must outlive it.
+ByteSource sourceOf(const OutgoingMessage& message);
 // What goes to a server or another's inbox: without Bcc and the unique id, every line ended by CR LF.
 std::string transmittedForm(std::string_view content);
+ByteSource transmittedForm(ByteSource content);
 // A new Message-Id without brackets, in the domain of the address.
 std::string newMessageID(std::string_view fromAddress);
 std::string newUniqueIdentifier();  // an upper-case UUID

@@ -11,6 +11,7 @@
 #include "Html/HtmlDocument.h"
 #include "Mail/MessageHeaders.h"
 #include "Mime/FileNames.h"
+#include "Mime/MimeStream.h"
 #include "Mime/MimeText.h"
 #include "Text/Ascii.h"
 #include "Text/Charsets.h"
@@ -23,6 +24,7 @@ namespace {
 
 constexpr int kDeepest = 40;
 constexpr int kMostParts = 1000;
+constexpr std::size_t kMostShownAsItIs = std::size_t{16} << 20;  // of what is no mail, in bytes
 
 struct Unref {
     void operator()(gpointer object) const { g_object_unref(object); }
@@ -45,25 +47,40 @@ std::string bytesOf(GMimeStream* memory) {
 }
 
 // The content without its transfer encoding.
-std::string decodedContent(GMimeObject* part) {
-    const Owned<GMimeStream> memory(g_mime_stream_mem_new());
+void writeDecoded(GMimeObject* part, GMimeStream* to) {
     if (GMIME_IS_MESSAGE_PART(part)) {
         if (GMimeMessage* message = g_mime_message_part_get_message(GMIME_MESSAGE_PART(part)))
-            g_mime_object_write_to_stream(GMIME_OBJECT(message), nullptr, memory.get());
+            g_mime_object_write_to_stream(GMIME_OBJECT(message), nullptr, to);
     } else if (GMIME_IS_PART(part)) {
         if (GMimeDataWrapper* content = g_mime_part_get_content(GMIME_PART(part)))
-            g_mime_data_wrapper_write_to_stream(content, memory.get());
+            g_mime_data_wrapper_write_to_stream(content, to);
     }
+}
+
+std::string decodedContent(GMimeObject* part) {
+    const Owned<GMimeStream> memory(g_mime_stream_mem_new());
+    writeDecoded(part, memory.get());
     return bytesOf(memory.get());
 }
 
 std::uint64_t decodedSize(GMimeObject* part) {
-    if (!GMIME_IS_PART(part)) return decodedContent(part).size();
-    GMimeDataWrapper* content = g_mime_part_get_content(GMIME_PART(part));
-    if (!content) return 0;
     const Owned<GMimeStream> nowhere(g_mime_stream_null_new());
-    g_mime_data_wrapper_write_to_stream(content, nowhere.get());
+    writeDecoded(part, nowhere.get());
     return GMIME_STREAM_NULL(nowhere.get())->written;
+}
+
+// Decoded while it is read. On a stream of its own, as the part's may be read by others.
+ByteSource decodingSource(GMimeDataWrapper* content) {
+    GMimeStream* const encoded = g_mime_data_wrapper_get_stream(content);
+    const Owned<GMimeStream> own(g_mime_stream_substream(encoded, encoded->bound_start, encoded->bound_end));
+    const std::shared_ptr<GMimeStream> decoding(g_mime_stream_filter_new(own.get()), Unref());
+    const Owned<GMimeFilter> filter(g_mime_filter_basic_new(g_mime_data_wrapper_get_encoding(content), FALSE));
+    g_mime_stream_filter_add(GMIME_STREAM_FILTER(decoding.get()), filter.get());
+    return [decoding](char* buffer, std::size_t size) -> Result<std::size_t> {
+        const ssize_t length = g_mime_stream_read(decoding.get(), buffer, size);
+        if (length < 0) return failure("Mail", 1, "The attachment can't be read.");
+        return static_cast<std::size_t>(length);
+    };
 }
 
 // All that stands behind "cid:" in a text.
@@ -84,16 +101,21 @@ struct Segment {
 
 class ParsedMessage : public MimeMessage {
 public:
-    explicit ParsedMessage(std::string_view content) : headers_(parseHeaders(content)) {
+    explicit ParsedMessage(std::shared_ptr<const OpenFile> file) : source_(std::make_shared<MimeSource>()) {
         startMimeLibrary();
-        parse(content);
+        const auto start = startOf(sourceOf(file), kLargestHeader).value_or("");
+        headers_ = parseHeaders(start);
+        source_->file = std::move(file);
+        parse(start.starts_with("From "));
         if (message_ && g_mime_message_get_mime_part(message_.get())) {
             GMimeObject* root = g_mime_message_get_mime_part(message_.get());
             walk(root, GMIME_IS_MULTIPART(root) ? "" : "1", 0, false);
         } else {
             note("This message cannot be read as mail; it is shown as it is.");
-            body_.push_back({{}, withLineFeeds(utf8FromCharset(content, ""))});
+            const auto content = startOf(sourceOf(source_->file), kMostShownAsItIs);
+            body_.push_back({{}, withLineFeeds(utf8FromCharset(content.value_or(""), ""))});
         }
+        if (source_->isBroken) damage_ = "Parts of this message can't be read from the disk.";
         markInline();
     }
 
@@ -126,6 +148,17 @@ public:
         return decodedContent(found->second);
     }
 
+    std::optional<SizedSource> partSource(std::string_view part) const override {
+        const auto found = parts_.find(part);
+        const auto facts = std::ranges::find(attachments_, part, &MimePart::part);
+        if (found == parts_.end() || facts == attachments_.end()) return {};
+        GMimeDataWrapper* const content =
+            GMIME_IS_PART(found->second) ? g_mime_part_get_content(GMIME_PART(found->second)) : nullptr;
+        if (content) return SizedSource(facts->size, decodingSource(content));
+        // A message within the message has to be put together.
+        return SizedSource(facts->size, sourceOf(openText(partContent(part).value_or(""))));
+    }
+
 private:
     void note(std::string_view sentence) {
         if (damage_.empty()) damage_ = sentence;
@@ -139,14 +172,14 @@ private:
             message.note("The parts of this message cannot be told apart.");
     }
 
-    void parse(std::string_view content) {
-        const Owned<GMimeStream> stream(g_mime_stream_mem_new_with_buffer(content.data(), content.size()));
+    void parse(bool isMbox) {
+        const Owned<GMimeStream> stream(newMimeStream(source_));
         const Owned<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
         GMimeParserOptions* options = g_mime_parser_options_new();
         static const char* kFallbacks[] = {"utf-8", "windows-1252", nullptr};
         g_mime_parser_options_set_fallback_charsets(options, kFallbacks);
         g_mime_parser_options_set_warning_callback(options, &ParsedMessage::warned, this);
-        if (content.starts_with("From ")) g_mime_parser_set_format(parser.get(), GMIME_FORMAT_MBOX);
+        if (isMbox) g_mime_parser_set_format(parser.get(), GMIME_FORMAT_MBOX);
         message_.reset(g_mime_parser_construct_message(parser.get(), options));
         g_mime_parser_options_free(options);
     }
@@ -270,6 +303,7 @@ private:
 
     static constexpr std::string_view kTooDeep = "The parts of this message are nested too deeply to be shown.";
 
+    const std::shared_ptr<MimeSource> source_;
     std::shared_ptr<MessageHeaders> headers_;
     Owned<GMimeMessage> message_;
     std::map<std::string, GMimeObject*, std::less<>> parts_;
@@ -283,7 +317,10 @@ private:
 }  // namespace
 
 std::shared_ptr<MimeMessage> MimeMessage::parse(std::string_view content) {
-    return std::make_shared<ParsedMessage>(content);
+    return std::make_shared<ParsedMessage>(openText(std::string(content)));
+}
+std::shared_ptr<MimeMessage> MimeMessage::parse(std::shared_ptr<const OpenFile> file) {
+    return std::make_shared<ParsedMessage>(std::move(file));
 }
 
 }  // namespace qs

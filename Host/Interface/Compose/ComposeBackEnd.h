@@ -13,6 +13,7 @@ namespace qs {
 
 class MailAccount;
 class MessageHeaders;
+class OpenFile;
 
 enum class ComposeMode { New, Reply, ReplyAll, Forward, Draft };
 
@@ -24,10 +25,16 @@ struct ComposeAttachment {
     bool isInline = false;
 };
 
-// A finished message, ready for a mailbox or a server: the octets with CR LF line ends.
+// A finished message, ready for a mailbox or a server: the octets with CR LF line ends. Large attachments are not among
+// them, only the places where they belong.
 struct OutgoingMessage {
     std::shared_ptr<MessageHeaders> headers;
     std::string content;
+    struct LargePart {
+        std::size_t place = 0;                 // in `content`
+        std::shared_ptr<const OpenFile> file;  // written there in Base64
+    };
+    std::vector<LargePart> largeParts = {};  // in the order of their places
 };
 
 // The body as the editor holds it.

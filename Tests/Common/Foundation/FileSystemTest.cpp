@@ -52,6 +52,40 @@ private:
     TornDisk torn_;
 };
 
+TEST_P(EveryFileSystem, WritesAndReadsInPieces) {
+    std::string content;
+    for (int i = 0; i < 40'000; ++i)
+        content += std::to_string(i);
+    ASSERT_TRUE(files().writeNewFrom(root() / "a", sourceOf(content)));
+    ASSERT_TRUE(files().writeNew(root() / "b", content));
+    ASSERT_TRUE(files().writeNew(root() / "c", content.substr(0, content.size() - 1) + "x"));
+    EXPECT_EQ(codeOf(files().writeNewFrom(root() / "a", sourceOf("other"))), EEXIST);
+    const auto a = files().open(root() / "a"), b = files().open(root() / "b"), c = files().open(root() / "c");
+    ASSERT_TRUE(a && b && c);
+    EXPECT_EQ((*a)->size(), content.size());
+    EXPECT_EQ(areSame(**a, **b), true);
+    EXPECT_EQ(areSame(**a, **c), false);
+    EXPECT_EQ(areSame(**a, *openText(content + "x")), false);
+
+    ASSERT_TRUE(files().remove(root() / "a"));
+    EXPECT_EQ(startOf(sourceOf(*a), content.size() * 2), content) << "an open file outlives its name";
+    std::string piece(10, ' ');
+    EXPECT_EQ((*a)->readAt(content.size() - 4, piece.data(), piece.size()), 4u);
+    EXPECT_EQ(piece.substr(0, 4), content.substr(content.size() - 4));
+    EXPECT_EQ((*a)->readAt(content.size() + 4, piece.data(), piece.size()), 0u);
+    EXPECT_EQ(codeOf(files().open(root() / "a")), ENOENT);
+    EXPECT_NE(codeOf(files().open(root())), 0);
+}
+
+TEST_P(EveryFileSystem, ASourceThatBreaksLeavesNoFile) {
+    const std::string start(200'000, 'x');
+    const auto written = files().writeNewFrom(
+        root() / "a",
+        sourceOf(start, [](char*, std::size_t) -> Result<std::size_t> { return failure("test", 7, "no"); }));
+    EXPECT_EQ(codeOf(written), 7);
+    EXPECT_FALSE(files().exists(root() / "a"));
+}
+
 TEST_P(EveryFileSystem, WritesManyFilesOrNone) {
     for (const int count : {3, 30}) {
         std::vector<FileToWrite> all;

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include "Foundation/FileSystem.h"
 #include "Mime/MimeMessage.h"
+#include "Support/TemporaryFolder.h"
 
 namespace qs {
 
@@ -27,9 +29,18 @@ std::string tracked(const std::string& picture) {
 
 }  // namespace
 
-TEST(DraftForRefused, LeavesBehindWhatBelongsToTheSentMessage) {
-    const std::string draft = draftForRefused(
-        tracked("<im=\r\ng width=3D\"0\" height=3D\"0\" src=3D\"https://watch.example/p\" id=3D\"Pixel\">"), kRefused);
+class DraftForRefused : public ::testing::Test {
+protected:
+    std::string draftOf(const std::string& message) {
+        const auto draft = draftForRefused(openText(message), kRefused, folder_.path());
+        return draft ? startOf(*draft, 100'000).value() : draft.error().description;
+    }
+    TemporaryFolder folder_;
+};
+
+TEST_F(DraftForRefused, LeavesBehindWhatBelongsToTheSentMessage) {
+    const std::string draft =
+        draftOf(tracked("<im=\r\ng width=3D\"0\" height=3D\"0\" src=3D\"https://watch.example/p\" id=3D\"Pixel\">"));
     EXPECT_THAT(draft, AllOf(HasSubstr("To: Eve <eve@x.example>\r\n"), HasSubstr("Subject: Minutes\r\n"),
                              HasSubstr("X-Priority: 1\r\n"), HasSubstr("In-Reply-To: <0@x.example>\r\n")));
     EXPECT_THAT(draft, AllOf(Not(HasSubstr("ben@")), Not(HasSubstr("1@x.example>\r\nX-")), Not(HasSubstr("program")),
@@ -41,9 +52,9 @@ TEST(DraftForRefused, LeavesBehindWhatBelongsToTheSentMessage) {
                 AllOf(HasSubstr("Grüße"), HasSubstr("cid:1"), HasSubstr("https://x.example/logo.png")));
 }
 
-TEST(DraftForRefused, TouchesNoBodyThatHidesNothing) {
+TEST_F(DraftForRefused, TouchesNoBodyThatHidesNothing) {
     const std::string message = tracked("");
-    EXPECT_THAT(draftForRefused(message, kRefused), ::testing::EndsWith(message.substr(message.find("\r\n\r\n"))));
+    EXPECT_THAT(draftOf(message), ::testing::EndsWith(message.substr(message.find("\r\n\r\n"))));
 }
 
 }  // namespace qs

@@ -8,6 +8,7 @@
 #include "DeliveryFixture.h"
 #include "Foundation/FileSystem.h"
 #include "HeldFiles.h"
+#include "Support/MeasuredFiles.h"
 
 namespace qs {
 namespace {
@@ -98,6 +99,36 @@ TEST_F(Submission, WhatTheServerAnswersDecides) {
         EXPECT_THAT(server_.violations(), IsEmpty());
         close();
     }
+}
+
+// The same for a server and for an inbox here: on the whole way nobody holds it.
+TEST_F(Submission, AMessageOfAnySizePassesInPieces) {
+    MeasuredFiles measured;
+    files_ = &measured;
+    openAndStart();
+    constexpr std::size_t kSize = 40'000'000;
+    std::string body;
+    for (int line = 0; body.size() < kSize; ++line)
+        body += ".line " + std::to_string(line) + "\r\n";
+    const std::string mail = testMail("sam", "ben@example.org, eve@x.example", "1", "Bcc: d@x.example\r\n", body);
+    for (const char* account : {"sam", "ada"}) {
+        OutgoingMessage message;
+        message.content = mail;
+        ASSERT_TRUE(deliveries().append(account, message));
+        measured.forget();
+        server_.add({.stage = SmtpStage::Recipient, .match = "eve@", .reply = "550 5.1.1 nobody"});
+        walk();
+        EXPECT_GT(measured.largest(), 0u);
+        EXPECT_LE(measured.largest(), 4u << 20) << account;
+        EXPECT_TRUE(content(account, MailboxKind::Sent) == mail);
+        EXPECT_THAT(content(account, MailboxKind::Drafts).substr(0, 200), HasSubstr("To: eve@x.example\r\n"));
+        EXPECT_TRUE(content(account, MailboxKind::Drafts).ends_with(body));
+    }
+    ASSERT_EQ(server_.received().size(), 1u);
+    EXPECT_THAT(server_.received()[0].content.substr(0, 400), Not(HasSubstr("Bcc")));
+    EXPECT_TRUE(server_.received()[0].content.ends_with("\r\n\r\n" + body));
+    EXPECT_TRUE(content("ben", MailboxKind::Inbox) == server_.received()[0].content);
+    close();
 }
 
 TEST_F(Submission, ServersRefuseSingleRecipients) {

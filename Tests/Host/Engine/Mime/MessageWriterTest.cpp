@@ -5,9 +5,11 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 #include "Mail/MessageHeaders.h"
 #include "Mime/Addresses.h"
+#include "Mime/MessageChanges.h"
 #include "Mime/MimeMessage.h"
 
 namespace qs {
@@ -150,6 +152,34 @@ TEST_F(MessageWriterTest, NothingBreaksOutOfAHeader) {
     EXPECT_THAT(content, Not(HasSubstr("\r\nBcc:")));
 }
 
+// They are put in while the message is read, wherever they stand among the others.
+TEST_F(MessageWriterTest, LargeAttachmentsAreNotHeld) {
+    std::string large;
+    for (int i = 0; large.size() < 3'000'000; ++i)
+        large += std::to_string(i) + "\r\n.\n";
+    const std::string larger = large + "and more";
+    ComposeContents contents;
+    contents.html = "<p>See <img src=\"cid:id3@local\"></p>";
+    contents.attachments = {attach("b.bin", "application/x-test", large), attach("a.txt", "text/plain", "small"),
+                            attach("c.png", "image/png", larger, true), attach("Odd Größe.bin", "no type", larger)};
+    const auto written = MessageWriter().write(contents, headers_, false, false, kNow);
+    ASSERT_TRUE(written);
+    EXPECT_LT((*written)->content.size(), 10'000u);
+    const std::string whole = startOf(sourceOf(**written), 100'000'000).value();
+    EXPECT_EQ(withCrLf(whole), whole);
+    const auto read = MimeMessage::parse(whole);
+    EXPECT_EQ(read->damage(), "");
+    std::map<std::string, std::string> found;
+    for (const MimePart& part : read->attachments()) {
+        found[part.fileName] = read->partContent(part.part).value();
+        EXPECT_EQ(part.isInline, part.fileName == "c.png");
+    }
+    EXPECT_TRUE(found == (std::map<std::string, std::string>{
+                             {"a.txt", "small"}, {"b.bin", large}, {"c.png", larger}, {"Odd Größe.bin", larger}}));
+    for (std::size_t line = 0, end = 0; (end = whole.find("\r\n", line)) != std::string::npos; line = end + 2)
+        ASSERT_LE(end - line, 998u);
+}
+
 TEST_F(MessageWriterTest, AMissingAttachmentIsAnErrorNotALoss) {
     ComposeContents contents;
     contents.attachments = {attach("a.txt", "text/plain", "x")};
@@ -157,6 +187,11 @@ TEST_F(MessageWriterTest, AMissingAttachmentIsAnErrorNotALoss) {
     const auto written = MessageWriter().write(contents, headers_, false, false, kNow);
     ASSERT_FALSE(written);
     EXPECT_THAT(written.error().description, HasSubstr("“a.txt”"));
+}
+
+// However the pieces are cut, it is the same message.
+ByteSource byteByByte(std::string_view text) {
+    return [whole = sourceOf(text)](char* buffer, std::size_t) { return whole(buffer, 1); };
 }
 
 TEST(TransmittedForm, CutsWhatStaysHereAndMendsLineEnds) {
@@ -173,8 +208,14 @@ TEST(TransmittedForm, CutsWhatStaysHereAndMendsLineEnds) {
              Case{"bare ends", "A: 1\n\na\rb\nc\r\n\r\nd", "A: 1\r\n\r\na\r\nb\r\nc\r\n\r\nd\r\n"},
              Case{"control characters leave the header", std::string("A: 1\x01\x02\x00\n\nx", 10), "A: 1\r\n\r\nx\r\n"},
              Case{"a header without a body", "A: 1", "A: 1\r\n"},
-         })
+             Case{"a blind copy without a body", "A: 1\nBcc: x", "A: 1\r\n"},
+             Case{"no header", "\nBcc: x", "\r\nBcc: x\r\n"},
+             Case{"nothing but blanks", " x", " x\r\n"},
+             Case{"nothing", "", ""},
+         }) {
         EXPECT_EQ(transmittedForm(c.before), c.after) << c.why;
+        EXPECT_EQ(startOf(transmittedForm(byteByByte(c.before)), 1000), c.after) << c.why << ", byte by byte";
+    }
 }
 
 TEST(UniqueIdentifiers, HaveTheirFormAndDiffer) {

@@ -5,9 +5,11 @@
 
 #include <random>
 
+#include "Foundation/FileSystem.h"
 #include "Mail/MessageHeaders.h"
 #include "Mime/FileNames.h"
 #include "Mime/MimeText.h"
+#include "Text/Base64.h"
 #include "Text/Utf8.h"
 
 namespace qs {
@@ -118,6 +120,56 @@ TEST(MimeMessage, GivesTheContentOfParts) {
     EXPECT_EQ(message->attachments().front().contentID, "pic@x");
     EXPECT_EQ(message->partContent("4"), std::nullopt);
     EXPECT_EQ(message->partContent("../1"), std::nullopt);
+}
+
+// Several at once, in steps of any size, and longer than the message is needed for anything else.
+TEST(MimeMessage, GivesPartsPieceByPiece) {
+    std::string file;
+    for (int i = 0; file.size() < 300'000; ++i)
+        file += std::to_string(i) + "\r\n";
+    const std::string encoded = "Content-Type: application/zip; name=\"a.zip\"\r\nContent-Transfer-Encoding: base64\r\n"
+                                "\r\n" +
+                                base64EncodedStringWithLineBreaks(file) + "\r\n";
+    const std::string message = "Content-Type: message/rfc822\r\n\r\n" + withHeader("text/plain", "inner\r\n");
+    auto read = MimeMessage::parse(multipart("mixed", {kPlain, encoded, kFile, message}));
+    const auto parts = read->attachments();
+    ASSERT_EQ(parts.size(), 3u);
+    const auto one = read->partSource(parts[0].part), same = read->partSource(parts[0].part);
+    const auto pdf = read->partSource(parts[1].part), inner = read->partSource(parts[2].part);
+    EXPECT_FALSE(read->partSource("9"));
+    ASSERT_TRUE(one && same && pdf && inner);
+    EXPECT_EQ(one->size, file.size());
+    const std::string innerContent = read->partContent(parts[2].part).value();
+    EXPECT_EQ(read->partContent(parts[0].part), file);
+    read.reset();
+    std::string first, second, piece(777, ' ');
+    for (std::size_t length = 1; length > 0;) {
+        length = one->read(piece.data(), piece.size()).value();
+        first.append(piece, 0, length);
+        second.append(piece, 0, same->read(piece.data(), 5).value());
+    }
+    EXPECT_TRUE(first == file);
+    EXPECT_TRUE(file.starts_with(second));
+    EXPECT_EQ(startOf(pdf->read, 100), "PDF");
+    EXPECT_EQ(pdf->size, 3u);
+    EXPECT_EQ(startOf(inner->read, 1000), innerContent);
+    EXPECT_EQ(inner->size, innerContent.size());
+}
+
+TEST(MimeMessage, SaysWhenTheDiskFails) {
+    struct BrokenFile : OpenFile {
+        std::uint64_t size() const override { return 500'000; }
+        Result<std::size_t> readAt(std::uint64_t place, char* buffer, std::size_t room) const override {
+            static const std::string start = withHeader("text/plain", std::string(200'000, 'x'));
+            if (place >= 100'000) return failure("test", 5, "The disk reported a fault.");
+            const std::size_t length = std::min({room, start.size() - place, 100'000 - place});
+            std::copy_n(start.data() + place, length, buffer);
+            return length;
+        }
+    };
+    const auto read = MimeMessage::parse(std::make_shared<BrokenFile>());
+    EXPECT_NE(read->damage(), "");
+    EXPECT_THAT(read->plainBody().value_or(""), HasSubstr("xxxx"));
 }
 
 TEST(MimeMessage, ShowsDamagedMailAsFarAsItCan) {
