@@ -59,8 +59,8 @@ public:
                 }));
         http_->start({
             .refuse = [this](const HttpServerRequest& head) { return refuse(head); },
-            .bodyLimit =
-                [](const HttpServerRequest& head) { return isAttachmentUpload(head) ? kAttachmentLimit : kSmallBody; },
+            .bodyLimit = [](const HttpServerRequest&) { return kSmallBody; },
+            .takeBody = [this](const HttpServerRequest& head) { return attachmentUpload(*application_, head); },
             .respondLater = [this](const HttpServerRequest& request, const auto& reply) { respond(request, reply); },
             .acceptLive = [this](const HttpServerRequest& head) { return acceptLive(head); },
             .openLive = [this](std::shared_ptr<LiveChannel> channel) { openLive(std::move(channel)); },

@@ -4,7 +4,11 @@
 #include <charconv>
 
 #include "BundleLoader.h"
+#include "Compose/AttachmentFolder.h"
 #include "ComposeWindow.h"
+#include "Foundation/FileSystem.h"
+#include "Foundation/SpoolFile.h"
+#include "HttpServer/HttpServer.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
 #include "MailLibrary.h"
@@ -32,18 +36,19 @@ std::vector<std::string> pieces(std::string_view path) {
 HttpServerResponse notFound() { return HttpServerResponse::text(404, "That is gone."); }
 
 // Never shown in our own origin, whatever it says it is.
-HttpServerResponse download(std::string content, std::string_view name) {
+HttpServerResponse download(SizedSource content, std::string_view name) {
     return {200,
             {{"Content-Type", "application/octet-stream"},
              {"Content-Disposition", "attachment; filename*=UTF-8''" + urlEncodedString(name)},
              {"Content-Security-Policy", "default-src 'none'; sandbox"}},
+            {},
             std::move(content)};
 }
 
 HttpServerResponse part(const MimeMessage& message, const std::string& number) {
     for (const auto& each : message.attachments())
         if (each.part == number)
-            if (auto content = message.partContent(number)) return download(std::move(*content), each.fileName);
+            if (auto content = message.partSource(number)) return download(std::move(*content), each.fileName);
     return notFound();
 }
 
@@ -54,10 +59,13 @@ void answerMessageRoute(MailApplication& application, ResourceProxy& proxy, cons
     const auto& text = path[1];
     if (std::from_chars(text.data(), text.data() + text.size(), id).ptr != text.data() + text.size())
         return reply(notFound());
-    auto content = application.engine().library().content(id);
+    auto content = application.engine().library().openContent(id);
     if (!content) return reply(HttpServerResponse::text(404, content.error().description));
     if (path.size() == 3 && path[2] == "source")
-        return reply({200, {{"Content-Type", "text/plain; charset=utf-8"}}, std::move(*content)});
+        return reply({200,
+                      {{"Content-Type", "text/plain; charset=utf-8"}},
+                      {},
+                      SizedSource((*content)->size(), sourceOf(*content))});
     const std::shared_ptr<const MimeMessage> message = MimeMessage::parse(*content);
     if (path.size() == 3 && path[2] == "body")
         return answerMessageBody(application, proxy, id, message, request.queryValue("remote") == "1", reply);
@@ -79,22 +87,51 @@ std::string decodedFileName(std::string_view encoded) {
     return name;
 }
 
-// /compose/<window>/attachments and /compose/<window>/attachments/<id>
+// POST /compose/<window>/attachments
+class AttachmentUpload : public HttpBodySink {
+public:
+    AttachmentUpload(MailApplication& application, std::string window, const HttpServerRequest& head)
+        : application_(application),
+          window_(std::move(window)),
+          fileName_(decodedFileName(head.header("X-File-Name"))),
+          isInline_(head.header("X-Inline") == "1"),
+          file_(SpoolFile::make(application.engine().dataFolder())) {}
+
+    Result<void> take(std::string_view piece) override {
+        if (!file_) return failed(file_);
+        // One byte more is enough to be refused.
+        taken_ = (*file_)->append(piece.substr(0, static_cast<std::size_t>(kLargestAttachment + 1 - (*file_)->size())));
+        return taken_;
+    }
+
+    HttpServerResponse end() override {
+        const auto window = application_.composeWindow(window_);
+        if (!window) return notFound();
+        if (!file_ || !taken_)
+            return HttpServerResponse::text(422, (file_ ? taken_.error() : file_.error()).description);
+        const auto added = window->addAttachmentFrom(fileName_, (*file_)->content(), isInline_);
+        if (!added) return HttpServerResponse::text(422, added.error().description);
+        return HttpServerResponse::json(json::serialize(json::object{{"id", *added}}));
+    }
+
+private:
+    MailApplication& application_;
+    const std::string window_, fileName_;
+    const bool isInline_;
+    const Result<std::unique_ptr<SpoolFile>> file_;
+    Result<void> taken_;
+};
+
+// /compose/<window>/attachments/<id>
 HttpServerResponse composeRoute(MailApplication& application, const HttpServerRequest& request,
                                 const std::vector<std::string>& path) {
     auto window = application.composeWindow(path[1]);
     if (!window) return notFound();
-    if (request.method == "POST" && path.size() == 3) {
-        auto added = window->addAttachment(decodedFileName(request.header("X-File-Name")), request.body,
-                                           request.header("X-Inline") == "1");
-        if (!added) return HttpServerResponse::text(422, added.error().description);
-        return HttpServerResponse::json(json::serialize(json::object{{"id", *added}}));
-    }
     if (request.method == "GET" && path.size() == 4)
         for (const auto& attachment : window->attachments())
             if (attachment.identifier == path[3])
-                if (auto content = window->attachmentContent(path[3]))
-                    return download(std::move(*content), attachment.fileName);
+                if (auto content = window->openAttachment(path[3]))
+                    return download({(*content)->size(), sourceOf(*content)}, attachment.fileName);
     return notFound();
 }
 
@@ -111,9 +148,10 @@ HttpServerResponse image(const BundleLoader& bundles, std::string name) {
 
 }  // namespace
 
-bool isAttachmentUpload(const HttpServerRequest& head) {
+std::unique_ptr<HttpBodySink> attachmentUpload(MailApplication& application, const HttpServerRequest& head) {
     const auto path = pieces(head.path);
-    return head.method == "POST" && path.size() == 3 && path[0] == "compose" && path[2] == "attachments";
+    if (head.method != "POST" || path.size() != 3 || path[0] != "compose" || path[2] != "attachments") return nullptr;
+    return std::make_unique<AttachmentUpload>(application, path[1], head);
 }
 
 bool answerMailRoute(MailApplication& application, const BundleLoader& bundles, ResourceProxy& proxy,

@@ -2,23 +2,22 @@
 // checked by whoever calls.
 #pragma once
 
-#include <cstdint>
 #include <functional>
+#include <memory>
 
 #include "HttpServer/HttpTypes.h"
 
 namespace qs {
 
 class BundleLoader;
+class HttpBodySink;
 class MailApplication;
 class ResourceProxy;
-
-inline constexpr std::uint64_t kAttachmentLimit = 64ull * 1024 * 1024;  // bytes
 
 // Whether the path is one of these. If it is, `reply` is called once, perhaps later.
 bool answerMailRoute(MailApplication& application, const BundleLoader& bundles, ResourceProxy& proxy,
                      const HttpServerRequest& request, const std::function<void(HttpServerResponse)>& reply);
-// A request that brings an attachment.
-bool isAttachmentUpload(const HttpServerRequest& head);
+// Takes what a request brings that attaches a file; null for any other.
+std::unique_ptr<HttpBodySink> attachmentUpload(MailApplication& application, const HttpServerRequest& head);
 
 }  // namespace qs

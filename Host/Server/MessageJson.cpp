@@ -95,7 +95,7 @@ struct Parsed {
 std::shared_ptr<MimeMessage> parsedMessage(MailLibrary& library, std::int64_t id) {
     static Parsed last;
     if (last.id == id && last.message) return last.message;
-    auto content = library.content(id);
+    const auto content = library.openContent(id);
     if (!content) return nullptr;
     last = {id, MimeMessage::parse(*content)};
     return last.message;

@@ -12,12 +12,14 @@
 #include <vector>
 
 #include "Compose/ComposeController.h"
+#include "Foundation/ByteSource.h"
 #include "Foundation/Result.h"
 #include "Models/Form.h"
 
 namespace qs {
 
 class MailApplication;
+class OpenFile;
 
 struct ComposeRequest {
     ComposeMode mode = ComposeMode::New;
@@ -73,9 +75,14 @@ public:
     virtual bool isBusy() const = 0;
 
     virtual void update(const ComposeUpdate& update) = 0;
-    virtual Result<std::string> addAttachment(std::string_view fileName, std::string_view content, bool isInline) = 0;
+    // Answers the attachment's id.
+    Result<std::string> addAttachment(std::string_view fileName, std::string_view content, bool isInline) {
+        return addAttachmentFrom(fileName, content, isInline);
+    }
+    virtual Result<std::string> addAttachmentFrom(std::string_view fileName, const SizedSource& content,
+                                                  bool isInline) = 0;
     virtual void removeAttachment(std::string_view identifier) = 0;
-    virtual Result<std::string> attachmentContent(std::string_view identifier) = 0;
+    virtual Result<std::shared_ptr<const OpenFile>> openAttachment(std::string_view identifier) = 0;
     // As the send button does: through the runtime, so that a plug-in's chain runs first. What is wrong (no recipients,
     // an address that can't be one, no account) comes as an alert.
     virtual void send() = 0;

@@ -54,7 +54,7 @@ std::shared_ptr<WebDocument> displayedDocument(std::string html) {
 }
 
 std::shared_ptr<WebDocument> documentOfMessage(MailLibrary& library, Message& message) {
-    const auto source = library.content(message.libraryID());
+    const auto source = library.openContent(message.libraryID());
     const auto body = bodyOf(message);
     if (!source || !body) return nullptr;
     const auto parsed = MimeMessage::parse(*source);

@@ -8,6 +8,7 @@
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
@@ -69,13 +70,23 @@ HttpServerRequest requestFrom(const http::request<Body>& message, const tcp::end
 }
 
 // What every answer carries, whatever it is about.
-void addCommonHeaders(http::response<http::string_body>& message) {
+void addCommonHeaders(http::response_header<>& message) {
     message.set(http::field::cache_control, "no-store");
     message.set("X-Content-Type-Options", "nosniff");
     message.set("Referrer-Policy", "no-referrer");
     message.set("Cross-Origin-Opener-Policy", "same-origin");
     message.set("Cross-Origin-Resource-Policy", "same-origin");
     message.set("X-Frame-Options", "DENY");
+}
+
+http::response<http::empty_body> headOf(const HttpServerResponse& response, unsigned version, bool keepAlive) {
+    http::response<http::empty_body> head{static_cast<http::status>(response.status), version};
+    addCommonHeaders(head);
+    for (const auto& [name, value] : response.headers)
+        head.set(name, value);
+    head.keep_alive(keepAlive);
+    head.content_length(response.largeBody->size);
+    return head;
 }
 
 http::response<http::string_body> messageFrom(HttpServerResponse response, unsigned version, bool keepAlive) {
@@ -250,6 +261,9 @@ private:
             upgrade = parser.release();
             co_return false;
         }
+        std::unique_ptr<HttpBodySink> sink;
+        if (handlers->takeBody) sink = handlers->takeBody(head);
+        if (sink) co_return co_await receive(stream, buffer, parser, std::move(sink));
         const auto limit = handlers->bodyLimit(head);
         if (parser.content_length() && *parser.content_length() > limit) {
             co_await write(stream, messageFrom(HttpServerResponse::text(413, "That is too large."), version, false));
@@ -272,7 +286,32 @@ private:
             response = answer(*handlers, request);
         }
         keepAlive = keepAlive && !isStopping_;
+        if (response.largeBody) co_return co_await writeInPieces(stream, std::move(response), version, keepAlive);
         co_return co_await write(stream, messageFrom(std::move(response), version, keepAlive)) && keepAlive;
+    }
+
+    // All of the body is read, also one that is not wanted: a browser hears no answer before it has sent everything.
+    asio::awaitable<bool> receive(Stream& stream, beast::flat_buffer& buffer, Parser& head,
+                                  std::unique_ptr<HttpBodySink> sink) {
+        auto alive = alive_;
+        http::request_parser<http::buffer_body> parser(std::move(head));
+        parser.body_limit(boost::none);
+        std::string piece(kPieceBytes, '\0');
+        bool isTaken = true;
+        while (!parser.is_done()) {
+            auto& body = parser.get().body();
+            body.data = piece.data();
+            body.size = piece.size();
+            stream.expires_after(transferTime_);
+            error_code error;
+            co_await http::async_read(stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
+            if (error == http::error::need_buffer) error = {};
+            if (error || !*alive) co_return false;
+            const std::string_view came = std::string_view(piece).substr(0, piece.size() - body.size);
+            isTaken = isTaken && sink->take(came).has_value();
+        }
+        const bool keepAlive = parser.get().keep_alive() && !isStopping_;
+        co_return co_await write(stream, messageFrom(sink->end(), parser.get().version(), keepAlive)) && keepAlive;
     }
 
     static asio::awaitable<HttpServerResponse> laterAnswer(const HttpHandlers& handlers, HttpServerRequest request) {
@@ -320,6 +359,32 @@ private:
         co_await http::async_write(stream, message, asio::redirect_error(asio::use_awaitable, error));
         if (message.need_eof() || error) stream.socket().shutdown(tcp::socket::shutdown_send, error);
         co_return !error && !message.need_eof();
+    }
+
+    // One that can't be read to its end is cut short, which the other side sees by the length.
+    asio::awaitable<bool> writeInPieces(Stream& stream, HttpServerResponse response, unsigned version, bool keepAlive) {
+        const auto time = transferTime_;  // for each piece
+        const auto head = headOf(response, version, keepAlive);
+        http::response_serializer<http::empty_body> serializer(head);
+        error_code error;
+        stream.expires_after(time);
+        co_await http::async_write_header(stream, serializer, asio::redirect_error(asio::use_awaitable, error));
+        std::string piece(kPieceBytes, '\0');
+        std::uint64_t left = response.largeBody->size;
+        while (left > 0 && !error) {
+            const auto length = response.largeBody->read(
+                piece.data(), static_cast<std::size_t>(std::min<std::uint64_t>(left, piece.size())));
+            if (!length || *length == 0) {
+                logError("An answer is cut short: " + (length ? "It ends too early." : length.error().description));
+                break;
+            }
+            left -= *length;
+            stream.expires_after(time);
+            co_await asio::async_write(stream, asio::buffer(piece.data(), *length),
+                                       asio::redirect_error(asio::use_awaitable, error));
+        }
+        if (left > 0 || error || !keepAlive) stream.socket().shutdown(tcp::socket::shutdown_send, error);
+        co_return left == 0 && !error && keepAlive;
     }
 
     asio::awaitable<void> serveLive(Stream stream, tcp::endpoint peer, http::request<http::string_body> request) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Foundation/Result.h"
@@ -14,10 +15,23 @@
 
 namespace qs {
 
+// Takes the body of one request piece by piece. Main thread. When the body does not come whole, it is destroyed without
+// end().
+class HttpBodySink {
+public:
+    virtual ~HttpBodySink() = default;
+    // After a failure the rest is dropped as it comes.
+    virtual Result<void> take(std::string_view piece) = 0;
+    // The answer, whether everything could be taken or not.
+    virtual HttpServerResponse end() = 0;
+};
+
 struct HttpHandlers {
     // Asked with the head alone, before a body is read: an answer refuses the request.
     std::function<std::optional<HttpServerResponse>(const HttpServerRequest& head)> refuse;
     std::function<std::uint64_t(const HttpServerRequest& head)> bodyLimit;  // bytes
+    // Where the body of such a request goes, whatever its size; null: into the request, as far as the limit allows.
+    std::function<std::unique_ptr<HttpBodySink>(const HttpServerRequest& head)> takeBody = {};
     std::function<HttpServerResponse(const HttpServerRequest& request)> respond;
     // Instead of `respond`, where an answer takes work elsewhere: `reply` may be called at any time from any thread,
     // once. Without a call the request stays open as long as the server.

@@ -6,10 +6,13 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "Foundation/ByteSource.h"
 
 namespace qs {
 
@@ -34,6 +37,7 @@ struct HttpServerResponse {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
+    std::optional<SizedSource> largeBody = {};  // instead of `body`: read on the main thread while it is sent
 
     static HttpServerResponse text(int status, std::string_view sentence);
     static HttpServerResponse json(std::string body);

@@ -7,13 +7,14 @@
 #include "Foundation/Log.h"
 #include "Mime/FileNames.h"
 #include "Mime/MessageWriter.h"
+#include "Text/ByteCount.h"
 #include "Text/MimeTypes.h"
 
 namespace qs {
 namespace {
 
-constexpr std::size_t kLargestAttachment = 100u << 20;
-constexpr std::size_t kLargestTogether = 200u << 20;
+constexpr std::uint64_t kLargestTogether = 1'000'000'000;  // bytes
+constexpr std::size_t kPictureStart = 4096;                // bytes that tell what kind it is
 constexpr std::size_t kMostAttachments = 500;
 
 tl::unexpected<Error> attachmentFailure(AttachmentError code, std::string sentence) {
@@ -24,34 +25,39 @@ tl::unexpected<Error> attachmentFailure(AttachmentError code, std::string senten
 
 Result<void> AttachmentFolder::make() { return files_.makeFolder(folder_); }
 
-Result<ComposeAttachment> AttachmentFolder::add(std::string_view fileName, std::string_view content,
-                                                std::string mimeType, bool isInline) {
+Result<ComposeAttachment> AttachmentFolder::addFrom(std::string_view fileName, const SizedSource& content,
+                                                    std::string mimeType, bool isInline) {
     ComposeAttachment added;
     added.fileName = safeFileName(fileName);
     if (added.fileName.empty()) added.fileName = "Attachment";
-    std::size_t together = content.size();
+    std::uint64_t together = content.size;
     for (const ComposeAttachment& other : attachments_)
         together += other.size;
-    if (content.size() > kLargestAttachment || together > kLargestTogether)
-        return attachmentFailure(AttachmentError::TooLarge,
-                                 stringWithFormat("“%@” is too large to be attached.", {added.fileName}));
+    if (content.size > kLargestAttachment || together > kLargestTogether)
+        return attachmentFailure(
+            AttachmentError::TooLarge,
+            stringWithFormat("“%@” is too large to be attached: one file may have %@, all of a message %@.",
+                             {added.fileName, megabytesText(kLargestAttachment), megabytesText(kLargestTogether)}));
     if (attachments_.size() >= kMostAttachments)
         return attachmentFailure(AttachmentError::TooMany, "The message has too many attachments.");
 
+    const auto start = startOf(content.read, kPictureStart);
+    if (!start) return failed(start);
     added.mimeType = mimeType.empty() ? mimeTypeForFileName(added.fileName) : std::move(mimeType);
     if (isInline) {
-        added.mimeType = pictureTypeOf(content);
+        added.mimeType = pictureTypeOf(*start);
         if (added.mimeType.empty())
             return attachmentFailure(
                 AttachmentError::NoPicture,
                 stringWithFormat("“%@” is not a picture that can stand in the text.", {added.fileName}));
     }
     added.identifier = newUniqueIdentifier();
-    added.size = content.size();
+    added.size = content.size;
     added.isInline = isInline;
     added.file = folder_ / added.identifier;
     if (const auto made = make(); !made) return failed(made);
-    if (const auto written = files_.writeNew(added.file, content); !written) return failed(written);
+    if (const auto written = files_.writeNewFrom(added.file, sourceOf(*start, content.read)); !written)
+        return failed(written);
     attachments_.push_back(added);
     return added;
 }
@@ -70,10 +76,16 @@ const ComposeAttachment* AttachmentFolder::find(std::string_view identifier) con
     return found == attachments_.end() ? nullptr : &*found;
 }
 
-Result<std::string> AttachmentFolder::content(std::string_view identifier) const {
+Result<std::shared_ptr<const OpenFile>> AttachmentFolder::open(std::string_view identifier) const {
     const ComposeAttachment* found = find(identifier);
     if (!found) return attachmentFailure(AttachmentError::Unknown, "The message has no such attachment.");
-    return files_.read(found->file);
+    return files_.open(found->file);
+}
+
+Result<std::string> AttachmentFolder::content(std::string_view identifier) const {
+    const auto file = open(identifier);
+    if (!file) return failed(file);
+    return startOf(sourceOf(*file), kLargestAttachment);
 }
 
 void AttachmentFolder::erase() {

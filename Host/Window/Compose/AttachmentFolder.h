@@ -6,18 +6,22 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Compose/ComposeBackEnd.h"
+#include "Foundation/ByteSource.h"
 #include "Foundation/Result.h"
 
 namespace qs {
 
 class FileSystem;
+class OpenFile;
 
 inline constexpr std::string_view kAttachmentErrorDomain = "Attachments";
+inline constexpr std::uint64_t kLargestAttachment = 500'000'000;  // bytes
 enum class AttachmentError { TooLarge = 1, TooMany, NoPicture, Unknown };
 
 class AttachmentFolder {
@@ -26,10 +30,15 @@ public:
 
     // The name is made safe for showing and saving. Without a type it is found by the name. A picture inside the text
     // must really be one. Nothing is kept after a failure.
+    Result<ComposeAttachment> addFrom(std::string_view fileName, const SizedSource& content, std::string mimeType,
+                                      bool isInline);
     Result<ComposeAttachment> add(std::string_view fileName, std::string_view content, std::string mimeType,
-                                  bool isInline);
+                                  bool isInline) {
+        return addFrom(fileName, content, std::move(mimeType), isInline);
+    }
     bool remove(std::string_view identifier);  // false when there is no such attachment
     Result<std::string> content(std::string_view identifier) const;
+    Result<std::shared_ptr<const OpenFile>> open(std::string_view identifier) const;
     const ComposeAttachment* find(std::string_view identifier) const;
     const std::vector<ComposeAttachment>& all() const { return attachments_; }
 

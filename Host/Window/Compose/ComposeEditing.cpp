@@ -99,10 +99,11 @@ void ComposeSession::senderDidChange(const std::string& sender) {
     }
 }
 
-Result<std::string> ComposeSession::addAttachment(std::string_view fileName, std::string_view content, bool isInline) {
+Result<std::string> ComposeSession::addAttachmentFrom(std::string_view fileName, const SizedSource& content,
+                                                      bool isInline) {
     if (closed_ || busy_)
         return failure("Compose", 2, "The message is being sent, so nothing can be attached any more.");
-    const auto added = attachments_->add(fileName, content, {}, isInline);
+    const auto added = attachments_->addFrom(fileName, content, {}, isInline);
     if (!added) return failed(added);
     touch();
     tellAttachmentsChanged();
@@ -121,8 +122,8 @@ void ComposeSession::removeAttachment(std::string_view identifier) {
     tellAttachmentsChanged();
 }
 
-Result<std::string> ComposeSession::attachmentContent(std::string_view identifier) {
-    return attachments_->content(identifier);
+Result<std::shared_ptr<const OpenFile>> ComposeSession::openAttachment(std::string_view identifier) {
+    return attachments_->open(identifier);
 }
 
 void ComposeSession::tellAttachmentsChanged() {

@@ -8,6 +8,7 @@
 #include "Foundation/Log.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
+#include "Mime/MessageWriter.h"
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
 #include "Text/Ascii.h"
@@ -62,7 +63,7 @@ void ComposeSession::autosave() {
     // The destructor waits for this, so `this` is alive; a completion may come too late.
     work_.add([this, weak = weak_from_this(), account = accountIdentifier(), version = version_, message = *message,
                now = RunLoop::main().now()] {
-        const auto saved = keeper_.save(account, version, message->content, now);
+        const auto saved = keeper_.save(account, version, sourceOf(*message), now);
         RunLoop::main().post([weak, version, saved] {
             const auto self = weak.lock();
             if (!self) return;
@@ -99,7 +100,7 @@ Result<void> ComposeSession::saveDraft() {
     if (!needsSaving()) return {};
     const auto message = build(Purpose::Draft);
     if (!message) return failed(message);
-    const auto saved = keeper_.save(accountIdentifier(), version_, (*message)->content, RunLoop::main().now());
+    const auto saved = keeper_.save(accountIdentifier(), version_, sourceOf(**message), RunLoop::main().now());
     if (!saved) return failed(saved);
     unsavedSince_.reset();
     if (autosaveTimer_) autosaveTimer_->invalidate();

@@ -43,9 +43,10 @@ public:
     std::string statusText() const override { return status_; }
     bool isBusy() const override { return busy_; }
     void update(const ComposeUpdate& update) override;
-    Result<std::string> addAttachment(std::string_view fileName, std::string_view content, bool isInline) override;
+    Result<std::string> addAttachmentFrom(std::string_view fileName, const SizedSource& content,
+                                          bool isInline) override;
     void removeAttachment(std::string_view identifier) override;
-    Result<std::string> attachmentContent(std::string_view identifier) override;
+    Result<std::shared_ptr<const OpenFile>> openAttachment(std::string_view identifier) override;
     void send() override;
     Result<void> saveDraft() override;
     void close(Closing closing) override;

@@ -9,6 +9,7 @@
 #include "Compose/Drafts.h"
 #include "Compose/ReplyText.h"
 #include "Display/Sanitizer.h"
+#include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "HostSettings.h"
 #include "Mail/MailAccount.h"
@@ -47,9 +48,9 @@ public:
     Result<void> takeAttachments() {
         for (const MimePart& part : parts_) {
             if (taken_.contains(part.part)) continue;
-            const auto content = mime_->partContent(part.part);
+            const auto content = mime_->partSource(part.part);
             if (!content) return failure("Mail", 1, "The attachment “" + part.fileName + "” cannot be read.");
-            const auto added = attachments_.add(part.fileName, *content, part.mimeType, false);
+            const auto added = attachments_.addFrom(part.fileName, *content, part.mimeType, false);
             if (!added) return failed(added);
         }
         return {};
@@ -185,7 +186,8 @@ Result<void> startDraft(ComposeStart& start, Source& source) {
 }
 
 // Drafts and held mail are edited themselves; any other message serves as a pattern for a new one.
-void takeAsOriginal(ComposeStart& start, const MessageRef& message, const Source& source, std::string content) {
+void takeAsOriginal(ComposeStart& start, const MessageRef& message, const Source& source,
+                    std::shared_ptr<const OpenFile> content) {
     const auto mailbox = message->mailbox();
     const bool isDraft = mailbox && mailbox->kind() == MailboxKind::Drafts;
     start.isHeld = mailbox && mailbox->kind() == MailboxKind::Outbox;
@@ -217,7 +219,7 @@ Result<ComposeStart> startOf(const ComposeRequest& request, MailEngine& engine, 
         startNew(start, request);
         return start;
     }
-    auto content = engine.library().content(request.message->libraryID());
+    const auto content = engine.library().openContent(request.message->libraryID());
     if (!content) return failed(content);
     Source source(MimeMessage::parse(*content), attachments);
     const bool isAnswer = request.mode != ComposeMode::Draft;
@@ -229,7 +231,7 @@ Result<ComposeStart> startOf(const ComposeRequest& request, MailEngine& engine, 
     case ComposeMode::Forward: filled = startForward(start, source); break;
     case ComposeMode::Draft:
         filled = startDraft(start, source);
-        takeAsOriginal(start, request.message, source, std::move(*content));
+        takeAsOriginal(start, request.message, source, *content);
         break;
     default: startReply(start, source, engine); break;
     }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "MailLibrary.h"
 
@@ -10,10 +11,10 @@ namespace qs {
 DraftKeeper::DraftKeeper(MailLibrary& library, std::optional<OpenedDraft> opened)
     : library_(library), opened_(std::move(opened)), current_(opened_ ? opened_->id : 0) {}
 
-Result<std::int64_t> DraftKeeper::add(const std::string& account, std::string_view content, Date now) {
+Result<std::int64_t> DraftKeeper::add(const std::string& account, const ByteSource& content, Date now) {
     const auto drafts = library_.mailbox(account, MailboxKind::Drafts, true);
     if (!drafts) return failure("Mail", 1, "There is no mailbox for drafts.");
-    const auto added = library_.add(*drafts, content, {.seen = true, .draft = true}, now);
+    const auto added = library_.addFrom(*drafts, content, {.seen = true, .draft = true}, now);
     if (!added) return failed(added);
     return (*added)->libraryID();
 }
@@ -29,7 +30,7 @@ void DraftKeeper::eraseFormer(std::int64_t id) {
     });
 }
 
-Result<void> DraftKeeper::save(const std::string& account, int version, std::string_view content, Date now) {
+Result<void> DraftKeeper::save(const std::string& account, int version, const ByteSource& content, Date now) {
     const std::lock_guard hold(lock_);
     if (ended_ || version <= savedVersion_) return {};
     const auto added = add(account, content, now);
@@ -48,7 +49,7 @@ Result<void> DraftKeeper::revert(Date now) {
     const std::lock_guard hold(lock_);
     if (!ended_ && savedVersion_ > 0) {
         if (opened_) {
-            if (const auto added = add(opened_->account, opened_->content, now); !added) return failed(added);
+            if (const auto added = add(opened_->account, sourceOf(opened_->content), now); !added) return failed(added);
         }
         eraseFormer(std::exchange(current_, 0));
     }

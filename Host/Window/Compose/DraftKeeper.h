@@ -5,24 +5,27 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "Foundation/ByteSource.h"
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
 
 namespace qs {
 
 class MailLibrary;
+class OpenFile;
 
 // The draft that a window was opened from.
 struct OpenedDraft {
     std::int64_t id = 0;
     std::string account;
-    std::string content;  // kept, as the first new version replaces it and the person may want it back
+    // Kept open, as the first new version replaces it and the person may want it back.
+    std::shared_ptr<const OpenFile> content;
 };
 
 class DraftKeeper {
@@ -31,7 +34,7 @@ public:
 
     // Saves a version in the account's Drafts. One that is older than the last saved, or comes after an end, is passed
     // over: background saving may be late. After a failure the former version stands.
-    Result<void> save(const std::string& account, int version, std::string_view content, Date now);
+    Result<void> save(const std::string& account, int version, const ByteSource& content, Date now);
     bool hasSaved() const;  // at least one version, since the window was opened
 
     // The window was given up: what was saved since it was opened goes, and a draft that it was opened from comes back.
@@ -40,7 +43,7 @@ public:
     void end();  // nothing is saved any more
 
 private:
-    Result<std::int64_t> add(const std::string& account, std::string_view content, Date now);
+    Result<std::int64_t> add(const std::string& account, const ByteSource& content, Date now);
     void eraseFormer(std::int64_t id);
 
     MailLibrary& library_;

@@ -37,6 +37,10 @@ protected:
                         {.method = "GET", .path = "/messages/" + std::to_string(id) + "/" + what},
                         [&](HttpServerResponse given) { answer = std::move(given); });
         host_.settle();
+        if (answer && answer->largeBody) {
+            answer->body = startOf(answer->largeBody->read, std::size_t{1} << 30).value();
+            EXPECT_EQ(answer->body.size(), answer->largeBody->size);
+        }
         return answer.value_or(HttpServerResponse{.status = 0});
     }
     std::int64_t receive(std::string_view content) {
