@@ -29,6 +29,9 @@ public:
     // Main thread.
     virtual void whenReadIn(std::function<void()> done) = 0;
     virtual void waitUntilReadIn() = 0;  // or until it is stopped
+    // Messages that come in great numbers are listed at once, but found by their words, and shown with their
+    // beginnings, some time later: until that has come for all.
+    virtual void waitForTexts() = 0;
     // For good. What is being read, also by others, stops within a batch.
     virtual void stopReading() = 0;
     // As MailLibrary::rescan(). False when not all could be read, so that what is missing from the index may lie in the

@@ -12,7 +12,7 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 7;
+constexpr std::int64_t kVersion = 8;
 constexpr int kWriterCache = 8000, kReaderCache = 2000;  // kilobytes
 constexpr std::size_t kIdleReaders = 4;
 
@@ -23,7 +23,9 @@ constexpr std::size_t kIdleReaders = 4;
 // them before a statement that could be taken back by itself, so the statements for many messages are such that fail
 // for good instead (OR FAIL; the whole transaction is given up then), and no trigger puts in the fragments. These, of
 // three characters each, find texts within words; they are kept in the index alone, and found ones are looked at again
-// in the rows. Of each conversation the newest message in a mailbox leads (ConversationLeads.h).
+// in the rows. What of the texts of many messages that came at once is not in either yet is kept in texts_to_come: the
+// header's and the body's (`recipients` are then all of its header), or the body's alone. Of each conversation the
+// newest message in a mailbox leads (ConversationLeads.h).
 constexpr const char* kSchema = R"(
 CREATE TABLE mailboxes(
     number INTEGER PRIMARY KEY, identifier TEXT NOT NULL UNIQUE, account TEXT NOT NULL,
@@ -56,6 +58,7 @@ INSERT INTO words(words, rank) VALUES('hashsize', 16777216), ('automerge', 8);
 CREATE VIRTUAL TABLE fragments USING fts5(
     subject, sender, recipients, content = '', tokenize = 'trigram', detail = column, columnsize = 0);
 INSERT INTO fragments(fragments, rank) VALUES('hashsize', 16777216), ('automerge', 8);
+CREATE TABLE texts_to_come(seq INTEGER PRIMARY KEY, recipients TEXT);
 CREATE TABLE addresses(
     number INTEGER PRIMARY KEY, address TEXT NOT NULL UNIQUE, display TEXT NOT NULL,
     uses INTEGER NOT NULL, last REAL NOT NULL);
@@ -68,7 +71,9 @@ CREATE TRIGGER message_removed AFTER DELETE ON messages BEGIN
     UPDATE mailboxes SET total = total - 1, unread = unread - ((old.flags & 1) = 0) WHERE number = old.mailbox;
     DELETE FROM words WHERE rowid = old.seq;
     INSERT INTO fragments(fragments, rowid, subject, sender, recipients)
-        VALUES('delete', old.seq, folded(old.subject), folded(old.sender), folded(old.recipients));
+        SELECT 'delete', old.seq, folded(old.subject), folded(old.sender), folded(old.recipients)
+        WHERE NOT EXISTS (SELECT 1 FROM texts_to_come WHERE seq = old.seq AND recipients IS NOT NULL);
+    DELETE FROM texts_to_come WHERE seq = old.seq;
 END;
 CREATE TRIGGER message_changed AFTER UPDATE OF mailbox, flags ON messages
     WHEN new.mailbox != old.mailbox OR new.flags != old.flags BEGIN
@@ -83,9 +88,12 @@ CREATE TRIGGER lead_removed AFTER DELETE ON leading BEGIN
 END;
 CREATE TRIGGER message_renumbered AFTER UPDATE OF seq ON messages WHEN new.seq != old.seq BEGIN
     INSERT INTO fragments(fragments, rowid, subject, sender, recipients)
-        VALUES('delete', old.seq, folded(old.subject), folded(old.sender), folded(old.recipients));
+        SELECT 'delete', old.seq, folded(old.subject), folded(old.sender), folded(old.recipients)
+        WHERE NOT EXISTS (SELECT 1 FROM texts_to_come WHERE seq = old.seq AND recipients IS NOT NULL);
     INSERT INTO fragments(rowid, subject, sender, recipients)
-        VALUES(new.seq, folded(new.subject), folded(new.sender), folded(new.recipients));
+        SELECT new.seq, folded(new.subject), folded(new.sender), folded(new.recipients)
+        WHERE NOT EXISTS (SELECT 1 FROM texts_to_come WHERE seq = old.seq AND recipients IS NOT NULL);
+    UPDATE texts_to_come SET seq = new.seq WHERE seq = old.seq;
 END;
 )";
 

@@ -6,6 +6,7 @@
 
 #include "Library/ConversationLeads.h"
 #include "Library/Conversations.h"
+#include "Library/IndexTexts.h"
 #include "Library/ListKey.h"
 #include "Library/SearchText.h"
 #include "Maildir/MaildirFlags.h"
@@ -20,7 +21,6 @@ namespace {
 
 constexpr int kNumberBits = 53;
 constexpr std::size_t kLongestAddressWord = 60, kMostAddressWords = 8;
-constexpr const char* kFileColumns = "seq, id, mailbox, name, file, flags, delivered, sent";
 
 std::int64_t numberFrom(const std::string& text) {
     const std::string digest = SHA256Digest(text);
@@ -29,15 +29,6 @@ std::int64_t numberFrom(const std::string& text) {
         number = number << 8 | static_cast<unsigned char>(digest[i]);
     number >>= 64 - kNumberBits;
     return static_cast<std::int64_t>(std::max<std::uint64_t>(number, 1));
-}
-
-IndexedFile fileFrom(const Query& row) {
-    IndexedFile file{row.integer(0),    row.integer(1),
-                     row.integer(2),    row.text(3),
-                     row.text(4),       static_cast<int>(row.integer(5)),
-                     Date{row.real(6)}, {}};
-    if (row.real(7) > 0) file.sent = Date{row.real(7)};
-    return file;
 }
 
 double shownDate(const IndexedMailbox& mailbox, Date delivered, std::optional<Date> sent) {
@@ -98,17 +89,23 @@ void rememberAddresses(Database& index, const IndexedMailbox& mailbox, const Mes
         rememberAddress(index, each, delivered.secondsSince1970);
 }
 
-// The file of a message has come that was only listed. What its header told stays.
+// What only the whole message tells. What its header told stays.
+void putContents(Database& index, const IndexedMailbox& mailbox, const IndexedFile& row, const MessageFacts& facts) {
+    index.run("UPDATE OR FAIL messages SET snippet = ?, attachments = ?, damage = ? WHERE seq = ?",
+              {facts.snippet, std::int64_t{facts.attachments}, facts.damage, row.seq});
+    rememberAddresses(index, mailbox, facts, row.delivered);
+}
+
+// The file of a message has come that was only listed.
 void fill(Database& index, const IndexedMailbox& mailbox, IndexedFile& row, const std::string& file, int flags,
-          std::uint64_t size, const MessageFacts& facts) {
+          std::uint64_t size, const MessageFacts* facts) {
     row.file = file;
     row.flags = flags;
-    index.run("UPDATE OR FAIL messages SET file = ?, flags = ?, snippet = ?, attachments = ?, size = ?, damage = ? "
-              "WHERE seq = ?",
-              {file, std::int64_t{flags}, facts.snippet, std::int64_t{facts.attachments},
-               static_cast<std::int64_t>(size), facts.damage, row.seq});
-    index.run("UPDATE words SET body = ? WHERE rowid = ?", {wordsApart(facts.body), row.seq});
-    rememberAddresses(index, mailbox, facts, row.delivered);
+    index.run("UPDATE OR FAIL messages SET file = ?, flags = ?, size = ? WHERE seq = ?",
+              {file, std::int64_t{flags}, static_cast<std::int64_t>(size), row.seq});
+    if (!facts) return texts::fillLater(index, row.seq);
+    putContents(index, mailbox, row, *facts);
+    texts::fill(index, row.seq, *facts);
 }
 
 }  // namespace
@@ -148,11 +145,28 @@ void keepOnlyMailboxes(Database& index, const std::vector<std::int64_t>& numbers
         removeMailbox(index, number);
 }
 
+std::string fileColumns(const std::string& table) {
+    std::string columns;
+    for (const char* column : {"seq", "id", "mailbox", "name", "file", "flags", "delivered", "sent"})
+        columns += (columns.empty() ? "" : ", ") + table + column;
+    return columns;
+}
+
+IndexedFile fileFrom(const Query& row) {
+    IndexedFile file{row.integer(0),    row.integer(1),
+                     row.integer(2),    row.text(3),
+                     row.text(4),       static_cast<int>(row.integer(5)),
+                     Date{row.real(6)}, {}};
+    if (row.real(7) > 0) file.sent = Date{row.real(7)};
+    return file;
+}
+
 Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::string& name, const std::string& file,
-                int flags, Date delivered, std::uint64_t size, const MessageFacts& facts) {
+                int flags, Date delivered, std::uint64_t size, const MessageFacts& facts, Text text) {
+    const bool isTextNow = text == Text::Now;
     if (auto known = findByName(index, mailbox.number, name)) {
         const bool isFilled = known->isOnlyListed() && !file.empty();
-        if (isFilled) fill(index, mailbox, *known, file, flags, size, facts);
+        if (isFilled) fill(index, mailbox, *known, file, flags, size, isTextNow ? &facts : nullptr);
         return {std::move(*known), isFilled};
     }
     const std::int64_t id = freeNumber(index, mailbox.identifier, name);
@@ -186,13 +200,15 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
                static_cast<std::int64_t>(size),
                std::int64_t{facts.priority},
                facts.damage});
-    index.run("INSERT INTO fragments(rowid, subject, sender, recipients) VALUES(?, ?, ?, ?)",
-              {seq, foldedCase(facts.subject), foldedCase(facts.sender), foldedCase(facts.recipients)});
-    index.run("INSERT INTO words(rowid, subject, sender, recipients, body) VALUES(?, ?, ?, ?, ?)",
-              {seq, wordsApart(facts.subject), wordsApart(facts.sender), wordsApart(facts.allRecipients),
-               wordsApart(facts.body)});
-    if (!file.empty()) rememberAddresses(index, mailbox, facts, delivered);
+    if (isTextNow) texts::put(index, seq, facts);
+    if (!isTextNow) texts::putLater(index, seq, facts);
+    if (isTextNow && !file.empty()) rememberAddresses(index, mailbox, facts, delivered);
     return {{seq, id, mailbox.number, name, file, flags, delivered, facts.sent}, true};
+}
+
+void takeText(Database& index, const IndexedMailbox& mailbox, const IndexedFile& row, const MessageFacts* facts) {
+    if (facts) putContents(index, mailbox, row, *facts);
+    texts::putWhatWasToCome(index, row.seq, facts);
 }
 
 void setFile(Database& index, std::int64_t seq, const std::string& file, int flags) {
@@ -233,22 +249,22 @@ void remove(Database& index, std::int64_t seq) {
 }
 
 std::optional<IndexedFile> find(Database& index, std::int64_t id) {
-    Query row = index.query(std::string("SELECT ") + kFileColumns + " FROM messages WHERE id = ?", {id});
+    Query row = index.query("SELECT " + fileColumns() + " FROM messages WHERE id = ?", {id});
     if (!row.step()) return {};
     return fileFrom(row);
 }
 
 std::vector<IndexedFile> filesOf(Database& index, std::int64_t mailbox) {
     std::vector<IndexedFile> all;
-    Query row = index.query(std::string("SELECT ") + kFileColumns + " FROM messages WHERE mailbox = ?", {mailbox});
+    Query row = index.query("SELECT " + fileColumns() + " FROM messages WHERE mailbox = ?", {mailbox});
     while (row.step())
         all.push_back(fileFrom(row));
     return all;
 }
 
 std::optional<IndexedFile> findByName(Database& index, std::int64_t mailbox, const std::string& name) {
-    Query row = index.query(std::string("SELECT ") + kFileColumns + " FROM messages WHERE mailbox = ? AND name = ?",
-                            {mailbox, name});
+    Query row =
+        index.query("SELECT " + fileColumns() + " FROM messages WHERE mailbox = ? AND name = ?", {mailbox, name});
     if (!row.step()) return {};
     return fileFrom(row);
 }

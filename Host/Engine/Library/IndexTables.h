@@ -55,14 +55,21 @@ struct Inserted {
     IndexedFile row;
     bool isNew = false;
 };
+// When its text goes into the index: later, for many at once, which are found and show their beginnings only then.
+// `facts` need only be those of the header in this case.
+enum class Text { Now, Later };
 Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::string& name, const std::string& file,
-                int flags, Date delivered, std::uint64_t size, const MessageFacts& facts);
+                int flags, Date delivered, std::uint64_t size, const MessageFacts& facts, Text text = Text::Now);
+// Puts in what is still to come of a message's text; of one that is only listed, without facts, the header's.
+void takeText(Database& index, const IndexedMailbox& mailbox, const IndexedFile& row, const MessageFacts* facts);
 void setFile(Database& index, std::int64_t seq, const std::string& file, int flags);
 // Gives the message its number in the other mailbox and answers it.
 std::int64_t setMailbox(Database& index, const IndexedFile& row, const IndexedMailbox& to, const std::string& name,
                         const std::string& file, int flags);
 void remove(Database& index, std::int64_t seq);
 
+std::string fileColumns(const std::string& table = {});  // `table` with a dot
+IndexedFile fileFrom(const Query& row);
 std::optional<IndexedFile> find(Database& index, std::int64_t id);
 std::vector<IndexedFile> filesOf(Database& index, std::int64_t mailbox);
 std::optional<IndexedFile> findByName(Database& index, std::int64_t mailbox, const std::string& name);

@@ -2,7 +2,8 @@
 // accounts and mailboxes, LibraryMailboxes.cpp makes, renames and removes these, LibraryChanges.cpp changes files and
 // index together, LibraryMirror.cpp does so for what happened elsewhere, LibraryListed.cpp for messages of which only
 // the header is here yet, LibraryGmail.cpp for labels. LibraryReading.cpp says when folders are read and in which
-// order, LibraryScan.cpp reads one, LibraryWatch.cpp hears of what other programs do.
+// order, LibraryScan.cpp reads one, LibraryTexts.cpp takes up the texts of many messages behind these, LibraryWatch.cpp
+// hears of what other programs do.
 //
 // The files are the truth: every change is made to them first and to the index in the same breath, under the index's
 // one write lock. When the index then fails, the change stands and the mailbox is read anew.
@@ -49,6 +50,7 @@ public:
     void readIn() override;
     void whenReadIn(std::function<void()> done) override { reading_->whenOver(std::move(done)); }
     void waitUntilReadIn() override { reading_->waitUntilOver(); }
+    void waitForTexts() override;
     void stopReading() override;
     ReadingProgress readingProgress(std::string_view account) const override { return reading_->progress(account); }
     bool readNow(std::string_view mailboxIdentifier) override;
@@ -283,6 +285,14 @@ private:
                      const std::vector<Parsed>& parsed);
     tables::Inserted insert(Database& index, const LibraryMailbox& mailbox, const Parsed& parsed);
 
+    // Texts of messages that came in great numbers
+    static tables::Text textOf(std::size_t messages);  // of so many that come at once
+    void readTextsSoon();
+    struct TextRead;
+    bool readSomeTexts();  // false when none is left
+    std::optional<MessageFacts> factsOfFile(std::int64_t id);
+    std::size_t takeTexts(const std::vector<TextRead>& read);
+
     // A file without a row, as while the index is being made, gets one.
     std::optional<IndexedFile> takeUpStray(Database& index, const LibraryMailbox& mailbox, const NewFile& file,
                                            Work& work);
@@ -318,7 +328,10 @@ private:
     std::atomic<std::shared_ptr<MirrorKeeper>> keeper_;
     std::unique_ptr<MailFolderWatch> watch_;
     const std::shared_ptr<ReadingState> reading_ = std::make_shared<ReadingState>();
-    OperationQueue reader_{1, OperationQueue::Threads::Own};  // last, so that it ends first
+    std::atomic<bool> isTextReadingAsked_ = false;
+    // Last, so that they end first.
+    OperationQueue textReader_{1, OperationQueue::Threads::Own};
+    OperationQueue reader_{1, OperationQueue::Threads::Own};
 };
 
 }  // namespace qs

@@ -58,7 +58,7 @@ Result<void> LibraryCore::listMirrored(Mailbox& mailbox, const std::vector<Mirro
             auto place = wish.folder ? mailboxNamed(mailboxIdentifier(box->accountIdentifier(), *wish.folder)) : box;
             if (!place) place = box;
             tables::insert(*index, place->indexed(), message->name, {}, withWish(packedFlags(message->flags), wish),
-                           message->received, 0, facts);
+                           message->received, 0, facts, textOf(rows.size()));
             work.changed[place->indexed().number] = place;
         }
         index.commit();

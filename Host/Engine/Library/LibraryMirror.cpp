@@ -115,13 +115,15 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
     });
     for (Arrival& each : arrivals)
         if (auto read = readLarge(each); !read) return read;
+    const tables::Text text = textOf(arrivals.size());
     // They are read apart while the disk takes them up.
     auto reading = std::async(std::launch::async, [&] {
         for (Arrival& each : arrivals) {
             if (!each.message->file.empty()) continue;
-            const std::string_view content = each.message->content;
-            each.size = content.size();
-            each.facts = messageFacts(content.substr(0, kIndexedBytes), content.size() <= kIndexedBytes);
+            each.size = each.message->content.size();
+            const std::string_view content = each.message->content.substr(0, kIndexedBytes);
+            each.facts = text == tables::Text::Later ? headerFacts(content)
+                                                     : messageFacts(content, content.size() == each.size);
         }
     });
     const auto delivered = deliverArrivals(arrivals);
@@ -138,7 +140,7 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
             if (each.file.empty()) continue;
             work.changed[each.box->indexed().number] = each.box;
             const auto inserted = tables::insert(*index, each.box->indexed(), each.message->name, each.file, each.flags,
-                                                 each.message->received, each.size, each.facts);
+                                                 each.message->received, each.size, each.facts, text);
             if (inserted.isNew && !noteCopy(*box, each.message->name, isNews, work)) arrived.push_back(inserted.row.id);
             if (const auto message = inserted.isNew ? cache_->live(inserted.row.id) : nullptr) {
                 message->setFlags(each.flags);
@@ -157,6 +159,7 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
     announce(work);
     for (const std::int64_t id : arrived)
         announcer_->messageArrived(id, !isNews);
+    if (text == tables::Text::Later) readTextsSoon();
     return followed;
 }
 

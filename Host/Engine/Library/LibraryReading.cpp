@@ -38,6 +38,7 @@ void LibraryCore::readIn() {
             sweepRemovedFolders(folderOfAccount(account->identifier()));
         for (const LibraryMailboxRef& mailbox : allMailboxes())
             if (loop && !mailbox->isOthers() && !reading_->isStopped()) mailbox->maildir().sweepTmp(loop->now());
+        readTextsSoon();  // of an earlier run
     });
 }
 
@@ -75,8 +76,10 @@ void LibraryCore::readAll(std::vector<LibraryMailboxRef> mailboxes) {
 
 void LibraryCore::stopReading() {
     reading_->stop();
-    reader_.cancelWaiting();
-    reader_.waitUntilFinished();
+    for (OperationQueue* const queue : {&textReader_, &reader_}) {
+        queue->cancelWaiting();
+        queue->waitUntilFinished();
+    }
 }
 
 void LibraryCore::rebuild() {
