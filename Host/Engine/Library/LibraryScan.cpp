@@ -299,7 +299,7 @@ std::optional<IndexedFile> LibraryCore::takeUpStray(Database& index, const Libra
     if (!parsed) return {};
     auto inserted = insert(index, mailbox, *parsed);
     (void)fresh::take(index, mailbox.indexed().number, file.name);
-    work.changed[mailbox.indexed().number] = mailboxNumbered(mailbox.indexed().number);
+    if (const auto box = mailboxNumbered(mailbox.indexed().number)) work.changed[box->indexed().number] = box;
     if (inserted.isNew) work.takenUp.push_back(inserted.row.id);
     return std::move(inserted.row);
 }

@@ -142,7 +142,9 @@ void LibraryCore::forgetMailbox(const LibraryMailboxRef& mailbox) {
 
 void LibraryCore::takeUp(const LibraryMailboxRef& made) {
     try {
-        putMailboxes({made});
+        auto index = index_->write();
+        tables::putMailbox(*index, made->indexed(), made->accountIdentifier());
+        index.commit();
         watch({made});
     } catch (const DatabaseFailure& failure) {
         indexFailed(failure);
@@ -217,6 +219,8 @@ void LibraryCore::treeChanged() {
     const auto before = allMailboxes();
     const auto fresh = refreshTree();
     try {
+        // Not while mailboxes are renamed: the rows of those are still to be moved.
+        const std::lock_guard oneAtATime(refreshing_);
         putMailboxes(fresh);
     } catch (const DatabaseFailure& failure) {
         indexFailed(failure);
