@@ -122,8 +122,8 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
             if (!each.message->file.empty()) continue;
             each.size = each.message->content.size();
             const std::string_view content = each.message->content.substr(0, kIndexedBytes);
-            each.facts = text == tables::Text::Later ? headerFacts(content)
-                                                     : messageFacts(content, content.size() == each.size);
+            each.facts =
+                text == tables::Text::Later ? headerFacts(content) : messageFacts(content, content.size() == each.size);
         }
     });
     const auto delivered = deliverArrivals(arrivals);
