@@ -185,13 +185,15 @@ void withFiles(Benchmark* bench) { bench->Arg(10'000)->Arg(100'000)->Unit(benchm
 void allSizes(Benchmark* bench) { bench->Arg(100'000)->Arg(kMillion)->Unit(benchmark::kMillisecond); }
 
 void registerAll() {
-    benchmark::RegisterBenchmark("firstOpening", firstOpening)->Apply(withFiles)->Iterations(1);
+    benchmark::RegisterBenchmark("firstOpening", firstOpening)->Apply(withFiles)->Iterations(1)->UseRealTime();
     benchmark::RegisterBenchmark("firstOpening/mu", peerIndexes, "mu", peers::muIndexes)
         ->Apply(withFiles)
-        ->Iterations(1);
+        ->Iterations(1)
+        ->UseRealTime();
     benchmark::RegisterBenchmark("firstOpening/notmuch", peerIndexes, "notmuch", peers::notmuchIndexes)
         ->Apply(withFiles)
-        ->Iterations(1);
+        ->Iterations(1)
+        ->UseRealTime();
     benchmark::RegisterBenchmark("sevenDays", sevenDays)->Apply(allSizes);
     benchmark::RegisterBenchmark("sevenDays/notmuch", notmuchSearch, "date:2026-11-16..2026-11-23")
         ->Apply(hundredThousand);
