@@ -64,14 +64,9 @@ void LibraryCore::waitForTexts() {
 }
 
 std::optional<MessageFacts> LibraryCore::factsOfFile(std::int64_t id) {
-    bool isWhole = false;
-    const auto content = read(id, [&](const std::filesystem::path& path) {
-        const auto info = files_.info(path);
-        isWhole = info && info->size <= kIndexedBytes;
-        return files_.readStart(path, kIndexedBytes);
-    });
+    const auto content = contentStart(id, kIndexedBytes);
     if (!content) return {};
-    return messageFacts(*content, isWhole);
+    return messageFacts(*content, content->size() < kIndexedBytes);
 }
 
 std::size_t LibraryCore::takeTexts(const std::vector<TextRead>& read) {
