@@ -23,6 +23,10 @@ namespace qs {
 
 namespace {
 
+// A date of our days is exact to less than a microsecond only: right at the moment it may still look like before, and
+// drawing would go on for ever.
+constexpr TimeInterval kBehind = 0.001;
+
 // Many changes in one turn of the run loop, such as when opens are merged, draw the rows once.
 class Redrawing {
 public:
@@ -50,7 +54,7 @@ public:
         if (timer_ && timer_->isValid() && due_ <= moment) return;
         if (timer_) timer_->invalidate();
         due_ = moment;
-        timer_ = RunLoop::main().after(std::max(0.0, moment - RunLoop::main().now()), [this] { drawSoon(); });
+        timer_ = RunLoop::main().after(std::max(0.0, moment - RunLoop::main().now()) + kBehind, [this] { drawSoon(); });
     }
 
     void drawSoon() {
