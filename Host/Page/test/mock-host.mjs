@@ -325,11 +325,19 @@ export async function startMockHost(folder, port = 0) {
   const server = createServer((request, response) => {
     host.serve(request, response).catch((error) => response.writeHead(500).end(String(error)));
   });
-  server.on('upgrade', (request, socket) => host.connect(request, socket));
+  server.on('upgrade', (request, socket) => (host.isAway ? socket.destroy() : host.connect(request, socket)));
   await new Promise((done) => server.listen(port, '127.0.0.1', done));
   host.url = `http://127.0.0.1:${server.address().port}/`;
   host.startLink = `${host.url}#start=${host.ticket}`;
   host.hangUp = () => host.sockets.forEach((socket) => socket.close());
+  // Until told to come back, so that a page in haste doesn't have it back before anybody has looked.
+  host.goAway = () => {
+    host.isAway = true;
+    host.hangUp();
+  };
+  host.comeBack = () => {
+    host.isAway = false;
+  };
   host.close = () => {
     host.hangUp();
     server.close();

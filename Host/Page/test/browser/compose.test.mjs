@@ -218,9 +218,10 @@ test('what is written while the host is away arrives when it is back', async (t)
   const { page, host } = await open(t);
   host.openCompose({ to: ['a@x.example'] });
   await page.waitForSelector('.subject-input');
-  host.hangUp();
+  host.goAway();
   await page.fill('.subject-input', 'Written in between');
   await page.waitForSelector('.connection-bar');
+  host.comeBack();
   await page.waitForSelector('.connection-bar', { state: 'detached' });
   await until(() => callsOf(host, 'compose.update').at(-1)?.subject === 'Written in between', 'the edit');
   assert.equal(await page.inputValue('.subject-input'), 'Written in between');

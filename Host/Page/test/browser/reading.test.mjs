@@ -268,8 +268,9 @@ test('a message that was perhaps sent waits for a word', async (t) => {
 
 test('a lost connection is said and mended', async (t) => {
   const { page, host } = await open(t);
-  host.hangUp();
+  host.goAway();
   await page.waitForSelector('.connection-bar');
+  host.comeBack();
   await page.waitForSelector('.connection-bar', { state: 'detached' });
   await page.click('#row-1002');
   await until(() => selected(host)?.[0] === 1002, 'a selection after the pause');
