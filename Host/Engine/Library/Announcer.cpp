@@ -61,6 +61,16 @@ std::vector<std::shared_ptr<Message>> Announcer::leaving(std::string_view messag
     return found;
 }
 
+std::set<std::string> Announcer::mailboxesLeft(const std::string& account, std::uint64_t message) {
+    std::set<std::string> mailboxes;
+    const std::lock_guard hold(lock_);
+    for (const Relabelled* messages : {&toldLabels_, &relabelled_})
+        if (const auto found = messages->find({account, message}); found != messages->end())
+            for (const auto& left : found->second)
+                mailboxes.insert(left->mailbox()->identifier());
+    return mailboxes;
+}
+
 void Announcer::stop() {
     const std::lock_guard hold(lock_);
     isStopped_ = true;

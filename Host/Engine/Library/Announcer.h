@@ -31,6 +31,8 @@ public:
                        const std::vector<std::shared_ptr<Message>>& left);
     // What has moved away with an arrival, or lost a label, of which not everybody has been told yet, by Message-Id.
     std::vector<std::shared_ptr<Message>> leaving(std::string_view messageID);
+    // Identifiers of the mailboxes that the message has left, as long as not everybody has been told.
+    std::set<std::string> mailboxesLeft(const std::string& account, std::uint64_t message);
     // Nothing is told any more; `messageFor` is not called after this returns. Main thread.
     void stop();
 

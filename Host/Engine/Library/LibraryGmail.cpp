@@ -55,7 +55,21 @@ std::vector<std::shared_ptr<Mailbox>> LibraryCore::gmailLabels(const LibraryMail
 std::vector<std::shared_ptr<Mailbox>> LibraryCore::gmailLabels(std::int64_t id, const LibraryMailbox& mailbox) {
     if (!isGmail(mailbox.accountIdentifier())) return {};
     const auto row = reading([&](Database& index) { return tables::find(index, id); });
-    return row ? gmailLabels(mailbox, row->name) : std::vector<std::shared_ptr<Mailbox>>();
+    if (!row) return {};
+    auto labels = gmailLabels(mailbox, row->name);
+    // A copy goes before it is forgotten what the server had: whoever is told of it must not see its label still.
+    const std::string& account = mailbox.accountIdentifier();
+    const std::uint64_t message = gmailMessage(*row);
+    const auto left = announcer_->mailboxesLeft(account, message);
+    if (left.empty()) return labels;
+    const auto copies = reading([&](Database& index) { return gmailCopies(index, account, message); });
+    std::erase_if(labels, [&](const auto& label) {
+        const auto isThere = [&](const IndexedFile& copy) {
+            return copy.mailbox == mailboxNumber(label->identifier());
+        };
+        return left.contains(label->identifier()) && std::none_of(copies.begin(), copies.end(), isThere);
+    });
+    return labels;
 }
 
 std::vector<IndexedFile> LibraryCore::gmailCopies(Database& index, const std::string& account,
