@@ -1,9 +1,10 @@
 // A sender becomes a contact, and is offered first when an address is typed.
 import assert from 'node:assert/strict';
-import { readdirSync, readFileSync, writeFileSync } from 'node:fs';
+import { readdirSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { chooseMailbox, row, startBrowser, until } from './support/browser.mjs';
+import { textsIn } from './support/files.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
@@ -20,7 +21,7 @@ test('a sender is added to the contacts and offered before people who were only 
   await page.getByRole('menuitem', { name: 'Add to Contacts' }).click();
   const folder = join(host.data, 'Contacts');
   await until(async () => readdirSync(folder).filter((name) => name.endsWith('.vcf')).length === 1, 'the contact\'s file');
-  assert.match(readFileSync(join(folder, readdirSync(folder)[0]), 'utf8'), /EMAIL[^\n]*:oskar@brandt-binders\.example\r\n/);
+  assert.match(textsIn(folder).join(''), /EMAIL[^\n]*:oskar@brandt-binders\.example\r\n/);
   await sender.click();
   await page.getByRole('menuitem', { name: 'In Your Contacts as Oskar Brandt' }).waitFor();
   await page.keyboard.press('Escape');

@@ -1,11 +1,11 @@
 // What the list and the head of a message tell of a schedule, a snooze and tracking: small pictures with words for those
 // who can't see them, white in a selected row, and dates.
 import assert from 'node:assert/strict';
-import { readFileSync, readdirSync } from 'node:fs';
 import { get } from 'node:http';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { axeFaults, becomes, chooseMailbox, row, startBrowser, until, write } from './support/browser.mjs';
+import { textsIn } from './support/files.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
@@ -92,7 +92,7 @@ test('the row of a tracked message changes when somebody opened it', async (t) =
   await compose.waitFor({ state: 'detached' });
   const inbox = join(host.data, 'Mail', 'tobias', 'new');
   const message = await until(
-    () => readdirSync(inbox).map((name) => readFileSync(join(inbox, name), 'utf8')).find((text) => text.includes('Did you see?')),
+    () => textsIn(inbox).find((text) => text.includes('Did you see?')),
     'the message',
   );
   await chooseMailbox(page, 'mira/Sent');

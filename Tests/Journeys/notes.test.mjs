@@ -1,9 +1,9 @@
 // Mail becomes notes at a service: at once, by a sheet, of a part of it; and a note that was refused is brought back.
 import assert from 'node:assert/strict';
-import { existsSync, readFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { axeFaults, becomes, row, shownText, startBrowser, until } from './support/browser.mjs';
+import { wholeLines } from './support/files.mjs';
 import { bundlesWithNotes, startHost } from './support/host.mjs';
 
 let browser;
@@ -12,8 +12,7 @@ after(() => browser?.close());
 
 /** What the service was given, oldest first. */
 function given(host) {
-  const file = join(host.data, 'Notes.jsonl');
-  return existsSync(file) ? readFileSync(file, 'utf8').trim().split('\n').map((line) => JSON.parse(line)) : [];
+  return wholeLines(join(host.data, 'Notes.jsonl')).map((line) => JSON.parse(line));
 }
 
 const tool = (page) => page.locator('[data-anchor="toolbar:viewer:Notes"]');

@@ -6,6 +6,7 @@ import { once } from 'node:events';
 import { delimiter, join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { axeFaults, row, startBrowser, until } from './support/browser.mjs';
+import { ifThere, wholeLines } from './support/files.mjs';
 import { runHost, startHost, temporaryFolder, writeSettings } from './support/host.mjs';
 import { LivePage } from './support/live.mjs';
 
@@ -48,7 +49,7 @@ function pretendDesktop(t) {
   const path = process.env.PATH;
   process.env.PATH = `${folder}${delimiter}${path}`;
   t.after(() => (process.env.PATH = path));
-  return () => (existsSync(opened) ? readFileSync(opened, 'utf8').trim().split('\n') : []);
+  return () => wholeLines(opened);
 }
 
 function configuration(address) {
@@ -104,7 +105,7 @@ test('a service is added, linked in the browser, renewed after a restart, unlink
   const shown = (models) => rows(models).find((each) => each.title === 'Box');
   const linked = await live.when((models) => shown(models)?.state === 'Linked' && shown(models));
   for (const file of filesBelow(host.data)) {
-    const content = readFileSync(file, 'latin1');
+    const content = ifThere(() => readFileSync(file, 'latin1')) ?? '';
     for (const secret of secrets) assert.ok(!content.includes(secret), `${secret} stands in ${file}`);
   }
   assert.ok(existsSync(join(host.data, 'Keychain', 'Vault')));

@@ -2,11 +2,12 @@
 // other person opens, and what its sender learns; the backend's end with the program.
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
-import { readFileSync, readdirSync, writeFileSync } from 'node:fs';
+import { readFileSync, writeFileSync } from 'node:fs';
 import { get } from 'node:http';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { axeFaults, becomes, chooseMailbox, row, shownText, startBrowser, until, write } from './support/browser.mjs';
+import { textsIn } from './support/files.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
@@ -37,8 +38,8 @@ async function send(page, compose, { tracked }) {
 
 /** The messages of that subject in an inbox, as they lie there. */
 function messagesIn(inbox, subject) {
-  const files = ['new', 'cur'].flatMap((part) => readdirSync(join(inbox, part)).map((name) => join(inbox, part, name)));
-  return files.map((file) => readFileSync(file, 'utf8')).filter((text) => text.includes(`Subject: ${subject}\r\n`));
+  const texts = ['new', 'cur'].flatMap((part) => textsIn(join(inbox, part)));
+  return texts.filter((text) => text.includes(`Subject: ${subject}\r\n`));
 }
 
 /** What somebody else's mail program asks for when it shows the picture. */
