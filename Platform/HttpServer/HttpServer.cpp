@@ -4,7 +4,6 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -18,6 +17,8 @@
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
 #include "Foundation/RunLoopAsio.h"
+#include "HttpServer/BeastMessages.h"
+#include "HttpServer/LoopbackAcceptors.h"
 
 namespace qs {
 
@@ -35,70 +36,6 @@ using Parser = http::request_parser<http::string_body>;
 
 constexpr std::uint32_t kHeadLimit = 16 * 1024;
 constexpr std::size_t kLiveMessageLimit = 32 * 1024 * 1024;
-
-std::string percentDecoded(std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '%') {
-            result += text[i];
-            continue;
-        }
-        unsigned code = 0;
-        if (i + 2 >= text.size() || std::sscanf(std::string(text.substr(i + 1, 2)).c_str(), "%2x", &code) != 1 ||
-            !std::isxdigit(static_cast<unsigned char>(text[i + 2])) || code < 0x20)
-            return {};
-        result += static_cast<char>(code);
-        i += 2;
-    }
-    return result;
-}
-
-template <class Body>
-HttpServerRequest requestFrom(const http::request<Body>& message, const tcp::endpoint& peer) {
-    HttpServerRequest request;
-    request.peer = peer.address().to_string();
-    request.method = std::string(message.method_string());
-    const std::string_view target(message.target().data(), message.target().size());
-    const auto question = target.find('?');
-    request.rawPath = target.substr(0, question);
-    request.path = percentDecoded(request.rawPath);
-    if (question != std::string_view::npos) request.query = target.substr(question + 1);
-    for (const auto& field : message)
-        request.headers.emplace_back(std::string(field.name_string()), std::string(field.value()));
-    request.isWebSocketUpgrade = websocket::is_upgrade(message);
-    return request;
-}
-
-// What every answer carries, whatever it is about.
-void addCommonHeaders(http::response_header<>& message) {
-    message.set(http::field::cache_control, "no-store");
-    message.set("X-Content-Type-Options", "nosniff");
-    message.set("Referrer-Policy", "no-referrer");
-    message.set("Cross-Origin-Opener-Policy", "same-origin");
-    message.set("Cross-Origin-Resource-Policy", "same-origin");
-    message.set("X-Frame-Options", "DENY");
-}
-
-http::response<http::empty_body> headOf(const HttpServerResponse& response, unsigned version, bool keepAlive) {
-    http::response<http::empty_body> head{static_cast<http::status>(response.status), version};
-    addCommonHeaders(head);
-    for (const auto& [name, value] : response.headers)
-        head.set(name, value);
-    head.keep_alive(keepAlive);
-    head.content_length(response.largeBody->size);
-    return head;
-}
-
-http::response<http::string_body> messageFrom(HttpServerResponse response, unsigned version, bool keepAlive) {
-    http::response<http::string_body> message{static_cast<http::status>(response.status), version};
-    addCommonHeaders(message);
-    for (const auto& [name, value] : response.headers)
-        message.set(name, value);
-    message.body() = std::move(response.body);
-    message.keep_alive(keepAlive);
-    message.prepare_payload();
-    return message;
-}
 
 class Channel : public LiveChannel, public std::enable_shared_from_this<Channel> {
 public:
@@ -421,56 +358,6 @@ private:
     std::list<tcp::socket*> sockets_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
-
-error_code bindAndListen(tcp::acceptor& acceptor, const tcp::endpoint& endpoint) {
-    error_code error;
-    acceptor.open(endpoint.protocol(), error);
-    if (!error) acceptor.set_option(tcp::acceptor::reuse_address(true), error);
-    if (!error && endpoint.address().is_v6()) acceptor.set_option(asio::ip::v6_only(true), error);
-    if (!error) acceptor.bind(endpoint, error);
-    if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
-    return error;
-}
-
-tl::unexpected<Error> notListening(error_code error, const std::string& where, int port) {
-    if (error == asio::error::address_in_use)
-        return failure("HttpServer", EADDRINUSE, "Port " + std::to_string(port) + " is in use by another program.");
-    return failure("HttpServer", error.value(),
-                   "Cannot listen on port " + std::to_string(port) + where + ": " + error.message() + ".");
-}
-
-using Acceptors = std::vector<tcp::acceptor>;
-
-Result<Acceptors> listenOnLoopback(int port) {
-    auto& context = ioContextOf(RunLoop::main());
-    Acceptors acceptors;
-    tcp::acceptor v4(context);
-    if (auto error = bindAndListen(v4, {asio::ip::address_v4::loopback(), static_cast<unsigned short>(port)}))
-        return notListening(error, "", port);
-    const auto taken = v4.local_endpoint().port();
-    acceptors.push_back(std::move(v4));
-    // Machines without IPv6 do without; another program on the same port there would get our visitors, so that counts.
-    tcp::acceptor v6(context);
-    auto error = bindAndListen(v6, {asio::ip::address_v6::loopback(), taken});
-    if (!error) acceptors.push_back(std::move(v6));
-    if (error == asio::error::address_in_use && port != 0) return notListening(error, "", port);
-    return acceptors;
-}
-
-Result<Acceptors> listenOn(const std::vector<std::string>& addresses, int port) {
-    Acceptors acceptors;
-    for (const std::string& text : addresses) {
-        error_code error;
-        const auto address = asio::ip::make_address(text, error);
-        tcp::acceptor acceptor(ioContextOf(RunLoop::main()));
-        if (!error) error = bindAndListen(acceptor, {address, static_cast<unsigned short>(port)});
-        if (error) return notListening(error, " of " + text, port);
-        // All of them get the port that the first was given.
-        port = acceptor.local_endpoint().port();
-        acceptors.push_back(std::move(acceptor));
-    }
-    return acceptors;
-}
 
 }  // namespace
 

@@ -125,6 +125,8 @@ void appendEscaped(std::string& out, std::string_view text, bool inAttribute) {
             out += "&gt;";
         else if (c == '"' && inAttribute)
             out += "&quot;";
+        else if (c == '\r')
+            out += "&#13;";  // by itself it would be read as a line end
         else if (text.substr(i).starts_with("\xC2\xA0")) {
             out += "&nbsp;";
             ++i;

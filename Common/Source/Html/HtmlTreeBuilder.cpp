@@ -11,10 +11,6 @@ namespace {
 
 constexpr std::size_t kMostFormatting = 16;
 
-bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
 bool isBlank(std::string_view text) { return trimmedAscii(text).empty(); }
 
 bool isForeignRoot(std::string_view name) { return name == "svg" || name == "math"; }
@@ -52,6 +48,10 @@ void HtmlTreeBuilder::buildFragment(HtmlTreeNode& element, std::string_view html
     HtmlTreeBuilder builder(*element.tree);
     builder.open_.push_back({&element, htmlTraits(element.text)});
     builder.run(html);
+}
+
+bool HtmlTreeBuilder::isOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
+    return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 void HtmlTreeBuilder::run(std::string_view html) {
@@ -163,36 +163,6 @@ void HtmlTreeBuilder::closeForStart(const HtmlToken& token) {
     if (isOneOf(name, {"rt", "rp"}) && open_.size() > 1 && isOneOf(current().text, {"rt", "rp"})) pop();
 }
 
-void HtmlTreeBuilder::startTable(HtmlToken& token) {
-    if (standsInTable() && current().text != "template") {
-        if (const std::size_t outer = find("table", 0, "template"); outer != kNone) popTo(outer);
-    }
-    closeParagraph();
-    if (HtmlTreeNode* made = insertElement(token)) push(*made);
-}
-
-void HtmlTreeBuilder::startTablePart(HtmlToken& token) {
-    const std::string_view name = token.name;
-    const std::size_t table = findTable();
-    if (table == kNone) return;  // as browsers do: a part without its table is dropped, its content stays
-    if (isOneOf(name, {"td", "th"}))
-        popUntilOneOf({"tr", "tbody", "thead", "tfoot", "table"});
-    else if (name == "tr")
-        popUntilOneOf({"tbody", "thead", "tfoot", "table"});
-    else if (name == "col")
-        popUntilOneOf({"colgroup", "table"});
-    else
-        popUntilOneOf({"table"});
-    if (isOneOf(name, {"td", "th", "tr"}) && current().isElement("table")) pushImplied("tbody");
-    if (isOneOf(name, {"td", "th"}) && isOneOf(current().text, {"tbody", "thead", "tfoot"})) pushImplied("tr");
-    if (name == "col" && current().isElement("table")) pushImplied("colgroup");
-    if (!hasRoom()) return;
-    HtmlTreeNode& made = tree_.make(HtmlTreeNode::Kind::Element, name);
-    made.attributes = std::move(token.attributes);
-    current().insert(made);
-    if (name != "col") push(made);
-}
-
 void HtmlTreeBuilder::startFormatting(HtmlToken& token) {
     if (isOneOf(token.name, {"a", "nobr"})) {
         // Links don't nest: the second ends the first.
@@ -271,10 +241,6 @@ void HtmlTreeBuilder::endFormatting(const HtmlToken& token) {
     popTo(open);
 }
 
-bool HtmlTreeBuilder::standsInTable() {
-    return foreign_ == 0 && isOneOf(current().text, {"table", "tbody", "thead", "tfoot", "tr", "colgroup"});
-}
-
 HtmlTreeNode* HtmlTreeBuilder::insertElement(HtmlToken& token) {
     if (!hasRoom()) return nullptr;
     HtmlTreeNode& made = tree_.make(HtmlTreeNode::Kind::Element, token.name);
@@ -282,22 +248,6 @@ HtmlTreeNode* HtmlTreeBuilder::insertElement(HtmlToken& token) {
     if (token.name == "textarea" && token.text.starts_with('\n')) token.text.erase(0, 1);
     if (!token.text.empty()) made.insert(tree_.make(HtmlTreeNode::Kind::Text, token.text));
     return &insert(made);
-}
-
-// Into the current element; what may not stand loose in a table goes before it.
-HtmlTreeNode& HtmlTreeBuilder::insert(HtmlTreeNode& node) {
-    const bool mayStand = isOneOf(node.text, {"style", "script", "template", "form"});
-    HtmlTreeNode* before = standsInTable() && !mayStand ? fosterPlace() : nullptr;
-    if (before)
-        before->parent->insert(node, before);
-    else
-        current().insert(node);
-    return node;
-}
-
-HtmlTreeNode* HtmlTreeBuilder::fosterPlace() const {
-    const std::size_t table = findTable();
-    return table == kNone || table == 0 || !open_[table].node->parent ? nullptr : open_[table].node;
 }
 
 // A block inside a drawing means that the drawing's end was forgotten, except in the parts that hold HTML.
@@ -379,17 +329,6 @@ std::size_t HtmlTreeBuilder::find(std::string_view name, unsigned shield, std::s
         const std::string_view other = open_[i].node->text;
         if (other == name) return i;
         if ((open_[i].traits & shield) || (!extraShield.empty() && other == extraShield)) return kNone;
-    }
-    return kNone;
-}
-
-// The table that a part belongs to; in a fragment the element around it may be a part itself.
-std::size_t HtmlTreeBuilder::findTable() const {
-    for (std::size_t i = open_.size(); i-- > 0;) {
-        const std::string_view other = open_[i].node->text;
-        if (other == "table") return i;
-        if (other == "template") return kNone;
-        if (i == 0 && isOneOf(other, {"tbody", "thead", "tfoot", "tr", "colgroup"})) return i;
     }
     return kNone;
 }

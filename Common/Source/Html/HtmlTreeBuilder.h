@@ -1,11 +1,13 @@
 // Builds a tree from markup, repairing it as browsers do in all but rare cases: implied ends of paragraphs, list items
 // and table parts, text that stands loose in a table put before it, formatting carried on behind a tag that was closed
 // too early. (The full rules: https://html.spec.whatwg.org/multipage/parsing.html#tree-construction)
+// What is special about tables is in HtmlTables.cpp.
 //
 // What is hostile stays bounded: time is linear in the length, depth and number of nodes have limits, beyond which the
 // text is kept and the tags are not.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,6 +68,8 @@ private:
     std::size_t findTable() const;
     void closeParagraph();
     void reopenFormatting();
+
+    static bool isOneOf(std::string_view name, std::initializer_list<std::string_view> names);
 
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
     HtmlTree& tree_;
