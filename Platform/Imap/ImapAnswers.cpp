@@ -57,6 +57,18 @@ bool isContent(const ImapItem& name) {
            (name.kind == ImapItem::Kind::Atom && equalsIgnoringCase(name.text.substr(0, kFields.size()), kFields));
 }
 
+// "BODY[]<4096>": nothing for other names.
+std::optional<std::uint64_t> pieceStart(const ImapItem& name) {
+    constexpr std::string_view kPiece = "BODY[]<";
+    const std::string_view text = name.text;
+    if (name.kind != ImapItem::Kind::Atom || !equalsIgnoringCase(text.substr(0, kPiece.size()), kPiece)) return {};
+    std::uint64_t start = 0;
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data() + kPiece.size(), last, start);
+    if (error != std::errc() || std::string_view(end, static_cast<std::size_t>(last - end)) != ">") return {};
+    return start;
+}
+
 std::optional<int> digits(std::string_view text) {
     int value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -111,6 +123,10 @@ ImapMessage messageFrom(ImapResponse& fetch) {
         if (name.is("X-GM-MSGID")) message.gmailMessage = value.number().value_or(0);
         if (name.is("X-GM-THRID")) message.gmailThread = value.number().value_or(0);
         if (isContent(name) && !value.isNil()) message.content = std::move(value.text);
+        if (const auto start = pieceStart(name)) {
+            message.contentStart = start;
+            message.content = value.isNil() ? std::string() : std::move(value.text);  // nothing is there
+        }
         if (name.is("X-GM-LABELS")) {
             message.gmailLabels.emplace();
             for (const ImapItem& label : value.items)

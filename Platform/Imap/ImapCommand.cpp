@@ -53,7 +53,7 @@ ImapCommand& ImapCommand::string(std::string_view given) {
     return *this;
 }
 
-ImapCommand& ImapCommand::content(const ImapContent& content) {
+ImapCommand& ImapCommand::content(const SizedSource& content) {
     raw("");
     parts_.back().content = &content;
     return *this;

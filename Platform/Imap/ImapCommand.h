@@ -15,7 +15,7 @@ public:
     struct Part {
         std::string text;
         std::string literal;                   // in memory,
-        const ImapContent* content = nullptr;  // or from elsewhere
+        const SizedSource* content = nullptr;  // or from elsewhere
         bool hasLiteral() const { return content || !literal.empty(); }
     };
 
@@ -24,7 +24,7 @@ public:
     ImapCommand& raw(std::string_view words);
     ImapCommand& string(std::string_view text);  // quoted, or a literal where it must be
     ImapCommand& mailbox(const ImapMailboxName& name) { return string(name.wire()); }
-    ImapCommand& content(const ImapContent& content);
+    ImapCommand& content(const SizedSource& content);
     // Flags in brackets. False, and nothing is added, when one of them is none.
     bool flags(const ImapFlags& flags);
     // Gmail's own labels begin with a backslash and go as they are.

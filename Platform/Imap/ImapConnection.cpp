@@ -24,6 +24,7 @@ void ImapConnection::cancel() { session_->stream.cancel(); }
 void ImapConnection::wake() { session_->stream.wake(); }
 bool ImapConnection::has(std::string_view capability) const { return session_->has(capability); }
 const std::map<std::string, std::string>& ImapConnection::serverIdentity() const { return session_->identity; }
+const ImapLimits& ImapConnection::limits() const { return session_->server.limits; }
 std::vector<std::string> ImapConnection::capabilities() const {
     return {session_->capabilities.begin(), session_->capabilities.end()};
 }

@@ -47,6 +47,7 @@ public:
     std::vector<std::string> capabilities() const;
     // What the server says of itself (RFC 2971), by key in small letters; empty when it does not.
     const std::map<std::string, std::string>& serverIdentity() const;
+    const ImapLimits& limits() const;
 
     // Mailboxes. Names go as the server writes them.
     Result<ImapNamespaces> namespaces();  // the personal one with an empty prefix when the server knows none
@@ -76,7 +77,7 @@ public:
     Result<ImapCopied> move(const ImapUidSet& uids, const ImapMailboxName& target);  // NotOffered without MOVE
     // Removes those of the uids that are marked \Deleted. NotOffered without UIDPLUS: what others have marked would go.
     Result<void> expunge(const ImapUidSet& uids);
-    Result<ImapAppended> append(const ImapMailboxName& target, const ImapContent& content, const ImapFlags& flags = {},
+    Result<ImapAppended> append(const ImapMailboxName& target, const SizedSource& content, const ImapFlags& flags = {},
                                 std::optional<Date> date = {});
     Result<void> noop();
 

@@ -1,9 +1,9 @@
 // The calls about the messages of the selected mailbox.
 #include <algorithm>
-#include <cstring>
 
 #include "Imap/ImapAnswers.h"
 #include "Imap/ImapSession.h"
+#include "Text/ByteCount.h"
 
 namespace qs {
 
@@ -35,6 +35,8 @@ std::string fetchItems(const ImapFetch& what, bool hasModSeq, bool isGmail) {
     if (what.content == ImapFetch::Content::ListFields) items += kListFields;
     if (what.content == ImapFetch::Content::Header) items += " BODY.PEEK[HEADER]";
     if (what.content == ImapFetch::Content::Whole) items += " BODY.PEEK[]";
+    if (what.content == ImapFetch::Content::Piece)
+        items += " BODY.PEEK[]<" + std::to_string(what.pieceStart) + "." + std::to_string(what.pieceBytes) + ">";
     return items + ")";
 }
 
@@ -48,15 +50,6 @@ bool isAnswer(const ImapMessage& message, const ImapUidSet& uids, const ImapFetc
 }
 
 }  // namespace
-
-ImapContent ImapContent::of(std::string_view message) {
-    return {message.size(), [message](char* buffer, std::size_t size) mutable -> Result<std::size_t> {
-                const std::size_t length = std::min(size, message.size());
-                std::memcpy(buffer, message.data(), length);
-                message.remove_prefix(length);
-                return length;
-            }};
-}
 
 Result<ImapSelection> ImapConnection::Session::select(std::string_view verb, const ImapMailboxName& name,
                                                       const std::optional<ImapKnownState>& known) {
@@ -201,8 +194,12 @@ Result<void> ImapConnection::expunge(const ImapUidSet& uids) {
     return {};
 }
 
-Result<ImapAppended> ImapConnection::append(const ImapMailboxName& target, const ImapContent& content,
+Result<ImapAppended> ImapConnection::append(const ImapMailboxName& target, const SizedSource& content,
                                             const ImapFlags& flags, std::optional<Date> date) {
+    if (const auto most = session_->appendLimit(); most && content.size > *most)
+        return imapFailed(
+            ImapFailure::Refused,
+            "The server " + session_->server.host + " takes no messages above " + megabytesText(*most) + ".", "TOOBIG");
     ImapCommand command("APPEND");
     command.mailbox(target);
     if (!flags.empty() && !command.flags(flags))

@@ -10,12 +10,13 @@
 namespace qs {
 
 struct ImapLimits {
-    TimeInterval connectSeconds = 30;       // finding, connecting and the TLS handshake, each
-    TimeInterval silenceSeconds = 60;       // without a single byte while an answer is due
-    TimeInterval answerSeconds = 600;       // until an answer is complete; of several messages, each
-    TimeInterval idleSeconds = 25 * 60;     // after which IDLE is said anew (servers hang up after 30 minutes)
-    std::size_t literalBytes = 256u << 20;  // one message, or one header of it
-    std::size_t textBytes = 8u << 20;       // one response without its literals
+    TimeInterval connectSeconds = 30;      // finding, connecting and the TLS handshake, each
+    TimeInterval silenceSeconds = 60;      // without a single byte while an answer is due
+    TimeInterval answerSeconds = 600;      // until an answer is complete; of several messages, each
+    TimeInterval idleSeconds = 25 * 60;    // after which IDLE is said anew (servers hang up after 30 minutes)
+    std::size_t literalBytes = 64u << 20;  // of one response
+    std::size_t textBytes = 8u << 20;      // one response without its literals
+    std::size_t pieceBytes = 4u << 20;     // larger messages should be fetched in pieces of that size; below the above
 };
 
 struct ImapServer {

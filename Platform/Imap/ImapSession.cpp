@@ -83,6 +83,13 @@ bool ImapConnection::Session::has(std::string_view capability) const {
     return capabilities.contains(asciiUppered(capability));
 }
 
+std::optional<std::uint64_t> ImapConnection::Session::appendLimit() const {
+    constexpr std::string_view kLimit = "APPENDLIMIT=";
+    const auto found = capabilities.lower_bound(std::string(kLimit));
+    if (found == capabilities.end() || !found->starts_with(kLimit)) return {};
+    return ImapItem{.text = found->substr(kLimit.size()), .items = {}}.number();
+}
+
 tl::unexpected<Error> ImapConnection::Session::lost(const Error& error) {
     isOpen = false;
     stream.close();
@@ -186,7 +193,9 @@ Result<std::string> ImapConnection::Session::send(const ImapCommand& command, co
         line += part.text;
         if (!part.hasLiteral()) continue;
         const std::uint64_t size = part.content ? part.content->size : part.literal.size();
-        const bool waits = !has("LITERAL+") && !(has("LITERAL-") && size <= kLiteralMinus);
+        // A server that does not want what is large should say so before it has come.
+        const bool waits =
+            size > server.limits.pieceBytes || (!has("LITERAL+") && !(has("LITERAL-") && size <= kLiteralMinus));
         line += "{" + std::to_string(size) + (waits ? "}" : "+}");
         if (auto sent = write(std::exchange(line, {}) + "\r\n"); !sent) return failed(sent);
         if (waits) {
@@ -196,6 +205,8 @@ Result<std::string> ImapConnection::Session::send(const ImapCommand& command, co
         }
         if (part.content) {
             if (auto sent = sendContent(*part.content); !sent) return failed(sent);
+            // Servers look through what is large before they say a word.
+            if (size > server.limits.pieceBytes) stream.setSilence(server.limits.answerSeconds);
         } else if (auto sent = write(part.literal); !sent) {
             return failed(sent);
         }
@@ -204,7 +215,7 @@ Result<std::string> ImapConnection::Session::send(const ImapCommand& command, co
     return tag;
 }
 
-Result<void> ImapConnection::Session::sendContent(const ImapContent& content) {
+Result<void> ImapConnection::Session::sendContent(const SizedSource& content) {
     // The number of bytes is promised already: without all of them there is no way back to commands.
     std::string piece(kAppendPiece, '\0');
     for (std::uint64_t left = content.size; left > 0;) {

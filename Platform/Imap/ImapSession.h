@@ -26,7 +26,7 @@ struct ImapConnection::Session {
     Result<std::string> send(const ImapCommand& command, const Untagged& untagged = {});  // answers the tag
     Result<void> write(std::string_view bytes);
     Result<std::size_t> read(char* buffer, std::size_t size);
-    Result<void> sendContent(const ImapContent& content);
+    Result<void> sendContent(const SizedSource& content);
     // The next continuation or tagged response; untagged ones are dealt with.
     Result<ImapResponse> nextAnswer(const Untagged& untagged = {});
     Result<ImapResponse> next();
@@ -40,6 +40,7 @@ struct ImapConnection::Session {
 
     Result<void> ask(std::string_view words);  // a command without arguments
     bool has(std::string_view capability) const;
+    std::optional<std::uint64_t> appendLimit() const;  // bytes of a message, where the server tells (RFC 7889)
     Result<void> readGreeting(bool& isSignedIn);
     Result<void> startTls();
     Result<void> signIn(const ImapSecret& secret);

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/ByteSource.h"
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
 #include "Imap/ImapMailboxName.h"
@@ -49,8 +50,10 @@ struct ImapMessage {
     std::optional<Date> internalDate;
     std::optional<std::uint64_t> size;  // bytes, as the server counts them
     std::uint64_t modSeq = 0;           // 0: not told
-    // The header or some of its fields with the blank line behind them, or the whole message: CR LF line ends, as sent.
+    // The header or some of its fields with the blank line behind them, or the message or a piece of it: CR LF line
+    // ends, as sent.
     std::optional<std::string> content;
+    std::optional<std::uint64_t> contentStart;  // of a piece, in the message; servers that know none give the whole
     // At servers with Gmail's extensions.
     std::uint64_t gmailMessage = 0, gmailThread = 0;
     std::optional<std::vector<ImapMailboxName>> gmailLabels;
@@ -80,11 +83,14 @@ struct ImapFetch {
         None,
         ListFields,  // the fields of the header that lists and conversations are made of
         Header,
-        Whole
+        Whole,
+        Piece  // `pieceBytes` of the message from `pieceStart` on, as far as it has them
     };
     bool flags = true;  // with modSeq where the mailbox keeps them
     bool date = false, size = false;
     Content content = Content::None;
+    std::uint64_t pieceStart = 0;
+    std::size_t pieceBytes = 0;
     bool gmail = false;              // ids and labels, where the server has them
     std::uint64_t changedSince = 0;  // 0: all; else those alone whose modSeq is higher (CONDSTORE)
     // With changedSince, at a server with QRESYNC: updates tell what vanished since, too.
@@ -105,15 +111,6 @@ struct ImapCopied {
 
 struct ImapAppended {
     std::uint32_t uidValidity = 0, uid = 0;  // 0 when the server did not tell
-};
-
-// A message to append: so many bytes, handed over piece by piece. CR LF line ends are the caller's duty.
-struct ImapContent {
-    std::uint64_t size = 0;
-    // Fills a part of the buffer and answers how much of it; 0 ends it (too early is an error).
-    std::function<Result<std::size_t>(char* buffer, std::size_t size)> read;
-
-    static ImapContent of(std::string_view message);  // must outlive the call
 };
 
 // What a server says unasked, in the order in which it does.

@@ -13,7 +13,7 @@ class MeasuredFiles : public FileSystem {
 public:
     std::size_t largest() const { return *largest_; }
     void forget() { *largest_ = 0; }
-    std::uint64_t space = std::uint64_t{1} << 62;  // that it says is free
+    std::atomic<std::uint64_t> space = std::uint64_t{1} << 62;  // that it says is free
 
     Result<std::string> read(const std::filesystem::path& file) override;
     Result<void> writeNew(const std::filesystem::path& file, std::string_view content) override;

@@ -50,7 +50,9 @@ TimeInterval retryDelay(int failures, ImapFailure failure, double random) {
 }
 
 AccountSync::AccountSync(Parts parts)
-    : parts_(std::move(parts)), keeper_(std::make_unique<MailKeeper>(parts_.account, parts_.library, *parts_.state)) {}
+    : parts_(std::move(parts)),
+      keeper_(
+          std::make_unique<MailKeeper>(parts_.account, parts_.folder, parts_.files, parts_.library, *parts_.state)) {}
 
 AccountSync::~AccountSync() { stop(); }
 
@@ -200,6 +202,7 @@ Result<void> AccountSync::runPass(const SyncScope& scope) {
                    .account = parts_.account,
                    .folder = parts_.folder,
                    .refused = refused_,
+                   .alone = alone_,
                    .tellProgress =
                        [this](const SyncProgress& progress) {
                            {

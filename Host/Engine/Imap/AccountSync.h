@@ -96,7 +96,7 @@ private:
     // Of the work's thread alone.
     int failures_ = 0;
     TimeInterval lastEverything_ = 0;  // on the clock of uptime()
-    std::set<std::string> refused_;
+    std::set<std::string> refused_, alone_;
     std::unique_ptr<InboxWatch> watch_;
     std::unique_ptr<MailKeeper> keeper_;
     std::unique_ptr<MessageOpener> opener_;

@@ -77,32 +77,44 @@ Result<std::vector<std::string>> LocalTree::foldersWith(const std::string& name)
     return found;
 }
 
-Result<LocalTree::File> LocalTree::read(const std::string& folder, const std::string& name) {
+Result<LocalTree::File> LocalTree::open(const std::string& folder, const std::string& name) {
     const auto messages = messagesIn(folder);
     if (!messages) return failed(messages);
     const Maildir maildir(pathOf(folder), files_);
     const auto file = looked_[folder].files.find(name);
     auto path = maildir.pathOf(file == looked_[folder].files.end() ? "cur/" + name : file->second);
-    auto content = files_.read(path);
+    auto content = files_.open(path);
     if (!content && content.error().code == ENOENT) {
         const auto renamed = maildir.find(name);
         if (!renamed) return failed(content);
         path = maildir.pathOf(*renamed);
-        content = files_.read(path);
+        content = files_.open(path);
     }
     if (!content) return failed(content);
     const auto info = files_.info(path);
     return File{std::move(*content), info ? info->modified : Date{}};
 }
 
-std::string withNetworkLineEnds(std::string_view content) {
-    std::string result;
-    result.reserve(content.size() + content.size() / 32);
-    for (std::size_t i = 0; i < content.size(); ++i) {
-        if (content[i] == '\n' && (i == 0 || content[i - 1] != '\r')) result += '\r';
-        result += content[i];
+ByteSource withNetworkLineEnds(ByteSource content) {
+    return changed(std::move(content), [last = '\0'](std::string_view piece, std::string& out) mutable {
+        for (const char c : piece) {
+            if (c == '\n' && last != '\r') out += '\r';
+            out += c;
+            last = c;
+        }
+    });
+}
+
+Result<std::string> headerOf(const ByteSource& content) {
+    std::string header, piece(kPieceBytes, '\0');
+    for (std::size_t line = 0;;) {
+        for (std::size_t end; (end = header.find('\n', line)) != std::string::npos; line = end + 1)
+            if (end == line || (end == line + 1 && header[line] == '\r')) return header.substr(0, line);
+        const auto length = content(piece.data(), piece.size());
+        if (!length) return failed(length);
+        if (*length == 0) return header;
+        header.append(piece, 0, *length);
     }
-    return result;
 }
 
 std::string headerDigest(std::string_view content) {

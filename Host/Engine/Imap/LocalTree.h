@@ -4,9 +4,12 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "Foundation/ByteSource.h"
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
 #include "Imap/SyncPlan.h"
@@ -14,6 +17,7 @@
 namespace qs {
 
 class FileSystem;
+class OpenFile;
 
 class LocalTree {
 public:
@@ -34,10 +38,10 @@ public:
     void forgetFolders() { folders_.clear(); }
 
     struct File {
-        std::string content;
+        std::shared_ptr<const OpenFile> content;
         Date modified;
     };
-    Result<File> read(const std::string& folder, const std::string& name);
+    Result<File> open(const std::string& folder, const std::string& name);
 
 private:
     std::filesystem::path pathOf(const std::string& folder) const;
@@ -53,9 +57,11 @@ private:
     std::map<std::string, Looked> looked_;
 };
 
-// As the server counts and sees it: CR LF line ends. `headerDigest` is of everything before the first empty line, which
-// tells messages apart of which only the header is known.
-std::string withNetworkLineEnds(std::string_view content);
+// As the server counts and sees it: CR LF line ends.
+ByteSource withNetworkLineEnds(ByteSource content);
+// Everything up to the first empty line.
+Result<std::string> headerOf(const ByteSource& content);
+// Tells messages apart of which only the header is known.
 std::string headerDigest(std::string_view contentOrHeader);
 
 }  // namespace qs

@@ -3,12 +3,15 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "Foundation/Date.h"
 #include "Foundation/Result.h"
+#include "Maildir/Maildir.h"
 
 namespace qs {
 
@@ -21,21 +24,46 @@ struct FetchedMessage {
     int flags = 0;  // packed
     Date date;
     std::string content;
+    std::filesystem::path file = {};  // instead of the content, of a large one: made by newTemporary()
+};
+
+// Of a large message, what came before the connection broke.
+struct BegunMessage {
+    std::filesystem::path file;  // none yet while the size is 0
+    std::uint64_t size = 0;
 };
 
 class MailKeeper {
 public:
-    MailKeeper(std::string account, MailLibrary& library, MirrorState& state)
-        : account_(std::move(account)), library_(library), state_(state) {}
+    // `folder`: of the account's mail.
+    MailKeeper(std::string account, const std::filesystem::path& folder, FileSystem& files, MailLibrary& library,
+               MirrorState& state)
+        : account_(std::move(account)), inbox_(folder, files), files_(files), library_(library), state_(state) {}
 
-    // Durable when it returns. Throws DatabaseFailure.
+    ~MailKeeper() { forgetBegun(); }
+
+    FileSystem& files() { return files_; }
+    // For the file of a large message.
+    std::filesystem::path newTemporary() const;
+
+    // By the name that the message will have. Whoever takes it has it alone; another begins anew.
+    BegunMessage takeBegun(const std::string& name);
+    void leaveBegun(const std::string& name, BegunMessage begun);
+    void forgetBegun();  // with their files
+
+    // Durable when it returns. Files of messages are gone then, kept or not. Throws DatabaseFailure.
     Result<void> keep(const MirroredMailbox& mailbox, const std::vector<FetchedMessage>& messages);
 
 private:
+    Result<void> add(const MirroredMailbox& mailbox, const std::vector<FetchedMessage>& messages);
+
     const std::string account_;
+    const Maildir inbox_;
+    FileSystem& files_;
     MailLibrary& library_;
     MirrorState& state_;
-    std::mutex lock_;
+    std::mutex lock_, begunLock_;
+    std::map<std::string, BegunMessage> begun_;
 };
 
 }  // namespace qs

@@ -6,10 +6,10 @@
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
 #include "Imap/ImapConnection.h"
+#include "Imap/LargeMessage.h"
 #include "Imap/MailKeeper.h"
 #include "Imap/MirrorState.h"
 #include "Imap/MirroredName.h"
-#include "Imap/ServerFlags.h"
 
 namespace qs {
 
@@ -110,15 +110,10 @@ Result<void> MessageOpener::fetch(const std::string& name) {
         if (!uid) continue;
         if (state_->knows(mailbox.number, *uid)) return {};
         if (auto done = ready(mailbox); !done) return done;
-        std::vector<FetchedMessage> messages;
-        auto done =
-            line_->fetch({*uid}, {.date = true, .content = ImapFetch::Content::Whole}, [&](ImapMessage message) {
-                if (!message.content || message.uid != *uid) return;
-                messages.push_back({message.uid, packedFromServer(message.flags.value_or(ImapFlags())),
-                                    message.internalDate.value_or(Date{}), std::move(*message.content)});
-            });
-        if (!done) return done;
-        return keeper_.keep(mailbox, messages);
+        auto message = fetchOne(*line_, *uid, keeper_, name);
+        if (!message) return failed(message);
+        if (!*message) return {};
+        return keeper_.keep(mailbox, {std::move(**message)});
     }
     return {};
 }

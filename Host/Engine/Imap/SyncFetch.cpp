@@ -1,9 +1,11 @@
-// The messages themselves: in large ranges, kept in batches with one sync of the disk for each.
+// The messages themselves: in large ranges, kept in batches with one sync of the disk for each; what is too large for
+// that comes last and one by one.
 #include <algorithm>
 #include <utility>
 
 #include "Foundation/Format.h"
 #include "Imap/ImapError.h"
+#include "Imap/LargeMessage.h"
 #include "Imap/MailKeeper.h"
 #include "Imap/MirroredName.h"
 #include "Imap/ServerFlags.h"
@@ -19,6 +21,10 @@ namespace {
 constexpr std::size_t kFirstBatch = 50, kBatch = 1000, kFaster = 20;
 constexpr std::size_t kBatchBytes = 16 << 20;
 
+bool isNonsense(const Error& error) {
+    return error.domain == kImapErrorDomain && imapFailure(error) == ImapFailure::Malformed;
+}
+
 }  // namespace
 
 // What somebody has done something to already.
@@ -33,32 +39,53 @@ Result<void> SyncPass::fetch(Work& work, std::size_t most) {
     if (!work.isPulled) return {};
     if (auto kept = keepCopies(work); !kept) return kept;
     takeWishedForFirst(work);
+    if (!parts_.alone.empty())
+        for (const std::uint32_t uid : work.arrived)
+            if (parts_.alone.contains(mirroredName(work.mailbox, uid))) work.large.insert(uid);
     WorkBehind behind;
     std::size_t wanted = kFirstBatch;
     while (!work.arrived.empty() && most > 0 && behind.isWell()) {
         if (auto done = selected(work.mailbox); !done) return done;
-        const std::size_t count = std::min({wanted, most, work.arrived.size()});
-        const auto settled = fetchBatch(work, count, behind);
+        const auto count = withoutLarge(work, std::min(wanted, most));
+        if (!count) return failed(count);
+        if (*count == 0) break;
+        const auto settled = fetchBatch(work, *count, behind);
         if (!settled) return failed(settled);
         most -= *settled;
         // One of them is refused, and with it the others: it is come at by halves.
-        const bool isRefused = *settled < count;
-        wanted = isRefused ? std::max<std::size_t>(1, (count - *settled) / 2) : std::min(kBatch, wanted * kFaster);
+        const bool isRefused = *settled < *count;
+        wanted = isRefused ? std::max<std::size_t>(1, (*count - *settled) / 2) : std::min(kBatch, wanted * kFaster);
     }
     if (auto kept = behind.finish(); !kept) return kept;
+    concludeFetch(work);
+    return {};
+}
+
+Result<void> SyncPass::fetchLarge(Work& work) {
+    if (!work.isPulled || work.arrived.empty()) return {};
+    if (auto kept = keepCopies(work); !kept) return kept;
+    takeWishedForFirst(work);
+    for (const std::uint32_t uid : std::vector(work.arrived)) {
+        if (!work.large.contains(uid)) continue;
+        if (auto done = selected(work.mailbox); !done) return done;
+        if (auto done = fetchLargeOne(work, uid); !done) return done;
+    }
+    concludeFetch(work);
+    return {};
+}
+
+// Only when everything is here that the server had up to there, or is remembered.
+void SyncPass::concludeFetch(Work& work) {
     tree_.forget(work.mailbox.folder);
-    // Only when everything is here that the server had up to there, or is remembered.
-    if (!work.arrived.empty()) return {};
+    if (!work.arrived.empty()) return;
     if (work.left != work.leftBefore) {
         parts_.state.setUnfetched(work.mailbox.number, {work.left.begin(), work.left.end()});
         work.leftBefore = work.left;
     }
-    const bool isNew = work.uidNext != work.mailbox.uidNext || work.modSeq != work.mailbox.modSeq;
-    if (!isNew) return {};
+    if (work.uidNext == work.mailbox.uidNext && work.modSeq == work.mailbox.modSeq) return;
     work.mailbox.uidNext = work.uidNext;
     work.mailbox.modSeq = work.modSeq;
     parts_.state.putMailbox(work.mailbox);
-    return {};
 }
 
 bool SyncPass::isRefusal(const Error& error) const {
@@ -77,6 +104,47 @@ void SyncPass::leaveOut(Work& work, std::uint32_t uid, const Result<void>& asked
         "A message in “%@” can't be fetched from the server. It is tried again when the program starts the next "
         "time. %@",
         {folder, asked ? "The server leaves it out." : asked.error().description}));
+}
+
+Result<std::size_t> SyncPass::withoutLarge(Work& work, std::size_t most) {
+    for (;;) {
+        const auto begin = work.arrived.begin();
+        auto end = work.arrived.end();
+        if (!work.large.empty())
+            end = std::stable_partition(begin, end, [&](std::uint32_t uid) { return !work.large.contains(uid); });
+        const std::size_t count = std::min(most, static_cast<std::size_t>(end - begin));
+        if (count == 0) return count;
+        ImapUidSet uids;
+        for (std::size_t i = count; i-- > 0;)
+            uids.add(work.arrived[i]);
+        const auto large = largeMessages(parts_.line, uids);
+        if (!large && !isRefusal(large.error())) return failed(large);
+        if (!large || large->empty()) return count;
+        // They take long, and are to be seen meanwhile.
+        const auto listed = listHeaders(work, {large->rbegin(), large->rend()});
+        if (!listed && !isRefusal(listed.error())) return failed(listed);
+        work.large.insert(large->begin(), large->end());
+    }
+}
+
+Result<void> SyncPass::fetchLargeOne(Work& work, std::uint32_t uid) {
+    auto message = fetchOne(parts_.line, uid, parts_.keeper, mirroredName(work.mailbox, uid));
+    if (message && *message) {
+        if (auto kept = parts_.keeper.keep(work.mailbox, {std::move(**message)}); !kept) return kept;
+        tellProgress(1);
+    } else if (message || isRefusal(message.error())) {
+        leaveOut(work, uid, message ? Result<void>() : failed(message));
+    } else if (isLackOfRoom(message.error())) {
+        // Others may be smaller, and the next pass sees whether there is room.
+        work.left.insert(uid);
+        if (!work.leftBefore.contains(uid)) parts_.tellPerson(message.error().description + " It stays at the server.");
+    } else {
+        if (isNonsense(message.error())) leaveOut(work, uid, failed(message));
+        return failed(message);
+    }
+    std::erase(work.arrived, uid);
+    work.large.erase(uid);
+    return {};
 }
 
 Result<std::size_t> SyncPass::fetchBatch(Work& work, std::size_t count, WorkBehind& behind) {
@@ -99,7 +167,13 @@ Result<std::size_t> SyncPass::fetchBatch(Work& work, std::size_t count, WorkBehi
         });
     // What came before the connection broke counts.
     keepBehind(work, std::move(batch), behind);
-    if (!done && !isRefusal(done.error())) return failed(done);
+    if (!done && !isRefusal(done.error())) {
+        // It may be larger than the server says, or garbled: alone it comes in pieces, and is found out.
+        if (isNonsense(done.error()))
+            for (std::size_t i = 0; i < count; ++i)
+                if (!came.contains(work.arrived[i])) parts_.alone.insert(mirroredName(work.mailbox, work.arrived[i]));
+        return failed(done);
+    }
     const auto begin = work.arrived.begin(), end = begin + static_cast<std::ptrdiff_t>(count);
     const bool isKnownWhich = done || count == 1;
     const auto rest = std::remove_if(begin, end, [&](std::uint32_t uid) {

@@ -139,45 +139,29 @@ bool SyncKeeper::isAllMail(const std::string& account, const std::string& folder
            });
 }
 
-std::uint64_t SyncKeeper::messageNamed(const std::string& account, const std::string& name) {
+std::vector<std::uint64_t> SyncKeeper::messagesNamed(const std::string& account,
+                                                     const std::vector<std::string>& names) {
     const auto state = gmailStateOf(account);
-    if (!state) return 0;
-    if (const auto message = gmailMessageInName(name)) return *message;
-    return reading(account, [&] {
-        if (const std::uint64_t message = state->gmailNumberNamed(name)) return message;
-        for (const MirroredMailbox& mailbox : state->mailboxes())  // only listed yet
-            if (const auto uid = uidInName(mailbox, name)) return state->gmailNumber(mailbox.number, *uid);
-        return std::uint64_t{0};
+    auto messages = !state ? std::vector<std::uint64_t>() : reading(account, [&] {
+        const auto mailboxes = state->mailboxes();
+        std::vector<std::uint64_t> found;
+        for (const std::string& name : names) {
+            std::uint64_t message = gmailMessageInName(name).value_or(0);
+            if (message == 0) message = state->gmailNumberNamed(name);
+            // Only listed yet, or not kept track of yet.
+            for (auto each = mailboxes.begin(); message == 0 && each != mailboxes.end(); ++each)
+                if (const auto uid = uidInName(*each, name)) message = state->gmailNumber(each->number, *uid);
+            found.push_back(message);
+        }
+        return found;
     });
+    messages.resize(names.size());
+    return messages;
 }
 
 bool SyncKeeper::isKept(const std::string& account, std::uint64_t message) {
     const auto state = gmailStateOf(account);
     return state && reading(account, [&] { return state->isGmailKept(message); });
-}
-
-std::vector<SyncKeeper::Copy> SyncKeeper::copies(const std::string& account, std::uint64_t message) {
-    const auto state = gmailStateOf(account);
-    if (!state || message == 0) return {};
-    return reading(account, [&] {
-        std::map<std::pair<int, std::string>, std::string> sorted;  // by rank and folder
-        const auto put = [&](const std::string& folder, std::string name) {
-            const int rank = folder.empty() ? 0 : isLabelFolder(*state, folder) ? 1 : 2;
-            sorted.emplace(std::pair(rank, folder), std::move(name));
-        };
-        for (const auto& place : state->gmailPlaces(message))
-            if (const auto mailbox = state->mailboxNumbered(place.mailbox))
-                put(mailbox->folder, place.name.empty() ? mirroredName(*mailbox, place.uid) : place.name);
-        for (const LabelOrder& order : state->labelOrders())
-            if (order.message == message) put(order.folder, gmailCopyName(message, order.folder));
-        for (const MirroredMailbox& mailbox : state->mailboxes())
-            if (mailbox.use == MirroredMailbox::Use::AllMail)
-                put(mailbox.folder, gmailCopyName(message, mailbox.folder));
-        std::vector<Copy> copies;
-        for (auto& [place, name] : sorted)
-            copies.push_back({place.second, std::move(name)});
-        return copies;
-    });
 }
 
 std::vector<std::string> SyncKeeper::labels(const std::string& account, std::uint64_t message) {

@@ -33,9 +33,9 @@ public:
     bool isGmail(const std::string& account) override;
     bool isLabel(const std::string& account, const std::string& folder) override;
     bool isAllMail(const std::string& account, const std::string& folder) override;
-    std::uint64_t messageNamed(const std::string& account, const std::string& name) override;
+    std::vector<std::uint64_t> messagesNamed(const std::string& account,
+                                             const std::vector<std::string>& names) override;
     bool isKept(const std::string& account, std::uint64_t message) override;
-    std::vector<Copy> copies(const std::string& account, std::uint64_t message) override;
     std::vector<std::string> labels(const std::string& account, std::uint64_t message) override;
     Result<void> willLabel(const std::string& account, const std::vector<Order>& orders) override;
 

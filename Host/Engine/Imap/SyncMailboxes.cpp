@@ -125,8 +125,8 @@ Result<bool> SyncPass::hasMessagesOf(const MirroredMailbox& mailbox, const ImapM
     std::map<std::uint32_t, std::string> digests;
     const std::size_t step = std::max<std::size_t>(1, known.size() / kProofs);
     for (std::size_t i = 0; i < known.size(); i += step)
-        if (const auto file = tree_.read(mailbox.folder, known[i].name))
-            digests[known[i].uid] = headerDigest(file->content);
+        if (const auto file = tree_.open(mailbox.folder, known[i].name))
+            if (const auto header = headerOf(sourceOf(file->content))) digests[known[i].uid] = headerDigest(*header);
     ImapUidSet uids;
     for (const auto& [uid, digest] : digests)
         uids.add(uid);

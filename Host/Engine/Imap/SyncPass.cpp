@@ -5,6 +5,7 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Imap/ImapError.h"
+#include "Imap/MailKeeper.h"
 #include "Imap/MailboxNames.h"
 #include "Imap/MirroredName.h"
 #include "Library/LibraryObjects.h"
@@ -56,13 +57,15 @@ Result<void> SyncPass::pullAll(const SyncScope& scope) {
 }
 
 Result<void> SyncPass::fetchAll() {
-    for (const bool isLast : {false, true})
-        for (auto& [folder, work] : works_) {
-            // At Gmail, what others have is copied from there.
-            if (isLast != (work.mailbox.use == MirroredMailbox::Use::AllMail)) continue;
-            if (auto done = fetch(work, work.arrived.size()); !done)
-                if (auto still = goOnAfter(done.error(), folder); !still) return still;
-        }
+    // Nobody waits for what is large elsewhere.
+    for (const bool areLarge : {false, true})
+        for (const bool isLast : {false, true})
+            for (auto& [folder, work] : works_) {
+                // At Gmail, what others have is copied from there.
+                if (isLast != (work.mailbox.use == MirroredMailbox::Use::AllMail)) continue;
+                if (auto done = areLarge ? fetchLarge(work) : fetch(work, work.arrived.size()); !done)
+                    if (auto still = goOnAfter(done.error(), folder); !still) return still;
+            }
     return {};
 }
 
@@ -90,6 +93,7 @@ Result<void> SyncPass::run(const SyncScope& asked) {
     if (auto done = fetchAll(); !done) return done;
     if (auto done = removeAllThere(); !done) return done;
     forgetSettledRemovals();
+    parts_.keeper.forgetBegun();  // nobody waits for the rest of these
     if (isGmail() && scope.everything) parts_.state.forgetGoneGmail();
     return {};
 }

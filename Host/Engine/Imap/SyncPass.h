@@ -61,6 +61,8 @@ struct SyncParts {
     // By the server: names of messages, which are not tried again, and "/" with folders, of which the person was told.
     // For as long as the program runs.
     std::set<std::string>& refused;
+    // Names of messages that come one by one, since a batch of them made no sense. For as long as the program runs.
+    std::set<std::string>& alone;
     std::function<void(const SyncProgress&)> tellProgress;
     std::function<void(const std::string& sentence)> tellPerson;  // what a person should know
 };
@@ -77,6 +79,7 @@ private:
     struct Work {
         MirroredMailbox mailbox;
         std::vector<std::uint32_t> arrived;  // to be fetched, newest first
+        std::set<std::uint32_t> large;       // of those, what is known to be too large for a batch
         // The server has them, and does not give them out now, and before.
         std::set<std::uint32_t> left, leftBefore;
         std::map<std::uint32_t, int> flags;  // that they have there, until they are listed
@@ -163,8 +166,13 @@ private:
     Whereabouts whereabouts(const std::string& name);
 
     // The messages
-    Result<void> fetch(Work& work, std::size_t most);
+    Result<void> fetch(Work& work, std::size_t most);  // but large ones
     void takeWishedForFirst(Work& work);
+    // How many of so many messages can come in a batch: those too large for one are moved to the end of the list.
+    Result<std::size_t> withoutLarge(Work& work, std::size_t count);
+    Result<void> fetchLarge(Work& work);
+    Result<void> fetchLargeOne(Work& work, std::uint32_t uid);
+    void concludeFetch(Work& work);
     // Answers how many of them are settled: fewer than asked for when the server refuses one of them.
     Result<std::size_t> fetchBatch(Work& work, std::size_t count, WorkBehind& behind);
     bool isRefusal(const Error& error) const;
@@ -177,6 +185,8 @@ private:
     // Of the messages there, as many as are known; at Gmail also of those that are not here yet.
     std::size_t countKnown(const MirroredMailbox& mailbox);
     void noteGmailGone(const MirroredMailbox& mailbox, const ImapUidSet* present, ServerView& view);
+    // Of messages that are here already.
+    void tellNumbers(const MirroredMailbox& mailbox, const ServerView& view);
     // By number, the files of the folder that were made here and have no uid yet.
     Result<std::map<std::uint64_t, std::string>> unboundCopies(const MirroredMailbox& mailbox);
     Result<void> recogniseCopies(const Work& work, const std::function<void(std::uint32_t, const std::string&)>& find);
@@ -184,6 +194,7 @@ private:
     void withoutTaken(const MirroredMailbox& mailbox, std::vector<MirroredMessage>& known, MessagesHere& here);
     // What is here in another mailbox is not fetched once more.
     Result<void> keepCopies(Work& work);
+    Result<FetchedMessage> copyOf(const std::string& folder, const std::string& name);
     Result<void> eraseThere(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages);
     Result<bool> settleCopy(const MirroredMailbox& mailbox, const std::string& name);
     // The labels that were given and taken here.

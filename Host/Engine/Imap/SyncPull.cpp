@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Imap/ImapError.h"
 #include "Imap/MirroredName.h"
@@ -99,6 +100,7 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
         plan = planPull(parts_.state.messages(mailbox.number), *view, **here, mailbox.keptFlags);
         if (auto applied = apply(mailbox, plan); !applied) return applied;
     }
+    tellNumbers(mailbox, *view);
     leaveOutTaken(work);
     for (const std::uint32_t uid : work.arrived)
         if (isGmail()) work.arrivedFlags[uid] = view->flags[uid];
@@ -258,15 +260,16 @@ Result<std::vector<SyncPass::Candidate>> SyncPass::candidates(const Work& work, 
     }
     for (const auto& [name, folder] : folderOf) {
         if (known.contains(name)) continue;
-        const auto file = tree_.read(folder, name);
-        if (!file) continue;  // gone meanwhile
+        const auto file = tree_.open(folder, name);
+        const auto header = file ? headerOf(sourceOf(file->content)) : Result<std::string>(failed(file));
+        const auto size = header ? lengthOf(withNetworkLineEnds(sourceOf(file->content))) : failed(header);
+        if (!size) continue;  // gone meanwhile
         const bool isExpected = areExpected || accepted.contains(name);
         const std::string messageID =
             mailbox.folder == kSent || isExpected
-                ? parseHeaders(file->content)->firstMessageIDForKey(MCHeaderKeyMessageId).value_or("")
+                ? parseHeaders(*header)->firstMessageIDForKey(MCHeaderKeyMessageId).value_or("")
                 : "";
-        all.push_back(
-            {name, headerDigest(file->content), messageID, withNetworkLineEnds(file->content).size(), isExpected});
+        all.push_back({name, headerDigest(*header), messageID, *size, isExpected});
     }
     return all;
 }

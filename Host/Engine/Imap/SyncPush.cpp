@@ -1,6 +1,7 @@
 // What was done here to one mailbox, done at the server.
 #include <algorithm>
 
+#include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Imap/ImapError.h"
 #include "Imap/MailboxNames.h"
@@ -246,13 +247,15 @@ Result<void> SyncPass::upload(Work& work) {
 }
 
 Result<void> SyncPass::uploadOne(const MirroredMailbox& mailbox, const std::string& name) {
-    auto file = tree_.read(mailbox.folder, name);
-    if (!file) return {};  // gone meanwhile, or nobody can read it, which the library tells
-    const std::string content = withNetworkLineEnds(file->content);
+    const auto file = tree_.open(mailbox.folder, name);
+    const auto header = file ? headerOf(sourceOf(file->content)) : Result<std::string>(failed(file));
+    const auto size = header ? lengthOf(withNetworkLineEnds(sourceOf(file->content))) : failed(header);
+    if (!size) return {};  // gone meanwhile, or nobody can read it, which the library tells
     const auto here = tree_.messagesIn(mailbox.folder);
     const int flags = here && (*here)->contains(name) ? (*here)->at(name) : 0;
-    parts_.state.beginUpload({mailbox.folder, name, headerDigest(content), content.size()});
-    const auto appended = parts_.line.append(ImapMailboxName::fromWire(mailbox.serverName), ImapContent::of(content),
+    parts_.state.beginUpload({mailbox.folder, name, headerDigest(*header), *size});
+    const auto appended = parts_.line.append(ImapMailboxName::fromWire(mailbox.serverName),
+                                             SizedSource(*size, withNetworkLineEnds(sourceOf(file->content))),
                                              serverFlags(flags), MaildirName::timeIn(name).value_or(file->modified));
     if (!appended) {
         // Without an answer nobody knows whether it is there, and the next look at the mailbox tells.

@@ -237,8 +237,7 @@ TEST_F(Dovecot, CopiesMovesAndExpungesByUid) {
 TEST_F(Dovecot, AppendsWithFlagsAndDate) {
     const auto connection = withMessages(1);
     const std::string large = mail("large", std::string(3'000'000, 'x') + "\r\n");
-    const auto appended =
-        connection->append(mailbox_, ImapContent::of(large), {"\\Seen", "\\Draft"}, Date{837'596'665});
+    const auto appended = connection->append(mailbox_, SizedSource(large), {"\\Seen", "\\Draft"}, Date{837'596'665});
     ASSERT_TRUE(appended) << sentence(appended);
     EXPECT_EQ(appended->uidValidity, selection_.uidValidity);
     const auto messages = fetched(*connection, {appended->uid}, {.date = true, .content = Content::Whole});
@@ -246,12 +245,27 @@ TEST_F(Dovecot, AppendsWithFlagsAndDate) {
     EXPECT_TRUE(messages[0].content == large);
     EXPECT_EQ(messages[0].internalDate, Date{837'596'665});
     EXPECT_TRUE(hasImapFlag(*messages[0].flags, "\\Draft"));
-    EXPECT_EQ(imapResponseCode(connection->append(ImapMailboxName::fromText("Nowhere"), ImapContent::of("x")).error()),
+    EXPECT_EQ(imapResponseCode(connection->append(ImapMailboxName::fromText("Nowhere"), SizedSource("x")).error()),
               "TRYCREATE");
-    const ImapContent broken{10,
+    const SizedSource broken{10,
                              [](char*, std::size_t) -> Result<std::size_t> { return failure("test", 1, "no disk"); }};
     EXPECT_EQ(failureOf(connection->append(mailbox_, broken)), ImapFailure::Source);
     EXPECT_EQ(another()->search({}).value(), ImapUidSet::range(1, 2)) << "half a message is none";
+}
+
+TEST_F(Dovecot, GivesAMessageInPieces) {
+    const auto connection = withMessages(1);
+    const std::string text = mail("large", std::string(100'000, 'x') + "\r\n");
+    server_->deliver("ada", text, mailbox_.wire());
+    ASSERT_TRUE(connection->noop());
+    std::string whole;
+    for (const std::uint64_t start : {std::uint64_t{0}, std::uint64_t{60'000}, std::uint64_t{120'000}}) {
+        const auto pieces =
+            fetched(*connection, {2}, {.content = Content::Piece, .pieceStart = start, .pieceBytes = 60'000});
+        ASSERT_EQ(pieces.size(), 1u) << start;
+        whole += *pieces[0].content;
+    }
+    EXPECT_TRUE(whole == text) << "and nothing behind its end";
 }
 
 TEST_F(Dovecot, TellsWhatAnotherClientDid) {

@@ -21,6 +21,7 @@ protected:
         ImapServer server = ImapTest::account(server_.port(), TransportSecurity::None);
         server.limits.silenceSeconds = patience_;
         server.limits.literalBytes = 1000;
+        server.limits.pieceBytes = pieceBytes_;
         return server;
     }
 
@@ -52,6 +53,7 @@ protected:
     ScriptedServer server_;
     std::vector<ImapUpdate> updates_;
     TimeInterval patience_ = 60;
+    std::size_t pieceBytes_ = 4u << 20;
 };
 
 TEST_F(ScriptedImap, AGreetingTellsWhetherItMakesSenseToGoOn) {
@@ -325,14 +327,53 @@ TEST_F(ScriptedImap, WaitsBeforeALiteralUnlessTheServerNeedsNoWaiting) {
         .say("a3 NO [TOOBIG] no");
     const ImapMailboxName target = ImapMailboxName::fromText("x");
     auto connection = opened();
-    const auto appended = connection->append(target, ImapContent::of("abcd\n"), {"\\Seen"});
+    const auto appended = connection->append(target, SizedSource("abcd\n"), {"\\Seen"});
     ASSERT_TRUE(appended) << sentence(appended);
     EXPECT_EQ(appended->uid, 9u);
-    EXPECT_EQ(imapResponseCode(connection->append(target, ImapContent::of("abcd\n")).error()), "OVERQUOTA");
+    EXPECT_EQ(imapResponseCode(connection->append(target, SizedSource("abcd\n")).error()), "OVERQUOTA");
     EXPECT_TRUE(connection->noop()) << "nothing of the message was sent";
     connection = opened();
-    EXPECT_EQ(connection->append(target, ImapContent::of("abcd\n"))->uid, 0u);
-    EXPECT_EQ(imapResponseCode(connection->append(target, ImapContent::of(std::string(4097, 'x'))).error()), "TOOBIG");
+    EXPECT_EQ(connection->append(target, SizedSource("abcd\n"))->uid, 0u);
+    EXPECT_EQ(imapResponseCode(connection->append(target, SizedSource(std::string(4097, 'x'))).error()), "TOOBIG");
+}
+
+TEST_F(ScriptedImap, ALargeMessageIsSentOnlyToAServerThatWantsIt) {
+    signedIn("LITERAL+ APPENDLIMIT=70000")
+        .expect("a2 APPEND \"x\" {60000}")
+        .say("a2 NO [OVERQUOTA] full")
+        .expect("a3 NOOP")
+        .say("a3 OK");
+    pieceBytes_ = 50'000;
+    const ImapMailboxName target = ImapMailboxName::fromText("x");
+    auto connection = opened();
+    EXPECT_EQ(imapResponseCode(connection->append(target, SizedSource(std::string(60'000, 'x'))).error()), "OVERQUOTA");
+    const auto tooLarge = connection->append(target, SizedSource(std::string(70'001, 'x')));
+    EXPECT_EQ(imapResponseCode(tooLarge.error()), "TOOBIG");
+    EXPECT_THAT(tooLarge.error().description, HasSubstr("takes no messages above 0.1 MB"));
+    EXPECT_TRUE(connection->noop()) << "nothing of them was sent";
+}
+
+TEST_F(ScriptedImap, TellsWhichPieceOfAMessageItGot) {
+    signedIn()
+        .expect("a2 UID FETCH 7 (UID BODY.PEEK[]<4.4>)")
+        .say("* 1 FETCH (UID 7 BODY[]<4> \"abcd\")")
+        .say("a2 OK")
+        .expect("a3 UID FETCH 7 (UID BODY.PEEK[]<8.4>)")
+        .say("* 1 FETCH (UID 7 body[]<8> NIL)")
+        .say("a3 OK")
+        .expect("a4 UID FETCH 7 (UID BODY.PEEK[]<12.4>)")
+        .say("* 1 FETCH (UID 7 BODY[] \"all\")")
+        .say("a4 OK");
+    const auto connection = opened();
+    std::vector<std::string> pieces;
+    for (const std::uint64_t start : {std::uint64_t{4}, std::uint64_t{8}, std::uint64_t{12}})
+        ASSERT_TRUE(connection->fetch(
+            {7}, {.flags = false, .content = ImapFetch::Content::Piece, .pieceStart = start, .pieceBytes = 4},
+            [&](const ImapMessage& message) {
+                const auto from = message.contentStart;
+                pieces.push_back(*message.content + (from ? " from " + std::to_string(*from) : ""));
+            }));
+    EXPECT_THAT(pieces, ElementsAre("abcd from 4", " from 8", "all"));
 }
 
 TEST_F(ScriptedImap, IdlesAnewBeforeTheServerLosesPatience) {

@@ -54,8 +54,11 @@ protected:
         NotificationCenter::defaultCenter().post(MailAccountsDidChangeNotification);
         library().accountsDidChange();
     }
+    virtual EngineOptions options() {
+        return {.dataFolder = folder_.path(), .watchFolders = false, .watchesInboxes = false};
+    }
     void open() {
-        auto opened = MailEngine::open({.dataFolder = folder_.path(), .watchFolders = false, .watchesInboxes = false});
+        auto opened = MailEngine::open(options());
         ASSERT_TRUE(opened) << opened.error().description;
         engine_ = std::move(*opened);
     }

@@ -320,7 +320,7 @@ TEST(InboxWatch, TellsOfNewsAtOnce) {
     ASSERT_TRUE(loop->runUntil([&] { return changes == 1; })) << "it watches";
     ImapConnection other(account);
     ASSERT_TRUE(other.open(secret));
-    ASSERT_TRUE(other.append(ImapMailboxName::inbox(), ImapContent::of("Subject: news\r\n\r\nx\r\n")));
+    ASSERT_TRUE(other.append(ImapMailboxName::inbox(), SizedSource("Subject: news\r\n\r\nx\r\n")));
     EXPECT_TRUE(loop->runUntil([&] { return changes >= 2; }));
     EXPECT_TRUE(watch.isAlive());
 }

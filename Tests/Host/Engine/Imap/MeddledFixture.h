@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -57,6 +58,11 @@ protected:
         return std::count_if(heard_.begin(), heard_.end(),
                              [&](const std::string& line) { return line.find(words) != std::string::npos; });
     }
+    // Of the server's texts so far, that it announced as one, in bytes.
+    std::size_t largestAnswer() {
+        const std::lock_guard hold(lock_);
+        return largestAnswer_;
+    }
 
 private:
     CuttingProxy::Passing asked(const std::string& line) {
@@ -72,6 +78,10 @@ private:
         return passing ? *passing : CuttingProxy::Passing{line};
     }
     std::string answered(std::string line) {
+        if (const auto at = line.rfind('{'); at != std::string::npos && line.ends_with("}\r\n")) {
+            const std::lock_guard hold(lock_);
+            largestAnswer_ = std::max(largestAnswer_, std::size_t{std::strtoull(&line[at + 1], nullptr, 10)});
+        }
         for (const auto& [from, to] : replaced_)
             if (const auto at = line.find(from); at != std::string::npos) line.replace(at, from.size(), to);
         return line;
@@ -79,6 +89,7 @@ private:
 
     std::mutex lock_;
     std::vector<std::string> heard_;
+    std::size_t largestAnswer_ = 0;
     std::vector<std::pair<std::string, std::function<void()>>> acts_;
     std::map<std::string, std::string> answers_, replaced_;
 };

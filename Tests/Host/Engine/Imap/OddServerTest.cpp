@@ -273,7 +273,7 @@ TEST_F(OddServerTest, AMailboxOfTheSameValidityIsNotTakenForARenamedOne) {
     const auto a = other().select(named("A"));
     ASSERT_TRUE(other().create(named("B")));
     for (const char* each : {"three", "one", "two"})
-        ASSERT_TRUE(other().append(named("B"), ImapContent::of(mail(each))));
+        ASSERT_TRUE(other().append(named("B"), SizedSource(mail(each))));
     const auto b = other().select(named("B"));
     ASSERT_TRUE(other().remove(named("A")));
     ASSERT_TRUE(a && b);

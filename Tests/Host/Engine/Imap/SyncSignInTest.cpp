@@ -150,7 +150,7 @@ TEST_F(SyncSignInTest, ASignInThatIsOverWaitsForThePerson) {
         const std::lock_guard hold(lock_);
         EXPECT_EQ(renewals_.size(), 1u) << "a refresh token that is dead is not shown about";
     }
-    account_secrets::forget("ada");
+    ASSERT_TRUE(account_secrets::forget("ada"));
     syncAll();
     EXPECT_EQ(status().state, SyncStatus::State::Stopped) << status().text;
     keepTokens("good", 3600);
