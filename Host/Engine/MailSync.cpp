@@ -144,9 +144,11 @@ private:
         }
         keeper_->put(record.identifier, state);
         const auto weak = weak_from_this();
+        ImapServer server = imapServerOf(*record.incoming);
+        server.limits.pieceBytes = options_.pieceBytes;
         auto sync = std::make_shared<AccountSync>(
             AccountSync::Parts{.account = record.identifier,
-                               .server = imapServerOf(*record.incoming),
+                               .server = std::move(server),
                                .secret = [record](const ImapSecret* refused) -> Result<ImapSecret> {
                                    if (refused) account_secrets::tokenWasRefused(record, refused->text);
                                    auto secret = account_secrets::secretFor(record, ServerSide::Incoming);

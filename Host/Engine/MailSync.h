@@ -31,6 +31,7 @@ public:
         std::filesystem::path dataFolder;
         std::shared_ptr<NetworkState> network;  // null: it is always there
         bool watchesInboxes = true;             // with a second connection for each account
+        std::size_t pieceBytes = 4u << 20;      // larger messages come in pieces of that size
     };
     // From now on the library tells of what is erased; nothing is connected before start().
     static std::shared_ptr<MailSync> make(Options options, MailLibrary& library, AccountBook& accounts,

@@ -6,7 +6,9 @@
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "MailApplicationObject.h"
+#include "MailEngine.h"
 #include "MailLibrary.h"
+#include "MailboxPlaces.h"
 #include "MailboxesOutlineObject.h"
 #include "Models/Alert.h"
 #include "Models/Form.h"
@@ -36,8 +38,9 @@ std::shared_ptr<Mailbox> mailboxOf(HostObject* sender) {
     return item ? std::dynamic_pointer_cast<Mailbox>(item->representedObject()) : nullptr;
 }
 
-// Mailboxes that can hold others: not the one that is moved, nor those in it.
-FormControl parentControl(const std::shared_ptr<MailboxPlace>& place, const std::string& own) {
+// Mailboxes that can hold others: not the one that is moved, nor those in it, nor those that nothing is put into.
+FormControl parentControl(const std::shared_ptr<MailboxPlace>& place, const std::string& own,
+                          const MailboxesOutlineObject& outline) {
     FormControl control{.kind = FormControl::Kind::PopUp, .id = "parent", .label = "Inside"};
     control.value = place->parent;
     control.options.push_back({.title = "No other mailbox", .value = ""});
@@ -45,7 +48,8 @@ FormControl parentControl(const std::shared_ptr<MailboxPlace>& place, const std:
         for (const auto& each : account->mailboxes()) {
             const std::string name = each->displayName();
             const bool isOwn = !own.empty() && (name == own || name.starts_with(own + "/"));
-            if (account->identifier() == place->account && each->kind() == MailboxKind::User && !isOwn)
+            if (account->identifier() == place->account && each->kind() == MailboxKind::User && !isOwn &&
+                outline.takesDrops(*each))
                 control.options.push_back({.title = name, .value = name});
         }
     // It may lie in what is no mailbox itself.
@@ -57,7 +61,8 @@ FormControl parentControl(const std::shared_ptr<MailboxPlace>& place, const std:
     return control;
 }
 
-std::shared_ptr<FormModel> placeForm(const std::shared_ptr<MailboxPlace>& place, MailLibrary& library) {
+std::shared_ptr<FormModel> placeForm(const std::shared_ptr<MailboxPlace>& place, MailLibrary& library,
+                                     const MailboxesOutlineObject& outline) {
     const auto mailbox = library.mailboxWithIdentifier(place->mailbox);
     auto form = std::make_shared<FormModel>();
     form->identifier = mailbox ? "changeMailbox" : "newMailbox";
@@ -77,7 +82,8 @@ std::shared_ptr<FormModel> placeForm(const std::shared_ptr<MailboxPlace>& place,
     account.hidden = mailbox || !place->parent.empty() || account.options.size() < 2;
     form->groups.push_back({.controls = {std::move(name), std::move(account)}});
     if (mailbox || !place->parent.empty())
-        form->groups.back().controls.push_back(parentControl(place, mailbox ? mailbox->displayName() : std::string()));
+        form->groups.back().controls.push_back(
+            parentControl(place, mailbox ? mailbox->displayName() : std::string(), outline));
     form->buttons = {{.title = mailbox ? "Save" : "Create", .code = kSheetConfirmed, .isDefault = true},
                      {.title = "Cancel", .code = kSheetCancelled, .isCancel = true}};
     return form;
@@ -93,15 +99,22 @@ std::string parentOf(const std::string& path) {
     return slash == std::string::npos ? std::string() : path.substr(0, slash);
 }
 
-Result<void> canHoldOthers(const MailboxesOutlineObject& outline, const MailAccount& account,
-                           const std::string& parent) {
+}  // namespace
+
+Result<void> mailboxCanLieAt(const MailApplication& application, const MailAccount& account, const std::string& path) {
     for (const auto& each : account.mailboxes())
-        if (each->displayName() == parent && !outline.takesDrops(*each))
-            return failure("Application", 2, stringWithFormat("Nothing can be put into “%@”.", {parent}));
+        if (const std::string above = each->displayName();
+            path.starts_with(above + "/") && !application.rowOfMailbox(*each).takesDrops)
+            return failure("Application", 2, stringWithFormat("Nothing can be put into “%@”.", {above}));
     return {};
 }
 
-}  // namespace
+Result<std::shared_ptr<Mailbox>> createMailbox(MailApplication& application, const std::string& account,
+                                               const std::string& path) {
+    if (const auto owner = MailAccount::accountWithIdentifier(account))
+        if (auto can = mailboxCanLieAt(application, *owner, path); !can) return failed(can);
+    return application.engine().library().createMailbox(account, path);
+}
 
 std::shared_ptr<Menu> makeMailboxContextMenu(const std::shared_ptr<Mailbox>& mailbox) {
     auto menu = std::make_shared<Menu>();
@@ -159,7 +172,7 @@ void MailApplicationObject::askForChangedMailbox(HostObject* sender) {
 // What can't be is told beside the field, in the same sheet again.
 void MailApplicationObject::askForPlace(const std::shared_ptr<MailboxPlace>& place) {
     const auto weak = std::weak_ptr(std::static_pointer_cast<MailApplicationObject>(shared_from_this()));
-    viewer_->window()->beginSheet(placeForm(place, engine_.library()), [weak, place](int code) {
+    viewer_->window()->beginSheet(placeForm(place, engine_.library(), *outline_), [weak, place](int code) {
         const auto self = weak.lock();
         if (!self || code != kSheetConfirmed) return;
         const auto done = self->take(*place);
@@ -171,7 +184,7 @@ void MailApplicationObject::askForPlace(const std::shared_ptr<MailboxPlace>& pla
 
 Result<void> MailApplicationObject::take(const MailboxPlace& place) {
     if (place.mailbox.empty()) {
-        const auto made = engine_.library().createMailbox(place.account, place.path());
+        const auto made = createMailbox(*this, place.account, place.path());
         if (!made) return failed(made);
         showMailboxes();
         viewer_->selectMailbox((*made)->identifier());
@@ -185,7 +198,7 @@ Result<void> MailApplicationObject::renameMailbox(const std::string& identifier,
     if (!mailbox) return failure("Application", 1, "That mailbox is no longer there.");
     const std::string before = mailbox->displayName();
     if (const auto account = mailbox->account(); account && parentOf(name) != parentOf(before))
-        if (auto can = canHoldOthers(*outline_, *account, parentOf(name)); !can) return can;
+        if (auto can = mailboxCanLieAt(*this, *account, name); !can) return can;
     const auto shown = viewer_->mailbox();
     const bool isShown = shown && shown->account() == mailbox->account() &&
                          (shown->displayName() == before || shown->displayName().starts_with(before + "/"));
@@ -212,10 +225,14 @@ void MailApplicationObject::deleteMailbox(HostObject* sender) {
     if (!below.empty())
         alert.informativeText = countText(static_cast<int>(below.size()), "The mailbox inside it goes as well. ",
                                           "The %ld mailboxes inside it go as well. ");
-    alert.informativeText +=
-        messages == 0 ? "There are no messages in it."
-                      : countText(messages, "Its message is deleted for good.", "%ld messages are deleted for good.");
-    if (messages > 0) alert.informativeText += " This can't be undone.";
+    if (messages == 0)
+        alert.informativeText += "There are no messages in it.";
+    else if (mailbox->isValidGmailLabel())
+        alert.informativeText +=
+            countText(messages, "Its message stays in the archive.", "%ld messages stay in the archive.");
+    else
+        alert.informativeText += countText(messages, "Its message is deleted for good. This can't be undone.",
+                                           "%ld messages are deleted for good. This can't be undone.");
     alert.buttons = {"Delete", "Cancel"};
     if (alert.runModalSheetForWindow(*viewer_->window()) != kAlertFirstButtonReturn || terminated_) return;
     if (const auto removed = engine_.library().removeMailbox(*mailbox); !removed)

@@ -11,8 +11,10 @@ namespace {
 constexpr std::size_t kMostMoves = 20;
 constexpr int kMostCopies = 100;
 
+// The size of one that is only listed yet is not known.
 bool isSame(const MessageSummary& found, const MoveHistory::Moved& moved) {
-    return found.mailbox == moved.to && found.messageID == moved.messageID && found.size == moved.size;
+    const bool isOfSize = found.size == moved.size || found.size == 0 || moved.size == 0;
+    return found.mailbox == moved.to && found.messageID == moved.messageID && isOfSize;
 }
 
 }  // namespace

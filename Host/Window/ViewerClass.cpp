@@ -123,7 +123,7 @@ bool ViewerObject::isValid(const std::string& selector, MenuItem* item) {
         item->setTitle(selectionIsIn(MailboxKind::Trash) ? "Delete for Good…" : "Move to Trash");
     if (item && selector == "toggleConversations:") item->setState(showsConversations() ? 1 : 0);
     if (item && selector == "toggleGrouping:") item->setState(groupsConversations() ? 1 : 0);
-    if (selector == "archiveMessages:" && selectionIsIn(MailboxKind::Archive)) return false;
+    if (selector == "archiveMessages:" && !canArchive()) return false;
     switch (action->needs) {
     case Needs::Nothing: return true;
     case Needs::Selection: return !selected_.empty();

@@ -7,6 +7,7 @@
 #include "Foundation/Format.h"
 #include "Mail/MailAccount.h"
 #include "MailApplicationObject.h"
+#include "MessageCopies.h"
 #include "Models/Alert.h"
 #include "Models/ModelChanges.h"
 #include "ViewerObject.h"
@@ -51,8 +52,10 @@ Result<void> ViewerObject::transferMessages(const MessageList& messages, Mailbox
     const auto target = library().mailboxWithIdentifier(toMailbox.identifier());
     if (!target) return viewerFailure("That mailbox is no longer there.");
     const char* name = options.isArchiveOperation ? "Archive" : options.isDeleteOperation ? "Move to Trash" : "Move";
-    // Through a viewer that nobody sees, a plug-in moves what it thinks fit, at any time: Undo is for the person's moves.
-    return transfer({{messages, target}}, name, options.allowUndo && !isForOneMessage_);
+    // Through a viewer that nobody sees, a plug-in moves what it thinks fit, at any time: Undo is for the person's
+    // moves.
+    const auto moved = options.isArchiveOperation ? asInInbox(messages) : messages;
+    return transfer({{moved, target}}, name, options.allowUndo && !isForOneMessage_);
 }
 
 Result<void> ViewerObject::copyTo(const MessageList& messages, Mailbox& toMailbox) {
@@ -129,7 +132,7 @@ void ViewerObject::selectAfterMove(const std::vector<std::int64_t>& gone, std::o
     if (gone.empty()) return;
     rows_.messagesChanged();
     noteModelChange();
-    if (mailbox_.empty()) return;  // a list of all mailboxes still has them
+    if (listsAllMailboxes()) return;  // still has them
     auto rest = chosen_;
     std::erase_if(rest, [&](std::int64_t id) { return id > 0 && std::ranges::find(gone, id) != gone.end(); });
     rest = presentRows(std::move(rest));
@@ -137,6 +140,17 @@ void ViewerObject::selectAfterMove(const std::vector<std::int64_t>& gone, std::o
     if (rest.empty() && firstRow && rows_.total() > 0)
         if (const auto next = rows_.idAt(std::min(*firstRow, rows_.total() - 1))) rest = {*next};
     setSelection(std::move(rest));
+}
+
+// What lies in the archive may be in the inbox as well.
+bool ViewerObject::canArchive() const {
+    if (!selectionIsIn(MailboxKind::Archive)) return true;
+    constexpr std::size_t kLookedAt = 50;  // it is asked for often
+    const std::size_t count = std::min(selected_.size(), kLookedAt);
+    return std::any_of(selected_.begin(), selected_.begin() + static_cast<std::ptrdiff_t>(count), [this](auto id) {
+        const auto message = library().messageWithID(id);
+        return asInInbox({message}).front() != message;
+    });
 }
 
 // Each message to that mailbox of its own account.
@@ -154,7 +168,20 @@ std::vector<ViewerObject::Target> ViewerObject::targetsOfKind(const MessageList&
 }
 
 void ViewerObject::moveSelection(MailboxKind kind, const std::string& undoName) {
-    tellFailure("Not everything could be moved", transfer(targetsOfKind(selectedMessages(), kind), undoName, true));
+    const auto messages = kind == MailboxKind::Archive ? asInInbox(selectedMessages()) : selectedMessages();
+    tellFailure("Not everything could be moved", transfer(targetsOfKind(messages, kind), undoName, true));
+}
+
+MessageList ViewerObject::asInInbox(const MessageList& messages) const {
+    MessageList found;
+    for (const MessageRef& message : messages) {
+        const auto account = message ? message->account() : nullptr;
+        const auto inbox = account && account->isGmailAccount() ? account->inboxMailbox() : nullptr;
+        const auto row = inbox ? MessageCopies::of(library()).rowIn(*inbox, message->libraryID()) : 0;
+        auto inside = row != 0 ? library().messageWithID(row) : nullptr;
+        found.push_back(inside ? std::move(inside) : message);
+    }
+    return found;
 }
 
 void ViewerObject::archive() { moveSelection(MailboxKind::Archive, "Archive"); }

@@ -61,7 +61,7 @@ public:
     std::shared_ptr<Window> window() const override { return window_; }
     std::shared_ptr<Toolbar> toolbar() const override;
     MessageList selectedMessages() const override;
-    MessageList messagesTargetedByAction(std::string_view) const override { return selectedMessages(); }
+    MessageList messagesTargetedByAction(std::string_view action) const override;
     std::shared_ptr<Mailbox> mailbox() const override;
     Result<void> transferMessages(const MessageList& messages, Mailbox& toMailbox, TransferOptions options) override;
     void sendForDraft(HostObject* sender, bool forDraft, MessageRef actualMessage) override;
@@ -130,6 +130,11 @@ private:
     MailLibrary& library() const;
     std::optional<MailboxKind> kindOf(const MessageRef& message) const;
     bool isListed(std::int64_t id) const;
+    // Of messages in several mailboxes such a list has one row, which may become another.
+    bool listsAllMailboxes() const;
+    // Archiving takes a message out of the inbox, wherever it is seen.
+    MessageList asInInbox(const MessageList& messages) const;
+    bool canArchive() const;
     void selectAgainInOutbox();
     bool selectionIsIn(MailboxKind kind) const;  // every selected message, and there is one
     std::vector<MessageSummary> conversationOfSelected();

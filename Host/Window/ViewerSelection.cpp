@@ -5,10 +5,19 @@
 #include "HostSettings.h"
 #include "Mail/Mailbox.h"
 #include "MailApplicationObject.h"
+#include "MessageCopies.h"
 #include "Models/ModelChanges.h"
 #include "ViewerObject.h"
 
 namespace qs {
+
+namespace {
+
+bool namesMailbox(const MessageCriterion& criterion) {
+    return criterion.kind == MessageCriterion::Kind::InMailbox || std::ranges::any_of(criterion.parts, namesMailbox);
+}
+
+}  // namespace
 
 // Only what is in the shown mailbox can be selected, unless a search says where to look or a conversation led there.
 bool ViewerObject::isListed(std::int64_t id) const {
@@ -16,6 +25,11 @@ bool ViewerObject::isListed(std::int64_t id) const {
     const auto summary = library().summary(id);
     if (!summary || mailbox_.empty() || summary->mailbox == mailbox_ || id == visited_) return summary.has_value();
     return library().searchQuery(rows_.search()).saysWhere;
+}
+
+bool ViewerObject::listsAllMailboxes() const {
+    const SearchQuery query = library().searchQuery(rows_.search());
+    return (mailbox_.empty() || query.saysWhere) && !namesMailbox(query.criterion);
 }
 
 std::vector<std::int64_t> ViewerObject::messagesOf(const std::vector<std::int64_t>& rows) const {
@@ -33,8 +47,10 @@ std::vector<std::int64_t> ViewerObject::messagesOf(const std::vector<std::int64_
 }
 
 std::vector<std::int64_t> ViewerObject::presentRows(std::vector<std::int64_t> rows) {
+    const bool areOfAll = listsAllMailboxes();
     for (std::int64_t& row : rows) {
-        if (row > 0) continue;
+        if (row > 0 && areOfAll) row = MessageCopies::of(library()).shownRow(row);
+        if (row >= 0) continue;
         const auto newest = library().conversationIn(mailbox_, -row, 2);
         row = newest.empty() ? 0 : newest.size() == 1 ? newest.front().id : -newest.front().conversation;
     }
@@ -116,6 +132,22 @@ MessageList ViewerObject::selectedMessages() const {
     MessageList messages;
     for (const std::int64_t id : selected_)
         if (auto message = library().messageWithID(id)) messages.push_back(std::move(message));
+    return messages;
+}
+
+// A reply is to one message of a conversation: the one that is read or, where several rows are selected, the newest.
+MessageList ViewerObject::messagesTargetedByAction(std::string_view action) const {
+    const bool hasConversations = std::ranges::any_of(chosen_, [](std::int64_t row) { return row < 0; });
+    if (action != "replyMessage:" || !hasConversations) return selectedMessages();
+    MessageList messages;
+    for (const std::int64_t row : chosen_) {
+        std::int64_t id = chosen_.size() == 1 ? readID() : row;
+        if (id < 0) {
+            const auto newest = library().conversationIn(mailbox_, -row, 1);
+            id = newest.empty() ? 0 : newest.front().id;
+        }
+        if (auto message = library().messageWithID(id)) messages.push_back(std::move(message));
+    }
     return messages;
 }
 

@@ -17,6 +17,8 @@ namespace {
 
 constexpr std::size_t kIdleStatements = 64;
 constexpr std::int64_t kLargestIdleLog = 16 << 20;  // bytes of the write-ahead log that are kept for the next writes
+// Pages of the write-ahead log, before they are taken into the file.
+constexpr int kLog = 1000, kUnsyncedLog = 16'000;
 
 std::string_view textOf(sqlite3_value* value) {
     const auto* bytes = static_cast<const char*>(sqlite3_value_blob(value));
@@ -144,7 +146,7 @@ SqlValue Query::value(int column) const {
     });
 }
 
-Database::Database(const std::filesystem::path& file, const Options& options) {
+Database::Database(const std::filesystem::path& file, const Options& options) : isDurable_(options.isDurable) {
     guarded([&] {
         if (!file.empty() && options.access == Access::Write) makeOurs(file);
         database_ = std::make_unique<SQLite::Database>(file.empty() ? ":memory:" : file.string(),
@@ -159,9 +161,8 @@ Database::Database(const std::filesystem::path& file, const Options& options) {
         }
         set("journal_mode = WAL");
         set("journal_size_limit = " + std::to_string(kLargestIdleLog));
-        // Without the full form the last commits may be missing after a power cut, but the file is whole.
-        set(options.isDurable ? "synchronous = FULL" : "synchronous = NORMAL");
     });
+    if (options.access == Access::Write) setUnsynced(false);
 }
 
 Database::~Database() { idle_.clear(); }
@@ -209,6 +210,24 @@ void Database::addTextForm(const char* name, TextForm form) {
         database_->getHandle(), name, 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS, new TextForm(form),
         &runTextForm, nullptr, nullptr, [](void* kept) { delete static_cast<TextForm*>(kept); });
     if (code != SQLITE_OK) throw DatabaseFailure("a function could not be added", code);
+}
+
+void Database::setUnsynced(bool isUnsynced) {
+    // Without the full form the last commits may be missing after a power cut, but the file is whole.
+    const std::string synced = isDurable_ ? "FULL" : "NORMAL";
+    runScript("PRAGMA synchronous = " + (isUnsynced ? "OFF" : synced) +
+              "; PRAGMA wal_autocheckpoint = " + std::to_string(isUnsynced ? kUnsyncedLog : kLog));
+}
+
+void Database::sync() {
+    (void)integer("SELECT count(*) FROM sqlite_master");  // opens the log, if there is one
+    // Through the database's own files: to open and close another would give up its locks.
+    for (const int which : {SQLITE_FCNTL_JOURNAL_POINTER, SQLITE_FCNTL_FILE_POINTER}) {
+        sqlite3_file* file = nullptr;
+        int code = sqlite3_file_control(database_->getHandle(), "main", which, &file);
+        if (code == SQLITE_OK && file && file->pMethods) code = file->pMethods->xSync(file, SQLITE_SYNC_NORMAL);
+        if (code != SQLITE_OK) throw DatabaseFailure("the file could not be synced", code);
+    }
 }
 
 void Database::copyTo(const std::filesystem::path& file) {

@@ -98,12 +98,18 @@ public:
     void addTextTest(const char* name, bool (*test)(std::string_view, std::string_view));
     // Makes another form of a text known to SQL under that name; triggers may use it.
     void addTextForm(const char* name, std::string (*form)(std::string_view));
+    // Leaves it to the system when what is committed reaches the disk, which is much quicker for very much: a power cut
+    // may then leave anything. A crash of the program does no harm. Not within a transaction.
+    void setUnsynced(bool isUnsynced);
+    // What was written so far, by whatever connection, is on the disk when this returns.
+    void sync();
     // A whole copy of what is committed, durable when this returns but for its name in the folder. The file must not
     // exist yet.
     void copyTo(const std::filesystem::path& file);
 
 private:
     friend class Query;
+    const bool isDurable_;
     std::unique_ptr<SQLite::Database> database_;
     std::map<std::string, std::unique_ptr<SQLite::Statement>, std::less<>> idle_;
 };

@@ -15,6 +15,14 @@ std::string headerOf(const std::string& content) {
 
 std::string literal(const std::string& bytes) { return "{" + std::to_string(bytes.size()) + "}\r\n" + bytes; }
 
+// "4096.100>": so many bytes from there.
+std::string piece(const std::string& content, const std::string& range) {
+    char* end = nullptr;
+    const std::size_t start = std::strtoull(range.c_str(), &end, 10), count = std::strtoull(end + 1, nullptr, 10);
+    return "BODY[]<" + std::to_string(start) + "> " +
+           literal(start < content.size() ? content.substr(start, count) : std::string());
+}
+
 std::string joined(const std::vector<std::uint32_t>& uids) {
     std::string text;
     for (const std::uint32_t uid : uids)
@@ -95,9 +103,11 @@ bool GmailConnection::fetchOne(std::uint32_t uid, const Words& items) {
             value = name + " " + std::to_string(mail.number);
         else if (name == "BODY.PEEK[]")
             value = "BODY[] " + literal(mail.content);
+        else if (name.starts_with("BODY.PEEK[]<"))
+            value = piece(mail.content, name.substr(12));
         else if (name == "BODY.PEEK[HEADER]" || name.starts_with("BODY.PEEK[HEADER.FIELDS ("))
             value = "BODY" + name.substr(9) + " " + literal(headerOf(mail.content));
-        if (name == "BODY.PEEK[]") ++hub_.fetched[mail.number];
+        if (name == "BODY.PEEK[]" || name.starts_with("BODY.PEEK[]<0.")) ++hub_.fetched[mail.number];
         if (name == "X-GM-LABELS") {
             for (const std::string& label : mail.labels)
                 if (label != selected_) value += (value.empty() ? "" : " ") + imapQuoted(hub_.mail.labelOf(label));

@@ -1,10 +1,13 @@
 // What is different at Gmail: a message is one, in however many mailboxes it is shown, and its number tells so.
 #include <algorithm>
 
+#include "Foundation/FileSystem.h"
+#include "Imap/LargeMessage.h"
 #include "Imap/MailKeeper.h"
 #include "Imap/SyncPass.h"
 #include "Library/GmailKeeper.h"
 #include "MailLibrary.h"
+#include "MessageCopies.h"
 
 namespace qs {
 
@@ -30,6 +33,15 @@ void SyncPass::noteGmailGone(const MirroredMailbox& mailbox, const ImapUidSet* p
     if (!isGmail()) return;
     for (const auto& [uid, message] : parts_.state.gmailNumbers(mailbox.number))
         if (present ? !present->contains(uid) : !view.flags.contains(uid)) view.gmailGone.push_back(uid);
+}
+
+void SyncPass::tellNumbers(const MirroredMailbox& mailbox, const ServerView& view) {
+    const auto box = view.gmail.empty() ? nullptr : boxOf(mailbox.folder);
+    if (!box) return;
+    std::vector<std::string> names;
+    for (const MirroredMessage& message : parts_.state.messages(mailbox.number))
+        if (view.gmail.contains(message.uid)) names.push_back(message.name);
+    MessageCopies::of(parts_.library).numbersAreKnown(*box, names);
 }
 
 Result<std::map<std::uint64_t, std::string>> SyncPass::unboundCopies(const MirroredMailbox& mailbox) {
@@ -85,6 +97,25 @@ void SyncPass::withoutTaken(const MirroredMailbox& mailbox, std::vector<Mirrored
         here.erase(gmailCopyName(message, mailbox.folder));
 }
 
+// Without uid and flags.
+Result<FetchedMessage> SyncPass::copyOf(const std::string& folder, const std::string& name) {
+    const auto file = tree_.open(folder, name);
+    if (!file) return failed(file);
+    const std::uint64_t size = file->content->size();
+    FetchedMessage copy{.date = file->modified, .content = {}};
+    if (size > parts_.line.limits().pieceBytes) {
+        copy.file = parts_.keeper.newTemporary();
+        auto done = checkRoom(parts_.files, copy.file.parent_path(), size);
+        if (done) done = parts_.files.writeNewFrom(copy.file, sourceOf(file->content));
+        if (!done) return failed(done);
+        return copy;
+    }
+    auto content = startOf(sourceOf(file->content), static_cast<std::size_t>(size));
+    if (!content) return failed(content);
+    copy.content = std::move(*content);
+    return copy;
+}
+
 Result<void> SyncPass::keepCopies(Work& work) {
     if (!isGmail() || work.arrived.empty()) return {};
     const auto numbers = parts_.state.gmailNumbers(work.mailbox.number);
@@ -101,10 +132,12 @@ Result<void> SyncPass::keepCopies(Work& work) {
         for (const auto& place : parts_.state.gmailPlaces(number->second)) {
             if (place.name.empty() || place.mailbox == work.mailbox.number) continue;
             const auto mailbox = parts_.state.mailboxNumbered(place.mailbox);
-            auto file = mailbox ? tree_.read(mailbox->folder, place.name) : failure(std::string(), 0, "");
-            if (!file) continue;
-            bytes += file->content.size();
-            batch.push_back({uid, work.arrivedFlags[uid], file->modified, std::move(file->content)});
+            auto copy = mailbox ? copyOf(mailbox->folder, place.name) : failure(std::string(), 0, "");
+            if (!copy) continue;
+            copy->uid = uid;
+            copy->flags = work.arrivedFlags[uid];
+            bytes += copy->content.size();
+            batch.push_back(std::move(*copy));
             found.insert(uid);
             break;
         }

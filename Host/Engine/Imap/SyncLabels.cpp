@@ -25,11 +25,17 @@ ImapMailboxName labelOf(const MirroredMailbox& mailbox) {
 std::set<std::string> SyncPass::labelledFolders() {
     std::set<std::string> folders;
     if (!isGmail()) return folders;
-    for (const LabelOrder& order : parts_.state.labelOrders())
+    std::set<std::int64_t> seats;
+    for (const LabelOrder& order : parts_.state.labelOrders()) {
         folders.insert(order.folder);
+        for (const auto& place : parts_.state.gmailPlaces(order.message))
+            seats.insert(place.mailbox);
+    }
     if (folders.empty()) return folders;
+    // What is done at a place that is gone there is done to nothing, and not refused. And a message that somebody has
+    // thrown away seems to be nowhere until the trash is looked at.
     for (const MirroredMailbox& mailbox : parts_.state.mailboxes())
-        if (mailbox.use == MirroredMailbox::Use::AllMail) folders.insert(mailbox.folder);
+        if (!mailbox.isLabel() || seats.contains(mailbox.number)) folders.insert(mailbox.folder);
     return folders;
 }
 

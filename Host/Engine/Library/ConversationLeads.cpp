@@ -9,7 +9,7 @@ namespace {
 
 // The newest one there; 0 for none.
 std::int64_t newest(Database& index, std::int64_t conversation, std::int64_t mailbox) {
-    return index.integer("SELECT max(seq) FROM messages WHERE conversation = ? AND mailbox = ?",
+    return index.integer("SELECT max(seq) FROM messages WHERE conversation = ? AND mailbox = ? AND copy != 2",
                          {conversation, mailbox});
 }
 

@@ -60,6 +60,8 @@ std::vector<NewFile> newest(Database& index, std::int64_t mailbox, const std::st
     return files;
 }
 
+std::int64_t count(Database& index) { return index.integer("SELECT count(*) FROM fresh"); }
+
 bool isEmpty(Database& index, std::int64_t mailbox) {
     return index.integer("SELECT EXISTS(SELECT 1 FROM fresh WHERE mailbox = ?)", {mailbox}) == 0;
 }

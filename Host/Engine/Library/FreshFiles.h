@@ -33,6 +33,7 @@ std::int64_t takeFound(Database& index, std::int64_t mailbox, bool wasThere);
 
 // The newest; of those, what comes after `last` if that is given.
 std::vector<NewFile> newest(Database& index, std::int64_t mailbox, const std::string& last, std::size_t limit);
+std::int64_t count(Database& index);  // of all mailboxes
 bool isEmpty(Database& index, std::int64_t mailbox);
 // Off the list. Answers its `wasThere`; nothing when it was not on it.
 std::optional<bool> take(Database& index, std::int64_t mailbox, const std::string& name);

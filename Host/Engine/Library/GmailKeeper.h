@@ -23,15 +23,11 @@ public:
     // Also of a folder that the server does not have yet.
     virtual bool isLabel(const std::string& account, const std::string& folder) = 0;
     virtual bool isAllMail(const std::string& account, const std::string& folder) = 0;
-    // Of the message that lies there under that unique part of a file's name.
-    virtual std::uint64_t messageNamed(const std::string& account, const std::string& name) = 0;
+    // Of the messages that lie there under these unique parts of files' names, in the same order.
+    virtual std::vector<std::uint64_t> messagesNamed(const std::string& account,
+                                                     const std::vector<std::string>& names) = 0;
     // A copy of it has been here before, so that another one is no news.
     virtual bool isKept(const std::string& account, std::uint64_t message) = 0;
-    struct Copy {
-        std::string folder, name;
-    };
-    // Wherever it may be found here: labels first, that of the inbox first of all, then the others.
-    virtual std::vector<Copy> copies(const std::string& account, std::uint64_t message) = 0;
     // The folders whose labels it bears, with what was ordered here and the server has not done yet.
     virtual std::vector<std::string> labels(const std::string& account, std::uint64_t message) = 0;
     struct Order {

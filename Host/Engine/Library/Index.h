@@ -19,6 +19,9 @@ namespace qs {
 
 class FileSystem;
 
+// From so many on a Gathering is worth its while.
+inline constexpr std::int64_t kVeryManyMessages = 2000;
+
 class Index {
 public:
     // Notices tell what was wrong.
@@ -60,6 +63,19 @@ public:
         Transaction transaction_;
     };
 
+    // While very many messages are put in. Nobody waits for the disk then: the index is as safe as ever from a crash of
+    // the program, and one that the computer goes down over is made anew. Several may be there at a time.
+    class Gathering {
+    public:
+        explicit Gathering(Index& index) : index_(index) { index_.beginGathering(); }
+        ~Gathering() { index_.endGathering(); }  // everything is on the disk
+        Gathering(const Gathering&) = delete;
+        Gathering& operator=(const Gathering&) = delete;
+
+    private:
+        Index& index_;
+    };
+
     Reading read() { return Reading(*this); }
     Writing write() { return Writing(*this); }
 
@@ -69,6 +85,9 @@ public:
 private:
     void openOrReplace(std::vector<std::string>& notices);
     void setAside();
+    void beginGathering();
+    void endGathering();
+    void settle();  // after a gathering; with the right to write
 
     const std::filesystem::path file_;
     FileSystem& files_;
@@ -76,6 +95,8 @@ private:
     std::mutex writing_;
     std::unique_ptr<Database> writer_;
     bool isInMemory_ = false;
+    std::mutex gathering_;  // taken before the others
+    int gatherings_ = 0;
     std::mutex poolLock_;
     std::vector<std::unique_ptr<Database>> pool_;
 };

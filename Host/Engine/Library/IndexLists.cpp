@@ -23,13 +23,13 @@ Length lengthOf(Database& index, const SqlSelection& selection, int upTo) {
     const auto kept = [&](const char* sql, const SqlValues& values) {
         return Length{static_cast<int>(index.integer(sql, values)), false};
     };
-    if (selection.isEverything) return kept("SELECT sum(total) FROM mailboxes", {});
+    if (selection.isEverything) return kept("SELECT sum(shown) FROM mailboxes", {});
     if (!selection.mailbox.empty())
         return kept("SELECT total FROM mailboxes WHERE number = ?", {mailboxNumber(selection.mailbox)});
     if (!selection.leadsOf.empty())
         return kept("SELECT conversations FROM mailboxes WHERE number = ?", {mailboxNumber(selection.leadsOf)});
     if (!selection.account.empty())
-        return kept("SELECT sum(total) FROM mailboxes WHERE account = ?", {selection.account});
+        return kept("SELECT sum(shown) FROM mailboxes WHERE account = ?", {selection.account});
     SqlValues values = selection.values;
     values.emplace_back(std::int64_t{upTo} + 1);
     const auto counted =
@@ -59,7 +59,9 @@ Walk nearestTo(int row, const Length& length, const ListPlace& known) {
 // The number of the row at that place; nothing beyond the end.
 std::optional<std::int64_t> keyAt(Database& index, const SqlSelection& selection, int row, const Walk& walk) {
     SqlValues values = selection.values;
-    std::string sql = "SELECT " + selection.key + " FROM " + selection.tables + " WHERE " + selection.condition;
+    // Those that lead conversations are told by their own table: no row needs to be looked at on the way.
+    const std::string tables = selection.leadsOf.empty() ? selection.tables : "leading";
+    std::string sql = "SELECT " + selection.key + " FROM " + tables + " WHERE " + selection.condition;
     if (walk.from.key > 0) {
         sql += " AND " + selection.key + (walk.isTowardsOlder ? " <= ?" : " >= ?");
         values.emplace_back(walk.from.key);
@@ -114,11 +116,17 @@ std::vector<std::int64_t> ids(Database& index, const SqlSelection& selection, in
     return found;
 }
 
+// Of copies the asked one itself, else that in its mailbox, else the one that is shown everywhere.
 std::vector<MessageSummary> conversation(Database& index, std::int64_t id, int limit) {
-    auto found = rows(index.query("SELECT " + tables::summaryColumns() +
-                                      " FROM messages m INDEXED BY by_conversation WHERE m.conversation = "
-                                      "(SELECT conversation FROM messages WHERE id = ?) ORDER BY m.seq DESC LIMIT ?",
-                                  {id, std::int64_t{limit}}));
+    auto found = rows(index.query(
+        "SELECT " + tables::summaryColumns() +
+            " FROM messages m INDEXED BY by_conversation WHERE m.conversation = "
+            "(SELECT conversation FROM messages WHERE id = ?1) AND m.copy != 2 AND (m.gmail = 0 OR m.seq = "
+            "(SELECT c.seq FROM messages c INDEXED BY by_gmail WHERE c.gmail != 0 AND c.gmail = m.gmail AND "
+            "c.account = m.account AND c.copy != 2 ORDER BY c.id != ?1, "
+            "c.mailbox != (SELECT mailbox FROM messages WHERE id = ?1), c.copy LIMIT 1)) "
+            "ORDER BY m.seq DESC LIMIT ?2",
+        {id, std::int64_t{limit}}));
     std::reverse(found.begin(), found.end());
     return found;
 }

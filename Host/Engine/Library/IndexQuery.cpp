@@ -73,9 +73,15 @@ std::string fragmentExpression(const MessageCriterion& criterion, int depth = 0)
 
 bool isOnlyInside(const MessageCriterion& criterion) { return criterion.kind == Kind::Not && !criterion.parts.empty(); }
 
+bool mentions(const MessageCriterion& criterion, std::initializer_list<Kind> kinds, int depth = 0) {
+    return depth > kDeepest || std::ranges::find(kinds, criterion.kind) != kinds.end() ||
+           std::ranges::any_of(criterion.parts, [&](const auto& part) { return mentions(part, kinds, depth + 1); });
+}
+
 class ConditionWriter {
 public:
-    explicit ConditionWriter(std::string key) : key_(std::move(key)) {}
+    // `isOfMessages`: mailboxes are those of the message, not of its row.
+    ConditionWriter(std::string key, bool isOfMessages) : key_(std::move(key)), isOfMessages_(isOfMessages) {}
 
     std::string text;
     SqlValues values;
@@ -92,7 +98,7 @@ public:
             if (isListOf(parts, Kind::UniqueIDIs)) return idList("unique_id", parts);
             return join(parts, 0, parts.size(), " OR ", "0", depth);
         case Kind::Not: text += "NOT "; return join(parts, 0, parts.size(), " OR ", "0", depth);
-        case Kind::InMailbox: return test("m.mailbox = ?", mailboxNumber(criterion.text));
+        case Kind::InMailbox: return inMailbox(mailboxNumber(criterion.text));
         case Kind::InAccount: return test("m.account = ?", accountNumber(criterion.text));
         case Kind::MessageIDIs: return id("message_id", criterion.text);
         case Kind::UniqueIDIs: return id("unique_id", criterion.text);
@@ -125,6 +131,13 @@ private:
     void test(std::string_view condition, SqlValue value) {
         text += condition;
         values.push_back(std::move(value));
+    }
+    void inMailbox(std::int64_t mailbox) {
+        if (!isOfMessages_) return test("m.mailbox = ?", mailbox);
+        test("(m.mailbox = ?", mailbox);
+        test(" OR (m.gmail != 0 AND EXISTS (SELECT 1 FROM messages c INDEXED BY by_gmail WHERE c.gmail != 0 AND "
+             "c.gmail = m.gmail AND c.account = m.account AND c.mailbox = ? AND c.copy != 2)))",
+             mailbox);
     }
     // Messages without an id have none that could be looked for. The same words as in the table's partial indices.
     void id(const std::string& column, const std::string& value) {
@@ -161,6 +174,7 @@ private:
     }
 
     const std::string key_;
+    const bool isOfMessages_;
 };
 
 // The tests that must all be met, out of the nests of "all of".
@@ -219,6 +233,45 @@ SqlSelection leadsIn(const std::string& mailbox) {
     return selection;
 }
 
+// Which rows of messages at Gmail are looked at.
+struct Scope {
+    std::string condition;
+    SqlValues values;
+    bool isOfMessages = false;
+};
+
+bool isMailbox(const MessageCriterion& criterion) { return criterion.kind == Kind::InMailbox; }
+
+// Takes the mailbox out of `parts` whose rows are wanted, or the mailboxes; there of each message the first one's.
+Scope takeScope(Parts& parts) {
+    if (const auto one = std::ranges::find_if(parts, isMailbox); one != parts.end()) {
+        Scope scope{"m.mailbox = ? AND m.copy != 2", {mailboxNumber(one->text)}, true};
+        parts.erase(one);
+        return scope;
+    }
+    if (mentions(MessageCriterion::allOf(parts), {Kind::MessageIDIs, Kind::UniqueIDIs})) return {"m.copy != 2", {}};
+    const auto several = std::ranges::find_if(parts, [](const MessageCriterion& part) {
+        return part.kind == Kind::Any && !part.parts.empty() && part.parts.size() < kMostValues / 2 &&
+               std::ranges::all_of(part.parts, isMailbox);
+    });
+    if (several == parts.end()) return {"m.copy = 0", {}, true};
+    std::string list;
+    SqlValues numbers;
+    for (const MessageCriterion& part : several->parts) {
+        list += list.empty() ? "?" : ",?";
+        numbers.emplace_back(mailboxNumber(part.text));
+    }
+    parts.erase(several);
+    Scope scope{"m.mailbox IN (" + list +
+                    ") AND m.copy != 2 AND (m.copy = 0 OR m.mailbox = (SELECT c.mailbox FROM messages c INDEXED BY "
+                    "by_gmail JOIN mailboxes b ON b.number = c.mailbox WHERE c.gmail != 0 AND c.gmail = m.gmail AND "
+                    "c.account = m.account AND c.copy != 2 AND c.mailbox IN (" +
+                    list + ") ORDER BY b.place LIMIT 1))",
+                numbers, true};
+    scope.values.insert(scope.values.end(), numbers.begin(), numbers.end());
+    return scope;
+}
+
 }  // namespace
 
 SqlSelection selectionFor(const MessageCriterion& criterion) {
@@ -230,17 +283,22 @@ SqlSelection selectionFor(const MessageCriterion& criterion) {
     if (parts.size() == 2 && has(parts, Kind::InMailbox) && has(parts, Kind::LeadsConversation))
         return leadsIn(std::ranges::find(parts, Kind::InMailbox, &MessageCriterion::kind)->text);
     selection.isEverything = parts.empty();
+    // In the order of the list, whatever else there is an index for.
+    const std::string tables = selection.isEverything ? std::string(kMessages) + " NOT INDEXED" : tablesFor(parts);
+    const Scope scope = takeScope(parts);
     const std::string words = takeWords(parts);
     const std::string fragments = words.empty() ? fragmentExpression(MessageCriterion::allOf(parts)) : std::string();
     const std::string_view found = !words.empty() ? kWords : !fragments.empty() ? kFragments : std::string_view();
     selection.key = found.empty() ? "m.seq" : std::string(found) + ".rowid";
     selection.tables =
-        found.empty() ? tablesFor(parts) : std::string(found) + " CROSS JOIN messages m ON m.seq = " + selection.key;
-    ConditionWriter writer(selection.key);
+        found.empty() ? tables : std::string(found) + " CROSS JOIN messages m ON m.seq = " + selection.key;
+    ConditionWriter writer(selection.key, scope.isOfMessages);
     if (!found.empty()) {
         writer.text = std::string(found) + " MATCH ? AND ";
         writer.values.emplace_back(words.empty() ? fragments : words);
     }
+    writer.text += scope.condition + " AND ";
+    writer.values.insert(writer.values.end(), scope.values.begin(), scope.values.end());
     writer.write(MessageCriterion::allOf(std::move(parts)), 0);
     if (writer.isTooLarge) {
         logError("a search has too many parts; it finds nothing");

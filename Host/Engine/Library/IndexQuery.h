@@ -4,6 +4,10 @@
 //
 // No listing needs a sort or a look at rows that it does not show: a mailbox, a range of dates, words, and the few
 // messages that are unread, flagged or carry files are each reached by an index in the order of the list.
+//
+// Of messages at Gmail, which stand in several mailboxes (IndexCopies.h), a list of one mailbox has its own row, and
+// any other list has one. "In that mailbox" then means the message, wherever its row is. Whoever looks for a message's
+// id gets the rows of all mailboxes.
 #pragma once
 
 #include <string>

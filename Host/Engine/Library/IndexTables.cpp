@@ -6,6 +6,7 @@
 
 #include "Library/ConversationLeads.h"
 #include "Library/Conversations.h"
+#include "Library/IndexCopies.h"
 #include "Library/IndexTexts.h"
 #include "Library/ListKey.h"
 #include "Library/SearchText.h"
@@ -72,13 +73,22 @@ std::vector<std::string> wordsOf(const MailAddress& address) {
 void rememberAddress(Database& index, const MailAddress& address, double when) {
     if (!isDeliverableAddress(address.address)) return;
     const std::string key = foldedCase(address.address);
-    const bool isKnown = index.integer("SELECT count(*) FROM addresses WHERE address = ?", {key}) != 0;
-    index.run("INSERT INTO addresses(address, display, uses, last) VALUES(?1, ?2, 1, ?3) "
-              "ON CONFLICT(address) DO UPDATE SET uses = uses + 1, "
-              "display = CASE WHEN ?3 >= last AND ?4 THEN ?2 ELSE display END, last = max(last, ?3)",
-              {key, address.display(), when, std::int64_t{address.name.empty() ? 0 : 1}});
-    if (isKnown && address.name.empty()) return;
-    const std::int64_t number = index.integer("SELECT number FROM addresses WHERE address = ?", {key});
+    const std::string display = address.display();
+    std::int64_t number = 0;
+    bool isKnownSo = false;
+    if (Query row = index.query("SELECT number, display FROM addresses WHERE address = ?", {key}); row.step()) {
+        number = row.integer(0);
+        isKnownSo = address.name.empty() || row.text(1) == display;
+    }
+    if (number == 0) {
+        index.run("INSERT INTO addresses(address, display, uses, last) VALUES(?, ?, 1, ?)", {key, display, when});
+        number = index.integer("SELECT last_insert_rowid()");
+    } else {
+        index.run("UPDATE addresses SET uses = uses + 1, display = CASE WHEN ?3 >= last AND ?4 THEN ?2 ELSE display "
+                  "END, last = max(last, ?3) WHERE number = ?1",
+                  {number, display, when, std::int64_t{address.name.empty() ? 0 : 1}});
+    }
+    if (isKnownSo) return;
     for (const std::string& word : wordsOf(address))
         index.run("INSERT OR IGNORE INTO address_words(word, number) VALUES(?, ?)", {word, number});
 }
@@ -127,14 +137,20 @@ std::int64_t conversationNumber(std::string_view messageID) {
 namespace tables {
 
 void putMailbox(Database& index, const IndexedMailbox& mailbox, std::string_view account) {
-    index.run("INSERT OR IGNORE INTO mailboxes(number, identifier, account) VALUES(?, ?, ?)",
-              {mailbox.number, mailbox.identifier, std::string(account)});
+    index.run("INSERT OR IGNORE INTO mailboxes(number, identifier, account, place) VALUES(?, ?, ?, ?)",
+              {mailbox.number, mailbox.identifier, std::string(account), mailbox.place});
 }
 
 void removeMailbox(Database& index, std::int64_t number) {
+    std::vector<std::pair<std::int64_t, std::uint64_t>> copied;
+    for (Query row = index.query("SELECT account, gmail FROM messages WHERE mailbox = ? AND gmail != 0", {number});
+         row.step();)
+        copied.emplace_back(row.integer(0), static_cast<std::uint64_t>(row.integer(1)));
     index.run("DELETE FROM messages WHERE mailbox = ?", {number});
     index.run("DELETE FROM leading WHERE mailbox = ?", {number});
     index.run("DELETE FROM mailboxes WHERE number = ?", {number});
+    for (const auto& [account, message] : copied)
+        copies::settle(index, account, message);
 }
 
 void keepOnlyMailboxes(Database& index, const std::vector<std::int64_t>& numbers) {
@@ -147,16 +163,21 @@ void keepOnlyMailboxes(Database& index, const std::vector<std::int64_t>& numbers
 
 std::string fileColumns(const std::string& table) {
     std::string columns;
-    for (const char* column : {"seq", "id", "mailbox", "name", "file", "flags", "delivered", "sent"})
+    for (const char* column : {"seq", "id", "mailbox", "name", "file", "flags", "delivered", "sent", "gmail"})
         columns += (columns.empty() ? "" : ", ") + table + column;
     return columns;
 }
 
 IndexedFile fileFrom(const Query& row) {
-    IndexedFile file{row.integer(0),    row.integer(1),
-                     row.integer(2),    row.text(3),
-                     row.text(4),       static_cast<int>(row.integer(5)),
-                     Date{row.real(6)}, {}};
+    IndexedFile file{row.integer(0),
+                     row.integer(1),
+                     row.integer(2),
+                     row.text(3),
+                     row.text(4),
+                     static_cast<int>(row.integer(5)),
+                     Date{row.real(6)},
+                     {},
+                     static_cast<std::uint64_t>(row.integer(8))};
     if (row.real(7) > 0) file.sent = Date{row.real(7)};
     return file;
 }
@@ -203,7 +224,7 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
     if (isTextNow) texts::put(index, seq, facts);
     if (!isTextNow) texts::putLater(index, seq, facts);
     if (isTextNow && !file.empty()) rememberAddresses(index, mailbox, facts, delivered);
-    return {{seq, id, mailbox.number, name, file, flags, delivered, facts.sent}, true};
+    return {{seq, id, mailbox.number, name, file, flags, delivered, facts.sent, 0}, true};
 }
 
 void takeText(Database& index, const IndexedMailbox& mailbox, const IndexedFile& row, const MessageFacts* facts) {
@@ -229,23 +250,32 @@ std::int64_t setMailbox(Database& index, const IndexedFile& row, const IndexedMa
         index.run("DELETE FROM words WHERE rowid = ?", {row.seq});
     }
     const std::int64_t conversation = index.integer("SELECT conversation FROM messages WHERE seq = ?", {row.seq});
+    const std::int64_t account = index.integer("SELECT account FROM messages WHERE seq = ?", {row.seq});
+    const std::uint64_t gmail = account == to.account ? row.gmail : 0;
     const bool led = leads::giveUp(index, row.mailbox, row.seq);
     leads::take(index, conversation, to.number, seq);
-    index.run("UPDATE messages SET seq = ?, id = ?, mailbox = ?, account = ?, name = ?, file = ?, flags = ?, "
-              "received = ? WHERE seq = ?",
-              {seq, id, to.number, to.account, name, file, std::int64_t{flags}, shown, row.seq});
+    index.run("UPDATE messages SET seq = ?, id = ?, mailbox = ?, account = ?, gmail = ?, copy = 0, name = ?, "
+              "file = ?, flags = ?, received = ? WHERE seq = ?",
+              {seq, id, to.number, to.account, static_cast<std::int64_t>(gmail), name, file, std::int64_t{flags}, shown,
+               row.seq});
     if (led) leads::passOn(index, conversation, row.mailbox);
+    copies::settle(index, account, row.gmail);
     return id;
 }
 
 void remove(Database& index, std::int64_t seq) {
-    std::int64_t conversation = 0, mailbox = 0;
-    if (Query row = index.query("SELECT conversation, mailbox FROM messages WHERE seq = ?", {seq}); row.step()) {
+    std::int64_t conversation = 0, mailbox = 0, account = 0;
+    std::uint64_t gmail = 0;
+    if (Query row = index.query("SELECT conversation, mailbox, account, gmail FROM messages WHERE seq = ?", {seq});
+        row.step()) {
         conversation = row.integer(0);
         mailbox = row.integer(1);
+        account = row.integer(2);
+        gmail = static_cast<std::uint64_t>(row.integer(3));
     }
     index.run("DELETE FROM messages WHERE seq = ?", {seq});
     if (leads::giveUp(index, mailbox, seq)) leads::passOn(index, conversation, mailbox);
+    copies::settle(index, account, gmail);
 }
 
 std::optional<IndexedFile> find(Database& index, std::int64_t id) {

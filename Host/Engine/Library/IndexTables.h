@@ -30,6 +30,7 @@ struct IndexedFile {
     int flags = 0;     // packed
     Date delivered;
     std::optional<Date> sent;
+    std::uint64_t gmail = 0;  // Gmail's number of the message, as far as it is known here
 
     bool isOnlyListed() const { return file.empty(); }
 };
@@ -37,8 +38,8 @@ struct IndexedFile {
 // A mailbox as the index needs to know it.
 struct IndexedMailbox {
     std::int64_t number = 0, account = 0;
-    std::string identifier;
-    bool showsSendDate = false;  // outbox and drafts: sorted by the Date header
+    std::string identifier, place;  // place: IndexCopies.h
+    bool showsSendDate = false;     // outbox and drafts: sorted by the Date header
     bool remembersAddresses = true;
 };
 
@@ -63,7 +64,7 @@ Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::strin
 // Puts in what is still to come of a message's text; of one that is only listed, without facts, the header's.
 void takeText(Database& index, const IndexedMailbox& mailbox, const IndexedFile& row, const MessageFacts* facts);
 void setFile(Database& index, std::int64_t seq, const std::string& file, int flags);
-// Gives the message its number in the other mailbox and answers it.
+// Gives the message its number in the other mailbox and answers it. One at Gmail is, in another account, any other.
 std::int64_t setMailbox(Database& index, const IndexedFile& row, const IndexedMailbox& to, const std::string& name,
                         const std::string& file, int flags);
 void remove(Database& index, std::int64_t seq);

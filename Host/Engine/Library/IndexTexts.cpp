@@ -1,5 +1,6 @@
 #include "Library/IndexTexts.h"
 
+#include "Library/Index.h"
 #include "Library/SearchText.h"
 #include "Text/CaseFolding.h"
 
@@ -64,6 +65,11 @@ std::vector<IndexedFile> toCome(Database& index, std::size_t most) {
         if (!found.empty()) break;
     }
     return found;
+}
+
+bool areVeryMany(Database& index) {
+    return index.integer("SELECT count(*) FROM (SELECT 1 FROM texts_to_come LIMIT ?)", {kVeryManyMessages}) ==
+           kVeryManyMessages;
 }
 
 bool isToCome(Database& index, std::int64_t seq) {

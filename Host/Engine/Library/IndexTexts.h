@@ -24,6 +24,7 @@ void fillLater(Database& index, std::int64_t seq);
 // Some of those still to come, the newest first: of messages whose files are here, or else of those that are only
 // listed.
 std::vector<IndexedFile> toCome(Database& index, std::size_t most);
+bool areVeryMany(Database& index);  // are still to come
 bool isToCome(Database& index, std::int64_t seq);
 // What was still to come of the row, from its file's facts; without them from the row itself.
 void putWhatWasToCome(Database& index, std::int64_t seq, const MessageFacts* facts);

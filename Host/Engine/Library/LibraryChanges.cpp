@@ -208,9 +208,11 @@ Result<void> LibraryCore::eraseOne(Database& index, IndexedFile row, Work& work)
     const auto box = mailboxNumbered(row.mailbox);
     if (!box) return {};
     keepDetails(index, row.id);
+    noteCopiesOf(index, row, work);
     if (row.isOnlyListed()) {
         work.changed[row.mailbox] = box;
         tables::remove(index, row.seq);
+        remember(row, 0);
         return {};
     }
     auto removed = files_.remove(box->maildir().pathOf(row.file));
@@ -224,6 +226,7 @@ Result<void> LibraryCore::eraseOne(Database& index, IndexedFile row, Work& work)
     work.folders.insert(box->maildir().pathOf(row.file).parent_path());
     work.changed[row.mailbox] = box;
     tables::remove(index, row.seq);
+    remember(row, 0);
     return {};
 }
 
@@ -244,6 +247,7 @@ Result<void> LibraryCore::erase(const std::vector<std::int64_t>& ids) {
         std::vector<IndexedFile> rows;
         for (const std::int64_t id : ids)
             if (auto row = tables::find(index, id)) rows.push_back(std::move(*row));  // else gone, as it was to be
+        rows = withGmailCopies(index, std::move(rows));
         if (auto told = tellKeeper(rows); !told) return told;
         Result<void> result;
         for (const IndexedFile& row : rows)

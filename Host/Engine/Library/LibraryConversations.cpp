@@ -26,7 +26,7 @@ void addOnce(std::vector<std::string>& list, std::string text) {
 ConversationFacts factsOf(Database& index, std::int64_t mailbox, std::int64_t conversation) {
     ConversationFacts facts;
     Query row = index.query("SELECT flags, attachments, sender, recipients FROM messages INDEXED BY by_conversation "
-                            "WHERE conversation = ? AND mailbox = ? ORDER BY seq DESC LIMIT ?",
+                            "WHERE conversation = ? AND mailbox = ? AND copy != 2 ORDER BY seq DESC LIMIT ?",
                             {conversation, mailbox, std::int64_t{kLookedAt}});
     for (; row.step(); ++facts.count) {
         const MessageFlags flags = unpackedFlags(static_cast<int>(row.integer(0)));
@@ -38,8 +38,9 @@ ConversationFacts factsOf(Database& index, std::int64_t mailbox, std::int64_t co
         addOnce(facts.recipients, row.text(3));
     }
     if (facts.count == kLookedAt)
-        facts.count = static_cast<int>(index.integer(
-            "SELECT count(*) FROM messages WHERE conversation = ? AND mailbox = ?", {conversation, mailbox}));
+        facts.count = static_cast<int>(
+            index.integer("SELECT count(*) FROM messages WHERE conversation = ? AND mailbox = ? AND copy != 2",
+                          {conversation, mailbox}));
     std::ranges::reverse(facts.senders);
     std::ranges::reverse(facts.recipients);
     return facts;
@@ -65,7 +66,7 @@ std::vector<MessageSummary> LibraryCore::conversationIn(std::string_view mailbox
         std::vector<MessageSummary> found;
         Query row = index.query("SELECT " + tables::summaryColumns() +
                                     " FROM messages m INDEXED BY by_conversation WHERE m.conversation = ? AND "
-                                    "m.mailbox = ? ORDER BY m.seq DESC LIMIT ?",
+                                    "m.mailbox = ? AND m.copy != 2 ORDER BY m.seq DESC LIMIT ?",
                                 {presentNumber(index, conversation), mailboxNumber(mailbox), std::int64_t{limit}});
         while (row.step())
             found.push_back(tables::summaryFrom(row));
@@ -79,7 +80,7 @@ std::vector<std::int64_t> LibraryCore::idsInConversations(std::string_view mailb
         std::vector<std::int64_t> found;
         for (const std::int64_t each : conversations) {
             Query row = index.query("SELECT id FROM messages INDEXED BY by_conversation WHERE conversation = ? AND "
-                                    "mailbox = ? ORDER BY seq DESC",
+                                    "mailbox = ? AND copy != 2 ORDER BY seq DESC",
                                     {presentNumber(index, each), mailboxNumber(mailbox)});
             while (row.step())
                 found.push_back(row.integer());
@@ -104,7 +105,7 @@ std::vector<ConversationLead> LibraryCore::leads(std::string_view mailbox, int l
         std::vector<ConversationLead> found;
         Query row =
             index.query("SELECT m.id, m.conversation, NOT EXISTS(SELECT 1 FROM messages o WHERE o.conversation = "
-                        "m.conversation AND o.mailbox = m.mailbox AND o.seq < m.seq) "
+                        "m.conversation AND o.mailbox = m.mailbox AND o.seq < m.seq AND o.copy != 2) "
                         "FROM leading CROSS JOIN messages m ON m.seq = leading.seq WHERE leading.mailbox = ? "
                         "ORDER BY leading.seq DESC LIMIT ?",
                         {mailboxNumber(mailbox), std::int64_t{limit}});

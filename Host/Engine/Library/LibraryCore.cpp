@@ -171,6 +171,15 @@ MessageRef LibraryCore::messageWithID(std::int64_t id) {
 
 std::optional<MessageSummary> LibraryCore::summary(std::int64_t id) {
     return reading([&](Database& index) -> std::optional<MessageSummary> {
+        Query row =
+            index.query("SELECT " + tables::summaryColumns() + " FROM messages m WHERE m.id = ? AND m.copy != 2", {id});
+        if (!row.step()) return {};
+        return tables::summaryFrom(row);
+    });
+}
+
+std::optional<MessageSummary> LibraryCore::details(std::int64_t id) {
+    return reading([&](Database& index) -> std::optional<MessageSummary> {
         Query row = index.query("SELECT " + tables::summaryColumns() + " FROM messages m WHERE m.id = ?", {id});
         if (!row.step()) return {};
         return tables::summaryFrom(row);

@@ -1,17 +1,19 @@
 // The library itself. Its parts: LibraryCore.cpp and LibraryConversations.cpp answer questions, LibraryTree.cpp knows
 // accounts and mailboxes, LibraryMailboxes.cpp makes, renames and removes these, LibraryChanges.cpp changes files and
 // index together, LibraryMirror.cpp does so for what happened elsewhere, LibraryListed.cpp for messages of which only
-// the header is here yet, LibraryGmail.cpp for labels. LibraryReading.cpp says when folders are read and in which
-// order, LibraryScan.cpp reads one, LibraryTexts.cpp takes up the texts of many messages behind these, LibraryWatch.cpp
-// hears of what other programs do.
+// the header is here yet, LibraryGmail.cpp for labels, LibraryCopies.cpp for messages in several mailboxes.
+// LibraryReading.cpp says when folders are read and in which order, LibraryScan.cpp reads one, LibraryTexts.cpp takes
+// up the texts of many messages behind these, LibraryWatch.cpp hears of what other programs do.
 //
 // The files are the truth: every change is made to them first and to the index in the same breath, under the index's
 // one write lock. When the index then fails, the change stands and the mailbox is read anew.
 //
-// Locks, in the order in which they may be taken: refreshing_, scanning_, the index, tree_, notices_, reading_'s.
+// Locks, in the order in which they may be taken: refreshing_, scanning_, the index, tree_, notices_, gone_,
+// reading_'s.
 #pragma once
 
 #include <atomic>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <set>
@@ -26,6 +28,7 @@
 #include "Library/ReadingState.h"
 #include "MailReading.h"
 #include "Maildir/MaildirFlags.h"
+#include "MessageCopies.h"
 
 namespace qs {
 
@@ -33,7 +36,7 @@ class GmailKeeper;
 
 using LibraryMailboxRef = std::shared_ptr<LibraryMailbox>;
 
-class LibraryCore final : public MailLibrary, public MailReading {
+class LibraryCore final : public MailLibrary, public MailReading, public MessageCopies {
 public:
     LibraryCore(std::filesystem::path dataFolder, std::shared_ptr<AccountBook> accounts, FileSystem& files);
     ~LibraryCore() override;
@@ -54,6 +57,11 @@ public:
     void stopReading() override;
     ReadingProgress readingProgress(std::string_view account) const override { return reading_->progress(account); }
     bool readNow(std::string_view mailboxIdentifier) override;
+
+    // MessageCopies
+    std::int64_t shownRow(std::int64_t id) override;
+    std::int64_t rowIn(const Mailbox& mailbox, std::int64_t id) override;
+    void numbersAreKnown(Mailbox& mailbox, const std::vector<std::string>& names) override;
 
     // MailLibrary
     std::shared_ptr<LibraryStore> store() override { return store_; }
@@ -108,6 +116,8 @@ public:
         int total = 0, unread = 0;
     };
     Counts counts(const LibraryMailbox& mailbox);
+    // Also of a message that no list has any more.
+    std::optional<MessageSummary> details(std::int64_t id);
     // With one statement what the messages' objects would otherwise ask for one by one.
     void readDetails(const MessageList& messages);
     Result<std::string> contentStart(std::int64_t id, std::size_t limit);
@@ -228,8 +238,14 @@ private:
     std::shared_ptr<GmailKeeper> gmail() const;  // null: there is no such account
     std::uint64_t gmailMessage(const IndexedFile& row) const;
     std::vector<std::shared_ptr<Mailbox>> gmailLabels(const LibraryMailbox& mailbox, const std::string& name) const;
-    // The rows of a message, the best to be shown first.
+    // The rows of a message, the one to be shown first.
     std::vector<IndexedFile> gmailCopies(Database& index, const std::string& account, std::uint64_t message) const;
+    // Of rows of that account that have come, or whose messages may have become known.
+    void numberRows(Database& index, const std::string& account, const std::vector<IndexedFile>& rows, Work& work);
+    // Before the row goes, or moves: lists of its copies' mailboxes will be others.
+    void noteCopiesOf(Database& index, const IndexedFile& row, Work& work);
+    // The row is gone; 0: so is the message, unless there are copies of it.
+    void remember(const IndexedFile& gone, std::int64_t moved);
     std::int64_t shownCopy(const std::string& account, std::uint64_t message);  // 0: there is none here
     void noteLeaving(Database& index, const IndexedFile& row, Work& work);
     // Whether what has come is another copy of what was here before; then its labels have changed.
@@ -238,6 +254,9 @@ private:
     Result<void> labelOne(Database& index, const std::string& account, std::uint64_t message,
                           const std::vector<LibraryMailboxRef>& added, const std::vector<LibraryMailboxRef>& taken,
                           Work& work);
+    // Of messages whose mailbox goes, those that lose but a label by that: it is ordered, and they are taken off the
+    // list.
+    Result<void> takeLabels(std::vector<IndexedFile>& rows);
     LibraryMailboxRef allMailOf(const std::string& account) const;
     Result<IndexedFile> copyForLabel(Database& index, const IndexedFile& source, const LibraryMailbox& to,
                                      std::uint64_t message, Work& work);
@@ -289,7 +308,7 @@ private:
     static tables::Text textOf(std::size_t messages);  // of so many that come at once
     void readTextsSoon();
     struct TextRead;
-    bool readSomeTexts();  // false when none is left
+    bool readTexts();  // false when none is left that can be read
     std::optional<MessageFacts> factsOfFile(std::int64_t id);
     std::size_t takeTexts(const std::vector<TextRead>& read);
 
@@ -317,6 +336,16 @@ private:
     std::mutex notices_;
     std::vector<std::string> noticeTexts_;
     std::unique_ptr<Index> index_;
+
+    // What became of rows, as long as somebody may have them selected.
+    struct Gone {
+        std::int64_t moved = 0;
+        std::int64_t account = 0;
+        std::uint64_t gmail = 0;
+    };
+    std::mutex gone_;
+    std::map<std::int64_t, Gone> goneRows_;
+    std::deque<std::int64_t> goneOrder_;  // the oldest first
 
     std::mutex refreshing_;  // one at a time looks for accounts and folders
     mutable std::mutex tree_;

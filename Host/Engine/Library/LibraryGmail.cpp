@@ -6,6 +6,7 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Library/GmailKeeper.h"
+#include "Library/IndexCopies.h"
 #include "Library/LibraryCore.h"
 
 namespace qs {
@@ -33,16 +34,17 @@ bool LibraryCore::isGmailLabel(const LibraryMailbox& mailbox) const {
 }
 
 std::uint64_t LibraryCore::gmailMessage(const IndexedFile& row) const {
+    if (row.gmail != 0) return row.gmail;
     const auto box = mailboxNumbered(row.mailbox);
     const auto keeper = gmail();
-    return box && keeper ? keeper->messageNamed(box->accountIdentifier(), row.name) : 0;
+    return box && keeper ? keeper->messagesNamed(box->accountIdentifier(), {row.name}).front() : 0;
 }
 
 std::vector<std::shared_ptr<Mailbox>> LibraryCore::gmailLabels(const LibraryMailbox& mailbox,
                                                                const std::string& name) const {
     const std::string& account = mailbox.accountIdentifier();
     if (!isGmail(account)) return {};
-    const std::uint64_t message = gmail()->messageNamed(account, name);
+    const std::uint64_t message = gmail()->messagesNamed(account, {name}).front();
     std::vector<std::string> folders = gmail()->labels(account, message);
     // Not at the server yet: it is where it is.
     if (message == 0 && isGmailLabel(mailbox)) folders = {mailbox.folder()};
@@ -74,17 +76,7 @@ std::vector<std::shared_ptr<Mailbox>> LibraryCore::gmailLabels(std::int64_t id, 
 
 std::vector<IndexedFile> LibraryCore::gmailCopies(Database& index, const std::string& account,
                                                   std::uint64_t message) const {
-    std::vector<IndexedFile> rows;
-    const auto keeper = gmail();
-    if (!keeper || message == 0) return rows;
-    for (const GmailKeeper::Copy& copy : keeper->copies(account, message)) {
-        const auto box = mailboxNamed(mailboxIdentifier(account, copy.folder));
-        if (!box) continue;
-        auto row = tables::findByName(index, box->indexed().number, copy.name);
-        if (!row) row = tables::findByName(index, box->indexed().number, gmailCopyName(message, copy.folder));
-        if (row) rows.push_back(std::move(*row));
-    }
-    return rows;
+    return message == 0 ? std::vector<IndexedFile>() : copies::rowsOf(index, accountNumber(account), message);
 }
 
 std::int64_t LibraryCore::shownCopy(const std::string& account, std::uint64_t message) {
@@ -112,7 +104,7 @@ void LibraryCore::noteLeaving(Database& index, const IndexedFile& row, Work& wor
 bool LibraryCore::noteCopy(const LibraryMailbox& mailbox, const std::string& name, bool isNews, Work& work) {
     const std::string& account = mailbox.accountIdentifier();
     if (!isGmail(account)) return false;
-    const std::uint64_t message = gmail()->messageNamed(account, name);
+    const std::uint64_t message = gmail()->messagesNamed(account, {name}).front();
     if (message == 0 || !gmail()->isKept(account, message)) return false;
     if (isNews) work.relabelled[{account, message}];
     return true;
@@ -196,6 +188,26 @@ Result<void> LibraryCore::labelOne(Database& index, const std::string& account, 
     return {};
 }
 
+Result<void> LibraryCore::takeLabels(std::vector<IndexedFile>& rows) {
+    std::map<std::string, std::vector<GmailKeeper::Order>> orders;  // by account
+    std::map<std::int64_t, LibraryMailboxRef> labels;               // by mailbox; null: it is none
+    std::erase_if(rows, [&](const IndexedFile& row) {
+        auto label = labels.find(row.mailbox);
+        if (label == labels.end()) {
+            auto box = mailboxNumbered(row.mailbox);
+            if (box && !isGmailLabel(*box)) box = nullptr;
+            label = labels.emplace(row.mailbox, std::move(box)).first;
+        }
+        const std::uint64_t message = label->second ? gmailMessage(row) : 0;
+        if (message == 0) return false;
+        orders[label->second->accountIdentifier()].push_back({message, label->second->folder(), false});
+        return true;
+    });
+    for (const auto& [account, list] : orders)
+        if (auto told = gmail()->willLabel(account, list); !told) return told;
+    return {};
+}
+
 LibraryMailboxRef LibraryCore::allMailOf(const std::string& account) const {
     for (const LibraryMailboxRef& box : allMailboxes())
         if (box->accountIdentifier() == account && gmail()->isAllMail(account, box->folder())) return box;
@@ -206,23 +218,25 @@ Result<IndexedFile> LibraryCore::copyForLabel(Database& index, const IndexedFile
                                               std::uint64_t message, Work& work) {
     const auto from = mailboxNumbered(source.mailbox);
     if (!from) return failure(notThere("The message is not there any more."));
-    auto content = files_.read(from->maildir().pathOf(source.file));
+    auto content = files_.open(from->maildir().pathOf(source.file));
     if (!content && content.error().code == ENOENT)
-        if (const auto again = from->maildir().find(source.name)) content = files_.read(from->maildir().pathOf(*again));
+        if (const auto again = from->maildir().find(source.name)) content = files_.open(from->maildir().pathOf(*again));
     if (!content) return failed(content);
+    const auto start = startOf(sourceOf(*content), kIndexedBytes);
+    if (!start) return failed(start);
     const auto letters = lettersForOtherFolder(Maildir::nameOf(source.file).letters(), keywordsOf(work.keywords, *from),
                                                keywordsOf(work.keywords, to));
     if (!letters) return failed(letters);
     const std::string name = gmailCopyName(message, to.folder());
-    auto file = to.maildir().deliver(*content, name, *letters, source.delivered);
+    auto file = to.maildir().deliverFrom(sourceOf(*content), name, *letters, source.delivered);
     if (!file && file.error().code == EEXIST)
         if (const auto existing = to.maildir().find(name)) file = *existing;
     if (!file) return failed(file);
-    const MessageFacts facts =
-        messageFacts(std::string_view(*content).substr(0, kIndexedBytes), content->size() <= kIndexedBytes);
-    const auto inserted =
-        tables::insert(index, to.indexed(), name, *file, source.flags, source.delivered, content->size(), facts);
+    const std::uint64_t size = (*content)->size();
+    const MessageFacts facts = messageFacts(*start, size <= kIndexedBytes);
+    const auto inserted = tables::insert(index, to.indexed(), name, *file, source.flags, source.delivered, size, facts);
     work.changed[to.indexed().number] = mailboxNumbered(to.indexed().number);
+    numberRows(index, to.accountIdentifier(), {inserted.row}, work);
     if (const auto live = cache_->live(inserted.row.id)) live->hasComeBack();
     return inserted.row;
 }

@@ -51,16 +51,20 @@ Result<void> LibraryCore::listMirrored(Mailbox& mailbox, const std::vector<Mirro
             return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound,
                            "The mailbox is not there any more.");
         const auto wishes = wishesOf(box->accountIdentifier());
+        std::vector<IndexedFile> inserted;
         for (const auto& [message, facts] : rows) {
             const auto found = wishes.find(message->name);
             const MirrorWish wish = found == wishes.end() ? MirrorWish() : found->second;
             if (wish.isRemoved) continue;
             auto place = wish.folder ? mailboxNamed(mailboxIdentifier(box->accountIdentifier(), *wish.folder)) : box;
             if (!place) place = box;
-            tables::insert(*index, place->indexed(), message->name, {}, withWish(packedFlags(message->flags), wish),
-                           message->received, 0, facts, textOf(rows.size()));
+            inserted.push_back(tables::insert(*index, place->indexed(), message->name, {},
+                                              withWish(packedFlags(message->flags), wish), message->received, 0, facts,
+                                              textOf(rows.size()))
+                                   .row);
             work.changed[place->indexed().number] = place;
         }
+        numberRows(*index, box->accountIdentifier(), inserted, work);
         index.commit();
     } catch (const DatabaseFailure& failure) {
         return indexFailure(failure);
@@ -109,10 +113,13 @@ void LibraryCore::changeListed(std::string_view account, const std::map<std::str
                 if (!isGone && wanted == row->flags) continue;
                 work.changed[row->mailbox] = box;
                 keepDetails(*index, row->id);
-                if (isGone)
+                if (isGone) {
+                    noteCopiesOf(*index, *row, work);
                     tables::remove(*index, row->seq);
-                else
+                    remember(*row, 0);
+                } else {
                     tables::setFile(*index, row->seq, {}, wanted);
+                }
                 if (const auto message = cache_->live(row->id)) message->setFlags(wanted);
             }
             index.commit();
@@ -158,7 +165,10 @@ Result<std::int64_t> LibraryCore::moveListed(Database& index, const IndexedFile&
     if (auto told = keeper->willChange({{message, {.flags = {}, .folder = to.folder()}}}); !told) return failed(told);
     work.changed[row.mailbox] = from;
     keepDetails(index, row.id);
-    return tables::setMailbox(index, row, to.indexed(), row.name, {}, row.flags);
+    noteCopiesOf(index, row, work);
+    const std::int64_t moved = tables::setMailbox(index, row, to.indexed(), row.name, {}, row.flags);
+    remember(row, moved);
+    return moved;
 }
 
 void LibraryCore::sendFor(std::int64_t id) {

@@ -222,6 +222,7 @@ Result<void> LibraryCore::tellOfRemoval(const std::vector<LibraryMailboxRef>& ma
     } catch (const DatabaseFailure& failure) {
         return indexFailure(failure);
     }
+    if (auto told = takeLabels(rows); !told) return told;
     if (auto told = tellKeeper(rows); !told) return told;
     return keeper->willRemoveFolders(mailboxes.front()->accountIdentifier(), folders);
 }

@@ -135,12 +135,14 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
     try {
         auto index = index_->write();
         wishes = wishesOf(account);
+        std::vector<IndexedFile> rows;
         for (Arrival& each : arrivals) {
             if (auto done = followWish(each, wishes[each.message->name], work); !done) followed = done;
             if (each.file.empty()) continue;
             work.changed[each.box->indexed().number] = each.box;
             const auto inserted = tables::insert(*index, each.box->indexed(), each.message->name, each.file, each.flags,
                                                  each.message->received, each.size, each.facts, text);
+            rows.push_back(inserted.row);
             if (inserted.isNew && !noteCopy(*box, each.message->name, isNews, work)) arrived.push_back(inserted.row.id);
             if (const auto message = inserted.isNew ? cache_->live(inserted.row.id) : nullptr) {
                 message->setFlags(each.flags);
@@ -148,6 +150,7 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
                 message->hasComeBack();
             }
         }
+        numberRows(*index, account, rows, work);
         if (const auto synced = syncFolders(work); !synced) followed = synced;
         index.commit();
     } catch (const DatabaseFailure& failure) {

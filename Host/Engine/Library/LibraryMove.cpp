@@ -65,16 +65,26 @@ Result<std::int64_t> LibraryCore::moveOne(Database& index, const IndexedFile& ro
     bool isThere = false;
     const auto name = nameIn(index, *from, row, to, isThere);
     if (!name) return failed(name);
+    const bool leaves = from->accountIdentifier() != to.accountIdentifier();
+    // At Gmail it leaves with all that shows it.
+    const auto going = leaves ? withGmailCopies(index, {row}) : std::vector{row};
     // Under its name it does not appear in another mailbox of the account.
-    if (isThere || *name != row.name || from->accountIdentifier() != to.accountIdentifier())
-        if (auto told = tellKeeper({row}); !told) return failed(told);
+    if (isThere || *name != row.name || leaves)
+        if (auto told = tellKeeper(going); !told) return failed(told);
     const auto original = from->maildir().pathOf(row.file);
     work.folders.insert(original.parent_path());
     work.changed[row.mailbox] = from;
     keepDetails(index, row.id);
+    noteCopiesOf(index, row, work);
+    const auto eraseCopies = [&]() -> Result<void> {
+        for (std::size_t i = 1; i < going.size(); ++i)
+            if (const auto erased = eraseOne(index, going[i], work); !erased) return erased;
+        return {};
+    };
     if (isThere) {
         if (const auto removed = files_.remove(original); !removed) return failed(removed);
         tables::remove(index, row.seq);
+        if (const auto erased = eraseCopies(); !erased) return failed(erased);
         return tables::findByName(index, to.indexed().number, *name)->id;
     }
     const MaildirName before = Maildir::nameOf(row.file);
@@ -92,7 +102,11 @@ Result<std::int64_t> LibraryCore::moveOne(Database& index, const IndexedFile& ro
         if (!copied) return failed(copied);
         file = *copied;
     }
-    return tables::setMailbox(index, row, to.indexed(), *name, file, row.flags);
+    const std::int64_t moved = tables::setMailbox(index, row, to.indexed(), *name, file, row.flags);
+    remember(row, moved);
+    if (const auto erased = eraseCopies(); !erased)
+        logError("a copy of a message that has left its account is still here: " + erased.error().description);
+    return moved;
 }
 
 Result<void> LibraryCore::move(const std::vector<std::int64_t>& all, Mailbox& to) {

@@ -9,6 +9,7 @@
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Foundation/NotificationCenter.h"
+#include "Library/IndexCopies.h"
 #include "Library/LibraryBody.h"
 #include "Library/LibraryCore.h"
 #include "Library/SnippetManager.h"
@@ -113,10 +114,13 @@ void defineImapStoreClass(ClassRegistry& registry, Class& store) {
 
 IndexedMailbox indexedFor(const std::string& account, const std::string& folder, MailboxKind kind) {
     const std::string identifier = mailboxIdentifier(account, folder);
+    // As it is sorted among the mailboxes, and nobody else sees it.
+    const std::string path = folder.starts_with('/') ? nameOfTreeFolder(folder) : pathFromFolderName(folder);
     const bool isOurs = kind == MailboxKind::Drafts || kind == MailboxKind::Outbox;
     return {.number = mailboxNumber(identifier),
             .account = accountNumber(account),
             .identifier = identifier,
+            .place = copies::placeOf(kind, path),
             .showsSendDate = isOurs,
             .remembersAddresses = !isOurs && kind != MailboxKind::Junk && kind != MailboxKind::Trash};
 }
@@ -339,7 +343,7 @@ MessageSummary LibraryMessage::details() const {
         if (details_) return *details_;
     }
     const auto library = library_.lock();
-    auto found = library ? library->summary(id_) : std::nullopt;
+    auto found = library ? library->details(id_) : std::nullopt;
     if (!found) return {};
     keepDetails(*found);
     return std::move(*found);

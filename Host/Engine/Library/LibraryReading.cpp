@@ -68,10 +68,17 @@ void LibraryCore::readAll(std::vector<LibraryMailboxRef> mailboxes) {
             if (auto compared = look(mailbox)) all.push_back(std::move(*compared));
             if (isInbox(mailbox)) takeNewest(mailbox);
         });
+    std::shared_ptr<Index::Gathering> gathering;
+    withIndex([&] {
+        if (fresh::count(*index_->write()) >= kVeryManyMessages)
+            gathering = std::make_shared<Index::Gathering>(*index_);
+    });
     for (const Compared& each : all)
         withIndex([&] {
             if (takeFresh(each.mailbox)) finish(each);
         });
+    // Its end waits for the disk; nobody who waits for the messages does.
+    if (gathering) textReader_.add([ended = std::move(gathering)]() mutable { ended.reset(); });
 }
 
 void LibraryCore::stopReading() {

@@ -272,6 +272,8 @@ void LibraryCore::indexParsed(const LibraryMailboxRef& mailbox, const std::vecto
     if (!isCurrent(mailbox)) return;
     std::map<std::string, bool> listed;  // whether it lay there
     std::vector<std::pair<std::int64_t, bool>> arrived;
+    std::vector<IndexedFile> rows;
+    Work work;
     auto index = index_->write();
     for (const NewFile& each : files)
         if (const auto wasThere = fresh::take(*index, mailbox->indexed().number, each.name))
@@ -283,10 +285,13 @@ void LibraryCore::indexParsed(const LibraryMailboxRef& mailbox, const std::vecto
         const auto inserted = insert(*index, *mailbox, each);
         const auto found = listed.find(each.file.name);
         if (inserted.isNew) arrived.emplace_back(inserted.row.id, found != listed.end() && found->second);
+        rows.push_back(inserted.row);
     }
+    numberRows(*index, mailbox->accountIdentifier(), rows, work);
     index.commit();
     reading_->noteTaken(mailbox->accountIdentifier(),
                         std::count_if(listed.begin(), listed.end(), [](const auto& each) { return each.second; }));
+    announce(work);
     if (arrived.empty()) return;
     announcer_->mailboxChanged(mailbox->identifier());
     for (const auto& [id, wasThere] : arrived)
@@ -301,6 +306,7 @@ std::optional<IndexedFile> LibraryCore::takeUpStray(Database& index, const Libra
     (void)fresh::take(index, mailbox.indexed().number, file.name);
     if (const auto box = mailboxNumbered(mailbox.indexed().number)) work.changed[box->indexed().number] = box;
     if (inserted.isNew) work.takenUp.push_back(inserted.row.id);
+    numberRows(index, mailbox.accountIdentifier(), {inserted.row}, work);
     return std::move(inserted.row);
 }
 

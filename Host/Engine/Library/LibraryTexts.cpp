@@ -2,6 +2,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <future>
 
 #include "Foundation/FileSystem.h"
@@ -13,7 +14,7 @@ namespace qs {
 namespace {
 
 // One transaction's. More are quicker, and others wait longer.
-constexpr std::size_t kBatch = 300;
+constexpr std::size_t kBatch = 500;
 // So many messages are to be found as soon as they are here.
 constexpr std::size_t kFew = 100;
 
@@ -33,7 +34,7 @@ void LibraryCore::readTextsSoon() {
     textReader_.add([this] {
         isTextReadingAsked_ = false;  // what is asked for from now on may come too late for this
         try {
-            while (mayReadOn() && readSomeTexts()) {
+            while (mayReadOn() && readTexts()) {
             }
         } catch (const DatabaseFailure& failure) {
             indexFailed(failure);
@@ -41,17 +42,35 @@ void LibraryCore::readTextsSoon() {
     });
 }
 
-bool LibraryCore::readSomeTexts() {
-    const auto rows = texts::toCome(*index_->read(), kBatch);
-    if (rows.empty()) return false;
-    auto parsing = std::async(std::launch::async, [&] {
-        stepBack();
-        std::vector<TextRead> read;
-        for (const IndexedFile& row : rows)
-            if (mayReadOn()) read.push_back({row, row.isOnlyListed() ? std::nullopt : factsOfFile(row.id)});
-        return read;
-    });
-    return takeTexts(parsing.get()) > 0;
+bool LibraryCore::readTexts() {
+    const auto parsed = [this](const std::vector<IndexedFile>& rows) {
+        return std::async(std::launch::async, [this, rows] {
+            stepBack();
+            std::vector<TextRead> read;
+            for (const IndexedFile& row : rows)
+                if (mayReadOn()) read.push_back({row, row.isOnlyListed() ? std::nullopt : factsOfFile(row.id)});
+            // Each that goes into the index of words behind a later one would be a write of its own.
+            std::ranges::sort(read, {}, [](const TextRead& each) { return each.row.seq; });
+            return read;
+        });
+    };
+    std::optional<Index::Gathering> gathering;
+    std::size_t taken = 0;
+    auto parsing = parsed(texts::toCome(*index_->read(), kBatch));
+    // While the texts of some are put into the index, those of the next are read.
+    for (auto read = parsing.get(); !read.empty() && mayReadOn(); read = parsing.get()) {
+        if (!gathering && texts::areVeryMany(*index_->read())) gathering.emplace(*index_);
+        auto next = texts::toCome(*index_->read(), 2 * kBatch);
+        std::erase_if(next, [&](const IndexedFile& row) {
+            return std::ranges::binary_search(read, row.seq, {}, [](const TextRead& each) { return each.row.seq; });
+        });
+        next.resize(std::min(next.size(), kBatch));
+        parsing = parsed(next);
+        const std::size_t more = takeTexts(read);
+        if (more == 0) break;
+        taken += more;
+    }
+    return taken > 0;
 }
 
 tables::Text LibraryCore::textOf(std::size_t messages) {

@@ -71,6 +71,25 @@ TEST_F(ViewerGrouping, ARowStandsForAConversation) {
     EXPECT_THAT(rows(), ElementsAre("b2", "d1", "a2", "c1", "b1", "a1"));
 }
 
+TEST_F(ViewerGrouping, AReplyIsToOneMessageOfAConversation) {
+    start();
+    put("a1", false), put("a2", false), put("b1"), put("a3", false), put("b2");
+    group();
+    const auto targets = [&] {
+        std::vector<std::string> subjects;
+        for (const MessageRef& message : host->viewer().messagesTargetedByAction("replyMessage:"))
+            subjects.push_back(message->subject());
+        return subjects;
+    };
+    const auto a = rowOf("a3"), b = rowOf("b2");
+    host->viewer().selectIDs({a});
+    EXPECT_EQ(read(), "a1") << "the first that is unread";
+    EXPECT_THAT(targets(), ElementsAre("a1"));
+    EXPECT_THAT(host->viewer().messagesTargetedByAction("deleteMessages:"), SizeIs(3));
+    host->viewer().selectIDs({b, a});
+    EXPECT_THAT(targets(), ElementsAre("b2", "a3")) << "the newest of each";
+}
+
 TEST_F(ViewerGrouping, OpensAndCloses) {
     start();
     put("a1"), put("b1"), put("c1"), put("b2"), put("a2"), put("d1"), put("a3");

@@ -64,8 +64,8 @@ protected:
         loop_->advance(60);  // longer than what was waited for
         syncAll();
     }
-    // Once, at both sides, in these mailboxes and among all mail.
-    void expectIn(const Folders& folders, const std::string& what) {
+    // At both sides, in these mailboxes and among all mail.
+    void expectPlaces(const Folders& folders, const std::string& what = {}) {
         Names here{"ada/Archive"}, there{GmailMail::kAll};
         for (const std::string& folder : folders) {
             here.push_back("ada/" + folder);
@@ -75,6 +75,10 @@ protected:
         std::sort(there.begin(), there.end());
         EXPECT_EQ(placesHere("paper"), here) << what;
         EXPECT_EQ(server_->mailboxesOf(number_), there) << what;
+    }
+    // Likewise, once.
+    void expectIn(const Folders& folders, const std::string& what) {
+        expectPlaces(folders, what);
         EXPECT_THAT(server_->numbers(), SizeIs(1)) << what;
         EXPECT_EQ(server_->timesFetched(number_), 1) << what;
     }
@@ -228,6 +232,69 @@ TEST_F(GmailLabelsTest, MovesOfThePersons) {
         expectIn({"Mills"}, "back from " + folder);
     }
     EXPECT_THAT(server_->numbers(), SizeIs(1));
+}
+
+TEST_F(GmailLabelsTest, ARemovedLabelTakesNoMessageWithIt) {
+    server_->create("Mills");
+    server_->label(number_, {"Mills"});
+    syncAll();
+    for (const bool isMadeAgain : {false, true}) {
+        SCOPED_TRACE(isMadeAgain ? "made again" : "new mail came into it");
+        proxy_->goDown();
+        ASSERT_TRUE(library().removeMailbox(box("Mills")));
+        if (isMadeAgain) {
+            ASSERT_TRUE(library().createMailbox("ada", "Mills"));
+        } else {
+            deliver("late", {"Mills"});
+        }
+        goOn();
+        settle();
+        syncAll();
+        expectPlaces({"INBOX"});
+        EXPECT_EQ(here("Mills"), isMadeAgain ? Lines() : Lines{"late"});
+        EXPECT_EQ(placesHere("late"), isMadeAgain ? Names{"ada/Archive"} : (Names{"ada/Archive", "ada/Mills"}));
+        server_->label(number_, {"Mills"});
+        syncAll();
+    }
+    ASSERT_TRUE(library().removeMailbox(box("Mills")));
+    settle();
+    syncAll();
+    expectPlaces({"INBOX"});
+}
+
+TEST_F(GmailLabelsTest, WhatIsThrownAwayElsewhereMeanwhileIsNotPutThereAnew) {
+    proxy_->goDown();
+    label("INBOX", {"Snooze"}, {"INBOX"});
+    server_->trash(number_);
+    goOn();
+    EXPECT_THAT(server_->mailboxesOf(number_), ElementsAre(GmailMail::kTrash));
+    EXPECT_THAT(placesHere("paper"), ElementsAre("ada/Trash"));
+}
+
+TEST_F(GmailLabelsTest, WhatIsErasedOrLeavesTheAccountGoesWithAllThatShowsItAtOnce) {
+    ASSERT_TRUE(engine_->accounts().put({.identifier = "ben", .displayName = "Ben", .identities = {{"", "b@x.org"}}}));
+    NotificationCenter::defaultCenter().post(MailAccountsDidChangeNotification);
+    library().accountsDidChange();
+    deliver("gone", {"INBOX", "Snooze"});
+    deliver("trashed", {"INBOX", "Snooze"});
+    syncAll();
+    proxy_->goDown();
+    const auto bens = library().mailboxWithIdentifier("ben/INBOX");
+    ASSERT_TRUE(library().move({id("INBOX", "paper")}, *bens));
+    erase("Snooze", "gone");
+    move("trashed", "Snooze", "Trash");
+    erase("Trash", "trashed");
+    loop_->advance(0.1);
+    EXPECT_EQ(placesHere("paper"), Names{"ben/INBOX"});
+    for (const char* folder : {"INBOX", "Archive", "Snooze", "Trash"})
+        EXPECT_THAT(here(folder), IsEmpty()) << folder;
+    settle();
+    goOn();
+    syncAll();
+    EXPECT_THAT(server_->numbers(), IsEmpty());
+    EXPECT_EQ(placesHere("paper"), Names{"ben/INBOX"});
+    for (const char* folder : {"INBOX", "Archive", "Snooze", "Trash"})
+        EXPECT_THAT(here(folder), IsEmpty()) << folder;
 }
 
 TEST_F(GmailLabelsTest, FlagsAreOfAllCopiesAndErasingIsForGood) {

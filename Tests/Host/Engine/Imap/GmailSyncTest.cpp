@@ -1,5 +1,6 @@
 // Mail at Gmail: one message in several mailboxes.
 #include "Imap/GmailFixture.h"
+#include "Mail/Library.h"
 
 namespace qs {
 
@@ -38,6 +39,23 @@ TEST_F(GmailTest, AMailboxOfThePersonsThatIsCalledArchiveIsNotTheArchive) {
     start();
     EXPECT_THAT(placesHere("kept"), ElementsAre("ada/Archive", "ada/Archive 2"));
     EXPECT_THAT(here("Archive"), ElementsAre("kept"));
+}
+
+// Gmail keeps the mailbox of all mail from mail programs when the person says so.
+TEST_F(GmailTest, LabelsAreGivenInAnyMailboxThatStillHasTheMessage) {
+    server_->refuse("All Mail");
+    server_->create("Mills");
+    server_->create("Snooze");
+    const auto paper = deliver("paper", {"INBOX", "Mills"});
+    start();
+    server_->label(paper, {}, {"INBOX"});  // which nobody here knows
+    const auto message = library().messageWithID(id("Mills", "paper"));
+    library_imap_store::async_setGmailLabelsFromDictionaryUpdatingServer(
+        message->mailbox()->store(), {{library().mailboxWithIdentifier("ada/Snooze")}, {}}, {message}, true);
+    settle();
+    EXPECT_THAT(server_->mailboxesOf(paper), ElementsAre("Mills", "Snooze", GmailMail::kAll));
+    syncAll();
+    EXPECT_THAT(placesHere("paper"), ElementsAre("ada/Mills", "ada/Snooze"));
 }
 
 }  // namespace qs

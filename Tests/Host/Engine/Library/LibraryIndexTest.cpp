@@ -126,6 +126,30 @@ TEST_F(LibraryIndex, WritesTheWordsOfManyMessagesAtOnce) {
         EXPECT_EQ(written.integer("SELECT count(DISTINCT segid) FROM " + table + "_idx"), 1) << table;
 }
 
+// While very many messages are read in, nobody waits for the disk.
+TEST_F(LibraryIndex, IsMadeAnewOnlyWhenTheComputerWentDownInTheMiddle) {
+    fill();
+    const auto before = everything();
+    std::string start;
+    std::ifstream("/proc/sys/kernel/random/boot_id") >> start;
+    ASSERT_FALSE(start.empty());
+    struct Case {
+        const char* why;
+        std::string mark;
+        bool isMadeAnew;
+    };
+    for (const Case& c : {Case{"another start of the computer", "an earlier one", true}, Case{"a torn mark", "", true},
+                          Case{"the program alone ended", start, false}}) {
+        library_.reset();
+        Database(index(), {}).run("UPDATE messages SET subject = 'as no file says' WHERE subject = 'm3'");
+        folder_.write("Library.sqlite.unsynced", c.mark);
+        open();
+        EXPECT_EQ(everything() == before, c.isMadeAnew) << c.why;
+        EXPECT_FALSE(std::filesystem::exists(folder_ / "Library.sqlite.unsynced")) << c.why;
+        EXPECT_THAT(library_->takeNotices(), IsEmpty()) << c.why;
+    }
+}
+
 TEST_F(LibraryIndex, MailCanBeReadWhenTheDiskTakesNoIndex) {
     fill();
     const auto before = everything();

@@ -100,6 +100,24 @@ TEST_F(LibraryReadIn, StopsInTheMiddleAndGoesOnAtTheNextStart) {
     EXPECT_EQ(subjectsIn("ada/INBOX").front(), "m1500");
 }
 
+TEST_F(LibraryReadIn, IsMarkedForAPowerCutWhileVeryMuchIsRead) {
+    constexpr int kVeryMany = 2300;
+    putMany(kInbox, kVeryMany);
+    HeldFiles held;
+    openUnread(held);
+    reading().readIn();
+    held.letPass(200);
+    until("ada/INBOX", 200);
+    held.waitUntilHeld();
+    EXPECT_TRUE(std::filesystem::exists(folder_ / "Library.sqlite.unsynced"));
+    held.letAllPass();
+    reading().waitForTexts();
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "Library.sqlite.unsynced"));
+    EXPECT_EQ(count("ada/INBOX"), kVeryMany);
+    for (const char* subject : {"m1", "m1200", "m2300"})
+        EXPECT_THAT(searching(subject), ElementsAre(subject));
+}
+
 TEST_F(LibraryReadIn, TellsThoseWhoWaitForTheEndInTheirOrder) {
     putMany(kArchive, 3);
     HeldFiles held;

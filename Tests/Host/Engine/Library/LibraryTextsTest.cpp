@@ -1,4 +1,5 @@
 // Texts of messages that come in great numbers, which are taken up some time behind them.
+#include "Database/Database.h"
 #include "Foundation/RunLoop.h"
 #include "HeldFiles.h"
 #include "Library/LibraryTest.h"
@@ -89,6 +90,16 @@ TEST_F(LibraryTextsTest, AreFoundSomeTimeBehindTheirRows) {
     EXPECT_EQ(library_->summary(id(7))->attachments, 1);
     EXPECT_EQ(library_->page({}, "has:attachment", 0, 10).total, kMany);
     EXPECT_THAT(library_->completeAddress("cc1007", 5), ElementsAre("Cecilia <cc1007@example.org>"));
+}
+
+TEST_F(LibraryTextsTest, AreWrittenTogether) {
+    openHeld();
+    addMany();
+    takeTexts();
+    library_.reset();
+    Database written(dataFolder_ / "Library.sqlite", {.access = Database::Access::ReadOnly});
+    for (const std::string table : {"words", "fragments"})
+        EXPECT_EQ(written.integer("SELECT count(DISTINCT segid) FROM " + table + "_idx"), 1) << table;
 }
 
 TEST_F(LibraryTextsTest, FollowWhatIsDoneMeanwhile) {
