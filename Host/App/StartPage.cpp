@@ -1,13 +1,10 @@
 #include "StartPage.h"
 
 #include <cstdlib>
-#include <string>
 #include <system_error>
 
-#include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
-#include "Text/Escapes.h"
-#include "Workspace/Workspace.h"
+#include "Workspace/PrivatePage.h"
 
 namespace qs {
 namespace {
@@ -25,14 +22,8 @@ bool hasDisplay() { return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY"); }
 
 void openStartPage(Workspace& workspace, const std::filesystem::path& dataFolder, std::string_view link) {
     if (!hasDisplay()) return;
-    const std::string html =
-        "<!doctype html>\n<meta charset=\"utf-8\">\n<meta name=\"referrer\" content=\"no-referrer\">\n"
-        "<meta http-equiv=\"refresh\" content=\"0;url=" +
-        std::string(link) + "\">\n<title>Quillstead</title>\n<p>Quillstead opens …</p>\n";
-    const auto file = fileIn(dataFolder);
-    auto opened = FileSystem::real().replace(file, html);
-    if (opened) opened = workspace.openURL("file://" + percentEncoded(file.string(), "/"));
-    if (!opened) logWarning("The browser could not be opened: " + opened.error().description);
+    if (const auto opened = openPrivately(workspace, fileIn(dataFolder), link, "Quillstead opens …"); !opened)
+        logWarning("The browser could not be opened: " + opened.error().description);
 }
 
 void removeStartPage(const std::filesystem::path& dataFolder) {

@@ -1,6 +1,7 @@
 #include "MailEngine.h"
 
 #include "AccountBook.h"
+#include "Accounts/AccountChanges.h"
 #include "Accounts/AccountTokens.h"
 #include "Accounts/RecordDeliveryAccount.h"
 #include "Application/HostInstances.h"
@@ -29,8 +30,9 @@ Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& option
     if (!library) return failed(library);
     engine->library_ = std::move(*library);
     engine->deliveries_ = DeliveryService::make(options.dataFolder, *engine->library_, *engine->accounts_, files);
-    engine->sync_ = MailSync::make({options.dataFolder, options.network, options.watchesInboxes}, *engine->library_,
-                                   *engine->accounts_, files);
+    engine->sync_ =
+        MailSync::make({options.dataFolder, options.network, options.watchesInboxes, options.imapPieceBytes},
+                       *engine->library_, *engine->accounts_, files);
     if (options.watchFolders) engine->library_->watchFolders();
     MailReading::of(*engine->library_).readIn();
 
@@ -47,6 +49,7 @@ Result<std::unique_ptr<MailEngine>> MailEngine::open(const EngineOptions& option
         const AccountRecord* record = book->find(account.identifier());
         return record ? std::make_shared<RecordDeliveryAccount>(*record) : nullptr;
     };
+    finishRemovals(*engine);
     return engine;
 }
 

@@ -11,6 +11,7 @@
 // Made and destroyed on the main thread. Opening does not wait until the folders are read in (MailReading.h).
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -36,6 +37,7 @@ struct EngineOptions {
     bool watchFolders = true;
     std::shared_ptr<NetworkState> network = nullptr;  // whether servers can be reached; null: they always can
     bool watchesInboxes = true;                       // at IMAP servers, with a second connection for each account
+    std::size_t imapPieceBytes = 4u << 20;            // larger messages come from IMAP servers in pieces of that size
 };
 
 class MailEngine {

@@ -17,6 +17,8 @@ Result<std::shared_ptr<MailLibrary>> MailLibrary::open(const std::filesystem::pa
     return library;
 }
 
+MessageCopies& MessageCopies::of(MailLibrary& library) { return dynamic_cast<MessageCopies&>(library); }
+
 MailReading& MailReading::of(MailLibrary& library) { return dynamic_cast<MailReading&>(library); }
 
 }  // namespace qs

@@ -9,8 +9,10 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 
+#include <vector>
+
 #include "Foundation/RunLoop.h"
-#include "Foundation/RunLoopAsio.h"
+#include "HttpServer/LoopbackAcceptors.h"
 #include "Text/Escapes.h"
 
 namespace qs {
@@ -89,40 +91,39 @@ asio::awaitable<void> accept(std::shared_ptr<tcp::acceptor> acceptor, std::share
 
 class AsioLoopbackRedirect : public LoopbackRedirect {
 public:
-    AsioLoopbackRedirect(std::shared_ptr<tcp::acceptor> acceptor, std::shared_ptr<Wait> wait)
-        : acceptor_(std::move(acceptor)), wait_(std::move(wait)) {
-        asio::co_spawn(acceptor_->get_executor(), accept(acceptor_, wait_), asio::detached);
+    AsioLoopbackRedirect(Acceptors acceptors, std::shared_ptr<Wait> wait) : wait_(std::move(wait)) {
+        for (tcp::acceptor& each : acceptors) {
+            acceptors_.push_back(std::make_shared<tcp::acceptor>(std::move(each)));
+            asio::co_spawn(acceptors_.back()->get_executor(), accept(acceptors_.back(), wait_), asio::detached);
+        }
     }
     ~AsioLoopbackRedirect() override {
         wait_->wanted.arrived = nullptr;
         error_code ignored;
-        acceptor_->close(ignored);
+        for (const auto& each : acceptors_)
+            each->close(ignored);
     }
     std::string address() const override { return "http://" + wait_->host + "/" + wait_->wanted.path; }
 
 private:
-    std::shared_ptr<tcp::acceptor> acceptor_;
+    std::vector<std::shared_ptr<tcp::acceptor>> acceptors_;  // the coroutines go on with them
     std::shared_ptr<Wait> wait_;
 };
 
 }  // namespace
 
 Result<std::unique_ptr<LoopbackRedirect>> LoopbackRedirect::listen(Wanted wanted) {
-    auto acceptor = std::make_shared<tcp::acceptor>(ioContextOf(RunLoop::main()));
-    const tcp::endpoint anyPort(asio::ip::address_v4::loopback(), 0);
-    error_code error;
-    acceptor->open(anyPort.protocol(), error);
-    if (!error) acceptor->bind(anyPort, error);
-    if (!error) acceptor->listen(asio::socket_base::max_listen_connections, error);
-    const auto port = error ? 0 : acceptor->local_endpoint(error).port();
-    if (error)
-        return failure("LoopbackRedirect", 1, "The browser's answer can't be waited for: " + error.message() + ".");
+    auto acceptors = listenOnLoopback(0);
+    if (!acceptors)
+        return failure("LoopbackRedirect", 1,
+                       "The browser's answer can't be waited for. " + acceptors.error().description);
+    const auto port = acceptors->front().local_endpoint().port();
     auto wait = std::make_shared<Wait>(Wait{.wanted = std::move(wanted),
                                             .host = "127.0.0.1:" + std::to_string(port),
                                             .anotherHost = "localhost:" + std::to_string(port),
                                             .connections = 0});
     return std::unique_ptr<LoopbackRedirect>(
-        std::make_unique<AsioLoopbackRedirect>(std::move(acceptor), std::move(wait)));
+        std::make_unique<AsioLoopbackRedirect>(std::move(*acceptors), std::move(wait)));
 }
 
 }  // namespace qs

@@ -14,7 +14,7 @@ public:
 
     explicit HookedKeychain(std::shared_ptr<Keychain> real) : real_(std::move(real)) {}
     // Set while nobody uses the keychain. On the thread of who asks; what they fail with is the answer.
-    Hook hasRead, willWrite;
+    Hook hasRead, willWrite, willRemove;
     std::function<bool()> unlocking;
 
     static tl::unexpected<Error> refusal(KeychainError error) {
@@ -32,7 +32,11 @@ public:
             if (auto may = willWrite(name); !may) return may;
         return real_->write(name, secret);
     }
-    Result<void> remove(const KeychainName& name) override { return real_->remove(name); }
+    Result<void> remove(const KeychainName& name) override {
+        if (willRemove)
+            if (auto may = willRemove(name); !may) return may;
+        return real_->remove(name);
+    }
     bool unlock() override { return unlocking ? unlocking() : real_->unlock(); }
 
 private:

@@ -1,13 +1,12 @@
 #include "Accounts/AccountChanges.h"
 
 #include "AccountBook.h"
-#include "Accounts/AccountSecrets.h"
+#include "Accounts/AccountRemovals.h"
 #include "Application/HostInstances.h"
 #include "DeliveryService.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/Log.h"
 #include "Foundation/NotificationCenter.h"
-#include "Foundation/RemoveTree.h"
 #include "Foundation/RunLoop.h"
 #include "Mail/Mailbox.h"
 #include "MailEngine.h"
@@ -54,8 +53,10 @@ std::string freshAccountIdentifier(MailEngine& engine, std::string_view address)
     while (name.ends_with('-'))
         name.pop_back();
     if (name.empty()) name = "account";
+    const AccountRemovals removals(engine.dataFolder(), engine.files());
     const auto isTaken = [&](const std::string& wanted) {
-        return engine.accounts().find(wanted) || engine.files().exists(engine.dataFolder() / "Mail" / wanted);
+        return engine.accounts().find(wanted) || removals.isUnderWay(wanted) ||
+               engine.files().exists(engine.dataFolder() / "Mail" / wanted);
     };
     std::string fresh = name;
     for (int number = 2; isTaken(fresh); ++number)
@@ -95,16 +96,26 @@ Result<void> removeAccount(MailEngine& engine, std::string_view identifier, Mail
     const bool isOurs = record->kind != AccountKind::Maildir;
     for (const DeliveryStatus& status : engine.deliveries().taken())
         if (status.account == name) return failure("AccountChanges", 1, whyItStays(*record, status));
-    if (auto removed = engine.accounts().remove(name); !removed) return removed;
-    const auto folder = engine.dataFolder() / "Mail" / name;
-    const bool deletes = isOurs && mail == MailOfAccount::Goes;
-    tellOfChange(engine, [&files = engine.files(), name, folder, deletes] {
-        account_secrets::forget(name);
-        if (!deletes) return;
-        if (auto gone = removeTree(files, folder); !gone)
-            logError("the mail of a removed account is not all deleted: " + gone.error().description);
-    });
+    const AccountRemoval removal{name, isOurs && mail == MailOfAccount::Goes};
+    AccountRemovals removals(engine.dataFolder(), engine.files());
+    if (auto noted = removals.note(removal); !noted) return noted;
+    if (auto removed = engine.accounts().remove(name); !removed) {
+        (void)removals.settle(name);  // else the next start does, as the account is there
+        return removed;
+    }
+    tellOfChange(engine, [removals, removal]() mutable { removals.carryOut(removal, true); });
     return {};
+}
+
+void finishRemovals(MailEngine& engine) {
+    AccountRemovals removals(engine.dataFolder(), engine.files());
+    for (const AccountRemoval& removal : removals.all()) {
+        if (!engine.accounts().find(removal.identifier)) {
+            RunLoop::main().postToGlobalQueue([removals, removal]() mutable { removals.carryOut(removal, false); });
+        } else if (const auto settled = removals.settle(removal.identifier); !settled) {
+            logWarning("an account that stayed is still noted as removed: " + settled.error().description);
+        }
+    }
 }
 
 }  // namespace qs

@@ -14,7 +14,7 @@ struct AccountRecord;
 // Posted on the default notification centre after the book has changed. The library follows a moment later.
 inline constexpr std::string_view MailAccountsDidChangeNotification = "MailAccountsDidChange";
 
-// Letters and digits of the address, unlike that of any account and any folder of mail that a removed one left.
+// Letters and digits of the address, unlike that of any account, and of a removed one of which something is left.
 std::string freshAccountIdentifier(MailEngine& engine, std::string_view address);
 // Adds or replaces.
 Result<void> putAccount(MailEngine& engine, AccountRecord record);
@@ -27,6 +27,9 @@ enum class MailOfAccount {
     Goes    // deleted, but never a Maildir tree of the person's own, nor what links lead to
 };
 // The passwords go, too. Fails, and changes nothing, while a message of the account is being sent or was perhaps sent.
+// What of it can't be taken away just now goes at a later start.
 Result<void> removeAccount(MailEngine& engine, std::string_view identifier, MailOfAccount mail);
+// What removals of former runs have left. Returns at once.
+void finishRemovals(MailEngine& engine);
 
 }  // namespace qs

@@ -97,15 +97,16 @@ Result<void> writeTokens(std::string_view identifier, const MailTokens& tokens) 
                                                                      {"clientSecret", tokens.clientSecret}}));
 }
 
-void removeItems(const std::vector<KeychainName>& items) {
+Result<void> removeItems(const std::vector<KeychainName>& items) {
     const auto keychain = Platform::current().keychain;
-    if (!keychain) return;
+    if (!keychain) return {};
     const std::lock_guard hold(signInLock());
-    for (const KeychainName& item : items) {
-        const auto removed = keychain->remove(item);
-        if (!removed && keychainError(removed.error()) != KeychainError::Missing)
-            logWarning("a password stays in the keychain: " + removed.error().description);
-    }
+    Result<void> done;
+    for (const KeychainName& item : items)
+        if (auto removed = keychain->remove(item);
+            !removed && keychainError(removed.error()) != KeychainError::Missing && done)
+            done = std::move(removed);
+    return done;
 }
 
 }  // namespace
@@ -174,9 +175,9 @@ bool account_secrets::isNotSignedIn(const Error& error) {
     return error.domain == kErrorDomain && error.code == kNotSignedIn;
 }
 
-void account_secrets::forget(std::string_view identifier) {
-    removeItems({passwordOf(identifier, ServerSide::Incoming), passwordOf(identifier, ServerSide::Outgoing),
-                 signInOf(identifier)});
+Result<void> account_secrets::forget(std::string_view identifier) {
+    return removeItems({passwordOf(identifier, ServerSide::Incoming), passwordOf(identifier, ServerSide::Outgoing),
+                        signInOf(identifier)});
 }
 
 void account_secrets::forgetUnused(const AccountRecord& account) {
@@ -190,7 +191,8 @@ void account_secrets::forgetUnused(const AccountRecord& account) {
     if (isShared || !usesPassword(account.outgoing))
         items.push_back(passwordOf(account.identifier, ServerSide::Outgoing));
     if (!account.signIn) items.push_back(signInOf(account.identifier));
-    removeItems(items);
+    if (const auto removed = removeItems(items); !removed)
+        logWarning("a password stays in the keychain: " + removed.error().description);
 }
 
 Result<account_secrets::Everything> account_secrets::everythingOf(std::string_view identifier) {

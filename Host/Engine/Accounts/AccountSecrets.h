@@ -42,8 +42,8 @@ Result<void> keepTokens(std::string_view identifier, const MailTokens& tokens);
 Result<MailTokens> keepRenewed(const AccountRecord& account, std::string_view refresh, const MailTokens& renewed);
 // Whether an error says that the account is not signed in at all.
 bool isNotSignedIn(const Error& error);
-// All, as far as they are there.
-void forget(std::string_view identifier);
+// All that are there; the others go also where one can't be removed.
+Result<void> forget(std::string_view identifier);
 // What an account of this record does not use.
 void forgetUnused(const AccountRecord& account);
 

@@ -1,6 +1,7 @@
 #include "Accounts/BrowserSignIn.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "Foundation/Format.h"
 #include "Foundation/Json.h"
@@ -9,9 +10,10 @@
 #include "Http/HttpClient.h"
 #include "Platform.h"
 #include "Redirects/LoopbackRedirect.h"
+#include "SystemFacts/ProcessInfo.h"
 #include "Text/ProofKey.h"
 #include "Text/Url.h"
-#include "Workspace/Workspace.h"
+#include "Workspace/PrivatePage.h"
 
 namespace qs {
 
@@ -96,11 +98,15 @@ public:
     ~LoopbackSignIn() override {
         if (exchange_) exchange_->cancel();
         if (limit_) limit_->invalidate();
+        std::error_code ignored;
+        if (!page_.empty()) std::filesystem::remove(page_, ignored);
     }
 
     Result<void> openPage(std::string_view loginHint) {
         const auto& workspace = Platform::current().workspace;
-        if (!workspace) return failure(signInError(SignInError::NoAnswer, "There is no browser to sign in with."));
+        const auto& facts = Platform::current().processInfo;
+        if (!workspace || !facts)
+            return failure(signInError(SignInError::NoAnswer, "There is no browser to sign in with."));
         auto listening = LoopbackRedirect::listen(
             {.path = "",
              .sentence = "Thank you. The mail program goes on by itself; you can close this page.",
@@ -131,7 +137,9 @@ public:
             finish(failure(signInError(SignInError::NoAnswer, "The sign-in was not completed in time.")));
         });
         const bool hasQuery = place_.authorizePage.find('?') != std::string::npos;
-        return workspace->openURL(place_.authorizePage + (hasQuery ? "&" : "?") + formEncoded(fields));
+        page_ = facts->dataFolder() / ("sign-in-" + randomWord().substr(0, 8) + ".html");
+        return openPrivately(*workspace, page_, place_.authorizePage + (hasQuery ? "&" : "?") + formEncoded(fields),
+                             "The sign-in opens …");
     }
 
 private:
@@ -172,6 +180,7 @@ private:
     MailTokens given_;
     const std::string state_ = randomWord(), verifier_ = randomWord();
     std::string redirect_;
+    std::filesystem::path page_;  // leads the browser to the provider
     std::unique_ptr<LoopbackRedirect> listener_;
     HttpTaskRef exchange_;
     TimerRef limit_;

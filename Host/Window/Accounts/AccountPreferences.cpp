@@ -126,7 +126,7 @@ private:
         if (unsent.empty()) return true;
         Alert alert;
         alert.messageText = stringWithFormat("Switch off the account “%@”?", {account.displayName});
-        alert.informativeText = unsent + " as long as it is switched off.";
+        alert.informativeText = unsent + " as long as the account is switched off.";
         alert.buttons = {"Switch Off", "Cancel"};
         alert.cancelButton = 1;
         return alert.runModal() != kAlertSecondButtonReturn;

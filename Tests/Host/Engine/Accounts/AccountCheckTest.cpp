@@ -144,7 +144,7 @@ TEST_F(AccountSecretsTest, ComeFromWhereTheAccountSays) {
     EXPECT_EQ(outgoing(), "three");
     record_.outgoing->user.clear();
     EXPECT_EQ(outgoing(), "") << "without a user nothing is asked for";
-    account_secrets::forget("ada");
+    ASSERT_TRUE(account_secrets::forget("ada"));
     EXPECT_FALSE(account_secrets::secretFor(record_, ServerSide::Incoming));
 }
 

@@ -82,7 +82,7 @@ TEST_F(AccountTokensTest, TellWhetherSigningInAgainWouldHelp) {
     answer_ = {.status = 400,
                .body = R"({"error": "invalid_grant", "error_description": "It was revoked.\r\nTrace: 1"})"};
     EXPECT_THAT(token().error().description, HasSubstr("It was revoked. Please sign in again in the preferences"));
-    account_secrets::forget("ada");
+    ASSERT_TRUE(account_secrets::forget("ada"));
     EXPECT_THAT(token().error().description, HasSubstr("“Ada” is not signed in"));
     logInfo("the sign-in that was lasting");
     EXPECT_FALSE(log_.contains("lasting")) << "what was read is masked from then on";
@@ -141,7 +141,7 @@ TEST_F(AccountTokensTest, ARenewalThatEndsLateGivesWayToWhatHappenedMeanwhile) {
         if (each.signsInAnew)
             keep({.access = "newer", .refresh = "its own", .expires = loop_->now() + 600, .clientSecret = ""});
         else
-            account_secrets::forget("ada");
+            ASSERT_TRUE(account_secrets::forget("ada"));
         gate.open.set_value();
         loop_->runUntilIdle();
         EXPECT_EQ(answer.get().value_or(""), each.token);

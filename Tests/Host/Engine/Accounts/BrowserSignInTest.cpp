@@ -1,6 +1,8 @@
 // Signing in at a provider in the browser, against a web server of the test's own.
 #include <gmock/gmock.h>
 
+#include <fstream>
+
 #include "Accounts/SignInFixture.h"
 #include "Text/ProofKey.h"
 
@@ -12,7 +14,11 @@ using ::testing::SizeIs;
 
 TEST_F(BrowserSignInTest, OpensThePageAndRedeemsTheCodeThatItsAnswerBrings) {
     begin("a secret");
-    EXPECT_THAT(workspace_->openedUrls.at(0), HasSubstr("/authorize?brand=quill&"));
+    const std::string opened = workspace_->openedUrls.at(0);
+    EXPECT_THAT(opened, ::testing::StartsWith("file://")) << "no command line shows where it leads";
+    EXPECT_THAT(addressBehind(opened), HasSubstr("/authorize?brand=quill&"));
+    EXPECT_EQ(std::filesystem::status(opened.substr(7)).permissions() & std::filesystem::perms(0077),
+              std::filesystem::perms::none);
     auto page = asked();
     EXPECT_THAT(page["redirect_uri"], ::testing::MatchesRegex("http://localhost:[0-9]+"));
     EXPECT_EQ(page["login_hint"], "ada@example.org");
@@ -63,6 +69,25 @@ TEST_F(BrowserSignInTest, SaysWhatTheProviderSaysAgainstIt) {
         EXPECT_THAT(outcome().error().description, HasSubstr(each.told));
         EXPECT_EQ(outcome().error().code, static_cast<int>(each.error));
     }
+}
+
+// Browsers go to either address of "localhost".
+TEST_F(BrowserSignInTest, ListensOnBothLoopbackAddresses) {
+    std::ifstream addresses("/proc/net/if_inet6");
+    if (std::string first; !(addresses >> first)) GTEST_SKIP() << "this machine has IPv4 alone";
+    begin();
+    auto page = asked();
+    const std::string port = page["redirect_uri"].substr(page["redirect_uri"].rfind(':') + 1);
+    std::optional<int> status;
+    Platform::current().http->send({.url = "http://[::1]:" + port + "/?code=one&state=" + page["state"],
+                                    .headers = {{"Host", "localhost:" + port}}},
+                                   [&](const auto& answer) { status = answer ? answer->status : 0; });
+    ASSERT_TRUE(outcome()) << outcome().error().description;
+    EXPECT_EQ(status, 200);
+    const std::string file = workspace_->openedUrls.at(0).substr(7);
+    EXPECT_TRUE(std::filesystem::exists(file));
+    signIn_.reset();
+    EXPECT_FALSE(std::filesystem::exists(file)) << "nothing of it is left";
 }
 
 TEST_F(BrowserSignInTest, IsNotWaitedForWithoutEnd) {

@@ -15,17 +15,34 @@
 #include "Platform.h"
 #include "Support/HookedKeychain.h"
 #include "Support/LogCapture.h"
+#include "Support/PrivatePageAddress.h"
 #include "Support/RecordingWorkspace.h"
 #include "Support/ScriptedWebServer.h"
 #include "Support/TemporaryFolder.h"
+#include "SystemFacts/ProcessInfo.h"
 #include "Text/Url.h"
 
 namespace qs {
 
 class BrowserSignInTest : public ::testing::Test {
 protected:
+    class Facts : public ProcessInfo {
+    public:
+        explicit Facts(std::filesystem::path folder) : folder_(std::move(folder)) {}
+        OperatingSystemVersion operatingSystemVersion() const override { return {.minor = 12}; }
+        std::string hostName() const override { return "test.example.org"; }
+        std::string userFullName() const override { return "Ada Lovelace"; }
+        std::filesystem::path dataFolder() const override { return folder_; }
+        std::filesystem::path documentsFolder() const override { return folder_ / "Documents"; }
+        std::filesystem::path logFolder() const override { return folder_ / "Logs"; }
+
+    private:
+        const std::filesystem::path folder_;
+    };
+
     void SetUp() override {
         Platform platform;
+        platform.processInfo = std::make_shared<Facts>(folder_.path());
         platform.workspace = workspace_;
         platform.http = HttpClient::make({});
         platform.keychain = keychain_;
@@ -39,7 +56,7 @@ protected:
 
     // What the page was asked with.
     std::map<std::string, std::string> asked() {
-        const std::string& page = workspace_->openedUrls.at(0);
+        const std::string page = addressBehind(workspace_->openedUrls.at(0));
         return queryFields(std::string_view(page).substr(page.find('?') + 1));
     }
     // As the browser does when the provider sends it back.

@@ -15,6 +15,7 @@
 #include "Platform.h"
 #include "PreferencesWindow.h"
 #include "Support/HookedKeychain.h"
+#include "Support/PrivatePageAddress.h"
 #include "Support/RecordingWorkspace.h"
 #include "Text/Url.h"
 #include "WindowJourney.h"
@@ -65,7 +66,7 @@ protected:
     }
     // As the browser does when the provider sends it back.
     void comeBack() {
-        const std::string page = workspace_->openedUrls.back();
+        const std::string page = addressBehind(workspace_->openedUrls.back());
         auto asked = queryFields(page.substr(page.find('?') + 1));
         Platform::current().http->send({.url = asked["redirect_uri"] + "/?code=one&state=" + asked["state"]},
                                        [](const auto& answer) { EXPECT_TRUE(answer); });

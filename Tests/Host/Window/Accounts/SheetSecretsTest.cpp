@@ -8,6 +8,7 @@
 #include "DeliveryService.h"
 #include "MailSync.h"
 #include "Support/DovecotServer.h"
+#include "Support/MeasuredFiles.h"
 #include "Support/RecordingSmtpServer.h"
 #include "Support/ScriptedWebServer.h"
 
@@ -49,12 +50,12 @@ protected:
         return all ? (side == ServerSide::Incoming ? all->incoming : all->outgoing).value_or("") : "?";
     }
     // With these secrets in the keychain from the start.
-    void beginWith(const AccountRecord& record, const std::function<void()>& prepare) {
+    void beginWith(const AccountRecord& record, const std::function<void()>& prepare, FileSystem* files = nullptr) {
         Platform platform;
         platform.keychain = keychain_;
         Platform::install(std::move(platform));
         prepare();
-        begin({.accounts = {record}});
+        begin({.accounts = {record}, .files = files});
         show("ada");
     }
 
@@ -118,7 +119,7 @@ TEST_F(SheetSecretsTest, ASignInIsGoodOnlyForWhatItWasAskedFor) {
     enter("scope", "mail send");
     press("Add Account");
     ASSERT_THAT(workspace_->openedUrls, SizeIs(2));
-    EXPECT_THAT(workspace_->openedUrls[1], HasSubstr("mail+send"));
+    EXPECT_THAT(addressBehind(workspace_->openedUrls[1]), HasSubstr("mail+send"));
     comeBack();
     EXPECT_EQ(sheet(), nullptr);
 }
@@ -139,6 +140,48 @@ TEST_F(SheetSecretsTest, APasswordThatIsPutRightSetsTheMailGoingAgain) {
     EXPECT_EQ(host->engine().sync().statuses().at(0).state, SyncStatus::State::Idle);
     EXPECT_THAT(subjectsOf("ada", MailboxKind::Inbox), ElementsAre("From afar"));
     EXPECT_THAT(smtp_.received(), SizeIs(1)) << "what was refused for the password is tried again, too";
+}
+
+TEST_F(SheetSecretsTest, WhatFailedItsTestIsKeptOnlyWhenThePersonSaysSo) {
+    beginWith(account(), [this] { keepSecret(ServerSide::Incoming, "analytical"); });
+    pressInPane("changeAccount");
+    enter("incomingPassword", "guessed");
+    press("Save");
+    ASSERT_NE(sheet(), nullptr);
+    EXPECT_THAT(errorAt("incomingUser"), HasSubstr("did not accept"));
+    EXPECT_EQ(kept(ServerSide::Incoming), "analytical");
+    press("Save Anyway");
+    EXPECT_EQ(sheet(), nullptr);
+    EXPECT_EQ(kept(ServerSide::Incoming), "guessed");
+}
+
+// A disk on which the list of accounts can't be replaced.
+class FullDisk : public MeasuredFiles {
+public:
+    bool isFull = false;
+    Result<void> rename(const std::filesystem::path& from, const std::filesystem::path& to) override {
+        if (isFull && to.filename() == "Accounts.plist")
+            return failure(std::string(kFileErrorDomain), ENOSPC, "There is no space left.");
+        return MeasuredFiles::rename(from, to);
+    }
+};
+
+TEST_F(SheetSecretsTest, WhatCannotBeSavedLeavesTheSecretsOfTheAccountThatStays) {
+    FullDisk disk;
+    beginWith(
+        account(), [this] { keepSecret(ServerSide::Incoming, "outdated"); }, &disk);
+    pressInPane("changeAccount");
+    enter("incomingPassword", "analytical");
+    disk.isFull = true;
+    press("Save");
+    ASSERT_NE(sheet(), nullptr);
+    EXPECT_THAT(sheet()->message, HasSubstr("The account could not be saved. There is no space left."));
+    EXPECT_EQ(kept(ServerSide::Incoming), "outdated") << "they belong to the record";
+    disk.isFull = false;
+    press("Save");
+    ASSERT_EQ(sheet(), nullptr) << sheet()->message;
+    EXPECT_EQ(kept(ServerSide::Incoming), "analytical");
+    host.reset();  // before its disk
 }
 
 TEST_F(SheetSecretsTest, WhatIsStoppedWhileTheKeyringIsBeingUnlockedChangesNothing) {
