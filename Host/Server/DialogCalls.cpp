@@ -76,7 +76,9 @@ json::value setControl(CallContext& context, const json::object& args) {
 json::value pressButton(CallContext& context, const json::object& args) {
     const OpenForm open = openForm(context, args);
     const auto index = static_cast<std::size_t>(arguments::number(args, "button"));
-    if (index >= open.form->buttons.size()) throw CallRefused("That dialog has changed.");
+    // Buttons come and go, so a number alone could mean another one than the person saw.
+    if (index >= open.form->buttons.size() || open.form->buttons[index].title != arguments::text(args, "title"))
+        throw CallRefused("That dialog has changed.");
     const FormButton button = open.form->buttons[index];
     if (!button.enabled) throw CallRefused("That can't be done right now.");
     if (button.action)

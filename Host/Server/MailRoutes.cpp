@@ -5,6 +5,7 @@
 
 #include "BundleLoader.h"
 #include "Compose/AttachmentFolder.h"
+#include "Compose/UploadUnderWay.h"
 #include "ComposeWindow.h"
 #include "Foundation/FileSystem.h"
 #include "Foundation/SpoolFile.h"
@@ -95,7 +96,10 @@ public:
           window_(std::move(window)),
           fileName_(decodedFileName(head.header("X-File-Name"))),
           isInline_(head.header("X-Inline") == "1"),
-          file_(SpoolFile::make(application.engine().dataFolder())) {}
+          file_(SpoolFile::make(application.engine().dataFolder())) {
+        if (const auto shown = application.composeWindow(window_))
+            underWay_ = std::make_unique<UploadUnderWay>(*shown->window(), fileName_);
+    }
 
     Result<void> take(std::string_view piece) override {
         if (!file_) return failed(file_);
@@ -120,6 +124,7 @@ private:
     const bool isInline_;
     const Result<std::unique_ptr<SpoolFile>> file_;
     Result<void> taken_;
+    std::unique_ptr<UploadUnderWay> underWay_;
 };
 
 // /compose/<window>/attachments/<id>

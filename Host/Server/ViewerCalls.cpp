@@ -11,6 +11,7 @@
 #include "MailEngine.h"
 #include "MailLibrary.h"
 #include "MailSync.h"
+#include "MailboxPlaces.h"
 #include "MainViewer.h"
 #include "MessageBody.h"
 #include "ModelJson.h"
@@ -92,8 +93,7 @@ void addViewerCalls(CallTable& table) {
         return nullptr;
     };
     table["mailbox.create"] = [](CallContext& context, const json::object& args) -> json::value {
-        require(context.application.engine().library().createMailbox(arguments::text(args, "account"),
-                                                                     arguments::text(args, "name")));
+        require(createMailbox(context.application, arguments::text(args, "account"), arguments::text(args, "name")));
         return nullptr;
     };
     table["mailbox.rename"] = [](CallContext& context, const json::object& args) -> json::value {

@@ -2,7 +2,8 @@
 // sent yet always arrive before an action that may depend on them.
 import { Connection } from './connection';
 import { host, toast, ui } from './state';
-import type { Calls, Id, ServerMessage, Value } from './protocol';
+import type { Calls } from './calls';
+import type { Id, ServerMessage, Value } from './protocol';
 
 // Calls that no pending edit can matter to.
 const unrelated = new Set<keyof Calls>([

@@ -1,7 +1,8 @@
 // The live connection: updates come in, calls go out and get one answer each. When it is lost the page tries again with
 // growing pauses; after each connecting the host sends everything anew.
 import { retryDelay } from './base/backOff';
-import type { Calls, ServerMessage, Value } from './protocol';
+import type { Calls } from './calls';
+import type { ServerMessage, Value } from './protocol';
 import { sessionIsKnown, socketProtocol } from './session';
 
 export interface Listener {

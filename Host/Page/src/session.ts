@@ -51,13 +51,35 @@ export async function request(path: string, init: RequestInit = {}): Promise<Res
   } catch {
     throw new Error('The mail program does not answer.');
   }
-  if (!answer.ok) throw new Error(await complaint(answer));
+  if (!answer.ok)
+    throw new Error(complaint(answer.status, answer.headers.get('Content-Type') ?? '', await answer.text()));
   return answer;
 }
 
-async function complaint(answer: Response): Promise<string> {
-  const type = answer.headers.get('Content-Type') ?? '';
-  const text = (await answer.text()).trim();
+/** Posts a file and tells how many of its bytes have left; answers what the host says. Fails as request() does. */
+export function sendFile(
+  path: string, headers: Record<string, string>, file: File, onProgress: (sent: number) => void, signal: AbortSignal,
+): Promise<string> {
+  return new Promise((done, fail) => {
+    // Of all ways to send something only this one tells how far it is.
+    const sending = new XMLHttpRequest();
+    sending.open('POST', path);
+    for (const [name, value] of Object.entries(headers)) sending.setRequestHeader(name, value);
+    sending.setRequestHeader('X-Quillstead-Token', token);
+    sending.upload.onprogress = (event) => onProgress(event.loaded);
+    sending.onload = () => {
+      if (sending.status >= 200 && sending.status < 300) done(sending.responseText);
+      else fail(new Error(complaint(sending.status, sending.getResponseHeader('Content-Type') ?? '', sending.responseText)));
+    };
+    sending.onerror = () => fail(new Error('The mail program does not answer.'));
+    sending.onabort = () => fail(new Error('It was stopped.'));
+    signal.addEventListener('abort', () => sending.abort());
+    sending.send(file);
+  });
+}
+
+function complaint(status: number, type: string, answer: string): string {
+  const text = answer.trim();
   if (type.startsWith('application/json')) {
     try {
       const told = (JSON.parse(text) as { error?: unknown }).error;
@@ -67,7 +89,7 @@ async function complaint(answer: Response): Promise<string> {
     }
   }
   if (type.startsWith('text/plain') && text && text.length < 300) return text;
-  return `The mail program refused this (${answer.status}).`;
+  return `The mail program refused this (${status}).`;
 }
 
 /** Whether the host still knows this session: the answer to a lost WebSocket tells nothing about why. */

@@ -3,7 +3,9 @@
 
 #include "Compose/ComposeSession.h"
 #include "Compose/Drafts.h"
+#include "Compose/UploadUnderWay.h"
 #include "Foundation/Assertion.h"
+#include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Mail/DeliveryQueue.h"
 #include "Mail/MailAccount.h"
@@ -30,6 +32,11 @@ void ComposeSession::sendNow() {
     const auto self = shared_from_this();
     if (const auto obstacle = obstacleToSending(fields(Purpose::Sending))) {
         ask(obstacle->title, obstacle->text, {"OK"});
+        return;
+    }
+    if (const auto files = UploadUnderWay::filesOf(*window_); !files.empty()) {
+        ask(stringWithFormat("“%@” is not attached yet", {files.front()}),
+            "It is still on its way from the browser. Please send the message when it is there, or stop it.", {"OK"});
         return;
     }
     // One Message-Id for all attempts: whatever becomes of one that failed, it can be told apart from none.

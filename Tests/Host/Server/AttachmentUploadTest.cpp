@@ -10,6 +10,7 @@
 #include "MailApplication.h"
 #include "MailRoutes.h"
 #include "Models/View.h"
+#include "Support/AlertAnswers.h"
 #include "Support/TemporaryHost.h"
 #include "Text/Base64.h"
 
@@ -53,6 +54,23 @@ TEST_F(AttachmentUpload, BringsAFileOfAnySize) {
     ASSERT_TRUE(file);
     EXPECT_TRUE(startOf(sourceOf(*file), 10'000'000) == content);
     EXPECT_EQ(upload("empty.txt", "").status, 200);
+}
+
+TEST_F(AttachmentUpload, TheMessageDoesNotLeaveBeforeItIsThere) {
+    AlertAnswers alerts;
+    auto sink = begin("plans.zip");
+    ASSERT_TRUE(sink->take("all"));
+    window_->send();
+    host_.settle();
+    EXPECT_THAT(alerts.seen, testing::ElementsAre("“plans.zip” is not attached yet"));
+    ASSERT_EQ(host_.application().composeWindows().size(), 1u);
+    EXPECT_EQ(sink->end().status, 200);
+    sink.reset();
+    window_->send();
+    host_.advance(30);
+    ASSERT_EQ(host_.inboxOf("ben").size(), 1u);
+    EXPECT_EQ(host_.inboxOf("ben").front().attachments, 1);
+    EXPECT_EQ(alerts.seen.size(), 1u);
 }
 
 TEST_F(AttachmentUpload, SaysWhatIsWrong) {

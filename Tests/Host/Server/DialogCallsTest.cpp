@@ -40,8 +40,10 @@ protected:
     }
     void useAll(const std::string& window, const std::string& identifier) {
         call("sheet.set", {{"window", window}, {"form", identifier}, {"control", "box"}, {"value", true}});
-        call("sheet.button", {{"window", window}, {"form", identifier}, {"button", 0}});
-        call("sheet.button", {{"window", window}, {"form", identifier}, {"button", 1}});
+        call("sheet.button", {{"window", window}, {"form", identifier}, {"button", 0}, {"title", "Act"}});
+        EXPECT_THROW(call("sheet.button", {{"window", window}, {"form", identifier}, {"button", 1}, {"title", "Act"}}),
+                     CallRefused);
+        call("sheet.button", {{"window", window}, {"form", identifier}, {"button", 1}, {"title", "End"}});
     }
 
     TemporaryHost host_;
@@ -88,7 +90,9 @@ TEST_F(DialogCalls, ReachTheFormInAPopoverAndCloseIt) {
     popover.content.form = form("card");
     popover.onClose = [this] { told_.push_back("closed"); };
     popover.showRelativeTo(host_.viewer().window()->titleView(), 1);
-    EXPECT_THROW(call("sheet.button", {{"window", "popover:options"}, {"form", "other"}, {"button", 0}}), CallRefused);
+    EXPECT_THROW(
+        call("sheet.button", {{"window", "popover:options"}, {"form", "other"}, {"button", 0}, {"title", "Act"}}),
+        CallRefused);
     useAll("popover:options", "card");
     EXPECT_THAT(told_, ElementsAre("card on", "card acts", "closed"));
 }

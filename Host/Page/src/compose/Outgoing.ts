@@ -1,5 +1,5 @@
 // Edits of one compose window on their way to the host: gathered for a moment and sent as one update. Nothing here draws.
-import type { Calls } from '../protocol';
+import type { Calls } from '../calls';
 
 export type Edit = Omit<Calls['compose.update'], 'window' | 'bodyHtml' | 'bodyRevision'>;
 

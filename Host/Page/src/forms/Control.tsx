@@ -1,5 +1,5 @@
 // One control of a form, with its label. Kinds that need more than a few lines have files of their own.
-import { useId } from 'preact/hooks';
+import { useEffect, useId, useRef } from 'preact/hooks';
 import { Icon } from '../base/Icon';
 import type { FormControlModel, Value } from '../protocol';
 import { DateField, TimeField } from './DateFields';
@@ -24,6 +24,22 @@ interface Props {
   onChange(value: Value): void;
 }
 
+function Told({ control, anchor }: { control: FormControlModel; anchor: string }) {
+  const box = useRef<HTMLDivElement>(null);
+  // What is told after a button was pressed, such as how far something is, may lie out of sight. Nobody who types is
+  // taken away from there.
+  useEffect(() => {
+    const isNews = box.current?.closest<HTMLElement>('.form')?.dataset['drawn'] === 'true';
+    if (isNews && !document.activeElement?.closest('.form .group')) box.current?.scrollIntoView({ block: 'nearest' });
+  }, []);
+  return (
+    <div ref={box} class="control text" title={control.toolTip} data-anchor={anchor} aria-live="polite">
+      {control.label && <span class="control-label">{control.label}</span>}
+      <p>{String(control.value ?? '')}</p>
+    </div>
+  );
+}
+
 export function Control({ control, anchor, compact, onChange }: Props) {
   const id = useId();
   const props: ControlProps = { control, id, onChange };
@@ -31,12 +47,7 @@ export function Control({ control, anchor, compact, onChange }: Props) {
     case 'separator':
       return <hr class="control-line" />;
     case 'text':
-      return (
-        <div class="control text" title={control.toolTip} data-anchor={anchor} aria-live="polite">
-          {control.label && <span class="control-label">{control.label}</span>}
-          <p>{String(control.value ?? '')}</p>
-        </div>
-      );
+      return <Told control={control} anchor={anchor} />;
     case 'checkBox':
       return (
         <label class="control check" title={control.toolTip} data-anchor={anchor}>

@@ -21,6 +21,10 @@ export function Form({ form, anchors, onChange, onButton }: Props) {
     group?.scrollIntoView();
     group?.querySelector<HTMLElement>('input, select, button, [tabindex="0"]')?.focus({ preventScroll: true });
   }, [form.shownGroup]);
+  // Behind the effects of its controls: what comes later is news to the person.
+  useEffect(() => {
+    if (box.current) box.current.dataset['drawn'] = 'true';
+  }, []);
   const defaultButton = form.buttons.findIndex((button) => button.isDefault);
   return (
     <form

@@ -131,7 +131,10 @@ function Popover({ popover }: { popover: PopoverModel }) {
             })
           }
           onButton={(button) =>
-            act('sheet.button', { window: `popover:${popover.identifier}`, form: popover.form?.identifier ?? '', button })
+            act('sheet.button', {
+              window: `popover:${popover.identifier}`, form: popover.form?.identifier ?? '', button,
+              title: popover.form?.buttons[button]?.title ?? '',
+            })
           }
         />
       )}

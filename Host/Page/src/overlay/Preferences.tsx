@@ -68,7 +68,11 @@ function Panel() {
               <Form
                 key={form.identifier} form={form} anchors="preferences"
                 onChange={(control, value) => act('preferences.set', { control, value })}
-                onButton={(button) => act('sheet.button', { window: 'preferences', form: form.identifier, button })}
+                onButton={(button) =>
+                  act('sheet.button', {
+                    window: 'preferences', form: form.identifier, button, title: form.buttons[button]?.title ?? '',
+                  })
+                }
               />
             ) : (
               <p class="quiet">There is nothing to set here.</p>

@@ -4,6 +4,7 @@ import { act } from '../actions';
 import { Form } from '../forms/Form';
 import type { FormModel } from '../protocol';
 import { useFocusTrap } from './focusTrap';
+import { useSettledButtons } from './settledButtons';
 
 export function Sheet({ window: owner, form }: { window: string; form: FormModel }) {
   return <SheetBox key={form.identifier} window={owner} form={form} />;
@@ -13,8 +14,12 @@ function SheetBox({ window: owner, form }: { window: string; form: FormModel }) 
   const box = useRef<HTMLDivElement>(null);
   const title = useId();
   useFocusTrap(box);
+  const isSettled = useSettledButtons(form.buttons.map((button) => button.title));
   const press = (button: number): void => {
-    if (button >= 0) act('sheet.button', { window: owner, form: form.identifier, button });
+    const pressed = form.buttons[button];
+    // What was typed goes with it, so it is not to be had by mistake.
+    if (!pressed || (pressed.isCancel && !isSettled(pressed.title))) return;
+    act('sheet.button', { window: owner, form: form.identifier, button, title: pressed.title });
   };
   return (
     <div class="overlay of-window">

@@ -122,6 +122,31 @@ test('an attachment of the message that is read is dragged into the one that is 
   assert.deepEqual(host.uploads.map(({ name, size, inline }) => [name, size, inline]), [['chapter three — remarks.pdf', 10, false]]);
 });
 
+test('files on their way are seen and can be stopped; what the host refuses is told', async (t) => {
+  const { page, host, faults } = await open(t);
+  const held = [];
+  await page.route('**/attachments', (route) => held.push(route));
+  host.openCompose({ to: ['a@x.example'] });
+  const file = (name) => ({ name, mimeType: 'application/zip', buffer: Buffer.from('0123456789') });
+  const chooser = page.waitForEvent('filechooser');
+  await page.click('.compose .tool[aria-label="Attach"]');
+  await (await chooser).setFiles([file('first.zip'), file('second.zip'), file('third.zip')]);
+  const bar = (name) => page.getByRole('progressbar', { name: `Attaching ${name}` });
+  await bar('third.zip').waitFor();
+  await until(() => held.length === 1, 'the first file');
+  // One that waits for its turn, and the one that is on its way.
+  await page.getByRole('button', { name: 'Stop attaching second.zip' }).click();
+  await page.getByRole('button', { name: 'Stop attaching first.zip' }).click();
+  await bar('first.zip').waitFor({ state: 'detached' });
+  await bar('second.zip').waitFor({ state: 'detached' });
+  await until(() => held.length === 2, 'the third file');
+  await held[1].fulfill({ status: 422, contentType: 'text/plain', body: 'There is no space left on the disk.' });
+  await page.getByRole('region', { name: 'Notices' }).getByText('“third.zip” was not attached. There is no space left on the disk.').waitFor();
+  await bar('third.zip').waitFor({ state: 'detached' });
+  assert.equal(await page.getByText('was not attached').count(), 1, 'what was stopped is not complained about');
+  assert.deepEqual(faults, []);
+});
+
 test('files are attached by choosing, pictures by pasting', async (t) => {
   const { page, host } = await open(t);
   const window = host.openCompose({ to: ['a@x.example'] });
@@ -201,7 +226,7 @@ test('controls of plug-ins and sheets send their values under their names', asyn
   assert.deepEqual(callsOf(host, 'compose.control'), [{ window, row: 'tracking', control: 'track', value: true }]);
   const [set] = callsOf(host, 'sheet.set');
   assert.deepEqual([set.window, set.form, set.control, new Date(set.value.$date * 1000).getHours()], [window, 'schedule', 'date', 18]);
-  assert.deepEqual(callsOf(host, 'sheet.button'), [{ window, form: 'schedule', button: 1 }]);
+  assert.deepEqual(callsOf(host, 'sheet.button'), [{ window, form: 'schedule', button: 1, title: 'Schedule' }]);
 });
 
 test('text that is still in a field of the preferences arrives before anything else happens', async (t) => {

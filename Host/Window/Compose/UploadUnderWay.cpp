@@ -1,0 +1,32 @@
+#include "Compose/UploadUnderWay.h"
+
+#include <map>
+
+namespace qs {
+
+struct UploadUnderWay::Files {
+    std::map<int, std::string> names;
+    int last = 0;
+};
+
+std::shared_ptr<UploadUnderWay::Files> UploadUnderWay::known(const HostObject& window) {
+    return window.associated<std::shared_ptr<Files>>("uploadsUnderWay");
+}
+
+UploadUnderWay::UploadUnderWay(HostObject& window, std::string fileName) : files_(known(window)) {
+    if (!files_) window.setAssociatedObject("uploadsUnderWay", files_ = std::make_shared<Files>());
+    number_ = ++files_->last;
+    files_->names.emplace(number_, std::move(fileName));
+}
+
+UploadUnderWay::~UploadUnderWay() { files_->names.erase(number_); }
+
+std::vector<std::string> UploadUnderWay::filesOf(const HostObject& window) {
+    std::vector<std::string> names;
+    if (const auto files = known(window))
+        for (const auto& [number, name] : files->names)
+            names.push_back(name);
+    return names;
+}
+
+}  // namespace qs
