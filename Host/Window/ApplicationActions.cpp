@@ -11,6 +11,7 @@
 #include "MailApplicationObject.h"
 #include "MailLibrary.h"
 #include "MailReading.h"
+#include "MailboxesOutlineObject.h"
 #include "MailtoAddress.h"
 #include "Models/Alert.h"
 #include "Models/Form.h"
@@ -102,8 +103,11 @@ bool MailApplicationObject::validate(MenuItem& item) {
     if (action == "selectNextWindow:") return !composeWindows_.empty();
     if (action == "showComposeWindow:" || action == "newMailbox:" || action == "checkNewMail:")
         return !MailAccount::mailAccounts().empty();
-    if (action == "newMailboxInside:" || action == "changeMailbox:" || action == "deleteMailbox:")
-        return canChangeMailbox(&item);
+    if (action == "newMailboxInside:") {
+        const auto mailbox = mailboxFor(&item);
+        return mailbox && outline_->takesDrops(*mailbox) && canChangeMailbox(&item);
+    }
+    if (action == "changeMailbox:" || action == "deleteMailbox:") return canChangeMailbox(&item);
     if (action == "printDocument:") return frontWindowIdentifier() != "viewer" || viewer_->selectedMessage();
     return true;
 }

@@ -2,10 +2,8 @@
 
 #include <vector>
 
-#include "Contacts/ContactBook.h"
+#include "ContactPhotos.h"
 #include "Platform.h"
-#include "Text/Ascii.h"
-#include "Text/Base64.h"
 #include "Text/Utf8.h"
 #include "Viewer/ContactPictures.h"
 
@@ -77,17 +75,6 @@ std::string pictureWithInitials(std::string_view initials) {
                           shown + "</text></svg>");
 }
 
-std::string pictureOfContact(std::string_view mailAddress) {
-    const auto& contacts = Platform::current().contacts;
-    if (!contacts) return {};
-    for (const Contact& contact : contacts->withMailAddress(mailAddress)) {
-        if (!contact.hasPicture) continue;
-        if (const auto picture = contacts->picture(contact.identifier))
-            return "data:" + picture->type + ";base64," + base64EncodedString(picture->bytes);
-    }
-    return {};
-}
-
 void defineContactPictureClasses() {
     ClassRegistry& registry = ClassRegistry::current();
     registry.define("ABPersonInitials")
@@ -96,13 +83,20 @@ void defineContactPictureClasses() {
     registry.define("ABCardViewImageLoading")
         .add(card_view_image_loading::imageWithInitials,
              [](HostObject&, const std::string& initials) { return pictureWithInitials(initials); });
-    if (osMinor() > 11) return;
+    auto photos = std::make_shared<ContactPhotos>();  // goes with the classes
+    if (osMinor() > 11) {
+        registry.define("CNAvatarViewController");
+        registry.define("CNContactStore")
+            .addClassMethod(contact_store::imageForMailAddress,
+                            [photos](Class&, const std::string& mailAddress) { return photos->of(mailAddress); });
+        return;
+    }
     Class& manager = registry.define("MFAddressManager");
     manager.addClassMethod(address_manager::addressManager,
                            [](Class& cls) { return std::make_shared<HostObject>(cls.name()); });
     manager.add(address_manager::imageForMailAddress,
-                [](HostObject&, const std::string& mailAddress, const std::string&, int, bool, int*) {
-                    return pictureOfContact(mailAddress);
+                [photos](HostObject&, const std::string& mailAddress, const std::string&, int, bool, int*) {
+                    return photos->of(mailAddress);
                 });
 }
 

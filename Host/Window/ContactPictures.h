@@ -11,8 +11,6 @@ void defineContactPictureClasses();
 
 // The first characters of the first and the last word, or of the only one; empty when there is no letter or digit.
 std::string initialsOf(std::string_view name);
-// As a data URL; empty for none. Reads the contact's file.
-std::string pictureOfContact(std::string_view mailAddress);
 // As an SVG in a data URL; empty for no initials.
 std::string pictureWithInitials(std::string_view initials);
 

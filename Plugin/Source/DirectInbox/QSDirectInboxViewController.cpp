@@ -8,11 +8,15 @@
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
 #include "DirectInbox/DirectInboxList.h"
+#include "DirectInbox/SenderPictures.h"
+#include "Foundation/NotificationCenter.h"
 #include "Foundation/RunLoop.h"
 #include "Mail/Mailbox.h"
 #include "Models/Menu.h"
 #include "Settings/UserDefaults.h"
 #include "Snooze/SnoozeMailboxes.h"
+#include "Text/Ascii.h"
+#include "Viewer/ContactPictures.h"
 
 namespace qs {
 
@@ -50,7 +54,12 @@ std::string mailboxOf(const QSDirectInboxRow& row) { return row[QSDirectInboxMai
 }  // namespace
 
 QSDirectInboxViewController::QSDirectInboxViewController()
-    : HostObject(defineClass()), activeMailboxIdentifiers_(savedIdentifiers()) {}
+    : HostObject(defineClass()),
+      activeMailboxIdentifiers_(savedIdentifiers()),
+      photos_(NotificationCenter::defaultCenter().addObserver(
+          std::string(PhotoAvailableNotification), [this](const Notification& notification) {
+              if (QSSession::currentIfLoaded()) showPictureOf(notification.userInfo["Email"].stringValue());
+          })) {}
 
 std::shared_ptr<QSDirectInboxViewController> QSDirectInboxViewController::make() {
     std::shared_ptr<QSDirectInboxViewController> made(new QSDirectInboxViewController);
@@ -96,6 +105,19 @@ void QSDirectInboxViewController::computeList() {
     mailboxMessages_ = std::move(rows);
     if (mailboxesMenu_) rebuildMailboxesMenu();
     didChangeValueForKey("mailboxMessages");
+}
+
+void QSDirectInboxViewController::showPictureOf(const std::string& address) {
+    SenderPictures pictures;
+    bool isShown = false;
+    for (QSDirectInboxRow& row : mailboxMessages_) {
+        const MessageRef& message = row.QSDirectInboxRepresentedMessage;
+        if (!message || !equalsIgnoringCase(SenderPictures::addressOf(*message), address)) continue;
+        row.values[std::string(QSDirectInboxMessageAvatarKey)] =
+            pictures.of(*message, row[QSDirectInboxMessageSenderKey].stringValue());
+        isShown = true;
+    }
+    if (isShown) rowDidChange();
 }
 
 void QSDirectInboxViewController::rowDidChange() {

@@ -87,6 +87,7 @@ private:
     void computeList();
     // Stores the changed list of mailboxes.
     void mailboxesDidChange();
+    void showPictureOf(const std::string& address);  // which has just come
     void rebuildMailboxesMenu();
     void updateTargetAndActionForMailboxMenu(Menu& menu);
     void removeRow(std::string_view identifier);
@@ -102,6 +103,7 @@ private:
     std::vector<std::string> activeMailboxIdentifiers_;
     std::shared_ptr<Menu> mailboxesMenu_;
     std::atomic<bool> reloadIsDue_ = false;
+    ObservationRef photos_;
 };
 
 }  // namespace qs

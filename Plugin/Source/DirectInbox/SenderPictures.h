@@ -11,6 +11,7 @@ class Message;
 
 class SenderPictures {
 public:
+    static std::string addressOf(const Message& message);  // of the sender, bare
     // A data URL; empty for none.
     const std::string& of(const Message& message, const std::string& senderDisplayName);
 

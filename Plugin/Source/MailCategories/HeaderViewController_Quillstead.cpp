@@ -23,7 +23,7 @@ using StatusView = std::shared_ptr<HeaderImageRow>;
 
 const Operation<void()> quillstead_updateSenderImageView{"quillstead_updateSenderImageView"};
 const Operation<void()> quillstead_updateDateView{"quillstead_updateDateView"};
-const Operation<void(const StatusIcon&)> addStatusIconNamed{"addStatusIconNamed:"};
+const Operation<void(const std::string& name)> addStatusIconNamed{"addStatusIconNamed:"};
 const Operation<StatusView()> statusView{"statusView"};
 const Operation<void(StatusView)> setStatusView{"setStatusView:"};
 
@@ -36,10 +36,6 @@ HeaderViewController& header(HostObject& self) { return static_cast<HeaderViewCo
 MessageRef messageOf(HostObject& self) {
     const auto& subject = header(self).representedObject;
     return subject ? subject->originalMessage : nullptr;
-}
-
-std::string messageIDOf(const MessageHeaders* headers) {
-    return headers ? headers->firstMessageIDForKey(MCHeaderKeyMessageId).value_or("") : std::string();
 }
 
 void makeStatusView(HostObject& self) {
@@ -58,16 +54,16 @@ void updateIcons(HostObject& self) {
     if (!statusView(self)) makeStatusView(self);
     statusView(self)->images.clear();
     const auto message = messageOf(self);
-    const std::string messageID = messageIDOf(message ? message->headersIfAvailable().get() : nullptr);
+    const std::string messageID = message ? message->messageID() : std::string();
     if (messageID.empty()) return;
     const MessageMarks marks({messageID});
     const NoteMark notes = QSNotesManager::hasNotesService() ? marks.of(messageID).notes : NoteMark::None;
-    if (notes == NoteMark::Pending) addStatusIconNamed(self, status_icons::kPendingNote);
-    if (notes == NoteMark::Present) addStatusIconNamed(self, status_icons::kNote);
+    if (notes == NoteMark::Pending) addStatusIconNamed(self, status_icons::kPendingNote.name);
+    if (notes == NoteMark::Present) addStatusIconNamed(self, status_icons::kNote.name);
     // Here a follow-up counts as long as there is one, done or not.
-    if (marks.of(messageID).hasFollowUp) addStatusIconNamed(self, status_icons::kFollowUp);
+    if (marks.of(messageID).hasFollowUp) addStatusIconNamed(self, status_icons::kFollowUp.name);
     if (QSSnoozeManager::sharedManager().isSnoozedMessageWithMessageID(messageID))
-        addStatusIconNamed(self, status_icons::kSnoozed);
+        addStatusIconNamed(self, status_icons::kSnoozed.name);
 }
 
 void updateDate(HostObject& self) {
@@ -86,7 +82,7 @@ void updateDate(HostObject& self) {
         drawAgainAt(*scheduled - kDateTolerance);
         return show(*scheduled, "Scheduled");
     }
-    const auto snoozed = QSSnoozeManager::sharedManager().snoozeDateForMessageID(messageIDOf(headers.get()));
+    const auto snoozed = QSSnoozeManager::sharedManager().snoozeDateForMessageID(message->messageID());
     if (snoozed) return show(*snoozed, "Snoozed");
     const Date end = message->dateReceived() + 2 * sendDelaySeconds();
     if (!isInOutbox(*message) || now >= end) return;
@@ -102,8 +98,9 @@ void load() {
     patch.add(statusView, [](HostObject& self) { return self.associated<StatusView>(kStatusViewKey); });
     patch.add(setStatusView,
               [](HostObject& self, StatusView view) { self.setAssociatedObject(kStatusViewKey, std::move(view)); });
-    patch.add(addStatusIconNamed, [](HostObject& self, const StatusIcon& icon) {
-        if (const auto shown = statusView(self)) shown->images.push_back({imageOf(icon), labelOf(icon), kIconSize});
+    patch.add(addStatusIconNamed, [](HostObject& self, const std::string& name) {
+        if (const auto shown = statusView(self))
+            shown->images.push_back({"plugin:" + name, labelOfIconNamed(name), kIconSize});
     });
     patch.addAsCategoryOf("HeaderViewController");
     if (minor >= 11) {

@@ -41,9 +41,9 @@ struct RowHeaders {
     std::optional<Date> scheduled;  // what stands in the header, if that is a date
 };
 
-RowHeaders read(const MessageHeaders& headers) {
+RowHeaders read(const MessageHeaders& headers, const Message& message) {
     RowHeaders row;
-    row.messageID = headers.firstMessageIDForKey(MCHeaderKeyMessageId).value_or("");
+    row.messageID = message.messageID();
     row.isTracked = headers.hasHeaderForKey(QSHeaderKeyXTrackingUUID);
     if (const auto text = headers.firstHeaderForKey(QSHeaderKeyXScheduledDate)) {
         row.isScheduled = true;
@@ -62,7 +62,7 @@ public:
         const auto headers = message.headersIfAvailable();
         if (!headers) return nullptr;
         if (rows_.size() >= kMost) rows_.clear();
-        return &rows_.emplace(message.libraryID(), read(*headers)).first->second;
+        return &rows_.emplace(message.libraryID(), read(*headers, message)).first->second;
     }
 
 private:

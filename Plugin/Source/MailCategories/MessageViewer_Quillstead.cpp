@@ -4,7 +4,6 @@
 #include "Core/PatchClass.h"
 #include "Core/QSPluginDelegate.h"
 #include "Core/QSSession.h"
-#include "Mail/MessageHeaders.h"
 #include "Models/Menu.h"
 #include "Reminder/TaskActions.h"
 #include "Snooze/QSSnoozeManager.h"
@@ -30,12 +29,9 @@ void snooze(HostObject& self, HostObject* sender) {
 
 void unsnooze(HostObject& self, HostObject*) {
     if (!QSSession::currentIfLoaded()) return;
-    for (const MessageRef& message : targetedMessages(self)) {
-        const auto headers = message->headersIfAvailable();
-        const auto messageID = headers ? headers->firstMessageIDForKey(MCHeaderKeyMessageId) : std::nullopt;
-        if (messageID && !messageID->empty())
-            QSSnoozeManager::sharedManager().unsnoozeMessageWithMessageID(*messageID, true);
-    }
+    for (const MessageRef& message : targetedMessages(self))
+        if (const std::string messageID = message->messageID(); !messageID.empty())
+            QSSnoozeManager::sharedManager().unsnoozeMessageWithMessageID(messageID, true);
 }
 
 bool validateMenuItem(HostObject& self, MenuItem& item) {

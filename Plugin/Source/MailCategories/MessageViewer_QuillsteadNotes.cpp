@@ -54,11 +54,6 @@ public:
 
 QSNotesManager& notes() { return QSNotesManager::sharedManager(); }
 
-std::string messageIDOf(const Message& message) {
-    const auto headers = message.headersIfAvailable();
-    return headers ? headers->firstMessageIDForKey(MCHeaderKeyMessageId).value_or("") : std::string();
-}
-
 std::string accountOf(const Message& message) {
     const auto mailbox = message.mailbox();
     const auto account = mailbox ? mailbox->account() : nullptr;
@@ -108,7 +103,7 @@ void showSheet(HostObject& viewer, const Note& note, const std::string& account)
 }
 
 void createOne(HostObject& viewer, const MessageRef& message, int tag) {
-    const std::string messageID = messageIDOf(*message), account = accountOf(*message);
+    const std::string messageID = message->messageID(), account = accountOf(*message);
     if (messageID.empty()) return tellFailure("Selected message does not have a valid message identifier.");
     const auto lastUsed = notes().lastUsedNotebookForAccountIdentifier(account);
     const auto byDefault = notes().defaultNotebookForAccountIdentifier(account);
@@ -137,7 +132,7 @@ void createOne(HostObject& viewer, const MessageRef& message, int tag) {
 
 // False when no more are to be made.
 bool createOneOfSeveral(const MessageRef& message) {
-    const std::string messageID = messageIDOf(*message);
+    const std::string messageID = message->messageID();
     const auto body = messageID.empty() ? nullptr : bodyOfMessage(*message);
     const auto content = body ? contentOfBody(*body) : std::nullopt;
     if (!content) return true;
@@ -207,7 +202,7 @@ void addAssociatedNotes(Menu& menu, HostObject& viewer) {
     if (!QSNotesManager::hasNotesService()) return;
     std::vector<Note> found;
     for (const MessageRef& message : targetedMessages(viewer))
-        if (const std::string id = messageIDOf(*message); !id.empty())
+        if (const std::string id = message->messageID(); !id.empty())
             std::ranges::copy(notes().notesForMessageID(id), std::back_inserter(found));
     if (found.empty()) return;
     menu.addItem(MenuItem::separatorItem());

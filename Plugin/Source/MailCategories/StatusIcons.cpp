@@ -83,6 +83,12 @@ std::string imageOf(const StatusIcon& icon, bool selected) {
 
 std::string labelOf(const StatusIcon& icon) { return QSLocalizedString(icon.label); }
 
+std::string labelOfIconNamed(std::string_view name) {
+    const auto* found =
+        std::ranges::find(status_icons::kAll, name, [](const StatusIcon& icon) { return std::string_view(icon.name); });
+    return found == std::end(status_icons::kAll) ? std::string() : labelOf(*found);
+}
+
 std::string withWord(const std::string& text, const char* word) {
     return text + stringWithFormat(" (%@)", {QSLocalizedString(word)});
 }

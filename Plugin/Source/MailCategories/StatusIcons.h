@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "Foundation/Date.h"
 
@@ -26,11 +27,15 @@ inline constexpr StatusIcon kScheduled{"MessageListScheduled", "MessageListSched
 inline constexpr StatusIcon kDelayed{"MessageListDelayed", "MessageListDelayedWhite", 12, "Delayed"};
 inline constexpr StatusIcon kOpened{"MessageListRead", "MessageListReadWhite", 13, "Tracked, opened"};
 inline constexpr StatusIcon kUnopened{"MessageListTracked", "MessageListTrackedWhite", 13, "Tracked, not opened yet"};
+inline constexpr StatusIcon kAll[] = {kNote,    kPendingNote, kCompletedTask, kTask,   kFollowUp,
+                                     kSnoozed, kScheduled,   kDelayed,       kOpened, kUnopened};
 }  // namespace status_icons
 
 // "plugin:..."
 std::string imageOf(const StatusIcon& icon, bool selected = false);
 std::string labelOf(const StatusIcon& icon);
+// Of the icon whose unselected picture has that name; empty for none.
+std::string labelOfIconNamed(std::string_view name);
 
 // "Tomorrow, 14:05 (Snoozed)": the text with a word behind it, in brackets.
 std::string withWord(const std::string& text, const char* word);

@@ -7,18 +7,15 @@
 #include "Foundation/Format.h"
 #include "Mail/AddressScan.h"
 #include "Mail/MessageHeaders.h"
-#include "Outgoing/QSSendHooks.h"
+#include "MailCategories/CNAvatarViewController_Quillstead.h"
 #include "Outgoing/QSUndoSend.h"
-#include "Platform.h"
 #include "Settings/UserDefaults.h"
-#include "Viewer/ContactPictures.h"
 
 namespace qs {
 
 namespace {
 
 constexpr std::string_view kIdentifier = "DelayedSend";
-constexpr int kListPhoto = 1;
 
 enum Segment { kSendNow = 0, kUndoSend = 1 };
 
@@ -32,29 +29,12 @@ std::string uniqueIDOf(const MessageHeaders& headers) {
     return headers.firstHeaderForKey(MCHeaderKeyXUniversallyUniqueIdentifier).value_or("");
 }
 
-std::string knownPicture(const ScannedAddress& recipient) {
-    if (osMinor() >= 12) {
-        const auto& roundImage = QSSession::current().sendHooks().roundImageForEmail;
-        return roundImage ? roundImage(recipient.address) : std::string();
-    }
-    const auto manager = address_manager::addressManager.onClass(QSClassFromString("MFAddressManager"));
-    return address_manager::imageForMailAddress(manager, recipient.address, recipient.name, kListPhoto, false, nullptr);
-}
-
-std::string initialsPicture(const ScannedAddress& recipient) {
-    Class* names = QSClassFromString("ABPersonInitials");
-    Class* pictures = QSClassFromString("ABCardViewImageLoading");
-    if (!names || !pictures) return {};
-    const std::string initials =
-        person_initials::initialsForName.onClass(names, recipient.name.empty() ? recipient.address : recipient.name);
-    return card_view_image_loading::imageWithInitials(std::make_shared<HostObject>(pictures->name()), initials);
-}
-
 std::string recipientPicture(const MessageHeaders& headers) {
     const auto to = scanAddresses(headers.firstHeaderForKey(MCHeaderKeyTo).value_or(""));
     if (to.empty()) return {};
-    std::string picture = knownPicture(to.front());
-    return picture.empty() ? initialsPicture(to.front()) : picture;
+    const ScannedAddress& recipient = to.front();
+    std::string picture = contactImage(recipient.address, recipient.name);
+    return picture.empty() ? imageWithInitials(recipient.name.empty() ? recipient.address : recipient.name) : picture;
 }
 
 void perform(int segment, const MessageRef& message) {

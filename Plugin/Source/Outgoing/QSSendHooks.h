@@ -1,4 +1,4 @@
-// What happens around a send in the plug-in's other parts: follow-ups, pictures, tracking. Each part fills in its own
+// What happens around a send in the plug-in's other parts: follow-ups, tracking. Each part fills in its own
 // hook when the session is made; an empty hook is passed over. Main thread.
 #pragma once
 
@@ -18,8 +18,6 @@ class MailAccount;
 struct QSSendHooks {
     // The message stands in the outbox and the person wanted a follow-up.
     std::function<void(HeadersEditor& editor, const MessageRef& message, MailAccount& account)> createFollowUp;
-    // A round picture of the person, as a data URL; empty for none. On OS minor 12 and up.
-    std::function<std::string(const std::string& email)> roundImageForEmail;
     // A message was delivered, and with it its pixel. May be told more than once.
     std::function<void(const std::string& trackingUUID, const std::string& messageID)> pixelWasDelivered;
     // A message was delivered: its follow-up, if it has one, bears its unique id. May be told more than once. Without a

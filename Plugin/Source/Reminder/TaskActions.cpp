@@ -123,15 +123,19 @@ void updateTasks(const MessageList& messages, const HostObject* sender) {
 }
 
 bool validateTasksItem(ToolbarItem& item, const MessageList& messages) {
+    const auto holder = item.menu ? item.menu->itemAtIndex(0) : nullptr;
+    if (messages.empty()) {
+        if (holder) holder->setRepresentedObject(nullptr);
+        return false;
+    }
     const Task task = firstTask(messageIDsOf(item, messages));
     const bool isOpen = task && !task->completed();
     item.imageName = isOpen ? "plugin:TB_Task" : "plugin:TB_TaskUnchecked";
     item.toolTip = QSLocalizedString(!task    ? "Create task for email"
                                      : isOpen ? "Mark task as completed"
                                               : "Mark task as uncompleted");
-    if (const auto holder = item.menu ? item.menu->itemAtIndex(0) : nullptr)
-        holder->setRepresentedObject(task ? std::make_shared<RepresentedReminder>(task) : nullptr);
-    return !messages.empty();
+    if (holder) holder->setRepresentedObject(task ? std::make_shared<RepresentedReminder>(task) : nullptr);
+    return true;
 }
 
 }  // namespace qs

@@ -10,7 +10,6 @@
 #include "Mail/LibraryReading.h"
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
-#include "Mail/MessageHeaders.h"
 #include "MailCategories/MessageViewer_Quillstead.h"
 #include "Platform.h"
 #include "Snooze/SnoozeMailboxes.h"
@@ -23,11 +22,6 @@ constexpr TimeInterval kCheckInterval = 20;
 constexpr TimeInterval kMissedFor = 259200;  // three days
 constexpr TimeInterval kAwakeDelay = 0.5;
 constexpr const char* kSnoozeMailboxName = "Snooze";  // in every language
-
-std::string messageIDOf(const Message& message) {
-    const auto headers = message.headersIfAvailable();
-    return headers ? headers->firstMessageIDForKey(MCHeaderKeyMessageId).value_or("") : std::string();
-}
 
 std::shared_ptr<Mailbox> snoozeMailboxOf(const Message& message, bool create) {
     const auto account = message.account();
@@ -119,7 +113,7 @@ void QSSnoozeManager::refuse(const char* text, const char* logLine) const {
 }
 
 void QSSnoozeManager::snoozeMessage(const MessageRef& message, std::int64_t withSnoozeMode) {
-    const std::string messageID = messageIDOf(*message);
+    const std::string messageID = message->messageID();
     if (messageID.empty())
         return refuse("Quillstead can not snooze this message, because it does not have a unique message identifier.",
                       "Message does not have a message-id. Cannot perform snoozing!");
@@ -156,7 +150,7 @@ void QSSnoozeManager::checkSnoozedMessages() {
 }
 
 void QSSnoozeManager::wakeupMessage(const MessageRef& message) {
-    const std::string messageID = messageIDOf(*message);
+    const std::string messageID = message->messageID();
     if (messageID.empty()) return logWarning("Message does not have a message-id. Cannot perform wake-up!");
     const auto info = infoFor(messageID);
     auto target = mailboxWithPersistentIdentifier(info ? info->QSSnoozeOriginalMailboxIdentifier : std::string());
@@ -173,7 +167,7 @@ void QSSnoozeManager::wakeupMessage(const MessageRef& message) {
 }
 
 void QSSnoozeManager::setMessageAwake(const MessageRef& message) {
-    const std::string messageID = messageIDOf(*message);
+    const std::string messageID = message->messageID();
     if (messageID.empty())
         return logWarning("Could not get message ID for snoozed message. Cannot mark message as awake");
     RunLoop::main().after(kAwakeDelay, [message, messageID, alive = std::weak_ptr(alive_)] {
@@ -198,7 +192,7 @@ void QSSnoozeManager::unsnoozeMessageWithMessageID(const std::string& messageID,
 }
 
 void QSSnoozeManager::messageWasAdded(const MessageRef& message) {
-    const std::string messageID = messageIDOf(*message);
+    const std::string messageID = message->messageID();
     if (!isSnoozedMessageWithMessageID(messageID)) return;
     const auto snooze = snoozeMailboxOf(*message, false);
     displayCountDidChange(snooze);
@@ -217,7 +211,7 @@ void QSSnoozeManager::gmailLabelChanged(const Notification& notification) {
         return;
     for (const Value& id : messages.array()) {
         const auto message = library->messageWithLibraryID(id.integerValue());
-        const std::string messageID = message ? messageIDOf(*message) : std::string();
+        const std::string messageID = message ? message->messageID() : std::string();
         if (!isSnoozedMessageWithMessageID(messageID)) continue;
         const auto snooze = snoozeMailboxOf(*message, false);
         displayCountDidChange(snooze);

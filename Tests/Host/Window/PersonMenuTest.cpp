@@ -1,10 +1,8 @@
 #include "PersonMenu.h"
 
-#include "ContactPictures.h"
 #include "Contacts/ContactBook.h"
 #include "Foundation/FileSystem.h"
 #include "Platform.h"
-#include "Text/Base64.h"
 #include "WindowJourney.h"
 
 namespace qs {
@@ -48,17 +46,6 @@ TEST_F(PersonMenu, WritesToThem) {
     titles("Ben <ben@example.org>");
     ASSERT_TRUE(host->application().choose(*menu_->itemAtIndex(0)));
     ASSERT_EQ(host->application().composeWindows().size(), 1U);
-}
-
-TEST_F(PersonMenu, PicturesOfContactsAreThoseOfTheirCards) {
-    const std::string png = base64EncodedString("\x89PNG\r\n\x1A\n1");
-    ASSERT_TRUE(FileSystem::real().makeFolder(folder_ / "Contacts"));
-    ASSERT_TRUE(FileSystem::real().writeNew(folder_ / "Contacts/a.vcf",
-                                            "BEGIN:VCARD\nFN:A\nEMAIL:a@x.org\nPHOTO;ENCODING=b;TYPE=PNG:" + png +
-                                                "\nEND:VCARD\n"));
-    contacts_->reload();
-    EXPECT_EQ(pictureOfContact("A@x.org"), "data:image/png;base64," + png);
-    EXPECT_EQ(pictureOfContact("b@x.org"), "");
 }
 
 }  // namespace

@@ -186,11 +186,30 @@ TEST_F(StatusIconsTest, TrackingIsToldByTheHeaderAndTheRecordTogether) {
     EXPECT_THAT(icons(0), ElementsAre("Read")) << "the first one counts";
 }
 
+// Such an id is known by its cleaned form everywhere.
+TEST_F(StatusIconsTest, AnIdWithInvisibleCharactersHidesNothing) {
+    start();
+    const auto message = receive({}, MailboxKind::Inbox, "o\u202ene@mill.example");
+    host_->viewer().selectIDs({message->libraryID()});
+    addNote();
+    addReminder(kReminderTypeFollowUp);
+    QSSnoozeManager::sharedManager().snoozeMessage(message, kSnoozeOneHour);
+    host_->settle();
+    ASSERT_THAT(host_->library().messagesWithMessageIDHeader(kId), ::testing::SizeIs(1));
+    const auto snoozed = host_->library().messagesWithMessageIDHeader(kId).front();
+    EXPECT_EQ(snoozed->mailbox()->displayName(), "Snooze");
+    host_->viewer().selectMailbox(snoozed->mailbox()->identifier());
+    EXPECT_THAT(icons(), ElementsAre("Note", "FollowUp", "Snooze1"));
+    host_->viewer().selectIDs({snoozed->libraryID()});
+    EXPECT_THAT(headerIcons(), ElementsAre("NoteLight", "FollowUp", "Snooze1"));
+    EXPECT_THAT(headerDate(), StartsWith("Today, 11:00"));
+    host_->advance(3621);
+    EXPECT_EQ(host_->library().messagesWithMessageIDHeader(kId).front()->mailbox()->kind(), MailboxKind::Inbox);
+}
+
 TEST_F(StatusIconsTest, EveryIconHasBothItsPictures) {
     start();
-    using namespace status_icons;
-    for (const StatusIcon& icon :
-         {kNote, kPendingNote, kCompletedTask, kTask, kFollowUp, kSnoozed, kScheduled, kDelayed, kOpened, kUnopened})
+    for (const StatusIcon& icon : status_icons::kAll)
         for (const char* name : {icon.name, icon.selectedName})
             EXPECT_FALSE(QSSession::current().bundle().pathForResource(name, "svg").empty()) << name;
 }

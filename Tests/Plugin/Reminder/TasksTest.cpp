@@ -105,6 +105,12 @@ TEST_F(TasksTest, PressingTheItemMakesATaskThenCompletesIt) {
     EXPECT_THAT(onlyFile(), HasSubstr("STATUS:COMPLETED\r\n"));
     press();
     EXPECT_THAT(onlyFile(), HasSubstr("STATUS:NEEDS-ACTION\r\n"));
+    const std::string toolTip = item_->toolTip;
+    EXPECT_NE(item_->menu->itemAtIndex(0)->representedObject(), nullptr);
+    select({});
+    EXPECT_FALSE(item_->enabled);
+    EXPECT_EQ(item_->toolTip, toolTip) << "greyed out as it was";
+    EXPECT_EQ(item_->menu->itemAtIndex(0)->representedObject(), nullptr);
 }
 
 TEST_F(TasksTest, TheMenuMakesAndChangesATask) {

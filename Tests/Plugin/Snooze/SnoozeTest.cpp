@@ -1,7 +1,10 @@
 // Snoozing through a whole host: messages go aside, come back at their time, and what the person does meanwhile counts.
 #include <algorithm>
 
+#include "Application/HostInstances.h"
 #include "Foundation/DateFormatter.h"
+#include "Mail/LibraryReading.h"
+#include "MailboxPlaces.h"
 #include "MainViewer.h"
 #include "Models/Alert.h"
 #include "Models/Form.h"
@@ -168,8 +171,6 @@ TEST_F(SnoozeTest, AllCopiesGoTogetherAndTheBookSpeaksForThemAll) {
     EXPECT_TRUE(host_->application().rowOfMailbox(*archive).takesDrops);
     const auto other = host_->library().createMailbox("ada", "Other");
     ASSERT_TRUE(other);
-    EXPECT_THAT(host_->application().renameMailbox((*other)->identifier(), "Snooze/Other").error().description,
-                testing::HasSubstr("Nothing can be put into"));
     std::vector<std::string> targets;
     const auto menu = host_->application().contextualMenu();
     for (const auto& item : menu->itemArray())
@@ -180,6 +181,66 @@ TEST_F(SnoozeTest, AllCopiesGoTogetherAndTheBookSpeaksForThemAll) {
     EXPECT_THAT(targets, testing::AllOf(testing::Contains("Other"), testing::Not(testing::Contains("Snooze"))));
     host_->advance(3621);
     EXPECT_THAT(places(), ElementsAre("ada/INBOX", "ada/INBOX"));
+}
+
+TEST_F(SnoozeTest, NoMailboxIsMadeInTheSnoozeMailboxOrMovedIntoIt) {
+    start();
+    manager().snoozeMessage(receive(), kSnoozeOneHour);
+    auto& application = host_->application();
+    const auto other = createMailbox(application, "ada", "Other");
+    ASSERT_TRUE(other);
+    const std::string why = "Nothing can be put into “Snooze”.";
+    EXPECT_EQ(application.renameMailbox((*other)->identifier(), "Snooze/Other").error().description, why);
+    EXPECT_EQ(createMailbox(application, "ada", "Snooze/Later").error().description, why);
+    EXPECT_EQ(createMailbox(application, "ada", "Snooze/Later/Still").error().description, why);
+    EXPECT_TRUE(createMailbox(application, "ben", "Snoozes/Later"));
+    // Nor is it offered.
+    const auto choose = [&](const char* mailbox) {
+        const auto menu = application.contextualMenuOfMailbox(mailbox);
+        return menu && menu->itemAtIndex(0)->title() == "New Mailbox Inside…" &&
+               application.choose(*menu->itemAtIndex(0));
+    };
+    EXPECT_FALSE(choose("ada/Snooze"));
+    ASSERT_TRUE(choose("ada/Other"));
+    const auto sheet = host_->viewer().window()->currentSheet();
+    FormControl* const place = sheet ? sheet->control("parent") : nullptr;
+    ASSERT_NE(place, nullptr);
+    std::vector<std::string> offered;
+    for (const FormOption& option : place->options)
+        offered.push_back(option.title);
+    EXPECT_THAT(offered, ElementsAre("No other mailbox", "Other"));
+}
+
+// The host's library before it knows anything of its folders.
+class UnreadLibrary : public Library, public LibraryReading {
+public:
+    UnreadLibrary() : Library("MFLibrary") {}
+    MessageList messagesMatchingCriterion(const MessageCriterion&, unsigned, int) override { return {}; }
+    MessageRef messageWithLibraryID(std::int64_t) override { return nullptr; }
+    MessageList messagesWithMessageIDHeader(std::string_view) override { return {}; }
+    bool isReadIn() const override { return isRead; }
+    bool isRead = false;
+};
+
+TEST_F(SnoozeTest, NoMessageIsMissedBeforeTheLibraryIsReadIn) {
+    constexpr const char* kMissed = "Snoozed message could not be found in snooze mailbox after 3 days";
+    start();
+    const LogCapture log;
+    manager().snoozeMessage(receive(), kSnoozeOneHour);
+    const auto read = HostInstances::current().library;
+    const auto unread = std::make_shared<UnreadLibrary>();
+    HostInstances::current().library = unread;
+    host_->advance(4 * 86400);
+    EXPECT_FALSE(log.contains(kMissed));
+    HostInstances::current().library = read;
+    host_->advance(20);
+    EXPECT_THAT(places(), ElementsAre("ada/INBOX")) << "as soon as it is there";
+    manager().addSnoozeInfo({host_->loop().now() - 4 * 86400, "ada/INBOX", "ada/Snooze"}, "lost@mill.example");
+    unread->isRead = true;
+    HostInstances::current().library = unread;
+    host_->advance(20);
+    EXPECT_TRUE(log.contains(kMissed)) << "a library that is read in knows all there is";
+    HostInstances::current().library = read;
 }
 
 TEST_F(SnoozeTest, WhatCannotBeSnoozedStays) {
