@@ -41,7 +41,8 @@ std::string CalendarLines::Line::unfolded() const {
 std::string CalendarLines::Line::value() const {
     const std::string line = unfolded();
     const std::size_t colon = findUnquoted(line, ':');
-    return colon == std::string::npos ? std::string() : line.substr(colon + 1);
+    const std::size_t end = colon == std::string::npos ? line.find(';') : colon;
+    return end == std::string::npos ? std::string() : line.substr(end + 1);
 }
 
 bool CalendarLines::Line::is(std::string_view property, std::string_view wanted) const {
@@ -53,9 +54,11 @@ CalendarLines::CalendarLines(std::string_view text) {
     if (end != std::string_view::npos && (end == 0 || text[end - 1] != '\r')) lineEnd_ = "\n";
     while (!text.empty()) {
         Line line{.raw = std::string(nextFolded(text)), .name = {}};
+        // Without a colon it is damaged, but libical reads what is behind the semicolon as the value, so it has to go
+        // when a new value comes.
         const std::string unfolded = line.unfolded();
-        if (findUnquoted(unfolded, ':') != std::string::npos)
-            line.name = asciiUppered(trimmedAscii(unfolded.substr(0, unfolded.find_first_of(";:"))));
+        if (const std::size_t mark = unfolded.find_first_of(";:"); mark != std::string::npos)
+            line.name = asciiUppered(trimmedAscii(unfolded.substr(0, mark)));
         lines_.push_back(std::move(line));
     }
 }

@@ -174,6 +174,11 @@ TEST_F(CalendarFile, LeavesWhatItCannotUnderstand) {
     ASSERT_EQ(partly.toDos.size(), 1U);
     EXPECT_EQ(partly.toDos.front().title, "Still here");
     EXPECT_TRUE(partly.isBroken);
+
+    const std::string damaged = calendar("SUMMARY;LANGUAGE=en\r\n");
+    ToDo wanted = only(damaged);
+    wanted.title = "New";
+    EXPECT_EQ(only(changed(damaged, wanted)).title, "New") << "the damaged title is not read in place of the new one";
 }
 
 }  // namespace qs
