@@ -44,6 +44,15 @@ void peerIndexes(benchmark::State& state, const char* program,
     perMessage(state, sample.count());
 }
 
+// What nothing that keeps its words in this database can go below.
+void wordsAlone(benchmark::State& state) {
+    const Ground ground;
+    const LibrarySample& sample = LibrarySample::of(static_cast<int>(state.range(0)));
+    for (auto _ : state)
+        state.SetIterationTime(sample.secondsForWordsAlone());
+    perMessage(state, sample.count());
+}
+
 // Until the first page can be shown.
 void opening(benchmark::State& state) {
     const Ground ground;
@@ -186,6 +195,10 @@ void allSizes(Benchmark* bench) { bench->Arg(100'000)->Arg(kMillion)->Unit(bench
 
 void registerAll() {
     benchmark::RegisterBenchmark("firstOpening", firstOpening)->Apply(withFiles)->Iterations(1)->UseRealTime();
+    benchmark::RegisterBenchmark("firstOpening/wordsAlone", wordsAlone)
+        ->Apply(withFiles)
+        ->Iterations(1)
+        ->UseManualTime();
     benchmark::RegisterBenchmark("firstOpening/mu", peerIndexes, "mu", peers::muIndexes)
         ->Apply(withFiles)
         ->Iterations(1)

@@ -30,6 +30,8 @@ public:
 
     std::shared_ptr<MailLibrary> open() const;
     void forgetIndex() const;
+    // How long the database alone takes for the words of the messages, in an index that holds nothing else.
+    double secondsForWordsAlone() const;
     int count() const { return count_; }
     std::filesystem::path maildir() const { return folder_ / "Mail/ada"; }
     std::filesystem::path scratch() const { return folder_ / "Scratch"; }  // beside the library, for peers

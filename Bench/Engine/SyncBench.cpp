@@ -97,7 +97,9 @@ void mbsync(benchmark::State& state) {
         sample.forgetCaches();
         const std::string path = folder.path().string();
         std::ofstream(folder / "config") << "IMAPAccount ada\nHost 127.0.0.1\nPort " << sample.port()
-                                         << "\nUser ada\nPass analytical\nSSLType None\nAuthMechs LOGIN\n\n"
+                                         << "\nUser ada\nPass analytical\nSSLType None\nAuthMechs LOGIN\n"
+                                         // We don't compress on a loopback either.
+                                         << "DisableExtension COMPRESS=DEFLATE\n\n"
                                          << "IMAPStore far\nAccount ada\n\nMaildirStore near\nInbox " << path
                                          << "/INBOX\n\nChannel all\nFar :far:INBOX\nNear :near:INBOX\nCreate Near\n"
                                          << "Sync Pull\nSyncState *\n";
