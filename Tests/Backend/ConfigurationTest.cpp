@@ -10,12 +10,12 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-constexpr const char* kLeast = "[server]\nbase_url = https://q.example.org/\n[database]\nfile = q.sqlite\n"
-                               "[mail]\nfrom = q@example.org\nfolder = letters\n";
+const std::string kLeast = "[server]\nbase_url = https://q.example.org/\n[database]\nfile = q.sqlite\n"
+                           "[mail]\nfrom = q@example.org\nfolder = letters\n";
 
 TEST(BackendConfiguration, ReadsWhatAServerNeeds) {
     const auto read =
-        parseBackendConfiguration(std::string("# a comment\r\n; another\n\n") + kLeast +
+        parseBackendConfiguration("# a comment\r\n; another\n\n" + kLeast +
                                       "smtp_password_command = pass  show q\n[tracking]\n addresses=none\n"
                                       "[server]\nlisten = 10.0.0.1, ::1\nport=80\n",
                                   "/etc/q");
@@ -39,7 +39,7 @@ TEST(BackendConfiguration, SaysWhereItIsWrong) {
           Case{"\n\nnonsense\n", "Line 3"}, Case{"[server]\nbase_url = ftp://x/\n", "base_url"},
           Case{"[server]\nclient_key = ABC\n", "client_key"}, Case{"[mail]\nfrom = nobody\n", "from"},
           Case{"[tracking]\nkeep_days = 5\n", "keep_days"}, Case{"[server]\nbase_url = https://x/\n", "[database]"},
-          Case{std::string(kLeast) + "[database]\npostgresql = host=x\n", "[database]"}}) {
+          Case{kLeast + "[database]\npostgresql = host=x\n", "[database]"}}) {
         const auto read = parseBackendConfiguration(c.text, "/etc/q");
         ASSERT_FALSE(read) << c.text;
         EXPECT_THAT(read.error().description, HasSubstr(c.sentence)) << c.text;

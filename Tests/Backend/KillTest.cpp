@@ -22,7 +22,7 @@ namespace qs {
 namespace {
 
 constexpr int kClients = 4;
-constexpr const char* kPassword = "correct horse";
+const std::string kPassword = "correct horse";
 
 // What the clients were told, and what they asked for at most.
 struct Told {
@@ -37,7 +37,7 @@ public:
     explicit RunningBackend(const std::filesystem::path& folder) {
         auto started = CompanionProcess::start(
             QS_BACKEND_PROGRAM, {"--demo", folder.string(), "--account", "ada@example.org", "--until-input-ends"},
-            std::string(kPassword) + "\n");
+            kPassword + "\n");
         if (!started) return;
         process_ = std::move(*started);
         const std::string line = process_->readLine(30).value_or("");
@@ -55,7 +55,7 @@ private:
 // Registers a pixel and fetches it twice, over and over until nobody answers; `answered` hears of each answer.
 void ask(int port, Told& told, const std::function<void()>& answered) {
     const auto connection = connectTo(port);
-    const std::string authorization = "Basic " + base64EncodedString(std::string("ada@example.org:") + kPassword);
+    const std::string authorization = "Basic " + base64EncodedString("ada@example.org:" + kPassword);
     for (;;) {
         const std::string uuid = newUUIDString();
         const std::string body = R"({"pixels":[{"uuid":")" + uuid + R"(","messageID":"<x@example.org>"}]})";

@@ -52,6 +52,8 @@ TEST(HtmlDocument, RepairsMarkupAsBrowsersDo) {
              Case{"quotes of all kinds", "<p a='1\"2' b=\"3'4\" c=5>x", "<p a=\"1&quot;2\" b=\"3'4\" c=\"5\">x</p>"},
              Case{"entities", "&lt;&eacute;&#8364;&#x20AC;&#128;&amp;lt;&nbsp;&unknown;&",
                   "&lt;é€€€&amp;lt;&nbsp;&amp;unknown;&amp;"},
+             Case{"a line end that is written as a number is told from others", "<p title='a&#13;b'>c&#xD;d",
+                  "<p title=\"a&#13;b\">c&#13;d</p>"},
              Case{"old entities without a semicolon", "a&ampb &copy 1", "a&amp;b © 1"},
              Case{"but not in an address", "<a href='?x&copy=1'>l</a>", "<a href=\"?x&amp;copy=1\">l</a>"},
              Case{"a script is no markup", "a<script>if (a<b) '<p>'</script>b", "a<script>if (a<b) '<p>'</script>b"},

@@ -25,7 +25,7 @@ async function plan(live, subject, days) {
   await set('mode', 1);
   await set('distantDateField', days);
   await set('distantDateScaleSelector', 2);
-  await live.call('sheet.button', { window, form: 'SendLater', button: 1 });
+  await live.call('sheet.button', { window, form: 'SendLater', button: 1, title: 'Schedule' });
   await live.when(({ compose }) => compose.length === 0);
 }
 

@@ -72,7 +72,7 @@ TEST(Escapes, BrokenQuotedPrintableIsAFault) {
         }
     }
     try {
-        stringWithQuotedPrintableString(std::string(100'000, 'x') + "=", "utf-8");
+        stringWithQuotedPrintableString(std::string(100'000, 'x') + '=', "utf-8");
         ADD_FAILURE();
     } catch (const AssertionFailure& fault) {
         EXPECT_LT(std::string_view(fault.what()).size(), 200u) << "the log gets no whole mails";

@@ -48,7 +48,7 @@ TEST(RegularExpression, AMistakeIsLogged) {
 
 TEST(RegularExpression, ASearchThatWouldNeverEndIsEnded) {
     LogCapture log;
-    const std::string text = std::string(60, 'a') + "!";
+    const std::string text = std::string(60, 'a') + '!';
     const RegularExpression exponential = compiled("(a|aa)+$");
     EXPECT_FALSE(exponential.enFindInString(text));
     EXPECT_FALSE(exponential.enMatchesString(text));

@@ -38,8 +38,8 @@ TEST_F(EnmlTool, ConvertsAFileOrStandardInput) {
         EXPECT_TRUE(c.out.ends_with("<en-note><p>a</p></en-note>\n")) << c.out;
         EXPECT_THAT(c.errors, IsEmpty());
     }
-    const std::string large = "<body>" + std::string(300'000, 'x');
-    EXPECT_THAT(run({}, large).out, HasSubstr(std::string(300'000, 'x') + "</en-note>"));
+    const std::string text(300'000, 'x');
+    EXPECT_THAT(run({}, "<body>" + text).out, HasSubstr(text + "</en-note>"));
 }
 
 TEST_F(EnmlTool, SaysWhatIsWrong) {
