@@ -182,14 +182,19 @@ IndexedFile fileFrom(const Query& row) {
     return file;
 }
 
+std::optional<Inserted> putFile(Database& index, const IndexedMailbox& mailbox, const std::string& name,
+                                const std::string& file, int flags, std::uint64_t size, const MessageFacts* facts) {
+    auto known = findByName(index, mailbox.number, name);
+    if (!known) return {};
+    const bool isFilled = known->isOnlyListed() && !file.empty();
+    if (isFilled) fill(index, mailbox, *known, file, flags, size, facts);
+    return Inserted{std::move(*known), isFilled};
+}
+
 Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::string& name, const std::string& file,
                 int flags, Date delivered, std::uint64_t size, const MessageFacts& facts, Text text) {
     const bool isTextNow = text == Text::Now;
-    if (auto known = findByName(index, mailbox.number, name)) {
-        const bool isFilled = known->isOnlyListed() && !file.empty();
-        if (isFilled) fill(index, mailbox, *known, file, flags, size, isTextNow ? &facts : nullptr);
-        return {std::move(*known), isFilled};
-    }
+    if (auto known = putFile(index, mailbox, name, file, flags, size, isTextNow ? &facts : nullptr)) return *known;
     const std::int64_t id = freeNumber(index, mailbox.identifier, name);
     const double shown = shownDate(mailbox, delivered, facts.sent);
     const double sent = facts.sent.value_or(Date{}).secondsSince1970;

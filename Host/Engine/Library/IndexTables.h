@@ -61,6 +61,10 @@ struct Inserted {
 enum class Text { Now, Later };
 Inserted insert(Database& index, const IndexedMailbox& mailbox, const std::string& name, const std::string& file,
                 int flags, Date delivered, std::uint64_t size, const MessageFacts& facts, Text text = Text::Now);
+// As far as the message has a row already: gives it its file, if it was only listed. Without `facts`, what the file
+// holds is taken up later. Nothing when there is no row.
+std::optional<Inserted> putFile(Database& index, const IndexedMailbox& mailbox, const std::string& name,
+                                const std::string& file, int flags, std::uint64_t size, const MessageFacts* facts);
 // Puts in what is still to come of a message's text; of one that is only listed, without facts, the header's.
 void takeText(Database& index, const IndexedMailbox& mailbox, const IndexedFile& row, const MessageFacts* facts);
 void setFile(Database& index, std::int64_t seq, const std::string& file, int flags);

@@ -24,6 +24,7 @@
 #include "Library/Index.h"
 #include "Library/IndexQuery.h"
 #include "Library/LibraryObjects.h"
+#include "Library/Lull.h"
 #include "Library/MailFolderWatch.h"
 #include "Library/ReadingState.h"
 #include "MailReading.h"
@@ -214,6 +215,8 @@ private:
     struct Arrival;
     std::map<std::string, MirrorWish> wishesOf(const std::string& account);
     Result<void> readLarge(Arrival& arrival);  // one that has a file
+    void readContents(std::vector<Arrival>& arrivals, tables::Text text);  // of those that have none
+    static tables::Inserted insert(Database& index, Arrival& arrival, tables::Text text);
     Result<void> deliverArrivals(std::vector<Arrival>& arrivals);
     // What was wished for while the file was written.
     Result<void> followWish(Arrival& arrival, const MirrorWish& wish, Work& work);
@@ -358,6 +361,7 @@ private:
     std::unique_ptr<MailFolderWatch> watch_;
     const std::shared_ptr<ReadingState> reading_ = std::make_shared<ReadingState>();
     std::atomic<bool> isTextReadingAsked_ = false;
+    Lull arrivals_;  // of messages, in great numbers
     // Last, so that they end first.
     OperationQueue textReader_{1, OperationQueue::Threads::Own};
     OperationQueue reader_{1, OperationQueue::Threads::Own};

@@ -37,6 +37,7 @@ Result<void> LibraryCore::listMirrored(Mailbox& mailbox, const std::vector<Mirro
     if (!box)
         return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFound,
                        "The mailbox is not there any more.");
+    if (textOf(messages.size()) == tables::Text::Later) arrivals_.disturb();
     std::vector<std::pair<const MirroredListing*, MessageFacts>> rows;
     for (const MirroredListing& each : messages)
         rows.emplace_back(&each, headerFacts(each.header));

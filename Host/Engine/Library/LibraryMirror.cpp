@@ -32,7 +32,7 @@ bool hasFile(const std::optional<IndexedFile>& row) { return row && !row->isOnly
 
 struct LibraryCore::Arrival {
     const MirroredArrival* message = nullptr;
-    MessageFacts facts;
+    std::optional<MessageFacts> facts;  // nothing: it is listed, and the rest comes later
     std::uint64_t size = 0;
     LibraryMailboxRef box;
     MirrorWish wish;
@@ -49,6 +49,42 @@ Result<void> LibraryCore::readLarge(Arrival& arrival) {
     arrival.size = info->size;
     arrival.facts = messageFacts(*start, info->size <= kIndexedBytes);
     return {};
+}
+
+void LibraryCore::readContents(std::vector<Arrival>& arrivals, tables::Text text) {
+    const bool isLater = text == tables::Text::Later;
+    // All that would be read of them now stands in their rows.
+    std::set<const Arrival*> listed;
+    if (isLater)
+        listed = reading([&](Database& index) {
+            std::set<const Arrival*> found;
+            for (const Arrival& each : arrivals)
+                if (const auto row = tables::findByName(index, each.box->indexed().number, each.message->name);
+                    row && row->isOnlyListed())
+                    found.insert(&each);
+            return found;
+        });
+    for (Arrival& each : arrivals) {
+        if (!each.message->file.empty()) continue;
+        const std::string_view content = each.message->content;
+        each.size = content.size();
+        if (listed.contains(&each)) continue;
+        each.facts = isLater ? headerFacts(content.substr(0, kIndexedBytes))
+                             : messageFacts(content.substr(0, kIndexedBytes), content.size() <= kIndexedBytes);
+    }
+}
+
+tables::Inserted LibraryCore::insert(Database& index, Arrival& arrival, tables::Text text) {
+    const IndexedMailbox& mailbox = arrival.box->indexed();
+    const std::string& name = arrival.message->name;
+    if (!arrival.facts) {
+        if (auto put = tables::putFile(index, mailbox, name, arrival.file, arrival.flags, arrival.size, nullptr))
+            return *put;
+        // Its row is gone, or in another mailbox.
+        arrival.facts = headerFacts(arrival.message->content.substr(0, kIndexedBytes));
+    }
+    return tables::insert(index, mailbox, name, arrival.file, arrival.flags, arrival.message->received, arrival.size,
+                          *arrival.facts, text);
 }
 
 Result<void> LibraryCore::deliverArrivals(std::vector<Arrival>& arrivals) {
@@ -116,16 +152,9 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
     for (Arrival& each : arrivals)
         if (auto read = readLarge(each); !read) return read;
     const tables::Text text = textOf(arrivals.size());
+    if (text == tables::Text::Later) arrivals_.disturb();
     // They are read apart while the disk takes them up.
-    auto reading = std::async(std::launch::async, [&] {
-        for (Arrival& each : arrivals) {
-            if (!each.message->file.empty()) continue;
-            each.size = each.message->content.size();
-            const std::string_view content = each.message->content.substr(0, kIndexedBytes);
-            each.facts =
-                text == tables::Text::Later ? headerFacts(content) : messageFacts(content, content.size() == each.size);
-        }
-    });
+    auto reading = std::async(std::launch::async, [&] { readContents(arrivals, text); });
     const auto delivered = deliverArrivals(arrivals);
     reading.get();
     if (!delivered) return delivered;
@@ -140,8 +169,7 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
             if (auto done = followWish(each, wishes[each.message->name], work); !done) followed = done;
             if (each.file.empty()) continue;
             work.changed[each.box->indexed().number] = each.box;
-            const auto inserted = tables::insert(*index, each.box->indexed(), each.message->name, each.file, each.flags,
-                                                 each.message->received, each.size, each.facts, text);
+            const auto inserted = insert(*index, each, text);
             rows.push_back(inserted.row);
             if (inserted.isNew && !noteCopy(*box, each.message->name, isNews, work)) arrived.push_back(inserted.row.id);
             if (const auto message = inserted.isNew ? cache_->live(inserted.row.id) : nullptr) {

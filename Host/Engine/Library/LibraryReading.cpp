@@ -83,6 +83,7 @@ void LibraryCore::readAll(std::vector<LibraryMailboxRef> mailboxes) {
 
 void LibraryCore::stopReading() {
     reading_->stop();
+    const Lull::Hurry hurry(arrivals_);
     for (OperationQueue* const queue : {&textReader_, &reader_}) {
         queue->cancelWaiting();
         queue->waitUntilFinished();

@@ -56,9 +56,11 @@ bool LibraryCore::readTexts() {
     };
     std::optional<Index::Gathering> gathering;
     std::size_t taken = 0;
+    arrivals_.await();
     auto parsing = parsed(texts::toCome(*index_->read(), kBatch));
     // While the texts of some are put into the index, those of the next are read.
     for (auto read = parsing.get(); !read.empty() && mayReadOn(); read = parsing.get()) {
+        arrivals_.await();
         if (!gathering && texts::areVeryMany(*index_->read())) gathering.emplace(*index_);
         auto next = texts::toCome(*index_->read(), 2 * kBatch);
         std::erase_if(next, [&](const IndexedFile& row) {
@@ -78,6 +80,7 @@ tables::Text LibraryCore::textOf(std::size_t messages) {
 }
 
 void LibraryCore::waitForTexts() {
+    const Lull::Hurry hurry(arrivals_);
     waitUntilReadIn();
     textReader_.waitUntilFinished();
 }
