@@ -23,8 +23,8 @@ enum class ImapFailure {
     Malformed,      // what came is no IMAP, or larger than allowed
     Source,         // nothing is wrong with the server: what was to be appended could not be read
 
-    // The server said NO for a while: too many connections, maintenance, throttling. Try later. When signing in, the
-    // connection is over.
+    // The server refuses for a while: too many connections, maintenance, throttling. Try later. When signing in, and
+    // when it hung up with these words, the connection is over.
     Temporary = 20,
     Refused,      // NO: with the server's words in the description; see imapResponseCode()
     NotAccepted,  // BAD: the server does not take the command

@@ -119,7 +119,11 @@ Result<void> ImapConnection::fetch(const ImapUidSet& uids, const ImapFetch& what
             return true;
         });
         session.renewsDeadline = false;
-        if (!answer) return failed(answer);
+        if (answer) continue;
+        // Nothing was to be put anywhere: it is the account's traffic that is over its limit.
+        if (imapResponseCode(answer.error()) == "OVERQUOTA")
+            return imapFailed(ImapFailure::Temporary, answer.error().description, "OVERQUOTA");
+        return failed(answer);
     }
     return {};
 }

@@ -31,12 +31,22 @@ ImapFailure failureFrom(const Error& error) {
     return ImapFailure::Malformed;
 }
 
-// Of RFC 5530 and what Gmail and Outlook say: it may work later.
+// Of RFC 5530 and what large servers say, also in place of a code: it may work later.
 bool isForNow(const ImapResponse& answer) {
     static constexpr std::array<std::string_view, 5> kCodes{"UNAVAILABLE", "INUSE", "LIMIT", "THROTTLED", "SERVERBUG"};
+    static constexpr std::array<std::string_view, 9> kWords{"too many simultaneous",
+                                                            "too many connections",
+                                                            "maximum number of connections",
+                                                            "try again",
+                                                            "throttled",
+                                                            "bandwidth limit",
+                                                            "rate limit",
+                                                            "temporarily unavailable",
+                                                            "temporary authentication failure"};
     const std::string text = asciiLowered(answer.text);
     return std::any_of(kCodes.begin(), kCodes.end(), [&](std::string_view code) { return answer.hasCode(code); }) ||
-           text.find("too many simultaneous") != std::string::npos || text.find("try again") != std::string::npos;
+           std::any_of(kWords.begin(), kWords.end(),
+                       [&](std::string_view words) { return text.find(words) != std::string::npos; });
 }
 
 std::string printable(std::string_view text) {
@@ -96,7 +106,8 @@ tl::unexpected<Error> ImapConnection::Session::lost(const Error& error) {
     if (error.domain != kStreamErrorDomain) return failure(error);
     const ImapFailure code = failureFrom(error);
     if (code == ImapFailure::HungUp && !farewell.empty())
-        return imapFailed(code, "The server " + server.host + " ended the connection: " + farewell);
+        return imapFailed(isFarewellForNow ? ImapFailure::Temporary : code,
+                          "The server " + server.host + " ended the connection: " + farewell);
     return imapFailed(code, error.description);
 }
 
@@ -118,7 +129,10 @@ void ImapConnection::Session::noteCapabilities(const std::vector<ImapItem>& item
 
 void ImapConnection::Session::dealWith(ImapResponse& response, const Untagged& untagged) {
     using Kind = ImapUpdate::Kind;
-    if (response.status == ImapResponse::Status::Bye) farewell = printable(response.text);
+    if (response.status == ImapResponse::Status::Bye) {
+        farewell = printable(response.text);
+        isFarewellForNow = isForNow(response);
+    }
     if (response.hasCode("CAPABILITY")) noteCapabilities(response.code, 1);
     if (response.name == "CAPABILITY") noteCapabilities(response.items, 0);
     if (untagged && response.kind == ImapResponse::Kind::Untagged && untagged(response)) return;
@@ -174,9 +188,10 @@ Error ImapConnection::Session::errorFor(const ImapResponse& answer) const {
     const std::string code = answer.code.empty() ? std::string() : answer.code.front().text;
     std::string said = "The server " + server.host + " answered: " + printable(answer.text);
     if (!said.ends_with('.')) said += '.';
-    const ImapFailure kind = answer.status == ImapResponse::Status::Bad ? ImapFailure::NotAccepted
-                             : isForNow(answer)                         ? ImapFailure::Temporary
-                                                                        : ImapFailure::Refused;
+    // Some say BAD to a command that comes too soon.
+    const ImapFailure kind = isForNow(answer)                             ? ImapFailure::Temporary
+                             : answer.status == ImapResponse::Status::Bad ? ImapFailure::NotAccepted
+                                                                          : ImapFailure::Refused;
     return imapFailed(kind, said, code).value();
 }
 

@@ -60,6 +60,7 @@ struct ImapConnection::Session {
     std::set<std::string> capabilities;  // in capitals
     std::map<std::string, std::string> identity;
     std::string farewell;  // the server's words of its BYE
+    bool isFarewellForNow = false;
     unsigned lastTag = 0;
     std::size_t responses = 0, bytesSinceRenewal = 0;  // within the command of now
     unsigned updates = 0;                              // how many were told, alerts aside

@@ -14,8 +14,9 @@ namespace {
 
 using Status = ImapResponse::Status;
 
-// Whatever the server says to a wrong password, it is no NO like others.
+// Whatever the server says to a wrong password, it is no NO like others. What an account has used up comes back.
 Error signInError(Error error) {
+    if (imapResponseCode(error) == "OVERQUOTA") error.code = static_cast<int>(ImapFailure::Temporary);
     if (imapFailure(error) == ImapFailure::Refused || imapFailure(error) == ImapFailure::NotAccepted)
         error.code = static_cast<int>(ImapFailure::SignInRefused);
     return error;

@@ -82,13 +82,17 @@ TEST_F(ScriptedImap, ARefusedSignInIsToldFromAServerThatIsBusy) {
                           {"a1 BAD what", ImapFailure::SignInRefused},
                           {"a1 NO [UNAVAILABLE] Temporary authentication failure", ImapFailure::Temporary},
                           {"a1 NO [ALERT] Too many simultaneous connections. (Failure)", ImapFailure::Temporary},
+                          {"a1 NO [ALERT] Account exceeded command or bandwidth limits.", ImapFailure::Temporary},
+                          {"a1 NO [OVERQUOTA] (Failure)", ImapFailure::Temporary},
+                          {"a1 BAD Request is throttled. Suggested Backoff Time: 9000", ImapFailure::Temporary},
+                          {"* BYE Account exceeded bandwidth limits; go away", ImapFailure::Temporary},
                           {"* BYE go away", ImapFailure::HungUp}};
     for (const Case& c : cases)
         server_.script().say("* OK [CAPABILITY IMAP4rev1] hi").expect("a1 LOGIN").say(c.answer);
     for (const Case& c : cases) {
         const auto done = tryToOpen(password());
         EXPECT_EQ(failureOf(done), c.failure) << c.answer;
-        const std::string words = c.failure == ImapFailure::HungUp ? "go away" : "127.0.0.1";
+        const std::string words = std::string(c.answer).starts_with("* BYE") ? "go away" : "127.0.0.1";
         EXPECT_THAT(sentence(done), HasSubstr(words));
     }
 }
