@@ -20,16 +20,17 @@ namespace {
 // A change here is told soon, but not each of a row of them by itself.
 constexpr TimeInterval kQuiet = 1.5;
 constexpr TimeInterval kEverything = 5 * 60;
+constexpr TimeInterval kNoRoom = 3600;  // for what the server had no room
 constexpr TimeInterval kFirstDelay = 5, kThrottledDelay = 60, kLongestDelay = 30 * 60;
 
-// Trying again by itself would lock the account sooner than it would help.
+// Trying again by itself would lock the account sooner than it would help. A server that can't prove who it is gets no
+// password, so that asking it again does no harm: it may have been in the middle of a restart, or another answered in
+// its place, as networks do that want somebody to sign in first.
 bool needsPerson(const Error& error) {
     if (error.domain == kSignInErrorDomain) return error.code == static_cast<int>(SignInError::Refused);
     if (keychainError(error) == KeychainError::Missing || account_secrets::isNotSignedIn(error)) return true;
     if (error.domain != kImapErrorDomain) return false;
     switch (imapFailure(error)) {
-    case ImapFailure::TlsFailed:
-    case ImapFailure::NotTrusted:
     case ImapFailure::OpenPassword:
     case ImapFailure::SignInRefused: return true;
     default: return false;
@@ -108,8 +109,11 @@ void AccountSync::syncSoon(const SyncScope& scope) {
 void AccountSync::networkIsBack() {
     {
         const std::lock_guard hold(lock_);
-        if (status_.state == SyncStatus::State::Stopped || isThrottled_) return;
-        if (status_.state == SyncStatus::State::Waiting) status_.until = RunLoop::main().now();
+        if (status_.state == SyncStatus::State::Stopped) return;
+        if (status_.state == SyncStatus::State::Waiting) {
+            if (isThrottled_) return;
+            status_.until = RunLoop::main().now();
+        }
     }
     schedule(0);
 }
@@ -117,7 +121,7 @@ void AccountSync::networkIsBack() {
 void AccountSync::syncNow() {
     {
         const std::lock_guard hold(lock_);
-        wanted_.everything = true;
+        wanted_.everything = wanted_.asked = true;
         status_.state = SyncStatus::State::Idle;
         if (timer_) timer_->invalidate();
         timer_.reset();
@@ -166,16 +170,20 @@ void AccountSync::pass() {
     // It fell due by what was asked for before the failure.
     if (early > 0) return schedule(early);
     if (isOffline()) {
-        const std::lock_guard hold(lock_);
-        wanted_.add(scope);
-        status_.state = SyncStatus::State::Offline;
-        status_.text = "Offline.";
-        return;
+        {
+            const std::lock_guard hold(lock_);
+            wanted_.add(scope);
+        }
+        return setStatus(SyncStatus::State::Offline, "Offline.");
     }
     // From time to time at everything, and when nothing else was asked for.
     const double uptime = RunLoop::main().uptime();
     if (scope.isEmpty() || uptime - lastEverything_ >= kEverything) scope.everything = true;
     if (scope.everything) lastEverything_ = uptime;
+    if (scope.asked || uptime - noRoomSince_ >= kNoRoom) {
+        troubles_.noRoom.clear();
+        noRoomSince_ = uptime;
+    }
     try {
         if (auto done = runPass(scope); !done)
             failedWith(done.error(), scope);
@@ -187,6 +195,9 @@ void AccountSync::pass() {
                     "What is known of the server can't be kept: " + std::string(failure.what()),
                     {}},
                    scope);
+    } catch (const std::exception& exception) {
+        // Whatever it was, the account must not stand still for it.
+        failedWith({"Sync", 0, "The mail can't be brought into step: " + std::string(exception.what()), {}}, scope);
     }
 }
 
@@ -201,8 +212,7 @@ Result<void> AccountSync::runPass(const SyncScope& scope) {
                    .keeper = *keeper_,
                    .account = parts_.account,
                    .folder = parts_.folder,
-                   .refused = refused_,
-                   .alone = alone_,
+                   .troubles = troubles_,
                    .tellProgress =
                        [this](const SyncProgress& progress) {
                            {
@@ -287,6 +297,10 @@ SyncStatus AccountSync::status() const {
 void AccountSync::keepWatching() {
     if (!parts_.watchesInbox || (watch_ && watch_->isAlive())) return;
     if (line_ && !line_->has("IDLE")) return;
+    // One that has ended early is not begun again at once: some servers offer what they then refuse.
+    const double uptime = RunLoop::main().uptime();
+    if (watch_ && uptime - watchedSince_ < kEverything) return;
+    watchedSince_ = uptime;
     watch_.reset();
     watch_ = std::make_unique<InboxWatch>(parts_.server, parts_.secret, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->syncSoon({.there = {""}});

@@ -96,7 +96,9 @@ private:
     // Of the work's thread alone.
     int failures_ = 0;
     TimeInterval lastEverything_ = 0;  // on the clock of uptime()
-    std::set<std::string> refused_, alone_;
+    SyncTroubles troubles_;
+    TimeInterval noRoomSince_ = 0;   // on the clock of uptime()
+    TimeInterval watchedSince_ = 0;  // likewise
     std::unique_ptr<InboxWatch> watch_;
     std::unique_ptr<MailKeeper> keeper_;
     std::unique_ptr<MessageOpener> opener_;

@@ -42,6 +42,12 @@ void MailKeeper::leaveBegun(const std::string& name, BegunMessage begun) {
     if (kept.size == 0) begun_.erase(name);
 }
 
+std::uint64_t MailKeeper::begunSize(const std::string& name) {
+    const std::lock_guard hold(begunLock_);
+    const auto begun = begun_.find(name);
+    return begun == begun_.end() ? 0 : begun->second.size;
+}
+
 void MailKeeper::forgetBegun() {
     const std::lock_guard hold(begunLock_);
     for (const auto& [name, begun] : std::exchange(begun_, {}))

@@ -49,6 +49,7 @@ public:
     // By the name that the message will have. Whoever takes it has it alone; another begins anew.
     BegunMessage takeBegun(const std::string& name);
     void leaveBegun(const std::string& name, BegunMessage begun);
+    std::uint64_t begunSize(const std::string& name);
     void forgetBegun();  // with their files
 
     // Durable when it returns. Files of messages are gone then, kept or not. Throws DatabaseFailure.

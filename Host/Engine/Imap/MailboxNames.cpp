@@ -53,6 +53,8 @@ std::string pathOnServer(const std::string& serverName, const std::string& prefi
     return path;
 }
 
+std::string shownPath(const std::string& folder) { return folder.empty() ? "Inbox" : pathFromFolderName(folder); }
+
 bool staysHere(const std::string& folder) { return folder == kOutbox; }
 
 std::map<std::string, ImapMailboxName> foldersFor(const std::vector<ImapMailbox>& listed, const std::string& prefix,

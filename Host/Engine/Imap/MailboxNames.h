@@ -24,6 +24,8 @@ MirroredMailbox::Use useAtGmail(const ImapMailbox& mailbox);
 ImapMailboxName serverNameFor(const std::string& folder, const std::string& prefix, char delimiter);
 // As people read it, with "/" between the levels.
 std::string pathOnServer(const std::string& serverName, const std::string& prefix, char delimiter);
+// Of a folder here, as people read it.
+std::string shownPath(const std::string& folder);
 // Folders that stay here: messages that wait to be sent are nobody else's business.
 bool staysHere(const std::string& folder);
 

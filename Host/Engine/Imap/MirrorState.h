@@ -115,8 +115,17 @@ public:
     // over, and so are wishes: its file has come, and shows them.
     void change(std::int64_t mailbox, const std::vector<MirroredMessage>& put,
                 const std::vector<std::uint32_t>& forget);
-    // A message that is now known under another uid, of another mailbox perhaps.
-    void moveMessage(std::int64_t from, std::uint32_t uid, std::int64_t to, const MirroredMessage& there);
+    // What one command of the server's has done to messages of `from`: each is known under another uid in `to`, too,
+    // unless that is 0, and is no longer in `from`, unless it stays. All or nothing.
+    struct Moved {
+        std::uint32_t uid = 0;
+        MirroredMessage there;
+        bool stays = false;
+    };
+    void moveMessages(std::int64_t from, std::int64_t to, const std::vector<Moved>& messages);
+    // Of a move whose uids the server did not tell: the messages are no longer in `from`, which is looked at as a whole
+    // the next time, and are awaited in `folder`.
+    void moveUntold(std::int64_t from, const std::vector<MirroredMessage>& messages, const std::string& folder);
     // The server counts the mailbox anew, as `mailbox` says: its messages are now these. All or nothing.
     void countAnew(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages);
 

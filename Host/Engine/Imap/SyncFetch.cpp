@@ -7,11 +7,11 @@
 #include "Imap/ImapError.h"
 #include "Imap/LargeMessage.h"
 #include "Imap/MailKeeper.h"
+#include "Imap/MailboxNames.h"
 #include "Imap/MirroredName.h"
 #include "Imap/ServerFlags.h"
 #include "Imap/SyncPass.h"
 #include "Imap/WorkBehind.h"
-#include "Maildir/FolderName.h"
 
 namespace qs {
 
@@ -20,6 +20,9 @@ namespace {
 // The first batch is small, so that something is to be seen at once.
 constexpr std::size_t kFirstBatch = 50, kBatch = 1000, kFaster = 20;
 constexpr std::size_t kBatchBytes = 16 << 20;
+constexpr int kMostRefused = 10;  // in a row
+// Connections that break over a message: then it comes alone, then it stays there.
+constexpr int kCutsTogether = 2, kCutsAlone = 5;
 
 bool isNonsense(const Error& error) {
     return error.domain == kImapErrorDomain && imapFailure(error) == ImapFailure::Malformed;
@@ -39,19 +42,24 @@ Result<void> SyncPass::fetch(Work& work, std::size_t most) {
     if (!work.isPulled) return {};
     if (auto kept = keepCopies(work); !kept) return kept;
     takeWishedForFirst(work);
-    if (!parts_.alone.empty())
+    if (!parts_.troubles.alone.empty())
         for (const std::uint32_t uid : work.arrived)
-            if (parts_.alone.contains(mirroredName(work.mailbox, uid))) work.large.insert(uid);
+            if (parts_.troubles.alone.contains(mirroredName(work.mailbox, uid))) work.large.insert(uid);
     WorkBehind behind;
     std::size_t wanted = kFirstBatch;
+    int refusedInARow = 0;
     while (!work.arrived.empty() && most > 0 && behind.isWell()) {
         if (auto done = selected(work.mailbox); !done) return done;
         const auto count = withoutLarge(work, std::min(wanted, most));
         if (!count) return failed(count);
         if (*count == 0) break;
+        const std::size_t left = work.left.size();
         const auto settled = fetchBatch(work, *count, behind);
         if (!settled) return failed(settled);
         most -= *settled;
+        if (*settled > 0) refusedInARow = work.left.size() - left == *settled ? refusedInARow + 1 : 0;
+        // It has trouble with the mailbox, not with each of its messages.
+        if (refusedInARow >= kMostRefused) break;
         // One of them is refused, and with it the others: it is come at by halves.
         const bool isRefused = *settled < *count;
         wanted = isRefused ? std::max<std::size_t>(1, (*count - *settled) / 2) : std::min(kBatch, wanted * kFaster);
@@ -98,12 +106,11 @@ bool SyncPass::isRefusal(const Error& error) const {
 void SyncPass::leaveOut(Work& work, std::uint32_t uid, const Result<void>& asked) {
     work.left.insert(uid);
     if (asked && !work.leftBefore.contains(uid)) return;
-    if (!parts_.refused.insert(mirroredName(work.mailbox, uid)).second) return;
-    const std::string folder = work.mailbox.folder.empty() ? "Inbox" : pathFromFolderName(work.mailbox.folder);
+    if (!parts_.troubles.refused.insert(mirroredName(work.mailbox, uid)).second) return;
     parts_.tellPerson(stringWithFormat(
         "A message in “%@” can't be fetched from the server. It is tried again when the program starts the next "
         "time. %@",
-        {folder, asked ? "The server leaves it out." : asked.error().description}));
+        {shownPath(work.mailbox.folder), asked ? "The server leaves it out." : asked.error().description}));
 }
 
 Result<std::size_t> SyncPass::withoutLarge(Work& work, std::size_t most) {
@@ -128,8 +135,11 @@ Result<std::size_t> SyncPass::withoutLarge(Work& work, std::size_t most) {
 }
 
 Result<void> SyncPass::fetchLargeOne(Work& work, std::uint32_t uid) {
-    auto message = fetchOne(parts_.line, uid, parts_.keeper, mirroredName(work.mailbox, uid));
+    const std::string name = mirroredName(work.mailbox, uid);
+    const std::uint64_t before = parts_.keeper.begunSize(name);
+    auto message = fetchOne(parts_.line, uid, parts_.keeper, name);
     if (message && *message) {
+        parts_.troubles.cut.erase(name);
         if (auto kept = parts_.keeper.keep(work.mailbox, {std::move(**message)}); !kept) return kept;
         tellProgress(1);
     } else if (message || isRefusal(message.error())) {
@@ -139,7 +149,10 @@ Result<void> SyncPass::fetchLargeOne(Work& work, std::uint32_t uid) {
         work.left.insert(uid);
         if (!work.leftBefore.contains(uid)) parts_.tellPerson(message.error().description + " It stays at the server.");
     } else {
-        if (isNonsense(message.error())) leaveOut(work, uid, failed(message));
+        // As long as more of it comes each time, the line is bad and not the message.
+        if (parts_.keeper.begunSize(name) > before) parts_.troubles.cut.erase(name);
+        if (isNonsense(message.error()) || isCutOver(name, message.error(), kCutsAlone))
+            leaveOut(work, uid, failed(message));
         return failed(message);
     }
     std::erase(work.arrived, uid);
@@ -169,9 +182,20 @@ Result<std::size_t> SyncPass::fetchBatch(Work& work, std::size_t count, WorkBehi
     keepBehind(work, std::move(batch), behind);
     if (!done && !isRefusal(done.error())) {
         // It may be larger than the server says, or garbled: alone it comes in pieces, and is found out.
+        std::set<std::string> missing;
+        std::uint32_t next = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::uint32_t uid = work.arrived[i];
+            if (came.contains(uid)) continue;
+            missing.insert(mirroredName(work.mailbox, uid));
+            if (next == 0 || uid < next) next = uid;
+        }
+        // Or the server itself can't cope with it. They mostly come in the order of their uids.
+        const std::string name = next == 0 ? "" : mirroredName(work.mailbox, next);
         if (isNonsense(done.error()))
-            for (std::size_t i = 0; i < count; ++i)
-                if (!came.contains(work.arrived[i])) parts_.alone.insert(mirroredName(work.mailbox, work.arrived[i]));
+            parts_.troubles.alone.merge(missing);
+        else if (next != 0 && isCutOver(name, done.error(), kCutsTogether))
+            parts_.troubles.alone.insert(name);
         return failed(done);
     }
     const auto begin = work.arrived.begin(), end = begin + static_cast<std::ptrdiff_t>(count);

@@ -19,6 +19,7 @@ namespace {
 constexpr std::size_t kWorthListing = 20;
 // The first batch is small, so that something is to be seen at once.
 constexpr std::size_t kFirstBatch = 200, kBatch = 2500;
+constexpr int kMostCuts = 4;  // connections that break over a list
 
 struct Header {
     std::string name, text;
@@ -61,7 +62,17 @@ Result<void> SyncPass::list(Work& work) {
     std::erase_if(present, [&](const auto& entry) { return listed_->at(entry.first).flags == entry.second; });
     if (!present.empty() || !gone.empty()) parts_.library.changeListed(parts_.account, present, gone);
     if (missing.size() < kWorthListing) return {};
-    return listHeaders(work, missing);
+    // A header over which the server falls each time must not keep the messages back.
+    const std::string trouble = "/" + work.mailbox.folder;
+    if (const auto cut = parts_.troubles.cut.find(trouble);
+        cut != parts_.troubles.cut.end() && cut->second >= kMostCuts)
+        return {};
+    auto done = listHeaders(work, missing);
+    if (done)
+        parts_.troubles.cut.erase(trouble);
+    else
+        (void)isCutOver(trouble, done.error(), kMostCuts);
+    return done;
 }
 
 Result<void> SyncPass::listHeaders(const Work& work, const std::vector<std::uint32_t>& uids) {

@@ -90,6 +90,9 @@ Result<void> SyncPass::takeMailboxes() {
         if (found != folders.end() && found->second.wire() == kept.serverName) continue;
         // The person has just renamed or removed it: the next pass takes that up.
         if (!isAsBefore(kept)) continue;
+        const auto isGone = isGoneIndeed(kept);
+        if (!isGone) return failed(isGone);
+        if (!*isGone) continue;
         dropMailbox(kept);
         isTreeChanged = true;
     }
@@ -197,6 +200,15 @@ void SyncPass::forgetListed(const MirroredMailbox& mailbox) {
     parts_.state.forgetWishes(wished);
 }
 
+// A list may leave out what the server has trouble with for a moment.
+Result<bool> SyncPass::isGoneIndeed(const MirroredMailbox& mailbox) {
+    const auto status = parts_.line.status(ImapMailboxName::fromWire(mailbox.serverName));
+    if (!status && (!parts_.line.isOpen() || status.error().domain != kImapErrorDomain)) return failed(status);
+    if (!status && !isForNow(status.error())) return true;
+    logWarning("the server's list leaves out the mailbox “" + mailbox.folder + "” of " + parts_.account);
+    return false;
+}
+
 void SyncPass::dropMailbox(const MirroredMailbox& mailbox) {
     if (!isStill(mailbox)) return;
     logInfo("the mailbox “" + mailbox.folder + "” of " + parts_.account + " is gone at the server");
@@ -237,9 +249,9 @@ Result<void> SyncPass::createMissing() {
         if (!Maildir(pathOf(parts_.folder, folder), parts_.files).exists()) continue;  // renamed by now
         if (auto made = ensureMailbox(folder); !made) {
             if (auto still = goOnAfter(made.error(), folder); !still) return still;
-            if (!isForNow(made.error()) && parts_.refused.insert("/" + folder).second)
-                parts_.tellPerson("The mailbox “" + pathFromFolderName(folder) +
-                                  "” can't be made at the server. It stays here. " + made.error().description);
+            if (!isForNow(made.error()))
+                tellOnce("/" + folder, "The mailbox “" + pathFromFolderName(folder) +
+                                           "” can't be made at the server. It stays here. " + made.error().description);
         }
     }
     return {};

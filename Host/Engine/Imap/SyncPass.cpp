@@ -26,6 +26,7 @@ void SyncScope::add(const SyncScope& other) {
     there.insert(other.there.begin(), other.there.end());
     everything = everything || other.everything;
     mailboxes = mailboxes || other.mailboxes;
+    asked = asked || other.asked;
 }
 
 Result<void> SyncPass::pullAll(const SyncScope& scope) {
@@ -78,11 +79,32 @@ Result<void> SyncPass::run(const SyncScope& asked) {
     // A change there mostly shows in other mailboxes as well.
     if (wasGmail != isGmail() || (isGmail() && !scope.there.empty())) scope.everything = true;
     if (auto pulled = pullAll(scope); !pulled) return pulled;
-    if (auto done = pushLabels(); !done) return done;
+    // A server that takes nothing for now may give out all the same.
+    const auto pushed = pushAll();
+    if (!pushed && !(isForNow(pushed.error()) && parts_.line.isOpen())) return pushed;
+    if (auto pulled = pullOnceMore(); !pulled) return pulled;
+    if (auto done = fetchAll(); !done) return done;
+    if (!pushed) return pushed;
+    if (auto done = removeAllThere(); !done) return done;
+    forgetSettledRemovals();
+    parts_.keeper.forgetBegun();  // nobody waits for the rest of these
+    if (isGmail() && scope.everything) parts_.state.forgetGoneGmail();
+    return {};
+}
+
+Result<void> SyncPass::pushAll() {
+    isPushing_ = true;
+    auto done = pushLabels();
     for (const auto step : {&SyncPass::push, &SyncPass::upload})
         for (auto& [folder, work] : works_)
-            if (auto done = (this->*step)(work); !done)
-                if (auto still = goOnAfter(done.error(), folder); !still) return still;
+            if (done)
+                if (done = (this->*step)(work); !done) done = goOnAfter(done.error(), folder);
+    isPushing_ = false;
+    busyInARow_ = 0;
+    return done;
+}
+
+Result<void> SyncPass::pullOnceMore() {
     for (const std::string& folder : pullAgain_) {
         Work& work = works_[folder];
         if (const auto mailbox = parts_.state.mailboxOfFolder(folder)) work.mailbox = *mailbox;
@@ -90,11 +112,6 @@ Result<void> SyncPass::run(const SyncScope& asked) {
         if (auto done = pull(work, true); !done)
             if (auto still = goOnAfter(done.error(), folder); !still) return still;
     }
-    if (auto done = fetchAll(); !done) return done;
-    if (auto done = removeAllThere(); !done) return done;
-    forgetSettledRemovals();
-    parts_.keeper.forgetBegun();  // nobody waits for the rest of these
-    if (isGmail() && scope.everything) parts_.state.forgetGoneGmail();
     return {};
 }
 
@@ -103,7 +120,10 @@ bool SyncPass::isForNow(const Error& error) {
 }
 
 Result<void> SyncPass::goOnAfter(const Error& error, const std::string& what) {
-    const bool isBusy = isForNow(error) && ++busyInARow_ >= kMostBusy;
+    // Of what was to be put there, these concern that alone.
+    const auto code = imapResponseCode(error);
+    const bool isOfOne = isPushing_ && (code == "LIMIT" || code == "INUSE" || code == "SERVERBUG");
+    const bool isBusy = isForNow(error) && !isOfOne && ++busyInARow_ >= kMostBusy;
     const bool isAnswer = error.domain == kImapErrorDomain && parts_.line.isOpen() && !isBusy;
     // Renamed or removed here since the pass began; the next one takes that up.
     const bool isElsewhere = error.domain == kMailLibraryErrorDomain && error.code == kMailLibraryNotFound;
@@ -111,6 +131,17 @@ Result<void> SyncPass::goOnAfter(const Error& error, const std::string& what) {
     logWarning("the mailbox “" + what + "” of " + parts_.account + ": " + error.description);
     selected_.clear();
     return {};
+}
+
+bool SyncPass::isCutOver(const std::string& name, const Error& error, int most) {
+    if (parts_.line.isOpen() || error.domain != kImapErrorDomain) return false;
+    const ImapFailure failure = imapFailure(error);
+    if (failure != ImapFailure::HungUp && failure != ImapFailure::TimedOut) return false;
+    return ++parts_.troubles.cut[name] >= most;
+}
+
+void SyncPass::tellOnce(const std::string& what, const std::string& sentence) {
+    if (parts_.troubles.told.insert(what).second) parts_.tellPerson(sentence);
 }
 
 Result<void> SyncPass::selected(const MirroredMailbox& mailbox) {

@@ -7,8 +7,8 @@
 // says so, under names made of the server's own numbers, so that they are recognised, too.
 //
 // Its parts: SyncPass.cpp the order, SyncMailboxes.cpp the list of mailboxes, SyncRenames.cpp and SyncRemovals.cpp what
-// the person did to mailboxes themselves, SyncPull.cpp, SyncList.cpp, SyncPush.cpp and SyncFetch.cpp one mailbox,
-// SyncGmail.cpp what is different at Gmail, SyncLabels.cpp the labels there.
+// the person did to mailboxes themselves, SyncPull.cpp, SyncList.cpp, SyncPush.cpp, SyncMoves.cpp and SyncFetch.cpp one
+// mailbox, SyncGmail.cpp what is different at Gmail, SyncLabels.cpp the labels there.
 // Blocking; for one thread.
 #pragma once
 
@@ -40,11 +40,22 @@ struct SyncProgress {
     std::size_t done = 0, total = 0;  // messages to be fetched
 };
 
+// What the server had trouble with, for as long as the program runs and the person does not ask. By names of messages.
+struct SyncTroubles {
+    std::set<std::string> refused;   // not tried again
+    std::set<std::string> alone;     // come one by one, since a batch of them came to nothing
+    std::set<std::string> later;     // not taken for now: others go first
+    std::set<std::string> noRoom;    // not tried again for a while
+    std::map<std::string, int> cut;  // how often the connection broke over them, in a row
+    std::set<std::string> told;      // what the person knows already
+};
+
 // Folders in which something is known to have changed, here or at the server; or all of them, whatever is known.
 struct SyncScope {
     std::set<std::string> here, there;
     bool everything = false;
     bool mailboxes = false;  // the list of mailboxes itself was changed here
+    bool asked = false;      // by the person
 
     bool isEmpty() const { return here.empty() && there.empty() && !everything && !mailboxes; }
     void add(const SyncScope& other);
@@ -58,11 +69,7 @@ struct SyncParts {
     MailKeeper& keeper;
     std::string account;
     std::filesystem::path folder;  // of the account's mail
-    // By the server: names of messages, which are not tried again, and "/" with folders, of which the person was told.
-    // For as long as the program runs.
-    std::set<std::string>& refused;
-    // Names of messages that come one by one, since a batch of them made no sense. For as long as the program runs.
-    std::set<std::string>& alone;
+    SyncTroubles& troubles;
     std::function<void(const SyncProgress&)> tellProgress;
     std::function<void(const std::string& sentence)> tellPerson;  // what a person should know
 };
@@ -98,6 +105,8 @@ private:
     Result<bool> hasMessagesOf(const MirroredMailbox& mailbox, const ImapMailboxName& name);
     Result<void> takeRenamed(std::map<std::string, ImapMailboxName>& folders);
     void forgetListed(const MirroredMailbox& mailbox);
+    // Of one that is not on the list.
+    Result<bool> isGoneIndeed(const MirroredMailbox& mailbox);
     void dropMailbox(const MirroredMailbox& mailbox);
     void takeUses(const std::vector<ImapMailbox>& listed);
     Result<void> createMissing();
@@ -122,10 +131,15 @@ private:
 
     // What the server did
     Result<void> pullAll(const SyncScope& scope);
+    Result<void> pushAll();
+    Result<void> pullOnceMore();
     Result<void> fetchAll();
     Result<void> pull(Work& work, bool isLikelyChanged);
     Result<bool> isUnchanged(const MirroredMailbox& mailbox);
     Result<ServerView> look(Work& work, const std::vector<MirroredMessage>& known, const ImapSelection& selection);
+    // Of what a view does not have, what is there no more.
+    Result<void> noteMissing(const Work& work, const std::vector<MirroredMessage>& known,
+                             const ImapSelection& selection, ServerView& view);
     Result<void> apply(const MirroredMailbox& mailbox, const PullPlan& plan);
     // Those of the new messages that are here already are bound to their files and taken off the list.
     Result<void> recognise(Work& work, const std::map<std::uint32_t, int>& flags);
@@ -159,10 +173,20 @@ private:
     Result<void> pushFlags(const MirroredMailbox& mailbox, const PushPlan& plan);
     Result<void> moveThere(const MirroredMailbox& mailbox, const std::string& folder,
                            const std::vector<MirroredMessage>& messages);
+    Result<void> moveSome(const MirroredMailbox& mailbox, const MirroredMailbox& target,
+                          const std::vector<MirroredMessage>& messages);
+    // At Gmail
+    void pullOthersThatShow(const MirroredMailbox& mailbox, const MirroredMailbox& target, std::uint32_t uid);
+    // The server did not tell the uids of what it has moved or copied.
+    void noteUntold(const MirroredMailbox& mailbox, const MirroredMailbox& target,
+                    const std::vector<MirroredMessage>& messages, const ImapCopied& copied, bool moves);
+    void endUntold(const Work& work);
     std::vector<MirroredMessage> withoutMarked(const std::vector<MirroredMessage>& messages);
     Result<void> expungeThere(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages);
     Result<void> upload(Work& work);
     Result<void> uploadOne(const MirroredMailbox& mailbox, const std::string& name);
+    bool mayUpload(const std::string& name) const;
+    void noteRefusedUpload(const MirroredMailbox& mailbox, const std::string& name, const Error& error);
     Whereabouts whereabouts(const std::string& name);
 
     // The messages
@@ -211,6 +235,9 @@ private:
     // server refuses several in a row for a while, it is the server that wants to be left alone.
     Result<void> goOnAfter(const Error& error, const std::string& what);
     static bool isForNow(const Error& error);  // the server may do it later
+    // Notes that the connection broke over that message. Whether it did so too often.
+    bool isCutOver(const std::string& name, const Error& error, int most);
+    void tellOnce(const std::string& what, const std::string& sentence);
     void forgetSettledRemovals();
 
     SyncParts parts_;
@@ -220,10 +247,16 @@ private:
     std::string prefix_;
     char delimiter_ = 0;
     bool areMailboxesTaken_ = false;
-    std::set<std::string> pullAgain_;       // folders whose new uids the server did not tell
+    std::set<std::string> pullAgain_;  // folders whose new uids the server did not tell
+    struct Untold {
+        std::set<std::string> names;     // of messages that were moved or copied there
+        std::set<std::uint32_t> others;  // that had come before
+    };
+    std::map<std::string, Untold> untold_;  // by folder
     std::set<std::string> goneWhileMoved_;  // names
     std::set<std::int64_t> renamesLater_;   // mailboxes that the server does not rename just now
     int busyInARow_ = 0;
+    bool isPushing_ = false;
     std::optional<std::map<std::string, MailLibrary::Listed>> listed_;
     SyncProgress progress_;
 };

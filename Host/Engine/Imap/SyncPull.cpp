@@ -68,6 +68,9 @@ Result<void> SyncPass::pull(Work& work, bool isLikelyChanged) {
     if (!selection) return failed(selection);
     selected_ = mailbox.serverName;
     mailbox.keptFlags = keptFlags(*selection);
+    if (selection->uidValidity == 0 && mailbox.uidValidity != 0)
+        return failure(std::string(kImapErrorDomain), static_cast<int>(ImapFailure::Refused),
+                       "The server does not tell how it counts the messages.");
     auto known = parts_.state.messages(mailbox.number);
     if (selection->uidValidity != mailbox.uidValidity) {
         if (mailbox.uidValidity != 0)
@@ -132,6 +135,12 @@ Result<ServerView> SyncPass::look(Work& work, const std::vector<MirroredMessage>
             return view;
         }
         if (auto done = parts_.line.fetch(ImapUidSet::all(), {.gmail = isGmail()}, each); !done) return failed(done);
+        if (view.flags.size() < selection.messages) {
+            // What an answer leaves out need not be gone.
+            view.isComplete = false;
+            if (auto noted = noteMissing(work, known, selection, view); !noted) return failed(noted);
+            return view;
+        }
         noteGmailGone(work.mailbox, nullptr, view);
         return view;
     }
@@ -142,19 +151,33 @@ Result<ServerView> SyncPass::look(Work& work, const std::vector<MirroredMessage>
     } else {
         if (auto done = parts_.line.fetch(ImapUidSet::all(), {.gmail = isGmail(), .changedSince = since}, each); !done)
             return failed(done);
-        const auto present = parts_.line.search({});
-        if (!present) return failed(present);
-        for (const MirroredMessage& message : known)
-            if (!present->contains(message.uid)) view.vanished.add(message.uid);
-        for (const std::uint32_t uid : work.leftBefore)
-            if (!present->contains(uid)) view.vanished.add(uid);
-        noteGmailGone(work.mailbox, &*present, view);
+        if (auto noted = noteMissing(work, known, selection, view); !noted) return failed(noted);
     }
     // Whatever is new changed, too. Should a server see that differently, nothing new may be missed.
     if (selection.uidNext > work.mailbox.uidNext)
         if (auto done = parts_.line.fetch(ImapUidSet::from(work.mailbox.uidNext), {.gmail = isGmail()}, each); !done)
             return failed(done);
     return view;
+}
+
+Result<void> SyncPass::noteMissing(const Work& work, const std::vector<MirroredMessage>& known,
+                                   const ImapSelection& selection, ServerView& view) {
+    auto present = parts_.line.search({});
+    if (!present) return failed(present);
+    // Fewer than there are: a search is no more to be believed than a look, and only what both leave out is gone.
+    if (present->count() < selection.messages) {
+        const auto seen = parts_.line.fetch(ImapUidSet::all(), {.gmail = isGmail()},
+                                            [&](const ImapMessage& message) { note(view, message); });
+        if (!seen) return failed(seen);
+        for (const auto& [uid, flags] : view.flags)
+            present->add(uid);
+    }
+    for (const MirroredMessage& message : known)
+        if (!present->contains(message.uid)) view.vanished.add(message.uid);
+    for (const std::uint32_t uid : work.leftBefore)
+        if (!present->contains(uid)) view.vanished.add(uid);
+    noteGmailGone(work.mailbox, &*present, view);
+    return {};
 }
 
 Result<void> SyncPass::apply(const MirroredMailbox& mailbox, const PullPlan& plan) {
@@ -221,6 +244,7 @@ Result<void> SyncPass::recognise(Work& work, const std::map<std::uint32_t, int>&
     else
         parts_.state.change(mailbox.number, bound, {});
     work.before.reset();
+    endUntold(work);
     endDoubtfulUploads(mailbox);
     return {};
 }
@@ -356,7 +380,7 @@ void SyncPass::takeUpUnfetched(Work& work, const ServerView& view) {
 
 void SyncPass::leaveOutRefused(Work& work) {
     std::erase_if(work.arrived, [&](std::uint32_t uid) {
-        const bool isRefused = parts_.refused.contains(mirroredName(work.mailbox, uid));
+        const bool isRefused = parts_.troubles.refused.contains(mirroredName(work.mailbox, uid));
         if (isRefused) work.left.insert(uid);
         return isRefused;
     });

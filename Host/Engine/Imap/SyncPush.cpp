@@ -8,20 +8,18 @@
 #include "Imap/ServerFlags.h"
 #include "Imap/SyncPass.h"
 #include "MailLibrary.h"
-#include "Maildir/FolderName.h"
 #include "Maildir/MaildirName.h"
 
 namespace qs {
 
 namespace {
 
-const int kDeleted = packedFromServer({"\\Deleted"});
+constexpr int kMostCuts = 4;  // connections that break over one message
 
-ImapUidSet setOf(const std::vector<MirroredMessage>& messages) {
-    ImapUidSet uids;
-    for (const MirroredMessage& message : messages)
-        uids.add(message.uid);
-    return uids;
+// Another client has removed it meanwhile: the next pass makes it again, as something is in it.
+bool isMailboxMissing(const Error& error) {
+    const auto code = imapResponseCode(error);
+    return code == "TRYCREATE" || code == "NONEXISTENT";
 }
 
 }  // namespace
@@ -76,9 +74,8 @@ bool SyncPass::hasSomethingToPush(const MirroredMailbox& mailbox) {
     const auto accepted = acceptedIn(mailbox.folder);
     return !plan->flagsThere.empty() || !plan->moves.empty() || !withoutMarked(plan->expunge).empty() ||
            !plan->fetchAgain.empty() ||
-           std::any_of(plan->onlyHere.begin(), plan->onlyHere.end(), [&](const std::string& name) {
-               return !parts_.refused.contains(name) && !accepted.contains(name);
-           });
+           std::any_of(plan->onlyHere.begin(), plan->onlyHere.end(),
+                       [&](const std::string& name) { return mayUpload(name) && !accepted.contains(name); });
 }
 
 Result<void> SyncPass::push(Work& work) {
@@ -91,8 +88,14 @@ Result<void> SyncPass::push(Work& work) {
         return done ? done : goOnAfter(done.error(), work.mailbox.folder);
     };
     if (auto done = pushFlags(work.mailbox, *plan); !done) return done;
-    for (const auto& [folder, messages] : plan->moves)
-        if (auto done = orGoOn(moveThere(work.mailbox, folder, messages)); !done) return done;
+    for (const auto& [folder, messages] : plan->moves) {
+        const auto moved = moveThere(work.mailbox, folder, messages);
+        if (auto done = orGoOn(moved); !done) return done;
+        if (!moved && moved.error().domain == kImapErrorDomain && !isForNow(moved.error()))
+            tellOnce("/" + work.mailbox.folder + "/" + folder, "Messages that were moved to “" + shownPath(folder) +
+                                                                   "” can't be moved there at the server. " +
+                                                                   moved.error().description);
+    }
     if (work.mailbox.order == MirroredMailbox::Order::Remove) return {};  // the rest goes with it
     if (const auto messages = withoutMarked(plan->expunge); !messages.empty())
         if (auto done = orGoOn(eraseThere(work.mailbox, messages)); !done) return done;
@@ -121,7 +124,9 @@ Result<void> SyncPass::pushFlags(const MirroredMailbox& mailbox, const PushPlan&
         const auto& [set, clear] = bits;
         auto stored = parts_.line.store(uids, ImapChange::Add, serverFlags(set));
         if (stored) stored = parts_.line.store(uids, ImapChange::Remove, serverFlags(clear));
-        if (!stored) {
+        if (stored) {
+            busyInARow_ = 0;
+        } else {
             if (auto still = goOnAfter(stored.error(), mailbox.folder); !still) return still;
             continue;
         }
@@ -129,97 +134,6 @@ Result<void> SyncPass::pushFlags(const MirroredMailbox& mailbox, const PushPlan&
             if (uids.contains(message.uid)) agreed.push_back(message);
     }
     parts_.state.change(mailbox.number, agreed, {});
-    return {};
-}
-
-// By MOVE, else by a copy that the server has confirmed; what it has not confirmed is looked for before anything goes.
-Result<void> SyncPass::moveThere(const MirroredMailbox& mailbox, const std::string& folder,
-                                 const std::vector<MirroredMessage>& all) {
-    const auto target = ensureMailbox(folder);
-    if (!target) return failed(target);
-    // What was copied, and can't be told from others there, would be copied again and again.
-    std::vector<MirroredMessage> messages(all);
-    const auto accepted = acceptedIn(folder);
-    std::erase_if(messages, [&](const MirroredMessage& message) { return accepted.contains(message.name); });
-    if (messages.empty()) return {};
-    if (auto done = selected(mailbox); !done) return done;
-    const bool moves = parts_.line.has("MOVE");
-    const auto name = ImapMailboxName::fromWire(target->serverName);
-    const auto copied = moves ? parts_.line.move(setOf(messages), name) : parts_.line.copy(setOf(messages), name);
-    if (!copied) return failed(copied);
-    // A mailbox of which nothing is known yet is taken up as a whole, which finds them.
-    const bool isTold = copied->uidValidity != 0 && copied->uidValidity == target->uidValidity;
-    std::map<std::uint32_t, const MirroredMessage*> byUid;
-    std::vector<std::string> names;
-    for (const MirroredMessage& message : messages) {
-        byUid[message.uid] = &message;
-        names.push_back(message.name);
-    }
-    std::vector<MirroredMessage> confirmed;
-    for (std::size_t i = 0; isTold && i < std::min(copied->source.size(), copied->target.size()); ++i) {
-        const auto found = byUid.find(copied->source[i]);
-        if (found == byUid.end()) continue;
-        // At Gmail it may have been shown elsewhere, too, and is no more.
-        for (const auto& place : parts_.state.gmailPlaces(parts_.state.gmailNumber(mailbox.number, found->first)))
-            if (const auto other = parts_.state.mailboxNumbered(place.mailbox);
-                other && other->number != mailbox.number && other->number != target->number)
-                pullAgain_.insert(other->folder);
-        const MirroredMessage there{copied->target[i], found->second->name, found->second->flags};
-        confirmed.push_back(*found->second);
-        // At Gmail it may have been in the target already, under another name.
-        if (isGmail() && parts_.state.knows(target->number, there.uid)) {
-            parts_.state.change(mailbox.number, {}, {found->first});
-            parts_.state.forgetGmailNumbers(mailbox.number, {found->first});
-            if (const auto box = boxOf(folder))
-                if (auto dropped = parts_.library.dropMirrored(*box, {there.name}); !dropped) return dropped;
-            continue;
-        }
-        if (moves)
-            parts_.state.moveMessage(mailbox.number, found->first, target->number, there);
-        else
-            parts_.state.change(target->number, {there}, {});
-    }
-    if (!isTold) {
-        pullAgain_.insert(folder);
-        parts_.state.acceptUploads(folder, names);
-    }
-    if (!isTold && moves) {
-        std::vector<std::uint32_t> gone;
-        for (const MirroredMessage& message : messages)
-            gone.push_back(message.uid);
-        lookAtAllOf(works_[mailbox.folder].mailbox);
-        parts_.state.change(mailbox.number, {}, gone);
-    }
-    if (!moves && !confirmed.empty()) return expungeThere(mailbox, confirmed);
-    return {};
-}
-
-// Where nothing can be expunged, they stay as they are.
-std::vector<MirroredMessage> SyncPass::withoutMarked(const std::vector<MirroredMessage>& messages) {
-    std::vector<MirroredMessage> rest(messages);
-    if (!parts_.line.has("UIDPLUS"))
-        std::erase_if(rest, [](const MirroredMessage& each) { return (each.flags & kDeleted) != 0; });
-    return rest;
-}
-
-Result<void> SyncPass::expungeThere(const MirroredMailbox& mailbox, const std::vector<MirroredMessage>& messages) {
-    if (auto done = selected(mailbox); !done) return done;
-    const ImapUidSet uids = setOf(messages);
-    if (auto stored = parts_.line.store(uids, ImapChange::Add, {"\\Deleted"}); !stored) return failed(stored);
-    const auto expunged = parts_.line.expunge(uids);
-    // Without UIDPLUS they stay there, marked: a bare EXPUNGE would take what others have marked as well.
-    if (!expunged && imapFailure(expunged.error()) == ImapFailure::NotOffered) {
-        std::vector<MirroredMessage> marked(messages);
-        for (MirroredMessage& message : marked)
-            message.flags |= kDeleted;
-        parts_.state.change(mailbox.number, marked, {});
-        return {};
-    }
-    if (!expunged) return expunged;
-    std::vector<std::uint32_t> gone;
-    for (const MirroredMessage& message : messages)
-        gone.push_back(message.uid);
-    parts_.state.change(mailbox.number, {}, gone);
     return {};
 }
 
@@ -231,19 +145,41 @@ Result<void> SyncPass::upload(Work& work) {
     const auto plan = planFor(mailbox);
     if (!plan) return failed(plan);
     const auto accepted = acceptedIn(mailbox.folder);
-    for (const std::string& name : plan->onlyHere) {
+    std::vector<std::string> names = plan->onlyHere;
+    // One that the server never takes must not stand before the others for ever.
+    auto& later = parts_.troubles.later;
+    std::stable_partition(names.begin(), names.end(), [&](const std::string& name) { return !later.contains(name); });
+    for (const std::string& name : names) {
         // It waits to be moved from there.
-        if (!parts_.state.mailboxesWith(name).empty() || parts_.refused.contains(name) || accepted.contains(name))
-            continue;
+        if (!parts_.state.mailboxesWith(name).empty() || !mayUpload(name) || accepted.contains(name)) continue;
         const auto settled = settleCopy(mailbox, name);
         if (!settled) return failed(settled);
         if (*settled) continue;
         if (auto done = uploadOne(mailbox, name); !done) {
             if (auto still = goOnAfter(done.error(), mailbox.folder); !still) return still;
-            if (isForNow(done.error())) return {};
+            if (isMailboxMissing(done.error())) return {};
+            if (!isForNow(done.error())) continue;
+            if (!later.insert(name).second) later.clear();  // all of them had their turn
+            return {};
         }
+        later.erase(name);
     }
     return {};
+}
+
+bool SyncPass::mayUpload(const std::string& name) const {
+    return !parts_.troubles.refused.contains(name) && !parts_.troubles.noRoom.contains(name);
+}
+
+void SyncPass::noteRefusedUpload(const MirroredMailbox& mailbox, const std::string& name, const Error& error) {
+    // Without an answer nobody knows whether it is there, and the next look at the mailbox tells. But one over which
+    // the server stumbles each time would keep everything else back.
+    if (!parts_.line.isOpen() && !isCutOver(name, error, kMostCuts)) return;
+    if (parts_.line.isOpen() && (isForNow(error) || isMailboxMissing(error))) return;
+    const bool isFull = imapResponseCode(error) == "OVERQUOTA";
+    (isFull ? parts_.troubles.noRoom : parts_.troubles.refused).insert(name);
+    tellOnce(name, "A message can't be put into “" + shownPath(mailbox.folder) + "” at the server. It stays here. " +
+                       error.description);
 }
 
 Result<void> SyncPass::uploadOne(const MirroredMailbox& mailbox, const std::string& name) {
@@ -252,22 +188,19 @@ Result<void> SyncPass::uploadOne(const MirroredMailbox& mailbox, const std::stri
     const auto size = header ? lengthOf(withNetworkLineEnds(sourceOf(file->content))) : failed(header);
     if (!size) return {};  // gone meanwhile, or nobody can read it, which the library tells
     const auto here = tree_.messagesIn(mailbox.folder);
-    const int flags = here && (*here)->contains(name) ? (*here)->at(name) : 0;
+    // Some refuse a message for a flag that they do not keep.
+    const int flags = here && (*here)->contains(name) ? (*here)->at(name) & mailbox.keptFlags : 0;
     parts_.state.beginUpload({mailbox.folder, name, headerDigest(*header), *size});
     const auto appended = parts_.line.append(ImapMailboxName::fromWire(mailbox.serverName),
                                              SizedSource(*size, withNetworkLineEnds(sourceOf(file->content))),
                                              serverFlags(flags), MaildirName::timeIn(name).value_or(file->modified));
     if (!appended) {
-        // Without an answer nobody knows whether it is there, and the next look at the mailbox tells.
-        if (!parts_.line.isOpen()) return failed(appended);
-        parts_.state.endUploads(mailbox.folder, {name});
-        if (!isForNow(appended.error())) {
-            parts_.refused.insert(name);
-            parts_.tellPerson("A message can't be put into “" + pathFromFolderName(mailbox.folder) +
-                              "” at the server. It stays here. " + appended.error().description);
-        }
+        if (parts_.line.isOpen()) parts_.state.endUploads(mailbox.folder, {name});
+        noteRefusedUpload(mailbox, name, appended.error());
         return failed(appended);
     }
+    busyInARow_ = 0;
+    parts_.troubles.cut.erase(name);
     if (goneWhileMoved_.contains(name))
         parts_.tellPerson("A message was deleted at the server while it was moved here. It was kept, and put back "
                           "there into the mailbox that it was moved to.");

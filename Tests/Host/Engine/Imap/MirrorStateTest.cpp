@@ -64,5 +64,31 @@ TEST(MirrorState, NamesOfRenamedMailboxesAndOfThoseAfterThemStayApart) {
     EXPECT_EQ(mirroredName(*state.mailboxOfFolder("A"), 5), mirroredName(second, 5));
 }
 
+TEST(MirrorState, WhatOneCommandHasMovedIsKeptAsAWholeOrNotAtAll) {
+    const TemporaryFolder folder;
+    const auto file = folder / "sync.sqlite";
+    MirrorState state(file, FileSystem::real());
+    const auto from = state.putMailbox({.folder = "", .serverName = "INBOX", .uidValidity = 1}),
+               to = state.putMailbox({.folder = "Archive", .serverName = "Archive", .uidValidity = 1});
+    const std::vector<MirroredMessage> messages{{.uid = 1, .name = "one"}, {.uid = 2, .name = "two"}};
+    state.change(from.number, messages, {});
+    const std::vector<MirrorState::Moved> moved{{.uid = 1, .there = {.uid = 7, .name = "one"}},
+                                                {.uid = 2, .there = {.uid = 8, .name = "two"}}};
+    const auto moves = [&] { state.moveMessages(from.number, to.number, moved); };
+    const auto movesUntold = [&] { state.moveUntold(from.number, messages, "Archive"); };
+    Database other(file, {});
+    other.runScript("CREATE TRIGGER full BEFORE DELETE ON messages WHEN old.name = 'two' "
+                    "BEGIN SELECT RAISE(ABORT, 'no room'); END");
+    EXPECT_THROW(moves(), DatabaseFailure);
+    EXPECT_THROW(movesUntold(), DatabaseFailure);
+    EXPECT_EQ(state.messages(from.number).size(), 2u);
+    EXPECT_TRUE(state.messages(to.number).empty());
+    EXPECT_TRUE(state.uploads("Archive").empty());
+    other.runScript("DROP TRIGGER full");
+    moves();
+    EXPECT_TRUE(state.messages(from.number).empty());
+    EXPECT_EQ(state.messages(to.number).size(), 2u);
+}
+
 }  // namespace
 }  // namespace qs
