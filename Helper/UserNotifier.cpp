@@ -9,6 +9,7 @@
 
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
+#include "MessageBus/BusConnection.h"
 #include "Text/Escapes.h"
 
 namespace qs {
@@ -38,7 +39,7 @@ class DesktopNotifier : public UserNotifier {
 public:
     void show(std::string_view title, std::string_view subtitle) override {
         try {
-            const auto bus = sdbus::createSessionBusConnection();
+            const auto bus = connectToSessionBus();
             showOn(*bus, plain(title), plain(subtitle));
         } catch (const sdbus::Error& error) {
             logDebug(stringWithFormat("No notification service answers: %@", {error.getMessage()}));

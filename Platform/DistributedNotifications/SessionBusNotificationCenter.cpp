@@ -10,6 +10,7 @@
 #include "Foundation/Log.h"
 #include "Foundation/PropertyList.h"
 #include "Foundation/RunLoop.h"
+#include "MessageBus/BusConnection.h"
 
 namespace qs {
 
@@ -27,7 +28,7 @@ public:
     // Throws sdbus::Error without a bus.
     explicit Listener(Handler handler)
         : handler_(std::move(handler)),
-          connection_(sdbus::createSessionBusConnection()),
+          connection_(connectToSessionBus()),
           object_(sdbus::createObject(*connection_, kPath)) {
         const std::string rule =
             std::string("type='signal',interface='") + kInterface + "',member='" + kMember + "',path='" + kPath + "'";

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "Foundation/RunLoop.h"
+#include "MessageBus/BusConnection.h"
 #include "Reachability/NetworkState.h"
 #include "Text/Ascii.h"
 
@@ -48,7 +49,7 @@ enum class Connectivity : unsigned { Unknown = 0, None = 1, Portal = 2, Limited 
 
 Connectivity askNetworkManager() {
     try {
-        const auto bus = sdbus::createSystemBusConnection();
+        const auto bus = connectToSystemBus();
         const auto manager =
             sdbus::createProxy(*bus, "org.freedesktop.NetworkManager", "/org/freedesktop/NetworkManager");
         sdbus::Variant state;

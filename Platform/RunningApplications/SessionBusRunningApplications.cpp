@@ -12,6 +12,7 @@
 #include "Adapters.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
+#include "MessageBus/BusConnection.h"
 #include "RunningApplications/RunningApplications.h"
 
 namespace qs {
@@ -26,7 +27,7 @@ tl::unexpected<Error> alreadyRunning(std::string_view identifier) {
 
 std::unique_ptr<sdbus::IConnection> sessionBus() {
     try {
-        return sdbus::createSessionBusConnection();
+        return connectToSessionBus();
     } catch (const sdbus::Error&) {
         return nullptr;
     }

@@ -3,12 +3,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
+#include "MessageBus/BusConnection.h"
 #include "StatusNotifier/StatusNotifierItem.h"
 
 namespace qs {
@@ -17,6 +19,7 @@ namespace {
 
 constexpr const char *kWatcher = "org.kde.StatusNotifierWatcher", *kWatcherPath = "/StatusNotifierWatcher";
 constexpr const char *kInterface = "org.kde.StatusNotifierItem", *kPath = "/StatusNotifierItem";
+constexpr std::chrono::seconds kPanelTime(25);   // it may be busy with the login
 constexpr const char* kNoMenu = "/NO_DBUSMENU";  // what panels take for an item without one
 
 using Pixmap = sdbus::Struct<std::int32_t, std::int32_t, std::vector<std::uint8_t>>;
@@ -51,7 +54,7 @@ public:
           pixmaps_(pixmapsOf(facts_.icon)),
           activated_(std::make_shared<std::function<void()>>(std::move(activated))),
           name_(newName()),
-          connection_(sdbus::createSessionBusConnection()),
+          connection_(connectToSessionBus()),
           object_(sdbus::createObject(*connection_, kPath)),
           watcher_(sdbus::createProxy(*connection_, kWatcher, kWatcherPath)) {
         addProperties();
@@ -128,6 +131,7 @@ private:
         try {
             watcher_->callMethodAsync("RegisterStatusNotifierItem")
                 .onInterface(kWatcher)
+                .withTimeout(kPanelTime)
                 .withArguments(name_)
                 .uponReplyInvoke([this](const sdbus::Error* error) {
                     isShown_ = error == nullptr;

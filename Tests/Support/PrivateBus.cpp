@@ -1,9 +1,12 @@
 #include "Support/PrivateBus.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -81,6 +84,36 @@ void PrivateBus::stop() {
     ::kill(daemon_, SIGTERM);
     ::waitpid(daemon_, nullptr, 0);
     daemon_ = -1;
+}
+
+SilentBus::SilentBus() : formerAddress_(environment("DBUS_SESSION_BUS_ADDRESS")) {
+    const std::string place = (folder_ / "socket").string();
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    place.copy(address.sun_path, sizeof address.sun_path - 1);
+    listener_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (::bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(listener_, 100) != 0)
+        throw std::runtime_error("no socket");
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + place).c_str(), 1);
+}
+
+SilentBus::~SilentBus() {
+    for (const int caller : callers_)
+        ::close(caller);
+    ::close(listener_);
+    setOrUnset("DBUS_SESSION_BUS_ADDRESS", formerAddress_);
+}
+
+SilentBus::Callers SilentBus::callers() {
+    for (int caller = 0; (caller = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;)
+        callers_.push_back(caller);
+    Callers counted;
+    for (const int caller : callers_) {
+        pollfd state{.fd = caller, .events = 0, .revents = 0};
+        ++(::poll(&state, 1, 0) > 0 && (state.revents & POLLHUP) ? counted.gone : counted.waiting);
+    }
+    return counted;
 }
 
 NoBus::NoBus()

@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <vector>
 
 #include "Support/TemporaryFolder.h"
 
@@ -25,6 +26,28 @@ private:
     TemporaryFolder folder_;
     std::string address_, formerAddress_;
     pid_t daemon_ = -1;
+};
+
+// The session bus takes connections while it lives, and never says a word.
+class SilentBus {
+public:
+    SilentBus();
+    ~SilentBus();  // hangs up
+    SilentBus(const SilentBus&) = delete;
+    SilentBus& operator=(const SilentBus&) = delete;
+
+    // How many still wait for an answer, and how many have hung up.
+    struct Callers {
+        int waiting = 0, gone = 0;
+        bool operator==(const Callers&) const = default;
+    };
+    Callers callers();
+
+private:
+    TemporaryFolder folder_;
+    std::string formerAddress_;
+    int listener_ = -1;
+    std::vector<int> callers_;
 };
 
 // No session bus can be found while it lives.
