@@ -33,8 +33,8 @@ void HtmlTreeBuilder::startTablePart(HtmlToken& token) {
     if (name != "col") push(made);
 }
 
-bool HtmlTreeBuilder::standsInTable() {
-    return foreign_ == 0 && isOneOf(current().text, {"table", "tbody", "thead", "tfoot", "tr", "colgroup"});
+bool HtmlTreeBuilder::standsInTable() const {
+    return foreign_ == 0 && isOneOf(open_.back().node->text, {"table", "tbody", "thead", "tfoot", "tr", "colgroup"});
 }
 
 // Into the current element; what may not stand loose in a table goes before it.
@@ -51,6 +51,28 @@ HtmlTreeNode& HtmlTreeBuilder::insert(HtmlTreeNode& node) {
 HtmlTreeNode* HtmlTreeBuilder::fosterPlace() const {
     const std::size_t table = findTable();
     return table == kNone || table == 0 || !open_[table].node->parent ? nullptr : open_[table].node;
+}
+
+std::size_t HtmlTreeBuilder::nextHolder() const {
+    const bool isPutBeforeTable = standsInTable() && fosterPlace();
+    return isPutBeforeTable ? open_[findTable()].holder : open_.size() - 1;
+}
+
+std::size_t HtmlTreeBuilder::findAround(std::string_view name, unsigned shield, std::string_view extraShield) const {
+    for (std::size_t i = nextHolder(); i > 0; i = open_[i].holder) {
+        const std::string_view other = open_[i].node->text;
+        if (other == name) return i;
+        if ((open_[i].traits & shield) || (!extraShield.empty() && other == extraShield)) return kNone;
+    }
+    return kNone;
+}
+
+// Whether a table is open inside the element, but holds not what comes next.
+bool HtmlTreeBuilder::leavesTable(std::size_t index) const {
+    std::size_t holders = 1;
+    for (std::size_t i = nextHolder(); i > index; i = open_[i].holder)
+        ++holders;
+    return holders < open_.size() - index;
 }
 
 // The table that a part belongs to; in a fragment the element around it may be a part itself.

@@ -141,7 +141,7 @@ void HtmlTreeBuilder::closeForStart(const HtmlToken& token) {
     const std::string_view name = token.name;
     const unsigned traits = htmlTraits(name);
     if (isOneOf(name, {"li", "dd", "dt"})) {
-        for (std::size_t i = open_.size(); i-- > 1;) {
+        for (std::size_t i = nextHolder(); i > 0; i = open_[i].holder) {
             const std::string_view other = open_[i].node->text;
             const bool isSame = name == "li" ? other == "li" : other == "dd" || other == "dt";
             if (isSame) {
@@ -152,22 +152,26 @@ void HtmlTreeBuilder::closeForStart(const HtmlToken& token) {
         }
     }
     if (traits & kClosesParagraph) closeParagraph();
-    if ((traits & kHeading) && open_.size() > 1 && (htmlTraits(current().text) & kHeading)) popTo(open_.size() - 1);
     if (name == "button") {
-        if (const std::size_t open = find("button", kScope); open != kNone) popTo(open);
+        if (const std::size_t open = findAround("button", kScope); open != kNone) popTo(open);
     }
-    if (isOneOf(name, {"option", "optgroup"}) && open_.size() > 1) {
-        if (current().isElement("option")) pop();
-        if (name == "optgroup" && open_.size() > 1 && current().isElement("optgroup")) pop();
-    }
-    if (isOneOf(name, {"rt", "rp"}) && open_.size() > 1 && isOneOf(current().text, {"rt", "rp"})) pop();
+    const auto popHolderIf = [this](const auto& isEnded) {
+        if (const std::size_t holder = nextHolder(); holder > 0 && isEnded(open_[holder])) popTo(holder);
+    };
+    if (traits & kHeading) popHolderIf([](const Open& o) { return (o.traits & kHeading) != 0; });
+    if (isOneOf(name, {"option", "optgroup"})) popHolderIf([](const Open& o) { return o.node->text == "option"; });
+    if (name == "optgroup") popHolderIf([](const Open& o) { return o.node->text == "optgroup"; });
+    if (isOneOf(name, {"rt", "rp"})) popHolderIf([](const Open& o) { return isOneOf(o.node->text, {"rt", "rp"}); });
 }
 
 void HtmlTreeBuilder::startFormatting(HtmlToken& token) {
     if (isOneOf(token.name, {"a", "nobr"})) {
-        // Links don't nest: the second ends the first.
-        if (const std::size_t open = find(token.name, kScope); open != kNone) popTo(open);
+        // Links don't nest: the second ends the first. One around a table holds its rows: it stays instead.
+        const std::size_t open = findAround(token.name, kScope);
+        const bool isDropped = open != kNone && leavesTable(open);
+        if (open != kNone && !isDropped) popTo(open);
         std::erase_if(formatting_, [&](const HtmlTreeNode* node) { return node->text == token.name; });
+        if (isDropped) return;
     }
     reopenFormatting();
     if (HtmlTreeNode* made = insertElement(token)) push(*made);
@@ -270,7 +274,10 @@ void HtmlTreeBuilder::push(HtmlTreeNode& node) {
         return;
     }
     if (isForeignRoot(node.text)) ++foreign_;
-    open_.push_back({&node, htmlTraits(node.text)});
+    std::size_t holder = open_.size() - 1;
+    while (holder > 0 && open_[holder].node != node.parent)
+        --holder;
+    open_.push_back({&node, htmlTraits(node.text), holder});
     if (isOneOf(node.text, {"td", "th", "caption"})) open_.back().outerFormatting.swap(formatting_);
 }
 
@@ -334,7 +341,7 @@ std::size_t HtmlTreeBuilder::find(std::string_view name, unsigned shield, std::s
 }
 
 void HtmlTreeBuilder::closeParagraph() {
-    if (const std::size_t open = find("p", kScope, "button"); open != kNone) popTo(open);
+    if (const std::size_t open = findAround("p", kScope, "button"); open != kNone) popTo(open);
 }
 
 void HtmlTreeBuilder::reopenFormatting() {

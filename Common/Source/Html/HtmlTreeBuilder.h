@@ -32,6 +32,7 @@ private:
     struct Open {
         HtmlTreeNode* node = nullptr;
         unsigned traits = 0;
+        std::size_t holder = 0;          // the place of the open element that it lies in: not always the one before
         bool closesWithContent = false;  // its end tag came while a block inside was still open
         std::vector<HtmlTreeNode*> outerFormatting;
     };
@@ -52,7 +53,7 @@ private:
 
     HtmlTreeNode& current() { return *open_.back().node; }
     bool hasRoom() const { return tree_.size() < nodeLimit_; }
-    bool standsInTable();
+    bool standsInTable() const;
     HtmlTreeNode* fosterPlace() const;  // before which what may not stand in a table goes; null for nowhere
     void leaveForeign(std::string_view name);
     HtmlTreeNode& insert(HtmlTreeNode& node);
@@ -66,6 +67,11 @@ private:
     // The place of the innermost open element of that name with nothing that shields it in between; npos for none.
     std::size_t find(std::string_view name, unsigned shield, std::string_view extraShield = {}) const;
     std::size_t findTable() const;
+    // The same as find(), outwards from where the next element will lie: what is put before a table lies in what holds
+    // the table, and ends what it would end there, or it would be read otherwise the next time.
+    std::size_t findAround(std::string_view name, unsigned shield, std::string_view extraShield = {}) const;
+    std::size_t nextHolder() const;
+    bool leavesTable(std::size_t index) const;
     void closeParagraph();
     void reopenFormatting();
 
