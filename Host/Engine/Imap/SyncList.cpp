@@ -97,7 +97,11 @@ Result<void> SyncPass::listHeaders(const Work& work, const std::vector<std::uint
             std::vector<MirroredListing> listings;
             for (const Header& each : batch)
                 listings.push_back({each.name, each.text, unpackedFlags(each.flags), each.date});
-            return parts_.library.listMirrored(*box, listings);
+            const auto listed = parts_.library.listMirrored(*box, listings);
+            // The messages themselves need no index.
+            const bool isIndex =
+                !listed && listed.error().domain == kMailLibraryErrorDomain && listed.error().code == kMailLibraryIndex;
+            return isIndex ? Result<void>() : listed;
         });
         if (!done) return done;
     }

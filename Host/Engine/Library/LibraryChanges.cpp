@@ -34,14 +34,14 @@ void LibraryCore::keepDetails(Database& index, std::int64_t id) {
     if (row.step()) message->keepDetails(tables::summaryFrom(row));
 }
 
-std::optional<IndexedFile> LibraryCore::foundAgain(Database& index, IndexedFile row) {
+std::optional<IndexedFile> LibraryCore::foundAgain(Database& index, IndexedFile row, Work& work) {
     const auto mailbox = mailboxNumbered(row.mailbox);
     const auto file = mailbox ? mailbox->maildir().find(row.name) : std::nullopt;
     if (!file) return {};
     const auto keywords = MaildirKeywords::load(mailbox->maildir().root(), files_);
     row.file = *file;
     row.flags = packedFlags(flagsFromLetters(Maildir::nameOf(*file).letters(), keywords));
-    tables::setFile(index, row.seq, row.file, row.flags);
+    inIndex(work, [&] { tables::setFile(index, row.seq, row.file, row.flags); });
     return row;
 }
 
@@ -157,7 +157,7 @@ Result<void> LibraryCore::changeFlags(Database& index, const IndexedFile& row,
     work.folders.insert(box->maildir().pathOf(row.file).parent_path());
     work.folders.insert(box->maildir().pathOf(*renamed).parent_path());
     work.changed[row.mailbox] = box;
-    tables::setFile(index, row.seq, *renamed, packedFlags(flags));
+    inIndex(work, [&] { tables::setFile(index, row.seq, *renamed, packedFlags(flags)); });
     if (const auto message = cache_->live(row.id)) message->setFlags(packedFlags(flags));
     return {};
 }
@@ -169,13 +169,31 @@ Result<void> LibraryCore::changeFiles(const std::function<Result<void>(Database&
         auto index = index_->write();
         result = change(*index, work);
         if (const auto synced = syncFolders(work); !synced) result = synced;
-        index.commit();
+        commit(index, work);
     } catch (const DatabaseFailure& failure) {
+        // It does not even tell which files there are. What was done until then stands.
+        (void)syncFolders(work);
         rescanLater(work);
         return indexFailure(failure);
     }
     announce(work);
     return result;
+}
+
+void LibraryCore::inIndex(Work& work, const std::function<void()>& change) {
+    if (work.indexFailure) return;
+    try {
+        change();
+    } catch (const DatabaseFailure& failure) {
+        work.indexFailure = failure;
+    }
+}
+
+void LibraryCore::commit(Index::Writing& index, Work& work) {
+    inIndex(work, [&] { index.commit(); });
+    if (!work.indexFailure) return;
+    indexFailed(*work.indexFailure);
+    rescanLater(work);
 }
 
 Result<void> LibraryCore::setFlags(const std::vector<std::int64_t>& ids, const FlagChange& change) {
@@ -194,7 +212,7 @@ Result<void> LibraryCore::setFlags(const std::vector<std::int64_t>& ids, const F
             }
             auto done = setFlagsOf(index, each, change, work);
             if (!done && done.error().code == ENOENT) {
-                const auto again = foundAgain(index, each);
+                const auto again = foundAgain(index, each, work);
                 done = again ? setFlagsOf(index, *again, change, work) : failure(notThere());
             }
             if (!done) result = done;
@@ -211,13 +229,13 @@ Result<void> LibraryCore::eraseOne(Database& index, IndexedFile row, Work& work)
     noteCopiesOf(index, row, work);
     if (row.isOnlyListed()) {
         work.changed[row.mailbox] = box;
-        tables::remove(index, row.seq);
+        inIndex(work, [&] { tables::remove(index, row.seq); });
         remember(row, 0);
         return {};
     }
     auto removed = files_.remove(box->maildir().pathOf(row.file));
     if (!removed && removed.error().code == ENOENT) {
-        if (const auto again = foundAgain(index, row)) {
+        if (const auto again = foundAgain(index, row, work)) {
             row = *again;
             removed = files_.remove(box->maildir().pathOf(row.file));
         }
@@ -225,7 +243,7 @@ Result<void> LibraryCore::eraseOne(Database& index, IndexedFile row, Work& work)
     if (!removed && removed.error().code != ENOENT) return removed;
     work.folders.insert(box->maildir().pathOf(row.file).parent_path());
     work.changed[row.mailbox] = box;
-    tables::remove(index, row.seq);
+    inIndex(work, [&] { tables::remove(index, row.seq); });
     remember(row, 0);
     return {};
 }
@@ -260,6 +278,7 @@ Result<std::filesystem::path> LibraryCore::claim(std::int64_t id, const std::fil
     if (auto made = files_.makeFolder(intoFolder); !made) return failed(made);
     LibraryMailboxRef box;
     std::filesystem::path target;
+    Work work;
     try {
         auto index = index_->write();
         auto row = tables::find(*index, id);
@@ -268,7 +287,7 @@ Result<std::filesystem::path> LibraryCore::claim(std::int64_t id, const std::fil
         keepDetails(*index, id);
         target = intoFolder / row->name;
         auto moved = files_.renameNew(box->maildir().pathOf(row->file), target);
-        if (!moved && moved.error().code == ENOENT && (row = foundAgain(*index, *row)))
+        if (!moved && moved.error().code == ENOENT && (row = foundAgain(*index, *row, work)))
             moved = files_.renameNew(box->maildir().pathOf(row->file), target);
         if (!moved && moved.error().code == ENOENT) return failure(notThere());
         if (!moved) return failed(moved);

@@ -199,10 +199,15 @@ private:
         std::vector<std::int64_t> takenUp;  // messages that lay there and were not in the index
         // At Gmail: messages whose labels changed, by account, with those that left a mailbox.
         std::map<std::pair<std::string, std::uint64_t>, std::vector<MessageRef>> relabelled;
+        std::optional<DatabaseFailure> indexFailure;
     };
     // Changes files and index in one go: the folders are synced, the index committed, and what changed is told. An
     // error of `change` is passed on, and what it did before stands.
     Result<void> changeFiles(const std::function<Result<void>(Database& index, Work& work)>& change);
+    // Within such a change. It is the files that count: once the index has taken something amiss it is left alone, the
+    // files go on, and the mailboxes are read anew.
+    static void inIndex(Work& work, const std::function<void()>& change);
+    void commit(Index::Writing& index, Work& work);
     Result<void> setFlagsOf(Database& index, const IndexedFile& row, const FlagChange& change, Work& work);
     Result<void> changeFlags(Database& index, const IndexedFile& row,
                              const std::function<MessageFlags(MessageFlags)>& changed, Work& work);
@@ -214,7 +219,7 @@ private:
     Result<std::int64_t> moveListed(Database& index, const IndexedFile& row, const LibraryMailbox& to, Work& work);
     struct Arrival;
     std::map<std::string, MirrorWish> wishesOf(const std::string& account);
-    Result<void> readLarge(Arrival& arrival);  // one that has a file
+    Result<void> readLarge(Arrival& arrival);                              // one that has a file
     void readContents(std::vector<Arrival>& arrivals, tables::Text text);  // of those that have none
     static tables::Inserted insert(Database& index, Arrival& arrival, tables::Text text);
     Result<void> deliverArrivals(std::vector<Arrival>& arrivals);
@@ -227,13 +232,13 @@ private:
                                    const std::string& name, const std::string& letters);
     // A name under which the message can lie in the mailbox.
     Result<std::string> nameIn(Database& index, const LibraryMailbox& from, const IndexedFile& row,
-                               const LibraryMailbox& to, bool& isThere);
+                               const LibraryMailbox& to, bool& isThere, Work& work);
     Result<void> syncFolders(const Work& work);
     // After a change: to whoever shows these mailboxes, or, when the index failed, to be read anew soon.
     void announce(const Work& work);
     void rescanLater(const Work& work);
     // The row with the file's present name, when another program has renamed it; nothing when it is gone.
-    std::optional<IndexedFile> foundAgain(Database& index, IndexedFile row);
+    std::optional<IndexedFile> foundAgain(Database& index, IndexedFile row, Work& work);
     // A living object of the message goes on telling what was known before its row goes or changes its number.
     void keepDetails(Database& index, std::int64_t id);
 

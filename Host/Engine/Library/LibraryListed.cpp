@@ -146,7 +146,7 @@ Result<void> LibraryCore::setFlagsOfListed(Database& index, const std::vector<In
     if (!keeper) return failure(notFetched("This message has not been fetched from the server yet."));
     if (auto told = keeper->willChange(wishes); !told) return told;
     for (const IndexedFile& row : rows) {
-        tables::setFile(index, row.seq, {}, after(row));
+        inIndex(work, [&] { tables::setFile(index, row.seq, {}, after(row)); });
         if (const auto box = mailboxNumbered(row.mailbox)) work.changed[row.mailbox] = box;
         if (const auto message = cache_->live(row.id)) message->setFlags(after(row));
     }
@@ -167,7 +167,8 @@ Result<std::int64_t> LibraryCore::moveListed(Database& index, const IndexedFile&
     work.changed[row.mailbox] = from;
     keepDetails(index, row.id);
     noteCopiesOf(index, row, work);
-    const std::int64_t moved = tables::setMailbox(index, row, to.indexed(), row.name, {}, row.flags);
+    std::int64_t moved = row.id;
+    inIndex(work, [&] { moved = tables::setMailbox(index, row, to.indexed(), row.name, {}, row.flags); });
     remember(row, moved);
     return moved;
 }

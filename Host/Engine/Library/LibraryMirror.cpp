@@ -184,7 +184,9 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
     } catch (const DatabaseFailure& failure) {
         // The files are there, and the next look at the folder takes them up.
         indexFailed(failure);
-        rescanLater(Work{.changed = {{box->indexed().number, box}}});
+        for (const Arrival& each : arrivals)
+            work.changed[each.box->indexed().number] = each.box;
+        rescanLater(work);
         return {};
     }
     announce(work);
@@ -209,11 +211,16 @@ Result<void> LibraryCore::setMirroredFlags(Mailbox& mailbox, const std::map<std:
                 return unpackedFlags((packedFlags(before) | bits.set) & ~bits.clear);
             };
             const auto stray = strays->find(name);
-            auto row = stray == strays->end() ? tables::findByName(index, box->indexed().number, name)
-                                              : takeUpStray(index, *box, {name, stray->second}, work);
+            std::optional<IndexedFile> row;
+            if (stray == strays->end())
+                row = tables::findByName(index, box->indexed().number, name);
+            else
+                inIndex(work, [&] { row = takeUpStray(index, *box, {name, stray->second}, work); });
+            if (!row && stray != strays->end())
+                row = {.mailbox = box->indexed().number, .name = name, .file = stray->second};
             if (!hasFile(row)) continue;
             auto done = changeFlags(index, *row, changed, work);
-            if (!done && done.error().code == ENOENT && (row = foundAgain(index, *row)))
+            if (!done && done.error().code == ENOENT && (row = foundAgain(index, *row, work)))
                 done = changeFlags(index, *row, changed, work);
             if (!done && done.error().code != ENOENT) result = done;
         }
@@ -238,7 +245,7 @@ Result<void> LibraryCore::dropMirrored(Mailbox& mailbox, const std::vector<std::
         if (!strays) return Result<void>(failed(strays));
         for (const auto& [name, file] : *strays) {
             const auto path = box->maildir().pathOf(file);
-            (void)fresh::take(index, box->indexed().number, name);
+            inIndex(work, [&] { (void)fresh::take(index, box->indexed().number, name); });
             if (const auto done = files_.remove(path); !done && done.error().code != ENOENT) result = done;
             work.folders.insert(path.parent_path());
         }

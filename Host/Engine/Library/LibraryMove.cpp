@@ -25,13 +25,14 @@ Error someStayed(std::size_t failed, std::size_t all, const Error& first) {
 }  // namespace
 
 Result<std::string> LibraryCore::nameIn(Database& index, const LibraryMailbox& from, const IndexedFile& row,
-                                        const LibraryMailbox& to, bool& isThere) {
+                                        const LibraryMailbox& to, bool& isThere, Work& work) {
     isThere = false;
     const auto known = tables::findByName(index, to.indexed().number, row.name);
     auto file = known ? std::optional(known->file) : std::nullopt;
     if (file && !files_.exists(to.maildir().pathOf(*file))) file = to.maildir().find(row.name);
     if (!file) {
-        if (known) tables::remove(index, known->seq);  // removed by another program
+        // Removed by another program.
+        if (known) inIndex(work, [&] { tables::remove(index, known->seq); });
         return row.name;
     }
     const auto mine = files_.open(from.maildir().pathOf(row.file));
@@ -63,7 +64,7 @@ Result<std::int64_t> LibraryCore::moveOne(Database& index, const IndexedFile& ro
     if (!from) return failure(notThere("The message is not there any more."));
     if (row.isOnlyListed()) return moveListed(index, row, to, work);
     bool isThere = false;
-    const auto name = nameIn(index, *from, row, to, isThere);
+    const auto name = nameIn(index, *from, row, to, isThere, work);
     if (!name) return failed(name);
     const bool leaves = from->accountIdentifier() != to.accountIdentifier();
     // At Gmail it leaves with all that shows it.
@@ -83,7 +84,7 @@ Result<std::int64_t> LibraryCore::moveOne(Database& index, const IndexedFile& ro
     };
     if (isThere) {
         if (const auto removed = files_.remove(original); !removed) return failed(removed);
-        tables::remove(index, row.seq);
+        inIndex(work, [&] { tables::remove(index, row.seq); });
         if (const auto erased = eraseCopies(); !erased) return failed(erased);
         return tables::findByName(index, to.indexed().number, *name)->id;
     }
@@ -102,7 +103,8 @@ Result<std::int64_t> LibraryCore::moveOne(Database& index, const IndexedFile& ro
         if (!copied) return failed(copied);
         file = *copied;
     }
-    const std::int64_t moved = tables::setMailbox(index, row, to.indexed(), *name, file, row.flags);
+    std::int64_t moved = row.id;
+    inIndex(work, [&] { moved = tables::setMailbox(index, row, to.indexed(), *name, file, row.flags); });
     remember(row, moved);
     if (const auto erased = eraseCopies(); !erased)
         logError("a copy of a message that has left its account is still here: " + erased.error().description);
@@ -130,7 +132,7 @@ Result<void> LibraryCore::move(const std::vector<std::int64_t>& all, Mailbox& to
             Result<std::int64_t> moved = failure(notThere("The message is not there any more."));
             if (row && row->mailbox == number) continue;
             if (row) moved = moveOne(*index, *row, *target, work);
-            if (row && !moved && moved.error().code == ENOENT && (row = foundAgain(*index, *row)))
+            if (row && !moved && moved.error().code == ENOENT && (row = foundAgain(*index, *row, work)))
                 moved = moveOne(*index, *row, *target, work);
             if (moved)
                 arrived.emplace_back(*moved, before[id]);
@@ -145,13 +147,16 @@ Result<void> LibraryCore::move(const std::vector<std::int64_t>& all, Mailbox& to
             if (const auto done = files_.syncFolder(path); !done) synced = done;
         }
         if (const auto done = syncFolders(work); !done) synced = done;
-        index.commit();
+        commit(index, work);
     } catch (const DatabaseFailure& failure) {
+        // It does not even tell which files there are. What was done until then stands.
+        (void)syncFolders(work);
         work.changed[number] = target;
         rescanLater(work);
         return indexFailure(failure);
     }
     announce(work);
+    if (work.indexFailure) arrived.clear();  // their rows are still to come
     for (auto& [id, left] : arrived) {
         if (const auto object = std::dynamic_pointer_cast<LibraryMessage>(left)) object->setFileOutside(file(id));
         announcer_->messageArrived(id, false, std::move(left));
