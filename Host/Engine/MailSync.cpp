@@ -25,6 +25,7 @@ namespace qs {
 namespace {
 
 constexpr std::size_t kMostNotices = 50;
+constexpr TimeInterval kRetry = 60;  // of opening what is known of a server
 
 bool isSame(const IncomingServer& a, const IncomingServer& b) {
     return a.host == b.host && a.port == b.port && a.security == b.security && a.user == b.user &&
@@ -64,6 +65,7 @@ public:
 
     void stop() override {
         isStarted_ = false;
+        if (retry_) retry_->invalidate();
         libraryWatch_.reset();
         bookWatch_.reset();
         cleanupWatch_.reset();
@@ -132,18 +134,25 @@ private:
     }
 
     void take(const AccountRecord& record) {
+        const auto weak = weak_from_this();
         const auto folder = options_.dataFolder / "Mail" / record.identifier;
         std::shared_ptr<MirrorState> state;
         try {
             state = std::make_shared<MirrorState>(folder / "sync.sqlite", files_);
         } catch (const DatabaseFailure& failure) {
             logError("the state of " + record.identifier + ": " + failure.what());
-            return tell("The mail of “" + record.displayName +
-                        "” can't be brought into step with its server: what is "
-                        "known of that can't be read or written.");
+            keeper_->put(record.identifier, nullptr);
+            retry_ = RunLoop::main().after(kRetry, [weak] {
+                if (const auto self = weak.lock(); self && self->bookWatch_) self->accountsDidChange();
+            });
+            if (unopened_.insert(record.identifier).second)
+                tell("The mail of “" + record.displayName +
+                     "” can't be brought into step with its server: what is known of that can't be read or written. "
+                     "It is tried again.");
+            return;
         }
+        unopened_.erase(record.identifier);
         keeper_->put(record.identifier, state);
-        const auto weak = weak_from_this();
         ImapServer server = imapServerOf(*record.incoming);
         server.limits.pieceBytes = options_.pieceBytes;
         auto sync = std::make_shared<AccountSync>(
@@ -251,6 +260,8 @@ private:
     mutable std::mutex lock_;
     std::map<std::string, Entry> accounts_;
     std::vector<std::string> notices_;
+    std::set<std::string> unopened_;  // of these the person was told
+    TimerRef retry_;
     std::set<std::string> left_;  // what is under way for them is not over yet
     std::vector<std::function<void()>> afterLeaving_;
     std::atomic<bool> isTelling_ = false;

@@ -61,7 +61,8 @@ void AccountSync::start() {
     queue_ = std::make_unique<OperationQueue>(1, OperationQueue::Threads::Own);
     {
         const std::lock_guard hold(lock_);
-        opener_ = std::make_unique<MessageOpener>(parts_.server, parts_.secret, parts_.state, *keeper_);
+        opener_ =
+            std::make_unique<MessageOpener>(parts_.server, parts_.secret, parts_.state, *keeper_, parts_.tellPerson);
     }
     if (parts_.network)
         networkWatch_ = parts_.network->observe([weak = weak_from_this()](const NetworkState::Facts& facts) {

@@ -21,11 +21,12 @@ constexpr TimeInterval kQuietAfterFailure = 10;
 }  // namespace
 
 MessageOpener::MessageOpener(ImapServer server, SecretSource secret, std::shared_ptr<MirrorState> state,
-                             MailKeeper& keeper)
+                             MailKeeper& keeper, std::function<void(const std::string&)> tellPerson)
     : server_(std::move(server)),
       secret_(std::move(secret)),
       state_(std::move(state)),
       keeper_(keeper),
+      tellPerson_(std::move(tellPerson)),
       queue_(std::make_unique<OperationQueue>(1, OperationQueue::Threads::Own)) {}
 
 MessageOpener::~MessageOpener() {
@@ -69,6 +70,7 @@ void MessageOpener::work() {
     } catch (const DatabaseFailure& failure) {
         done = qs::failure("Database", failure.code(), failure.what());
     }
+    if (!done && isLackOfRoom(done.error())) tellPerson_(done.error().description + " It stays at the server.");
     const std::lock_guard hold(lock_);
     std::erase(wanted_, name);
     if (done) return;

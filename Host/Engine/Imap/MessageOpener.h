@@ -22,7 +22,8 @@ struct MirroredMailbox;
 
 class MessageOpener {
 public:
-    MessageOpener(ImapServer server, SecretSource secret, std::shared_ptr<MirrorState> state, MailKeeper& keeper);
+    MessageOpener(ImapServer server, SecretSource secret, std::shared_ptr<MirrorState> state, MailKeeper& keeper,
+                  std::function<void(const std::string& sentence)> tellPerson);
     ~MessageOpener();  // hangs up and waits
     MessageOpener(const MessageOpener&) = delete;
     MessageOpener& operator=(const MessageOpener&) = delete;
@@ -41,6 +42,7 @@ private:
     const SecretSource secret_;
     const std::shared_ptr<MirrorState> state_;
     MailKeeper& keeper_;
+    const std::function<void(const std::string&)> tellPerson_;
     std::mutex lock_;
     std::vector<std::string> wanted_;
     bool isStopping_ = false;

@@ -14,13 +14,17 @@ namespace qs {
 
 namespace {
 
+Result<void> notNow(const std::string& what) {
+    return failure(std::string(kMailLibraryErrorDomain), kMailLibraryIndex, "It can't be " + what + " just now.");
+}
+
 Result<void> keeping(const std::string& what, const std::function<void()>& keep) {
     try {
         keep();
     } catch (const DatabaseFailure& exception) {
+        if (!exception.isFull()) return notNow(what);
         return failure(std::string(kMailLibraryErrorDomain), kMailLibraryIndex,
-                       exception.isFull() ? "There is no space left on the disk, so nothing can be " + what + "."
-                                          : "It can't be " + what + " just now.");
+                       "There is no space left on the disk, so nothing can be " + what + ".");
     }
     return {};
 }
@@ -66,6 +70,12 @@ std::shared_ptr<MirrorState> SyncKeeper::stateOf(const std::string& account) con
     return found == mirrors_.end() ? nullptr : found->second.state;
 }
 
+bool SyncKeeper::isLost(const std::string& account) const {
+    const std::lock_guard hold(lock_);
+    const auto found = mirrors_.find(account);
+    return found != mirrors_.end() && !found->second.state;
+}
+
 std::shared_ptr<MirrorState> SyncKeeper::gmailStateOf(const std::string& account) const {
     auto state = stateOf(account);
     return state && state->isGmail() ? state : nullptr;
@@ -73,9 +83,11 @@ std::shared_ptr<MirrorState> SyncKeeper::gmailStateOf(const std::string& account
 
 Result<void> SyncKeeper::willRemove(const std::vector<Message>& messages) {
     std::map<std::shared_ptr<MirrorState>, std::vector<MirrorState::Removal>> noted;
-    for (const Message& each : messages)
-        if (const auto state = stateOf(each.account); state && !staysHere(each.folder))
-            noted[state].push_back({each.folder, each.name});
+    for (const Message& each : messages) {
+        if (staysHere(each.folder)) continue;
+        if (isLost(each.account)) return notNow("deleted");
+        if (const auto state = stateOf(each.account)) noted[state].push_back({each.folder, each.name});
+    }
     return keeping("deleted", [&] {
         for (const auto& [state, list] : noted)
             state->noteRemovals(list);
@@ -84,8 +96,10 @@ Result<void> SyncKeeper::willRemove(const std::vector<Message>& messages) {
 
 Result<void> SyncKeeper::willChange(const std::vector<std::pair<Message, MirrorWish>>& changes) {
     std::map<std::shared_ptr<MirrorState>, std::vector<std::pair<std::string, MirrorWish>>> noted;
-    for (const auto& [message, wish] : changes)
+    for (const auto& [message, wish] : changes) {
+        if (isLost(message.account)) return notNow("changed");
         if (const auto state = stateOf(message.account)) noted[state].emplace_back(message.name, wish);
+    }
     return keeping("changed", [&] {
         for (const auto& [state, list] : noted)
             state->noteWishes(list);
@@ -96,6 +110,7 @@ Result<void> SyncKeeper::willRename(const std::string& account, const std::vecto
     std::vector<MirrorState::Renaming> list;
     for (const Renaming& each : folders)
         list.push_back({each.from, each.to});
+    if (isLost(account)) return notNow("renamed");
     const auto state = stateOf(account);
     return keeping("renamed", [&] {
         if (state) state->orderRenaming(list);
@@ -103,6 +118,7 @@ Result<void> SyncKeeper::willRename(const std::string& account, const std::vecto
 }
 
 Result<void> SyncKeeper::willRemoveFolders(const std::string& account, const std::vector<std::string>& folders) {
+    if (isLost(account)) return notNow("deleted");
     const auto state = stateOf(account);
     return keeping("deleted", [&] {
         if (state) state->orderRemoval(folders);

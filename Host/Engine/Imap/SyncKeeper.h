@@ -19,6 +19,7 @@ class AccountSync;
 
 class SyncKeeper final : public MirrorKeeper, public GmailKeeper {
 public:
+    // Null: what is known of its server can't be read, so that nothing can be erased there.
     void put(const std::string& account, std::shared_ptr<MirrorState> state);
     void putSync(const std::string& account, std::weak_ptr<AccountSync> sync);
     void remove(const std::string& account);
@@ -41,6 +42,7 @@ public:
 
 private:
     std::shared_ptr<MirrorState> stateOf(const std::string& account) const;
+    bool isLost(const std::string& account) const;
     // Of one at Gmail; null for others.
     std::shared_ptr<MirrorState> gmailStateOf(const std::string& account) const;
 

@@ -311,7 +311,14 @@ TEST_F(LargeMessageTest, AreFetchedInPiecesForWhoeverOpensThem) {
     start();
     const auto number = id("INBOX", "big");
     ASSERT_FALSE(library().summary(number)->isFetched);
+    (void)engine_->sync().takeNotices();
+    EXPECT_FALSE(library().openContent(number));
+    loop_->runUntilIdle();
+    EXPECT_THAT(engine_->sync().takeNotices(),
+                ElementsAre("The disk has too little space left for a message of 1.1 MB. It stays at the server."))
+        << "whoever opens it is told";
     disk_.space = 2 * kRoom;
+    loop_->advance(11);
     EXPECT_EQ(library().openContent(number).error().code, kMailLibraryNotFetched) << "sent for now";
     ASSERT_TRUE(loop_->runUntil([&] { return library().summary(number)->isFetched; }));
     EXPECT_TRUE(isHere("INBOX", "big", large("big", 11 * kPiece)));

@@ -2,6 +2,7 @@
 #include <future>
 #include <mutex>
 
+#include "Database/Database.h"
 #include "Imap/MeddledFixture.h"
 #include "Reachability/NetworkState.h"
 #include "Support/ScriptedServer.h"
@@ -214,6 +215,29 @@ TEST_F(SyncGoesOnTest, FlagsThatAMailboxDoesNotKeepAreNotPutThereEither) {
     settle();
     EXPECT_THAT(there("Archive"), ElementsAre("any", "coloured F"));
     EXPECT_EQ(count("$MailFlagBit"), 0);
+}
+
+TEST_F(SyncGoesOnTest, WhatIsKnownOfTheServerMayNotBeReadableForAWhile) {
+    for (const char* each : {"one", "two"})
+        deliver(each);
+    start();
+    engine_.reset();
+    const auto file = folder_ / "Mail/ada/sync.sqlite";
+    const auto version = Database(file, {}).integer("PRAGMA user_version");
+    Database(file, {}).runScript("PRAGMA user_version = 99");
+    open();
+    start();
+    EXPECT_FALSE(library().erase({id("INBOX", "one")})) << "the server could not be told later";
+    EXPECT_THAT(engine_->takeNotices(), ElementsAre(HasSubstr("It is tried again.")));
+    loop_->advance(200);
+    EXPECT_THAT(engine_->takeNotices(), IsEmpty()) << "it was told once";
+    Database(file, {}).runScript("PRAGMA user_version = " + std::to_string(version));
+    deliver("new");
+    loop_->advance(100);
+    ASSERT_THAT(engine_->sync().statuses(), SizeIs(1));
+    erase("INBOX", "one");
+    syncAll();
+    expectBoth("INBOX", {"new", "two"});
 }
 
 class WatchingTest : public SyncGoesOnTest {
