@@ -24,13 +24,20 @@ Result<void> refused(std::string sentence) {
 // One message on its way.
 class Fetching {
 public:
-    Fetching(ImapConnection& line, std::uint32_t uid, FileSystem& files, BegunMessage& begun)
-        : line_(line), uid_(uid), files_(files), begun_(begun), most_(line.limits().pieceBytes) {}
+    Fetching(ImapConnection& line, std::uint32_t uid, MailKeeper& keeper, const std::string& name, BegunMessage& begun)
+        : line_(line),
+          uid_(uid),
+          keeper_(keeper),
+          name_(name),
+          files_(keeper.files()),
+          begun_(begun),
+          most_(line.limits().pieceBytes) {}
 
     Result<std::optional<FetchedMessage>> run() {
         auto piece = first();
         if (!piece) return failed(piece);
         announced_ = *piece ? (*piece)->size.value_or(0) : 0;
+        begun_.told = announced_;
         if (!*piece || isNothing(**piece)) return std::optional<FetchedMessage>();
         FetchedMessage message{.uid = uid_,
                                .flags = packedFromServer((*piece)->flags.value_or(ImapFlags())),
@@ -46,6 +53,7 @@ public:
             if (auto written = append(**piece); !written) return failed(written);
             if (isOver_) {
                 message.file = begun_.file;
+                message.isBegun = begun_.isNoted;
                 return std::optional(std::move(message));
             }
             piece = next();
@@ -73,8 +81,10 @@ private:
     Piece first() {
         auto piece = ask(true);
         const bool isThere = piece ? piece->has_value() : !isRefusal(piece.error());
-        if (isThere || begun_.size == 0) return piece;
-        // All of it may be here already, and some servers have no answer behind the end.
+        const bool isOther = piece && *piece && begun_.told != 0 && (*piece)->size.value_or(begun_.told) != begun_.told;
+        if ((isThere && !isOther) || begun_.size == 0) return piece;
+        // It is another one than before the program was started; or all of it may be here already, and some servers
+        // have no answer behind the end.
         (void)files_.remove(begun_.file);
         begun_.size = 0;
         return ask(true);
@@ -103,6 +113,7 @@ private:
         if (size > 0)
             if (auto written = files_.append(begun_.file, *piece.content); !written) return written;
         begun_.size += size;
+        if (size > 0) keeper_.noteBegun(name_, begun_);
         // Sizes are told wrong by some, so that before it a short piece is no end, nor the size behind it.
         isOver_ = size == 0 || (size < most_ && begun_.size >= announced_);
         const bool isFarOff = isOver_ ? begun_.size < announced_ / 2 : begun_.size > announced_ + kMostUntold;
@@ -117,6 +128,8 @@ private:
 
     ImapConnection& line_;
     const std::uint32_t uid_;
+    MailKeeper& keeper_;
+    const std::string& name_;
     FileSystem& files_;
     BegunMessage& begun_;
     const std::size_t most_;
@@ -138,11 +151,11 @@ Result<std::set<std::uint32_t>> largeMessages(ImapConnection& line, const ImapUi
 Result<std::optional<FetchedMessage>> fetchOne(ImapConnection& line, std::uint32_t uid, MailKeeper& keeper,
                                                const std::string& name) {
     BegunMessage begun = keeper.takeBegun(name);
-    auto message = Fetching(line, uid, keeper.files(), begun).run();
+    auto message = Fetching(line, uid, keeper, name, begun).run();
     if (!message && !line.isOpen())
-        keeper.leaveBegun(name, std::move(begun));
-    else if (!message || !*message)
-        (void)keeper.files().remove(begun.file);  // mostly there is none
+        keeper.leaveBegun(name, begun);
+    else if (!message || !*message || (*message)->file.empty())
+        keeper.dropBegun(name, begun);
     return message;
 }
 

@@ -22,8 +22,9 @@ struct FetchedMessage;
 Result<std::set<std::uint32_t>> largeMessages(ImapConnection& line, const ImapUidSet& uids);
 
 // Nothing when it is gone. A large one's content is in a file, synced. When the connection breaks, the keeper has what
-// came so far under the name that the message will have, and the next call goes on behind it; after other failures
-// nothing is left. The end is where the server has no more, whatever it said of the size before.
+// came so far under the name that the message will have, and the next call goes on behind it, also after a restart, if
+// the server tells the same size; after other failures nothing is left. What has a file must be given to the keeper.
+// The end is where the server has no more, whatever it said of the size before.
 Result<std::optional<FetchedMessage>> fetchOne(ImapConnection& line, std::uint32_t uid, MailKeeper& keeper,
                                                const std::string& name);
 

@@ -1,8 +1,11 @@
 #include "Imap/MailKeeper.h"
 
+#include <functional>
 #include <utility>
 
+#include "Database/Database.h"
 #include "Foundation/FileSystem.h"
+#include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
 #include "Imap/MirrorState.h"
 #include "Imap/MirroredName.h"
@@ -18,44 +21,84 @@ namespace {
 struct Leftovers {
     FileSystem& files;
     const std::vector<FetchedMessage>& messages;
+    const std::function<void(const FetchedMessage&)> release;
     ~Leftovers() {
-        for (const FetchedMessage& each : messages)
+        for (const FetchedMessage& each : messages) {
             if (!each.file.empty()) (void)files.remove(each.file);
+            release(each);
+        }
     }
 };
+
+// What is lost with it is but the time to fetch something again.
+void quietly(const std::function<void()>& note) {
+    try {
+        note();
+    } catch (const DatabaseFailure& failure) {
+        logWarning("what has come of a large message is not remembered: " + std::string(failure.what()));
+    }
+}
 
 }  // namespace
 
 std::filesystem::path MailKeeper::newTemporary() const { return inbox_.newTemporary(RunLoop::main().now()); }
 
-BegunMessage MailKeeper::takeBegun(const std::string& name) {
-    const std::lock_guard hold(begunLock_);
-    const auto begun = begun_.extract(name);
-    return begun ? begun.mapped() : BegunMessage{newTemporary()};
+std::filesystem::path MailKeeper::temporaryNamed(const std::string& file) const {
+    return newTemporary().parent_path() / file;
 }
 
-void MailKeeper::leaveBegun(const std::string& name, BegunMessage begun) {
+BegunMessage MailKeeper::takeBegun(const std::string& name) {
     const std::lock_guard hold(begunLock_);
-    BegunMessage& kept = begun_[name];
-    if (kept.size < begun.size) std::swap(kept, begun);
-    if (begun.size > 0) (void)files_.remove(begun.file);
-    if (kept.size == 0) begun_.erase(name);
+    const auto known = state_.begun(name);
+    BegunMessage anew{.file = newTemporary()};
+    anew.isNoted = held_.insert(name).second;
+    if (!known || !anew.isNoted) return anew;
+    const auto file = temporaryNamed(known->file);
+    const auto info = files_.info(file);
+    if (info && info->size == known->size) return {.file = file, .size = known->size, .told = known->told};
+    // Swept, or the program ended while more was written to it.
+    if (info) (void)files_.remove(file);
+    return anew;
+}
+
+void MailKeeper::noteBegun(const std::string& name, const BegunMessage& begun) {
+    if (begun.isNoted) quietly([&] { state_.putBegun(name, {begun.file.filename(), begun.size, begun.told}); });
+}
+
+void MailKeeper::leaveBegun(const std::string& name, const BegunMessage& begun) {
+    if (begun.size == 0 || !begun.isNoted) return dropBegun(name, begun);
+    release(name, false);
+}
+
+void MailKeeper::dropBegun(const std::string& name, const BegunMessage& begun) {
+    (void)files_.remove(begun.file);  // mostly there is none
+    if (begun.isNoted) release(name, true);
+}
+
+void MailKeeper::release(const std::string& name, bool isOver) {
+    const std::lock_guard hold(begunLock_);
+    held_.erase(name);
+    if (isOver) quietly([&] { state_.forgetBegun(name); });
 }
 
 std::uint64_t MailKeeper::begunSize(const std::string& name) {
-    const std::lock_guard hold(begunLock_);
-    const auto begun = begun_.find(name);
-    return begun == begun_.end() ? 0 : begun->second.size;
+    const auto begun = state_.begun(name);
+    return begun ? begun->size : 0;
 }
 
 void MailKeeper::forgetBegun() {
     const std::lock_guard hold(begunLock_);
-    for (const auto& [name, begun] : std::exchange(begun_, {}))
-        (void)files_.remove(begun.file);
+    for (const auto& [name, begun] : state_.allBegun()) {
+        if (held_.contains(name)) continue;
+        (void)files_.remove(temporaryNamed(begun.file));
+        state_.forgetBegun(name);
+    }
 }
 
 Result<void> MailKeeper::keep(const MirroredMailbox& mailbox, const std::vector<FetchedMessage>& messages) {
-    const Leftovers leftovers{files_, messages};
+    const Leftovers leftovers{files_, messages, [&](const FetchedMessage& each) {
+                                  if (each.isBegun) release(mirroredName(mailbox, each.uid), true);
+                              }};
     return add(mailbox, messages);
 }
 

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,12 +25,15 @@ struct FetchedMessage {
     Date date;
     std::string content;
     std::filesystem::path file = {};  // instead of the content, of a large one: made by newTemporary()
+    bool isBegun = false;             // the file is one that was taken with takeBegun()
 };
 
-// Of a large message, what came before the connection broke.
+// Of a large message, what has come so far.
 struct BegunMessage {
     std::filesystem::path file;  // none yet while the size is 0
     std::uint64_t size = 0;
+    std::uint64_t told = 0;  // the whole, by the server; 0: it has not said yet
+    bool isNoted = true;     // no: another brings the same message just now, and its part is the one to be kept
 };
 
 class MailKeeper {
@@ -40,22 +43,25 @@ public:
                MirrorState& state)
         : account_(std::move(account)), inbox_(folder, files), files_(files), library_(library), state_(state) {}
 
-    ~MailKeeper() { forgetBegun(); }
-
     FileSystem& files() { return files_; }
     // For the file of a large message.
     std::filesystem::path newTemporary() const;
 
-    // By the name that the message will have. Whoever takes it has it alone; another begins anew.
+    // By the name that the message will have; also what came before the program ended. Whoever takes it has it alone,
+    // until he leaves or drops it, or its message is kept; another begins anew.
     BegunMessage takeBegun(const std::string& name);
-    void leaveBegun(const std::string& name, BegunMessage begun);
+    void noteBegun(const std::string& name, const BegunMessage& begun);  // more has come
+    void leaveBegun(const std::string& name, const BegunMessage& begun);
+    void dropBegun(const std::string& name, const BegunMessage& begun);  // with its file
     std::uint64_t begunSize(const std::string& name);
-    void forgetBegun();  // with their files
+    void forgetBegun();  // with their files, but those that somebody has
 
     // Durable when it returns. Files of messages are gone then, kept or not. Throws DatabaseFailure.
     Result<void> keep(const MirroredMailbox& mailbox, const std::vector<FetchedMessage>& messages);
 
 private:
+    std::filesystem::path temporaryNamed(const std::string& file) const;
+    void release(const std::string& name, bool isOver);
     Result<void> add(const MirroredMailbox& mailbox, const std::vector<FetchedMessage>& messages);
 
     const std::string account_;
@@ -64,7 +70,7 @@ private:
     MailLibrary& library_;
     MirrorState& state_;
     std::mutex lock_, begunLock_;
-    std::map<std::string, BegunMessage> begun_;
+    std::set<std::string> held_;  // what has begun and somebody has
 };
 
 }  // namespace qs

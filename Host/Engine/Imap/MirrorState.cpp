@@ -10,7 +10,7 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 5;
+constexpr std::int64_t kVersion = 6;
 constexpr int kCacheKilobytes = 4000;
 
 constexpr const char* kSchema = R"(
@@ -33,6 +33,9 @@ CREATE TABLE unfetched(
     mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, uid INTEGER NOT NULL,
     PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;
 )";
+constexpr const char* kBegunSchema =
+    "CREATE TABLE begun(name TEXT PRIMARY KEY, file TEXT NOT NULL, size INTEGER NOT NULL, told INTEGER NOT NULL) "
+    "WITHOUT ROWID;";
 constexpr const char* kGmailSchema = R"(
 CREATE TABLE facts(name TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;
 CREATE TABLE gmail_numbers(
@@ -47,7 +50,8 @@ CREATE TABLE label_orders(
 
 // From the version before, by its number.
 const std::string kMigrations[] = {
-    "", "ALTER TABLE mailboxes ADD COLUMN pending INTEGER NOT NULL DEFAULT 0;",
+    "",
+    "ALTER TABLE mailboxes ADD COLUMN pending INTEGER NOT NULL DEFAULT 0;",
     "ALTER TABLE mailboxes ADD COLUMN origin TEXT NOT NULL DEFAULT ''; UPDATE mailboxes SET origin = server_name;"
     "CREATE TABLE wishes(name TEXT PRIMARY KEY, set_flags INTEGER NOT NULL, clear_flags INTEGER NOT NULL, folder TEXT) "
     "WITHOUT ROWID;",
@@ -55,7 +59,8 @@ const std::string kMigrations[] = {
     "ALTER TABLE uploads ADD COLUMN is_accepted INTEGER NOT NULL DEFAULT 0;"
     "CREATE TABLE unfetched(mailbox INTEGER NOT NULL REFERENCES mailboxes(number) ON DELETE CASCADE, "
     "uid INTEGER NOT NULL, PRIMARY KEY(mailbox, uid)) WITHOUT ROWID;",
-    "ALTER TABLE mailboxes ADD COLUMN use INTEGER NOT NULL DEFAULT 0;" + std::string(kGmailSchema)};
+    "ALTER TABLE mailboxes ADD COLUMN use INTEGER NOT NULL DEFAULT 0;" + std::string(kGmailSchema),
+    kBegunSchema};
 
 std::int64_t number(std::uint64_t value) { return static_cast<std::int64_t>(value); }
 
@@ -120,7 +125,7 @@ void MirrorState::open(FileSystem& files) {
     database_ =
         std::make_unique<Database>(file_, Database::Options{.cacheKilobytes = kCacheKilobytes, .isDurable = true});
     if (database_->integer("SELECT count(*) FROM sqlite_master") == 0)
-        database_->runScript("BEGIN IMMEDIATE;" + std::string(kSchema) + kGmailSchema +
+        database_->runScript("BEGIN IMMEDIATE;" + std::string(kSchema) + kBegunSchema + kGmailSchema +
                              "PRAGMA user_version = " + std::to_string(kVersion) + "; COMMIT;");
     for (std::int64_t version = database_->integer("PRAGMA user_version"); version >= 1 && version < kVersion;
          ++version)

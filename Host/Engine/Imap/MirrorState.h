@@ -65,6 +65,12 @@ struct Upload {
     bool isAccepted = false;
 };
 
+// Of a large message, what has come so far: a file in the account's tmp/.
+struct BegunFetch {
+    std::string file;
+    std::uint64_t size = 0, told = 0;  // told: the whole, by the server
+};
+
 // A label that was given or taken here, and not at the server yet.
 struct LabelOrder {
     std::int64_t serial = 0;  // a later order for the same has another one
@@ -145,6 +151,12 @@ public:
     void acceptUploads(const std::string& folder, const std::vector<std::string>& names);
     std::vector<Upload> uploads(std::string_view folder);
     void endUploads(std::string_view folder, const std::vector<std::string>& names);
+
+    // By the name that the message will have.
+    void putBegun(const std::string& name, const BegunFetch& begun);
+    std::optional<BegunFetch> begun(const std::string& name);
+    std::map<std::string, BegunFetch> allBegun();
+    void forgetBegun(const std::string& name);
 
     // Of accounts at Gmail (MirrorStateGmail.cpp), whose messages have a number that is the same in every mailbox.
     bool isGmail() const { return isGmail_; }

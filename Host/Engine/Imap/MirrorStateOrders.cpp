@@ -1,5 +1,5 @@
 // What no difference shows, noted before it happens: what was erased, what was done to messages that are only listed,
-// what is on its way to the server.
+// what is on its way to the server, and what of large messages on their way from it is here.
 #include "Database/Database.h"
 #include "Imap/MirrorState.h"
 
@@ -123,6 +123,34 @@ void MirrorState::moveUntold(std::int64_t from, const std::vector<MirroredMessag
         accept(*database_, folder, each.name);
     }
     transaction.commit();
+}
+
+void MirrorState::putBegun(const std::string& name, const BegunFetch& begun) {
+    const std::lock_guard hold(lock_);
+    database_->run("INSERT OR REPLACE INTO begun(name, file, size, told) VALUES(?, ?, ?, ?)",
+                   {name, begun.file, static_cast<std::int64_t>(begun.size), static_cast<std::int64_t>(begun.told)});
+}
+
+std::optional<BegunFetch> MirrorState::begun(const std::string& name) {
+    const std::lock_guard hold(lock_);
+    Query row = database_->query("SELECT file, size, told FROM begun WHERE name = ?", {name});
+    if (!row.step()) return {};
+    return BegunFetch{row.text(0), static_cast<std::uint64_t>(row.integer(1)),
+                      static_cast<std::uint64_t>(row.integer(2))};
+}
+
+std::map<std::string, BegunFetch> MirrorState::allBegun() {
+    const std::lock_guard hold(lock_);
+    std::map<std::string, BegunFetch> all;
+    for (Query row = database_->query("SELECT name, file, size, told FROM begun"); row.step();)
+        all[row.text(0)] = {row.text(1), static_cast<std::uint64_t>(row.integer(2)),
+                            static_cast<std::uint64_t>(row.integer(3))};
+    return all;
+}
+
+void MirrorState::forgetBegun(const std::string& name) {
+    const std::lock_guard hold(lock_);
+    database_->run("DELETE FROM begun WHERE name = ?", {name});
 }
 
 }  // namespace qs

@@ -121,7 +121,7 @@ TEST_F(LargeMessageTest, ConnectionsThatBreakAnywhereLeaveNoPartOfThem) {
         proxy_->cutAfterReceived(1 + random() % bytes);
         if (random() % 2 == 0) {
             engine_.reset();
-            EXPECT_THAT(leftInTmp(), IsEmpty());
+            EXPECT_LE(leftInTmp().size(), 1u) << "with which it goes on";
             open();
             start();
         } else {
@@ -160,6 +160,47 @@ TEST_F(LargeMessageTest, GoOnWhereTheConnectionBroke) {
     EXPECT_LE(count("BODY.PEEK[]<"), 20 + 1 + 10 + 1 + 3);
     EXPECT_EQ(count("BODY.PEEK[]<0."), 2);
     EXPECT_THAT(leftInTmp(), IsEmpty());
+}
+
+TEST_F(LargeMessageTest, GoOnAfterARestart) {
+    struct Case {
+        const char* why;
+        std::function<void(const std::filesystem::path& part)> meanwhile;
+        bool goesOn;
+    };
+    const std::string size = "RFC822.SIZE " + std::to_string(20 * kPiece);
+    const std::vector<Case> cases{
+        {"as it was", [](const auto&) {}, true},
+        {"the part is gone", [](const auto& part) { std::filesystem::remove(part); }, false},
+        {"the part is shorter", [](const auto& part) { std::filesystem::resize_file(part, kPiece / 2); }, false},
+        {"the part is longer", [](const auto& part) { std::ofstream(part, std::ios::app) << "torn"; }, false},
+        {"another size", [&](const auto&) { replaceInAnswers(size, size.substr(0, size.size() - 1) + "1"); }, false}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.why);
+        deliverLarge("big", 20 * kPiece);
+        engine_->sync().start();
+        proxy_->cutAfterReceived(6 * kPiece);
+        loop_->advance(1);
+        engine_.reset();
+        const auto left = leftInTmp();
+        ASSERT_EQ(left.size(), 1u);
+        EXPECT_GE(left.begin()->second.size(), 4 * kPiece);
+        c.meanwhile(folder_ / "Mail/ada/tmp" / left.begin()->first);
+        proxy_->letPass();
+        const long begun = count("BODY.PEEK[]<0."), all = count("BODY.PEEK[]<");
+        open();
+        start();
+        loop_->advance(4000);
+        EXPECT_TRUE(isHere("INBOX", "big", large("big", 20 * kPiece)));
+        EXPECT_EQ(count("BODY.PEEK[]<0.") - begun, c.goesOn ? 0 : 1);
+        EXPECT_LE(count("BODY.PEEK[]<") - all, (c.goesOn ? 20 - 4 : 20) + 2);
+        EXPECT_THAT(leftInTmp(), IsEmpty());
+        erase("INBOX", "big");
+        syncAll();
+        expectBoth("INBOX", {});
+        engine_.reset();
+        open();
+    }
 }
 
 TEST_F(LargeMessageTest, WhatHasBegunGoesWhenTheMessageDoes) {
