@@ -177,6 +177,12 @@ std::optional<std::string> written(const CssToken& token) {
     return {};
 }
 
+// A parenthesis right behind a number, as in "12pxurl(x)", calls nothing to CSS, but looks like a call to who reads
+// less well.
+bool seemsToCall(const CssToken& token, std::string_view before) {
+    return token.isMark('(') && !before.empty() && isPlainWord(before.substr(before.size() - 1));
+}
+
 class Filter {
 public:
     explicit Filter(std::string_view css) : tokens_(cssTokens(css, kMostTokens)) {}
@@ -245,7 +251,7 @@ private:
             }
             const auto text = written(token);
             depth += opens(token);
-            if (!text || depth < 0 || depth > 10) return {};
+            if (!text || depth < 0 || depth > 10 || (!wantsSpace && seemsToCall(token, out))) return {};
             const bool hugs = token.isMark(',') || token.isMark(')') || out.empty() || out.back() == '(';
             if (wantsSpace && !hugs) out += ' ';
             out += *text;
@@ -295,6 +301,7 @@ private:
     static std::string preludeOf(Tokens tokens, std::string_view marks) {
         std::string out;
         for (const CssToken& token : tokens) {
+            if (seemsToCall(token, out)) return {};
             if (token.kind == Kind::Space)
                 out += ' ';
             else if (token.kind == Kind::Mark && marks.find(token.text) != std::string_view::npos)

@@ -286,6 +286,7 @@ TEST(Sanitizer, KeepsTheStylesThatOnlyLayOut) {
              Case{"margin:0 auto!important;width:calc(100% - 2px)",
                   "margin: 0 auto !important; width: calc(100% - 2px)"},
              Case{"color:rgba(1,2,3,.5);x:y;;padding:-1px", "color: rgba(1, 2, 3, .5); padding: -1px"},
+             Case{"font:12pxurl(x);margin:1 (2px);color:blue", "margin: 1 (2px); color: blue"},
              Case{"background:#fff url(http://x.example) no-repeat;color:blue", "color: blue"},
              Case{"mso-line-height-rule:exactly;line-height:1.5em/*x*/", "line-height: 1.5em"},
              Case{"color:red;position:absolute", "color: red"},
