@@ -8,6 +8,7 @@ import { useStore } from '../base/Store';
 import { MessageList } from '../list/MessageList';
 import { Mailboxes } from '../mailboxes/Mailboxes';
 import { MenuBar, MenuButton } from '../menus/MenuBar';
+import { Alerts } from '../overlay/Alerts';
 import { Sheet } from '../overlay/Sheet';
 import { ReadingPane } from '../reading/ReadingPane';
 import { host, ui } from '../state';
@@ -55,6 +56,7 @@ export function Viewer() {
         </div>
       </main>
       {viewer.sheet && <Sheet window="viewer" form={viewer.sheet} />}
+      <Alerts window="viewer" />
     </div>
   );
 }

@@ -83,7 +83,7 @@ export function MenuBar() {
   return (
     <>
       {open && <div class="menu-backdrop" onPointerDown={leave} />}
-      <div ref={bar} class="menubar" role="menubar" aria-label="Main menu" data-part onKeyDown={onKeyDown} onFocusIn={remember}>
+      <div ref={bar} class={`menubar${open ? ' open' : ''}`} role="menubar" aria-label="Main menu" data-part onKeyDown={onKeyDown} onFocusIn={remember}>
         {menu.map((item, index) => (
           <button
             key={item.id} type="button" class={`menubar-title${open && index === active ? ' open' : ''}`} role="menuitem"

@@ -16,12 +16,12 @@ export function alertsOf(alerts: AlertModel[], owner: string, windows: string[])
 export function Alerts({ window: owner }: { window: string }) {
   const all = useStore(host, (model) => model.alerts);
   const compose = useStore(host, (model) => model.compose);
-  const mine = alertsOf(all, owner, compose.map((each) => each.window));
+  const mine = alertsOf(all, owner, ['viewer', ...compose.map((each) => each.window)]);
   const newest = mine.at(-1);
-  return newest ? <Alert key={newest.id} alert={newest} /> : null;
+  return newest ? <Alert key={newest.id} alert={newest} isOfWindow={owner !== ''} /> : null;
 }
 
-function Alert({ alert }: { alert: AlertModel }) {
+function Alert({ alert, isOfWindow }: { alert: AlertModel; isOfWindow: boolean }) {
   const box = useRef<HTMLDivElement>(null);
   const title = useId();
   const text = useId();
@@ -42,10 +42,10 @@ function Alert({ alert }: { alert: AlertModel }) {
     event.preventDefault();
   };
   return (
-    <div class={alert.window ? 'overlay of-window' : 'overlay over-all'}>
+    <div class={isOfWindow ? 'overlay of-window' : 'overlay over-all'}>
       <div
         ref={box} class="alert" role="alertdialog" aria-modal="true" aria-labelledby={title} aria-describedby={text}
-        data-blocks={alert.window ? 'window' : 'page'} tabIndex={-1} onKeyDown={onKeyDown}
+        data-blocks={isOfWindow ? 'window' : 'page'} tabIndex={-1} onKeyDown={onKeyDown}
       >
         <span class="alert-icon">
           <Icon name={alert.icon || 'mark'} size={30} />
