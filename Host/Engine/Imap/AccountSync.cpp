@@ -140,7 +140,7 @@ void AccountSync::schedule(TimeInterval delay) {
     const std::lock_guard hold(lock_);
     if (isStopping_ || !queue_) return;
     RunLoop& loop = RunLoop::main();
-    const Date due = loop.now() + delay;
+    const TimeInterval due = loop.uptime() + delay;
     if (timer_ && timer_->isValid() && timerDue_ <= due) return;
     if (timer_) timer_->invalidate();
     timerDue_ = due;
@@ -164,8 +164,9 @@ void AccountSync::pass() {
     {
         const std::lock_guard hold(lock_);
         if (isStopping_ || status_.state == SyncStatus::State::Stopped) return;
+        // Whichever comes first, should somebody set the clock or the machine sleep.
         if (status_.state == SyncStatus::State::Waiting && status_.until)
-            early = *status_.until - RunLoop::main().now();
+            early = std::min(*status_.until - RunLoop::main().now(), waitsUntil_ - RunLoop::main().uptime());
         if (early <= 0) scope = std::exchange(wanted_, {});
     }
     // It fell due by what was asked for before the failure.
@@ -275,6 +276,7 @@ void AccountSync::failedWith(const Error& error, const SyncScope& scope) {
     {
         const std::lock_guard hold(lock_);
         isThrottled_ = isImap && imapFailure(error) == ImapFailure::Temporary;
+        waitsUntil_ = RunLoop::main().uptime() + delay;
     }
     setStatus(SyncStatus::State::Waiting, error.description, RunLoop::main().now() + delay);
     schedule(delay);

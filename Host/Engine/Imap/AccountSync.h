@@ -89,7 +89,8 @@ private:
     SyncStatus status_;
     bool isThrottled_ = false;  // while it waits: the server asked for it
     TimerRef timer_;
-    Date timerDue_;
+    // On the clock of uptime(), which nobody sets back.
+    TimeInterval timerDue_ = 0, waitsUntil_ = 0;
     std::shared_ptr<void> networkWatch_;
     std::unique_ptr<ImapConnection> line_;
     bool isStopping_ = false;

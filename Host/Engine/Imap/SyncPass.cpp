@@ -18,6 +18,7 @@ namespace {
 // So many of the inbox's newest come before anything else is looked at.
 constexpr std::size_t kFirstMessages = 50;
 constexpr int kMostBusy = 3;
+constexpr int kMostCuts = 4, kLeftOut = 3;  // connections that break over a mailbox, and passes without it
 
 }  // namespace
 
@@ -45,7 +46,8 @@ Result<void> SyncPass::pullAll(const SyncScope& scope) {
     }
     // The inbox comes first, as its folder is "".
     for (auto& [folder, work] : works_) {
-        auto done = pull(work, !scope.everything || scope.there.contains(folder) || labelled.contains(folder));
+        const bool isLikelyChanged = !scope.everything || scope.there.contains(folder) || labelled.contains(folder);
+        auto done = unlessItCuts(folder, "look", [&, &each = work] { return pull(each, isLikelyChanged); });
         if (done) done = list(work);
         if (done && folder.empty()) done = fetch(work, kFirstMessages);
         if (done)
@@ -98,7 +100,8 @@ Result<void> SyncPass::pushAll() {
     for (const auto step : {&SyncPass::push, &SyncPass::upload})
         for (auto& [folder, work] : works_)
             if (done)
-                if (done = (this->*step)(work); !done) done = goOnAfter(done.error(), folder);
+                if (done = unlessItCuts(folder, "change", [&, &each = work] { return (this->*step)(each); }); !done)
+                    done = goOnAfter(done.error(), folder);
     isPushing_ = false;
     busyInARow_ = 0;
     return done;
@@ -136,8 +139,28 @@ Result<void> SyncPass::goOnAfter(const Error& error, const std::string& what) {
 bool SyncPass::isCutOver(const std::string& name, const Error& error, int most) {
     if (parts_.line.isOpen() || error.domain != kImapErrorDomain) return false;
     const ImapFailure failure = imapFailure(error);
-    if (failure != ImapFailure::HungUp && failure != ImapFailure::TimedOut) return false;
+    if (failure != ImapFailure::HungUp && failure != ImapFailure::TimedOut && failure != ImapFailure::Malformed)
+        return false;
     return ++parts_.troubles.cut[name] >= most;
+}
+
+Result<void> SyncPass::unlessItCuts(const std::string& folder, const char* what,
+                                    const std::function<Result<void>()>& act) {
+    const std::string key = std::string(what) + "/" + folder;
+    auto& cut = parts_.troubles.cut;
+    if (const auto found = cut.find(key); found != cut.end() && found->second >= kMostCuts) {
+        if (++found->second > kMostCuts + kLeftOut) found->second = kMostCuts - 1;
+        return {};
+    }
+    auto done = act();
+    if (done || parts_.line.isOpen())
+        cut.erase(key);
+    else if (isCutOver(key, done.error(), kMostCuts) && !folder.starts_with('/'))  // as one does that was removed here
+        tellOnce(key, "“" + shownPath(folder) +
+                          "” can't be brought into step with the server, which breaks the connection over it. The "
+                          "other mailboxes go on, and it is tried again. " +
+                          done.error().description);
+    return done;
 }
 
 void SyncPass::tellOnce(const std::string& what, const std::string& sentence) {

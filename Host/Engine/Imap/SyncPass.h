@@ -237,6 +237,9 @@ private:
     static bool isForNow(const Error& error);  // the server may do it later
     // Notes that the connection broke over that message. Whether it did so too often.
     bool isCutOver(const std::string& name, const Error& error, int most);
+    // What goes on with one mailbox, unless the connection has broken over it again and again: then it is left out for
+    // some passes, for the sake of the others.
+    Result<void> unlessItCuts(const std::string& folder, const char* what, const std::function<Result<void>()>& act);
     void tellOnce(const std::string& what, const std::string& sentence);
     void forgetSettledRemovals();
 

@@ -128,7 +128,8 @@ Result<ServerView> SyncPass::look(Work& work, const std::vector<MirroredMessage>
     ServerView view;
     const auto each = [&view](const ImapMessage& message) { note(view, message); };
     const std::uint64_t since = work.mailbox.modSeq;
-    if (since == 0 || selection.highestModSeq == 0) {
+    // A server that has fallen behind what it told before knows nothing of the changes since: it was set back.
+    if (since == 0 || selection.highestModSeq < since) {
         view.isComplete = true;
         if (selection.messages == 0) {
             noteGmailGone(work.mailbox, nullptr, view);

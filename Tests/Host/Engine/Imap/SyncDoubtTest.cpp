@@ -1,4 +1,5 @@
 // Answers that leave something out: what is here stays until the server has said clearly that it is gone there.
+#include "Database/Database.h"
 #include "Imap/MeddledFixture.h"
 
 namespace qs {
@@ -96,6 +97,20 @@ TEST_F(SyncDoubtTest, AnAnswerWithoutAValidityIsNoOtherValidity) {
     syncAll();
     expectBoth("INBOX", {"new", "one", "two"});
     EXPECT_EQ(count("BODY.PEEK[HEADER]"), headers) << "nothing had to be recognised";
+}
+
+// As one that was set back to a copy of some days ago.
+TEST_F(SyncDoubtTest, AServerThatKnowsLessThanItToldIsLookedAtAnew) {
+    for (const char* each : {"gone", "kept", "read"})
+        deliver(each);
+    start();
+    const auto all = uids("INBOX");
+    ASSERT_TRUE(other().store({all.find("read")->second}, ImapChange::Add, {"\\Seen"}));
+    ASSERT_TRUE(other().store({all.find("gone")->second}, ImapChange::Add, {"\\Deleted"}));
+    ASSERT_TRUE(other().expunge({all.find("gone")->second}));
+    Database(folder_ / "Mail/ada/sync.sqlite", {}).run("UPDATE mailboxes SET mod_seq = 1000000");
+    syncAll();
+    expectBoth("INBOX", {"kept", "read S"});
 }
 
 // Another client is quicker by a moment.

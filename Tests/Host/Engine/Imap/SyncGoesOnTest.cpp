@@ -217,6 +217,56 @@ TEST_F(SyncGoesOnTest, FlagsThatAMailboxDoesNotKeepAreNotPutThereEither) {
     EXPECT_EQ(count("$MailFlagBit"), 0);
 }
 
+TEST_F(SyncGoesOnTest, AMailboxOverWhichTheServerFallsKeepsNoOtherBack) {
+    deliver("bad", "Archive");
+    deliver("other", "Trash");
+    whenAsked_ = [&](const std::string& line) -> std::optional<CuttingProxy::Passing> {
+        if (!has(line, " SELECT \"Archive\"")) return {};
+        return hungUp();
+    };
+    start();
+    loop_->advance(4000);
+    EXPECT_THAT(here("Trash"), ElementsAre("other"));
+    add("Drafts", "mine");
+    loop_->advance(4000);
+    EXPECT_THAT(there("Drafts"), ElementsAre("mine"));
+    EXPECT_THAT(engine_->takeNotices(), ElementsAre(HasSubstr("“Archive” can't be brought into step")));
+    whenAsked_ = nullptr;
+    loop_->advance(4000);
+    expectBoth("Archive", {"bad"});
+    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
+}
+
+TEST_F(SyncGoesOnTest, AChangeOverWhichTheServerFallsKeepsNoMailBack) {
+    deliver("one");
+    start();
+    whenAsked_ = [&](const std::string& line) -> std::optional<CuttingProxy::Passing> {
+        if (!has(line, "UID MOVE")) return {};
+        return hungUp();
+    };
+    move("one", "INBOX", "Archive");
+    settle();
+    deliver("new", "Trash");
+    loop_->advance(4000);
+    EXPECT_THAT(here("Trash"), ElementsAre("new"));
+    whenAsked_ = nullptr;
+    loop_->advance(4000);
+    expectBoth("Archive", {"one"});
+    expectBoth("INBOX", {});
+}
+
+TEST_F(SyncGoesOnTest, AClockThatIsSetBackProlongsNoWait) {
+    deliver("one");
+    proxy_->goDown();
+    start();
+    ASSERT_EQ(status().state, SyncStatus::State::Waiting);
+    loop_->setClock(loop_->now() - 400 * 86'400.0);
+    proxy_->letPass();
+    loop_->advance(4000);
+    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
+    expectBoth("INBOX", {"one"});
+}
+
 TEST_F(SyncGoesOnTest, WhatIsKnownOfTheServerMayNotBeReadableForAWhile) {
     for (const char* each : {"one", "two"})
         deliver(each);
