@@ -18,6 +18,7 @@ const CallTable& allCalls() {
         addComposeCalls(made);
         addDialogCalls(made);
         addRowListCalls(made);
+        addPeopleCalls(made);
         return made;
     }();
     return table;

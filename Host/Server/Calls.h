@@ -41,6 +41,7 @@ void addViewerCalls(CallTable& table);
 void addComposeCalls(CallTable& table);
 void addDialogCalls(CallTable& table);
 void addRowListCalls(CallTable& table);
+void addPeopleCalls(CallTable& table);
 
 // The menu of a button in a popover's list; refuses the call when there is none.
 std::shared_ptr<Menu> menuInRowList(const boost::json::object& arguments);

@@ -16,10 +16,12 @@
 #include "PageConnection.h"
 #include "PageFiles.h"
 #include "PageState.h"
+#include "PeoplePictures.h"
 #include "RequestGuard.h"
 #include "ResourceProxy.h"
 #include "Sessions.h"
 #include "UserNotifications.h"
+#include "Viewer/ContactPictures.h"
 
 namespace qs {
 
@@ -52,11 +54,16 @@ public:
             tellAll(json::serialize(json::object{{"type", what}, {"window", window}}));
         });
         for (const auto name : {MailLibraryMessagesWereAddedNotification, UserNotificationWasPostedNotification})
-            newMail_.push_back(
+            observations_.push_back(
                 NotificationCenter::defaultCenter().addObserver(std::string(name), [this](const Notification& added) {
                     if (auto notice = newMailNotice(application_->engine().library(), added); !notice.empty())
                         tellAll(notice);
                 }));
+        observations_.push_back(NotificationCenter::defaultCenter().addObserver(
+            std::string(PhotoAvailableNotification), [this](const Notification& posted) {
+                if (auto notice = pictureNotice(posted.userInfo["Email"].stringValue()); !notice.empty())
+                    tellAll(notice);
+            }));
         http_->start({
             .refuse = [this](const HttpServerRequest& head) { return refuse(head); },
             .bodyLimit = [](const HttpServerRequest&) { return kSmallBody; },
@@ -150,7 +157,7 @@ private:
     PageSections sections_;
     std::vector<std::shared_ptr<PageConnection>> pages_;
     ResourceProxy proxy_;
-    std::vector<ObservationRef> newMail_;
+    std::vector<ObservationRef> observations_;
     std::unique_ptr<HttpServer> http_;  // goes first: nothing calls back afterwards
 };
 

@@ -15,6 +15,7 @@
 #include "MainViewer.h"
 #include "Mime/Addresses.h"
 #include "Mime/MimeMessage.h"
+#include "PeoplePictures.h"
 #include "Viewer/Banner.h"
 #include "Viewer/HeaderView.h"
 #include "Viewer/ListDates.h"
@@ -74,14 +75,19 @@ json::array conversationJson(MailApplication& application) {
         const auto mailbox = library.mailboxWithIdentifier(summary.mailbox);
         // Where it lies is told when that is not where one is.
         const bool isElsewhere = mailbox && mailbox != shown;
-        array.push_back(json::object{{"id", summary.id},
-                                     {"from", senderName(summary.from)},
-                                     {"snippet", summary.snippet},
-                                     {"date", row.date},
-                                     {"dateLong", row.dateLong},
-                                     {"unread", !summary.flags.seen},
-                                     {"attachments", summary.attachments},
-                                     {"mailbox", isElsewhere ? mailbox->displayName() : std::string()}});
+        json::object model{{"id", summary.id},
+                           {"from", senderName(summary.from)},
+                           {"snippet", summary.snippet},
+                           {"date", row.date},
+                           {"dateLong", row.dateLong},
+                           {"unread", !summary.flags.seen},
+                           {"attachments", summary.attachments},
+                           {"mailbox", isElsewhere ? mailbox->displayName() : std::string()}};
+        // Of whoever wrote it, as the name is; in a list the message may show whom it went to.
+        const auto senders = parseAddresses(summary.from);
+        if (auto person = personJson(senders.empty() ? MailAddress() : senders.front()); !person.is_null())
+            model["person"] = std::move(person);
+        array.push_back(std::move(model));
     }
     return array;
 }
@@ -189,6 +195,7 @@ json::value rowJson(MailApplication& application, const ViewerRow& row) {
         model["open"] = row.isOpen;
     }
     if (row.parent != 0) model["parent"] = row.parent;
+    if (auto person = personJson(row.person); !person.is_null()) model["person"] = std::move(person);
     if (!row.colour.empty()) model["ground"] = row.colour;
     if (auto delivery = deliveryOf(application, summary.id, kindOf(application, summary.mailbox)))
         model["delivery"] = std::move(*delivery);

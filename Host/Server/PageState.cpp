@@ -138,6 +138,7 @@ json::value listSection(MailApplication& application) {
                        {"selected", std::move(selected)},
                        {"search", viewer.searchText()},
                        {"emptyText", searching ? "Nothing found." : "No messages here."}};
+    if (showsContactPhotos()) model["pictures"] = true;
     if (const auto conversations = viewer.conversations()) model["conversations"] = *conversations;
     return model;
 }

@@ -100,4 +100,21 @@ void defineContactPictureClasses() {
                 });
 }
 
+std::string pictureOfPerson(const std::string& mailAddress) {
+    constexpr int kListPhoto = 1;
+    std::string picture;
+    if (Class* const store = NSClassFromString("CNContactStore")) {
+        picture = contact_store::imageForMailAddress.onClass(store, mailAddress);
+    } else if (Class* const managers = NSClassFromString("MFAddressManager")) {
+        const auto manager = address_manager::addressManager.onClass(managers);
+        picture = address_manager::imageForMailAddress(manager, mailAddress, "", kListPhoto, false, nullptr);
+    }
+    return picture.starts_with("data:image/") ? picture : std::string();
+}
+
+std::string initialsOfPerson(const std::string& name) {
+    Class* const names = NSClassFromString("ABPersonInitials");
+    return names ? person_initials::initialsForName.onClass(names, name) : std::string();
+}
+
 }  // namespace qs

@@ -27,6 +27,7 @@ void registerHostSettings() {
                                                {std::string(kNotificationsTellContent), false}});
 }
 
+bool showsContactPhotos() { return UserDefaults::suite("")->boolForKey(kEnableContactPhotos); }
 std::string defaultAccountIdentifier() { return UserDefaults::suite("")->stringForKey(kDefaultAccount); }
 bool quotesOriginalMessage() { return UserDefaults::suite("")->boolForKey(kQuoteOriginalMessage); }
 bool composesPlainText() { return UserDefaults::suite("")->boolForKey(kComposePlainText); }

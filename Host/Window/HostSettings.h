@@ -26,6 +26,7 @@ inline constexpr std::string_view kNotificationsTellContent = "NotificationsTell
 // Adds the values that count before anything was chosen. Idempotent.
 void registerHostSettings();
 
+bool showsContactPhotos();                             // of the people who write, in lists
 std::string defaultAccountIdentifier();                // empty when none was chosen
 bool quotesOriginalMessage();                          // replies and forwards carry the text that they answer
 bool composesPlainText();                              // new messages begin as plain text

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "MailLibrary.h"
+#include "Mime/Addresses.h"
 #include "MoveHistory.h"
 #include "Viewer/MessageListObjectProxy.h"
 #include "Viewer/MessageViewer.h"
@@ -29,6 +30,7 @@ struct ViewerRow {
     bool isOpen = false;         // a conversation whose messages stand below it
     std::string date, dateLong;  // as texts
     std::string correspondent;   // sender, or recipients in Sent, Drafts and Outbox
+    MailAddress person;          // the first of them; without name and address when there is nobody
     std::vector<ListIcon> icons;
     std::string colour;  // of its ground, "#AABBCC"; empty: the usual one
 };

@@ -52,18 +52,18 @@ private:
 };
 
 // Each once, as one person writes several messages of a conversation.
-std::string namesIn(const std::vector<std::string>& fields) {
-    std::string names;
+void addPeople(const std::vector<std::string>& fields, ViewerRow& row) {
+    std::string& names = row.correspondent;
     std::set<std::string> told;
     for (const std::string& field : fields) {
         for (const MailAddress& address : parseAddresses(field)) {
+            if (told.empty()) row.person = address;
             const std::string& name = address.name.empty() ? address.address : address.name;
             if (names.size() > kLongestNames || !told.insert(name).second) continue;
             if (!names.empty()) names += ", ";
             names += name;
         }
     }
-    return names;
 }
 
 bool showsRecipients(MailboxKind kind) {
@@ -92,9 +92,9 @@ ViewerRow drawRow(RowProxy& proxy, const ListedRow& listed, MailboxKind kind, Pi
     row.dateLong = longDateText(summary.received);
     row.date = proxy.hostDateString();  // stays where whoever stands in front of it fails
     if (listed.isConversation)
-        row.correspondent = namesIn(showsRecipients(kind) ? listed.facts.recipients : listed.facts.senders);
+        addPeople(showsRecipients(kind) ? listed.facts.recipients : listed.facts.senders, row);
     else
-        row.correspondent = namesIn({showsRecipients(kind) ? summary.to : summary.from});
+        addPeople({showsRecipients(kind) ? summary.to : summary.from}, row);
     try {
         row.date = message_list_object_proxy::dateString(proxy);
         // For those who have the long date read to them, too.

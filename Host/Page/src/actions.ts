@@ -15,6 +15,7 @@ const unrelated = new Set<keyof Calls>([
   'compose.update',
   'compose.front',
   'addresses.complete',
+  'people.pictures',
 ]);
 
 let connection: Connection | null = null;
@@ -70,6 +71,7 @@ export const signals = {
   find: (): void => undefined,
   print: (_window: string): void => undefined,
   newMail: (_mail: NewMail): void => undefined,
+  picture: (_address: string): void => undefined,
 };
 
 export function receive(message: ServerMessage): void {
@@ -104,6 +106,9 @@ export function receive(message: ServerMessage): void {
       break;
     case 'newMail':
       signals.newMail(message);
+      break;
+    case 'picture':
+      signals.picture(message.address);
       break;
     case 'goodbye':
       ui.set({ link: 'goodbye', linkText: message.text });

@@ -11,6 +11,7 @@ export interface Calls {
   'menu.validate': Record<string, never>; // before a menu opens: fresh enabled states come as an update
   'context.open': { ids: Id[] }; // replies {items: MenuItemModel[]}
   'person.open': { person: string }; // the menu of somebody, by display form; replies as context.open
+  'people.pictures': { addresses: string[] }; // at most 200; replies {pictures: {<address>: data URL, or "" for none yet}}
   'toolbar.choose': { window: string; identifier: string };
   'toolbar.menu': { window: string; identifier: string }; // replies {items: MenuItemModel[]}
   'mailbox.select': { id: string };

@@ -212,6 +212,12 @@ export interface StatusIcon {
   label: string;
   size: number; // points
 }
+/** Somebody whose picture stands beside a name. The picture itself is asked for by "people.pictures". */
+export interface PersonModel {
+  address: string; // in lower case
+  initials: string; // stand for the picture until it is there, or for good
+}
+
 /** A message; in a list grouped by conversation also a conversation of several, with what is so of any of them. */
 export interface MessageRow {
   id: Id; // of a conversation below zero; wherever ids are asked for, it stands for all of its messages
@@ -219,6 +225,7 @@ export interface MessageRow {
   open?: boolean; // likewise: they stand below it
   parent?: Id; // of a message below an open conversation: that row
   from: string; // display name, or the recipients in Sent, Drafts and Outbox
+  person?: PersonModel; // the first of them, where the person wants pictures
   subject: string;
   snippet: string;
   date: string; // as the list shows it
@@ -238,6 +245,7 @@ export interface ListModel {
   title: string;
   total: number; // rows
   conversations?: number; // in a list grouped by them: how many there are
+  pictures?: boolean; // rows have room for the pictures of people
   more?: boolean; // a search found more than it counted; `total` grows as one goes down
   offset: number; // of rows[0]; the page asks for others by "list.window"
   rows: MessageRow[];
@@ -265,6 +273,7 @@ export interface BannerModel {
 export interface ConversationRow {
   id: Id;
   from: string;
+  person?: PersonModel; // where the person wants pictures
   snippet: string;
   date: string;
   dateLong: string;
@@ -376,4 +385,5 @@ export type ServerMessage =
   | { type: 'source'; window: string } // show /messages/<id>/source of the selected message
   // Mail came into an inbox. The newest one; its sender and subject only where the person wants them told.
   | { type: 'newMail'; count: number; id: Id; from?: string; subject?: string }
+  | { type: 'picture'; address: string } // of somebody: there is one now, or another one
   | { type: 'goodbye'; text: string }; // the host stops

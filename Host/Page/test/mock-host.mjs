@@ -62,6 +62,7 @@ class MockHost {
   uploads = [];
   bodies = []; // addresses of texts that were fetched
   remote = 'ask'; // what becomes of pictures on the web
+  pictures = null; // by address; null: the person wants none
   sockets = new Set();
   models = firstModels(this.inbox);
   view = { mailbox: 'inbox', offset: 0, limit: 40, search: '', selected: [this.inbox[0].id] };
@@ -87,9 +88,15 @@ class MockHost {
     const names = this.models.accounts.flatMap((account) => account.mailboxes);
     return {
       mailbox: id, title: search ? `“${search}”` : (names.find((each) => each.id === id)?.name ?? ''), total: rows.length, offset,
-      rows: rows.slice(offset, offset + limit).map(({ address, ...row }) => row), selected, search,
+      rows: rows.slice(offset, offset + limit).map(({ address, ...row }) => ({ ...row, ...this.personOf(row.from, address) })), selected, search,
+      ...(this.pictures ? { pictures: true } : {}),
       emptyText: search ? 'Nothing found' : 'No messages here',
     };
+  }
+
+  personOf(name, address) {
+    const initials = name.split(' ').map((word) => word[0]);
+    return this.pictures ? { person: { address, initials: `${initials[0]}${initials.length > 1 ? initials.at(-1) : ''}` } } : {};
   }
 
   message() {
@@ -178,6 +185,8 @@ class MockHost {
         return { items: contextMenu };
       case 'addresses.complete':
         return { addresses: addresses.filter((each) => each.toLowerCase().includes(args.prefix.toLowerCase())).slice(0, 8) };
+      case 'people.pictures':
+        return { pictures: Object.fromEntries(args.addresses.map((each) => [each, this.pictures?.[each] ?? ''])) };
       case 'toolbar.menu':
         return { items: toolbarMenu(args.identifier) };
       case 'menu.set':

@@ -115,7 +115,7 @@ export function MessageList() {
         aria-activedescendant={isDrawn ? `row-${focused}` : undefined}
         onKeyDown={onKeyDown}
       >
-        <div class="list-rows" role="rowgroup" style={{ height: scale.height }}>
+        <div class={`list-rows${list.pictures ? ' with-faces' : ''}`} role="rowgroup" style={{ height: scale.height }}>
           {indexes.map((index) => {
             const row = list.rows[index - list.offset];
             return (

@@ -3,6 +3,7 @@ import { memo } from 'preact/compat';
 import { useRef } from 'preact/hooks';
 import { act, selectedIds } from '../actions';
 import { Icon } from '../base/Icon';
+import { Face } from '../people/Face';
 import type { Id, MessageRow } from '../protocol';
 import { DeliveryLine } from './DeliveryLine';
 import { describeRow } from './describeRow';
@@ -62,6 +63,7 @@ function Row({ row, index, top, selected, focused, grouped, onPress, onContext }
       <div class="row-cell" role="gridcell">
         <span class="visually-hidden">{describeRow(row)}</span>
         <span class="row-mark" aria-hidden="true" />
+        {row.person && <Face person={row.person} />}
         {row.count && <Twisty row={row} />}
         <div class="row-line" aria-hidden="true">
           <span class="row-from" dir="auto">{row.from}</span>

@@ -2,6 +2,7 @@
 import { useLayoutEffect, useRef } from 'preact/hooks';
 import { act } from '../actions';
 import { Icon } from '../base/Icon';
+import { Face } from '../people/Face';
 import type { ConversationRow, Id } from '../protocol';
 
 export function Conversation({ rows, shown }: { rows: ConversationRow[]; shown: Id }) {
@@ -20,6 +21,7 @@ export function Conversation({ rows, shown }: { rows: ConversationRow[]; shown: 
               aria-current={row.id === shown ? 'true' : undefined}
               onClick={() => row.id !== shown && act('message.showInConversation', { id: row.id })}
             >
+              {row.person && <Face person={row.person} />}
               <span class="conversation-from" dir="auto">{row.from || 'Unknown sender'}</span>
               <span class="conversation-snippet" dir="auto">{row.snippet}</span>
               {row.mailbox && <span class="conversation-place">{row.mailbox}</span>}
