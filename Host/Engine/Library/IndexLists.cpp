@@ -11,7 +11,7 @@ namespace qs::lists {
 namespace {
 
 constexpr int kLongestPage = 1000;
-constexpr int kCountedBehind = 5000;  // rows behind a page that are still counted
+constexpr int kCountedBehind = 1000;  // rows behind a page that are still counted; a list's end is rarely looked for
 
 struct Length {
     int rows = 0;

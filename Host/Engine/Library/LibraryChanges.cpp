@@ -96,6 +96,7 @@ Result<MessageRef> LibraryCore::addFrom(Mailbox& mailbox, const ByteSource& cont
     std::string file;
     tables::Inserted inserted;
     bool wasThere = false;
+    LibraryMessageRef message;
     try {
         auto index = index_->write();
         if (const auto known = tables::findByName(*index, box->indexed().number, name)) {
@@ -122,8 +123,11 @@ Result<MessageRef> LibraryCore::addFrom(Mailbox& mailbox, const ByteSource& cont
             wasThere = fresh::take(*index, box->indexed().number, name).value_or(false);
             inserted = tables::insert(*index, box->indexed(), name, existing.value_or(file), packedFlags(flags),
                                       received, size, facts);
-            index.commit();
         }
+        // Made before others see the message, who may take it at once: it was kept all the same, and its object goes
+        // on telling of it.
+        message = messageIn(*index, inserted.row.id);
+        index.commit();
     } catch (const DatabaseFailure& failure) {
         // Without its row nobody would see the message, so the caller is not told that it was kept.
         if (!file.empty()) (void)files_.remove(maildir.pathOf(file));
@@ -133,8 +137,8 @@ Result<MessageRef> LibraryCore::addFrom(Mailbox& mailbox, const ByteSource& cont
         announcer_->mailboxChanged(box->identifier());
         announcer_->messageArrived(inserted.row.id, wasThere);
     }
-    if (auto message = messageWithID(inserted.row.id)) return message;
-    return failure(notThere());
+    if (!message) return failure(notThere());
+    return message;
 }
 
 Result<void> LibraryCore::setFlagsOf(Database& index, const IndexedFile& row, const FlagChange& change, Work& work) {
@@ -286,19 +290,26 @@ Result<std::filesystem::path> LibraryCore::claim(std::int64_t id, const std::fil
         if (!box) return failure(notThere());
         keepDetails(*index, id);
         target = intoFolder / row->name;
+        const auto tellPlace = [&](const std::filesystem::path& place) {
+            if (const auto message = cache_->live(id)) message->setFileOutside(place);
+        };
+        // Told first: whoever reads the message meanwhile looks there when it has left the mailbox.
+        tellPlace(target);
         auto moved = files_.renameNew(box->maildir().pathOf(row->file), target);
         if (!moved && moved.error().code == ENOENT && (row = foundAgain(*index, *row, work)))
             moved = files_.renameNew(box->maildir().pathOf(row->file), target);
-        if (!moved && moved.error().code == ENOENT) return failure(notThere());
-        if (!moved) return failed(moved);
+        if (!moved) {
+            tellPlace({});
+            return moved.error().code == ENOENT ? failure(notThere()) : failed(moved);
+        }
         // The new place first: cut off in between, a message may be in both, but never in none.
         auto synced = files_.syncFolder(intoFolder);
         if (synced) synced = box->maildir().syncFolderOf(row->file);
         if (!synced) {
             (void)files_.renameNew(target, box->maildir().pathOf(row->file));
+            tellPlace({});
             return failed(synced);
         }
-        if (const auto message = cache_->live(id)) message->setFileOutside(target);
         tables::remove(*index, row->seq);
         index.commit();
     } catch (const DatabaseFailure& failure) {

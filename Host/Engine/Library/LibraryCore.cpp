@@ -156,17 +156,12 @@ std::vector<MessageSummary> LibraryCore::conversation(std::int64_t id, int limit
 }
 
 MessageRef LibraryCore::messageWithID(std::int64_t id) {
-    struct Row {
-        std::int64_t mailbox = 0;
-        int flags = 0;
-        Date received;
-    };
-    const auto found = reading([&](Database& index) {
-        Query row = index.query("SELECT mailbox, flags, received FROM messages WHERE id = ?", {id});
-        return row.step() ? std::optional<Row>({row.integer(0), static_cast<int>(row.integer(1)), {row.real(2)}})
-                          : std::nullopt;
-    });
-    return found ? messageFor(id, found->mailbox, found->flags, found->received) : nullptr;
+    return reading([&](Database& index) { return messageIn(index, id); });
+}
+
+LibraryMessageRef LibraryCore::messageIn(Database& index, std::int64_t id) {
+    Query row = index.query("SELECT mailbox, flags, received FROM messages WHERE id = ?", {id});
+    return row.step() ? messageFor(id, row.integer(0), static_cast<int>(row.integer(1)), {row.real(2)}) : nullptr;
 }
 
 std::optional<MessageSummary> LibraryCore::summary(std::int64_t id) {

@@ -152,6 +152,7 @@ private:
     tl::unexpected<Error> indexFailure(const DatabaseFailure& failure);
     SqlSelection selectionOf(const MessageCriterion& criterion, std::string_view search);
     LibraryMessageRef messageFor(std::int64_t id, std::int64_t mailbox, int flags, Date received);
+    LibraryMessageRef messageIn(Database& index, std::int64_t id);  // null: it has no row
     // Reads the message's file, under its new name when another program has renamed it.
     template <class Reader>
     auto read(std::int64_t id, Reader reader) -> decltype(reader(std::filesystem::path()));

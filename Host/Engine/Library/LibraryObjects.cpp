@@ -343,10 +343,10 @@ MessageSummary LibraryMessage::details() const {
         if (details_) return *details_;
     }
     const auto library = library_.lock();
-    auto found = library ? library->details(id_) : std::nullopt;
-    if (!found) return {};
-    keepDetails(*found);
-    return std::move(*found);
+    if (auto found = library ? library->details(id_) : std::nullopt) keepDetails(std::move(*found));
+    // Who takes the row away keeps them first.
+    const std::lock_guard hold(lock_);
+    return details_ ? *details_ : MessageSummary();
 }
 
 std::filesystem::path LibraryMessage::fileOutside() const {
@@ -377,10 +377,10 @@ std::shared_ptr<const OpenFile> LibraryMessage::openContent() const {
 std::shared_ptr<MessageHeaders> LibraryMessage::headers() const {
     const auto library = library_.lock();
     if (!library) return nullptr;
-    const std::filesystem::path outside = fileOutside();
     const auto start = [&](std::size_t limit) {
         auto content = library->contentStart(id_, limit);
-        return content || outside.empty() ? content : library->files().readStart(outside, limit);
+        const std::filesystem::path outside = content ? std::filesystem::path() : fileOutside();
+        return outside.empty() ? content : library->files().readStart(outside, limit);
     };
     auto content = start(kUsualHeaders);
     if (content && content->size() == kUsualHeaders && !hasWholeHeaders(*content)) content = start(kLongestHeaders);

@@ -345,6 +345,30 @@ TEST_F(LibraryChanges, ExactlyOneOfManyThreadsClaims) {
     EXPECT_THAT(subjectsIn("ada/Outbox"), IsEmpty());
 }
 
+TEST_F(LibraryChanges, WhoAddsAMessageGetsItAlthoughADeliveryTakesItAtOnce) {
+    open();
+    const auto outbox = library_->mailbox("ada", MailboxKind::Outbox, true);
+    constexpr int kMany = 300;
+    std::thread delivery([&] {
+        for (int taken = 0; taken < kMany;)
+            for (const std::int64_t id :
+                 library_->ids(MessageCriterion::with(MessageCriterion::Kind::InMailbox, "ada/Outbox"), {}, 10))
+                if (library_->claim(id, folder_ / "claimed")) ++taken;
+    });
+    int toldOfFailure = 0, withoutDetails = 0;
+    for (int i = 0; i < kMany; ++i) {
+        const std::string id = std::to_string(i) + "@x";
+        const auto added = library_->add(*outbox, mail("m", "Message-Id: <" + id + ">\r\n"), {.seen = true}, Date{100});
+        if (!added)
+            ++toldOfFailure;
+        else if ((*added)->messageID() != id || (*added)->headers() == nullptr)
+            ++withoutDetails;
+    }
+    EXPECT_EQ(toldOfFailure, 0);
+    EXPECT_EQ(withoutDetails, 0);
+    delivery.join();
+}
+
 TEST_F(LibraryChanges, ReadersSeeWholeStatesWhileOthersWrite) {
     open();
     for (int i = 0; i < 20; ++i)
