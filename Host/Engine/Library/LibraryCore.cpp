@@ -14,6 +14,7 @@ namespace qs {
 namespace {
 
 constexpr std::size_t kMostNotices = 50;
+constexpr int kReadAttempts = 4;
 
 bool isNotFetched(const Error& error) {
     return error.domain == kMailLibraryErrorDomain && error.code == kMailLibraryNotFetched;
@@ -213,17 +214,22 @@ std::filesystem::path LibraryCore::file(std::int64_t id) {
 
 template <class Reader>
 auto LibraryCore::read(std::int64_t id, Reader reader) -> decltype(reader(std::filesystem::path())) {
-    const auto row = reading([&](Database& index) { return tables::find(index, id); });
-    const auto box = row ? mailboxNumbered(row->mailbox) : nullptr;
-    if (!box) return failure(notFound());
-    if (row->isOnlyListed())
-        return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFetched,
-                       "This message has not been fetched from the server yet.");
-    auto content = reader(box->maildir().pathOf(row->file));
-    if (content || content.error().code != ENOENT) return content;
-    const auto moved = box->maildir().find(row->name);
-    if (!moved) return failure(notFound());
-    return reader(box->maildir().pathOf(*moved));
+    decltype(reader(std::filesystem::path())) content = failure(notFound());
+    // Its file may be renamed at every step, by us and by other programs.
+    for (int attempt = 0; attempt < kReadAttempts; ++attempt) {
+        const auto row = reading([&](Database& index) { return tables::find(index, id); });
+        const auto box = row ? mailboxNumbered(row->mailbox) : nullptr;
+        if (!box) return failure(notFound());
+        if (row->isOnlyListed())
+            return failure(std::string(kMailLibraryErrorDomain), kMailLibraryNotFetched,
+                           "This message has not been fetched from the server yet.");
+        const auto tried = [&](const std::optional<std::string>& file) {
+            if (file) content = reader(box->maildir().pathOf(*file));
+            return file && (content || content.error().code != ENOENT);
+        };
+        if (tried(row->file) || tried(box->maildir().find(row->name))) return content;
+    }
+    return failure(notFound());
 }
 
 Result<std::string> LibraryCore::content(std::int64_t id) {

@@ -20,7 +20,9 @@ Result<void> Maildir::create(bool isSubfolder) const {
     for (const char* folder : {"cur", "new", "tmp"})
         if (auto made = files_->makeFolder(root_ / folder); !made) return made;
     if (!isSubfolder || files_->exists(root_ / "maildirfolder")) return {};
-    return files_->writeNew(root_ / "maildirfolder", "");
+    const auto marked = files_->writeNew(root_ / "maildirfolder", "");
+    // Somebody else makes the same mailbox at this moment.
+    return !marked && marked.error().code == EEXIST ? Result<void>() : marked;
 }
 
 bool Maildir::exists() const {

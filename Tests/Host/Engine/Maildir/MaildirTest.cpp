@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <cerrno>
+#include <thread>
 
 #include "Foundation/FileSystem.h"
 #include "Support/TemporaryFolder.h"
@@ -39,6 +41,20 @@ TEST(Maildir, DeliversIntoNewOrWithFlagsIntoCur) {
     EXPECT_TRUE(std::filesystem::exists(folder / "box/maildirfolder"));
     EXPECT_EQ(maildir.deliver("other", "one", "", {}).error().code, EEXIST);
     EXPECT_EQ(FileSystem::real().read(maildir.pathOf("new/one")), kMail);
+}
+
+TEST(Maildir, SeveralMayMakeTheSameAtOnce) {
+    const TemporaryFolder folder;
+    std::atomic<int> failures = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 50; ++i)
+                if (!Maildir(folder / ("box" + std::to_string(i)), FileSystem::real()).create(true)) ++failures;
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(failures, 0);
 }
 
 TEST(Maildir, SetsFlagsByRenaming) {

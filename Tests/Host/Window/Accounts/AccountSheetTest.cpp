@@ -5,6 +5,7 @@
 
 #include "Accounts/AccountSheetFixture.h"
 #include "ComposeWindow.h"
+#include "MailSync.h"
 #include "Support/DovecotServer.h"
 #include "Support/RecordingSmtpServer.h"
 #include "Support/ScriptedWebServer.h"
@@ -120,7 +121,8 @@ TEST_F(AccountSheetTest, AnAccountSignsInInTheBrowserAndIsFetchedAndSentFromWith
     const AccountRecord account = book().all()[0];
     EXPECT_EQ(account.signIn->clientIdentifier, "the client");
     EXPECT_EQ(FileSystem::real().read(host->dataFolder() / "Accounts.plist")->find("lasting"), std::string::npos);
-    EXPECT_THAT(subjectsOf(account.identifier, MailboxKind::Inbox), ElementsAre("From afar"));
+    EXPECT_THAT(subjectsOf(account.identifier, MailboxKind::Inbox), ElementsAre("From afar"))
+        << host->engine().sync().statuses()[0].text << imap.log();
     host->composeAndSend(account.identifier, "ben@example.net", "Hello", "Text.");
     ASSERT_THAT(smtp.received(), SizeIs(1));
     EXPECT_EQ(smtp.received()[0].password, "engine");
