@@ -35,7 +35,11 @@ test('a message with an attachment is read at the other account, and its answer 
   await chooseMailbox(page, 'tobias/INBOX');
   await row(page, 'How wide is the river?').click();
   await shownText(page).getByText('I have measured it; see the note. Grüße, 河').waitFor();
-  const [download] = await Promise.all([page.waitForEvent('download'), page.getByText('Maße des Flusses.txt').first().click()]);
+  const saving = page.waitForEvent('download').catch(async (error) => {
+    throw new Error(`${error.message} The page says: ${await page.locator('.notices').innerText()}`);
+  });
+  await page.getByRole('list', { name: 'Attachments' }).getByRole('button', { name: 'Maße des Flusses.txt' }).click();
+  const download = await saving;
   const parts = [];
   for await (const part of await download.createReadStream()) parts.push(part);
   assert.deepEqual(Buffer.concat(parts), attachment);
