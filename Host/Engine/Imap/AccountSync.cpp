@@ -268,6 +268,7 @@ void AccountSync::failedWith(const Error& error, const SyncScope& scope) {
         timer_.reset();
     }
     ++failures_;
+    watchedSince_ = -kEverything;  // what ended the watch, too, need not be of its own making
     const bool isImap = error.domain == kImapErrorDomain;
     logWarning("the mail of " + parts_.account + " can't be brought into step: " + error.description);
     if (needsPerson(error)) return setStatus(SyncStatus::State::Stopped, error.description);

@@ -82,7 +82,7 @@ Result<void> SyncPass::run(const SyncScope& asked) {
     if (wasGmail != isGmail() || (isGmail() && !scope.there.empty())) scope.everything = true;
     if (auto pulled = pullAll(scope); !pulled) return pulled;
     // A server that takes nothing for now may give out all the same.
-    const auto pushed = pushAll();
+    auto pushed = pushAll();
     if (!pushed && !(isForNow(pushed.error()) && parts_.line.isOpen())) return pushed;
     if (auto pulled = pullOnceMore(); !pulled) return pulled;
     if (auto done = fetchAll(); !done) return done;

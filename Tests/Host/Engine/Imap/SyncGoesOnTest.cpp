@@ -1,4 +1,5 @@
 // What must not stop an account for good: one odd answer, one message, one bad moment of the network.
+#include <atomic>
 #include <future>
 #include <mutex>
 
@@ -312,6 +313,29 @@ TEST_F(WatchingTest, AServerThatOffersToTellNewsAndDoesNotIsNotAskedAgainAndAgai
     for (int i = 0; i < 10; ++i)
         syncAll();
     EXPECT_EQ(count(" IDLE"), 1);
+    engine_.reset();  // before what its watch is asked with
+}
+
+TEST_F(WatchingTest, NewsAreWaitedForAgainAsSoonAsTheNetworkIsBack) {
+    std::promise<void> first, second;
+    std::atomic<int> asked = 0;
+    whenAsked_ = [&](const std::string& line) -> std::optional<CuttingProxy::Passing> {
+        if (has(line, " IDLE")) {
+            const int number = ++asked;
+            if (number == 1) first.set_value();
+            if (number == 2) second.set_value();
+        }
+        return {};
+    };
+    start();
+    first.get_future().wait();
+    proxy_->goDown();
+    syncAll();
+    ASSERT_EQ(status().state, SyncStatus::State::Waiting);
+    proxy_->letPass();
+    loop_->advance(60);
+    second.get_future().wait();
+    engine_.reset();
 }
 
 class SecureSyncTest : public SyncTest {
