@@ -63,3 +63,26 @@ test('a message with an attachment is read at the other account, and its answer 
   await row(page, 'How wide is the river?').waitFor();
   assert.deepEqual(page.faults, []);
 });
+
+test('an answer to plain text keeps its lines and blanks, and leaves the keys in the list', async (t) => {
+  const host = await startHost(t, { args: ['--demo', '--no-plugin'] });
+  const page = await browser.open(t, host);
+  await row(page, 'Ten years').waitFor();
+  const table = 'size   paces\r\n  river  212\r\n> > was   it so?\r\n-- \r\nTobias';
+  host.deliver('AW: Table', table, 'Tobias <tobias@quillstead.example>', 'text/plain');
+  await row(page, 'AW: Table').click();
+  await page.keyboard.press('r');
+  const compose = page.locator('.compose');
+  await compose.locator('.editor').getByText('river').waitFor();
+  assert.equal(await compose.locator('.subject-input').inputValue(), 'Re: Table');
+  await page.keyboard.type('Thanks.');
+  await page.keyboard.press('Control+Enter');
+  await compose.waitFor({ state: 'detached' });
+  await becomes(() => page.evaluate(() => document.activeElement?.classList.contains('list-scroller')), true, 'the focus');
+  await chooseMailbox(page, 'tobias/INBOX');
+  await row(page, 'Re: Table').click();
+  const lines = async () => (await shownText(page).innerText()).replaceAll('\u00A0', ' ').split('\n').map((line) => line.trimEnd());
+  const wanted = ['size   paces', '  river  212', 'was   it so?', '--', 'Tobias'];
+  await becomes(async () => (await lines()).filter((line) => wanted.includes(line)), wanted);
+  assert.deepEqual(page.faults, []);
+});

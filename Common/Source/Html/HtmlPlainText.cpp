@@ -28,6 +28,19 @@ bool startsLine(std::string_view name) {
     return (traits & kClosesParagraph) || isOneOf(name, {"tr", "caption", "body", "option"});
 }
 
+// Blanks and line ends count: in "pre", and in what is styled like it, as plain text that became HTML is.
+bool keepsBlanks(const HtmlTreeNode& node) {
+    if (node.text == "pre") return true;
+    const std::string* const style = node.attribute("style");
+    if (!style) return false;
+    const std::size_t found = asciiLowered(*style).find("white-space");
+    if (found == std::string::npos) return false;
+    std::string_view rest = trimmedAscii(std::string_view(*style).substr(found + 11));
+    if (!rest.starts_with(':')) return false;
+    rest = trimmedAscii(rest.substr(1));
+    return startsWithIgnoringCase(rest, "pre") && !startsWithIgnoringCase(rest, "pre-line");
+}
+
 constexpr int kDeepestQuotation = 300;  // the parser stops before
 
 class Writer {
@@ -63,7 +76,7 @@ private:
         if (name == "br") return lineBreak();
         if (startsLine(name)) breakTo(standsApart(name) && !isInItem(node) ? 2 : 1);
         if (name == "blockquote") quotes_ = std::min(quotes_ + 1, kDeepestQuotation);
-        if (name == "pre") ++preformatted_;
+        if (keepsBlanks(node)) ++preformatted_;
         if (name == "hr") words("----------");
         if (name == "ol" || name == "ul") numbers_.push_back(name == "ol" ? 1 : 0);
         if (name == "li") mark();
@@ -77,7 +90,7 @@ private:
         if (node.kind != HtmlTreeNode::Kind::Element) return;
         const std::string_view name = node.text;
         if (name == "a") address(node);
-        if (name == "pre") --preformatted_;
+        if (keepsBlanks(node)) --preformatted_;
         if (startsLine(name)) breakTo(standsApart(name) && !isInItem(node) ? 2 : 1);
         if (name == "blockquote") quotes_ = std::max(quotes_ - 1, 0);
         if (name == "ol" || name == "ul") numbers_.pop_back();

@@ -40,7 +40,7 @@ public:
     // As clean markup. The pictures in it become attachments.
     std::string body() {
         const auto html = mime_->htmlBody();
-        const std::string source = html ? *html : plainTextToHtml(mime_->plainBody().value_or(""));
+        const std::string source = html ? *html : plainTextToHtml(withKeptBlanks(mime_->plainBody().value_or("")));
         return cleanBody(source, [this](std::string_view contentID) { return takePicture(contentID); });
     }
 

@@ -123,9 +123,14 @@ Recipients replyRecipients(const MessageHeaders& original, bool toAll, const Own
     return found;
 }
 
-std::string replySubject(std::string_view subject) { return withPrefix(subject, "Re: ", {"Re:"}); }
+// Programs in other languages say it in their own words.
+std::string replySubject(std::string_view subject) {
+    return withPrefix(subject, "Re: ", {"Re:", "AW:", "Antw:", "SV:", "VS:", "Odp:", "RIF:"});
+}
 
-std::string forwardSubject(std::string_view subject) { return withPrefix(subject, "Fwd: ", {"Fwd:", "Fw:"}); }
+std::string forwardSubject(std::string_view subject) {
+    return withPrefix(subject, "Fwd: ", {"Fwd:", "Fw:", "WG:", "Doorst:", "VL:", "TR:"});
+}
 
 std::string inReplyTo(const MessageHeaders& original) {
     const auto ids = idsIn(original.firstHeaderForKey(MCHeaderKeyMessageId).value_or(""));
@@ -154,6 +159,32 @@ std::string referencesTo(const MessageHeaders& original) {
 std::string attribution(const MessageHeaders& original) {
     const std::string date = dateText(original), name = senderName(original);
     return date.empty() ? stringWithFormat("%@ wrote:", {name}) : stringWithFormat("On %@, %@ wrote:", {date, name});
+}
+
+std::string withKeptBlanks(std::string_view text) {
+    constexpr std::size_t kTabStop = 8;
+    std::string kept;
+    std::size_t column = 0;
+    bool isMark = true;     // in the marks of quotation at the line's beginning, each of which may have a blank
+    bool isBehind = false;  // behind what is seen, where a single blank is kept anyway
+    for (const char c : text) {
+        const bool isBlank = c == ' ' || c == '\t';
+        isMark = isMark && (c == '>' || (c == ' ' && kept.ends_with('>')));
+        std::size_t width = c == '\t' ? kTabStop - column % kTabStop : 1;
+        column += width;
+        if (c == '\n') column = 0;
+        if (!isBlank) {
+            kept += c;
+        } else if (isMark || isBehind) {
+            kept += ' ';
+            --width;
+        }
+        for (std::size_t n = 0; isBlank && n < width; ++n)
+            kept += "\u00A0";
+        isBehind = !isBlank && !isMark && c != '\n';
+        isMark = isMark || c == '\n';
+    }
+    return kept;
 }
 
 std::string quotedForReply(const MessageHeaders& original, std::string_view safeBody) {

@@ -25,7 +25,7 @@ struct OwnAddresses {
 // person's is answered like anybody's. Each address once.
 Recipients replyRecipients(const MessageHeaders& original, bool toAll, const OwnAddresses& own);
 
-std::string replySubject(std::string_view subject);    // "Re: ", once
+std::string replySubject(std::string_view subject);    // "Re: ", once, in place of other languages' words, too
 std::string forwardSubject(std::string_view subject);  // "Fwd: ", once
 
 // The ids of the thread, the original's own last, as a References header. Long threads lose ids behind the first, as
@@ -35,6 +35,8 @@ std::string inReplyTo(const MessageHeaders& original);  // "<id>", or empty
 
 // "On 22 Nov 2026, 10:00, Ada wrote:", as text.
 std::string attribution(const MessageHeaders& original);
+// Plain text in which the blanks that editors of HTML would take away, those that indent and align, can't be lost.
+std::string withKeptBlanks(std::string_view text);
 // Both take the body as safe markup and answer the inside of a new body, with room to write in front.
 std::string quotedForReply(const MessageHeaders& original, std::string_view safeBody);
 std::string quotedForForward(const MessageHeaders& original, std::string_view safeBody);

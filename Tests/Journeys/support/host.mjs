@@ -111,13 +111,13 @@ export class Host {
   }
 
   /** A mail for Mira, as another program delivers it. */
-  deliver(subject, html, from = 'Shop <news@shop.example>') {
+  deliver(subject, body, from = 'Shop <news@shop.example>', type = 'text/html') {
     const name = `${1800000000 + ++this.delivered}.M1P${process.pid}.journey`;
     const folder = join(this.data, 'Mail', 'mira');
     writeFileSync(
       join(folder, 'tmp', name),
       `From: ${from}\r\nTo: mira@quillstead.example\r\nSubject: ${subject}\r\nMessage-Id: <${name}@journey>\r\n` +
-        `Date: Mon, 23 Nov 2026 10:00:00 +0000\r\nContent-Type: text/html; charset=utf-8\r\n\r\n${html}\r\n`,
+        `Date: Mon, 23 Nov 2026 10:00:00 +0000\r\nContent-Type: ${type}; charset=utf-8\r\n\r\n${body}\r\n`,
     );
     renameSync(join(folder, 'tmp', name), join(folder, 'new', name));
   }

@@ -31,6 +31,16 @@ function focusWindow(window: string): void {
   else document.querySelector<HTMLElement>(`[data-anchor="${CSS.escape(`to:${window}`)}"] input`)?.focus();
 }
 
+/** Where the keys go once a window has gone with the focus in it: to another one, else to what was read before. */
+function focusAfterClosing(): void {
+  if (document.activeElement !== document.body || document.querySelector('[aria-modal="true"]')) return;
+  const others = host.get().compose.filter(({ window }) => ui.get().shapes[window] !== 'minimised');
+  const next = others.at(-1);
+  if (next) return focusWindow(next.window);
+  const places = [...document.querySelectorAll<HTMLElement>('.list-scroller, [data-pane="message"]')];
+  places.find((each) => each.offsetParent !== null)?.focus({ preventScroll: true });
+}
+
 export function ComposeDock() {
   const models = useStore(host, (model) => model.compose);
   // The host puts the one in front last; here each keeps its place.
@@ -40,6 +50,7 @@ export function ComposeDock() {
   const chooser = useRef<HTMLInputElement>(null);
   const chooserTarget = useRef('');
   const [wanted, setWanted] = useState('');
+  const shownBefore = useRef(0);
 
   useEffect(() => {
     signals.chooseFile = (window) => {
@@ -71,6 +82,8 @@ export function ComposeDock() {
     if (front && front !== wanted && !names.has(front)) ui.set({ front: '' });
     const kept = Object.entries(shapes).filter(([name]) => names.has(name));
     if (kept.length < Object.keys(shapes).length) ui.set({ shapes: Object.fromEntries(kept) });
+    if (windows.length < shownBefore.current) focusAfterClosing();
+    shownBefore.current = windows.length;
   }, [models]);
 
   const [width, setWidth] = useState(innerWidth);
