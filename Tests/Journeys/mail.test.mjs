@@ -68,6 +68,8 @@ test('an answer to plain text keeps its lines and blanks, and leaves the keys in
   const host = await startHost(t, { args: ['--demo', '--no-plugin'] });
   const page = await browser.open(t, host);
   await row(page, 'Ten years').waitFor();
+  await page.keyboard.press('ArrowDown');
+  await becomes(() => page.locator('.row').first().getAttribute('aria-selected'), 'true', 'keys mean the list from the start');
   const table = 'size   paces\r\n  river  212\r\n> > was   it so?\r\n-- \r\nTobias';
   host.deliver('AW: Table', table, 'Tobias <tobias@quillstead.example>', 'text/plain');
   await row(page, 'AW: Table').click();

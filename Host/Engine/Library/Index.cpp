@@ -13,7 +13,7 @@ namespace qs {
 
 namespace {
 
-constexpr std::int64_t kVersion = 9;
+constexpr std::int64_t kVersion = 10;
 constexpr int kWriterCache = 8000, kGatheringCache = 32'000, kReaderCache = 2000;  // kilobytes
 constexpr std::size_t kIdleReaders = 4;
 

@@ -3,10 +3,10 @@
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
-#include <array>
 #include <utility>
 #include <vector>
 
+#include "Html/HtmlTokenizer.h"
 #include "Text/Ascii.h"
 #include "Text/CaseFolding.h"
 #include "Text/Utf8.h"
@@ -42,34 +42,21 @@ std::size_t lengthOfLastWord(std::string_view text) {
     return length;
 }
 
-// One name, or number, of the "&...;" at the start; the rest stays. Those that matter in running text.
-char32_t entityCharacter(std::string_view name) {
-    constexpr std::array<std::pair<std::string_view, char32_t>, 14> kNamed{{{"amp", U'&'},
-                                                                            {"lt", U'<'},
-                                                                            {"gt", U'>'},
-                                                                            {"quot", U'"'},
-                                                                            {"apos", U'\''},
-                                                                            {"nbsp", U' '},
-                                                                            {"auml", U'ä'},
-                                                                            {"ouml", U'ö'},
-                                                                            {"uuml", U'ü'},
-                                                                            {"eacute", U'é'},
-                                                                            {"ndash", U'–'},
-                                                                            {"mdash", U'—'},
-                                                                            {"hellip", U'…'},
-                                                                            {"zwnj", U' '}}};
-    for (const auto& [known, character] : kNamed)
-        if (name == known) return character;
-    if (name.size() < 2 || name.front() != '#') return 0;
-    const bool isHex = asciiLower(name[1]) == 'x';
-    char32_t number = 0;
-    for (const char c : name.substr(isHex ? 2 : 1)) {
-        const char lower = asciiLower(c);
-        const bool isHexDigit = isHex && lower >= 'a' && lower <= 'f';
-        if ((!isAsciiDigit(c) && !isHexDigit) || number > 0x10FFFF) return 0;
-        number = number * (isHex ? 16 : 10) + static_cast<char32_t>(isHexDigit ? lower - 'a' + 10 : c - '0');
-    }
-    return number;
+// Of "&...;" at the start; what is no reference stands for itself, and so does its "&".
+std::string takeReference(std::string_view& html) {
+    const std::string_view start = html.substr(0, kLongestEntity + 1);
+    const std::string_view reference = start.substr(0, start.find(';') == std::string_view::npos ? 1 : start.find(';') + 1);
+    std::string decoded = decodedEntities(reference, false);
+    html.remove_prefix(decoded == reference ? 1 : reference.size());
+    return decoded == reference ? "&" : decoded;
+}
+
+// Who writes "Straße" and who writes "Strasse" mean the same, and not every keyboard has the one letter.
+std::string withoutSharpS(std::string text) {
+    for (const std::string_view sharp : {"ß", "ẞ"})
+        for (std::size_t at = text.find(sharp); at != std::string::npos; at = text.find(sharp, at + 2))
+            text.replace(at, sharp.size(), "ss");
+    return text;
 }
 
 // Marks that steer a display only: they pad previews with nothing, or turn a name round.
@@ -117,7 +104,7 @@ std::string wordsApart(std::string_view text) {
         text.remove_prefix(length);
         isBehindOne = isOne;
     }
-    return apart;
+    return withoutSharpS(std::move(apart));
 }
 
 bool hasWord(std::string_view text) {
@@ -177,15 +164,9 @@ std::string textOfHtml(std::string_view html, std::size_t limit) {
             i = end == std::string_view::npos ? html.size() : end + 1;
             text += ' ';
         } else if (c == '&') {
-            const std::size_t length = html.substr(i, kLongestEntity).find(';');
-            const std::size_t end = i + length;
-            const char32_t character =
-                length != std::string_view::npos ? entityCharacter(html.substr(i + 1, length - 1)) : 0;
-            if (character != 0)
-                appendUtf8(text, character);
-            else
-                text += c;
-            i = character != 0 ? end + 1 : i + 1;
+            std::string_view rest = html.substr(i);
+            text += takeReference(rest);
+            i = html.size() - rest.size();
         } else {
             text += c;
             ++i;

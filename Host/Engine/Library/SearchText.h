@@ -8,7 +8,7 @@ namespace qs {
 
 bool containsIgnoringCase(std::string_view text, std::string_view part);  // in any script
 // For the index of words: with the characters of scripts that put no blanks between words (Chinese, Japanese, Thai and
-// others, and Korean, whose words are glued together) as words of their own.
+// others, and Korean, whose words are glued together) as words of their own, and "ss" for "ß".
 std::string wordsApart(std::string_view text);
 // Whether the index of words knows anything of it.
 bool hasWord(std::string_view text);

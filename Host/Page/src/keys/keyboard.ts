@@ -11,7 +11,7 @@ export function listenForKeys(): void {
   window.addEventListener('keydown', (event) => {
     if (event.defaultPrevented || event.isComposing || event.repeat) return;
     if (modalIsOpen(event.target)) return;
-    if (pageKey(event) || (!isForRows(event) && (menuKey(event) || plainKey(event)))) event.preventDefault();
+    if (pageKey(event) || keyForList(event) || (!isForRows(event) && (menuKey(event) || plainKey(event)))) event.preventDefault();
   });
 }
 
@@ -24,6 +24,17 @@ function modalIsOpen(target: EventTarget | null): boolean {
 function isForRows(event: KeyboardEvent): boolean {
   const isPlain = !event.ctrlKey && !event.metaKey && !event.altKey;
   return isPlain && event.target instanceof Element && event.target.closest('.row-list') !== null;
+}
+
+const listKeys = new Set(['ArrowDown', 'ArrowUp', 'PageDown', 'PageUp', 'Home', 'End', 'Enter', ' ']);
+
+/** While nothing has the focus, as at the start, the keys of the list mean the list. */
+function keyForList(event: KeyboardEvent): boolean {
+  const { key, code, shiftKey, ctrlKey, altKey, metaKey } = event;
+  if (event.target !== document.body || ctrlKey || altKey || metaKey || !listKeys.has(key)) return false;
+  if (!focusOn('.list-scroller')) return false;
+  document.activeElement?.dispatchEvent(new KeyboardEvent('keydown', { key, code, shiftKey, bubbles: true, cancelable: true }));
+  return true;
 }
 
 export function isTextTarget(target: EventTarget | null): boolean {

@@ -96,13 +96,15 @@ TEST_F(LibrarySearch, SearchFindsWhatWasTyped) {
                       "From: Grace <grace@example.net>\r\nTo: Ada <ada@example.org>\r\nCc: \"Zoë\" <z@b.example>\r\n"
                       "Subject: Compilers\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n"
                       "Content-Type: text/html; charset=utf-8\r\n\r\n"
-                      "<p>Naïve <b>par</b> \"quoted-words\" 明日の会議は東京です</p>\r\n--b\r\n"
+                      "<p>Naïve <b>par</b> \"quoted-words\" 明日の会議は東京です Stra&szlig;e</p>\r\n--b\r\n"
                       "Content-Type: application/pdf\r\nContent-Disposition: attachment; filename=ledger.pdf\r\n\r\n"
                       "1\r\n--b--\r\n",
                       {.seen = true, .flagged = true}, {1'500'000'000}));
     add("ada/INBOX", "Other", 50);
     add("ada/Sent", "Sent one", 40);
     for (const char* words : {"compil",
+                              "strasse",
+                              "STRAßE",
                               "COMPILERS grace",
                               "zoe",
                               "naive",

@@ -22,7 +22,7 @@ TEST(SearchText, CharactersWithoutBlanksBetweenThemBecomeWords) {
         const char* apart;
     };
     for (const Case& c :
-         {Case{"plain Grüße €5", "plain Grüße €5"}, Case{"東京2026年", "東 京 2026 年"}, Case{"a東b", "a 東 b"},
+         {Case{"plain Grüße €5", "plain Grüsse €5"}, Case{"STRAẞE ß", "STRAssE ss"}, Case{"東京2026年", "東 京 2026 年"}, Case{"a東b", "a 東 b"},
           Case{"한국어 a", "한 국 어 a"}, Case{"\xe6\x9d", "\xe6\x9d"}, Case{"", ""}})
         EXPECT_EQ(wordsApart(c.text), c.apart) << c.text;
 }
@@ -41,6 +41,7 @@ TEST(SearchText, TextOfHtmlIsWhatAPersonReads) {
           Case{"comments are left out", "a<!-- <p>b --> c", "a c"}, Case{"an open comment ends it", "a<!-- b", "a"},
           Case{"an open element ends it", "a<b c", "a"}, Case{"an open script ends it", "a<script>b", "a"},
           Case{"references", "R&amp;D &#228;&#xe4; &nbsp;x &unknown; & y", "R&D ää x &unknown; & y"},
+          Case{"names of letters", "Stra&szlig;e &Uuml;ber &agrave;&amp;lt; &hellip;", "Straße Über à&lt; …"},
           Case{"padding marks", "Hi&#8203;&#8204; &#8204; &#173;there", "Hi there"}})
         EXPECT_EQ(textOfHtml(c.html, 1000), c.text) << c.why;
 }
