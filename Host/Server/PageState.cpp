@@ -120,6 +120,12 @@ json::value accountsSection(MailApplication& application) {
     return accounts;
 }
 
+const char* emptyText(MailApplication& application) {
+    if (!application.viewer().searchText().empty()) return "Nothing found.";
+    if (!application.engine().accounts().inUse().empty()) return "No messages here.";
+    return "There is no account yet. To add one, choose “Add Account…” in the File menu.";
+}
+
 json::value listSection(MailApplication& application) {
     auto& viewer = application.viewer();
     auto mailbox = viewer.mailbox();
@@ -128,7 +134,6 @@ json::value listSection(MailApplication& application) {
         rows.push_back(rowJson(application, row));
     for (const auto id : viewer.selectedIDs())
         selected.push_back(id);
-    const bool searching = !viewer.searchText().empty();
     json::object model{{"mailbox", mailbox ? mailbox->identifier() : ""},
                        {"title", viewer.title()},
                        {"total", viewer.total()},
@@ -137,7 +142,7 @@ json::value listSection(MailApplication& application) {
                        {"rows", std::move(rows)},
                        {"selected", std::move(selected)},
                        {"search", viewer.searchText()},
-                       {"emptyText", searching ? "Nothing found." : "No messages here."}};
+                       {"emptyText", emptyText(application)}};
     if (showsContactPhotos()) model["pictures"] = true;
     if (const auto conversations = viewer.conversations()) model["conversations"] = *conversations;
     return model;

@@ -89,4 +89,13 @@ bool ViewerObject::selectionIsIn(MailboxKind kind) const {
     return std::ranges::all_of(selected_, [&](std::int64_t id) { return kindOf(library().messageWithID(id)) == kind; });
 }
 
+bool ViewerObject::selectionHas(bool isSeen) const {
+    constexpr std::size_t kLookedAt = 500;  // it is asked for often
+    if (selected_.size() > kLookedAt) return true;
+    return std::ranges::any_of(selected_, [&](std::int64_t id) {
+        const auto summary = library().summary(id);
+        return summary && summary->flags.seen == isSeen;
+    });
+}
+
 }  // namespace qs

@@ -18,7 +18,7 @@ namespace {
 ViewerObject& viewer(HostObject& self) { return dynamic_cast<ViewerObject&>(self); }
 
 // What an action needs to be possible.
-enum class Needs { Nothing, Selection, OneMessage, OneReceived, OneToEdit, Mailbox, Undo, Older, Newer };
+enum class Needs { Nothing, Selection, Unread, Read, OneMessage, OneReceived, OneToEdit, Mailbox, Undo, Older, Newer };
 
 struct ViewerAction {
     std::string_view selector;
@@ -33,8 +33,8 @@ constexpr ViewerAction kActions[] = {
     {"replyAllMessage:", Needs::OneReceived, [](auto& self, auto*) { self.replyTo(mode(ComposeMode::ReplyAll)); }},
     {"forwardMessage:", Needs::OneReceived, [](auto& self, auto*) { self.replyTo(mode(ComposeMode::Forward)); }},
     {"openMessages:", Needs::OneToEdit, [](auto& self, auto*) { self.openSelected(); }},
-    {"markAsRead:", Needs::Selection, [](auto& self, auto*) { self.mark({.seen = true}); }},
-    {"markAsUnread:", Needs::Selection, [](auto& self, auto*) { self.mark({.seen = false}); }},
+    {"markAsRead:", Needs::Unread, [](auto& self, auto*) { self.mark({.seen = true}); }},
+    {"markAsUnread:", Needs::Read, [](auto& self, auto*) { self.mark({.seen = false}); }},
     {"markAsFlagged:", Needs::Selection, [](auto& self, auto* sender) { self.flag(sender); }},
     {"clearFlags:", Needs::Selection, [](auto& self, auto*) { self.mark({.flagged = false}); }},
     {"archiveMessages:", Needs::Selection, [](auto& self, auto*) { self.archive(); }},
@@ -127,6 +127,8 @@ bool ViewerObject::isValid(const std::string& selector, MenuItem* item) {
     switch (action->needs) {
     case Needs::Nothing: return true;
     case Needs::Selection: return !selected_.empty();
+    case Needs::Unread: return selectionHas(/*isSeen=*/false);
+    case Needs::Read: return selectionHas(/*isSeen=*/true);
     case Needs::Mailbox: return mailbox() && mailbox()->unreadCount() > 0;
     case Needs::Undo: return !moves_->isEmpty();
     case Needs::Older: return neighbourInConversation(-1).has_value();

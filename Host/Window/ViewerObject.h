@@ -137,6 +137,7 @@ private:
     bool canArchive() const;
     void selectAgainInOutbox();
     bool selectionIsIn(MailboxKind kind) const;  // every selected message, and there is one
+    bool selectionHas(bool isSeen) const;  // any message that is read, or unread; of very many it is taken as given
     std::vector<MessageSummary> conversationOfSelected();
     std::optional<std::int64_t> neighbourInConversation(int step);
     void tellFailure(const std::string& title, const Result<void>& result);

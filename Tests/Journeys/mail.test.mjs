@@ -73,6 +73,11 @@ test('an answer to plain text keeps its lines and blanks, and leaves the keys in
   const table = 'size   paces\r\n  river  212\r\n> > was   it so?\r\n-- \r\nTobias';
   host.deliver('AW: Table', table, 'Tobias <tobias@quillstead.example>', 'text/plain');
   await row(page, 'AW: Table').click();
+  for (const unread of [0, 1, 0]) {
+    await becomes(() => page.locator('.row.unread', { hasText: 'AW: Table' }).count(), unread, 'read when it is shown, and by “u” as one likes');
+    if (unread === 0) await shownText(page).getByText('river').waitFor();
+    await page.keyboard.press('u');
+  }
   await page.keyboard.press('r');
   const compose = page.locator('.compose');
   await compose.locator('.editor').getByText('river').waitFor();
