@@ -119,6 +119,8 @@ void HtmlTreeBuilder::start(HtmlToken& token) {
 
 void HtmlTreeBuilder::startInBody(HtmlToken& token) {
     if (token.name == "image" && foreign_ == 0) token.name = "img";
+    // It has no end, so that it could not be written without taking in what follows; it is shown as this one is.
+    if (token.name == "plaintext") token.name = "pre";
     leaveForeign(token.name);
     const unsigned traits = htmlTraits(token.name);
     if (foreign_ == 0 && (traits & kTablePart)) return startTablePart(token);
