@@ -66,15 +66,16 @@ std::string senderName(const std::string& from) {
     return senders.empty() || senders.front().name.empty() ? from : senders.front().name;
 }
 
+// Where a message lies is told when that is not where one is.
+std::string placeElsewhere(MailApplication& application, const MessageSummary& summary) {
+    const auto mailbox = application.engine().library().mailboxWithIdentifier(summary.mailbox);
+    return mailbox && mailbox != application.viewer().mailbox() ? mailbox->displayName() : std::string();
+}
+
 json::array conversationJson(MailApplication& application) {
-    auto& library = application.engine().library();
-    const auto shown = application.viewer().mailbox();
     json::array array;
     for (const ViewerRow& row : application.viewer().conversation()) {
         const MessageSummary& summary = row.summary;
-        const auto mailbox = library.mailboxWithIdentifier(summary.mailbox);
-        // Where it lies is told when that is not where one is.
-        const bool isElsewhere = mailbox && mailbox != shown;
         json::object model{{"id", summary.id},
                            {"from", senderName(summary.from)},
                            {"snippet", summary.snippet},
@@ -82,7 +83,7 @@ json::array conversationJson(MailApplication& application) {
                            {"dateLong", row.dateLong},
                            {"unread", !summary.flags.seen},
                            {"attachments", summary.attachments},
-                           {"mailbox", isElsewhere ? mailbox->displayName() : std::string()}};
+                           {"mailbox", placeElsewhere(application, summary)}};
         // Of whoever wrote it, as the name is; in a list the message may show whom it went to.
         const auto senders = parseAddresses(summary.from);
         if (auto person = personJson(senders.empty() ? MailAddress() : senders.front()); !person.is_null())
@@ -195,6 +196,7 @@ json::value rowJson(MailApplication& application, const ViewerRow& row) {
         model["open"] = row.isOpen;
     }
     if (row.parent != 0) model["parent"] = row.parent;
+    if (auto place = placeElsewhere(application, summary); !place.empty()) model["place"] = std::move(place);
     if (auto person = personJson(row.person); !person.is_null()) model["person"] = std::move(person);
     if (!row.colour.empty()) model["ground"] = row.colour;
     if (auto delivery = deliveryOf(application, summary.id, kindOf(application, summary.mailbox)))

@@ -1,7 +1,7 @@
 // The road of a message: written with an attachment, sent, read at the other account, answered, the answer read.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { becomes, chooseMailbox, row, shownText, startBrowser } from './support/browser.mjs';
+import { axeFaults, becomes, chooseMailbox, row, shownText, startBrowser } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
 
 let browser;
@@ -92,4 +92,15 @@ test('an answer to plain text keeps its lines and blanks, and leaves the keys in
   const wanted = ['size   paces', '  river  212', 'was   it so?', '--', 'Tobias'];
   await becomes(async () => (await lines()).filter((line) => wanted.includes(line)), wanted);
   assert.deepEqual(page.faults, []);
+});
+
+test('what a search finds elsewhere says where it lies', async (t) => {
+  const host = await startHost(t, { args: ['--demo', '--no-plugin'] });
+  const page = await browser.open(t, host);
+  await row(page, 'Ten years').waitFor();
+  assert.equal(await page.locator('.row-place').count(), 0);
+  await page.keyboard.press('/');
+  await page.keyboard.type('in:sent almanac');
+  await row(page, 'Cover paper').locator('.row-place', { hasText: 'Sent' }).waitFor();
+  assert.deepEqual([await axeFaults(page), page.faults], [[], []]);
 });

@@ -228,6 +228,7 @@ export interface MessageRow {
   person?: PersonModel; // the first of them, where the person wants pictures
   subject: string;
   snippet: string;
+  place?: string; // the mailbox that it lies in, where that is not the shown one
   date: string; // as the list shows it
   dateLong: string;
   unread: boolean;

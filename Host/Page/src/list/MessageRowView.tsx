@@ -68,6 +68,7 @@ function Row({ row, index, top, selected, focused, grouped, onPress, onContext }
         <div class="row-line" aria-hidden="true">
           <span class="row-from" dir="auto">{row.from}</span>
           {row.count && <span class="row-count">{row.count}</span>}
+          {row.place && <span class="row-place" dir="auto">{row.place}</span>}
           <Marks row={row} />
           <time class="row-date" title={row.dateLong}>{row.date}</time>
         </div>

@@ -9,6 +9,7 @@ export function describeRow(row: MessageRow): string {
     row.count && `Conversation of ${row.count} messages`,
     row.from,
     row.subject || 'No subject',
+    row.place && `in ${row.place}`,
     row.dateLong || row.date,
     row.flagged && `Flagged ${flagNames[row.colour] ?? ''}`.trim(),
     row.answered && 'Answered',
