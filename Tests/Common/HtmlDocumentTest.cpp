@@ -53,6 +53,8 @@ TEST(HtmlDocument, RepairsMarkupAsBrowsersDo) {
              Case{"headings don't nest", "<h1>a<h2>b</h1>c", "<h1>a</h1><h2>b</h2>c"},
              Case{"options end each other", "<select><option>a<option>b</select>",
                   "<select><option>a</option><option>b</option></select>"},
+             Case{"nothing inside of a choice ends what is outside", "<li><p><select><li>a",
+                  "<li><p><select><li>a</li></select></p></li>"},
              Case{"an end tag without a start is nothing", "a</div></span>b", "ab"},
              Case{"but for two", "a</p>b</br>c", "a<p></p>b<br>c"},
              Case{"the end of a list ends its items", "<ul><li><div>a</ul>b", "<ul><li><div>a</div></li></ul>b"},

@@ -87,7 +87,7 @@ constexpr std::array kTraits = {
     Traits{"s", kFormatting},
     Traits{"script", kSpecial | kRawText | kHeadOnly},
     Traits{"section", kBlock},
-    Traits{"select", kSpecial},
+    Traits{"select", kSpecial | kScope},
     Traits{"small", kFormatting},
     Traits{"source", kVoid | kSpecial},
     Traits{"strike", kFormatting},
