@@ -63,7 +63,7 @@ json::array attachmentsJson(const MimeMessage& message) {
 
 std::string senderName(const std::string& from) {
     const auto senders = parseAddresses(from);
-    return senders.empty() || senders.front().name.empty() ? from : senders.front().name;
+    return senders.empty() ? from : senders.front().shownName();
 }
 
 // Where a message lies is told when that is not where one is.

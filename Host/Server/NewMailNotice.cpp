@@ -23,8 +23,7 @@ bool isNews(MailLibrary& library, const MessageSummary& summary) {
 
 std::string senderOf(const MessageSummary& summary) {
     const auto senders = parseAddresses(summary.from);
-    if (senders.empty()) return summary.from;
-    return senders.front().name.empty() ? senders.front().address : senders.front().name;
+    return senders.empty() ? summary.from : senders.front().shownName();
 }
 
 }  // namespace

@@ -58,7 +58,7 @@ void addPeople(const std::vector<std::string>& fields, ViewerRow& row) {
     for (const std::string& field : fields) {
         for (const MailAddress& address : parseAddresses(field)) {
             if (told.empty()) row.person = address;
-            const std::string& name = address.name.empty() ? address.address : address.name;
+            const std::string name = address.shownName();
             if (names.size() > kLongestNames || !told.insert(name).second) continue;
             if (!names.empty()) names += ", ";
             names += name;

@@ -252,6 +252,8 @@ TEST_F(ViewerTest, SentAndDraftsShowWhomMailGoesTo) {
     EXPECT_EQ(host->viewer().rows().at(0).correspondent, "Ben Nevis");
     host->receive("ada", "eve@example.org", "bare", "Text.");
     EXPECT_EQ(host->viewer().rows().at(0).correspondent, "eve@example.org");
+    host->receive("ada", "\"Bank <help@bank.example>\" <x@evil.example>", "lie", "Text.");
+    EXPECT_EQ(host->viewer().rows().at(0).correspondent, "x@evil.example");
     host->receive("ada", "Ada <ada@example.org>", "out", "Text.", MailboxKind::Sent);
     host->viewer().selectMailbox(host->library().mailbox("ada", MailboxKind::Sent, true)->identifier());
     EXPECT_EQ(host->viewer().rows().at(0).correspondent, "ada@example.org") << "the recipient, not the sender";

@@ -52,6 +52,15 @@ TEST(Addresses, DisplayFormIsReadBackAsTheSame) {
     }
 }
 
+TEST(Addresses, ANameThatShowsAnAddressIsNotBelieved) {
+    for (const auto& [address, shown] : {std::pair{MailAddress{"Ada", "ada@example.org"}, "Ada"},
+                                         {MailAddress{"", "ada@example.org"}, "ada@example.org"},
+                                         {MailAddress{"Bank <help@bank.example>", "x@evil.example"}, "x@evil.example"},
+                                         {MailAddress{"help＠bank.example", "x@evil.example"}, "x@evil.example"},
+                                         {MailAddress{"nobody", ""}, "nobody"}})
+        EXPECT_EQ(address.shownName(), shown);
+}
+
 TEST(MessageHeaders, FindsAndReplacesWithoutRegardToCase) {
     MessageHeaders headers;
     headers.append("Received", "one");
