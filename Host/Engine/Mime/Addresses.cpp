@@ -21,10 +21,7 @@ std::string MailAddress::display() const {
     return quoted + "\" <" + address + ">";
 }
 
-std::string MailAddress::shownName() const {
-    const bool tellsAddress = name.find('@') != std::string::npos || name.find("\uFF20") != std::string::npos;
-    return address.empty() || (!name.empty() && !tellsAddress) ? name : address;
-}
+std::string MailAddress::shownName() const { return qs::shownName(name, address); }
 
 std::vector<MailAddress> parseAddresses(std::string_view field) {
     std::vector<MailAddress> addresses;

@@ -11,8 +11,7 @@ struct MailAddress {
     std::string name;             // display name, decoded; may be empty
     std::string address;          // bare
     std::string display() const;  // "Ada Lovelace <ada@example.org>", quoted where needed
-    // How a person is told who it is: by name, but for a name that shows an address, which may be another one.
-    std::string shownName() const;
+    std::string shownName() const;  // how a person is told who it is (AddressScan.h)
 };
 
 // Groups are flattened; pieces that are no address come back with an empty `address` and the piece as `name`.

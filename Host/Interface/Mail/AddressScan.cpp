@@ -127,4 +127,9 @@ private:
 
 std::vector<ScannedAddress> scanAddresses(std::string_view field) { return Scanner(field).run(); }
 
+const std::string& shownName(const std::string& name, const std::string& address) {
+    const bool tellsAddress = name.find('@') != std::string::npos || name.find("\uFF20") != std::string::npos;
+    return address.empty() || (!name.empty() && !tellsAddress) ? name : address;
+}
+
 }  // namespace qs

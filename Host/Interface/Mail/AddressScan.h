@@ -17,4 +17,7 @@ struct ScannedAddress {
 // memory grow with the length of the field alone.
 std::vector<ScannedAddress> scanAddresses(std::string_view field);
 
+// How a person is told who it is: by the name, but for one that shows an address, which may be another one.
+const std::string& shownName(const std::string& name, const std::string& address);
+
 }  // namespace qs

@@ -7,10 +7,8 @@ namespace qs {
 
 std::string senderDisplayName(const Message& message) {
     const std::string sender = message.from();
-    for (ScannedAddress& found : scanAddresses(sender)) {
-        if (!found.name.empty()) return std::move(found.name);
-        if (!found.address.empty()) return std::move(found.address);
-    }
+    for (const ScannedAddress& found : scanAddresses(sender))
+        if (const std::string& shown = shownName(found.name, found.address); !shown.empty()) return shown;
     return sender;
 }
 

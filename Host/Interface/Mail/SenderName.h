@@ -7,6 +7,6 @@ namespace qs {
 
 class Message;
 
-std::string senderDisplayName(const Message& message);  // "Ada Lovelace"; the address where there is no name
+std::string senderDisplayName(const Message& message);  // "Ada Lovelace"; the address where no name can be shown
 
 }  // namespace qs

@@ -210,6 +210,18 @@ TEST_F(DirectInboxListTest, ARowTellsWhatTheMessageIs) {
     EXPECT_EQ(rowAt(1)[QSDirectInboxMessagePriorityKey], Value(false));
 }
 
+TEST_F(DirectInboxListTest, ANameThatShowsAnAddressGivesWayToTheAddressItself) {
+    start();
+    choose({"ada/INBOX"});
+    const auto inbox = host_->library().mailboxWithIdentifier("ada/INBOX");
+    ASSERT_TRUE(host_->library().add(*inbox,
+                                     "From: \"Bank <help@bank.example>\" <x@evil.example>\r\nSubject: Your account\r\n"
+                                     "Message-Id: <a@evil>\r\n\r\nPlease answer.\r\n",
+                                     {}, kNow - 60));
+    reload();
+    EXPECT_EQ(rowAt(1)[QSDirectInboxMessageSenderKey], Value("x@evil.example"));
+}
+
 TEST_F(DirectInboxListTest, SmallPicturesStandInTheirOrder) {
     start();
     choose({"ada/INBOX"});
