@@ -4,6 +4,7 @@
 
 #include "Calls.h"
 #include "Foundation/Log.h"
+#include "Foundation/RunLoop.h"
 #include "MailApplication.h"
 
 namespace qs {
@@ -72,7 +73,9 @@ void PageConnection::handle(const std::string& text) {
     // A call may wait for the person, and the page may go meanwhile.
     auto self = shared_from_this();
     CallContext context{application_, contextMenu_};
-    channel_->send(json::serialize(carryOut(context, *asked)));
+    // Behind what the call changed, which is shown in the loop's next turn: with the answer the page stops showing what it
+    // expects, and would show for a moment what was before.
+    RunLoop::main().post([self, answer = json::serialize(carryOut(context, *asked))] { self->send(answer); });
 }
 
 }  // namespace qs

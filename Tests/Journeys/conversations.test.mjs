@@ -3,6 +3,7 @@ import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 import { axeFaults, becomes, chooseFromMenu, chooseMailbox, row, startBrowser } from './support/browser.mjs';
 import { startHost } from './support/host.mjs';
+import { LivePage } from './support/live.mjs';
 
 let browser;
 before(async () => (browser = await startBrowser()));
@@ -52,4 +53,15 @@ test('a conversation is one row that opens, is read and goes as one', async (t) 
   await chooseMailbox(page, 'mira/Archive');
   await conversation(page).waitFor();
   assert.equal(await conversation(page).locator('.row-count').innerText(), String(alone), 'all of it, and still grouped');
+});
+
+test('an answer comes behind what the call changed, so that no key means what was selected before', async (t) => {
+  const host = await startHost(t, { args: ['--demo', '--no-plugin'] });
+  const page = await LivePage.open(await host.link());
+  const { list } = await page.when((models) => models.list?.rows.length > 5 && models);
+  for (const { id } of list.rows.slice(0, 5)) {
+    await page.call('list.select', { ids: [id] });
+    assert.deepEqual(page.models.list.selected, [id]);
+  }
+  page.close();
 });
