@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -108,6 +109,10 @@ struct CuttingProxy::State {
             if (client < 0) return;
             const int server = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
             const sockaddr_in address = loopback(serverPort);
+            // As it comes: held back, each short line would wait for the acknowledgement of the one before.
+            const int on = 1;
+            for (const int socket : {client, server})
+                ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
             const std::lock_guard hold(lock);
             sockets.insert(sockets.end(), {client, server});
             // NOLINTNEXTLINE: how sockets are called
