@@ -12,6 +12,7 @@
 #include "Foundation/DateFormatter.h"
 #include "Foundation/FileSystem.h"
 #include "Mail/MailAccount.h"
+#include "MailReading.h"
 
 namespace qs {
 namespace {
@@ -224,6 +225,8 @@ TEST(HoldingOnARealClock, TheMainThreadIsNotNeeded) {
     }
     auto engine = MailEngine::open({.dataFolder = folder.path(), .watchFolders = false});
     ASSERT_TRUE(engine);
+    // Deliveries begin on the main thread once the folders are read in, which this is not about.
+    MailReading::of((*engine)->library()).waitUntilReadIn();
     std::promise<void> wasHeld, mayLeave;
     std::optional<Date> until;
     Doorkeeper keeper([&](const Message&) -> std::optional<Date> {
