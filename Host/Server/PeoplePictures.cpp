@@ -31,7 +31,7 @@ json::value picturesOf(CallContext&, const json::object& args) {
 json::value personJson(const MailAddress& person) {
     if (!showsContactPhotos() || (person.address.empty() && person.name.empty())) return nullptr;
     return json::object{{"address", asciiLowered(person.address)},
-                        {"initials", initialsOfPerson(person.name.empty() ? person.address : person.name)}};
+                        {"initials", initialsOfPerson(person.shownName())}};
 }
 
 std::string pictureNotice(std::string_view address) {

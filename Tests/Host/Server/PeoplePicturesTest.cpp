@@ -80,6 +80,9 @@ TEST_F(PeoplePictures, RowsSayWhomTheyShowOnlyWhereThatIsWanted) {
     const auto list = section("list");
     EXPECT_TRUE(list.at("pictures").as_bool());
     EXPECT_EQ(list.at("rows").at(0).at("person"), (json::value{{"address", "ben@example.org"}, {"initials", "BN"}}));
+    host_->advance(1);
+    host_->receive("ada", "\"Bank <help@bank.example>\" <x@evil.example>", "Your account", "Text");
+    EXPECT_EQ(section("list").at("rows").at(0).at("person").at("initials"), "X") << "not those of whom it claims to be";
     want(false);
     EXPECT_FALSE(section("list").at("rows").at(0).as_object().contains("person"));
 }
