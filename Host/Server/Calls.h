@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Compose/UploadUnderWay.h"
 #include "Foundation/Result.h"
 
 namespace qs {
@@ -25,10 +26,17 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// What is remembered for one page as long as it is connected.
+struct PageMemory {
+    std::shared_ptr<Menu> contextMenu;  // the one that was last offered to it
+    // What it is about to send, by compose window.
+    std::map<std::string, std::vector<std::unique_ptr<UploadUnderWay>>> uploads;
+};
+
 // What calls work on, for one page.
 struct CallContext {
     MailApplication& application;
-    std::shared_ptr<Menu>& contextMenu;  // the one that was last offered to this page
+    PageMemory& page;
 };
 
 using Call = std::function<boost::json::value(CallContext& context, const boost::json::object& arguments)>;

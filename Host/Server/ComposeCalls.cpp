@@ -51,6 +51,18 @@ json::value close(CallContext& context, const json::object& args) {
     return nullptr;
 }
 
+// The files that the page has not brought yet, also those that wait for their turn: nothing of them came here so far.
+json::value expectUploads(CallContext& context, const json::object& args) {
+    const std::string name = arguments::text(args, "window");
+    std::vector<std::unique_ptr<UploadUnderWay>> uploads;
+    if (const auto window = context.application.composeWindow(name))
+        for (std::string& file : arguments::texts(args, "names"))
+            uploads.push_back(std::make_unique<UploadUnderWay>(*window->window(), std::move(file)));
+    context.page.uploads.erase(name);
+    if (!uploads.empty()) context.page.uploads.emplace(name, std::move(uploads));
+    return nullptr;
+}
+
 // A control that a plug-in put into a header row.
 json::value setControl(CallContext& context, const json::object& args) {
     auto window = windowOf(context, args);
@@ -76,6 +88,7 @@ void addComposeCalls(CallTable& table) {
     table["compose.update"] = update;
     table["compose.close"] = close;
     table["compose.control"] = setControl;
+    table["compose.uploads"] = expectUploads;
     table["compose.send"] = [](CallContext& context, const json::object& args) -> json::value {
         windowOf(context, args)->send();
         return nullptr;

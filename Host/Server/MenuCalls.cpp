@@ -43,7 +43,7 @@ std::shared_ptr<ToolbarItem> toolbarItemOf(CallContext& context, const json::obj
 
 std::shared_ptr<Menu> menuOf(CallContext& context, const json::object& args) {
     const std::string name = arguments::has(args, "menu") ? arguments::text(args, "menu") : "main";
-    if (name == "context") return context.contextMenu;
+    if (name == "context") return context.page.contextMenu;
     if (name == "popover") return menuInRowList(args);
     return name == "toolbar" ? toolbarItemOf(context, args)->menu : context.application.mainMenu();
 }
@@ -97,19 +97,19 @@ json::value pressButtonOfItem(CallContext& context, const json::object& args) {
 
 json::value openContextMenu(CallContext& context, const json::object& args) {
     context.application.viewer().selectIDs(arguments::ids(args));
-    context.contextMenu = context.application.contextualMenu();
-    return shown(context, context.contextMenu);
+    context.page.contextMenu = context.application.contextualMenu();
+    return shown(context, context.page.contextMenu);
 }
 
 json::value openPersonMenu(CallContext& context, const json::object& args) {
-    context.contextMenu = makePersonMenu(context.application, arguments::text(args, "person"));
-    return shown(context, context.contextMenu);
+    context.page.contextMenu = makePersonMenu(context.application, arguments::text(args, "person"));
+    return shown(context, context.page.contextMenu);
 }
 
 json::value openMailboxMenu(CallContext& context, const json::object& args) {
-    context.contextMenu = context.application.contextualMenuOfMailbox(arguments::text(args, "id"));
-    if (!context.contextMenu) throw CallRefused("That mailbox is no longer there.");
-    return shown(context, context.contextMenu);
+    context.page.contextMenu = context.application.contextualMenuOfMailbox(arguments::text(args, "id"));
+    if (!context.page.contextMenu) throw CallRefused("That mailbox is no longer there.");
+    return shown(context, context.page.contextMenu);
 }
 
 json::value chooseToolbarItem(CallContext& context, const json::object& args) {

@@ -2,7 +2,6 @@
 
 #include <boost/json.hpp>
 
-#include "Calls.h"
 #include "Foundation/Log.h"
 #include "Foundation/RunLoop.h"
 #include "MailApplication.h"
@@ -54,6 +53,8 @@ PageConnection::PageConnection(MailApplication& application, std::shared_ptr<Liv
     : application_(application), channel_(std::move(channel)) {
     channel_->onText = [this](const std::string& text) { handle(text); };
     channel_->onClose = [this] {
+        // A call of this page may still wait for the person, on another page, and keep this alive.
+        memory_.uploads.clear();
         if (auto closed = onClose) closed();
     };
 }
@@ -72,7 +73,7 @@ void PageConnection::handle(const std::string& text) {
     if (!asked) return logWarning("The page sent something that is no call; it was left out.");
     // A call may wait for the person, and the page may go meanwhile.
     auto self = shared_from_this();
-    CallContext context{application_, contextMenu_};
+    CallContext context{application_, memory_};
     // Behind what the call changed, which is shown in the loop's next turn: with the answer the page stops showing what it
     // expects, and would show for a moment what was before.
     RunLoop::main().post([self, answer = json::serialize(carryOut(context, *asked))] { self->send(answer); });

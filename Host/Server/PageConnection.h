@@ -7,13 +7,13 @@
 #include <string>
 #include <string_view>
 
+#include "Calls.h"
 #include "HttpServer/HttpTypes.h"
 #include "PageState.h"
 
 namespace qs {
 
 class MailApplication;
-class Menu;
 
 class PageConnection : public std::enable_shared_from_this<PageConnection> {
 public:
@@ -33,7 +33,7 @@ private:
     MailApplication& application_;
     std::shared_ptr<LiveChannel> channel_;
     PageSections seen_;
-    std::shared_ptr<Menu> contextMenu_;
+    PageMemory memory_;
 };
 
 }  // namespace qs

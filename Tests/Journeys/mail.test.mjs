@@ -64,6 +64,45 @@ test('a message with an attachment is read at the other account, and its answer 
   assert.deepEqual(page.faults, []);
 });
 
+test('no message leaves, and no draft is left, without a file that waits for its turn', async (t) => {
+  const host = await startHost(t, { args: ['--demo', '--no-plugin'] });
+  const page = await browser.open(t, host);
+  const held = [];
+  await page.route('**/attachments', (route) => held.push(route));
+  await page.keyboard.press('c');
+  const compose = page.locator('.compose');
+  await page.getByLabel('To', { exact: true }).fill('tobias@quillstead.example,');
+  await compose.locator('.subject-input').fill('Two maps');
+  const chooser = page.waitForEvent('filechooser');
+  await compose.locator('.tool[aria-label^="Attach"]').click();
+  await (await chooser).setFiles(['Source.map', 'Mouth.map'].map((name) => ({ name, mimeType: 'application/octet-stream', buffer: attachment })));
+  await compose.getByText('Mouth.map').waitFor();
+  await becomes(() => held.length, 1, 'the first file');
+  const alert = page.getByRole('alertdialog');
+  const isTold = async (text, button) => {
+    await alert.getByText(text).waitFor();
+    await alert.getByRole('button', { name: button }).click();
+    await alert.waitFor({ state: 'detached' });
+  };
+  await compose.locator('.tool.prominent').click();
+  await isTold('2 files are not attached yet', 'OK');
+  await held[0].continue();
+  await becomes(() => held.length, 2, 'the second file');
+  await page.locator('.menubar-title', { hasText: 'Message' }).click();
+  await page.getByRole('menuitem', { name: 'Send', exact: true }).click();
+  await isTold('“Mouth.map” is not attached yet', 'OK');
+  await compose.locator('.compose-title [aria-label="Close"]').click();
+  await isTold('“Mouth.map” is not attached yet and will be missing from the draft.', 'Cancel');
+  await held[1].continue();
+  await compose.getByRole('progressbar').waitFor({ state: 'detached' });
+  await page.locator('.compose .editor').press('Control+Enter');
+  await compose.waitFor({ state: 'detached' });
+  await chooseMailbox(page, 'tobias/INBOX');
+  await row(page, 'Two maps').click();
+  await becomes(() => page.getByRole('list', { name: 'Attachments' }).locator('.attachment-name').allInnerTexts(), ['Source.map', 'Mouth.map']);
+  assert.deepEqual(page.faults, []);
+});
+
 test('an answer to plain text keeps its lines and blanks, and leaves the keys in the list', async (t) => {
   const host = await startHost(t, { args: ['--demo', '--no-plugin'] });
   const page = await browser.open(t, host);

@@ -13,6 +13,7 @@ const unrelated = new Set<keyof Calls>([
   'menu.validate',
   'message.selectText',
   'compose.update',
+  'compose.uploads',
   'compose.front',
   'addresses.complete',
   'people.pictures',

@@ -41,6 +41,7 @@ export interface Calls {
   };
   'compose.send': { window: string }; // send every update first; the toolbar item "send" does the same
   'compose.close': { window: string; keep: 'save' | 'discard' | 'ask' };
+  'compose.uploads': { window: string; names: string[] }; // the files that the window is still to get from this page
   'compose.front': { window: string }; // "" when the viewer is in front
   'compose.removeAttachment': { window: string; id: string };
   'compose.control': { window: string; row: string; control: string; value: Value };

@@ -60,6 +60,7 @@ class MockHost {
   inbox = makeInbox(2400);
   calls = [];
   uploads = [];
+  expected = {}; // names of files that pages said are still to come, by window
   bodies = []; // addresses of texts that were fetched
   remote = 'ask'; // what becomes of pictures on the web
   pictures = null; // by address; null: the person wants none
@@ -148,6 +149,10 @@ class MockHost {
     setTimeout(() => this.tell('compose'), 30);
     return window;
   }
+  sendCompose(window) {
+    if (this.expected[window]?.length) this.alert({ window, title: `“${this.expected[window][0]}” is not attached yet` });
+    else this.closeCompose(window);
+  }
   closeCompose(name) {
     this.push({ compose: this.models.compose.filter((each) => each.window !== name) });
   }
@@ -207,8 +212,11 @@ class MockHost {
         if (args.keep === 'ask') this.alert({ window: args.window, title: 'Save this message as a draft?', text: 'You can finish it later from the Drafts mailbox.', buttons: ['Save draft', 'Discard', 'Cancel'] });
         else this.closeCompose(args.window);
         return null;
+      case 'compose.uploads':
+        this.expected[args.window] = args.names;
+        return null;
       case 'compose.send':
-        this.closeCompose(args.window);
+        this.sendCompose(args.window);
         return null;
       case 'compose.removeAttachment':
         this.changeCompose(args.window, (model) => ({ attachments: model.attachments.filter((each) => each.id !== args.id) }));
@@ -216,7 +224,7 @@ class MockHost {
       case 'alert.answer': {
         const alert = this.models.alerts.find((each) => each.id === args.id);
         this.push({ alerts: this.models.alerts.filter((each) => each.id !== args.id) });
-        if (alert?.window && args.button < 2) this.closeCompose(alert.window);
+        if (['Save draft', 'Discard'].includes(alert?.buttons[args.button])) this.closeCompose(alert.window);
         return null;
       }
       case 'sheet.button':
@@ -248,7 +256,7 @@ class MockHost {
     else if (identifier === 'insertFile:') this.send({ type: 'chooseFile', window });
     else if (identifier === 'orderFrontCharacterPalette:') this.send({ type: 'characterPalette', window });
     else if (identifier === 'SendLater') this.changeCompose(window, () => ({ sheet: scheduleSheet() }));
-    else if (identifier === 'send:') this.closeCompose(window);
+    else if (identifier === 'send:') this.sendCompose(window);
     else if (identifier === 'checkNewMail:') this.send({ type: 'beep' });
     return null;
   }

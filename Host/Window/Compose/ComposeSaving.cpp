@@ -3,6 +3,7 @@
 
 #include "Compose/ComposeSession.h"
 #include "Compose/Drafts.h"
+#include "Compose/UploadUnderWay.h"
 #include "Foundation/DateFormatter.h"
 #include "Foundation/Format.h"
 #include "Foundation/Log.h"
@@ -30,6 +31,9 @@ bool ComposeSession::isBlank() const {
     return isEmpty(to()) && isEmpty(cc()) && trimmedAscii(subject()).empty() && attachments_->all().empty() &&
            trimmedAscii(editor_->document().plainText()).empty();
 }
+
+// What was written and taken out again is not.
+bool ComposeSession::isWorthADraft() const { return touched_ && (!isBlank() || start_.original); }
 
 bool ComposeSession::needsSaving() const {
     if (closed_ || !touched_ || version_ == savedVersion_) return false;
@@ -118,15 +122,9 @@ void ComposeSession::saveAsAsked() {
 void ComposeSession::discardAsAsked() {
     if (!canDo("discardMessage:") || asking_) return;
     const auto self = shared_from_this();
-    if (touched_ && (!isBlank() || start_.original)) {
-        asking_ = true;
-        const int answer = ask("Discard what you have written?",
-                               start_.original ? "The message stays as it was before you opened it."
-                                               : "The message and its draft are deleted.",
-                               {"Discard", "Cancel"});
-        asking_ = false;
-        if (answer != 0) return;
-    }
+    const char* text = start_.original ? "The message stays as it was before you opened it."
+                                       : "The message and its draft are deleted.";
+    if (isWorthADraft() && askBeforeClosing("Discard what you have written?", text, {"Discard", "Cancel"}) != 0) return;
     closeDiscarding();
 }
 
@@ -137,19 +135,32 @@ void ComposeSession::close(Closing closing) {
     switch (closing) {
     case Closing::Save: return closeSaving();
     case Closing::Discard: return closeDiscarding();
-    case Closing::Ask: break;
+    case Closing::Ask: return closeAsking();
+    }
+}
+
+void ComposeSession::closeAsking() {
+    // Once asked, there may be something to save all the same: the file, come meanwhile.
+    if (const auto files = UploadUnderWay::filesOf(*window_); !files.empty() && !isWorthADraft()) {
+        const std::string title = UploadUnderWay::sentenceAbout(files);
+        if (askBeforeClosing(title, "Close the message all the same?", {"Close", "Cancel"}) != 0) return;
     }
     if (!touched_) return finishClosing();
-    // What was written and taken out again leaves no draft.
-    if (isBlank() && !start_.original) return closeDiscarding();
-    asking_ = true;
-    const int answer = ask("Save this message as a draft?",
-                           start_.isHeld ? "It then leaves the outbox and waits among the drafts until you send it."
-                                         : "You can go on writing it later.",
-                           {"Save", "Discard", "Cancel"});
-    asking_ = false;
+    if (!isWorthADraft()) return closeDiscarding();
+    const auto files = UploadUnderWay::filesOf(*window_);
+    std::string text = start_.isHeld ? "It then leaves the outbox and waits among the drafts until you send it."
+                                     : "You can go on writing it later.";
+    if (!files.empty()) text = UploadUnderWay::sentenceAbout(files) + " and will be missing from the draft. " + text;
+    const int answer = askBeforeClosing("Save this message as a draft?", text, {"Save", "Discard", "Cancel"});
     if (answer == 0) closeSaving();
     if (answer == 1) closeDiscarding();
+}
+
+int ComposeSession::askBeforeClosing(std::string title, std::string text, std::vector<std::string> buttons) {
+    asking_ = true;
+    const int answer = ask(std::move(title), std::move(text), std::move(buttons));
+    asking_ = false;
+    return answer;
 }
 
 void ComposeSession::closeSaving() {

@@ -82,12 +82,14 @@ private:
     Result<std::shared_ptr<OutgoingMessage>> build(Purpose purpose);
 
     bool isBlank() const;
+    bool isWorthADraft() const;
     bool needsSaving() const;
     void scheduleAutosave();
     void autosave();
     void autosaveEnded(int version, const Result<void>& result);
     void didSave(int version);
-    bool askAboutClosing();
+    void closeAsking();
+    int askBeforeClosing(std::string title, std::string text, std::vector<std::string> buttons);
     void closeSaving();
     void closeDiscarding();
     void finishClosing();

@@ -1,6 +1,9 @@
 #include "Compose/UploadUnderWay.h"
 
+#include <algorithm>
 #include <map>
+
+#include "Foundation/Format.h"
 
 namespace qs {
 
@@ -25,8 +28,13 @@ std::vector<std::string> UploadUnderWay::filesOf(const HostObject& window) {
     std::vector<std::string> names;
     if (const auto files = known(window))
         for (const auto& [number, name] : files->names)
-            names.push_back(name);
+            if (std::ranges::find(names, name) == names.end()) names.push_back(name);
     return names;
+}
+
+std::string UploadUnderWay::sentenceAbout(const std::vector<std::string>& files) {
+    if (files.size() == 1) return stringWithFormat("“%@” is not attached yet", {files.front()});
+    return stringWithFormat("%ld files are not attached yet", {static_cast<std::int64_t>(files.size())});
 }
 
 }  // namespace qs

@@ -1,5 +1,5 @@
-// A file on its way from the page to a compose window. What is sent before it is there would leave without it. Main
-// thread.
+// A file on its way from the page to a compose window, or about to set out. What is sent before it is there would leave
+// without it. Main thread.
 #pragma once
 
 #include <memory>
@@ -17,8 +17,10 @@ public:
     ~UploadUnderWay();
     UploadUnderWay(const UploadUnderWay&) = delete;
     UploadUnderWay& operator=(const UploadUnderWay&) = delete;
-    // In the order in which they began.
+    // In the order in which they began; each name once, for a page tells of a file before its content comes.
     static std::vector<std::string> filesOf(const HostObject& window);
+    // “plans.zip” is not attached yet; of one file at least.
+    static std::string sentenceAbout(const std::vector<std::string>& files);
 
 private:
     struct Files;

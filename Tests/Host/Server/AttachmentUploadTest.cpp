@@ -10,6 +10,7 @@
 #include "MailApplication.h"
 #include "MailRoutes.h"
 #include "Models/View.h"
+#include "PageConnection.h"
 #include "Support/AlertAnswers.h"
 #include "Support/TemporaryHost.h"
 #include "Text/Base64.h"
@@ -18,7 +19,14 @@ namespace qs {
 namespace {
 
 namespace json = boost::json;
+using testing::ElementsAre;
 using testing::HasSubstr;
+
+// The wire to a page.
+struct Wire : LiveChannel {
+    void send(std::string) override {}
+    void close() override { onClose(); }
+};
 
 class AttachmentUpload : public testing::Test {
 protected:
@@ -33,9 +41,22 @@ protected:
             EXPECT_TRUE(sink->take(std::string_view(content).substr(place, 50'000)));
         return sink->end();
     }
+    // What a page says of the files that it is about to send.
+    void tell(const std::vector<std::string>& names) {
+        const json::object arguments{{"window", window_->window()->identifier()}, {"names", json::value_from(names)}};
+        wire_->onText(json::serialize(json::object{{"id", 1}, {"call", "compose.uploads"}, {"args", arguments}}));
+    }
+    void sendInVain() {
+        window_->send();
+        host_.settle();
+        EXPECT_EQ(host_.application().composeWindows().size(), 1u);
+    }
 
     TemporaryHost host_;
+    AlertAnswers alerts_;
     std::shared_ptr<ComposeWindow> window_ = host_.compose("ada", "ben@example.org", "Plans", "See there.");
+    std::shared_ptr<Wire> wire_ = std::make_shared<Wire>();
+    std::shared_ptr<PageConnection> page_ = std::make_shared<PageConnection>(host_.application(), wire_);
 };
 
 TEST_F(AttachmentUpload, BringsAFileOfAnySize) {
@@ -57,20 +78,62 @@ TEST_F(AttachmentUpload, BringsAFileOfAnySize) {
 }
 
 TEST_F(AttachmentUpload, TheMessageDoesNotLeaveBeforeItIsThere) {
-    AlertAnswers alerts;
     auto sink = begin("plans.zip");
     ASSERT_TRUE(sink->take("all"));
-    window_->send();
-    host_.settle();
-    EXPECT_THAT(alerts.seen, testing::ElementsAre("“plans.zip” is not attached yet"));
-    ASSERT_EQ(host_.application().composeWindows().size(), 1u);
+    sendInVain();
+    EXPECT_THAT(alerts_.seen, ElementsAre("“plans.zip” is not attached yet"));
     EXPECT_EQ(sink->end().status, 200);
     sink.reset();
     window_->send();
     host_.advance(30);
     ASSERT_EQ(host_.inboxOf("ben").size(), 1u);
     EXPECT_EQ(host_.inboxOf("ben").front().attachments, 1);
-    EXPECT_EQ(alerts.seen.size(), 1u);
+    EXPECT_EQ(alerts_.seen.size(), 1u);
+}
+
+TEST_F(AttachmentUpload, TheMessageDoesNotLeaveBeforeAFileThatWaitsForItsTurn) {
+    tell({"first.zip", "second.zip"});
+    EXPECT_EQ(upload("first.zip", "all").status, 200);
+    tell({"second.zip"});
+    sendInVain();
+    EXPECT_THAT(alerts_.seen, ElementsAre("“second.zip” is not attached yet"));
+    EXPECT_EQ(upload("second.zip", "all").status, 200);
+    tell({});
+    window_->send();
+    host_.advance(30);
+    ASSERT_EQ(host_.inboxOf("ben").size(), 1u);
+    EXPECT_EQ(host_.inboxOf("ben").front().attachments, 2);
+}
+
+TEST_F(AttachmentUpload, APageThatIsGoneKeepsNothingBack) {
+    tell({"plans.zip"});
+    wire_->close();
+    window_->send();
+    host_.advance(30);
+    EXPECT_EQ(host_.inboxOf("ben").size(), 1u);
+    EXPECT_THAT(alerts_.seen, testing::IsEmpty());
+    tell({"late.zip"});  // of a window that is closed
+}
+
+TEST_F(AttachmentUpload, WhoClosesTheWindowHearsWhatWouldBeMissing) {
+    window_->update({.subject = "All plans"});
+    tell({"plans.zip"});
+    window_->close(ComposeWindow::Closing::Ask);  // Cancel is the last button
+    EXPECT_THAT(alerts_.seen, ElementsAre("Save this message as a draft?"));
+    EXPECT_THAT(alerts_.texts, ElementsAre(HasSubstr("“plans.zip” is not attached yet and will be missing")));
+    EXPECT_EQ(host_.application().composeWindows().size(), 1u);
+}
+
+TEST_F(AttachmentUpload, WhoClosesAWindowWithNothingButAFileOnItsWayIsAsked) {
+    host_.application().compose({});
+    window_ = host_.application().composeWindows().back();
+    tell({"plans.zip", "map.zip"});
+    window_->close(ComposeWindow::Closing::Ask);
+    EXPECT_EQ(host_.application().composeWindows().size(), 2u);
+    alerts_.give("Close");
+    window_->close(ComposeWindow::Closing::Ask);
+    EXPECT_EQ(host_.application().composeWindows().size(), 1u);
+    EXPECT_THAT(alerts_.seen, ElementsAre("2 files are not attached yet", "2 files are not attached yet"));
 }
 
 TEST_F(AttachmentUpload, SaysWhatIsWrong) {

@@ -20,7 +20,7 @@ class Banners : public testing::TestWithParam<int> {
 protected:
     json::array shown() { return messageSection(host_.application()).at("banners").as_array(); }
     void press(std::string_view button) {
-        CallContext context{host_.application(), menu_};
+        CallContext context{host_.application(), page_};
         allCalls().find("banner.press")->second(context, {{"button", button}});
         host_.settle();
     }
@@ -29,7 +29,7 @@ protected:
         host_.viewer().selectIDs({message->libraryID()});
     }
     TemporaryHost host_{{.osMinor = GetParam()}};
-    std::shared_ptr<Menu> menu_;
+    PageMemory page_;
 };
 INSTANTIATE_TEST_SUITE_P(Minors, Banners, testing::Values(10, 11, 12));
 

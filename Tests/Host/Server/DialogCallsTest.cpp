@@ -21,7 +21,7 @@ using testing::ElementsAre;
 class DialogCalls : public testing::Test {
 protected:
     void call(std::string_view name, json::object arguments) {
-        CallContext context{host_.application(), menu_};
+        CallContext context{host_.application(), page_};
         allCalls().find(name)->second(context, arguments);
         host_.settle();
     }
@@ -47,7 +47,7 @@ protected:
     }
 
     TemporaryHost host_;
-    std::shared_ptr<Menu> menu_;
+    PageMemory page_;
     std::vector<std::string> told_;
 };
 

@@ -16,13 +16,13 @@ namespace json = boost::json;
 class MailboxCalls : public testing::Test {
 protected:
     void call(std::string_view name, const json::object& arguments) {
-        CallContext context{host_.application(), menu_};
+        CallContext context{host_.application(), page_};
         allCalls().find(name)->second(context, arguments);
         host_.settle();
     }
 
     TemporaryHost host_;
-    std::shared_ptr<Menu> menu_;
+    PageMemory page_;
 };
 
 TEST_F(MailboxCalls, NothingIsPutWhereNothingMayBe) {

@@ -58,7 +58,7 @@ protected:
         return json::parse(*makePageSections(host_->application(), {}).at(name)).as_object();
     }
     std::string picture(const std::string& address) {
-        CallContext context{host_->application(), menu_};
+        CallContext context{host_->application(), page_};
         const auto answer =
             allCalls().find("people.pictures")->second(context, {{"addresses", json::array{json::string(address)}}});
         return std::string(answer.at("pictures").at(address).as_string());
@@ -68,7 +68,7 @@ protected:
     std::unique_ptr<TemporaryHost> host_;
     std::vector<std::string> told_;
     ObservationRef watch_;
-    std::shared_ptr<Menu> menu_;
+    PageMemory page_;
 };
 
 TEST_F(PeoplePictures, RowsSayWhomTheyShowOnlyWhereThatIsWanted) {

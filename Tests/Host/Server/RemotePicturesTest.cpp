@@ -11,7 +11,6 @@
 #include "Images/ImageDecoder.h"
 #include "MailApplication.h"
 #include "MailRoutes.h"
-#include "Models/Menu.h"
 #include "Platform.h"
 #include "ResourceProxy.h"
 #include "Settings/UserDefaults.h"
@@ -94,8 +93,8 @@ protected:
         return paths;
     }
     void alwaysShowPicturesOf(std::int64_t id) {
-        std::shared_ptr<Menu> menu;
-        CallContext context{host_->application(), menu};
+        PageMemory page;
+        CallContext context{host_->application(), page};
         allCalls().find("message.alwaysShowPictures")->second(context, {{"id", id}});
     }
 

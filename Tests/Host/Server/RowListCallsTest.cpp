@@ -69,7 +69,7 @@ protected:
         return menu;
     }
     json::value call(std::string_view name, json::object arguments) {
-        CallContext context{host_.application(), menu_};
+        CallContext context{host_.application(), page_};
         arguments["identifier"] = "small";
         const auto answer = allCalls().find(name)->second(context, arguments);
         host_.settle();
@@ -77,7 +77,7 @@ protected:
     }
 
     TemporaryHost host_;
-    std::shared_ptr<Menu> menu_;
+    PageMemory page_;
     std::vector<std::string> told_;
     std::shared_ptr<Owner> owner_ = std::make_shared<Owner>(told_);
     std::shared_ptr<StatusItem> item_;

@@ -94,13 +94,14 @@ export function Editor({ model, outgoing, handle }: Props) {
 
 /** Pictures go into the text, other files to the attachments. */
 async function pastePictures(editor: Squire, owner: string, files: Iterable<File>): Promise<void> {
-  for (const file of files) {
-    if (!file.type.startsWith('image/')) {
-      await upload(owner, file, false);
-      continue;
-    }
-    const id = await upload(owner, file, true);
-    if (id === null) continue;
+  // All of them at once, so that the message waits for the last one as well.
+  const sent = [...files].map((file) => {
+    const inline = file.type.startsWith('image/');
+    return { inline, arrived: upload(owner, file, inline) };
+  });
+  for (const { inline, arrived } of sent) {
+    const id = await arrived;
+    if (id === null || !inline) continue;
     const picture = document.createElement('img');
     picture.setAttribute('data-cid', id);
     editor.insertHTML(picture.outerHTML);
