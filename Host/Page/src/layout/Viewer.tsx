@@ -26,8 +26,9 @@ export function Viewer() {
   return (
     <div
       class={`viewer show-${pane}${drawer ? ' drawer-open' : ''}`} style={widths}
-      onFocusIn={() => {
-        if (ui.get().front === '') return;
+      onFocusIn={({ target }) => {
+        // The menus are those of the program: they mean what was in front before one went there.
+        if (ui.get().front === '' || (target as Element).closest('[role="menubar"], .menu-button, .menu')) return;
         ui.set({ front: '' });
         act('compose.front', { window: '' });
       }}

@@ -1,6 +1,6 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
-import { callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
+import { becomes, callsOf, open, startBrowser, stopBrowser, until } from './page.mjs';
 
 before(startBrowser);
 after(stopBrowser);
@@ -204,6 +204,20 @@ test('more windows than fit are minimised, and come back to the front', async (t
   await until(async () => (await page.locator('.compose:not(.minimised)').count()) === 2, 'two open windows');
   await page.click('.compose-name:has-text("One")');
   await page.waitForSelector('.compose.front:not(.minimised):has-text("One")');
+});
+
+test('the menu bar means the window that was in front', async (t) => {
+  const { page, host } = await open(t);
+  host.openCompose({ to: ['a@x.example'] });
+  await page.focus('.subject-input');
+  await page.click('.menubar-title:has-text("Edit")');
+  await page.waitForSelector('.menu');
+  await page.keyboard.press('Escape');
+  await page.waitForSelector('.menu', { state: 'detached' });
+  await page.keyboard.press('F10');
+  await page.keyboard.press('Escape');
+  await page.focus('.list-scroller');
+  await becomes(() => callsOf(host, 'compose.front'), [{ window: '' }], 'only the list comes to the front');
 });
 
 test('a plain text takes no formatting keys', async (t) => {
