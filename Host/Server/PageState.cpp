@@ -122,7 +122,7 @@ json::value accountsSection(MailApplication& application) {
 
 const char* emptyText(MailApplication& application) {
     if (!application.viewer().searchText().empty()) return "Nothing found.";
-    if (!application.engine().accounts().inUse().empty()) return "No messages here.";
+    if (!application.engine().accounts().all().empty()) return "No messages here.";
     return "There is no account yet. To add one, choose “Add Account…” in the File menu.";
 }
 
