@@ -9,6 +9,7 @@
 #include "Mail/MailAccount.h"
 #include "Mail/Mailbox.h"
 #include "Mail/MessageHeaders.h"
+#include "Mail/SenderName.h"
 #include "MailApplication.h"
 #include "MailEngine.h"
 #include "MailSync.h"
@@ -61,11 +62,6 @@ json::array attachmentsJson(const MimeMessage& message) {
     return array;
 }
 
-std::string senderName(const std::string& from) {
-    const auto senders = parseAddresses(from);
-    return senders.empty() ? from : senders.front().shownName();
-}
-
 // Where a message lies is told when that is not where one is.
 std::string placeElsewhere(MailApplication& application, const MessageSummary& summary) {
     const auto mailbox = application.engine().library().mailboxWithIdentifier(summary.mailbox);
@@ -77,7 +73,7 @@ json::array conversationJson(MailApplication& application) {
     for (const ViewerRow& row : application.viewer().conversation()) {
         const MessageSummary& summary = row.summary;
         json::object model{{"id", summary.id},
-                           {"from", senderName(summary.from)},
+                           {"from", senderDisplayName(summary.from)},
                            {"snippet", summary.snippet},
                            {"date", row.date},
                            {"dateLong", row.dateLong},
@@ -215,7 +211,7 @@ json::value messageSection(MailApplication& application) {
     json::object model{
         {"id", summary->id},
         {"subject", summary->subject},
-        {"from", senderName(summary->from)},
+        {"from", senderDisplayName(summary->from)},
         {"fromAddress", senders.empty() ? "" : senders.front().address},
         {"sender", senders.empty() ? "" : senders.front().display()},
         {"date", application.viewer().header() ? application.viewer().header()->dateView.text : std::string()},

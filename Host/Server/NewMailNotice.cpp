@@ -5,8 +5,8 @@
 #include "Foundation/NotificationCenter.h"
 #include "HostSettings.h"
 #include "Mail/Mailbox.h"
+#include "Mail/SenderName.h"
 #include "MailLibrary.h"
-#include "Mime/Addresses.h"
 #include "UserNotifications.h"
 
 namespace qs {
@@ -19,11 +19,6 @@ bool isNews(MailLibrary& library, const MessageSummary& summary) {
     const auto mailbox = library.mailboxWithIdentifier(summary.mailbox);
     return mailbox && mailbox->kind() == MailboxKind::Inbox && !summary.flags.seen && !summary.flags.junk &&
            !summary.flags.deleted;
-}
-
-std::string senderOf(const MessageSummary& summary) {
-    const auto senders = parseAddresses(summary.from);
-    return senders.empty() ? summary.from : senders.front().shownName();
 }
 
 }  // namespace
@@ -42,7 +37,7 @@ std::string newMailNotice(MailLibrary& library, const Notification& added) {
     if (!newest) return {};
     json::object notice{{"type", "newMail"}, {"count", count}, {"id", newest->id}};
     if (notificationsTellContent() && count == 1) {
-        notice["from"] = senderOf(*newest);
+        notice["from"] = senderDisplayName(newest->from);
         notice["subject"] = newest->subject;
     }
     return json::serialize(notice);

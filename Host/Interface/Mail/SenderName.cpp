@@ -5,11 +5,11 @@
 
 namespace qs {
 
-std::string senderDisplayName(const Message& message) {
-    const std::string sender = message.from();
-    for (const ScannedAddress& found : scanAddresses(sender))
-        if (const std::string& shown = shownName(found.name, found.address); !shown.empty()) return shown;
-    return sender;
+std::string senderDisplayName(const Message& message) { return senderDisplayName(message.from()); }
+
+std::string senderDisplayName(std::string_view from) {
+    const auto senders = scanAddresses(from);
+    return senders.empty() ? std::string(from) : shownName(senders.front().name, senders.front().address);
 }
 
 }  // namespace qs

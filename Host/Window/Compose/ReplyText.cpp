@@ -7,6 +7,7 @@
 #include "Foundation/Format.h"
 #include "Html/HtmlDocument.h"
 #include "Mail/MessageHeaders.h"
+#include "Mail/SenderName.h"
 #include "Mime/Addresses.h"
 #include "Text/Ascii.h"
 #include "Text/Escapes.h"
@@ -79,6 +80,9 @@ std::vector<std::string> idsIn(std::string_view value) {
     return ids;
 }
 
+// Any byte but the first of a character that has several.
+bool isInsideUtf8Character(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
 std::string textOfField(const MessageHeaders& headers, std::string_view key) {
     std::string text;
     for (const MailAddress& one : addressesIn(headers, key))
@@ -91,15 +95,6 @@ std::string dateText(const MessageHeaders& headers) {
     const auto date = value ? dateFromMailHeaderString(*value) : std::nullopt;
     if (date) return formatDate(*date, {.pattern = "d MMM yyyy, HH:mm", .locale = ""});
     return value.value_or("");
-}
-
-std::string senderName(const MessageHeaders& headers) {
-    const auto from = headers.firstHeaderForKey(MCHeaderKeyFrom).value_or("");
-    for (const MailAddress& one : parseAddresses(from)) {
-        if (!one.name.empty()) return one.name;
-        if (!one.address.empty()) return one.address;
-    }
-    return from;
 }
 
 }  // namespace
@@ -157,20 +152,21 @@ std::string referencesTo(const MessageHeaders& original) {
 }
 
 std::string attribution(const MessageHeaders& original) {
-    const std::string date = dateText(original), name = senderName(original);
+    const std::string date = dateText(original);
+    const std::string name = senderDisplayName(original.firstHeaderForKey(MCHeaderKeyFrom).value_or(""));
     return date.empty() ? stringWithFormat("%@ wrote:", {name}) : stringWithFormat("On %@, %@ wrote:", {date, name});
 }
 
 std::string withKeptBlanks(std::string_view text) {
     constexpr std::size_t kTabStop = 8;
     std::string kept;
-    std::size_t column = 0;
-    bool isMark = true;     // in the marks of quotation at the line's beginning, each of which may have a blank
-    bool isBehind = false;  // behind what is seen, where a single blank is kept anyway
+    std::size_t column = 0;  // in characters
+    bool isMark = true;      // in the marks of quotation at the line's beginning, each of which may have a blank
+    bool isBehind = false;   // behind what is seen, where a single blank is kept anyway
     for (const char c : text) {
         const bool isBlank = c == ' ' || c == '\t';
         isMark = isMark && (c == '>' || (c == ' ' && kept.ends_with('>')));
-        std::size_t width = c == '\t' ? kTabStop - column % kTabStop : 1;
+        std::size_t width = c == '\t' ? kTabStop - column % kTabStop : isInsideUtf8Character(c) ? 0 : 1;
         column += width;
         if (c == '\n') column = 0;
         if (!isBlank) {

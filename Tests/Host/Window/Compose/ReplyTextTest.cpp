@@ -99,12 +99,12 @@ TEST(ReplySubject, HasOnePrefix) {
     struct Case {
         const char *subject, *reply, *forward;
     };
-    for (const Case& c : {Case{"Minutes", "Re: Minutes", "Fwd: Minutes"},
-                          Case{"RE: re: Minutes", "Re: Minutes", "Fwd: RE: re: Minutes"},
-                          Case{"Fw: FWD:Minutes", "Re: Fw: FWD:Minutes", "Fwd: Minutes"}, Case{"", "Re: ", "Fwd: "},
-                          Case{"AW: Re: Minutes", "Re: Minutes", "Fwd: AW: Re: Minutes"},
-                          Case{"WG: Minutes", "Re: WG: Minutes", "Fwd: Minutes"},
-                          Case{"Report", "Re: Report", "Fwd: Report"}}) {
+    for (const Case& c :
+         {Case{"Minutes", "Re: Minutes", "Fwd: Minutes"},
+          Case{"RE: re: Minutes", "Re: Minutes", "Fwd: RE: re: Minutes"},
+          Case{"Fw: FWD:Minutes", "Re: Fw: FWD:Minutes", "Fwd: Minutes"}, Case{"", "Re: ", "Fwd: "},
+          Case{"AW: Re: Minutes", "Re: Minutes", "Fwd: AW: Re: Minutes"},
+          Case{"WG: Minutes", "Re: WG: Minutes", "Fwd: Minutes"}, Case{"Report", "Re: Report", "Fwd: Report"}}) {
         EXPECT_EQ(replySubject(c.subject), c.reply);
         EXPECT_EQ(forwardSubject(c.subject), c.forward);
     }
@@ -114,12 +114,14 @@ TEST(KeptBlanks, AreThoseThatIndentAndAlign) {
     struct Case {
         const char *why, *text, *kept;
     };
-    for (const Case& c : {Case{"between words", "a b\nc d", "a b\nc d"},
-                          Case{"in front", "  a\n b", "\u00A0\u00A0a\n\u00A0b"},
-                          Case{"a run", "a   b", "a \u00A0\u00A0b"},
-                          Case{"behind the marks of a quotation", ">  a\n> > b\n>> c", "> \u00A0a\n> > b\n>> c"},
-                          Case{"a tab to its stop", "123456\ta", "123456 \u00A0a"},
-                          Case{"an address ends at its own end", "http://a.example \tb", "http://a.example \u00A0\u00A0\u00A0\u00A0\u00A0\u00A0\u00A0b"}})
+    for (const Case& c :
+         {Case{"between words", "a b\nc d", "a b\nc d"}, Case{"in front", "  a\n b", "\u00A0\u00A0a\n\u00A0b"},
+          Case{"a run", "a   b", "a \u00A0\u00A0b"},
+          Case{"behind the marks of a quotation", ">  a\n> > b\n>> c", "> \u00A0a\n> > b\n>> c"},
+          Case{"a tab to its stop", "123456\ta", "123456 \u00A0a"},
+          Case{"counted in characters", "Größe\ta", "Größe \u00A0\u00A0a"},
+          Case{"an address ends at its own end", "http://a.example \tb",
+               "http://a.example \u00A0\u00A0\u00A0\u00A0\u00A0\u00A0\u00A0b"}})
         EXPECT_EQ(withKeptBlanks(c.text), c.kept) << c.why;
 }
 
@@ -163,6 +165,10 @@ TEST_F(Quotation, TellsWhoWroteAndWhen) {
         attribution(headersOf({{"From", "Ben <ben@example.org>"}, {"Date", "Sun, 22 Nov 2026 22:00:00 +0000"}})),
         testing::AllOf(StartsWith("On "), HasSubstr("2026, 22:00"), EndsWith(", Ben wrote:")));
     EXPECT_EQ(attribution(headersOf({{"From", "ben@example.org"}})), "ben@example.org wrote:");
+    EXPECT_EQ(attribution(headersOf({{"From", "\"Bank <help@bank.example>\" <x@evil.example>"}})),
+              "x@evil.example wrote:")
+        << "not whom it claims to be";
+    EXPECT_EQ(attribution(headersOf({{"From", "the office"}})), "the office wrote:");
 }
 
 TEST_F(Quotation, HeadersOfAStrangerAreTextInIt) {
