@@ -146,8 +146,9 @@ void ViewerObject::selectAfterMove(const std::vector<std::int64_t>& gone, std::o
 bool ViewerObject::canArchive() const {
     if (!selectionIsIn(MailboxKind::Archive)) return true;
     constexpr std::size_t kLookedAt = 50;  // it is asked for often
-    const std::size_t count = std::min(selected_.size(), kLookedAt);
-    return std::any_of(selected_.begin(), selected_.begin() + static_cast<std::ptrdiff_t>(count), [this](auto id) {
+    if (selected_.size() > kLookedAt)      // one may be, and for the others archiving changes nothing
+        return std::ranges::any_of(library().mailAccounts(), [](const auto& each) { return each->isGmailAccount(); });
+    return std::ranges::any_of(selected_, [this](auto id) {
         const auto message = library().messageWithID(id);
         return asInInbox({message}).front() != message;
     });

@@ -191,6 +191,18 @@ TEST_F(MenuTest, ReplyingNeedsOneReceivedMessage) {
     EXPECT_EQ(host->application().composeWindows()[0]->subject(), "Re: 1");
 }
 
+TEST_F(MenuTest, WhatLiesInTheArchiveIsNotArchivedHoweverManyAreSelected) {
+    start();
+    std::vector<std::int64_t> ids;
+    for (int i = 0; i < 51; ++i)
+        ids.push_back(host->receive("ada", "Ben <ben@x.org>", "old", "Text.", MailboxKind::Archive)->libraryID());
+    host->viewer().selectMailbox("ada/Archive");
+    for (const std::size_t count : {1u, 50u, 51u}) {
+        select({ids.begin(), ids.begin() + static_cast<std::ptrdiff_t>(count)});
+        EXPECT_FALSE(isEnabled("Message", "Archive")) << count;
+    }
+}
+
 TEST_F(MenuTest, TheContextualMenuIsOfferedToPlugIns) {
     start();
     select(receive(1));

@@ -101,6 +101,21 @@ TEST_F(ViewerGmailTest, WhatIsArchivedLeavesTheInboxWhereverItIsSeen) {
     }
 }
 
+TEST_F(ViewerGmailTest, ALargeSelectionInTheArchiveCanBeTakenOutOfTheInbox) {
+    for (int i = 0; i < 55; ++i)
+        deliver("m" + std::to_string(i), {});
+    sync();
+    host->viewer().selectMailbox("ada/Archive");
+    std::vector<std::int64_t> all;
+    for (const ViewerRow& row : host->viewer().rows())
+        all.push_back(row.id);
+    ASSERT_GT(all.size(), 55u);
+    select(all);
+    ASSERT_TRUE(choose("Message", "Archive"));
+    host->viewer().selectMailbox("ada/INBOX");
+    EXPECT_THAT(rows(), IsEmpty());
+}
+
 TEST_F(ViewerGmailTest, WhatIsDeletedIsGoneFromAllItsMailboxesAtOnceAndComesBack) {
     host->viewer().selectMailbox("ada/Mills");
     selectRow("first");
