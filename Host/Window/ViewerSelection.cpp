@@ -140,12 +140,14 @@ MessageList ViewerObject::messagesTargetedByAction(std::string_view action) cons
     const bool hasConversations = std::ranges::any_of(chosen_, [](std::int64_t row) { return row < 0; });
     if (action != "replyMessage:" || !hasConversations) return selectedMessages();
     MessageList messages;
+    std::set<std::int64_t> seen;  // a conversation's newest may be selected in a row of its own as well
     for (const std::int64_t row : chosen_) {
         std::int64_t id = chosen_.size() == 1 ? readID() : row;
         if (id < 0) {
             const auto newest = library().conversationIn(mailbox_, -row, 1);
             id = newest.empty() ? 0 : newest.front().id;
         }
+        if (!seen.insert(id).second) continue;
         if (auto message = library().messageWithID(id)) messages.push_back(std::move(message));
     }
     return messages;

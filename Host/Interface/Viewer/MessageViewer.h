@@ -43,8 +43,9 @@ public:
     virtual std::shared_ptr<Window> window() const = 0;
     virtual std::shared_ptr<Toolbar> toolbar() const = 0;
     virtual MessageList selectedMessages() const = 0;
-    // The messages that an action of that name would act on: the selection, but of a conversation that stands in one row
-    // the message alone that is read, for what is done to a single one, as a reply.
+    // The messages that an action of that name would act on: the selection. What is done to a single message, as a
+    // reply, is done to one of a conversation that stands in one row: the one that is read or, where several rows are
+    // selected, the newest.
     virtual MessageList messagesTargetedByAction(std::string_view action) const = 0;
     virtual std::shared_ptr<Mailbox> mailbox() const = 0;  // the one shown; null for a search over all
 

@@ -73,7 +73,10 @@ TEST_F(ViewerGrouping, ARowStandsForAConversation) {
 
 TEST_F(ViewerGrouping, AReplyIsToOneMessageOfAConversation) {
     start();
-    put("a1", false), put("a2", false), put("b1"), put("a3", false), put("b2");
+    const auto oldest = put("a1", false);
+    put("a2", false), put("b1");
+    const auto newest = put("a3", false);
+    put("b2");
     group();
     const auto targets = [&] {
         std::vector<std::string> subjects;
@@ -88,6 +91,9 @@ TEST_F(ViewerGrouping, AReplyIsToOneMessageOfAConversation) {
     EXPECT_THAT(host->viewer().messagesTargetedByAction("deleteMessages:"), SizeIs(3));
     host->viewer().selectIDs({b, a});
     EXPECT_THAT(targets(), ElementsAre("b2", "a3")) << "the newest of each";
+    host->viewer().setOpen(a, true);
+    host->viewer().selectIDs({a, newest, oldest});
+    EXPECT_THAT(targets(), ElementsAre("a3", "a1")) << "each message once";
 }
 
 TEST_F(ViewerGrouping, OpensAndCloses) {
