@@ -16,6 +16,19 @@
 
 namespace qs {
 
+namespace {
+
+std::optional<Obstacle> filesToWaitFor(const std::vector<std::string>& files) {
+    if (files.empty()) return {};
+    if (files.size() == 1)
+        return Obstacle{stringWithFormat("“%@” is not attached yet", {files.front()}),
+                        "Wait until it is attached, or stop attaching it, then send again."};
+    return Obstacle{stringWithFormat("%ld files are not attached yet", {static_cast<std::int64_t>(files.size())}),
+                    "Wait until they are attached, or stop attaching them, then send again."};
+}
+
+}  // namespace
+
 void ComposeSession::send() {
     if (closed_ || busy_ || isAsking()) return;
     const auto self = shared_from_this();
@@ -30,13 +43,10 @@ void ComposeSession::send() {
 void ComposeSession::sendNow() {
     if (closed_ || busy_) return;
     const auto self = shared_from_this();
-    if (const auto obstacle = obstacleToSending(fields(Purpose::Sending))) {
+    auto obstacle = obstacleToSending(fields(Purpose::Sending));
+    if (!obstacle) obstacle = filesToWaitFor(UploadUnderWay::filesOf(*window_));
+    if (obstacle) {
         ask(obstacle->title, obstacle->text, {"OK"});
-        return;
-    }
-    if (const auto files = UploadUnderWay::filesOf(*window_); !files.empty()) {
-        ask(stringWithFormat("“%@” is not attached yet", {files.front()}),
-            "It is still on its way from the browser. Please send the message when it is there, or stop it.", {"OK"});
         return;
     }
     // One Message-Id for all attempts: whatever becomes of one that failed, it can be told apart from none.

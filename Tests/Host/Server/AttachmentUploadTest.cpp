@@ -136,6 +136,14 @@ TEST_F(AttachmentUpload, WhoClosesAWindowWithNothingButAFileOnItsWayIsAsked) {
     EXPECT_THAT(alerts_.seen, ElementsAre("2 files are not attached yet", "2 files are not attached yet"));
 }
 
+TEST_F(AttachmentUpload, ManyThatAreStillToComeAreCounted) {
+    AlertAnswers alerts;
+    const auto plans = begin("plans.zip"), minutes = begin("minutes.pdf");
+    window_->send();
+    host_.settle();
+    EXPECT_THAT(alerts.seen, testing::ElementsAre("2 files are not attached yet"));
+}
+
 TEST_F(AttachmentUpload, SaysWhatIsWrong) {
     const auto noPicture = upload("a.png", "text", true);
     EXPECT_EQ(noPicture.status, 422);
