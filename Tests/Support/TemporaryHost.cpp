@@ -15,25 +15,10 @@
 #include "MainViewer.h"
 #include "Platform.h"
 #include "Settings/UserDefaults.h"
-#include "SystemFacts/ProcessInfo.h"
+#include "Support/TestMachine.h"
 
 namespace qs {
 namespace {
-
-class TestMachine : public ProcessInfo {
-public:
-    TestMachine(int osMinor, std::filesystem::path folder) : osMinor_(osMinor), folder_(std::move(folder)) {}
-    OperatingSystemVersion operatingSystemVersion() const override { return {.minor = osMinor_}; }
-    std::string hostName() const override { return "test.example.org"; }
-    std::string userFullName() const override { return "Ada Lovelace"; }
-    std::filesystem::path dataFolder() const override { return folder_; }
-    std::filesystem::path documentsFolder() const override { return folder_ / "Documents"; }
-    std::filesystem::path logFolder() const override { return folder_ / "Logs"; }
-
-private:
-    int osMinor_;
-    std::filesystem::path folder_;
-};
 
 template <class T>
 T valueOf(Result<T> result) {
@@ -88,7 +73,7 @@ void TemporaryHost::start() {
 void TemporaryHost::startAll() {
     setDefaultTimeZone(options_.timeZone);
     Platform platform;
-    platform.processInfo = std::make_shared<TestMachine>(options_.osMinor, folder_.path());
+    platform.processInfo = std::make_shared<TestMachine>(folder_.path(), options_.osMinor);
     if (options_.preparePlatform) options_.preparePlatform(platform);
     Platform::install(std::move(platform));
 

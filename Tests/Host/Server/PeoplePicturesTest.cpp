@@ -6,19 +6,14 @@
 #include <boost/json.hpp>
 
 #include "Calls.h"
-#include "Contacts/ContactBook.h"
-#include "Foundation/FileSystem.h"
 #include "Foundation/NotificationCenter.h"
 #include "HostSettings.h"
-#include "Images/Image.h"
-#include "Images/ImageDecoder.h"
 #include "MainViewer.h"
 #include "PageState.h"
 #include "Platform.h"
 #include "Settings/UserDefaults.h"
-#include "Support/TemporaryFolder.h"
+#include "Support/ContactCards.h"
 #include "Support/TemporaryHost.h"
-#include "Text/Base64.h"
 #include "Viewer/ContactPictures.h"
 
 namespace qs {
@@ -34,15 +29,11 @@ class PeoplePictures : public testing::Test {
 protected:
     void begin(int osMinor = 12) {
         host_.reset();
-        const std::string picture = Image::imageWithPixels(std::string("\x20\x10\xF0\xFF"), {1, 1})->pngData();
-        folder_.write("Contacts/ben.vcf",
-                      "BEGIN:VCARD\nFN:Ben Nevis\nEMAIL:ben@example.org\nPHOTO;ENCODING=b;TYPE=PNG:" +
-                          base64EncodedString(picture) + "\nEND:VCARD\n");
-        host_ = std::make_unique<TemporaryHost>(TemporaryHostOptions{
-            .osMinor = osMinor, .preparePlatform = [this](Platform& platform) {
-                platform.contacts = ContactBook::inFolder(folder_ / "Contacts", FileSystem::real(), false);
-                platform.imageDecoder = ImageDecoder::inProcess(QS_IMAGE_DECODER);
-            }});
+        contacts_.put("Ben Nevis", {"ben@example.org"}, ContactCards::picture(1, 1));
+        host_ = std::make_unique<TemporaryHost>(
+            TemporaryHostOptions{.osMinor = osMinor, .preparePlatform = [this](Platform& platform) {
+                                     contacts_.giveTo(platform, QS_IMAGE_DECODER);
+                                 }});
         watch_ = NotificationCenter::defaultCenter().addObserver(
             std::string(PhotoAvailableNotification), [this](const Notification& posted) {
                 told_.push_back(pictureNotice(posted.userInfo["Email"].stringValue()));
@@ -64,7 +55,7 @@ protected:
         return std::string(answer.at("pictures").at(address).as_string());
     }
 
-    TemporaryFolder folder_;
+    ContactCards contacts_;
     std::unique_ptr<TemporaryHost> host_;
     std::vector<std::string> told_;
     ObservationRef watch_;

@@ -19,30 +19,16 @@
 #include "Support/RecordingWorkspace.h"
 #include "Support/ScriptedWebServer.h"
 #include "Support/TemporaryFolder.h"
-#include "SystemFacts/ProcessInfo.h"
+#include "Support/TestMachine.h"
 #include "Text/Url.h"
 
 namespace qs {
 
 class BrowserSignInTest : public ::testing::Test {
 protected:
-    class Facts : public ProcessInfo {
-    public:
-        explicit Facts(std::filesystem::path folder) : folder_(std::move(folder)) {}
-        OperatingSystemVersion operatingSystemVersion() const override { return {.minor = 12}; }
-        std::string hostName() const override { return "test.example.org"; }
-        std::string userFullName() const override { return "Ada Lovelace"; }
-        std::filesystem::path dataFolder() const override { return folder_; }
-        std::filesystem::path documentsFolder() const override { return folder_ / "Documents"; }
-        std::filesystem::path logFolder() const override { return folder_ / "Logs"; }
-
-    private:
-        const std::filesystem::path folder_;
-    };
-
     void SetUp() override {
         Platform platform;
-        platform.processInfo = std::make_shared<Facts>(folder_.path());
+        platform.processInfo = std::make_shared<TestMachine>(folder_.path());
         platform.workspace = workspace_;
         platform.http = HttpClient::make({});
         platform.keychain = keychain_;

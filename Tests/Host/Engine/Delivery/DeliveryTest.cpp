@@ -11,7 +11,7 @@
 #include "Mail/MailAccount.h"
 #include "Mail/MessageHeaders.h"
 #include "Platform.h"
-#include "SystemFacts/ProcessInfo.h"
+#include "Support/TestMachine.h"
 
 namespace qs {
 namespace {
@@ -179,20 +179,6 @@ protected:
         ASSERT_TRUE(handler.jr_swizzleClassMethod(delivery_queue::handleFailedDelivery.selector(), failed.selector()));
     }
 
-    class Machine : public ProcessInfo {
-    public:
-        explicit Machine(int minor) : minor_(minor) {}
-        OperatingSystemVersion operatingSystemVersion() const override { return {.minor = minor_}; }
-        std::string hostName() const override { return ""; }
-        std::string userFullName() const override { return ""; }
-        std::filesystem::path dataFolder() const override { return {}; }
-        std::filesystem::path documentsFolder() const override { return {}; }
-        std::filesystem::path logFolder() const override { return {}; }
-
-    private:
-        int minor_;
-    };
-
     int asked_ = 0, told_ = 0;
     bool holds_ = true;
 };
@@ -207,7 +193,7 @@ struct Generation {
 class HeldMailIn : public HeldMail, public ::testing::WithParamInterface<Generation> {};
 
 TEST_P(HeldMailIn, WaitsUntilThePlugInLetsItGo) {
-    Platform::install({.processInfo = std::make_shared<Machine>(GetParam().minor)});
+    Platform::install({.processInfo = std::make_shared<TestMachine>(folder_.path(), GetParam().minor)});
     registry_.define("DocumentEditor")
         .addClassMethod(delivery_queue::handleFailedDelivery,
                         [](Class&, const MessageRef& message, const Error& e) { reportFailedDelivery(message, e); });

@@ -4,7 +4,7 @@
 #include "LibraryTest.h"
 #include "MailEngine.h"
 #include "Platform.h"
-#include "SystemFacts/ProcessInfo.h"
+#include "Support/TestMachine.h"
 
 namespace qs {
 
@@ -12,20 +12,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace {
-
-class FixedVersion : public ProcessInfo {
-public:
-    explicit FixedVersion(int minor) : minor_(minor) {}
-    OperatingSystemVersion operatingSystemVersion() const override { return {10, minor_, 0}; }
-    std::string hostName() const override { return "localhost"; }
-    std::string userFullName() const override { return {}; }
-    std::filesystem::path dataFolder() const override { return {}; }
-    std::filesystem::path documentsFolder() const override { return {}; }
-    std::filesystem::path logFolder() const override { return {}; }
-
-private:
-    int minor_;
-};
 
 struct Arrival {
     std::vector<std::string> subjects;
@@ -41,7 +27,7 @@ void PrintTo(const Arrival& arrival, std::ostream* out) {
 class LibraryArrivals : public LibraryTest {
 protected:
     void openAs(int osMinor) {
-        Platform::install({.processInfo = std::make_shared<FixedVersion>(osMinor)});
+        Platform::install({.processInfo = std::make_shared<TestMachine>(folder_.path(), osMinor)});
         open();
         // A plug-in's way: its own code instead of the host's, the host's under its name.
         Class* store = NSClassFromString("MFLibraryStore");

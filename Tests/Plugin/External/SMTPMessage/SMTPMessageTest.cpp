@@ -12,8 +12,8 @@
 #include "Support/PostfixServer.h"
 #include "Support/RecordingSmtpServer.h"
 #include "Support/TemporaryFolder.h"
+#include "Support/TestMachine.h"
 #include "Support/VirtualClockTest.h"
-#include "SystemFacts/ProcessInfo.h"
 #include "Text/Base64.h"
 
 namespace qs {
@@ -26,23 +26,9 @@ using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
-class FactsOfTheTest : public ProcessInfo {
-public:
-    explicit FactsOfTheTest(std::filesystem::path folder) : folder_(std::move(folder)) {}
-    OperatingSystemVersion operatingSystemVersion() const override { return {}; }
-    std::string hostName() const override { return "test"; }
-    std::string userFullName() const override { return "Test"; }
-    std::filesystem::path dataFolder() const override { return folder_; }
-    std::filesystem::path documentsFolder() const override { return folder_; }
-    std::filesystem::path logFolder() const override { return folder_; }
-
-private:
-    std::filesystem::path folder_;
-};
-
 class SMTPMessageTest : public VirtualClockTest {
 protected:
-    SMTPMessageTest() { Platform::current().processInfo = std::make_shared<FactsOfTheTest>(folder_.path()); }
+    SMTPMessageTest() { Platform::current().processInfo = std::make_shared<TestMachine>(folder_.path()); }
     ~SMTPMessageTest() override { Platform::current().processInfo.reset(); }
 
     RecordingSmtpServer::Options withTls() const {
