@@ -18,8 +18,7 @@ namespace qs {
 namespace {
 
 constexpr TimeInterval kFresh = 60;  // after that a card is looked at again when somebody asks
-constexpr std::size_t kMostKnown = 2000;
-constexpr ImageSize kSize{96, 96};  // the largest that a page draws, on a display of double density
+constexpr ImageSize kSize{96, 96};   // the largest that a page draws, on a display of double density
 constexpr ImageLimits kLimits{.bytes = std::size_t{8} << 20, .pixels = std::int64_t{1} << 24};
 
 // The middle of the picture, as a square.
@@ -56,18 +55,35 @@ std::string ContactPhotos::of(std::string_view mailAddress) {
     const auto card = std::ranges::find_if(cards, &Contact::hasPicture);
     const std::string address = asciiLowered(mailAddress);
     if (card == cards.end()) {
-        known_.erase(address);
+        forget(address);
         return {};
     }
-    if (known_.size() >= kMostKnown) known_.clear();
-    Known& known = known_[address];
-    const Date now = RunLoop::main().now();
-    if (known.asked == Date() || now - known.asked > kFresh) {
-        known.asked = now;
-        waiting_.push_back({address, card->identifier});
+    Known& known = keep(address);
+    const TimeInterval now = RunLoop::main().uptime();
+    if (!known.read || now - *known.read > kFresh) {
+        known.read = now;
+        const auto waits = std::ranges::find(waiting_, address, &Wanted::address);
+        if (waits == waiting_.end())
+            waiting_.push_back({address, card->identifier});
+        else
+            waits->contact = card->identifier;
         goOn();
     }
     return known.picture;
+}
+
+// For a new one goes the one that nobody has asked for the longest.
+ContactPhotos::Known& ContactPhotos::keep(const std::string& address) {
+    if (!known_.contains(address) && known_.size() >= mostKnown_)
+        forget(std::ranges::min_element(known_, {}, [](const auto& each) { return each.second.question; })->first);
+    Known& known = known_[address];
+    known.question = ++questions_;
+    return known;
+}
+
+void ContactPhotos::forget(std::string address) {
+    known_.erase(address);
+    std::erase_if(waiting_, [&](const Wanted& wanted) { return wanted.address == address; });
 }
 
 // One after the other: each is a process.

@@ -1,7 +1,14 @@
 // Pictures of contacts in either generation of the host: from cards, decoded by the decoder's process, told when there.
+#include "ContactPhotos.h"
+
+#include <atomic>
+#include <future>
+
 #include "Foundation/NotificationCenter.h"
+#include "Foundation/RunLoop.h"
 #include "Platform.h"
 #include "Support/ContactCards.h"
+#include "Support/Waiting.h"
 #include "Viewer/ContactPictures.h"
 #include "WindowJourney.h"
 
@@ -70,6 +77,74 @@ TEST_F(ContactPhotosTest, AnotherPictureIsTakenUpAndADamagedOneIsNone) {
     asked("a@x.org");
     host->settle();
     EXPECT_EQ(asked("a@x.org"), "");
+}
+
+TEST_F(ContactPhotosTest, AClockThatIsSetBackKeepsNoOldPicture) {
+    begin(12);
+    writeCard(ContactCards::picture(30, 30));
+    asked("a@x.org");
+    host->settle();
+    host->loop().setClock(host->loop().now() - 86'400);
+    writeCard(ContactCards::picture(30, 30, "\xF0\x10\x20\xFF"));
+    host->advance(61);
+    asked("a@x.org");
+    host->settle();
+    EXPECT_EQ(ContactCards::shown(asked("a@x.org")).colorAt(10, 10).hexString(), "#2010F0");
+}
+
+TEST_F(ContactPhotosTest, ThoseThatWereAskedForLastAreKept) {
+    begin(12);
+    contacts_.put("A", {"a@x.org", "b@x.org", "c@x.org"}, ContactCards::picture(2, 2));
+    const auto photos = std::make_shared<ContactPhotos>(2);
+    for (const char* each : {"a@x.org", "b@x.org"})
+        photos->of(each);
+    host->settle();
+    EXPECT_NE(photos->of("a@x.org"), "");
+    EXPECT_EQ(photos->of("c@x.org"), "");
+    host->settle();
+    for (const char* each : {"a@x.org", "c@x.org"})
+        EXPECT_NE(photos->of(each), "") << each;
+    EXPECT_EQ(photos->of("b@x.org"), "");
+}
+
+// Counts, and keeps the first picture back.
+class HeldDecoder : public ImageDecoder {
+public:
+    explicit HeldDecoder(std::shared_ptr<ImageDecoder> decoder) : decoder_(std::move(decoder)) {}
+    Result<Image> imageWithData(std::string_view data, const ImageLimits& limits,
+                                std::optional<ImageSize> vectorSize) override {
+        if (++count == 1) {
+            begun.set_value();
+            mayGoOn.get_future().wait();
+        }
+        return decoder_->imageWithData(data, limits, vectorSize);
+    }
+    std::atomic<int> count = 0;
+    std::promise<void> begun, mayGoOn;
+
+private:
+    const std::shared_ptr<ImageDecoder> decoder_;
+};
+
+TEST_F(ContactPhotosTest, APictureIsDecodedOnceHoweverOftenItIsAskedForMeanwhile) {
+    begin(12);
+    const auto decoder = std::make_shared<HeldDecoder>(Platform::current().imageDecoder);
+    Platform::current().imageDecoder = decoder;
+    const auto put = [&] { contacts_.put("A", {"a@x.org", "b@x.org"}, ContactCards::picture(2, 2)); };
+    put();
+    asked("a@x.org");
+    EXPECT_TRUE(isKept(decoder->begun));
+    for (int i = 0; i < 3; ++i) {
+        asked("b@x.org");
+        contacts_.remove();
+        EXPECT_EQ(asked("b@x.org"), "");
+        put();
+        asked("b@x.org");
+    }
+    decoder->mayGoOn.set_value();
+    host->settle();
+    EXPECT_NE(asked("b@x.org"), "");
+    EXPECT_EQ(decoder->count, 2);
 }
 
 }  // namespace
