@@ -1,21 +1,14 @@
-// What must not stop an account for good: one odd answer, one message, one bad moment of the network.
-#include <atomic>
-#include <future>
-#include <mutex>
-
+// What must not stop an account for good: one odd answer, one message, one mailbox. For the network see
+// SyncNetworkTest.
 #include "Database/Database.h"
 #include "Imap/MeddledFixture.h"
-#include "Reachability/NetworkState.h"
-#include "Support/ScriptedServer.h"
 
 namespace qs {
 
 using ::testing::AllOf;
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
 using ::testing::SizeIs;
 
 class SyncGoesOnTest : public MeddledTest {
@@ -289,126 +282,6 @@ TEST_F(SyncGoesOnTest, WhatIsKnownOfTheServerMayNotBeReadableForAWhile) {
     erase("INBOX", "one");
     syncAll();
     expectBoth("INBOX", {"new", "two"});
-}
-
-class WatchingTest : public SyncGoesOnTest {
-protected:
-    EngineOptions options() override {
-        EngineOptions options = SyncGoesOnTest::options();
-        options.watchesInboxes = true;
-        return options;
-    }
-};
-
-TEST_F(WatchingTest, AServerThatOffersToTellNewsAndDoesNotIsNotAskedAgainAndAgain) {
-    std::promise<void> asked;
-    std::once_flag once;
-    whenAsked_ = [&](const std::string& line) -> std::optional<CuttingProxy::Passing> {
-        if (!has(line, " IDLE")) return {};
-        std::call_once(once, [&] { asked.set_value(); });
-        return refused(line, "BAD Unknown command.");
-    };
-    start();
-    asked.get_future().wait();
-    for (int i = 0; i < 10; ++i)
-        syncAll();
-    EXPECT_EQ(count(" IDLE"), 1);
-    engine_.reset();  // before what its watch is asked with
-}
-
-TEST_F(WatchingTest, NewsAreWaitedForAgainAsSoonAsTheNetworkIsBack) {
-    std::promise<void> first, second;
-    std::atomic<int> asked = 0;
-    whenAsked_ = [&](const std::string& line) -> std::optional<CuttingProxy::Passing> {
-        if (has(line, " IDLE")) {
-            const int number = ++asked;
-            if (number == 1) first.set_value();
-            if (number == 2) second.set_value();
-        }
-        return {};
-    };
-    start();
-    first.get_future().wait();
-    proxy_->goDown();
-    syncAll();
-    ASSERT_EQ(status().state, SyncStatus::State::Waiting);
-    proxy_->letPass();
-    loop_->advance(60);
-    second.get_future().wait();
-    engine_.reset();
-}
-
-class SecureSyncTest : public SyncTest {
-protected:
-    int serverPort() const override { return server_->tlsPort(); }
-    AccountRecord secured(const std::string& authorities) const {
-        AccountRecord account = record();
-        account.incoming->security = TransportSecurity::Tls;
-        account.incoming->certificateAuthorities = authorities;
-        return account;
-    }
-};
-
-TEST_F(SecureSyncTest, AHandshakeThatBreaksOffIsNotTheEnd) {
-    deliver("one");
-    keepAccount(secured(server_->authority().write(folder_ / "authority.pem").string()));
-    proxy_->cutAfterReceived(20);
-    start();
-    EXPECT_EQ(status().state, SyncStatus::State::Waiting) << status().text;
-    proxy_->letPass();
-    loop_->advance(60);
-    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
-    expectBoth("INBOX", {"one"});
-}
-
-TEST_F(SecureSyncTest, AnotherThatAnswersInItsPlaceForAWhileIsNotTheEnd) {
-    deliver("one");
-    const auto authorities = folder_ / "authority.pem";
-    TestAuthority stranger;
-    (void)stranger.write(authorities);
-    keepAccount(secured(authorities.string()));
-    start();
-    EXPECT_EQ(status().state, SyncStatus::State::Waiting);
-    EXPECT_THAT(status().text, HasSubstr("could not prove who it is"));
-    (void)server_->authority().write(authorities);
-    loop_->advance(60);
-    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
-    expectBoth("INBOX", {"one"});
-}
-
-// At an address that is no name of this very machine, though it leads here.
-class NetworkTest : public AtServerTest {
-protected:
-    int serverPort() const override { return busy_.port(); }
-    std::unique_ptr<ImapConnection> signIn() const override { return nullptr; }
-    void SetUp() override {
-        busy_.script().say("* BYE Too many connections.");
-        AtServerTest::SetUp();
-        AccountRecord account = record();
-        account.incoming->host = "0.0.0.0";
-        account.incoming->security = TransportSecurity::StartTls;
-        keepAccount(account);
-    }
-    EngineOptions options() override {
-        EngineOptions options = AtServerTest::options();
-        options.network = network_;
-        return options;
-    }
-
-    ScriptedServer busy_;
-    const std::shared_ptr<NetworkState::Fixed> network_ = NetworkState::fixed(true);
-};
-
-TEST_F(NetworkTest, AnAccountThatWasToWaitComesBackWithTheNetwork) {
-    start();
-    ASSERT_EQ(status().state, SyncStatus::State::Waiting) << status().text;
-    EXPECT_THAT(status().text, HasSubstr("Too many connections"));
-    network_->set({.isReachable = false});
-    loop_->advance(4000);
-    ASSERT_EQ(status().state, SyncStatus::State::Offline);
-    network_->set({.isReachable = true});
-    loop_->advance(60);
-    EXPECT_EQ(status().state, SyncStatus::State::Waiting) << "it has tried";
 }
 
 }  // namespace qs
