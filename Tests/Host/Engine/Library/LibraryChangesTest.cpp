@@ -1,7 +1,5 @@
 // What the library does to mail, and what it finds that others did.
 #include <cerrno>
-#include <fstream>
-#include <thread>
 
 #include "LibraryTest.h"
 #include "Mail/MessageHeaders.h"
@@ -318,84 +316,6 @@ TEST_F(LibraryChanges, AMailboxThatCannotBeListedKeepsItsMessages) {
     library_->rescan("ada/Archive");
     EXPECT_THAT(subjectsIn("ada/Archive"), ElementsAre("kept"));
     EXPECT_THAT(library_->takeNotices(), ::testing::Contains(::testing::HasSubstr("“Archive” can't be read")));
-}
-
-TEST_F(LibraryChanges, ExactlyOneOfManyThreadsClaims) {
-    open();
-    library_->mailbox("ada", MailboxKind::Outbox, true);
-    std::vector<std::int64_t> ids;
-    for (int i = 0; i < 20; ++i)
-        ids.push_back(add("ada/Outbox", "m" + std::to_string(i)));
-    std::vector<std::atomic<int>> wins(ids.size());
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&] {
-            for (std::size_t i = 0; i < ids.size(); ++i)
-                if (library_->claim(ids[i], folder_ / "claimed")) ++wins[i];
-        });
-    // Somebody pulls them back at the same time: then nobody may have them.
-    threads.emplace_back([&] {
-        for (std::size_t i = ids.size(); i-- > 0;)
-            if (library_->move({ids[i]}, box("ada/Drafts"))) ++wins[i];
-    });
-    for (std::thread& thread : threads)
-        thread.join();
-    for (std::size_t i = 0; i < ids.size(); ++i)
-        EXPECT_EQ(wins[i], 1) << i;
-    EXPECT_THAT(subjectsIn("ada/Outbox"), IsEmpty());
-}
-
-TEST_F(LibraryChanges, WhoAddsAMessageGetsItAlthoughADeliveryTakesItAtOnce) {
-    open();
-    const auto outbox = library_->mailbox("ada", MailboxKind::Outbox, true);
-    constexpr int kMany = 300;
-    std::thread delivery([&] {
-        for (int taken = 0; taken < kMany;)
-            for (const std::int64_t id :
-                 library_->ids(MessageCriterion::with(MessageCriterion::Kind::InMailbox, "ada/Outbox"), {}, 10))
-                if (library_->claim(id, folder_ / "claimed")) ++taken;
-    });
-    int toldOfFailure = 0, withoutDetails = 0;
-    for (int i = 0; i < kMany; ++i) {
-        const std::string id = std::to_string(i) + "@x";
-        const auto added = library_->add(*outbox, mail("m", "Message-Id: <" + id + ">\r\n"), {.seen = true}, Date{100});
-        if (!added)
-            ++toldOfFailure;
-        else if ((*added)->messageID() != id || (*added)->headers() == nullptr)
-            ++withoutDetails;
-    }
-    EXPECT_EQ(toldOfFailure, 0);
-    EXPECT_EQ(withoutDetails, 0);
-    delivery.join();
-}
-
-TEST_F(LibraryChanges, ReadersSeeWholeStatesWhileOthersWrite) {
-    open();
-    for (int i = 0; i < 20; ++i)
-        add("ada/INBOX", "m" + std::to_string(i));
-    std::atomic<bool> isDone = false;
-    std::atomic<int> reads = 0;
-    std::thread reader([&] {
-        do {
-            for (const MessageRef& message : library_->messagesMatchingCriterion({}, 0, kSearchStore)) {
-                EXPECT_TRUE(message->subject().empty() || message->subject().starts_with("m"));
-                (void)message->headers();
-                (void)message->flags();
-            }
-            const auto page = library_->page(box("ada/INBOX").criterion(), "", 0, 100);
-            EXPECT_LE(page.rows.size(), 20U);
-            ++reads;
-        } while (!isDone);
-    });
-    for (int i = 0; i < 10; ++i) {
-        const auto rows = library_->page(box("ada/INBOX").criterion(), "", 0, 100).rows;
-        ASSERT_TRUE(library_->setFlags({rows.at(0).id, rows.at(1).id}, {.seen = i % 2 == 0}));
-        ASSERT_TRUE(library_->move({rows.at(2).id}, box("ada/Archive")));
-    }
-    isDone = true;
-    reader.join();
-    EXPECT_GT(reads, 0);
-    EXPECT_EQ(box("ada/Archive").messageCount(), 10);
 }
 
 }  // namespace qs
