@@ -1,16 +1,8 @@
-// The registry of outside services: kinds, archive, passwords, slaves, link states, and what is set for mail accounts.
-#include "Services/QSServicesManager.h"
-
-#include "Foundation/Assertion.h"
+// The registry of outside services: kinds, archive, passwords, and what is set for mail accounts.
 #include "Foundation/PropertyList.h"
-#include "Keychain/Keychain.h"
-#include "Platform.h"
-#include "PluginTest.h"
 #include "Services/NUKeychain.h"
-#include "Services/QSService.h"
-#include "Services/QSServiceSlave.h"
 #include "Services/ServiceTypes.h"
-#include "Uploader/QSUploader.h"
+#include "ServicesFixture.h"
 
 namespace qs {
 namespace {
@@ -20,68 +12,10 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-constexpr int kDropbox = 0, kDroplr = 3, kBox = 6, kFlickr = 13, kReminders = 17, kTodoist = 21;
+constexpr int kDroplr = 3, kBox = 6, kFlickr = 13, kTodoist = 21;
 
-// Counts how often it is used.
-class CountingKeychain : public Keychain {
-public:
-    explicit CountingKeychain(std::shared_ptr<Keychain> real) : real_(std::move(real)) {}
-    int uses = 0;
-    bool isLocked = false;
-    Result<std::string> read(const KeychainName& name) override {
-        ++uses;
-        if (isLocked) return failure(kKeychainErrorDomain, static_cast<int>(KeychainError::Locked), "Locked.");
-        return real_->read(name);
-    }
-    Result<void> write(const KeychainName& name, std::string_view secret) override {
-        ++uses;
-        return real_->write(name, secret);
-    }
-    Result<void> remove(const KeychainName& name) override {
-        ++uses;
-        return real_->remove(name);
-    }
-    bool unlock() override { return real_->unlock(); }
-
-private:
-    std::shared_ptr<Keychain> real_;
-};
-
-// Writes down what it is asked to do.
-class NotingSlave : public QSServiceSlaveProtocol {
-public:
-    explicit NotingSlave(std::vector<std::string>& notes, std::string name) : notes_(notes), name_(std::move(name)) {}
-    bool respondsTo(QSSlaveOperation operation) const override {
-        return operation != QSSlaveOperation::AuthenticateWithWindow;
-    }
-    void sync() override { notes_.push_back("sync " + name_); }
-    void authenticateWithCode(const std::optional<std::string>& code) override {
-        notes_.push_back("code " + code.value_or("(none)") + " " + name_);
-    }
-    void deauthenticate() override { notes_.push_back("deauthenticate " + name_); }
-
-private:
-    std::vector<std::string>& notes_;
-    std::string name_;
-};
-
-class ServicesTest : public PluginTest {
+class SavedServicesTest : public ServicesTest {
 protected:
-    void start() {
-        startHost();
-        installKeychain();
-    }
-    void installKeychain() {
-        keychain_ =
-            std::make_shared<CountingKeychain>(Keychain::vault({host_->dataFolder() / "Keychain", {}, nullptr}));
-        Platform::current().keychain = keychain_;
-    }
-    QSServicesManager& manager() { return QSServicesManager::sharedManager(); }
-    void useNotingSlaves(int type) {
-        manager().slaveClasses().setMaker(type, [this](const QSServiceRef& service) {
-            return std::make_shared<NotingSlave>(notes_, service->login().value_or("?"));
-        });
-    }
     Array stored() {
         return parsePropertyList(defaults().objectForKey("QSServicesList").dataValue().bytes).value().array();
     }
@@ -95,12 +29,9 @@ protected:
             found.push_back(service->serviceType());
         return found;
     }
-
-    std::shared_ptr<CountingKeychain> keychain_;
-    std::vector<std::string> notes_;
 };
 
-TEST_F(ServicesTest, EachKindIsWhatTheTableSays) {
+TEST_F(SavedServicesTest, EachKindIsWhatTheTableSays) {
     start();
     struct Case {
         int type;
@@ -150,7 +81,7 @@ TEST_F(ServicesTest, EachKindIsWhatTheTableSays) {
     }
 }
 
-TEST_F(ServicesTest, TheBuiltInOnesAreThereAndLinkedFromTheFirstStart) {
+TEST_F(SavedServicesTest, TheBuiltInOnesAreThereAndLinkedFromTheFirstStart) {
     start();
     EXPECT_THAT(types(), ElementsAre(11, 13, 14, 15, 16, 17));
     EXPECT_THAT(manager().linkedServices(), SizeIs(6));
@@ -170,7 +101,7 @@ TEST_F(ServicesTest, TheBuiltInOnesAreThereAndLinkedFromTheFirstStart) {
     EXPECT_FALSE(manager().services().front()->linked());
 }
 
-TEST_F(ServicesTest, ARecordComesBackWithItsPasswordFromTheKeychainAndNowhereElse) {
+TEST_F(SavedServicesTest, ARecordComesBackWithItsPasswordFromTheKeychainAndNowhereElse) {
     start();
     const auto droplr = manager().addServiceOfType(kDroplr);
     const std::string identifier = droplr->uniqueIdentifier().value();
@@ -209,7 +140,7 @@ TEST_F(ServicesTest, ARecordComesBackWithItsPasswordFromTheKeychainAndNowhereEls
     EXPECT_EQ(again->login(), "ada@example.org");
 }
 
-TEST_F(ServicesTest, OddRecordsAreMendedOrLeftOutAndNoneIsLostSilently) {
+TEST_F(SavedServicesTest, OddRecordsAreMendedOrLeftOutAndNoneIsLostSilently) {
     start();
     store({Dictionary{{"serviceType", kBox}, {"uniqueIdentifier", ""}, {"login", "empty"}},
            Dictionary{{"serviceType", kBox}, {"login", "null"}},
@@ -230,7 +161,7 @@ TEST_F(ServicesTest, OddRecordsAreMendedOrLeftOutAndNoneIsLostSilently) {
     EXPECT_FALSE(defaults().objectForKey("QSDamagedServicesList").isNil());
 }
 
-TEST_F(ServicesTest, ADamagedListIsKeptAsideAndTheBuiltInOnesStand) {
+TEST_F(SavedServicesTest, ADamagedListIsKeptAsideAndTheBuiltInOnesStand) {
     start();
     for (const Value& damaged :
          {Value(Data{"<plist><arr"}), Value("no data"), Value(Data{xmlPropertyList(Dictionary{})})}) {
@@ -242,7 +173,7 @@ TEST_F(ServicesTest, ADamagedListIsKeptAsideAndTheBuiltInOnesStand) {
     }
 }
 
-TEST_F(ServicesTest, SeveralAccountsOfAKindShowWhoseTheyAre) {
+TEST_F(SavedServicesTest, SeveralAccountsOfAKindShowWhoseTheyAre) {
     start();
     const auto first = manager().addServiceOfType(kBox);
     EXPECT_EQ(first->name(), "Box");
@@ -258,121 +189,7 @@ TEST_F(ServicesTest, SeveralAccountsOfAKindShowWhoseTheyAre) {
     EXPECT_EQ(manager().serviceWithIdentifier(""), nullptr);
 }
 
-TEST_F(ServicesTest, StatesChangeWithTheirNoticesAndTheKeychainOnlyWhenSomethingDoes) {
-    start();
-    const auto service = manager().addServiceOfType(kDroplr);
-    service->setLogin("ada");
-    service->setPassword("swordfish");
-    std::vector<std::string> told;
-    std::vector<ObservationRef> observers;
-    for (const char* key : {"linked", "linking", "linkStateColor"})
-        observers.push_back(service->addObserver(key, [&told, key, &service](bool isPrior) {
-            told.push_back(std::string(isPrior ? "will " : "did ") + key + (service->linked() ? " L" : "") +
-                           (service->linking() ? " l" : ""));
-        }));
-    const auto takeTold = [&] { return std::exchange(told, {}); };
-    EXPECT_EQ(service->linkStateColor(), Color::colorWithRed(0.88, 0.88, 0.88));
-    service->setLinking(true);
-    EXPECT_THAT(takeTold(),
-                ElementsAre("will linking", "will linkStateColor", "did linking l", "did linkStateColor l"));
-    EXPECT_EQ(service->linkStateColor(), Color::colorWithRed(0.99, 0.75, 0.25));
-    const int before = keychain_->uses;
-    service->markAsLinked(false);
-    EXPECT_THAT(takeTold(),
-                ElementsAre("will linking l", "will linkStateColor l", "did linking", "did linkStateColor"));
-    EXPECT_EQ(keychain_->uses, before) << "nothing has changed but the linking";
-    service->markAsLinked(true);
-    EXPECT_THAT(takeTold(), ElementsAre("will linked", "will linkStateColor", "did linked L", "did linkStateColor L"));
-    EXPECT_GT(keychain_->uses, before);
-    EXPECT_EQ(service->linkStateColor(), Color::colorWithRed(0.2, 0.78, 0.29));
-    service->setLinking(true);
-    EXPECT_EQ(service->linkStateColor(), Color::colorWithRed(0.99, 0.75, 0.25)) << "linking wins";
-
-    int listChanges = 0;
-    const auto list = manager().addObserver("services", [&](bool isPrior) { listChanges += isPrior ? 10 : 1; });
-    manager().removeService(manager().addServiceOfType(kBox));
-    EXPECT_EQ(listChanges, 22);
-}
-
-TEST_F(ServicesTest, AWorkerIsMadeOnceByTheFactoryOfItsUseAndOthersAreFaults) {
-    start();
-    const auto service = manager().addServiceOfType(kDroplr);
-    EXPECT_THROW(service->slave(), AssertionFailure);
-    EXPECT_THAT(
-        log_.messages(LogLevel::Error).back(),
-        HasSubstr("Could not find or create a slave for service 'Droplr (" + *service->uniqueIdentifier() + ")'!"));
-    EXPECT_THROW(QSService::initWithServiceType(kPlaceholderServiceType)->slave(), AssertionFailure);
-    useNotingSlaves(kDroplr);
-    EXPECT_EQ(&service->slave(), &service->slave());
-
-    EXPECT_EQ(QSUploader::classForServiceType(kDropbox)->name, "QSDropboxUploader");
-    for (const int strange : {1, 10, kReminders, 24, 99}) {
-        EXPECT_THROW(QSUploader::classForServiceType(strange), AssertionFailure) << strange;
-        EXPECT_THAT(log_.messages(LogLevel::Error).back(),
-                    HasSubstr("Invalid class type requested: " + std::to_string(strange)));
-    }
-}
-
-TEST_F(ServicesTest, ActivationSyncsLinkedWorkersInOrder) {
-    start();
-    useNotingSlaves(kDroplr);
-    useNotingSlaves(kFlickr);
-    for (const char* login : {"one", "two", "three"}) {
-        const auto service = manager().addServiceOfType(kDroplr);
-        service->setLogin(login);
-        if (login != std::string("two")) service->markAsLinked(true);
-    }
-    host_->advance(5);
-    notes_.clear();
-    delegate().applicationDidBecomeActive();
-    host_->advance(2.9);
-    EXPECT_THAT(notes_, IsEmpty());
-    host_->advance(0.2);
-    EXPECT_THAT(notes_, ElementsAre("sync ?", "sync one", "sync three"));
-}
-
-TEST_F(ServicesTest, ARedirectCountsOnceWithinAQuarterOfAnHourForWhoWaits) {
-    start();
-    useNotingSlaves(kBox);
-    const auto service = manager().addServiceOfType(kBox);
-    const auto open = [&](const char* url) {
-        host_->application().openAddress(url);
-        host_->settle();
-        return std::exchange(notes_, {});
-    };
-    EXPECT_THAT(open("quillstead://box-redirect?code=early"), IsEmpty());
-    service->setLinking(true);
-    EXPECT_THAT(open("quillstead://box-redirect?error=denied"), IsEmpty());
-    EXPECT_TRUE(service->linking());
-    host_->advance(15 * 60 - 1);
-    EXPECT_THAT(open("quillstead://box-redirect?code=good"), ElementsAre("code good ?"));
-    EXPECT_THAT(open("quillstead://box-redirect?code=again"), IsEmpty());
-    service->setLinking(true);
-    host_->advance(15 * 60 + 1);
-    EXPECT_THAT(open("quillstead://box-redirect?code=late"), IsEmpty());
-    service->markAsLinked(true);
-    service->setLinking(true);
-    EXPECT_THAT(open("quillstead://box-redirect?code=linked"), IsEmpty());
-}
-
-TEST_F(ServicesTest, RemovingThePlugInSignsOutEverywhereAndLeavesNoList) {
-    start();
-    useNotingSlaves(kDroplr);
-    const auto service = manager().addServiceOfType(kDroplr);
-    service->setLogin("ada");
-    service->setPassword("swordfish");
-    service->markAsLinked(true);
-    hooks().unlinkAllServices();
-    defaults().removeObjectForKey("QSServicesList");
-    host_->settle();
-    hooks().saveServices();
-    EXPECT_THAT(notes_, ElementsAre("deauthenticate ada"));
-    EXPECT_THAT(manager().linkedServices(), IsEmpty());
-    EXPECT_FALSE(NUKeychain::checkForExistanceOfKeychainItem(service->keychainIdentifier(), "ada"));
-    EXPECT_TRUE(defaults().objectForKey("QSServicesList").isNil());
-}
-
-TEST_F(ServicesTest, MailAccountsHaveTheirSettingsAndBlindCopies) {
+TEST_F(SavedServicesTest, MailAccountsHaveTheirSettingsAndBlindCopies) {
     start();
     EXPECT_THAT(manager().automaticBCCForAllDeliveryAccounts(), IsEmpty());
     manager().setAutomaticBCC(Array{"archive@example.org", "boss@example.org"}, "ada");

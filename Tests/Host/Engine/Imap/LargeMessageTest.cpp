@@ -1,12 +1,6 @@
 // Messages that nobody should have to hold as a whole, on their way from a server and to it.
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <random>
-
 #include "Imap/GmailFixture.h"
-#include "Imap/MeddledFixture.h"
-#include "Support/MeasuredFiles.h"
+#include "Imap/LargeMessageFixture.h"
 
 namespace qs {
 
@@ -16,58 +10,9 @@ using ::testing::IsEmpty;
 
 namespace {
 
-constexpr std::size_t kPiece = 100'000;
 constexpr std::uint64_t kRoom = 64u << 20;  // that is left to others
 
-// Of exactly that size.
-std::string withSize(std::string text, std::size_t size) {
-    std::mt19937 random(static_cast<unsigned>(size));
-    while (text.size() + 20 < size)
-        text += std::to_string(100'000'000 + random() % 900'000'000) + "\r\n";
-    return text + std::string(size - text.size() - 2, 'x') + "\r\n";
-}
-
-std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-// Everything below the folder that is no database, by name of file.
-std::map<std::string, std::string> filesBelow(const std::filesystem::path& folder, const std::string& parent) {
-    std::map<std::string, std::string> files;
-    for (const auto& each : std::filesystem::recursive_directory_iterator(folder))
-        if (each.is_regular_file() && each.path().parent_path().filename() == parent)
-            files[each.path().filename()] = contentOf(each.path());
-    return files;
-}
-
 }  // namespace
-
-class LargeMessageTest : public MeddledTest {
-protected:
-    EngineOptions options() override {
-        EngineOptions options = MeddledTest::options();
-        options.files = &disk_;
-        options.imapPieceBytes = kPiece;
-        return options;
-    }
-    static std::string large(const std::string& subject, std::size_t size) { return withSize(mail(subject, ""), size); }
-    void deliverLarge(const std::string& subject, std::size_t size, const std::string& mailbox = "INBOX") {
-        server_->deliver("ada", large(subject, size), mailbox);
-    }
-    bool isHere(const std::string& folder, const std::string& subject, const std::string& content) {
-        return library().content(id(folder, subject)) == content;
-    }
-    std::map<std::string, std::string> leftInTmp() { return filesBelow(folder_ / "Mail/ada", "tmp"); }
-    std::string contentThere(const std::string& mailbox, const std::string& subject) {
-        std::string there;
-        const auto done = other().fetch(uid(mailbox, subject), {.content = ImapFetch::Content::Whole},
-                                        [&](ImapMessage message) { there = std::move(*message.content); });
-        return done ? there : done.error().description;
-    }
-
-    MeasuredFiles disk_;
-};
 
 TEST_F(LargeMessageTest, ComeInPieces) {
     const std::map<std::string, std::size_t> sizes{{"one less", kPiece - 1},     {"one", kPiece},
@@ -102,121 +47,6 @@ TEST_F(LargeMessageTest, NobodyWaitsForThem) {
     EXPECT_TRUE(areOthersHere);
     EXPECT_TRUE(isListed) << "it is to be seen meanwhile";
     expectBoth("INBOX", {"big"});
-}
-
-TEST_F(LargeMessageTest, ConnectionsThatBreakAnywhereLeaveNoPartOfThem) {
-    std::map<std::string, std::string> all;
-    for (std::size_t i = 0; i < 4; ++i) {
-        const std::string subject = "big" + std::to_string(i);
-        all[subject] = large(subject, (i + 1) * kPiece + i);
-        server_->deliver("ada", all[subject], i % 2 == 0 ? "INBOX" : "Archive");
-    }
-    const std::size_t bytes = 10 * kPiece;
-    const auto isWhole = [&](const std::string& content) {
-        return std::any_of(all.begin(), all.end(), [&](const auto& each) { return each.second == content; });
-    };
-    std::mt19937 random(11);
-    engine_->sync().start();
-    for (int round = 0; round < (std::getenv("QUILLSTEAD_FULL_TESTS") ? 60 : 8); ++round) {
-        proxy_->cutAfterReceived(1 + random() % bytes);
-        if (random() % 2 == 0) {
-            engine_.reset();
-            EXPECT_LE(leftInTmp().size(), 1u) << "with which it goes on";
-            open();
-            start();
-        } else {
-            loop_->advance(4000);
-        }
-        for (const char* folder : {"new", "cur"})
-            for (const auto& [name, content] : filesBelow(folder_ / "Mail/ada", folder))
-                EXPECT_TRUE(isWhole(content)) << name << " in round " << round;
-    }
-    proxy_->letPass();
-    loop_->advance(4000);
-    syncAll();
-    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
-    expectBoth("INBOX", {"big0", "big2"});
-    expectBoth("Archive", {"big1", "big3"});
-    for (const auto& [subject, content] : all)
-        EXPECT_TRUE(isHere(subject == "big0" || subject == "big2" ? "INBOX" : "Archive", subject, content)) << subject;
-    EXPECT_THAT(leftInTmp(), IsEmpty());
-}
-
-TEST_F(LargeMessageTest, GoOnWhereTheConnectionBroke) {
-    deliverLarge("big", 20 * kPiece);
-    deliverLarge("other", 10 * kPiece, "Trash");
-    engine_->sync().start();
-    for (int round = 0; round < 3; ++round) {
-        proxy_->cutAfterReceived(6 * kPiece);
-        loop_->advance(4000);
-    }
-    proxy_->letPass();
-    loop_->advance(4000);
-    syncAll();
-    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
-    EXPECT_TRUE(isHere("INBOX", "big", large("big", 20 * kPiece)));
-    EXPECT_TRUE(isHere("Trash", "other", large("other", 10 * kPiece)));
-    // To the end of both, and the one that came in part with each break.
-    EXPECT_LE(count("BODY.PEEK[]<"), 20 + 1 + 10 + 1 + 3);
-    EXPECT_EQ(count("BODY.PEEK[]<0."), 2);
-    EXPECT_THAT(leftInTmp(), IsEmpty());
-}
-
-TEST_F(LargeMessageTest, GoOnAfterARestart) {
-    struct Case {
-        const char* why;
-        std::function<void(const std::filesystem::path& part)> meanwhile;
-        bool goesOn;
-    };
-    const std::string size = "RFC822.SIZE " + std::to_string(20 * kPiece);
-    const std::vector<Case> cases{
-        {"as it was", [](const auto&) {}, true},
-        {"the part is gone", [](const auto& part) { std::filesystem::remove(part); }, false},
-        {"the part is shorter", [](const auto& part) { std::filesystem::resize_file(part, kPiece / 2); }, false},
-        {"the part is longer", [](const auto& part) { std::ofstream(part, std::ios::app) << "torn"; }, false},
-        {"another size", [&](const auto&) { replaceInAnswers(size, size.substr(0, size.size() - 1) + "1"); }, false}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.why);
-        deliverLarge("big", 20 * kPiece);
-        engine_->sync().start();
-        proxy_->cutAfterReceived(6 * kPiece);
-        loop_->advance(1);
-        engine_.reset();
-        const auto left = leftInTmp();
-        ASSERT_EQ(left.size(), 1u);
-        EXPECT_GE(left.begin()->second.size(), 4 * kPiece);
-        c.meanwhile(folder_ / "Mail/ada/tmp" / left.begin()->first);
-        proxy_->letPass();
-        const long begun = count("BODY.PEEK[]<0."), all = count("BODY.PEEK[]<");
-        open();
-        start();
-        loop_->advance(4000);
-        EXPECT_TRUE(isHere("INBOX", "big", large("big", 20 * kPiece)));
-        EXPECT_EQ(count("BODY.PEEK[]<0.") - begun, c.goesOn ? 0 : 1);
-        EXPECT_LE(count("BODY.PEEK[]<") - all, (c.goesOn ? 20 - 4 : 20) + 2);
-        EXPECT_THAT(leftInTmp(), IsEmpty());
-        erase("INBOX", "big");
-        syncAll();
-        expectBoth("INBOX", {});
-        engine_.reset();
-        open();
-    }
-}
-
-TEST_F(LargeMessageTest, WhatHasBegunGoesWhenTheMessageDoes) {
-    deliverLarge("big", 20 * kPiece);
-    engine_->sync().start();
-    proxy_->cutAfterReceived(6 * kPiece);
-    loop_->advance(1);
-    ASSERT_THAT(leftInTmp(), ::testing::SizeIs(1));
-    const auto there = uid("INBOX", "big");
-    ASSERT_TRUE(other().store(there, ImapChange::Add, {"\\Deleted"}));
-    ASSERT_TRUE(other().expunge(there));
-    proxy_->letPass();
-    syncAll();
-    EXPECT_EQ(status().state, SyncStatus::State::Idle) << status().text;
-    expectBoth("INBOX", {});
-    EXPECT_THAT(leftInTmp(), IsEmpty());
 }
 
 // As a text that is larger than allowed, though the server said nothing of that.
@@ -381,28 +211,6 @@ TEST_F(LargeMessageTest, AreUploadedFromTheirFilesWithTheNetworksLineEnds) {
     EXPECT_GT(disk_.largest(), 0u);
     expectBoth("Sent", {"mine S"});
     EXPECT_TRUE(contentThere("Sent", "mine") == sent);
-}
-
-TEST_F(LargeMessageTest, UploadsThatBreakAnywhereHappenOnce) {
-    start();
-    std::mt19937 random(5);
-    for (int round = 0; round < (std::getenv("QUILLSTEAD_FULL_TESTS") ? 60 : 6); ++round) {
-        SCOPED_TRACE(round);
-        const std::string subject = "mine" + std::to_string(round);
-        const std::size_t size = 3 * kPiece + random() % kPiece;
-        ASSERT_TRUE(library().add(box("Drafts"), large(subject, size), {.seen = true}, loop_->now()));
-        proxy_->cutAfterSent(1 + random() % (size + 1000));
-        if (random() % 2 == 0)
-            restart();
-        else
-            settle();
-        proxy_->letPass();
-        loop_->advance(4000);
-        syncAll();
-        EXPECT_EQ(uids("Drafts").count(subject), 1u);
-        EXPECT_TRUE(contentThere("Drafts", subject) == large(subject, size));
-        EXPECT_EQ(here("Drafts"), there("Drafts"));
-    }
 }
 
 class LargeGmailTest : public GmailTest {
