@@ -31,7 +31,8 @@ struct Wire : LiveChannel {
 class AttachmentUpload : public testing::Test {
 protected:
     std::unique_ptr<HttpBodySink> begin(const std::string& name, bool isInline = false) {
-        HttpServerRequest head{.method = "POST", .path = "/compose/" + window_->window()->identifier() + "/attachments"};
+        HttpServerRequest head{.method = "POST",
+                               .path = "/compose/" + window_->window()->identifier() + "/attachments"};
         head.headers = {{"X-File-Name", name}, {"X-Inline", isInline ? "1" : "0"}};
         return attachmentUpload(host_.application(), head);
     }

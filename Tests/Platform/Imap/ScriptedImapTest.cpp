@@ -1,6 +1,5 @@
 // The IMAP line against servers that no good server is like, and against Gmail's dialogue.
 #include "ScriptedImap.h"
-#include "Support/ScriptedWebServer.h"
 
 namespace qs {
 namespace {

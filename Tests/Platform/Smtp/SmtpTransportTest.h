@@ -1,14 +1,15 @@
 // What the tests of handing a message to a server share: an account there, and what was told on the way.
 #pragma once
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "Foundation/RunLoop.h"
 #include "Smtp/SmtpTransport.h"
 #include "Support/LogCapture.h"
 #include "Support/RecordingSmtpServer.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/TestIdentity.h"
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace qs {
 

@@ -1,6 +1,9 @@
 // What the tests of mail that is held for a while share: a host whose delay is on, and looks at where a message is.
 #pragma once
 
+#include <algorithm>
+#include <utility>
+
 #include "Application/HostInstances.h"
 #include "Application/MailApp.h"
 #include "ComposeWindow.h"
@@ -21,8 +24,6 @@
 #include "Text/MailHeaderDate.h"
 #include "Viewer/ContactPictures.h"
 #include "Viewer/MessageViewer.h"
-#include <algorithm>
-#include <utility>
 
 namespace qs {
 

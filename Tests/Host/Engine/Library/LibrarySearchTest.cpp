@@ -1,11 +1,6 @@
 // What the library finds: by criteria, by texts, and by what a person types.
 #include "LibraryTest.h"
 
-#include "Application/HostInstances.h"
-#include "Mail/MailAccount.h"
-#include "Mail/MessageHeaders.h"
-#include "Maildir/MaildirName.h"
-
 namespace qs {
 
 using ::testing::ElementsAre;

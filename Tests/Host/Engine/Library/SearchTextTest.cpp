@@ -11,8 +11,9 @@ TEST(SearchText, PhrasesAreWordsNeverOperators) {
         const char* words;
         const char* expression;
     };
-    for (const Case& c : {Case{"ada", "\"ada\""}, Case{"ada*", "\"ada\"*"}, Case{"a\"b", "\"a\"\"b\""},
-                          Case{"ad*", "\"ad\""}, Case{"NOT (x)", "\"NOT (x)\""}, Case{"year a*", "\"year a\""}, Case{"会議*", "\"会 議\""}})
+    for (const Case& c :
+         {Case{"ada", "\"ada\""}, Case{"ada*", "\"ada\"*"}, Case{"a\"b", "\"a\"\"b\""}, Case{"ad*", "\"ad\""},
+          Case{"NOT (x)", "\"NOT (x)\""}, Case{"year a*", "\"year a\""}, Case{"会議*", "\"会 議\""}})
         EXPECT_EQ(matchPhrase(c.words), c.expression) << c.words;
 }
 
@@ -21,9 +22,9 @@ TEST(SearchText, CharactersWithoutBlanksBetweenThemBecomeWords) {
         const char* text;
         const char* apart;
     };
-    for (const Case& c :
-         {Case{"plain Grüße €5", "plain Grüsse €5"}, Case{"STRAẞE ß", "STRAssE ss"}, Case{"東京2026年", "東 京 2026 年"}, Case{"a東b", "a 東 b"},
-          Case{"한국어 a", "한 국 어 a"}, Case{"\xe6\x9d", "\xe6\x9d"}, Case{"", ""}})
+    for (const Case& c : {Case{"plain Grüße €5", "plain Grüsse €5"}, Case{"STRAẞE ß", "STRAssE ss"},
+                          Case{"東京2026年", "東 京 2026 年"}, Case{"a東b", "a 東 b"}, Case{"한국어 a", "한 국 어 a"},
+                          Case{"\xe6\x9d", "\xe6\x9d"}, Case{"", ""}})
         EXPECT_EQ(wordsApart(c.text), c.apart) << c.text;
 }
 
