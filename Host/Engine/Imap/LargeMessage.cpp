@@ -52,6 +52,10 @@ public:
         while (*piece) {
             if (auto written = append(**piece); !written) return failed(written);
             if (isOver_) {
+                // Other programs clear folders of temporary files, also of one that is being written.
+                if (const auto info = files_.info(begun_.file); !info || info->size != begun_.size)
+                    return failure(std::string(kFileErrorDomain), ENOENT,
+                                   "What had come of a large message was removed from the disk; it is fetched again.");
                 message.file = begun_.file;
                 message.isBegun = begun_.isNoted;
                 return std::optional(std::move(message));

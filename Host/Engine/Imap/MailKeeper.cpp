@@ -54,6 +54,7 @@ BegunMessage MailKeeper::takeBegun(const std::string& name) {
     anew.isNoted = held_.insert(name).second;
     if (!known || !anew.isNoted) return anew;
     const auto file = temporaryNamed(known->file);
+    files_.setModified(file, RunLoop::main().now());  // before the look, so that it is not swept behind it as forgotten
     const auto info = files_.info(file);
     if (info && info->size == known->size) return {.file = file, .size = known->size, .told = known->told};
     // Swept, or the program ended while more was written to it.

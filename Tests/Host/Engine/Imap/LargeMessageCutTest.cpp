@@ -108,6 +108,20 @@ TEST_F(LargeMessageCutTest, GoOnAfterARestart) {
     }
 }
 
+TEST_F(LargeMessageCutTest, NoneIsKeptWithoutItsBeginning) {
+    deliverLarge("big", 8 * kPiece);
+    onceBefore("BODY.PEEK[]<" + std::to_string(5 * kPiece), [&] {
+        for (const auto& [name, content] : leftInTmp())
+            std::filesystem::remove(folder_ / "Mail/ada/tmp" / name);
+    });
+    start();
+    EXPECT_THAT(filesBelow(folder_ / "Mail/ada", "cur"), IsEmpty());
+    loop_->advance(4000);
+    syncAll();
+    EXPECT_TRUE(isHere("INBOX", "big", large("big", 8 * kPiece)));
+    EXPECT_THAT(leftInTmp(), IsEmpty());
+}
+
 TEST_F(LargeMessageCutTest, WhatHasBegunGoesWhenTheMessageDoes) {
     deliverLarge("big", 20 * kPiece);
     engine_->sync().start();
