@@ -125,7 +125,7 @@ ImapMessage messageFrom(ImapResponse& fetch) {
         if (isContent(name) && !value.isNil()) message.content = std::move(value.text);
         if (const auto start = pieceStart(name)) {
             message.contentStart = start;
-            message.content = value.isNil() ? std::string() : std::move(value.text);  // nothing is there
+            if (!value.isNil()) message.content = std::move(value.text);  // none is no message, not one that ends here
         }
         if (name.is("X-GM-LABELS")) {
             message.gmailLabels.emplace();

@@ -16,7 +16,10 @@ using Status = ImapResponse::Status;
 
 // Whatever the server says to a wrong password, it is no NO like others. What an account has used up comes back.
 Error signInError(Error error) {
-    if (imapResponseCode(error) == "OVERQUOTA") error.code = static_cast<int>(ImapFailure::Temporary);
+    const auto code = imapResponseCode(error);
+    // In whatever words: to be asked the same again and again leads servers to lock the account.
+    if (code == "AUTHENTICATIONFAILED" || code == "EXPIRED") error.code = static_cast<int>(ImapFailure::Refused);
+    if (code == "OVERQUOTA") error.code = static_cast<int>(ImapFailure::Temporary);
     if (imapFailure(error) == ImapFailure::Refused || imapFailure(error) == ImapFailure::NotAccepted)
         error.code = static_cast<int>(ImapFailure::SignInRefused);
     return error;

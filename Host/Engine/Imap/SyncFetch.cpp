@@ -127,9 +127,11 @@ Result<std::size_t> SyncPass::withoutLarge(Work& work, std::size_t most) {
         const auto large = largeMessages(parts_.line, uids);
         if (!large && !isRefusal(large.error())) return failed(large);
         if (!large || large->empty()) return count;
-        // They take long, and are to be seen meanwhile.
-        const auto listed = listHeaders(work, {large->rbegin(), large->rend()});
-        if (!listed && !isRefusal(listed.error())) return failed(listed);
+        // They take long, and are to be seen meanwhile; those of a removed mailbox are, where they were moved to.
+        if (work.mailbox.order != MirroredMailbox::Order::Remove) {
+            const auto listed = listHeaders(work, {large->rbegin(), large->rend()});
+            if (!listed && !isRefusal(listed.error())) return failed(listed);
+        }
         work.large.insert(large->begin(), large->end());
     }
 }

@@ -18,7 +18,8 @@ namespace {
 // So many of the inbox's newest come before anything else is looked at.
 constexpr std::size_t kFirstMessages = 50;
 constexpr int kMostBusy = 3;
-constexpr int kMostCuts = 4, kLeftOut = 3;  // connections that break over a mailbox, and passes without it
+// Connections that break over a mailbox, and steps that then do without it: a pass looks once, and changes in two.
+constexpr int kMostCuts = 4, kLeftOut = 3;
 
 }  // namespace
 
@@ -149,8 +150,8 @@ Result<void> SyncPass::unlessItCuts(const std::string& folder, const char* what,
     const std::string key = std::string(what) + "/" + folder;
     auto& cut = parts_.troubles.cut;
     if (const auto found = cut.find(key); found != cut.end() && found->second >= kMostCuts) {
-        if (++found->second > kMostCuts + kLeftOut) found->second = kMostCuts - 1;
-        return {};
+        if (found->second++ < kMostCuts + kLeftOut) return {};
+        found->second = kMostCuts - 1;
     }
     auto done = act();
     if (done || parts_.line.isOpen())

@@ -40,12 +40,12 @@ struct SyncProgress {
     std::size_t done = 0, total = 0;  // messages to be fetched
 };
 
-// What the server had trouble with, for as long as the program runs and the person does not ask. By names of messages.
+// What the server had trouble with, for as long as the program runs. By names of messages.
 struct SyncTroubles {
     std::set<std::string> refused;   // not tried again
     std::set<std::string> alone;     // come one by one, since a batch of them came to nothing
     std::set<std::string> later;     // not taken for now: others go first
-    std::set<std::string> noRoom;    // not tried again for a while
+    std::set<std::string> noRoom;    // not tried again for a while, or until the person asks
     std::map<std::string, int> cut;  // how often the connection broke over them, in a row
     std::set<std::string> told;      // what the person knows already
 };
@@ -137,9 +137,10 @@ private:
     Result<void> pull(Work& work, bool isLikelyChanged);
     Result<bool> isUnchanged(const MirroredMailbox& mailbox);
     Result<ServerView> look(Work& work, const std::vector<MirroredMessage>& known, const ImapSelection& selection);
-    // Of what a view does not have, what is there no more.
+    // Of what a view does not have: what is there no more, and what is there all the same.
     Result<void> noteMissing(const Work& work, const std::vector<MirroredMessage>& known,
                              const ImapSelection& selection, ServerView& view);
+    Result<void> askForUnseen(ImapUidSet unseen, ServerView& view);
     Result<void> apply(const MirroredMailbox& mailbox, const PullPlan& plan);
     // Those of the new messages that are here already are bound to their files and taken off the list.
     Result<void> recognise(Work& work, const std::map<std::uint32_t, int>& flags);

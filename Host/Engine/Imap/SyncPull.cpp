@@ -132,7 +132,12 @@ Result<ServerView> SyncPass::look(Work& work, const std::vector<MirroredMessage>
     if (since == 0 || selection.highestModSeq < since) {
         view.isComplete = true;
         if (selection.messages == 0) {
-            noteGmailGone(work.mailbox, nullptr, view);
+            // None is also what a server says that leaves the number out.
+            view.isComplete = known.empty();
+            if (view.isComplete)
+                noteGmailGone(work.mailbox, nullptr, view);
+            else if (auto noted = noteMissing(work, known, selection, view); !noted)
+                return failed(noted);
             return view;
         }
         if (auto done = parts_.line.fetch(ImapUidSet::all(), {.gmail = isGmail()}, each); !done) return failed(done);
@@ -173,11 +178,31 @@ Result<void> SyncPass::noteMissing(const Work& work, const std::vector<MirroredM
         for (const auto& [uid, flags] : view.flags)
             present->add(uid);
     }
+    ImapUidSet gone;
     for (const MirroredMessage& message : known)
-        if (!present->contains(message.uid)) view.vanished.add(message.uid);
+        gone.add(message.uid);
     for (const std::uint32_t uid : work.leftBefore)
-        if (!present->contains(uid)) view.vanished.add(uid);
+        gone.add(uid);
+    ImapUidSet unseen = *present;
+    unseen.remove(gone);
+    gone.remove(*present);
+    view.vanished.add(gone);
     noteGmailGone(work.mailbox, &*present, view);
+    return askForUnseen(std::move(unseen), view);
+}
+
+// New ones that the look left out: their numbers may never be told again as changed.
+Result<void> SyncPass::askForUnseen(ImapUidSet unseen, ServerView& view) {
+    ImapUidSet seen;
+    for (const auto& [uid, flags] : view.flags)
+        seen.add(uid);
+    unseen.remove(seen);
+    if (unseen.isEmpty()) return {};
+    auto done = parts_.line.fetch(unseen, {.gmail = isGmail()}, [&](const ImapMessage& message) { note(view, message); });
+    if (!done) return done;
+    // Still left out, they are asked for as a whole, which may bring them, or is remembered as refused.
+    for (const std::uint32_t uid : unseen.uids())
+        view.flags.try_emplace(uid, 0);
     return {};
 }
 

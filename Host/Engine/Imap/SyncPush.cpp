@@ -91,7 +91,8 @@ Result<void> SyncPass::push(Work& work) {
     for (const auto& [folder, messages] : plan->moves) {
         const auto moved = moveThere(work.mailbox, folder, messages);
         if (auto done = orGoOn(moved); !done) return done;
-        if (!moved && moved.error().domain == kImapErrorDomain && !isForNow(moved.error()))
+        if (!moved && moved.error().domain == kImapErrorDomain && !isForNow(moved.error()) &&
+            !isMailboxMissing(moved.error()))
             tellOnce("/" + work.mailbox.folder + "/" + folder, "Messages that were moved to “" + shownPath(folder) +
                                                                    "” can't be moved there at the server. " +
                                                                    moved.error().description);

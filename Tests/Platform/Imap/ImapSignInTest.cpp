@@ -36,6 +36,7 @@ TEST_F(ImapSignIn, ARefusedSignInIsToldFromAServerThatIsBusy) {
         ImapFailure failure;
     };
     const Case cases[] = {{"a1 NO [AUTHENTICATIONFAILED] Invalid credentials (Failure)", ImapFailure::SignInRefused},
+                          {"a1 NO [AUTHENTICATIONFAILED] Invalid login. Please try again.", ImapFailure::SignInRefused},
                           {"a1 NO LOGIN failed.", ImapFailure::SignInRefused},
                           {"a1 BAD what", ImapFailure::SignInRefused},
                           {"a1 NO [UNAVAILABLE] Temporary authentication failure", ImapFailure::Temporary},

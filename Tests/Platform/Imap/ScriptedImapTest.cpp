@@ -193,7 +193,7 @@ TEST_F(ScriptedImap, TellsWhichPieceOfAMessageItGot) {
                 const auto from = message.contentStart;
                 pieces.push_back(*message.content + (from ? " from " + std::to_string(*from) : ""));
             }));
-    EXPECT_THAT(pieces, ElementsAre("abcd from 4", " from 8", "all"));
+    EXPECT_THAT(pieces, ElementsAre("abcd from 4", "all")) << "a message that is gone has no pieces, not empty ones";
 }
 
 TEST_F(ScriptedImap, IdlesAnewBeforeTheServerLosesPatience) {

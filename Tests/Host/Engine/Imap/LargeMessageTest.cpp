@@ -164,16 +164,20 @@ TEST_F(LargeMessageTest, AreNotPutTogetherFromWhatNobodyAskedFor) {
 }
 
 TEST_F(LargeMessageTest, OneThatIsRemovedThereMeanwhileIsNotKeptInPart) {
-    deliverLarge("big", 5 * kPiece);
-    onceBefore("BODY.PEEK[]<" + std::to_string(2 * kPiece), [&] {
-        const auto there = uid("INBOX", "big");
-        ASSERT_TRUE(other().store(there, ImapChange::Add, {"\\Deleted"}));
-        ASSERT_TRUE(other().expunge(there));
-    });
-    start();
-    syncAll();
-    expectBoth("INBOX", {});
-    EXPECT_THAT(leftInTmp(), IsEmpty());
+    for (const int piece : {1, 2, 4}) {
+        SCOPED_TRACE(piece);
+        deliverLarge("big", 5 * kPiece);
+        onceBefore("BODY.PEEK[]<" + std::to_string(piece * kPiece), [&] {
+            const auto there = uid("INBOX", "big");
+            ASSERT_TRUE(other().store(there, ImapChange::Add, {"\\Deleted"}));
+            ASSERT_TRUE(other().expunge(there));
+        });
+        piece == 1 ? start() : syncAll();
+        EXPECT_THAT(filesBelow(folder_ / "Mail/ada", "cur"), IsEmpty());
+        syncAll();
+        expectBoth("INBOX", {});
+        EXPECT_THAT(leftInTmp(), IsEmpty());
+    }
 }
 
 TEST_F(LargeMessageTest, AreFetchedInPiecesForWhoeverOpensThem) {

@@ -97,6 +97,27 @@ TEST_F(ListedMailboxesTest, RemovedHereTheyGoThereWithWhatWasListed) {
     EXPECT_THAT(engine_->sync().takeNotices(), IsEmpty());
 }
 
+// Each comes by itself, and is listed before, where there is still a place for it.
+class ListedLargeTest : public ListedMailboxesTest {
+protected:
+    EngineOptions options() override {
+        EngineOptions options = ListedMailboxesTest::options();
+        options.imapPieceBytes = 15'000;
+        return options;
+    }
+};
+
+TEST_F(ListedLargeTest, RemovedHereTheyGoThereWithWhatWasListed) {
+    startAndStopBehindHeaders("Projects");
+    move(subject(2), "Projects", "Archive");
+    remove("Projects");
+    finish();
+    syncAll();
+    EXPECT_FALSE(isHere("Projects") || isThere("Projects"));
+    expectBoth("Archive", {subject(2) + " S"});
+    EXPECT_EQ(fetched("Archive").size(), 1u);
+}
+
 TEST_F(ListedMailboxesTest, NothingGoesThatWasNotEvenListed) {
     startAndStopBehindHeaders("Projects");
     remove("Projects");

@@ -71,6 +71,36 @@ TEST_F(SyncDoubtTest, MessagesThatALookLeavesOutAreAskedFor) {
     EXPECT_EQ(here("INBOX"), (Lines{"three", "two"})) << "what is gone goes";
 }
 
+// The server keeps account of changes, and these are none to it any more.
+TEST_F(SyncDoubtTest, NewMessagesThatALookLeavesOutComeAllTheSame) {
+    for (const char* each : {"one", "two", "three"})
+        deliver(each);
+    const auto seen = uids("INBOX").find("two")->second;
+    ASSERT_TRUE(other().store({seen}, ImapChange::Add, {"\\Seen"}));
+    replaceInAnswers("* 2 FETCH (UID 2 FLAGS", "* 2 XFETCH (UID 2 FLAGS");
+    start();
+    replaceInAnswers("* 2 FETCH (UID 2 FLAGS", "* 2 FETCH (UID 2 FLAGS");
+    syncAll();
+    expectBoth("INBOX", {"one", "three", "two S"});
+}
+
+TEST_F(SyncDoubtTest, ASelectionWithoutANumberOfMessagesIsNoEmptyMailbox) {
+    for (const auto& [from, to] : {std::pair{" CONDSTORE", ""}, {" QRESYNC", ""}, {"[HIGHESTMODSEQ ", "[XHIGH "}})
+        replaceInAnswers(from, to);
+    for (const char* each : {"one", "two"})
+        deliver(each);
+    start();
+    const auto known = here("INBOX");
+    replaceInAnswers(" EXISTS", " XISTS");
+    const long fetched = count("BODY.PEEK[]");
+    syncAll();
+    EXPECT_EQ(here("INBOX"), known);
+    replaceInAnswers(" EXISTS", " EXISTS");
+    syncAll();
+    expectBoth("INBOX", {"one", "two"});
+    EXPECT_EQ(count("BODY.PEEK[]"), fetched) << "and nothing had to come again";
+}
+
 TEST_F(SyncDoubtTest, ASearchWithoutAnAnswerDropsNothing) {
     replaceInAnswers(" QRESYNC", "");
     for (const char* each : {"one", "two", "three"})

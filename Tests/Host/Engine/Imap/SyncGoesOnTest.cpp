@@ -201,6 +201,19 @@ TEST_F(SyncGoesOnTest, AMailboxThatIsGoneWhenSomethingIsPutThereIsMadeAgain) {
     EXPECT_THAT(engine_->takeNotices(), IsEmpty());
 }
 
+TEST_F(SyncGoesOnTest, AMailboxThatIsGoneWhenSomethingIsMovedThereIsMadeAgain) {
+    ASSERT_TRUE(other().create(named("Travel")));
+    deliver("mine");
+    start();
+    onceBefore(" UID MOVE ", [&] { ASSERT_TRUE(other().remove(named("Travel"))); });
+    move("mine", "INBOX", "Travel");
+    settle();
+    syncAll();
+    syncAll();
+    expectBoth("Travel", {"mine"});
+    EXPECT_THAT(engine_->takeNotices(), IsEmpty());
+}
+
 TEST_F(SyncGoesOnTest, FlagsThatAMailboxDoesNotKeepAreNotPutThereEither) {
     replaceInAnswers(" \\*)]", ")]");
     deliver("any", "Archive");  // or nobody looks what it keeps
