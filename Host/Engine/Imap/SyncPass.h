@@ -7,8 +7,8 @@
 // says so, under names made of the server's own numbers, so that they are recognised, too.
 //
 // Its parts: SyncPass.cpp the order, SyncMailboxes.cpp the list of mailboxes, SyncRenames.cpp and SyncRemovals.cpp what
-// the person did to mailboxes themselves, SyncPull.cpp, SyncList.cpp, SyncPush.cpp, SyncMoves.cpp and SyncFetch.cpp one
-// mailbox, SyncGmail.cpp what is different at Gmail, SyncLabels.cpp the labels there.
+// the person did to mailboxes themselves, SyncPull.cpp, SyncRecognise.cpp, SyncList.cpp, SyncPush.cpp, SyncMoves.cpp
+// and SyncFetch.cpp one mailbox, SyncGmail.cpp what is different at Gmail, SyncLabels.cpp the labels there.
 // Blocking; for one thread.
 #pragma once
 
@@ -136,6 +136,9 @@ private:
     Result<void> fetchAll();
     Result<void> pull(Work& work, bool isLikelyChanged);
     Result<bool> isUnchanged(const MirroredMailbox& mailbox);
+    // With what was known of its messages, as far as the server still counts them so.
+    Result<ImapSelection> selectAnew(Work& work, std::vector<MirroredMessage>& known);
+    Result<void> concludePull(Work& work, ServerView& view);  // with what is to be fetched
     Result<ServerView> look(Work& work, const std::vector<MirroredMessage>& known, const ImapSelection& selection);
     // Of what a view does not have: what is there no more, and what is there all the same.
     Result<void> noteMissing(const Work& work, const std::vector<MirroredMessage>& known,

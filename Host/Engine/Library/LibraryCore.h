@@ -220,6 +220,8 @@ private:
     Result<std::int64_t> moveListed(Database& index, const IndexedFile& row, const LibraryMailbox& to, Work& work);
     struct Arrival;
     std::map<std::string, MirrorWish> wishesOf(const std::string& account);
+    // All but those that nobody wants any more, each with the mailbox where it now belongs.
+    std::vector<Arrival> wantedArrivals(const LibraryMailboxRef& box, const std::vector<MirroredArrival>& messages);
     Result<void> readLarge(Arrival& arrival);                              // one that has a file
     void readContents(std::vector<Arrival>& arrivals, tables::Text text);  // of those that have none
     static tables::Inserted insert(Database& index, Arrival& arrival, tables::Text text);

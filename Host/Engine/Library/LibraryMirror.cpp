@@ -128,10 +128,9 @@ Result<void> LibraryCore::followWish(Arrival& arrival, const MirrorWish& wish, W
     return before == after ? Result<void>() : files_.renameNew(before, after);
 }
 
-Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<MirroredArrival>& messages, bool isNews) {
-    const auto box = mailboxNamed(mailbox.identifier());
-    if (!box) return failure(noMailbox());
-    const std::string account = box->accountIdentifier();
+std::vector<LibraryCore::Arrival> LibraryCore::wantedArrivals(const LibraryMailboxRef& box,
+                                                              const std::vector<MirroredArrival>& messages) {
+    const std::string& account = box->accountIdentifier();
     auto wishes = wishesOf(account);
     std::vector<Arrival> arrivals;
     for (const MirroredArrival& each : messages) {
@@ -149,6 +148,14 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
     std::stable_sort(arrivals.begin(), arrivals.end(), [](const Arrival& one, const Arrival& other) {
         return one.message->received < other.message->received;
     });
+    return arrivals;
+}
+
+Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<MirroredArrival>& messages, bool isNews) {
+    const auto box = mailboxNamed(mailbox.identifier());
+    if (!box) return failure(noMailbox());
+    const std::string account = box->accountIdentifier();
+    std::vector<Arrival> arrivals = wantedArrivals(box, messages);
     for (Arrival& each : arrivals)
         if (auto read = readLarge(each); !read) return read;
     const tables::Text text = textOf(arrivals.size());
@@ -163,7 +170,7 @@ Result<void> LibraryCore::addMirrored(Mailbox& mailbox, const std::vector<Mirror
     Result<void> followed;
     try {
         auto index = index_->write();
-        wishes = wishesOf(account);
+        auto wishes = wishesOf(account);
         std::vector<IndexedFile> rows;
         for (Arrival& each : arrivals) {
             if (auto done = followWish(each, wishes[each.message->name], work); !done) followed = done;
