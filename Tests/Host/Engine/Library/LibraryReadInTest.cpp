@@ -16,11 +16,15 @@ using ::testing::UnorderedElementsAre;
 class LibraryReadIn : public LibraryTest {
 protected:
     // Numbered from 1, the oldest; as another program would put them there.
+    // Each a second newer than the one before: by their own dates, files that are written at once are all the same age.
     void putMany(const std::string& mailbox, int count) {
-        for (int i = 1; i <= count; ++i)
-            folder_.write(mailbox + "/cur/" + std::to_string(1'600'000'000 + i) + ".M1P1_" + std::to_string(i) +
-                              ".box:2,S",
-                          mail("m" + std::to_string(i)));
+        for (int i = 1; i <= count; ++i) {
+            const int time = 1'600'000'000 + i;
+            const std::string file =
+                mailbox + "/cur/" + std::to_string(time) + ".M1P1_" + std::to_string(i) + ".box:2,S";
+            folder_.write(file, mail("m" + std::to_string(i)));
+            FileSystem::real().setModified(folder_ / file, {double(time)});
+        }
     }
     int count(std::string_view mailbox) { return library_->page(box(mailbox).criterion(), "", 0, 0).total; }
     void until(std::string_view mailbox, int messages) {
