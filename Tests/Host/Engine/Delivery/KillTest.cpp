@@ -126,8 +126,7 @@ class Kill : public ::testing::Test {
 protected:
     Kill()
         : server_({.onStage = [this](SmtpStage stage, const std::string& command) {
-              if (victim_ != 0 && stage == victimStage_ && stage != SmtpStage::Body) killVictim();
-              if (victim_ != 0 && stage == SmtpStage::Body && victimStage_ == stage && command.empty()) killVictim();
+              if (stage != SmtpStage::Body || command.empty()) killVictimAt(stage);
           }}) {
         auto book = AccountBook::open(folder_ / "Accounts.plist", FileSystem::real());
         for (const AccountRecord& account :
@@ -183,9 +182,9 @@ protected:
         return true;
     }
 
-    void killVictim() {
+    void killVictimAt(SmtpStage stage) {
         const std::lock_guard guard(lock_);
-        if (victim_ != 0) kill(std::exchange(victim_, 0), SIGKILL);
+        if (victim_ != 0 && victimStage_ == stage) kill(std::exchange(victim_, 0), SIGKILL);
     }
 
     // Answers how many are in doubt.
