@@ -2,6 +2,7 @@
 // are tabs at the foot.
 import { useEffect, useRef, useState } from 'preact/hooks';
 import { act, signals } from '../actions';
+import { focusOn } from '../base/focus';
 import { useStore } from '../base/Store';
 import { type ComposeShape, host, ui } from '../state';
 import { ComposeWindow } from './ComposeWindow';
@@ -37,8 +38,7 @@ function focusAfterClosing(): void {
   const others = host.get().compose.filter(({ window }) => ui.get().shapes[window] !== 'minimised');
   const next = others.at(-1);
   if (next) return focusWindow(next.window);
-  const places = [...document.querySelectorAll<HTMLElement>('.list-scroller, [data-pane="message"]')];
-  places.find((each) => each.offsetParent !== null)?.focus({ preventScroll: true });
+  focusOn('.list-scroller, [data-pane="message"]');
 }
 
 export function ComposeDock() {
@@ -60,7 +60,7 @@ export function ComposeDock() {
     signals.focusWindow = (window) => {
       if (window === 'viewer') {
         ui.set({ front: '' });
-        document.querySelector<HTMLElement>('.list-scroller')?.focus();
+        focusOn('.list-scroller');
         return;
       }
       ui.set({ front: window, shapes: { ...ui.get().shapes, [window]: 'normal' } });

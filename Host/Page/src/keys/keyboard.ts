@@ -1,9 +1,10 @@
 // Keys that work anywhere in the page: shortcuts of the menu items, single keys outside of text, and ways between the
 // parts of the page. What has the focus sees a key first; what it took (preventDefault) is not looked at here.
 import { act, flushEdits } from '../actions';
+import { focusOn } from '../base/focus';
 import { host, ui } from '../state';
 import { isMac } from './platform';
-import { focusableIn } from '../overlay/focusTrap';
+import { focusableIn, isBehindModal } from '../overlay/focusTrap';
 import { findForKey, opensWindow, singleKeys } from './plainKeys';
 import { isTextEditing, itemForPress } from './shortcuts';
 
@@ -17,7 +18,11 @@ export function listenForKeys(): void {
 
 function modalIsOpen(target: EventTarget | null): boolean {
   if (document.querySelector('[aria-modal="true"][data-blocks="page"]')) return true;
-  return target instanceof Element && target.closest('[aria-modal="true"], .menu, [role="menubar"]') !== null;
+  if (!(target instanceof Element)) return false;
+  if (target.closest('[aria-modal="true"], .menu, [role="menubar"]')) return true;
+  // While nothing has the focus, keys mean the viewer.
+  const viewer = document.querySelector('.viewer');
+  return viewer !== null && (target === document.body || viewer.contains(target)) && isBehindModal(viewer);
 }
 
 /** A letter, or a key such as Delete, that is pressed in a list over the page is not meant for what lies below. */
@@ -98,21 +103,18 @@ function plainKey(event: KeyboardEvent): boolean {
   return true;
 }
 
-function focusOn(selector: string): boolean {
-  const shown = [...document.querySelectorAll<HTMLElement>(selector)].find((each) => each.offsetParent !== null);
-  shown?.focus();
-  return shown !== undefined;
-}
-
 /** The parts are marked with data-part and take the focus themselves or hand it on to the element inside. */
 function focusNextPart(step: number): boolean {
   // A part that floats has no offset parent.
-  const parts = [...document.querySelectorAll<HTMLElement>('[data-part]:not([inert])')].filter((part) => part.getClientRects().length > 0);
+  const all = [...document.querySelectorAll<HTMLElement>('[data-part]:not([inert])')];
+  const inReach = (part: HTMLElement): boolean => part.matches('[role="menubar"]') || !isBehindModal(part);
+  const parts = all.filter((part) => part.getClientRects().length > 0 && inReach(part));
   if (parts.length === 0) return false;
   const current = parts.findIndex((part) => part.contains(document.activeElement));
   // Backwards, the newest hint comes first wherever one is: it was announced with these keys, and may not wait.
   const hint = parts[current]?.matches('.popover') || step > 0 ? undefined : parts.filter((part) => part.matches('.popover')).at(-1);
   const next = hint ?? parts[(current + step + parts.length) % parts.length];
-  (next?.tabIndex === 0 ? next : ((next && focusableIn(next)[0]) ?? next))?.focus();
+  const within = next?.querySelector<HTMLElement>('[aria-modal="true"]') ?? next;
+  (within?.tabIndex === 0 ? within : ((within && focusableIn(within)[0]) ?? within))?.focus();
   return true;
 }

@@ -1,6 +1,7 @@
 // The field above the list: searches a little after the last key, and offers what else may be typed.
 import { useEffect, useRef, useState } from 'preact/hooks';
 import { act, call, signals } from '../actions';
+import { focusOn } from '../base/focus';
 import { Icon } from '../base/Icon';
 import { parseAddress } from '../compose/addresses';
 import type { ListModel } from '../protocol';
@@ -52,7 +53,7 @@ export function SearchField({ list }: { list: ListModel }) {
     else if (event.key === 'ArrowUp' && offered.length) setActive(shown > 0 ? shown - 1 : offered.length - 1);
     else if (event.key === 'Escape' && offered.length) setOpen(false);
     else if (event.key === 'Escape' && text) search('', 0);
-    else if (event.key === 'Escape' || event.key === 'ArrowDown') document.querySelector<HTMLElement>('.list-scroller')?.focus();
+    else if (event.key === 'Escape' || event.key === 'ArrowDown') focusOn('.list-scroller');
     else if (event.key === 'Enter' && chosen) choose(chosen);
     else if (event.key === 'Enter') {
       setOpen(false);

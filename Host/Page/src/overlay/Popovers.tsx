@@ -12,6 +12,7 @@ import { Form } from '../forms/Form';
 import { RowListView } from '../rows/RowListView';
 import type { PopoverModel } from '../protocol';
 import { announce, host } from '../state';
+import { isBehindModal } from './focusTrap';
 
 export function Popovers() {
   const popovers = useStore(host, (model) => model.popovers);
@@ -42,14 +43,6 @@ function findAnchor(name: string): Element | null {
   return document.querySelector(`[data-anchor="title:${CSS.escape(owner)}"]`);
 }
 
-/** Behind a sheet of its window, or a dialog over the page. */
-function isCovered(anchor: Element): boolean {
-  return [...document.querySelectorAll('[aria-modal="true"][data-blocks]')].some((modal) => {
-    const blocked = modal.getAttribute('data-blocks') === 'page' ? document.body : modal.closest('.overlay')?.parentElement;
-    return blocked?.contains(anchor) && !modal.contains(anchor);
-  });
-}
-
 /** Whoever was in the card when it went is brought back to where he came from. */
 function useWayBack(card: { current: HTMLElement | null }): (event: FocusEvent) => void {
   const before = useRef<EventTarget | null>(null);
@@ -76,7 +69,7 @@ function Popover({ popover }: { popover: PopoverModel }) {
       if (!size) return;
       const target = findAnchor(popover.anchor);
       // A hint about what a sheet covers would lie in the way of that. Countdowns do not wait.
-      if (target && !popover.countdown && isCovered(target)) return setPlaced(null);
+      if (target && !popover.countdown && isBehindModal(target)) return setPlaced(null);
       const box = target?.getBoundingClientRect();
       const anchor = box ?? { left: innerWidth / 2, top: 76, width: 0, height: 0 };
       const next = placeBeside(anchor, size, box ? popover.edge : Edge.Below, { width: innerWidth, height: innerHeight });

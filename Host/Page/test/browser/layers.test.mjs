@@ -48,6 +48,49 @@ test('the menu bar stays in reach beside an alert of the viewer, and its menus l
   assert.ok(await isOnTop(page, '.menubar-title:last-child'), 'the next title can be gone on to');
 });
 
+test('no key reaches what lies behind a question of the viewer', async (t) => {
+  const { page, host } = await open(t);
+  const asked = () => host.calls.map(({ call }) => call).filter((each) => /^(toolbar|menu|list|message)\./.test(each));
+  host.push({ viewer: sheetOf(host) });
+  await page.waitForSelector('.sheet');
+  const before = asked();
+  const isInSheet = () => page.evaluate(() => document.activeElement.closest('.sheet') !== null);
+  await page.mouse.click(40, 700); // on the veil
+  assert.ok(await isInSheet(), 'the keys stay where they were');
+  await page.evaluate(() => document.activeElement.blur());
+  const keys = ['Delete', 'e', 'r', 'ArrowDown', 'Control+Alt+a', '/', 'F6'];
+  for (const key of keys) await page.keyboard.press(key);
+  assert.equal(await page.evaluate(() => document.activeElement.className), '', 'nor does one lead there');
+  await page.mouse.click(40, 700);
+  assert.ok(await isInSheet(), 'a press on the veil leads back');
+
+  host.openCompose();
+  await page.waitForSelector('.compose');
+  await page.focus('.subject-input');
+  for (let step = 0; step < 12; ++step) {
+    await page.keyboard.press('F6');
+    const place = await page.evaluate(() => document.activeElement.closest('.compose, .menubar, .sheet')?.className);
+    assert.ok(place, 'what can be walked to is in reach');
+  }
+  await page.keyboard.press('Escape');
+  assert.deepEqual(asked(), before);
+});
+
+test('a press beside what a message’s window asks leaves the keys there', async (t) => {
+  const { page, host } = await open(t);
+  const window = host.openCompose({ to: ['a@x.example'] });
+  await page.waitForSelector('.compose');
+  const id = host.alert({ window, title: 'Really?', buttons: ['Yes', 'No'] });
+  await page.waitForSelector('.alert');
+  const { x, y, height } = await page.locator('.compose-body').boundingBox();
+  await page.mouse.click(x + 20, y + height - 20);
+  await page.keyboard.press('Delete');
+  await page.keyboard.press('Escape');
+  await page.waitForSelector('.alert', { state: 'detached' });
+  const told = host.calls.filter(({ call }) => /^(toolbar|menu|alert)\./.test(call)).map(({ call, args }) => [call, args.button]);
+  assert.deepEqual(told, [['alert.answer', 1]], `of alert ${id}`);
+});
+
 test('what the program asks covers the menu bar and every window, and a notice lies over it', async (t) => {
   const { page, host } = await open(t);
   host.openCompose();
