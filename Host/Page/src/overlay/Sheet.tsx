@@ -17,8 +17,8 @@ function SheetBox({ window: owner, form }: { window: string; form: FormModel }) 
   const isSettled = useSettledButtons(form.buttons.map((button) => button.title));
   const press = (button: number): void => {
     const pressed = form.buttons[button];
-    // What was typed goes with it, so it is not to be had by mistake.
-    if (!pressed || (pressed.isCancel && !isSettled(pressed.title))) return;
+    // Some forget what was typed, others do something that was warned of: none of them is to be had by mistake.
+    if (!pressed || !isSettled(pressed.title)) return;
     act('sheet.button', { window: owner, form: form.identifier, button, title: pressed.title });
   };
   return (
