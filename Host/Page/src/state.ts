@@ -69,6 +69,17 @@ export const ui = new Store<Ui>({
   announcement: '',
 });
 
+/** Does it each time the connection comes to stand. */
+export function onConnected(action: () => void): void {
+  let stood = false;
+  ui.subscribe(() => {
+    const stands = ui.get().link === 'open';
+    const isNews = stands && !stood;
+    stood = stands;
+    if (isNews) action();
+  });
+}
+
 let lastToast = 0;
 
 export function toast(text: string, kind: Toast['kind'] = 'notice'): void {

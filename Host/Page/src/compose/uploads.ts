@@ -3,7 +3,7 @@ import { call, complain, flushEdits, registerEdits } from '../actions';
 import { Store } from '../base/Store';
 import type { AttachmentModel, Id } from '../protocol';
 import { request, sendFile } from '../session';
-import { host, ui } from '../state';
+import { host, onConnected, ui } from '../state';
 
 /** Drawn among the attachments until the host has it. */
 export interface Upload {
@@ -121,9 +121,4 @@ host.subscribe(() => {
 });
 
 // A host that comes back knows of none of them.
-let wasThere = false;
-ui.subscribe(() => {
-  const isThere = ui.get().link === 'open';
-  if (isThere && !wasThere) new Set(uploads.get().all.map((each) => each.window)).forEach(tellHost);
-  wasThere = isThere;
-});
+onConnected(() => new Set(uploads.get().all.map((each) => each.window)).forEach(tellHost));

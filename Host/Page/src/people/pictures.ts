@@ -2,6 +2,8 @@
 // whoever has scrolled by before the question goes out is not asked for.
 import { useEffect, useReducer } from 'preact/hooks';
 import { call, signals } from '../actions';
+import { ConnectionLost } from '../connection';
+import { onConnected } from '../state';
 
 const pause = 80; // milliseconds, in which questions gather
 const fresh = 60_000; // milliseconds, after which a picture is asked for again when it is drawn anew
@@ -38,18 +40,25 @@ function want(address: string): void {
   const last = known.get(address);
   if (last && performance.now() - last.asked < fresh) return;
   wanted.add(address);
-  timer ||= window.setTimeout(ask, pause);
+  askSoon();
+}
+
+function askSoon(): void {
+  if (wanted.size > 0) timer ||= window.setTimeout(ask, pause);
 }
 
 function ask(): void {
   timer = 0;
   const now = [...wanted].filter((address) => drawn.has(address)).slice(0, most);
   for (const address of [...wanted]) if (!drawn.has(address) || now.includes(address)) wanted.delete(address);
-  if (wanted.size > 0) timer = window.setTimeout(ask, pause);
+  askSoon();
   if (now.length === 0) return;
   call('people.pictures', { addresses: now }).then(
     (answer) => keep(now, (answer as { pictures: Record<string, string> }).pictures),
-    () => undefined, // the initials stand; the next one who is drawn asks again
+    (error: unknown) => {
+      // The initials stand until the host is back. What it refuses is asked again by the next one who is drawn.
+      if (error instanceof ConnectionLost) for (const address of now) wanted.add(address);
+    },
   );
 }
 
@@ -66,6 +75,8 @@ function keep(addresses: string[], pictures: Record<string, string>): void {
     if (!drawn.has(address)) known.delete(address);
   }
 }
+
+onConnected(askSoon);
 
 signals.picture = (address) => {
   const last = known.get(address);

@@ -43,6 +43,21 @@ test('initials stand until a picture comes, which moves nothing', async (t) => {
   assert.equal(await page.getAttribute('#row-1000 .face', 'aria-hidden'), 'true', 'the name is told already');
 });
 
+test('a question that is lost with the connection is asked again when that is back', async (t) => {
+  const { page, host } = await open(t);
+  const answer = host.answer.bind(host);
+  host.answer = (call, args) => {
+    if (call === 'people.pictures') host.goAway();
+    return answer(call, args);
+  };
+  wantPictures(host, { 'person1@x.example': square('tomato') });
+  await page.waitForSelector('#row-1001 .face');
+  await page.getByText('The mail program does not answer').first().waitFor();
+  host.answer = answer;
+  host.comeBack();
+  await page.waitForSelector('#row-1001 .face-picture');
+});
+
 test('only those in view are asked for, and nobody twice', async (t) => {
   const { page, host } = await open(t);
   wantPictures(host);
