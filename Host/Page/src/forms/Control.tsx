@@ -21,15 +21,15 @@ interface Props {
   control: FormControlModel;
   anchor: string;
   compact?: boolean; // beside others in a row: the label goes into the control
+  isNews?: boolean; // was not there when the form was opened
   onChange(value: Value): void;
 }
 
-function Told({ control, anchor }: { control: FormControlModel; anchor: string }) {
+function Told({ control, anchor, isNews }: Pick<Props, 'control' | 'anchor' | 'isNews'>) {
   const box = useRef<HTMLDivElement>(null);
   // What is told after a button was pressed, such as how far something is, may lie out of sight. Nobody who types is
   // taken away from there.
   useEffect(() => {
-    const isNews = box.current?.closest<HTMLElement>('.form')?.dataset['drawn'] === 'true';
     if (isNews && !document.activeElement?.closest('.form .group')) box.current?.scrollIntoView({ block: 'nearest' });
   }, []);
   return (
@@ -40,14 +40,14 @@ function Told({ control, anchor }: { control: FormControlModel; anchor: string }
   );
 }
 
-export function Control({ control, anchor, compact, onChange }: Props) {
+export function Control({ control, anchor, compact, isNews, onChange }: Props) {
   const id = useId();
   const props: ControlProps = { control, id, onChange };
   switch (control.kind) {
     case 'separator':
       return <hr class="control-line" />;
     case 'text':
-      return <Told control={control} anchor={anchor} />;
+      return <Told control={control} anchor={anchor} isNews={isNews} />;
     case 'checkBox':
       return (
         <label class="control check" title={control.toolTip} data-anchor={anchor}>

@@ -21,9 +21,9 @@ export function Form({ form, anchors, onChange, onButton }: Props) {
     group?.scrollIntoView();
     group?.querySelector<HTMLElement>('input, select, button, [tabindex="0"]')?.focus({ preventScroll: true });
   }, [form.shownGroup]);
-  // Behind the effects of its controls: what comes later is news to the person.
+  const stands = useRef(false);
   useEffect(() => {
-    if (box.current) box.current.dataset['drawn'] = 'true';
+    stands.current = true;
   }, []);
   const defaultButton = form.buttons.findIndex((button) => button.isDefault);
   return (
@@ -35,7 +35,7 @@ export function Form({ form, anchors, onChange, onButton }: Props) {
       }}
     >
       {form.groups.map((group, index) => (
-        <Group key={`${index} ${group.title}`} group={group} anchors={anchors} onChange={onChange} />
+        <Group key={`${index} ${group.title}`} group={group} anchors={anchors} isNews={stands.current} onChange={onChange} />
       ))}
       {form.buttons.length > 0 && (
         <p class="form-buttons">
@@ -45,7 +45,7 @@ export function Form({ form, anchors, onChange, onButton }: Props) {
               class={`button${button.isDefault ? ' default' : ''}`} disabled={button.enabled === false}
               onClick={() => {
                 if (button.isDefault) return; // the form's submission
-                        onButton(index);
+                onButton(index);
               }}
             >
               {button.title}
@@ -62,6 +62,7 @@ interface CompositeProps {
   control: FormControlModel;
   others: FormControlModel[]; // among them those that it names
   anchors: string;
+  isNews: boolean;
   onChange(control: string, value: Value): void;
 }
 
@@ -70,10 +71,11 @@ const Composite = (props: CompositeProps) => (props.control.kind === 'radio' ? <
 interface GroupProps {
   group: FormModel['groups'][number];
   anchors: string;
+  isNews: boolean; // the form stands already: what comes to it now is news to the person
   onChange(control: string, value: Value): void;
 }
 
-function Group({ group, anchors, onChange }: GroupProps) {
+function Group({ group, anchors, isNews, onChange }: GroupProps) {
   const title = useId();
   const inLines = new Set(
     group.controls.flatMap((control) => [control, ...(control.options ?? [])]).flatMap((holder) => holder.controls ?? []),
@@ -85,10 +87,13 @@ function Group({ group, anchors, onChange }: GroupProps) {
       {group.title && <h3 id={title} class="group-title">{group.title}</h3>}
       {shown.map((control) =>
         control.kind === 'radio' || control.kind === 'list' ? (
-          <Composite key={control.id} control={control} others={group.controls} anchors={anchors} onChange={onChange} />
+          <Composite
+            key={control.id} control={control} others={group.controls} anchors={anchors} isNews={isNews} onChange={onChange}
+          />
         ) : (
           <Control
-            key={control.id} control={control} anchor={`${anchors}:${control.id}`} onChange={(value) => onChange(control.id, value)}
+            key={control.id} control={control} anchor={`${anchors}:${control.id}`} isNews={isNews}
+            onChange={(value) => onChange(control.id, value)}
           />
         ),
       )}

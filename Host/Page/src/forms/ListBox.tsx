@@ -10,10 +10,11 @@ interface Props {
   control: FormControlModel;
   others: FormControlModel[]; // among them the buttons
   anchors: string;
+  isNews: boolean;
   onChange(control: string, value: Value): void;
 }
 
-export function ListBox({ control, others, anchors, onChange }: Props) {
+export function ListBox({ control, others, anchors, isNews, onChange }: Props) {
   const id = useId();
   const list = useRef<HTMLUListElement>(null);
   const rows = control.options ?? [];
@@ -67,7 +68,9 @@ export function ListBox({ control, others, anchors, onChange }: Props) {
         {(control.controls ?? []).map((name) => {
           const other = others.find((each) => each.id === name && !each.hidden);
           return other && (
-            <Control key={name} compact control={other} anchor={`${anchors}:${name}`} onChange={(value) => onChange(name, value)} />
+            <Control
+              key={name} compact control={other} anchor={`${anchors}:${name}`} isNews={isNews} onChange={(value) => onChange(name, value)}
+            />
           );
         })}
       </div>

@@ -8,10 +8,11 @@ interface Props {
   control: FormControlModel;
   others: FormControlModel[]; // among them those that the options name
   anchors: string;
+  isNews: boolean;
   onChange(control: string, value: Value): void;
 }
 
-export function RadioLines({ control, others, anchors, onChange }: Props) {
+export function RadioLines({ control, others, anchors, isNews, onChange }: Props) {
   const id = useId();
   return (
     <div
@@ -33,7 +34,8 @@ export function RadioLines({ control, others, anchors, onChange }: Props) {
               const own = others.find((other) => other.id === name && !other.hidden);
               return own && (
                 <Control
-                  key={name} compact control={own} anchor={`${anchors}:${name}`} onChange={(value) => onChange(name, value)}
+                  key={name} compact control={own} anchor={`${anchors}:${name}`} isNews={isNews}
+                  onChange={(value) => onChange(name, value)}
                 />
               );
             })}

@@ -234,3 +234,32 @@ test('a plain text takes no formatting keys', async (t) => {
   await page.waitForSelector('.editor b');
   await page.waitForSelector('[aria-label="Bold"][aria-pressed="true"]');
 });
+
+test('an address moves to another field by dragging', async (t) => {
+  const { page, host } = await open(t);
+  host.openCompose({ to: ['a@x.example', 'b@x.example'], cc: ['c@x.example'] });
+  await page.waitForSelector('.token');
+  await page.dragAndDrop('.token:has-text("a@x.example")', '[data-anchor="cc:compose-1"]', { targetPosition: { x: 300, y: 15 } });
+  await until(() => callsOf(host, 'compose.update').some((each) => each.cc?.length === 2), 'the copy field');
+  const told = Object.assign({}, ...callsOf(host, 'compose.update'));
+  assert.deepEqual([told.to, told.cc], [['b@x.example'], ['c@x.example', 'a@x.example']]);
+});
+
+test('symbols and links come into the text', async (t) => {
+  const { page, host, faults } = await open(t);
+  host.openCompose({ to: ['a@x.example'], bodyHtml: '<div>word</div>' });
+  await page.waitForSelector('.editor');
+  await page.focus('.editor');
+  await page.keyboard.press('Control+a');
+  await page.click('[aria-label="Link"]');
+  await page.keyboard.type('javascript:alert(1)');
+  await page.keyboard.press('Enter');
+  await page.waitForSelector('text=This is no web or mail address.');
+  await page.fill('.link-field input', 'books.example');
+  await page.keyboard.press('Enter');
+  await page.waitForSelector('.editor a[href="https://books.example/"]');
+  await page.click('.compose [aria-label="Symbols"]');
+  await page.locator('emoji-picker .emoji-menu button').first().click();
+  await until(() => callsOf(host, 'compose.update').some((each) => /\p{Extended_Pictographic}/u.test(each.bodyHtml ?? '')), 'the symbol');
+  assert.deepEqual(faults, []);
+});

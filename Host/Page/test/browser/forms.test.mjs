@@ -74,6 +74,7 @@ test('a date that is being typed is left alone, and one before the earliest is n
 test('what a button began is in sight, and where it stood no other is pressed by the same click', async (t) => {
   const { page, host } = await open(t, { width: 400, height: 700 });
   await page.clock.install();
+  t.after(() => page.clock.resume()); // all pages of the browser have the same
   const window = host.openCompose({ to: ['a@x.example'] });
   const fields = Array.from({ length: 30 }, (_, i) => ({ kind: 'textField', id: `f${i}`, label: `Field ${i}`, value: '', enabled: true }));
   const sheet = (cancel, progress, more = []) => ({
@@ -241,59 +242,6 @@ test('what opens has the focus from the moment it is drawn', async (t) => {
   });
 });
 
-test('an address moves to another field by dragging', async (t) => {
-  const { page, host } = await open(t);
-  host.openCompose({ to: ['a@x.example', 'b@x.example'], cc: ['c@x.example'] });
-  await page.waitForSelector('.token');
-  await page.dragAndDrop('.token:has-text("a@x.example")', '[data-anchor="cc:compose-1"]', { targetPosition: { x: 300, y: 15 } });
-  await until(() => callsOf(host, 'compose.update').some((each) => each.cc?.length === 2), 'the copy field');
-  const told = Object.assign({}, ...callsOf(host, 'compose.update'));
-  assert.deepEqual([told.to, told.cc], [['b@x.example'], ['c@x.example', 'a@x.example']]);
-});
-
-test('symbols and links come into the text', async (t) => {
-  const { page, host, faults } = await open(t);
-  host.openCompose({ to: ['a@x.example'], bodyHtml: '<div>word</div>' });
-  await page.waitForSelector('.editor');
-  await page.focus('.editor');
-  await page.keyboard.press('Control+a');
-  await page.click('[aria-label="Link"]');
-  await page.keyboard.type('javascript:alert(1)');
-  await page.keyboard.press('Enter');
-  await page.waitForSelector('text=This is no web or mail address.');
-  await page.fill('.link-field input', 'books.example');
-  await page.keyboard.press('Enter');
-  await page.waitForSelector('.editor a[href="https://books.example/"]');
-  await page.click('.compose [aria-label="Symbols"]');
-  await page.locator('emoji-picker .emoji-menu button').first().click();
-  await until(() => callsOf(host, 'compose.update').some((each) => /\p{Extended_Pictographic}/u.test(each.bodyHtml ?? '')), 'the symbol');
-  assert.deepEqual(faults, []);
-});
-
-test('the keyboard opens the menu of the selected messages', async (t) => {
-  const { page, host } = await open(t);
-  await page.click('#row-1001');
-  await page.focus('.list-scroller');
-  await page.keyboard.press('Shift+F10');
-  await page.waitForSelector('.menu');
-  await page.keyboard.press('Escape');
-  await page.waitForSelector('.menu', { state: 'detached' });
-  assert.deepEqual(callsOf(host, 'context.open'), [{ ids: [1001] }]);
-  await until(() => page.evaluate(() => document.activeElement.className === 'list-scroller'), 'the focus coming back');
-});
-
-test('a hint points at what it is about, and its buttons answer', async (t) => {
-  const { page, host } = await open(t);
-  const hint = { identifier: 'hint', edge: 1, text: 'Look here', buttons: ['Yes', 'No'], buttonIcons: [] };
-  host.push({ popovers: [{ ...hint, anchor: 'toolbar:viewer:Snooze' }] });
-  const box = await page.locator('.popover').boundingBox();
-  const anchor = await page.locator('[data-anchor="toolbar:viewer:Snooze"]').boundingBox();
-  assert.ok(box.y >= anchor.y + anchor.height && box.x < anchor.x && box.x + box.width > anchor.x + anchor.width, 'it hangs below');
-  await page.click('.popover >> text=No');
-  await until(() => callsOf(host, 'popover.button').length, 'the answer');
-  assert.deepEqual(callsOf(host, 'popover.button'), [{ identifier: 'hint', button: 1 }]);
-});
-
 test('a new mailbox is made in place', async (t) => {
   const { page, host } = await open(t);
   await page.click('text=New mailbox');
@@ -301,104 +249,4 @@ test('a new mailbox is made in place', async (t) => {
   await page.keyboard.press('Enter');
   await until(() => callsOf(host, 'mailbox.create').length, 'the mailbox');
   assert.deepEqual(callsOf(host, 'mailbox.create'), [{ account: 'work', name: 'Receipts' }]);
-});
-
-const countdown = (left) => ({ identifier: 'Later', anchor: 'title:viewer', edge: 3, text: 'It will happen in 12 seconds.', countdown: String(left), buttons: ['Now', 'Never'], buttonIcons: [] });
-
-test('a countdown stays where it is, is told once and survives a reload', async (t) => {
-  const { page, host } = await open(t);
-  await page.evaluate(() => {
-    window.told = [];
-    new MutationObserver(() => window.told.push(document.querySelector('.notices > .visually-hidden').textContent))
-      .observe(document.querySelector('.notices'), { subtree: true, childList: true, characterData: true });
-  });
-  host.push({ popovers: [countdown(12)] });
-  await page.waitForSelector('.popover');
-  const boxes = [];
-  for (const left of [12, 11, 10, 9, 8]) {
-    host.push({ popovers: [countdown(left)] });
-    await page.waitForSelector(`.popover-countdown:text-is("${left}")`);
-    boxes.push(JSON.stringify([await page.locator('.popover').boundingBox(), await page.locator('.popover >> text=Never').boundingBox()]));
-  }
-  assert.equal(new Set(boxes).size, 1, boxes.join(' '));
-  assert.deepEqual(await page.evaluate(() => window.told), ['It will happen in 12 seconds. (Shift+F6 leads there.)']);
-  assert.equal(await page.getAttribute('.popover-countdown', 'role'), 'timer', 'whose changes nobody reads out');
-  await page.reload();
-  await page.waitForSelector('.popover-countdown:text-is("8")');
-});
-
-test('a hint is reached and dismissed by keys', async (t) => {
-  const { page, host } = await open(t);
-  await page.focus('.list-scroller');
-  host.push({ popovers: [countdown(12)] });
-  await page.waitForSelector('.popover');
-  assert.equal(await page.evaluate(() => document.activeElement.className), 'list-scroller', 'it takes no focus by itself');
-  for (let step = 0; step < 12 && !(await page.evaluate(() => document.activeElement.closest('.popover'))); ++step) await page.keyboard.press('F6');
-  assert.equal(await page.evaluate(() => document.activeElement.textContent), 'Now');
-  await page.keyboard.press('Tab');
-  await page.keyboard.press('Enter');
-  await until(() => callsOf(host, 'popover.button').length, 'the answer');
-  assert.deepEqual(callsOf(host, 'popover.button'), [{ identifier: 'Later', button: 1 }]);
-  await page.waitForSelector('.popover', { state: 'detached' });
-
-  host.push({ popovers: [countdown(12)] });
-  await page.waitForSelector('.popover');
-  await page.focus('.list-scroller');
-  await page.keyboard.press('Shift+F6');
-  await page.keyboard.press('Escape');
-  await page.waitForSelector('.popover', { state: 'detached' });
-  host.push({ popovers: [countdown(12)] });
-  await page.waitForSelector('.popover');
-  await page.focus('.search input');
-  await page.keyboard.press('Escape');
-  await page.focus('.list-scroller');
-  await page.keyboard.press('Escape');
-  await page.waitForSelector('.popover', { state: 'detached' });
-  assert.deepEqual(callsOf(host, 'popover.close'), [{ identifier: 'Later' }, { identifier: 'Later' }]);
-  assert.equal(await page.evaluate(() => document.activeElement.className), 'list-scroller');
-});
-
-test('a menu is made afresh when it opens, and holds a date that is set while it stays open', async (t) => {
-  const { page, host } = await open(t);
-  await page.click('[data-anchor="toolbar:viewer:Snooze"] .tool-menu');
-  const menu = page.getByRole('dialog', { name: 'Snooze' });
-  await menu.getByText('Snooze until').waitFor();
-  assert.deepEqual(await axeFaults(page), []);
-  await menu.locator('.menu-item', { hasText: '+1 month' }).locator('.menu-faint').getByText('(22/12/2026, 09:00)').waitFor();
-  for (let step = 0; step < 3; ++step) await page.keyboard.press('ArrowDown'); // past the separator
-  const field = menu.getByLabel('Custom Date');
-  await becomes(() => field.evaluate((each) => each === document.activeElement), true, 'the field has the keys');
-  await field.fill('2026-11-30T08:15');
-  await until(() => callsOf(host, 'menu.set').length, 'the date');
-  const [{ value, ...place }] = callsOf(host, 'menu.set');
-  assert.deepEqual(place, { menu: 'toolbar', window: 'viewer', identifier: 'Snooze', item: '5', control: 'date' });
-  assert.equal(new Date(value.$date * 1000).getMinutes(), 15);
-  await page.keyboard.press('Tab');
-  await page.keyboard.press('Enter');
-  await until(() => callsOf(host, 'menu.choose').length, 'the choice');
-  assert.deepEqual(callsOf(host, 'menu.choose'), [{ menu: 'toolbar', window: 'viewer', identifier: 'Snooze', item: '6' }]);
-  await menu.waitFor({ state: 'detached' });
-});
-
-test('a menu may hold a whole form: its first field has the keys, Return presses its button, and the host closes it', async (t) => {
-  const { page, host } = await open(t);
-  const control = (id, kind, label, value) => ({ id, kind, label, value, enabled: true });
-  const form = {
-    identifier: 'Options', title: '', firstResponder: 'note', buttons: [{ title: 'Create', isDefault: true }],
-    groups: [{ title: '', controls: [control('dated', 'checkBox', 'Set a date', true), control('note', 'textField', 'Note', '')] }],
-  };
-  const answer = host.answer.bind(host);
-  host.answer = (call, args) => {
-    if (call === 'menu.press') return { close: true };
-    return call === 'toolbar.menu' || call === 'menu.set' ? { items: [{ id: '1', title: '', form }] } : answer(call, args);
-  };
-  await page.click('[data-anchor="toolbar:viewer:Snooze"] .tool-menu');
-  const menu = page.getByRole('dialog', { name: 'Snooze' });
-  await becomes(() => menu.getByLabel('Note').evaluate((each) => each === document.activeElement), true, 'the note has the keys');
-  await page.keyboard.type('Order the paper');
-  await page.keyboard.press('Enter');
-  await menu.waitFor({ state: 'detached' });
-  const place = { menu: 'toolbar', window: 'viewer', identifier: 'Snooze', item: '1' };
-  assert.deepEqual(callsOf(host, 'menu.set').at(-1), { ...place, control: 'note', value: 'Order the paper' });
-  assert.deepEqual(callsOf(host, 'menu.press'), [{ ...place, press: 0 }]);
 });
