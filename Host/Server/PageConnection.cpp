@@ -74,8 +74,8 @@ void PageConnection::handle(const std::string& text) {
     // A call may wait for the person, and the page may go meanwhile.
     auto self = shared_from_this();
     CallContext context{application_, memory_};
-    // Behind what the call changed, which is shown in the loop's next turn: with the answer the page stops showing what it
-    // expects, and would show for a moment what was before.
+    // Behind what the call changed, which is shown in the loop's next turn: with the answer the page stops showing what
+    // it expects, and would show for a moment what was before.
     RunLoop::main().post([self, answer = json::serialize(carryOut(context, *asked))] { self->send(answer); });
 }
 

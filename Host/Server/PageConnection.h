@@ -1,5 +1,5 @@
-// One open page: sends it what changed, carries out what it asks, answers each call once, behind what that changed. Main
-// thread.
+// One open page: sends it what changed, carries out what it asks, answers each call once, behind what that changed.
+// Main thread.
 #pragma once
 
 #include <functional>

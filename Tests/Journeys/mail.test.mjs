@@ -85,7 +85,7 @@ test('no message leaves, and no draft is left, without a file that waits for its
     await alert.waitFor({ state: 'detached' });
   };
   await compose.locator('.tool.prominent').click();
-  await isTold('not attached yet', 'OK');
+  await isTold('2 files are not attached yet', 'OK');
   await held[0].continue();
   await becomes(() => held.length, 2, 'the second file');
   await page.locator('.menubar-title', { hasText: 'Message' }).click();

@@ -5,7 +5,6 @@
 #include "Compose/Drafts.h"
 #include "Compose/UploadUnderWay.h"
 #include "Foundation/Assertion.h"
-#include "Foundation/Format.h"
 #include "Foundation/Log.h"
 #include "Mail/DeliveryQueue.h"
 #include "Mail/MailAccount.h"
@@ -20,11 +19,9 @@ namespace {
 
 std::optional<Obstacle> filesToWaitFor(const std::vector<std::string>& files) {
     if (files.empty()) return {};
-    if (files.size() == 1)
-        return Obstacle{stringWithFormat("“%@” is not attached yet", {files.front()}),
-                        "Wait until it is attached, or stop attaching it, then send again."};
-    return Obstacle{stringWithFormat("%ld files are not attached yet", {static_cast<std::int64_t>(files.size())}),
-                    "Wait until they are attached, or stop attaching them, then send again."};
+    return Obstacle{UploadUnderWay::sentenceAbout(files),
+                    files.size() == 1 ? "Wait until it is attached, or stop attaching it, then send again."
+                                      : "Wait until they are attached, or stop attaching them, then send again."};
 }
 
 }  // namespace
