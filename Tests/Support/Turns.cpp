@@ -79,13 +79,15 @@ std::array<int, 2> Turns::run(const std::function<void()>& first, const std::fun
         actors_[next].mayGo = true;
         changed_.notify_all();
     }
+    std::array<int, 2> passed;
     {
         const std::lock_guard hold(lock_);
+        passed = {actors_[First].passed, actors_[Second].passed};
         isOn_ = false;
         changed_.notify_all();
     }
     thread.join();
-    return {actors_[First].passed, actors_[Second].passed};
+    return passed;
 }
 
 }  // namespace qs
