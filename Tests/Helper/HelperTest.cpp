@@ -16,6 +16,7 @@
 #include "RunningApplications/RunningApplications.h"
 #include "Support/PrivateBus.h"
 #include "Support/TemporaryFolder.h"
+#include "Support/Waiting.h"
 
 namespace qs {
 namespace {
@@ -109,8 +110,8 @@ public:
 
     std::pair<std::string, std::string> waitForNumber(std::size_t count) {
         std::unique_lock hold(lock_);
-        changed_.wait(hold, [&] { return shown_.size() >= count; });
-        return shown_[count - 1];
+        const bool isThere = changed_.wait_for(hold, kLongestWait, [&] { return shown_.size() >= count; });
+        return isThere ? shown_[count - 1] : std::pair("nothing came"s, ""s);
     }
 
 private:

@@ -47,6 +47,7 @@ protected:
 
     TemporaryFolder folder_;
     std::unique_ptr<RunLoop> loop_ = RunLoop::make(RunLoop::Clock::Real);
+    const TimerRef limit_ = loop_->after(60, [this] { loop_->stop(); });  // for a test that fails
     std::unique_ptr<ControlSocket> socket_;
     std::vector<std::string> commands_;
 };

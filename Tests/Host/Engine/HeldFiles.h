@@ -5,9 +5,11 @@
 #include <condition_variable>
 #include <limits>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 #include "Foundation/FileSystem.h"
+#include "Support/Waiting.h"
 
 namespace qs {
 
@@ -31,7 +33,8 @@ public:
     // Until somebody waits here.
     void waitUntilHeld() {
         std::unique_lock hold(lock_);
-        changed_.wait(hold, [this] { return waiting_ > 0; });
+        if (!changed_.wait_for(hold, kLongestWait, [this] { return waiting_ > 0; }))
+            throw std::runtime_error("nobody reads a message");
     }
 
     Result<std::string> read(const std::filesystem::path& file) override { return files_.read(file); }

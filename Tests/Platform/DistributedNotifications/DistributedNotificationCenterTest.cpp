@@ -8,6 +8,7 @@
 #include "Foundation/RunLoop.h"
 #include "Support/LogCapture.h"
 #include "Support/PrivateBus.h"
+#include "Support/Waiting.h"
 
 namespace qs {
 namespace {
@@ -31,6 +32,7 @@ protected:
     PrivateBus bus_;
     LogCapture log_;
     std::unique_ptr<RunLoop> loop_ = RunLoop::make(RunLoop::Clock::Real);
+    const TimerRef limit_ = loop_->after(60, [this] { loop_->stop(); });  // for a test that fails
     std::vector<std::pair<std::string, Value>> heard_;
 };
 
@@ -73,8 +75,7 @@ TEST_F(DistributedNotifications, OutliveTheBus) {
     EXPECT_TRUE(center->isConnected());
     bus_.stop();
     // Its thread notices by itself; until then posting may still try.
-    while (center->isConnected())
-        std::this_thread::yield();
+    ASSERT_TRUE(becomesSo([&] { return !center->isConnected(); }));
     center->postNotificationName("lost", "", {});
     EXPECT_TRUE(log_.contains("Nobody can hear lost"));
 

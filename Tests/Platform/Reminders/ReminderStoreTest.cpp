@@ -197,6 +197,7 @@ TEST_F(ReminderStoreTest, APowerCutLeavesTheOldFileOrTheNewOne) {
 
 TEST(ReminderStoreWatch, TellsWhatOtherProgramsDo) {
     const auto loop = RunLoop::make(RunLoop::Clock::Real);
+    const auto limit = loop->after(60, [&] { loop->stop(); });  // for a test that fails
     const TemporaryFolder folder;
     const auto root = folder / "Reminders";
     auto store = ReminderStore::inFolder(root, FileSystem::real(), true);

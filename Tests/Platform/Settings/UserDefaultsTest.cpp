@@ -234,6 +234,7 @@ TEST(UserDefaultsWithoutLoop, WritesAndTellsAtOnce) {
 TEST(UserDefaultsOnRealDisk, AnEditByHandIsTakenUpWithoutBeingAskedFor) {
     const TemporaryFolder folder;
     const auto loop = RunLoop::make(RunLoop::Clock::Real);
+    const auto limit = loop->after(60, [&] { loop->stop(); });  // for a test that fails
     UserDefaults::setFolder(folder / "settings");
     const auto defaults = UserDefaults::suite(kSuite);
     defaults->setObject(1, "a");

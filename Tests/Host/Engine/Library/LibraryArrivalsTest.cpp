@@ -154,6 +154,7 @@ TEST_F(LibraryArrivals, AClosedLibraryTellsNothing) {
 // With the real clock, as the watch lives on a thread of its own.
 TEST(LibraryWatch, TakesUpWhatOtherProgramsDo) {
     const auto loop = RunLoop::make(RunLoop::Clock::Real);
+    const auto limit = loop->after(60, [&] { loop->stop(); });  // for a test that fails
     const ClassRegistry registry;
     const TemporaryFolder folder;
     {

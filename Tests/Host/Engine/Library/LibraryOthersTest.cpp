@@ -156,6 +156,7 @@ TEST_F(LibraryOthers, ATreeThatIsAwayComesBackWhole) {
 TEST_F(LibraryOthers, ChangesOfOtherProgramsShowAtOnce) {
     loop_.reset();
     loop_ = RunLoop::make(RunLoop::Clock::Real);
+    const auto limit = loop_->after(60, [this] { loop_->stop(); });  // for a test that fails
     makeMaildir("INBOX");
     openWithTree();
     library_->watchFolders();
