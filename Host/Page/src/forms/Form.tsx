@@ -10,9 +10,10 @@ interface Props {
   anchors: string; // what the controls' anchors begin with
   onChange(control: string, value: Value): void;
   onButton(index: number): void;
+  isSettled?(title: string): boolean; // whether a button stands there long enough to be pressed
 }
 
-export function Form({ form, anchors, onChange, onButton }: Props) {
+export function Form({ form, anchors, onChange, onButton, isSettled }: Props) {
   const box = useRef<HTMLFormElement>(null);
   useEffect(() => {
     if (!form.shownGroup) return;
@@ -43,6 +44,7 @@ export function Form({ form, anchors, onChange, onButton }: Props) {
             <button
               key={`${index} ${button.title}`} type={button.isDefault ? 'submit' : 'button'}
               class={`button${button.isDefault ? ' default' : ''}`} disabled={button.enabled === false}
+              aria-disabled={isSettled?.(button.title) === false ? true : undefined}
               onClick={() => {
                 if (button.isDefault) return; // the form's submission
                 onButton(index);

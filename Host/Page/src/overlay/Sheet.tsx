@@ -35,7 +35,7 @@ function SheetBox({ window: owner, form }: { window: string; form: FormModel }) 
         <h2 id={title}>{form.title}</h2>
         {form.message && <p class="sheet-message">{form.message}</p>}
         <Form
-          form={form} anchors={`sheet:${owner}`} onButton={press}
+          form={form} anchors={`sheet:${owner}`} onButton={press} isSettled={isSettled}
           onChange={(control, value) => act('sheet.set', { window: owner, form: form.identifier, control, value })}
         />
       </div>

@@ -98,7 +98,8 @@ test('what a button began is in sight, and where it stood no other is pressed by
   const anyway = page.getByRole('button', { name: 'Save Anyway' });
   await page.getByRole('button', { name: 'Cancel', exact: true }).waitFor();
   await page.keyboard.press('Escape');
-  await anyway.click();
+  await anyway.click({ force: true });
+  assert.equal(await anyway.getAttribute('aria-disabled'), 'true', 'it is told that it does nothing yet');
   await page.clock.runFor(600);
   await anyway.click();
   await anyway.waitFor({ state: 'detached' });
